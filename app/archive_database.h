@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "app/process_state.h"
+#include "app/server_session.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The archive's schema: makes it, brings old ones up to date, opens it. There is no schema
+/// version: each call of `openDatabase` runs the whole sequence, and every step is idempotent or
+/// fails harmlessly. Main thread, and the worker of a run through a reconnect.
+class ArchiveDatabase {
+ public:
+  struct Callbacks {
+    /// The full `doConnect`. It sets `ProcessState::cancelFlag` when no session will come.
+    std::function<void()> reconnect;
+    std::function<void()> databaseDropped;  ///< after a drop: settings and fields follow
+    /// After a drop, before that: takes the name out of the list of databases.
+    std::function<void(const std::string& name)> forgetDatabase = {};
+  };
+
+  ArchiveDatabase(ServerSession& session, UserInterface& ui, ProcessState& process);
+  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+
+  /// Creates, upgrades and selects the database named by `dbPath`. A failure is shown as an alert
+  /// and sets `ProcessState::cancelFlag`.
+  void openDatabase();
+  /// Shows the schema as text; works without a connection.
+  void showSchema();
+  /// Drops the current database after a confirmation.
+  void deleteDatabase();
+
+  /// Name of the database in use, the field of that name; empty: none chosen yet.
+  std::string dbPath;
+
+ private:
+  /// A step whose failure is expected on an archive that is up to date.
+  static void passOver(bool /*succeeded*/) {}
+  bool fail(bool longForm);
+  [[nodiscard]] bool send(std::string_view sql);
+  [[nodiscard]] bool createDatabase();
+  [[nodiscard]] bool makeMessageTables();
+  [[nodiscard]] bool makeSettingsTables();
+  [[nodiscard]] bool createTable(std::string_view sql, bool longForm);
+  void enlargeColumn(std::string_view column, std::string_view title, std::string_view sql,
+                     bool reportFailure);
+  void createIndexes();
+
+  ServerSession& session_;
+  UserInterface& ui_;
+  ProcessState& process_;
+  Callbacks callbacks_;
+  std::string sqlText_;
+  bool indexesDone_ = false;  ///< per process: a second archive gets no index step
+  int reconnects_ = 0;        ///< reconnects under way, one within the other
+};
+
+}  // namespace keldane

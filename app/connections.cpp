@@ -1,0 +1,338 @@
+#include "app/connections.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+#include "app/local_server.h"
+#include "app/resource_file.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kConnectPanel = "connectPanel";
+constexpr const char* kConnectionTable = "connectionTableView";
+constexpr const char* kDefaultHost = "localhost";
+constexpr const char* kDefaultUser = "root";
+constexpr double kStorePanelWhite = 0.6;
+
+constexpr std::array<const char*, 4> kSessionStatements = {
+    "SET GLOBAL max_allowed_packet=500000000",
+    "SET GLOBAL connect_timeout=86400",
+    "SET GLOBAL innodb_log_file_size=500000000",
+    "SET SESSION sql_mode=''",
+};
+
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// A text as the client takes it; what has no ASCII form is left to the client's own default.
+std::optional<std::string> asciiText(const std::string& text) {
+  return isAscii(text) ? std::optional(text) : std::nullopt;
+}
+
+std::string textOf(const PlistDict& entry, const char* key) {
+  const auto found = entry.find(key);
+  return found == entry.end() ? std::string() : found->second.text().value_or("");
+}
+
+ServerConnection connectionFrom(const PlistDict& entry) {
+  ServerConnection connection;
+  connection.name = textOf(entry, "name");
+  connection.host = textOf(entry, "host");
+  connection.user = textOf(entry, "user");
+  connection.password = textOf(entry, "password");
+  connection.database = textOf(entry, "database");
+  connection.socket = textOf(entry, "socket");
+  const auto port = entry.find("port");
+  if (port != entry.end()) {
+    connection.port = static_cast<int>(port->second.integer().value_or(0));
+  }
+  return connection;
+}
+
+PlistValue plistFrom(const ServerConnection& connection) {
+  PlistDict entry;
+  entry["name"] = PlistValue{connection.name};
+  entry["host"] = PlistValue{connection.host};
+  entry["user"] = PlistValue{connection.user};
+  entry["password"] = PlistValue{connection.password};
+  entry["database"] = PlistValue{connection.database};
+  entry["socket"] = PlistValue{connection.socket};
+  entry["port"] = PlistValue{std::int64_t{connection.port}};
+  return PlistValue{std::move(entry)};
+}
+
+PlistValue defaultFont() {
+  PlistDict attributes;
+  attributes["NSFontNameAttribute"] = PlistValue{std::string("Lucida Grande")};
+  attributes["NSFontSizeAttribute"] = PlistValue{10.0};
+  return PlistValue{std::move(attributes)};
+}
+
+}  // namespace
+
+Connections::Connections(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
+                         UserInterface& ui, ProcessState& process)
+    : session_(session), database_(database), prefs_(prefs), ui_(ui), process_(process) {}
+
+std::vector<std::string> Connections::connectionNames() const {
+  std::vector<std::string> names;
+  for (const ServerConnection& connection : connectionList_) names.push_back(connection.name);
+  return names;
+}
+
+bool Connections::takeConnectPanelMayClose() { return std::exchange(connectPanelMayClose_, false); }
+
+void Connections::fillDbPathFromPreference() {
+  if (database_.dbPath.empty()) database_.dbPath = prefs_.text("dbPath").value_or("");
+}
+
+void Connections::savePreferencesFile() {
+  if (const Result<void> saved = prefs_.save(); !saved) {
+    std::fprintf(stderr, "%s\n", saved.error().c_str());
+  }
+}
+
+void Connections::getConnectionPrefs() {
+  // Read first: a first start writes it back, and connections may have been saved without a
+  // database.
+  const std::int64_t selected = prefs_.integer("selectedConnection").value_or(0);
+  fillDbPathFromPreference();
+  if (database_.dbPath.empty()) {
+    firstRun = true;
+    selectedConnection_ = static_cast<int>(std::clamp<std::int64_t>(selected, 0, INT32_MAX));
+    if (callbacks_.resetPrefs) callbacks_.resetPrefs();
+    saveConnectionPrefs();
+  }
+  connectionList_.clear();
+  const PlistValue* saved = prefs_.find("connections");
+  if (saved != nullptr && saved->array() != nullptr) {
+    for (const PlistValue& entry : *saved->array()) {
+      if (entry.dict() != nullptr) connectionList_.push_back(connectionFrom(*entry.dict()));
+    }
+  }
+  const auto count = static_cast<std::int64_t>(connectionList_.size());
+  selectedConnection_ = selected >= 0 && selected < count ? static_cast<int>(selected) : 0;
+  if (connectionList_.empty()) return;
+  ui_.changed(kConnectionTable);
+  getConnection();
+  setConnection();
+}
+
+void Connections::saveConnectionPrefs() {
+  if (callbacks_.saveSelectedSources) callbacks_.saveSelectedSources();
+  prefs_.setInteger("selectedConnection", selectedConnection_);
+  // A first start has no name yet.
+  if (!database_.dbPath.empty()) prefs_.setText("dbPath", database_.dbPath);
+  if (!prefs_.has("panelFont")) prefs_.set("panelFont", defaultFont());
+  savePreferencesFile();
+}
+
+void Connections::getConnection() {
+  current_ = connectionList_.empty()
+                 ? ServerConnection()
+                 : connectionList_[static_cast<std::size_t>(selectedConnection_)];
+}
+
+void Connections::setConnection() {
+  form.connectNameTextField = current_.name;
+  form.hostTextField = current_.host;
+  form.userTextField = current_.user;
+  form.passwordTextField = current_.password;
+  form.dbPathTextField = current_.database;
+  form.socketTextField = current_.socket;
+  form.portTextField = current_.port == 0 ? std::string() : std::to_string(current_.port);
+  ui_.changed(kConnectPanel);
+}
+
+void Connections::selectConnection(std::size_t row) {
+  if (row >= connectionList_.size()) return;
+  selectedConnection_ = static_cast<int>(row);
+  getConnection();
+  setConnection();
+}
+
+void Connections::writeConnectionList() {
+  PlistArray list;
+  for (const ServerConnection& connection : connectionList_) list.push_back(plistFrom(connection));
+  prefs_.set("connections", PlistValue{std::move(list)});
+  prefs_.setInteger("selectedConnection", selectedConnection_);
+  savePreferencesFile();
+}
+
+void Connections::saveConnection() {
+  current_.password = form.passwordTextField;
+  const ServerConnection entry = {form.connectNameTextField,
+                                  form.hostTextField,
+                                  form.userTextField,
+                                  current_.password,
+                                  form.dbPathTextField,
+                                  form.socketTextField,
+                                  leadingInt(form.portTextField)};
+  const auto same =
+      std::find_if(connectionList_.begin(), connectionList_.end(),
+                   [&entry](const ServerConnection& saved) { return saved.name == entry.name; });
+  selectedConnection_ = static_cast<int>(same - connectionList_.begin());
+  if (same == connectionList_.end()) {
+    connectionList_.push_back(entry);
+  } else {
+    *same = entry;
+  }
+  writeConnectionList();
+  getConnectionPrefs();
+  ui_.changed(kConnectionTable);
+  if (process_.unattendedRun != 0 && callbacks_.setStoreDate) callbacks_.setStoreDate();
+}
+
+void Connections::deleteConnection() {
+  if (!connectionList_.empty()) {
+    connectionList_.erase(connectionList_.begin() + selectedConnection_);
+  }
+  selectedConnection_ = 0;
+  writeConnectionList();
+  ui_.changed(kConnectionTable);
+  selectConnection(0);
+  // The rest has nothing to do with connections. Kept: a schedule made from here on carries the
+  // argument in its command.
+  storePanelWhite = kStorePanelWhite;
+  ui_.changed("storePanel");
+  readArgumentsAgain();
+  process_.launchCommand += " 1\n";
+}
+
+void Connections::readArgumentsAgain() {
+  const std::vector<std::string>& arguments = process_.launchArguments;
+  process_.launchCommand = arguments.empty() ? std::string() : arguments.front();
+  replaceAll(process_.launchCommand, " ", "\\ ");
+  if (arguments.size() >= 2) process_.unattendedRun = leadingInt(arguments[1]);
+}
+
+void Connections::newConnect() {
+  ui_.changed(kConnectionTable);
+  ui_.runModal(kConnectPanel);
+}
+
+void Connections::doConfigure() {
+  for (const char* statement : kSessionStatements) {
+    // A server that keeps its values to itself is not an error.
+    static_cast<void>(session_.query(statement));
+  }
+}
+
+void Connections::readForm() {
+  current_.host = form.hostTextField.empty() ? "no host entered" : form.hostTextField;
+  current_.name = form.connectNameTextField;
+  current_.user = form.userTextField;
+  current_.socket = form.socketTextField;
+  current_.password = form.passwordTextField;
+  current_.port = leadingInt(form.portTextField);
+  current_.database = database_.dbPath.empty() ? form.dbPathTextField : database_.dbPath;
+}
+
+bool Connections::prepareServer(std::string& error) {
+  if (form.connectNameTextField != kLocalConnectionName || !callbacks_.prepareServer) return true;
+  return callbacks_.prepareServer(form, error);
+}
+
+void Connections::doConnect() {
+  ui_.endModal();
+  connectPanelMayClose_ = true;
+  if (form.hostTextField.empty()) form.hostTextField = current_.host = kDefaultHost;
+  if (form.userTextField.empty()) form.userTextField = current_.user = kDefaultUser;
+  if (ui_.isPanelVisible(kConnectPanel)) {
+    database_.dbPath = form.dbPathTextField;
+    ui_.closePanel(kConnectPanel);
+  }
+  session_.close();
+  isConnected_ = false;
+  // Before the form is read: the private server's host and socket are filled in there.
+  std::string error;
+  if (!prepareServer(error)) {
+    connectionFailed(error);
+    return;
+  }
+  readForm();
+  const std::vector<std::string>& arguments = process_.launchArguments;
+  cnfPath_ = resourceFile(arguments.empty() ? std::string() : arguments.front(), "mymy.cnf");
+  session_.init();
+  if (!connectToServer()) {
+    connectionFailed(session_.error());
+    return;
+  }
+  connected();
+}
+
+ServerAddress Connections::address(const std::string& database) const {
+  ServerAddress address;
+  address.host = asciiText(current_.host);
+  address.user = asciiText(current_.user);
+  address.password = asciiText(current_.password);
+  if (!database.empty()) address.database = asciiText(database);
+  if (!current_.socket.empty()) address.socket = asciiText(current_.socket);
+  address.port = static_cast<unsigned>(current_.port);
+  return address;
+}
+
+bool Connections::connectToServer() {
+  const std::string database = form.dbPathTextField;
+  if (database.empty()) return session_.connect(address(""));
+  if (!session_.connect(address(database))) {
+    // The server may be there and only the database missing.
+    if (!session_.connect(address(""))) return false;
+    openNewDatabase();
+  }
+  database_.dbPath = current_.database;
+  fillDbPathFromPreference();
+  return true;
+}
+
+void Connections::openNewDatabase() {
+  database_.dbPath = form.dbPathTextField;
+  fillDbPathFromPreference();
+  ui_.progressStarted("Indexing...");
+  if (!database_.dbPath.empty()) database_.openDatabase();
+  ui_.progressEnded();
+  saveConnectionPrefs();
+}
+
+void Connections::connected() {
+  const auto call = [](const std::function<void()>& step) {
+    if (step) step();
+  };
+  isConnected_ = true;
+  if (!database_.dbPath.empty()) database_.openDatabase();
+  call(callbacks_.forgetPostboxFolder);
+  call(callbacks_.getSettings);
+  call(callbacks_.showAppearanceAndPostbox);
+  if (std::exchange(firstRun, false)) {
+    call(callbacks_.resetPrefs);
+    call(callbacks_.savePreferences);
+  }
+  call(callbacks_.getPrefs);
+  call(callbacks_.savePreferences);
+  call(callbacks_.getCategories);
+  ui_.progressEnded();
+  call(callbacks_.get500emails);
+}
+
+void Connections::connectionFailed(const std::string& error) {
+  ui_.alert({"SQL Error",
+             "Failed to connect to server: Error: " + error + "\n",
+             AlertStyle::critical,
+             {"OK"}});
+  if (callbacks_.connectFailed) {
+    process_.cancelFlag = 1;
+    callbacks_.connectFailed(error);
+    return;
+  }
+  newConnect();
+}
+
+}  // namespace keldane

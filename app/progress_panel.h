@@ -1,0 +1,33 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "platform/main_queue.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The progress services of every long task. `doProgressCount` and `setDetail` may be called from
+/// any thread; the user interface is reached through the main queue only.
+class ProgressPanel {
+ public:
+  ProgressPanel(UserInterface& ui, MainQueue& mainQueue);
+
+  /// Shows the panel under this title. The count is left as it is.
+  void doProgressPanel(const std::string& title);
+  void close();
+  /// Shows the count, and the detail as it stands when the main thread gets to it, whenever `count`
+  /// is a multiple of `step` (with a step of 0, when the count is 0).
+  void doProgressCount(int count, int step);
+  /// Date and subject of the message at hand.
+  void setDetail(const std::string& date, const std::string& subject);
+
+ private:
+  UserInterface& ui_;
+  MainQueue& mainQueue_;
+  std::mutex mutex_;
+  std::string detail_;
+};
+
+}  // namespace keldane

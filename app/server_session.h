@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace keldane {
+
+/// Where to connect. A missing text is a null pointer to the client library: its own default.
+struct ServerAddress {
+  std::optional<std::string> host;
+  std::optional<std::string> user;
+  std::optional<std::string> password;
+  std::optional<std::string> database;
+  std::optional<std::string> socket;
+  unsigned port = 0;  ///< 0: the client's default
+};
+
+/// Rows of one answer of the server. Freed with the object, before the next statement in the case
+/// of a streamed result.
+class ResultRows {
+ public:
+  virtual ~ResultRows() = default;
+  /// Steps to the next row; false after the last one.
+  virtual bool next() = 0;
+  /// A cell of the present row, as bytes; nullopt for NULL or a column that is not there. Valid
+  /// until the next call of `next`.
+  [[nodiscard]] virtual std::optional<std::string_view> cell(std::size_t column) const = 0;
+  [[nodiscard]] virtual std::size_t fieldCount() const = 0;
+  /// Number of rows; of a streamed result, of those fetched so far.
+  [[nodiscard]] virtual std::uint64_t rowCount() const = 0;
+};
+
+enum class BindType { text, blob };
+
+/// One bound parameter. The bytes must live until the statement has been executed.
+struct BoundValue {
+  std::string_view bytes;
+  BindType type = BindType::text;
+};
+
+/// A prepared statement; closed with the object when it has not been closed before.
+class Statement {
+ public:
+  virtual ~Statement() = default;
+  [[nodiscard]] virtual bool prepare(std::string_view sql) = 0;
+  [[nodiscard]] virtual bool bind(std::span<const BoundValue> values) = 0;
+  [[nodiscard]] virtual bool execute() = 0;
+  virtual bool close() = 0;
+};
+
+/// The one session of the process with its MySQL server. Thin: every call is one call of the client
+/// library, and nothing is retried. Not locked: one thread at a time, as an archive run and the
+/// main thread take turns.
+class ServerSession {
+ public:
+  virtual ~ServerSession() = default;
+  virtual void init() = 0;
+  [[nodiscard]] virtual bool connect(const ServerAddress& address) = 0;
+  virtual void close() = 0;
+  /// Sends one statement as text. False: `error` tells why.
+  [[nodiscard]] virtual bool query(std::string_view sql) = 0;
+  /// The client library's text for the last failure, empty when there was none.
+  [[nodiscard]] virtual std::string error() const = 0;
+  [[nodiscard]] virtual bool selectDatabase(const std::string& name) = 0;
+  /// The answer of the last statement, fetched whole; null when it has none.
+  [[nodiscard]] virtual std::unique_ptr<ResultRows> storeResult() = 0;
+  /// The same, row by row from the server. No other statement may run until it is gone.
+  [[nodiscard]] virtual std::unique_ptr<ResultRows> useResult() = 0;
+  [[nodiscard]] virtual std::uint64_t insertId() const = 0;
+  /// Names of the server's databases.
+  [[nodiscard]] virtual std::unique_ptr<ResultRows> listDatabases() = 0;
+  /// Null when memory runs out.
+  [[nodiscard]] virtual std::unique_ptr<Statement> makeStatement() = 0;
+};
+
+/// First cell of the first row of the last answer; "0" when there is no row or the cell is NULL.
+[[nodiscard]] std::string fetchFirstCell(ServerSession& session);
+
+/// A session over the MySQL or MariaDB C client.
+[[nodiscard]] std::unique_ptr<ServerSession> makeMysqlSession();
+
+/// Whether an error text of the client says that the server has gone or the link is cut.
+[[nodiscard]] bool isLostConnection(std::string_view errorText);
+
+}  // namespace keldane

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/archive_database.h"
+#include "app/preferences_file.h"
+#include "app/process_state.h"
+#include "app/server_session.h"
+#include "app/settings_values.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The two layers of settings and the order in which they are loaded and saved: the user's property
+/// list, and the rows that each archive keeps for itself. Main thread; a run's worker only reads
+/// `archive` and the lists, which do not change during a run.
+///
+/// The order of a connect: `getPrefs` has run before the archive is known, `getSettings` then
+/// brings the archive's own values, and `getPrefs` and `savePreferences` follow, so that from the
+/// first connect on every archive has its row.
+class Settings {
+ public:
+  struct Callbacks {
+    std::function<void()> markFirstRun;          ///< `getPrefs` has found no database at all
+    std::function<void()> loadRulesAndSearches;  ///< part of `getPrefs`: rows of rules and searches
+    std::function<void()> accountRowsStale;      ///< the selection table must be built again
+    /// `savePrefButton`: `selectedMailboxes` with `mailboxesState` set, otherwise, with `postbox`
+    /// below 1, `selectedAccounts`, from the rows whose check box is on.
+    std::function<void()> rebuildSelection;
+    /// `doPrefPanel`: the rows of accounts or mailboxes, each checked when it is in its list.
+    std::function<void()> fillSelectionTable;
+    std::function<void()> ensureMailboxNames;  ///< the rows of mailboxes, unless they are there
+    std::function<void()> get500emails;
+    std::function<void()> makeWorkFolder;  ///< a new work folder, as at the start
+    std::function<bool()> desktopIsDark;   ///< empty: asked of the preferences
+    std::function<void()> quitAndRelaunch;
+  };
+
+  Settings(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
+           UserInterface& ui, ProcessState& process);
+  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+
+  /// Property list to state and controls. Takes the archive settings of an older layout out of the
+  /// property list, once; the next `saveSettings` puts them into the database.
+  void getPrefs();
+  /// Controls to state, to the property list, and to the archive's rows.
+  void savePreferences();
+  /// The Save button.
+  void savePrefButton();
+  /// Values of a first start.
+  void resetPrefs();
+  /// The archive's rows to state and controls. Without a row the state stays: a new archive takes
+  /// over the settings of the one before.
+  void getSettings();
+  /// False after the first statement that failed; the alert has been shown. What was deleted before
+  /// it stays deleted.
+  bool saveSettings();
+  /// The categories in use, into the three menus. On failure the menus stay.
+  void getCategories();
+  /// The action of `setCatButton`.
+  void chooseSetCat();
+  /// Shows the settings window on the tab that `form.settingsToolbar` names.
+  void doPrefPanel();
+  void cancelPrefs();
+  void saveSettingsCopy();
+  void replaceSettingsCopy();
+  /// Toggles the debug log, which lasts until the program ends.
+  void setDebugLog();
+  void openImportFolderPath();
+  /// The action of `databasesPullDown`.
+  void chooseDatabase(const std::string& title);
+  /// Takes a dropped database out of the list and the menu.
+  void forgetDatabase(const std::string& name);
+
+  ArchiveSettings archive;
+  UserSettings user;
+  SettingsForm form;
+  SettingsWindow window;
+  std::vector<std::string> selectedAccounts;
+  std::vector<std::string> selectedMailboxes;
+  std::vector<std::string> categoryList;
+  /// Titles of the category menus: "None", then the categories.
+  std::vector<std::string> categoryTitles = {kNoCategoryTitle};
+  CategoryMenu searchCatButton;
+  CategoryMenu setCatButton;
+  CategoryMenu ruleCatButton;
+  std::string catTextField;
+  /// Appearance of the program: dark, or light.
+  bool darkAppearance = false;
+
+ private:
+  static void call(const std::function<void()>& callback) {
+    if (callback) callback();
+  }
+  void sqlErrorAlert();
+  void failureAlert(const std::string& text);
+
+  // settings_prefs.cpp
+  void beginFirstRun();
+  void migrateOlderLayout();
+  void readUserKeys();
+  void readSchedule();
+  void readFonts();
+  void showSources();
+  void showChecks();
+  void showSelection();
+  void showUserState();
+  void applyAppearance();
+  void noteDatabase();
+  void readControls();
+  void writeUserKeys();
+  void fillDbPathFromPreference();
+
+  // settings_rows.cpp
+  void readSettingsRow();
+  bool readNames(const char* sql, std::vector<std::string>& names);
+  bool saveNames(const char* deleteSql, std::string_view insertSql,
+                 const std::vector<std::string>& names);
+  void fillCategoryMenus();
+  void clearImportWithoutFolder();
+
+  // settings_window.cpp
+  void fillSettingsPanel();
+  void showTab();
+  [[nodiscard]] std::string copiesFolder() const;
+
+  ServerSession& session_;
+  ArchiveDatabase& database_;
+  PreferencesFile& prefs_;
+  UserInterface& ui_;
+  ProcessState& process_;
+  Callbacks callbacks_;
+};
+
+}  // namespace keldane

@@ -1,0 +1,128 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace keldane {
+
+/// First titles of the menus: the one that chooses nothing.
+inline constexpr const char* kChooseDatabaseTitle = "Choose database...";
+inline constexpr const char* kNoCategoryTitle = "None";
+
+/// The settings that belong to one archive: its row in the table `settings`.
+struct ArchiveSettings {
+  int attachState = 1;
+  int htmlState = 1;
+  int origState = 1;
+  int trashState = 0;
+  int largeAttachState = 0;
+  std::string attachSize = "1.6";  ///< millions of bytes, as text
+  int updatesState = 1;
+  std::string browseNameString;
+  int indexDateState = 1;
+  int indexFromState = 0;
+  int indexToState = 0;
+  int indexSubjectState = 0;
+  int indexBodyState = 0;
+  int indexAttachNameState = 0;
+  int indexAttachConState = 0;
+  int mailboxesState = 0;
+  int importFolderState = 0;
+  std::string importFolderPath;
+  int skipDupsState = 0;
+  int indexHeadingsState = 0;
+  int deleteFolderState = 0;
+  int limitSearchState = 1;
+  std::string limitSearchSize = "1000";
+  int junkState = 0;
+  int postbox = 0;
+  int appearanceState = 0;
+};
+
+struct FontSetting {
+  std::string name = "Lucida Grande";
+  double size = 10.0;
+  bool operator==(const FontSetting&) const = default;
+};
+
+/// The settings that belong to the user and the machine: keys of the property list.
+struct UserSettings {
+  std::vector<std::string> databaseList;
+  std::string schedTime;  ///< "yyyy-MM-dd HH:mm:ss", empty: none
+  std::string schedHour;
+  std::string schedMinute;
+  std::array<int, 8> scheddays{};  ///< all, Sunday to Saturday
+  int hoursStep = 2;
+  int hoursState = 0;
+  int setByDay = 0;
+  int schedMonth = 0;
+  int schedMday = 0;
+  int dateFormat = 0;
+  int separator = 0;
+  int sortOrder = 0;
+  int sortFieldRow = 1;
+  int sortFieldCol = 0;
+  int leaveLogState = 1;
+  int launchAttachments = 0;
+  int showOnStartupState = 0;
+  int diskAccessState = 0;
+  FontSetting panelFont;
+  FontSetting listFont;
+  FontSetting bodyFont;
+};
+
+/// The controls of the settings window, as values.
+struct SettingsForm {
+  bool trashCheck = false;
+  bool junkCheck = false;
+  bool largeAttachCheck = false;
+  bool largeAttachCheckEnabled = true;
+  std::string attachSizeTextField = "1.6";
+  bool updatesCheck = true;
+  bool importFolderCheck = false;
+  std::string importFolderTextField;
+  bool deleteFolderCheck = false;
+  bool skipDupsCheck = false;
+  bool limitSearchCheck = true;
+  std::string limitSearchTextField = "1000";
+  int selectAcctsMboxMatrix = 0;
+  int selectEmailAppMatrix = 0;
+  int selectAppearanceMatrix = 0;
+  std::array<bool, 8> schedChecks{};  ///< schedAll, schedSun to schedSat
+  bool everyHourCheck = false;
+  std::string hoursTextField = "2";
+  std::string hoursStepper = "2";
+  std::string schedTime;
+  int dateFormats = 0;
+  int separators = 0;
+  int sortOrderMatrix = 0;
+  int sortFieldMatrixRow = 1;
+  int sortFieldMatrixCol = 0;
+  bool leaveLogCheck = true;
+  bool launchAttachCheck = false;
+  bool showOnStartupCheck = false;
+  std::vector<std::string> databasesPullDown = {kChooseDatabaseTitle};
+  int settingsToolbar = 0;  ///< selected tab: general, accounts, viewing, schedule, tag rules
+  bool debugItem = false;
+};
+
+/// How `settingsPanel` looks: which view stands in it, and how it may be resized.
+struct SettingsWindow {
+  std::string view = "generalView";
+  std::string title = "General";
+  bool resizable = false;  ///< and shows its resize indicator
+  float resizeIncrement = 1.0F;
+  int minimumWidth = 0;  ///< 0: none
+  int minimumHeight = 0;
+};
+
+/// A pop-up of tag categories: its titles, and which is selected.
+struct CategoryMenu {
+  std::vector<std::string> titles = {kNoCategoryTitle};
+  std::size_t selected = 0;
+  [[nodiscard]] const std::string& title() const { return titles.at(selected); }
+};
+
+}  // namespace keldane

@@ -1,0 +1,166 @@
+#include "base/files.h"
+
+#include <cerrno>
+#include <climits>
+#include <new>
+#include <stdexcept>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace keldane {
+namespace {
+
+constexpr int kMostLinks = 40;  ///< as many as the system itself follows
+
+Failure failure(const std::string& path, int code) {
+  return {path + ": " + std::generic_category().message(code)};
+}
+
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  [[nodiscard]] int get() const { return fd_; }
+  /// 0, or the reason why closing failed.
+  [[nodiscard]] int close() {
+    const int fd = fd_;
+    fd_ = -1;
+    return ::close(fd) == 0 ? 0 : errno;
+  }
+
+ private:
+  int fd_;
+};
+
+/// 0, or the reason.
+int readAll(int fd, std::size_t expected, std::string& bytes) {
+  std::size_t used = 0;
+  // One byte more than expected, so that the end shows without a second growth.
+  bytes.resize(expected + 1);
+  while (true) {
+    const ssize_t got = ::read(fd, bytes.data() + used, bytes.size() - used);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) break;
+    used += static_cast<std::size_t>(got);
+    if (used == bytes.size()) bytes.resize(used * 2);
+  }
+  bytes.resize(used);
+  return 0;
+}
+
+/// 0, or the reason.
+int writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = ::write(fd, bytes.data(), bytes.size());
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return errno;
+    bytes.remove_prefix(static_cast<std::size_t>(put));
+  }
+  return 0;
+}
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// Where a chain of symbolic links ends; what it ends in need not exist.
+std::string followLinks(std::string path) {
+  for (int i = 0; i < kMostLinks; ++i) {
+    std::string target(PATH_MAX, '\0');
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    if (length <= 0) break;
+    target.resize(static_cast<std::size_t>(length));
+    path = target.front() == '/' ? target : folderOf(path) + "/" + target;
+  }
+  return path;
+}
+
+/// 0, or the reason. The file is left behind on failure.
+int fillNewFile(int fd, std::string_view bytes, unsigned mode) {
+  Descriptor file(fd);
+  if (::fchmod(fd, static_cast<mode_t>(mode)) != 0) return errno;
+  if (const int code = writeAll(fd, bytes); code != 0) return code;
+  if (::fsync(fd) != 0) return errno;
+  return file.close();
+}
+
+/// Puts the rename on disk. Some file systems know no such thing for folders; the file itself is
+/// safe by then.
+void syncFolder(const std::string& folder) {
+  const Descriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.get() >= 0) static_cast<void>(::fsync(fd.get()));
+}
+
+}  // namespace
+
+Result<std::string> readFile(const std::string& path) {
+  // Not blocking, so that a pipe among the files cannot hold up its reader.
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) return failure(path, errno);
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return failure(path, errno);
+  if (S_ISDIR(status.st_mode)) return failure(path, EISDIR);
+  if (!S_ISREG(status.st_mode)) return Failure{path + ": not a regular file"};
+  try {
+    std::string bytes;
+    const int code = readAll(file.get(), static_cast<std::size_t>(status.st_size), bytes);
+    if (code != 0) return failure(path, code);
+    return bytes;
+  } catch (const std::bad_alloc&) {
+    return failure(path, ENOMEM);
+  } catch (const std::length_error&) {
+    return failure(path, EFBIG);
+  }
+}
+
+Result<void> replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
+  const std::string target = followLinks(path);
+  std::string temporary = target + ".XXXXXX";
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) return failure(path, errno);
+  ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+  int code = fillNewFile(fd, bytes, mode);
+  if (code == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) code = errno;
+  if (code != 0) {
+    ::unlink(temporary.c_str());
+    return failure(path, code);
+  }
+  syncFolder(folderOf(target));
+  return {};
+}
+
+Result<void> makeFolders(const std::string& path, unsigned mode) {
+  std::size_t end = 0;
+  while (end < path.size()) {
+    end = path.find('/', end + 1);
+    if (end == std::string::npos) end = path.size();
+    const std::string part = path.substr(0, end);
+    if (::mkdir(part.c_str(), static_cast<mode_t>(mode)) == 0) continue;
+    const int code = errno;
+    if (isDirectory(part)) continue;
+    return failure(part, code == EEXIST ? ENOTDIR : code);
+  }
+  return {};
+}
+
+bool fileExists(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+}  // namespace keldane

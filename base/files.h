@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/result.h"
+
+/// Whole files and private folders. Nothing here follows a rule of the archive; it only does what
+/// the operating system asks for so that a file is never half written or open to other users.
+namespace keldane {
+
+/// The file's bytes. Fails with the system's reason, also for a directory.
+[[nodiscard]] Result<std::string> readFile(const std::string& path);
+
+/// Replaces `path` in one step: a temporary file beside it (made with `mode`), flushed to disk, then
+/// renamed over it, so that a crash leaves the old file or the new one, whole. A symbolic link at
+/// `path` is followed, so that the link stays.
+[[nodiscard]] Result<void> replaceFile(const std::string& path, std::string_view bytes,
+                                       unsigned mode = 0600);
+
+/// Makes the folder and its missing parents; those it makes get `mode`. An existing folder is left
+/// as it is.
+[[nodiscard]] Result<void> makeFolders(const std::string& path, unsigned mode = 0700);
+
+[[nodiscard]] bool fileExists(const std::string& path);
+[[nodiscard]] bool isDirectory(const std::string& path);
+
+}  // namespace keldane

@@ -1,0 +1,187 @@
+// How fast a folder of mail gets into an archive, beside a floor that sends the very same statements
+// through the same client without reading or parsing any mail. Both run in processes of their own
+// against one fresh private server, in turns; the median counts.
+//
+// archive_run FOLDER [ROUNDS]
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "base/files.h"
+#include "bench/statement_tape.h"
+#include "cli/program.h"
+
+namespace keldane::bench {
+namespace {
+
+struct Measure {
+  double seconds = 0;
+  long messages = 0;
+  long peakKb = 0;
+};
+
+/// The ports of a terminal program, without its command line.
+struct Ports {
+  LocalMainQueue queue;
+  ProcessToolRunner tools;
+  SystemEnvironment environment;
+  DesktopHostServices host;
+  TerminalInterface terminal;
+  Ports(int argc, char** argv) : environment(argc, argv), host(tools) {
+    terminal.quiet = true;
+  }
+};
+
+std::unique_ptr<KeldaneController> makeController(Ports& ports, StatementTape* tape) {
+  KeldaneController::Options options;
+  options.keepsResultList = false;
+  options.connectFailed = [](const std::string&) {};
+  if (tape != nullptr) {
+    options.makeSession = [tape] { return makeRecordingSession(makeMysqlSession(), *tape); };
+  }
+  auto controller = std::make_unique<KeldaneController>(
+      KeldaneController::Ports{ports.terminal, ports.queue, ports.tools, ports.environment,
+                               ports.host, [] {}},
+      std::move(options));
+  controller->init();
+  controller->awakeFromNib();
+  return controller;
+}
+
+/// Archives the folder into a database of this name; answers the number of messages met.
+Measure archive(Ports& ports, const std::string& folder, const std::string& database,
+                StatementTape* tape) {
+  const auto controller = makeController(ports, tape);
+  if (!controller->connectForCommand("", database)) std::exit(1);
+  controller->sources().acctRows = {{true, folder}};
+  controller->sources().importMode = true;
+  ArchiveRun& run = controller->archiveRun();
+  if (tape != nullptr) tape->running = true;
+  const auto start = std::chrono::steady_clock::now();
+  run.parseEmail();
+  ports.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
+  Measure measure;
+  measure.seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (tape != nullptr) tape->running = false;
+  measure.messages = run.lastSums().met;
+  controller->applicationWillTerminate();
+  return measure;
+}
+
+Measure replay(Ports& ports, const std::string& tapePath, const std::string& database) {
+  const auto controller = makeController(ports, nullptr);
+  if (!controller->connectForCommand("", database)) std::exit(1);
+  const ReplayResult result = replayTape(tapePath, controller->session());
+  if (!result.good) std::exit(1);
+  controller->applicationWillTerminate();
+  return {result.seconds, 0, 0};
+}
+
+/// Runs `work` in a process of its own and adds that process's peak memory.
+template <typename Work>
+Measure inChild(Work work) {
+  int pipeEnds[2];
+  if (::pipe(pipeEnds) != 0) std::exit(1);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    Measure measure = work();
+    rusage usage = {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    measure.peakKb = usage.ru_maxrss;
+    const bool written = ::write(pipeEnds[1], &measure, sizeof measure) == sizeof measure;
+    ::_exit(written ? 0 : 1);
+  }
+  ::close(pipeEnds[1]);
+  Measure measure;
+  const bool good = ::read(pipeEnds[0], &measure, sizeof measure) == sizeof measure;
+  ::close(pipeEnds[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (!good || status != 0) {
+    std::fprintf(stderr, "archive_run: a measured process failed\n");
+    std::exit(1);
+  }
+  return measure;
+}
+
+double megabytesIn(const std::string& folder) {
+  double bytes = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.is_regular_file()) bytes += static_cast<double>(entry.file_size());
+  }
+  return bytes / 1e6;
+}
+
+Measure median(std::vector<Measure> measures) {
+  std::sort(measures.begin(), measures.end(),
+            [](const Measure& a, const Measure& b) { return a.seconds < b.seconds; });
+  return measures[measures.size() / 2];
+}
+
+void printRow(const char* name, const Measure& measure, long messages, double megabytes) {
+  fmt::print("{:<10} {:>9.2f} s {:>10.0f} messages/s {:>8.2f} MB/s {:>8.1f} MB peak\n", name,
+             measure.seconds, static_cast<double>(messages) / measure.seconds,
+             megabytes / measure.seconds, static_cast<double>(measure.peakKb) / 1024.0);
+}
+
+int run(int argc, char** argv) {
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: archive_run FOLDER [ROUNDS]\n");
+    return 2;
+  }
+  const std::string folder = std::filesystem::absolute(argv[1]).string();
+  const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+  char home[] = "/tmp/keldane-bench-XXXXXX";
+  if (::mkdtemp(home) == nullptr) return 1;
+  ::setenv("HOME", home, 1);
+  const std::string tapePath = std::string(home) + "/tape";
+  argc = 1;  // the controller reads the arguments too: a folder's name is none of its business
+
+  Measure recorded = inChild([&] {
+    Ports ports(argc, argv);
+    StatementTape tape(tapePath);
+    return archive(ports, folder, "recorded", &tape);
+  });
+  std::vector<Measure> ours;
+  std::vector<Measure> floor;
+  for (int round = 0; round < rounds; ++round) {
+    ours.push_back(inChild([&] {
+      Ports ports(argc, argv);
+      return archive(ports, folder, fmt::format("ours{}", round), nullptr);
+    }));
+    floor.push_back(inChild([&] {
+      Ports ports(argc, argv);
+      return replay(ports, tapePath, fmt::format("floor{}", round));
+    }));
+  }
+  const double megabytes = megabytesIn(folder);
+  const Measure archiveMedian = median(ours);
+  const Measure floorMedian = median(floor);
+  fmt::print("{} messages, {:.1f} MB, {} rounds, medians\n", recorded.messages, megabytes, rounds);
+  printRow("archive", archiveMedian, recorded.messages, megabytes);
+  printRow("floor", floorMedian, recorded.messages, megabytes);
+  fmt::print("ratio of messages a second, archive to floor: {:.2f}\n",
+             floorMedian.seconds / archiveMedian.seconds);
+
+  Ports ports(argc, argv);
+  const auto controller = makeController(ports, nullptr);
+  (void)controller->localServer().stop();
+  std::error_code error;
+  std::filesystem::remove_all(home, error);
+  return 0;
+}
+
+}  // namespace
+}  // namespace keldane::bench
+
+int main(int argc, char** argv) { return keldane::bench::run(argc, argv); }

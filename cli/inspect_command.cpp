@@ -1,0 +1,176 @@
+#include <cstdio>
+#include <memory>
+
+#include <fmt/format.h>
+#include <openssl/evp.h>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/json_text.h"
+#include "cli/program.h"
+#include "ingest/message_reader.h"
+#include "mime/tno_email.h"
+#include "mime/tno_mime.h"
+
+namespace keldane {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct InspectOptions {
+  std::vector<std::string> files;
+  bool json = false;
+  bool tree = false;
+  bool mime = false;
+  bool chain = false;
+};
+
+std::string sha256(const std::string& data) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  if (EVP_Digest(data.data(), data.size(), digest, &length, EVP_sha256(), nullptr) != 1) return "";
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) hex += fmt::format("{:02x}", digest[i]);
+  return hex;
+}
+
+Json textOrNull(const std::optional<std::string>& text) { return text ? Json(*text) : Json(); }
+
+/// Seconds since 1970 as "2006-01-02T22:04:05Z".
+Json isoDate(mime::TnoEmail& email) {
+  const auto date = email.GetDt();
+  const auto seconds = date ? date->GetAsDateTime(0) : std::nullopt;
+  if (!seconds) return {};
+  const std::time_t time = *seconds;
+  std::tm utc = {};
+  gmtime_r(&time, &utc);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", utc.tm_year + 1900, utc.tm_mon + 1,
+                     utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+}
+
+Json describeItem(const std::optional<std::string>& name, const std::optional<std::string>& type,
+                  const std::optional<std::string>& data) {
+  return {{"name", textOrNull(name)},
+          {"type", textOrNull(type)},
+          {"size", data ? Json(data->size()) : Json()},
+          {"sha256", data ? Json(sha256(*data)) : Json()}};
+}
+
+Json describe(const std::string& file, mime::TnoEmail& email) {
+  Json to = Json::array();
+  for (int i = 0; i < email.NumTo(); ++i) to.push_back(textOrNull(email.GetTo(i)));
+  Json cc = Json::array();
+  for (int i = 0; i < email.NumCC(); ++i) cc.push_back(textOrNull(email.GetCC(i)));
+  Json attachments = Json::array();
+  for (int i = 0; i < email.NumAttachments(); ++i) {
+    attachments.push_back(describeItem(email.GetAttachmentFilename(i),
+                                       email.GetAttachmentContentType(i),
+                                       email.GetAttachmentData(i)));
+  }
+  Json related = Json::array();
+  for (int i = 0; i < email.NumRelatedItems(); ++i) {
+    related.push_back(describeItem(email.GetRelatedFilename(i), email.GetRelatedContentType(i),
+                                   email.GetRelatedData(i)));
+  }
+  return {{"file", file},
+          {"subject", textOrNull(email.Subject())},
+          {"from", textOrNull(email.From())},
+          {"fromAddress", textOrNull(email.FromAddress())},
+          {"to", std::move(to)},
+          {"cc", std::move(cc)},
+          {"date", isoDate(email)},
+          {"plain", textOrNull(email.GetPlainTextBody())},
+          {"html", textOrNull(email.GetHtmlBody())},
+          {"attachments", std::move(attachments)},
+          {"related", std::move(related)}};
+}
+
+std::string sizes(const Json& items) {
+  std::string text;
+  for (const Json& item : items) {
+    text += fmt::format("  {}  {}  {} bytes\n",
+                        printable(item["name"].is_null() ? "" : item["name"].get<std::string>()),
+                        printable(item["type"].is_null() ? "" : item["type"].get<std::string>()),
+                        item["size"].is_null() ? 0 : item["size"].get<std::size_t>());
+  }
+  return text;
+}
+
+std::string joined(const Json& texts) {
+  std::string text;
+  for (const Json& each : texts) {
+    if (!text.empty()) text += ", ";
+    if (each.is_string()) text += each.get<std::string>();
+  }
+  return printable(text);
+}
+
+std::string readableText(const Json& message) {
+  const auto text = [&message](const char* key) {
+    const Json& value = message[key];
+    return value.is_string() ? value.get<std::string>() : std::string();
+  };
+  std::string out = fmt::format("{}\nSubject: {}\nFrom:    {}\nTo:      {}\nCc:      {}\nDate:    {}\n",
+                                text("file"), printable(text("subject")), printable(text("from")),
+                                joined(message["to"]), joined(message["cc"]), text("date"));
+  out += fmt::format("Plain:   {} bytes\nHTML:    {} bytes\n", text("plain").size(),
+                     text("html").size());
+  out += fmt::format("Attachments: {}\n", message["attachments"].size());
+  out += sizes(message["attachments"]);
+  out += fmt::format("Related items: {}\n", message["related"].size());
+  out += sizes(message["related"]);
+  return out;
+}
+
+void inspectFile(const std::string& file, const InspectOptions& options, Program& program) {
+  Result<std::string> bytes = readFile(file);
+  if (!bytes) {
+    program.exitStatus = program.fail(fmt::format("{}: {}", file, bytes.error()));
+    return;
+  }
+  // The same steps as on the way into the archive, up to the engine.
+  std::string text = toUtf8(*bytes);
+  MessageTags tags;
+  stripPlist(text, tags);
+
+  mime::TnoMime mime;
+  if (options.tree || options.mime || options.chain) {
+    if (!mime.LoadMime(text)) {
+      program.exitStatus = program.fail(fmt::format("{}: {}", file, mime.LastErrorText()));
+      return;
+    }
+    if (options.tree) std::fputs(mime.describeTree().c_str(), stdout);
+    if (options.mime || options.chain) text = mime.GetMime().value_or("");
+    if (options.mime) std::fwrite(text.data(), 1, text.size(), stdout);
+    if (options.tree || options.mime) return;
+  }
+  mime::TnoEmail email;
+  if (!email.SetFromMimeText(text)) {
+    program.exitStatus = program.fail(fmt::format("{}: {}", file, email.LastErrorText()));
+    return;
+  }
+  const Json message = describe(file, email);
+  std::fputs((options.json ? jsonLine(message) : readableText(message)).c_str(), stdout);
+}
+
+}  // namespace
+
+void addInspectCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<InspectOptions>();
+  CLI::App* command = app.add_subcommand(
+      "inspect", "Show what the reader makes of message files; no database is touched");
+  command->add_option("FILE", options->files, "Message files")->required();
+  auto* json = command->add_flag("--json", options->json, "One JSON object a line for each file");
+  auto* tree = command->add_flag("--tree", options->tree, "Draw the tree of parts");
+  auto* mime = command->add_flag("--mime", options->mime, "Write the message as it is regenerated");
+  command->add_flag("--chain", options->chain,
+                    "Regenerate the message first and read the result, as archiving does");
+  json->excludes(tree)->excludes(mime);
+  tree->excludes(mime);
+  command->callback([options, &program] {
+    for (const std::string& file : options->files) inspectFile(file, *options, program);
+  });
+}
+
+}  // namespace keldane

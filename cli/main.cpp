@@ -1,0 +1,46 @@
+#include <cstdlib>
+#include <string>
+
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/program.h"
+
+namespace {
+
+/// A first argument that is an integer other than 0 is a start by the schedule.
+bool isUnattended(int argc, char** argv) {
+  if (argc < 2) return false;
+  const std::string first = argv[1];
+  char* end = nullptr;
+  const long number = std::strtol(first.c_str(), &end, 10);
+  return end != first.c_str() && *end == '\0' && number != 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  keldane::Program program(argc, argv);
+  if (isUnattended(argc, argv)) return program.runUnattended();
+
+  CLI::App app("Keldane Pro keeps your e-mail in a MySQL archive that you own.", "keldane");
+  app.set_version_flag("-V,--version", "keldane 8.0.1");
+  app.require_subcommand(1);
+  app.fallthrough(false);
+  app.add_flag("-q,--quiet", program.terminal.quiet, "No progress line");
+  keldane::addArchiveCommand(app, program);
+  keldane::addConnectionsCommand(app, program);
+  keldane::addInspectCommand(app, program);
+  keldane::addListCommand(app, program);
+  keldane::addLogsCommand(app, program);
+  keldane::addServerCommand(app, program);
+  keldane::addStatusCommand(app, program);
+  app.footer(
+      "A first argument that is a number other than 0 is a run by the schedule: it archives the "
+      "chosen sources and ends.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? keldane::kExitDone : keldane::kExitUsage;
+  }
+  return program.exitStatus;
+}

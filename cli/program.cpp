@@ -1,0 +1,98 @@
+#include "cli/program.h"
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace keldane {
+namespace {
+
+std::atomic<int> interrupts = 0;
+static_assert(std::atomic<int>::is_always_lock_free, "touched by a signal handler");
+
+void onInterrupt(int) {
+  if (++interrupts > 1) _exit(kExitInterrupted);
+}
+
+}  // namespace
+
+int interruptCount() { return interrupts; }
+
+void watchInterrupts() {
+  struct sigaction action = {};
+  action.sa_handler = onInterrupt;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+Program::Program(int argc, char** argv) : environment(argc, argv), host(tools) {}
+
+Program::~Program() {
+  if (controller_) controller_->applicationWillTerminate();
+}
+
+KeldaneController& Program::controller() {
+  if (!controller_) {
+    KeldaneController::Options options;
+    options.keepsResultList = false;
+    // The alert has told the reason already; the command ends in place of the connection form.
+    options.connectFailed = [](const std::string&) {};
+    controller_ = std::make_unique<KeldaneController>(
+        KeldaneController::Ports{terminal, queue, tools, environment, host,
+                                 [this] { terminateAsked_ = true; }},
+        std::move(options));
+    controller_->init();
+    controller_->awakeFromNib();
+  }
+  return *controller_;
+}
+
+KeldaneController* Program::connected(const std::string& connectionName,
+                                      const std::string& databaseName) {
+  KeldaneController& made = controller();
+  made.ensureConnection();
+  if (!connectionName.empty()) {
+    const std::vector<std::string> names = made.connections().connectionNames();
+    if (std::find(names.begin(), names.end(), connectionName) == names.end()) {
+      fail("there is no connection named \"" + connectionName +
+           "\"; `keldane connections list` shows them");
+      return nullptr;
+    }
+  }
+  if (!made.connectForCommand(connectionName, databaseName)) return nullptr;
+  if (made.process().cancelFlag.exchange(0) != 0) return nullptr;
+  return &made;
+}
+
+void Program::runUntil(const std::function<bool()>& done) {
+  bool cancelled = false;
+  queue.runUntil([&] {
+    if (!cancelled && interruptCount() > 0) {
+      cancelled = true;
+      if (controller_) controller_->archiveRun().cancelParse();
+    }
+    return done();
+  });
+}
+
+int Program::runUnattended() {
+  KeldaneController& made = controller();
+  if (terminateAsked_) return kExitDone;
+  watchInterrupts();
+  made.applicationDidFinishLaunching();
+  if (!made.connections().isConnected()) return kExitFailed;
+  runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
+  if (interruptCount() > 0) return kExitInterrupted;
+  return made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
+}
+
+int Program::fail(const std::string& message) {
+  std::fprintf(stderr, "keldane: %s\n", message.c_str());
+  return kExitFailed;
+}
+
+}  // namespace keldane

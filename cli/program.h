@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "app/keldane_controller.h"
+#include "cli/terminal_interface.h"
+#include "platform/desktop_host_services.h"
+#include "platform/local_main_queue.h"
+#include "platform/process_tool_runner.h"
+#include "platform/system_environment.h"
+
+namespace keldane {
+
+/// Exit statuses of the terminal program.
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;
+inline constexpr int kExitUsage = 2;
+inline constexpr int kExitInterrupted = 130;
+
+/// What every command of the terminal program stands on: the ports of this system and, once it is
+/// asked for, the controller.
+class Program {
+ public:
+  Program(int argc, char** argv);
+  ~Program();
+
+  /// The controller, started as far as a command needs without a server.
+  KeldaneController& controller();
+  /// The same with an open session and database. Null when the connect failed; the reason has been
+  /// printed.
+  KeldaneController* connected(const std::string& connectionName = "",
+                               const std::string& databaseName = "");
+  /// Runs the main queue until `done`, and ends the run under way on the first interrupt.
+  void runUntil(const std::function<bool()>& done);
+  /// A whole unattended run, as the schedule starts it.
+  int runUnattended();
+
+  /// Prints "keldane: <message>" on standard error and answers kExitFailed.
+  int fail(const std::string& message);
+
+  LocalMainQueue queue;
+  ProcessToolRunner tools;
+  SystemEnvironment environment;
+  DesktopHostServices host;
+  TerminalInterface terminal;
+  int exitStatus = kExitDone;
+
+ private:
+  std::unique_ptr<KeldaneController> controller_;
+  bool terminateAsked_ = false;
+};
+
+/// Interrupts (Ctrl-C) seen since the program started.
+[[nodiscard]] int interruptCount();
+/// From now on an interrupt is counted, and the second ends the program.
+void watchInterrupts();
+
+}  // namespace keldane

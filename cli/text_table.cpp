@@ -1,0 +1,126 @@
+#include "cli/text_table.h"
+
+#include <algorithm>
+
+#include <sys/ioctl.h>
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+std::size_t characterWidth(UChar32 character) {
+  if (character < 0) return 1;
+  switch (u_charType(character)) {
+    case U_NON_SPACING_MARK:
+    case U_ENCLOSING_MARK:
+    case U_FORMAT_CHAR:
+      return 0;
+    default:
+      break;
+  }
+  const int width = u_getIntPropertyValue(character, UCHAR_EAST_ASIAN_WIDTH);
+  return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+/// Steps over one character at `at` and answers its width.
+std::size_t stepCharacter(std::string_view text, int32_t& at) {
+  UChar32 character = 0;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  U8_NEXT(bytes, at, static_cast<int32_t>(text.size()), character);
+  return characterWidth(character);
+}
+
+void appendCell(std::string& line, const std::string& cell, std::size_t width, bool rightAligned,
+                bool last) {
+  const std::size_t taken = displayWidth(cell);
+  const std::string pad(width > taken ? width - taken : 0, ' ');
+  if (rightAligned) line += pad;
+  line += cell;
+  if (!rightAligned && !last) line += pad;
+}
+
+/// Widths of the columns: what their cells need, cut where a limit or the line asks for it.
+std::vector<std::size_t> columnWidths(const std::vector<TableColumn>& columns,
+                                      const std::vector<std::vector<std::string>>& cells,
+                                      std::size_t width) {
+  std::vector<std::size_t> widths;
+  for (std::size_t c = 0; c < columns.size(); ++c) {
+    std::size_t needed = displayWidth(columns[c].title);
+    for (const auto& row : cells) needed = std::max(needed, displayWidth(row[c]));
+    if (width != 0 && columns[c].widest != 0) needed = std::min(needed, columns[c].widest);
+    widths.push_back(needed);
+  }
+  if (width == 0) return widths;
+  std::size_t total = 2 * (columns.size() - 1);
+  for (const std::size_t each : widths) total += each;
+  // What is too much comes off the columns without a limit, the widest first.
+  while (total > width) {
+    std::size_t victim = columns.size();
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      if (columns[c].widest == 0 && (victim == columns.size() || widths[c] > widths[victim])) {
+        victim = c;
+      }
+    }
+    if (victim == columns.size() || widths[victim] <= 8) break;
+    --widths[victim];
+    --total;
+  }
+  return widths;
+}
+
+}  // namespace
+
+std::size_t displayWidth(std::string_view text) {
+  std::size_t width = 0;
+  for (int32_t at = 0; at < static_cast<int32_t>(text.size());) width += stepCharacter(text, at);
+  return width;
+}
+
+std::string fitToWidth(std::string_view text, std::size_t width) {
+  std::size_t taken = 0;
+  int32_t at = 0;
+  int32_t cut = 0;  // where the text ends when the mark of a cut must follow
+  while (at < static_cast<int32_t>(text.size())) {
+    taken += stepCharacter(text, at);
+    if (taken + 1 <= width) cut = at;
+    if (taken > width) return std::string(text.substr(0, static_cast<std::size_t>(cut))) + "…";
+  }
+  return std::string(text);
+}
+
+std::size_t terminalWidth(int descriptor) {
+  winsize size = {};
+  if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+  return size.ws_col;
+}
+
+std::string formatTable(const std::vector<TableColumn>& columns,
+                        const std::vector<std::vector<std::string>>& rows, std::size_t width) {
+  std::vector<std::vector<std::string>> cells;
+  cells.reserve(rows.size());
+  for (const auto& row : rows) {
+    auto& line = cells.emplace_back();
+    for (const std::string& cell : row) line.push_back(printable(cell));
+    line.resize(columns.size());
+  }
+  const std::vector<std::size_t> widths = columnWidths(columns, cells, width);
+  std::string text;
+  const auto appendLine = [&](const std::vector<std::string>& line) {
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      if (c != 0) text += "  ";
+      appendCell(text, width == 0 ? line[c] : fitToWidth(line[c], widths[c]), widths[c],
+                 columns[c].rightAligned, c + 1 == columns.size());
+    }
+    text += '\n';
+  };
+  std::vector<std::string> titles;
+  for (const TableColumn& column : columns) titles.push_back(column.title);
+  appendLine(titles);
+  for (const auto& line : cells) appendLine(line);
+  return text;
+}
+
+}  // namespace keldane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace keldane {
+
+/// Columns that a text takes on a terminal: wide East Asian characters count two, combining marks
+/// and other zero-width characters none.
+[[nodiscard]] std::size_t displayWidth(std::string_view text);
+/// The text cut to at most `width` columns, with "…" at the end when something was cut.
+[[nodiscard]] std::string fitToWidth(std::string_view text, std::size_t width);
+/// Columns of the terminal behind this descriptor; 80 when it is none.
+[[nodiscard]] std::size_t terminalWidth(int descriptor);
+
+struct TableColumn {
+  std::string title;
+  bool rightAligned = false;
+  std::size_t widest = 0;  ///< the most columns it may take; 0: no limit, shares what is left
+};
+
+/// Rows of a table as lines, with a line of titles. Cells are made printable. With `width` 0 nothing
+/// is cut.
+[[nodiscard]] std::string formatTable(const std::vector<TableColumn>& columns,
+                                      const std::vector<std::vector<std::string>>& rows,
+                                      std::size_t width);
+
+}  // namespace keldane

@@ -1,0 +1,37 @@
+// A header block: read, written anew, read again; the second reading gives the same fields.
+#include <cstdint>
+#include <string_view>
+
+#include "mime/content_type.h"
+#include "mime/log_base.h"
+#include "mime/mime_header.h"
+#include "mime/string_buffer.h"
+#include "mime/tn_charset.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace keldane::mime;
+  LogNull log;
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  for (const int known : {0, 65001}) {
+    MimeHeader header;
+    StringBuffer clue("iso-8859-2");
+    header.loadMimeHeaderText(text, MimeHeader::kTerminator, known, &clue, log);
+    StringBuffer value;
+    if (header.getMimeFieldUtf8("content-type", value, log)) {
+      _tnContentType type;
+      _tnCharset charset;
+      type.loadFromMimeHeaderValue(value.view(), charset, log);
+      StringBuffer built;
+      type.buildMimeHeaderValue(built, charset, log);
+    }
+    StringBuffer attribute;
+    header.getSubFieldUtf8("content-disposition", "filename", attribute, log);
+    header.collapseMultiple("to", log);
+    StringBuffer written;
+    header.getMimeHeader(written, "", header.getDetectedCP(), false, log);
+    written.append("\r\n\r\n");
+    MimeHeader again;
+    again.loadMimeHeaderText(written.view(), MimeHeader::kTerminator, 65001, nullptr, log);
+  }
+  return 0;
+}

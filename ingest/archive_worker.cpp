@@ -1,0 +1,85 @@
+#include "ingest/archive_worker.h"
+
+#include <exception>
+#include <utility>
+
+#include "base/text.h"
+
+namespace keldane {
+
+ArchiveWorker::ArchiveWorker(Context context)
+    : context_(std::move(context)),
+      store_({.session = context_.session,
+              .message = context_.message,
+              .counters = context_.counters,
+              .ledger = context_.ledger,
+              .storeLog = context_.storeLog,
+              .tagRulesList = context_.tagRulesList,
+              .skipDupsState = context_.settings.archive.skipDupsState,
+              .origState = context_.settings.archive.origState,
+              .duplicateLogText = context_.duplicateLogText,
+              .doConnect = [this] { return pass_.onMainThread(context_.doConnect); },
+              .serverLost = context_.serverLost,
+              .repair = &context_.repair}),
+      reader_({.process = context_.process,
+               .settings = context_.settings.archive,
+               .sources = context_.sources,
+               .message = context_.message,
+               .counters = context_.counters,
+               .ledger = context_.ledger,
+               .range = context_.range,
+               .attachSizeBytes = context_.attachSizeBytes,
+               .environment = context_.environment,
+               .mainQueue = context_.mainQueue,
+               .ui = context_.ui,
+               .progress = context_.progress,
+               .debugLog = [this](const std::string& line) { context_.debugLog.write(line); },
+               .storeEmail = [this](int partCount) { store_.storeEmail(partCount); },
+               .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
+               .guarded = [this](const std::function<void()>& work) { guarded(work); },
+               .isLetGo = [this] { return pass_.isLetGo(); }}),
+      walk_({.process = context_.process,
+             .settings = context_.settings,
+             .sources = context_.sources,
+             .reader = reader_,
+             .ledger = context_.ledger,
+             .getMailboxNames = context_.getMailboxNames,
+             .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
+             .isLetGo = [this] { return pass_.isLetGo(); }}),
+      pass_(context_.mainQueue) {}
+
+void ArchiveWorker::start() {
+  pass_.start([this] { work(); });
+}
+
+void ArchiveWorker::work() {
+  guarded([this] {
+    if (context_.repairsFirst) context_.repair.run();
+    walk_.getEmailPaths();
+  });
+  pass_.onMainThread(context_.taskCompleted);
+}
+
+void ArchiveWorker::guarded(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    fail(error.what());
+  } catch (...) {
+    fail("unknown error");
+  }
+}
+
+void ArchiveWorker::fail(const std::string& reason) {
+  context_.storeLog.write("Error: " + printable(reason) + ", " +
+                          printable(context_.message.currentPath) + "\n");
+  RunLedger& ledger = context_.ledger;
+  if (ledger.isOpen()) {
+    // How far its storing came is for the next run to find out.
+    ledger.leaveOpen(reason);
+  } else if (ledger.isPending()) {
+    ledger.close(LedgerOutcome::failed, reason);
+  }
+}
+
+}  // namespace keldane

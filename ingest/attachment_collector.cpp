@@ -1,0 +1,99 @@
+#include "ingest/attachment_collector.h"
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace keldane {
+namespace {
+
+constexpr std::size_t kStubBytes = 3;  ///< shorter data only stands in for a part kept elsewhere
+
+/// Attachments and related items are asked for in the same way, by calls of their own.
+struct Attachments {
+  mime::TnoEmail& email;
+  int count() { return email.NumAttachments(); }
+  auto data(int i) { return email.GetAttachmentData(i); }
+  auto contentType(int i) { return email.GetAttachmentContentType(i); }
+  auto fileName(int i) { return email.GetAttachmentFilename(i); }
+  auto charset(int i) { return email.GetAttachmentAttr(i, "content-type", "charset"); }
+  auto text(int i, std::string_view charset) { return email.GetAttachmentString(i, charset); }
+};
+
+struct RelatedItems {
+  mime::TnoEmail& email;
+  int count() { return email.NumRelatedItems(); }
+  auto data(int i) { return email.GetRelatedData(i); }
+  auto contentType(int i) { return email.GetRelatedContentType(i); }
+  auto fileName(int i) { return email.GetRelatedFilename(i); }
+  auto charset(int i) { return email.GetRelatedAttr(i, "content-type", "charset"); }
+  auto text(int i, std::string_view charset) { return email.GetRelatedString(i, charset); }
+};
+
+class Collector {
+ public:
+  Collector(const AttachmentLimits& limits, PartialFile& partial, CurrentMessage& message)
+      : limits_(limits), partial_(partial), message_(message) {}
+
+  template <typename Items>
+  void collect(Items items) {
+    const int count = items.count();
+    for (int i = 0; i < count; ++i) {
+      std::optional<std::string> data = items.data(i);
+      if (!data) continue;
+      attachDataList_.push_back(data->size());
+      collectOne(items, i, std::move(*data));
+    }
+  }
+
+ private:
+  template <typename Items>
+  void collectOne(Items& items, int index, std::string data) {
+    const std::size_t measured = measuredSize(index);
+    if (limits_.largeAttachState && static_cast<double>(measured) > limits_.attachSizeBytes) return;
+    const bool isStub = measured < kStubBytes;
+    if (isStub) {
+      std::optional<std::string> part = partial_.takePart();
+      if (!part) return;
+      data = std::move(*part);
+    }
+    message_.msgParts.push_back({items.contentType(index).value_or(""),
+                                 items.fileName(index).value_or("noname"), std::move(data)});
+    if (!isStub) addText(items.text(index, items.charset(index).value_or("")));
+  }
+
+  void addText(std::optional<std::string> text) {
+    if (!text) return;
+    if (message_.msgAttachText.empty()) {
+      message_.msgAttachText = std::move(*text);
+    } else {
+      message_.msgAttachText.append(*text);
+    }
+  }
+
+  /// The size at this index of the list, which counts only items with data; of the last one when an
+  /// item without data has made the list shorter than that.
+  [[nodiscard]] std::size_t measuredSize(int index) const {
+    const auto at = static_cast<std::size_t>(index);
+    return at < attachDataList_.size() ? attachDataList_[at] : attachDataList_.back();
+  }
+
+  const AttachmentLimits& limits_;
+  PartialFile& partial_;
+  CurrentMessage& message_;
+  /// Sizes of the data, of attachments and then of related items.
+  std::vector<std::size_t> attachDataList_;
+};
+
+}  // namespace
+
+void collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits, PartialFile& partial,
+                        CurrentMessage& message) {
+  Collector collector(limits, partial, message);
+  collector.collect(Attachments{email});
+  collector.collect(RelatedItems{email});
+}
+
+}  // namespace keldane

@@ -1,0 +1,28 @@
+#include "ingest/current_message.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::size_t kKeptCapacity = 1U << 20U;
+
+/// Keeps a buffer of ordinary size for the next message; that of a huge one is given back.
+void empty(std::string& text) {
+  if (text.capacity() > kKeptCapacity) {
+    text = std::string();
+  } else {
+    text.clear();
+  }
+}
+
+}  // namespace
+
+void CurrentMessage::clearForNextMessage() {
+  for (std::string* field : {&msgDate, &msgFrom, &msgTo, &msgSubject, &msgBody, &msgOriginal,
+                             &msgHeadings, &msgHtml, &msgAttachNames, &msgAttachText}) {
+    empty(*field);
+  }
+  msgParts.clear();
+  hasHtmlPart = false;
+}
+
+}  // namespace keldane

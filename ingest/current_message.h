@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace keldane {
+
+/// One part of a message that becomes a row of `attachments`.
+struct MessagePart {
+  std::string contentType;
+  std::string fileName;
+  std::string data;
+};
+
+/// Tags of the message at hand. They live longer than the message: a file's property list or a rule
+/// sets them, and they stay until the next property list or the store step clears them.
+struct MessageTags {
+  std::string tagCategory;
+  std::string tagKeywords;
+  std::string tagKeywordsFromFile;
+  std::string tagPriority;
+  std::string tagNotes;
+
+  [[nodiscard]] bool any() const {
+    return !tagCategory.empty() || !tagKeywords.empty() || !tagNotes.empty() ||
+           !tagPriority.empty();
+  }
+};
+
+/// The message at hand, refilled for each message by the reader and read by the rules and the store.
+/// Belongs to the worker thread of a run.
+struct CurrentMessage {
+  std::string msgDate;      ///< "YYYY-MM-DD HH:MM:SS", local time
+  std::string msgFrom;
+  std::string msgTo;        ///< To, then Cc, joined by ","
+  std::string msgSubject;
+  std::string msgMailto;
+  std::string msgMailbox;
+  std::string msgBody;
+  std::string msgOriginal;  ///< the whole source, line ends "\n", property list still on it
+  std::string msgHeadings;
+  std::string msgHtml;
+  std::string msgAttachNames;
+  std::string msgAttachText;
+  std::vector<MessagePart> msgParts;
+  bool hasHtmlPart = false;
+  MessageTags tags;
+  std::string currentPath;  ///< file being read, for the lines of the log
+
+  /// Empties what the reader refills for each message. Mailbox, tags and path stay, and so does
+  /// `msgMailto`, which only an export fills.
+  void clearForNextMessage();
+};
+
+}  // namespace keldane

@@ -1,0 +1,272 @@
+#include "ingest/cut_off_repair.h"
+
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "app/sql_values.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+/// So many rows are looked at for a message whose date no server understands; more are not told
+/// apart.
+constexpr int kMostCandidates = 1000;
+
+/// The order in which the rows of a message go. Nothing but `email` is found by a search, so a
+/// deletion that is cut off itself leaves nothing that anybody sees.
+constexpr std::string_view kDeletions[] = {
+    "DELETE FROM email WHERE id=", "DELETE FROM attachments WHERE id=",
+    "DELETE FROM tags WHERE id=", "DELETE FROM origemail WHERE id="};
+
+std::uint64_t number(std::optional<std::string_view> cell) {
+  return cell ? std::strtoull(std::string(*cell).c_str(), nullptr, 10) : 0;
+}
+
+std::string text(std::optional<std::string_view> cell) { return std::string(cell.value_or("")); }
+
+/// "YYYY-MM-DD HH:MM:SS": a date that every server takes.
+bool isServerDate(std::string_view date) {
+  constexpr std::string_view kForm = "0000-00-00 00:00:00";
+  if (date.size() != kForm.size()) return false;
+  for (std::size_t i = 0; i < date.size(); ++i) {
+    const bool digit = date[i] >= '0' && date[i] <= '9';
+    if (kForm[i] == '0' ? !digit : date[i] != kForm[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+struct CutOffRepair::Row {
+  std::uint32_t id = 0;
+  std::string from, to, subject, mailto, mailbox, body;
+  int numAttach = 0;
+  std::size_t headingsBytes = 0;
+  std::size_t attachNamesBytes = 0;
+  std::size_t attachTextBytes = 0;
+
+  [[nodiscard]] Likeness likeness(const MessageMark& mark) const {
+    return compareFingerprint(mark.fingerprint,
+                              {from, to, subject, mailto, mailbox, body, numAttach});
+  }
+};
+
+CutOffRepair::CutOffRepair(ServerSession& session, RunLedger& ledger, StoreLog& storeLog,
+                           std::string database)
+    : session_(session), ledger_(ledger), storeLog_(storeLog), database_(std::move(database)) {}
+
+void CutOffRepair::run() {
+  for (const OpenEntry& entry : ledger_.leftOpen()) {
+    if (entry.database == database_ && repair(entry)) ledger_.settle(entry);
+  }
+  for (const CutRun& run : ledger_.cutRuns()) {
+    if (run.database == database_) collectSuspects(run);
+  }
+}
+
+bool CutOffRepair::repair(const OpenEntry& entry) {
+  return entry.insertedId ? repairKnown(entry, *entry.insertedId) : repairUnknown(entry);
+}
+
+bool CutOffRepair::repairKnown(const OpenEntry& entry, std::uint32_t id) {
+  const Rows rows = readRows("id=" + std::to_string(id));
+  if (!rows) {
+    reportError(entry.path);
+    return false;
+  }
+  if (rows->empty()) {
+    // The message has been deleted; if that was a repair that was cut off, the rest of it is not.
+    if (deleteRows(id)) return true;
+    reportError(entry.path);
+    return false;
+  }
+  const Row& row = rows->front();
+  if (row.likeness(entry.mark) == Likeness::different) {
+    reportLeftAlone(id, entry.path);
+    return true;
+  }
+  const std::optional<bool> whole = isWhole(row, entry.mark, Likeness::equal);
+  if (!whole) {
+    reportError(entry.path);
+    return false;
+  }
+  return *whole || takeOut(entry, id);
+}
+
+bool CutOffRepair::repairUnknown(const OpenEntry& entry) {
+  const MessageMark& mark = entry.mark;
+  std::string condition = "id>" + std::to_string(mark.afterId);
+  if (isServerDate(mark.msgDate)) condition += " AND date_fld=" + quotedInline(mark.msgDate);
+  const Rows rows = readRows(condition + " ORDER BY id LIMIT " + std::to_string(kMostCandidates));
+  if (!rows) {
+    reportError(entry.path);
+    return false;
+  }
+  const bool sameDate = isServerDate(mark.msgDate);
+  std::vector<std::uint32_t> equals;
+  std::vector<std::uint32_t> equalHalves;
+  std::vector<std::uint32_t> otherHalves;
+  for (const Row& row : *rows) {
+    const Likeness likeness = row.likeness(mark);
+    if (likeness == Likeness::different && !sameDate) continue;
+    const std::optional<bool> whole = isWhole(row, mark, likeness);
+    if (!whole) {
+      reportError(entry.path);
+      return false;
+    }
+    if (likeness == Likeness::equal) equals.push_back(row.id);
+    if (!*whole) (likeness == Likeness::equal ? equalHalves : otherHalves).push_back(row.id);
+  }
+  if (equals.size() == 1) return equalHalves.empty() || takeOut(entry, equals[0]);
+  // Several rows that are the message's: nothing tells which of them this run has made. None: those
+  // without a source may be of another message, or of this one in a form that is not recognised.
+  for (const std::uint32_t id : equals.empty() ? otherHalves : equalHalves) {
+    reportLeftAlone(id, entry.path);
+  }
+  return true;
+}
+
+bool CutOffRepair::takeOut(const OpenEntry& entry, std::uint32_t id) {
+  // Written down first: without its row in `email`, nobody would find the others.
+  if (!entry.insertedId) ledger_.found(entry, id);
+  if (!deleteRows(id)) {
+    reportError(entry.path);
+    return false;
+  }
+  reportTakenOut(id, entry.path);
+  return true;
+}
+
+CutOffRepair::Rows CutOffRepair::readRows(const std::string& condition) {
+  const std::string sql =
+      "SELECT id,from_fld,to_fld,subj_fld,mailto,mailbox,LEFT(body_fld," +
+      std::to_string(kFingerprintBodyBytes) +
+      "),numAttach,LENGTH(headings),LENGTH(attachNames),LENGTH(attachText) FROM email WHERE " +
+      condition;
+  if (!session_.query(sql)) return std::nullopt;
+  const std::unique_ptr<ResultRows> result = session_.storeResult();
+  if (!result) return std::nullopt;
+  std::vector<Row> rows;
+  while (result->next()) {
+    Row row;
+    row.id = static_cast<std::uint32_t>(number(result->cell(0)));
+    row.from = text(result->cell(1));
+    row.to = text(result->cell(2));
+    row.subject = text(result->cell(3));
+    row.mailto = text(result->cell(4));
+    row.mailbox = text(result->cell(5));
+    row.body = text(result->cell(6));
+    row.numAttach = leadingInt(result->cell(7).value_or(""));
+    row.headingsBytes = number(result->cell(8));
+    row.attachNamesBytes = number(result->cell(9));
+    row.attachTextBytes = number(result->cell(10));
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::optional<bool> CutOffRepair::isWhole(const Row& row, const MessageMark& mark,
+                                          Likeness likeness) {
+  if (mark.withSource) {
+    const std::optional<std::uint64_t> sources = countRows("origemail", row.id);
+    if (!sources) return std::nullopt;
+    if (*sources == 0) return false;
+  }
+  // Another message's row; what more belongs to it is not known.
+  if (likeness == Likeness::different) return true;
+  if (mark.headingsBytes > 0 && row.headingsBytes == 0) return false;
+  if (mark.attachNamesBytes > 0 && row.attachNamesBytes == 0) return false;
+  if (mark.attachTextBytes > 0 && row.attachTextBytes == 0) return false;
+  if (mark.partCount == 0) return true;
+  const std::optional<std::uint64_t> parts = countRows("attachments", row.id);
+  if (!parts) return std::nullopt;
+  return *parts >= mark.partCount;
+}
+
+std::optional<std::uint64_t> CutOffRepair::countRows(std::string_view table, std::uint32_t id) {
+  std::string sql = "SELECT COUNT(*) FROM ";
+  sql.append(table).append(" WHERE id=").append(std::to_string(id));
+  if (!session_.query(sql)) return std::nullopt;
+  const std::unique_ptr<ResultRows> result = session_.storeResult();
+  if (!result || !result->next()) return std::nullopt;
+  return number(result->cell(0));
+}
+
+bool CutOffRepair::deleteRows(std::uint32_t id) {
+  for (const std::string_view deletion : kDeletions) {
+    if (!session_.query(std::string(deletion) + std::to_string(id))) return false;
+  }
+  return true;
+}
+
+// Rows whose line the ledger lost with the machine.
+
+void CutOffRepair::collectSuspects(const CutRun& run) {
+  SuspectRange range{run, {run.byRight.begin(), run.byRight.end()}, {}};
+  const std::string sql =
+      "SELECT email.id FROM email LEFT JOIN origemail ON email.id=origemail.id WHERE email.id>" +
+      std::to_string(run.fromId) + " AND email.id<=" + std::to_string(run.toId) +
+      " AND origemail.id IS NULL";
+  const std::unique_ptr<ResultRows> result = session_.query(sql) ? session_.storeResult() : nullptr;
+  if (!result) {
+    // Not looked at in this run, and kept in the ledger for the next one.
+    reportError(ledger_.path());
+    return;
+  }
+  while (result->next()) {
+    const auto id = static_cast<std::uint32_t>(number(result->cell(0)));
+    if (!range.byRight.contains(id)) range.withoutSource.insert(id);
+  }
+  suspects_.push_back(std::move(range));
+}
+
+bool CutOffRepair::isSuspect(std::uint32_t id) const {
+  for (const SuspectRange& range : suspects_) {
+    if (id <= range.run.fromId || id > range.run.toId || range.byRight.contains(id)) continue;
+    if (id > range.run.lastClosedId || range.withoutSource.contains(id)) return true;
+  }
+  return false;
+}
+
+bool CutOffRepair::takeOutSuspect(std::uint32_t id, const MessageMark& mark,
+                                  const std::string& path) {
+  const Rows rows = readRows("id=" + std::to_string(id));
+  if (!rows || rows->empty()) return false;
+  const Row& row = rows->front();
+  if (row.likeness(mark) != Likeness::equal) return false;
+  const std::optional<bool> whole = isWhole(row, mark, Likeness::equal);
+  if (!whole || *whole) return false;
+  if (!deleteRows(id)) {
+    reportError(path);
+    return false;
+  }
+  for (SuspectRange& range : suspects_) range.withoutSource.erase(id);
+  reportTakenOut(id, path);
+  return true;
+}
+
+void CutOffRepair::finish() {
+  for (const SuspectRange& range : suspects_) {
+    if (range.withoutSource.empty()) ledger_.settle(range.run);
+  }
+  suspects_.clear();
+}
+
+void CutOffRepair::reportTakenOut(std::uint32_t id, const std::string& path) {
+  storeLog_.write("Cut-off run: the half-stored message " + std::to_string(id) +
+                  " has been taken out to be read anew, " + printable(path) + "\n");
+}
+
+void CutOffRepair::reportLeftAlone(std::uint32_t id, const std::string& path) {
+  storeLog_.write("Cut-off run: row " + std::to_string(id) +
+                  " cannot be shown to be half of a message and is left alone, " + printable(path) +
+                  "\n");
+}
+
+void CutOffRepair::reportError(const std::string& path) {
+  storeLog_.write("SQL error: " + printable(session_.error()) + ", " + printable(path) + "\n");
+}
+
+}  // namespace keldane

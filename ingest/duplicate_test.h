@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+#include "app/server_session.h"
+#include "ingest/current_message.h"
+#include "ingest/statement_text.h"
+#include "ingest/store_errors.h"
+
+namespace keldane {
+
+/// The values of the message at hand as the duplicate test takes them, not escaped.
+struct DuplicateKey {
+  std::string_view date;
+  std::string_view to;
+  std::string_view from;
+  std::string_view body;  ///< trimmed
+};
+
+/// Id of the stored message that this one repeats, or 0: same date, same to, same from, and the
+/// first 400 characters of the body begin the stored body. A body of at most two characters, or one
+/// with a quote or backslash in those 400, is not looked at. The subject plays no part. Characters
+/// of the body that are wildcards act as such. A refused statement makes the message a new one.
+[[nodiscard]] std::uint32_t findDuplicate(ServerSession& session, const DuplicateKey& key,
+                                          StatementText& sql, StoreErrors& errors);
+
+}  // namespace keldane

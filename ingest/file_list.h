@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace keldane {
+
+/// Paths of all the files below some folders. A store holds hundreds of thousands, so each folder's
+/// path is kept once and of each file its name alone.
+class FileList {
+ public:
+  /// Told of a folder that cannot be read, with the reason.
+  using Complaint = std::function<void(const std::string& line)>;
+
+  /// Adds a file, or all that lies below a folder, each folder's entries in the order of their
+  /// bytes. What does not exist adds nothing. Symbolic links to folders are neither entered nor
+  /// added; one that leads nowhere counts as a file.
+  void add(const std::string& path, const Complaint& complaint);
+
+  [[nodiscard]] std::size_t size() const { return files_.size(); }
+  [[nodiscard]] std::string path(std::size_t index) const;
+
+ private:
+  struct File {
+    std::uint32_t folder;
+    std::uint32_t nameLength;
+    std::size_t nameStart;
+  };
+
+  void addFolder(const std::string& folder, const Complaint& complaint);
+  void addName(std::uint32_t folder, std::string_view name);
+
+  std::vector<std::string> folders_;  ///< with the slash behind, or empty
+  std::string names_;
+  std::vector<File> files_;
+};
+
+}  // namespace keldane

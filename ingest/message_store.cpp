@@ -1,0 +1,394 @@
+#include "ingest/message_store.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "app/sql_values.h"
+#include "base/text.h"
+#include "ingest/attachment_rows.h"
+#include "ingest/cut_off_repair.h"
+#include "ingest/duplicate_test.h"
+#include "ingest/message_fingerprint.h"
+#include "ingest/tag_rows.h"
+
+namespace keldane {
+namespace {
+
+/// Built in: a message that is known already gets the mailbox in which it was seen last, and the
+/// tags of the rules.
+constexpr bool kUpdateKnownMailbox = true;
+constexpr bool kTagKnownMessages = true;
+
+constexpr int kStored = 1;
+constexpr int kKnown = 2;
+
+void trimInPlace(std::string& text) {
+  const std::string_view kept = trimWhitespace(text);
+  const std::size_t begin = kept.empty() ? 0 : static_cast<std::size_t>(kept.data() - text.data());
+  text.erase(begin + kept.size());
+  text.erase(0, begin);
+}
+
+/// One field of the message in its escaped form, with the way back.
+class EscapedField {
+ public:
+  explicit EscapedField(std::string& field) : field_(field) {
+    if (field.find_first_of("\\\"") == std::string::npos) return;
+    original_ = std::move(field);
+    field = escapeInline(*original_);
+  }
+  void unescape() {
+    if (!original_) return;
+    field_ = std::move(*original_);
+    original_.reset();
+  }
+  [[nodiscard]] const std::string& plain() const { return original_ ? *original_ : field_; }
+
+ private:
+  std::string& field_;
+  std::optional<std::string> original_;
+};
+
+}  // namespace
+
+/// The five header fields of the message, escaped from the duplicate test on, because the second
+/// look of the rules sees them so. Mailbox and answer address come back with the object: the
+/// messages of an mbox share them, and they must not be escaped once more for each.
+class MessageStore::Fields {
+ public:
+  explicit Fields(CurrentMessage& message)
+      : from(message.msgFrom),
+        to(message.msgTo),
+        subject(message.msgSubject),
+        mailto(message.msgMailto),
+        mailbox(message.msgMailbox) {}
+  ~Fields() {
+    mailto.unescape();
+    mailbox.unescape();
+  }
+  Fields(const Fields&) = delete;
+  Fields& operator=(const Fields&) = delete;
+
+  /// All but the mailbox, which goes escaped into its row.
+  void unescapeForRow() {
+    from.unescape();
+    to.unescape();
+    subject.unescape();
+    mailto.unescape();
+  }
+
+  EscapedField from;
+  EscapedField to;
+  EscapedField subject;
+  EscapedField mailto;
+  EscapedField mailbox;
+};
+
+MessageStore::MessageStore(Context context)
+    : context_(std::move(context)),
+      errors_(context_.session, context_.storeLog, context_.serverLost) {}
+
+void MessageStore::storeEmail(int partCount) {
+  CurrentMessage& message = context_.message;
+  errors_.begin(message.currentPath);
+  const RuleVerdict verdict = checkRules();
+  if (verdict.exclude) {
+    context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
+    return;
+  }
+  // What the rules added goes: they add it again, once, when the message's fate is known.
+  message.tags.tagKeywords = message.tags.tagKeywordsFromFile;
+  trimInPlace(message.msgBody);
+  Fields fields(message);
+  ++context_.counters.processedCount;
+  const std::uint32_t id = context_.skipDupsState == 0 ? findKnown(fields, partCount) : 0;
+  if (id != 0) {
+    storeKnown(id);
+  } else {
+    storeNew(fields, partCount);
+  }
+}
+
+RuleVerdict MessageStore::checkRules() {
+  return checkTagRules(context_.tagRulesList, context_.message);
+}
+
+std::uint32_t MessageStore::findKnown(const Fields& fields, int partCount) {
+  const CurrentMessage& message = context_.message;
+  const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.msgBody};
+  const std::uint32_t id = findDuplicate(context_.session, key, sql_, errors_);
+  if (id == 0 || context_.repair == nullptr || !context_.repair->isSuspect(id)) return id;
+  if (!context_.repair->takeOutSuspect(id, makeMark(fields, partCount), message.currentPath)) {
+    return id;
+  }
+  return findDuplicate(context_.session, key, sql_, errors_);
+}
+
+// A message that is known already.
+
+void MessageStore::storeKnown(std::uint32_t id) {
+  CurrentMessage& message = context_.message;
+  if (kUpdateKnownMailbox && !updateMailbox(id)) {
+    closeFailed(id);
+    return;
+  }
+  if (kTagKnownMessages) {
+    const RuleVerdict verdict = checkRules();
+    if (verdict.exclude) {
+      context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
+      return;
+    }
+    if (message.tags.any()) tagKnown(id);
+  }
+  context_.duplicateLogText.append(printable(message.msgDate))
+      .append(": from ")
+      .append(printable(message.msgFrom))
+      .append(" to ")
+      .append(printable(message.msgTo))
+      .append(", ")
+      .append(printable(message.msgSubject))
+      .append(", ")
+      .append(printable(message.msgMailbox))
+      .append("\n");
+  ++context_.counters.duplicateCount;
+  --context_.counters.progressCount;
+  storeOutcome_ = kKnown;
+  context_.ledger.close(LedgerOutcome::duplicate, std::to_string(id));
+}
+
+bool MessageStore::updateMailbox(std::uint32_t id) {
+  ServerSession& session = context_.session;
+  const std::string& mailbox = context_.message.msgMailbox;
+  sql_.start("SELECT id FROM email WHERE mailbox LIKE \"%").add(mailbox);
+  sql_.add("%\" AND id=").addNumber(id);
+  if (!session.query(sql_.text())) {
+    errors_.noteInSystemLog("SQL error: ");
+  } else if (fetchFirstCell(session) == std::to_string(id)) {
+    return true;
+  }
+
+  constexpr std::string_view kError = "SQL error updating mailbox:";
+  const std::unique_ptr<Statement> statement = session.makeStatement();
+  if (!statement) return errors_.fail("SQL error:");
+  sql_.start("UPDATE email SET mailbox=? WHERE id=").addNumber(id);
+  if (!statement->prepare(sql_.text())) return errors_.fail(kError);
+  const std::array<BoundValue, 1> values = {BoundValue{upToNul(mailbox)}};
+  if (!statement->bind(values)) return errors_.fail(kError);
+  if (!statement->execute()) return errors_.fail(kError);
+  if (!statement->close()) return errors_.fail(kError);
+  return true;
+}
+
+void MessageStore::tagKnown(std::uint32_t id) {
+  const TagRow row = tagRowOfKnown(id, context_.message.tags);
+  if (insertTagRow(context_.session, row, sql_)) return;
+  // Most likely the message has tags already.
+  if (!updateTagRow(context_.session, row, sql_)) errors_.note("SQL error:");
+}
+
+// A new message.
+
+void MessageStore::storeNew(Fields& fields, int partCount) {
+  CurrentMessage& message = context_.message;
+  const MessageMark mark = makeMark(fields, partCount);
+  fields.unescapeForRow();
+  const std::optional<std::uint32_t> id = insertRow(mark, numAttachOf(partCount));
+  if (!id) {
+    closeFailed(std::nullopt);
+    return;
+  }
+  countNewRow(*id);
+  const RuleVerdict verdict = checkRules();
+  if (verdict.exclude) {
+    // Kept: a rule that fires only now leaves the row as it is, without a source.
+    context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
+    return;
+  }
+  ++context_.counters.archivedCount;
+  if (message.tags.any() && !insertTags(*id)) {
+    closeFailed(id);
+    return;
+  }
+  if (context_.origState != 0) {
+    if (!insertSource(*id)) {
+      closeFailed(id);
+      return;
+    }
+    updateHeadings(*id);
+    storeParts(*id, partCount);
+  }
+  updateAttachmentInformation(*id);
+  if (errors_.failed()) {
+    closeFailed(id);
+  } else {
+    context_.ledger.close(LedgerOutcome::archived, std::to_string(*id));
+  }
+}
+
+int MessageStore::numAttachOf(int partCount) const {
+  return partCount > 0 && context_.message.hasHtmlPart ? partCount - 1 : partCount;
+}
+
+MessageMark MessageStore::makeMark(const Fields& fields, int partCount) const {
+  const CurrentMessage& message = context_.message;
+  const auto count = static_cast<std::size_t>(std::max(partCount, 0));
+  const bool withSource = context_.origState != 0;
+  MessageMark mark;
+  mark.fingerprint = fingerprintOf({fields.from.plain(), fields.to.plain(), fields.subject.plain(),
+                                    fields.mailto.plain(), message.msgMailbox, message.msgBody,
+                                    numAttachOf(partCount)});
+  mark.afterId = context_.ledger.greatestId();
+  mark.msgDate = message.msgDate;
+  mark.withSource = withSource;
+  mark.attachTextBytes = message.msgAttachText.size();
+  if (withSource) {
+    mark.headingsBytes = message.msgHeadings.size();
+    mark.partCount = storableParts(message.msgParts, count);
+    mark.attachNamesBytes = attachNamesOf(message.msgParts, count).size();
+  }
+  return mark;
+}
+
+bool MessageStore::reconnect() {
+  return errors_.serverHasGoneAway() && context_.doConnect && context_.doConnect();
+}
+
+std::optional<std::uint32_t> MessageStore::insertRow(const MessageMark& mark, int numAttach) {
+  const CurrentMessage& message = context_.message;
+  for (;;) {
+    const std::unique_ptr<Statement> statement = context_.session.makeStatement();
+    if (!statement) {
+      if (reconnect()) continue;
+      errors_.fail("SQL error:");
+      return std::nullopt;
+    }
+    sql_.start(
+        "INSERT INTO email (date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach) "
+        "VALUES(");
+    sql_.addQuoted(message.msgDate, '\n').add(",?,?,?,?,?,?,").addNumber(numAttach).add(")");
+    if (!statement->prepare(sql_.text())) {
+      errors_.fail("SQL error:");
+      return std::nullopt;
+    }
+    const std::array<BoundValue, 6> values = {
+        BoundValue{upToNul(message.msgFrom)},    BoundValue{upToNul(message.msgTo)},
+        BoundValue{upToNul(message.msgSubject)}, BoundValue{upToNul(message.msgMailto)},
+        BoundValue{upToNul(message.msgMailbox)}, BoundValue{upToNul(message.msgBody)}};
+    if (!statement->bind(values)) {
+      if (reconnect()) continue;
+      errors_.fail("SQL error1:");
+      return std::nullopt;
+    }
+    context_.ledger.open(mark);
+    if (!statement->execute()) return insertAsText(numAttach);
+    const auto id = static_cast<std::uint32_t>(context_.session.insertId());
+    context_.ledger.inserted(id);
+    if (!statement->close()) {
+      errors_.fail("SQL error4:");
+      return std::nullopt;
+    }
+    return id;
+  }
+}
+
+std::optional<std::uint32_t> MessageStore::insertAsText(int numAttach) {
+  const CurrentMessage& message = context_.message;
+  std::string mailbox(upToNul(message.msgMailbox));
+  removeAll(mailbox, "\n");
+  sql_.start(
+      "INSERT INTO email (date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach) "
+      "VALUES(");
+  sql_.addQuoted(message.msgDate, '\n').add(",");
+  sql_.addQuoted(upToNul(message.msgFrom), '\n').add(",");
+  sql_.addQuoted(upToNul(message.msgTo), '\n').add(",");
+  sql_.addQuoted(upToNul(message.msgSubject), '\n').add(",");
+  sql_.addQuoted(upToNul(message.msgMailto), '\n').add(",");
+  // The mailbox is escaped already.
+  sql_.add("\"").add(mailbox).add("\",");
+  // The stored body loses its line ends with those of the statement.
+  sql_.addQuoted(upToNul(message.msgBody), '\n').add(",").addNumber(numAttach).add(")");
+  if (!context_.session.query(sql_.text())) {
+    errors_.fail("SQL Error3: ");
+    return std::nullopt;
+  }
+  const auto id = static_cast<std::uint32_t>(context_.session.insertId());
+  context_.ledger.inserted(id);
+  return id;
+}
+
+void MessageStore::countNewRow(std::uint32_t id) {
+  RunCounters& counters = context_.counters;
+  counters.lastInsertId = id;
+  counters.firstStoredId = std::min(counters.firstStoredId, id);
+  counters.lastStoredId = std::max(counters.lastStoredId, id);
+}
+
+bool MessageStore::insertTags(std::uint32_t id) {
+  if (insertTagRow(context_.session, tagRow(id, context_.message.tags), sql_)) return true;
+  return errors_.fail("SQL error: ");
+}
+
+bool MessageStore::insertSource(std::uint32_t id) {
+  sql_.start("INSERT INTO origemail (id,orig_fld) VALUES(").addNumber(id).add(",");
+  sql_.addQuoted(context_.message.msgOriginal, '\0').add(")");
+  if (context_.session.query(sql_.text())) return true;
+  return errors_.fail("SQL error8: ");
+}
+
+void MessageStore::updateHeadings(std::uint32_t id) {
+  sql_.start("UPDATE email SET headings=").addQuoted(context_.message.msgHeadings);
+  sql_.add(" WHERE id=").addNumber(id);
+  if (!context_.session.query(sql_.text())) errors_.fail("SQL error: ");
+}
+
+void MessageStore::storeParts(std::uint32_t id, int partCount) {
+  CurrentMessage& message = context_.message;
+  const auto count =
+      std::min(static_cast<std::size_t>(std::max(partCount, 0)), message.msgParts.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    try {
+      doAttachment(context_.session, id, message.msgParts[i], message.msgAttachNames, sql_,
+                   errors_);
+    } catch (const std::exception& error) {
+      std::cerr << "doAttachment error: " << printable(message.msgDate)
+                << "::" << printable(message.msgFrom) << "::" << printable(message.msgTo) << "\n";
+      errors_.remember(error.what());
+    }
+  }
+}
+
+void MessageStore::updateAttachmentInformation(std::uint32_t id) {
+  constexpr std::string_view kError = "SQL error updating attachments information:";
+  const CurrentMessage& message = context_.message;
+  const std::unique_ptr<Statement> statement = context_.session.makeStatement();
+  if (!statement) {
+    errors_.failWithoutLabel(kError);
+    return;
+  }
+  sql_.start("UPDATE email SET attachNames=?,attachText=? WHERE id=").addNumber(id);
+  const std::array<BoundValue, 2> values = {BoundValue{message.msgAttachNames},
+                                            BoundValue{message.msgAttachText}};
+  if (!statement->prepare(sql_.text()) || !statement->bind(values) || !statement->execute() ||
+      !statement->close()) {
+    errors_.fail(kError);
+    return;
+  }
+  storeOutcome_ = kStored;
+}
+
+void MessageStore::closeFailed(std::optional<std::uint32_t> id) {
+  std::string detail;
+  if (id) detail = "row " + std::to_string(*id) + ": ";
+  detail += errors_.first();
+  if (errors_.lost() && context_.ledger.isOpen()) {
+    context_.ledger.leaveOpen(detail);
+  } else {
+    context_.ledger.close(LedgerOutcome::failed, detail);
+  }
+}
+
+}  // namespace keldane

@@ -1,0 +1,252 @@
+#include "ingest/partial_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "base/files.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kStubEnding = ".partial.emlx";
+constexpr std::string_view kPartEnding = ".emlxpart";
+constexpr std::string_view kFileManagerNotes = ".DS_Store";  ///< no part of any message
+constexpr int kFolderLevels = 2;                             ///< folders below that of the message
+constexpr std::size_t kTextLineLength = 76;
+constexpr std::size_t kPartLineLength = 64;
+constexpr std::size_t kUnitsToBlankLine = 500;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+struct Entry {
+  std::string name;
+  bool isFolder = false;
+};
+
+/// The folders and regular files of a folder, in order; nothing when it cannot be read.
+std::vector<Entry> entriesOf(const std::string& folder) {
+  std::vector<Entry> entries;
+  std::error_code code;
+  fs::directory_iterator it(folder, code);
+  for (; !code && it != fs::directory_iterator(); it.increment(code)) {
+    std::error_code unknown;
+    const fs::file_status status = it->symlink_status(unknown);
+    if (!fs::is_directory(status) && !fs::is_regular_file(status)) continue;
+    std::string name = it->path().filename().string();
+    if (name != kFileManagerNotes) entries.push_back({std::move(name), fs::is_directory(status)});
+  }
+  std::sort(entries.begin(), entries.end(),
+            [](const Entry& a, const Entry& b) { return numericLess(a.name, b.name); });
+  return entries;
+}
+
+struct FoundFile {
+  std::string path;
+  std::string name;
+};
+
+void addFiles(const std::string& folder, int levels, std::vector<FoundFile>& files) {
+  for (Entry& entry : entriesOf(folder)) {
+    std::string path = folder + "/" + entry.name;
+    if (!entry.isFolder) {
+      files.push_back({std::move(path), std::move(entry.name)});
+    } else if (levels > 0) {
+      addFiles(path, levels - 1, files);
+    }
+  }
+}
+
+/// The names that a text gives to its parts. Made once for a text, so that it is searched once and
+/// not once for each file.
+class NamePlaces {
+ public:
+  explicit NamePlaces(std::string_view text) : text_(text) {
+    constexpr std::string_view kName = "name=";
+    for (std::size_t at = text.find(kName); at != std::string_view::npos;
+         at = text.find(kName, at + kName.size())) {
+      values_.push_back(at + kName.size());
+    }
+  }
+
+  /// Behind the blank line that follows the first place where this name stands, bare or else in
+  /// quotes. Absent when there is no such place or no blank line near it.
+  [[nodiscard]] std::optional<std::size_t> bodyOf(std::string_view name) const {
+    constexpr std::size_t kNameLength = 5;
+    for (const bool quoted : {false, true}) {
+      for (const std::size_t at : values_) {
+        if (!isAt(at, name, quoted)) continue;
+        const std::size_t place = at - kNameLength;
+        // No character takes more than four bytes.
+        const std::string_view near =
+            utf16Prefix(text_.substr(place, 4 * kUnitsToBlankLine), kUnitsToBlankLine);
+        const std::size_t blank = near.find("\n\n");
+        if (blank == std::string_view::npos) return std::nullopt;
+        return place + blank + 2;
+      }
+    }
+    return std::nullopt;
+  }
+
+ private:
+  [[nodiscard]] bool isAt(std::size_t at, std::string_view name, bool quoted) const {
+    std::string_view value = text_.substr(at);
+    if (quoted) {
+      if (!value.starts_with('"')) return false;
+      value.remove_prefix(1);
+    }
+    return value.starts_with(name);
+  }
+
+  std::string_view text_;
+  std::vector<std::size_t> values_;
+};
+
+struct Insertion {
+  std::size_t at = 0;
+  std::string text;
+};
+
+/// All at once: putting in one by one would move a long text as often.
+std::string withInsertions(const std::string& text, std::vector<Insertion>& insertions) {
+  // Of two for one place, the later comes first, as it would one by one.
+  std::reverse(insertions.begin(), insertions.end());
+  std::stable_sort(insertions.begin(), insertions.end(),
+                   [](const Insertion& a, const Insertion& b) { return a.at < b.at; });
+  std::size_t length = text.size();
+  for (const Insertion& insertion : insertions) length += insertion.text.size();
+  std::string result;
+  result.reserve(length);
+  std::size_t from = 0;
+  for (Insertion& insertion : insertions) {
+    result.append(text, from, insertion.at - from).append(insertion.text);
+    insertion.text = std::string();
+    from = insertion.at;
+  }
+  return result.append(text, from);
+}
+
+}  // namespace
+
+void PartialFile::forget() {
+  partialParts_.clear();
+  usedParts_ = 0;
+}
+
+void PartialFile::repair(const std::string& path, std::string& text) {
+  const std::size_t slash = path.rfind('/');
+  const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
+  const std::string number = name.substr(0, name.find(kStubEnding));
+  if (number.size() == name.size() || number.empty() || number == "." || number == "..") return;
+  if (const std::size_t messages = path.rfind("/Messages"); messages != std::string::npos) {
+    collectFolder(path.substr(0, messages) + "/Attachments/" + number, text);
+  }
+  collectPartFiles(slash == std::string::npos ? "." : path.substr(0, slash), number);
+}
+
+void PartialFile::collectFolder(const std::string& folder, std::string& text) {
+  std::vector<FoundFile> files;
+  addFiles(folder, kFolderLevels, files);
+  if (files.empty()) return;
+  const NamePlaces places(text);
+  std::vector<Insertion> insertions;
+  for (const FoundFile& file : files) {
+    Result<std::string> data = readFile(file.path);
+    if (!data) continue;
+    if (const auto at = places.bodyOf(file.name)) {
+      insertions.push_back({*at, base64Lines(*data, kTextLineLength)});
+    }
+    partialParts_.push_back(std::move(*data));
+  }
+  if (!insertions.empty()) text = withInsertions(text, insertions);
+}
+
+void PartialFile::collectPartFiles(const std::string& folder, const std::string& number) {
+  const std::vector<std::string>& names = partFileNames(folder);
+  std::vector<std::string> own;
+  for (auto it = std::lower_bound(names.begin(), names.end(), number);
+       it != names.end() && it->starts_with(number); ++it) {
+    // A longer number is that of another message.
+    if (!isDigit((*it)[number.size()])) own.push_back(*it);
+  }
+  std::sort(own.begin(), own.end(), numericLess);
+  for (const std::string& name : own) {
+    const Result<std::string> data = readFile(folder + "/" + name);
+    if (data) partialParts_.push_back(base64Lines(*data, kPartLineLength));
+  }
+}
+
+const std::vector<std::string>& PartialFile::partFileNames(const std::string& folder) {
+  if (folder == listedFolder_) return listedNames_;
+  listedFolder_ = folder;
+  listedNames_.clear();
+  for (Entry& entry : entriesOf(folder)) {
+    if (!entry.isFolder && entry.name.ends_with(kPartEnding)) {
+      listedNames_.push_back(std::move(entry.name));
+    }
+  }
+  std::sort(listedNames_.begin(), listedNames_.end());
+  return listedNames_;
+}
+
+std::optional<std::string> PartialFile::takePart() {
+  if (usedParts_ == partialParts_.size()) return std::nullopt;
+  return std::move(partialParts_[usedParts_++]);
+}
+
+std::string base64Lines(std::string_view data, std::size_t lineLength) {
+  constexpr std::string_view kAlphabet =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  const std::size_t characters = (data.size() + 2) / 3 * 4;
+  std::string lines;
+  lines.reserve(characters + characters / lineLength * 2);
+  std::size_t column = 0;
+  for (std::size_t at = 0; at < data.size(); at += 3) {
+    const std::size_t count = std::min<std::size_t>(3, data.size() - at);
+    unsigned group = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      group = group << 8U | (i < count ? static_cast<unsigned char>(data[at + i]) : 0U);
+    }
+    if (column == lineLength) {
+      lines += "\r\n";
+      column = 0;
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+      lines += i <= count ? kAlphabet[group >> (18 - 6 * i) & 0x3FU] : '=';
+    }
+    column += 4;
+  }
+  return lines;
+}
+
+bool numericLess(std::string_view a, std::string_view b) {
+  const bool bytesLess = a < b;
+  while (!a.empty() && !b.empty()) {
+    if (isDigit(a.front()) && isDigit(b.front())) {
+      const auto takeNumber = [](std::string_view& text) {
+        text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+        std::size_t length = 0;
+        while (length < text.size() && isDigit(text[length])) ++length;
+        const std::string_view number = text.substr(0, length);
+        text.remove_prefix(length);
+        return number;
+      };
+      const std::string_view first = takeNumber(a);
+      const std::string_view second = takeNumber(b);
+      if (first.size() != second.size()) return first.size() < second.size();
+      if (first != second) return first < second;
+    } else if (a.front() != b.front()) {
+      return static_cast<unsigned char>(a.front()) < static_cast<unsigned char>(b.front());
+    } else {
+      a.remove_prefix(1);
+      b.remove_prefix(1);
+    }
+  }
+  return a.size() != b.size() ? a.size() < b.size() : bytesLess;
+}
+
+}  // namespace keldane

@@ -1,0 +1,157 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/result.h"
+
+namespace keldane {
+
+/// What became of a file or a message.
+enum class LedgerOutcome { archived, duplicate, excluded, dropped, failed, notMail };
+
+/// What a message's rows would hold, as far as it is needed to find its row again after a run was
+/// cut off, and to tell whether it is whole.
+struct MessageMark {
+  std::string fingerprint;    ///< of the values of the insert statement, see message_fingerprint.h
+  std::uint32_t afterId = 0;  ///< greatest id known before the insert
+  std::string msgDate;        ///< as in the insert statement, to find candidates by index
+  bool withSource = true;     ///< a row of `origemail` belongs to it
+  std::size_t headingsBytes = 0;
+  std::size_t partCount = 0;  ///< rows of `attachments` that it asks for
+  std::size_t attachNamesBytes = 0;
+  std::size_t attachTextBytes = 0;
+  bool operator==(const MessageMark&) const = default;
+};
+
+/// A message whose storing was begun and whose end is not known.
+struct OpenEntry {
+  std::uint64_t key = 0;  ///< names the entry within its ledger
+  std::string database;
+  std::string path;
+  std::optional<std::uint64_t> offsetBytes;
+  MessageMark mark;
+  std::optional<std::uint32_t> insertedId;
+};
+
+/// An earlier run without an orderly end, as far as its ledger tells. When the machine itself went
+/// down, the ledger's last lines may be missing although the server kept the rows.
+struct CutRun {
+  std::string database;
+  std::uint32_t fromId = 0;            ///< greatest id before that run
+  std::uint32_t lastClosedId = 0;      ///< greatest id whose line was closed
+  std::uint32_t toId = 0;              ///< greatest id found after it; 0: not yet known
+  std::vector<std::uint32_t> byRight;  ///< rows that its ledger closed without a source
+  bool operator==(const CutRun&) const = default;
+};
+
+struct LedgerSums {
+  long met = 0;  ///< messages met; always the sum of the five below
+  long archived = 0;
+  long duplicates = 0;
+  long excluded = 0;
+  long dropped = 0;
+  long failed = 0;
+  long notMail = 0;  ///< files, not messages
+
+  void count(LedgerOutcome outcome);
+};
+
+/// How a run introduces itself to its ledger.
+struct LedgerStart {
+  std::string database;          ///< with its server, so that two of one name are told apart
+  std::uint32_t greatestId = 0;  ///< greatest id of `email` before the run
+  std::string startedAt;
+  /// Path of the ledger that every run looks at. A run that keeps its ledger elsewhere leaves a
+  /// pointer there, so that its open entries are found all the same. Empty: none.
+  std::string home;
+};
+
+class LedgerFile;
+
+/// The account book of one run: a line for each file that is not mail and for each message met,
+/// with what became of it. Tab-separated text, appended with one write a line, so that a killed
+/// program leaves every line that it wrote. A message's line is opened before its first row is
+/// written and closed after its last. Before `begin`, and after a failed one, it only adds up.
+///
+/// Worker thread only, except `begin` and `finish`. A file belongs to one living run: it is locked.
+class RunLedger {
+ public:
+  RunLedger();
+  ~RunLedger();
+  RunLedger(const RunLedger&) = delete;
+  RunLedger& operator=(const RunLedger&) = delete;
+
+  /// Takes over `path`: reads the open entries that earlier runs left there, then starts the file
+  /// anew with those entries carried over. Fails, and leaves the file as it is, when it cannot be
+  /// written, when another run holds it, or when it holds something else than a ledger.
+  [[nodiscard]] Result<void> begin(const std::string& path, const LedgerStart& start);
+  [[nodiscard]] Result<void> begin(const std::string& path, const std::string& database);
+
+  /// Open entries of earlier runs, of any database; those not settled stay in the file.
+  [[nodiscard]] const std::vector<OpenEntry>& leftOpen() const { return leftOpen_; }
+  /// An open entry has been dealt with and need not be carried on.
+  void settle(const OpenEntry& entry);
+  /// The row of an open entry has been found.
+  void found(const OpenEntry& entry, std::uint32_t id);
+  /// Earlier runs without an orderly end, of any database.
+  [[nodiscard]] const std::vector<CutRun>& cutRuns() const { return cutRuns_; }
+  /// Nothing is left to be found out about this run.
+  void settle(const CutRun& run);
+
+  /// Names the message at hand: the file, and its offset in bytes when the file is an mbox.
+  void message(const std::string& path, std::optional<std::uint64_t> offsetBytes);
+  /// Its storing begins: from here until `close` a crash leaves an open entry.
+  void open(const MessageMark& mark);
+  /// Its row of `email` has been made.
+  void inserted(std::uint32_t id);
+  /// The outcome of the message at hand. `detail` is the id, the rule, the reason or the error.
+  void close(LedgerOutcome outcome, std::string_view detail);
+  /// The storing was cut off by a lost server: the entry stays open for the next run, the outcome
+  /// is counted as failed.
+  void leaveOpen(std::string_view error);
+  /// The message at hand has an open entry.
+  [[nodiscard]] bool isOpen() const { return openKey_ != 0; }
+  /// The message at hand has no outcome yet.
+  [[nodiscard]] bool isPending() const { return pending_; }
+  /// A file that is not mail.
+  void notMail(const std::string& path, std::string_view reason);
+
+  /// Writes the sums and the mark of an orderly end, and lets go of the file.
+  void finish();
+  [[nodiscard]] const LedgerSums& sums() const { return sums_; }
+  [[nodiscard]] const std::string& path() const { return path_; }
+  /// Lines that the system refused to write; the run goes on without them.
+  [[nodiscard]] long unwrittenLines() const { return unwrittenLines_; }
+  /// Greatest id of `email` known to the run.
+  [[nodiscard]] std::uint32_t greatestId() const { return greatestId_; }
+
+ private:
+  void forget();
+  void writeOutcome(LedgerOutcome outcome, std::string_view detail);
+  void append(std::string_view line);
+
+  std::string path_;
+  std::string database_;
+  std::string runId_;
+  std::unique_ptr<LedgerFile> file_;
+  LedgerSums sums_;
+  std::vector<OpenEntry> leftOpen_;
+  std::vector<CutRun> cutRuns_;
+  std::size_t leftToNext_ = 0;  ///< open entries, cut runs and pointers that the next run takes on
+  long unwrittenLines_ = 0;
+  std::uint32_t greatestId_ = 0;
+  std::uint64_t nextKey_ = 1;
+  std::uint64_t openKey_ = 0;
+  std::string messagePath_;
+  std::optional<std::uint64_t> messageOffset_;
+  bool pending_ = false;
+  std::string line_;
+};
+
+}  // namespace keldane

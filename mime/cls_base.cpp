@@ -1,0 +1,57 @@
+#include "mime/cls_base.h"
+
+#include "mime/data_buffer.h"
+#include "mime/encoding_convert.h"
+#include "mime/psdk.h"
+#include "mime/xstring.h"
+
+namespace keldane::mime {
+
+ClsBase::~ClsBase() { stamp_.store(0, std::memory_order_relaxed); }
+
+void ClsBase::decRefCount() {
+  if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+void ClsBase::deleteObject() {
+  if (stamp_.exchange(0) != Stamps::kClsBase) {
+    Psdk::badObjectFound();
+    return;
+  }
+  decRefCount();
+}
+
+void ClsBase::put_VerboseLogging(bool on) {
+  verboseLogging_ = on;
+  log_.setVerbose(on);
+}
+
+bool ClsBase::enterContextBase(const char* name) {
+  if (!isValidObject()) {
+    Psdk::badObjectFound();
+    return false;
+  }
+  log_.StartCall(name);
+  return true;
+}
+
+void ClsBase::finishCall(bool ok) {
+  lastSuccess_ = ok;
+  log_.FinishCall(ok ? "Success." : "Failed.");
+}
+
+void ClsBase::logSuccessFailure(bool ok) {
+  lastSuccess_ = ok;
+  log_.LogOutcome(ok ? "Success." : "Failed.");
+}
+
+bool ClsBase::dbToXString_cp(int codePage, const DataBuffer& db, XString& out, LogBase& log) {
+  if (codePage == 65001) return out.setFromUtf8(db.view());
+  EncodingConvert convert;
+  DataBuffer utf8;
+  const bool ok = convert.EncConvert(codePage, 65001, db.view(), utf8, log);
+  out.setFromUtf8(utf8.view());
+  return ok;
+}
+
+}  // namespace keldane::mime

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "mime/cls_base.h"
+#include "mime/email.h"
+#include "mime/tarnell_sys_time.h"
+
+namespace keldane::mime {
+
+/// Public face of one mail: the root `Email2` with a lock and a log. Every call starts a fresh log
+/// and ends it with "Success." or "Failed."; `out` is replaced, and left empty by a failed call.
+///
+/// The lists of attachments and related items are made anew at each call that asks for one of them.
+/// Only running out of memory throws; `TnoEmail` stops that.
+class ClsEmail final : public ClsBase {
+ public:
+  ClsEmail() = default;
+
+  /// Replaces the mail. False: no mail could be made of the text, and there is none now.
+  bool SetFromMimeText(std::string_view utf8Text);
+
+  bool GetHeaderField(std::string_view name, std::string& out);
+  /// Empty when missing.
+  bool get_Subject(std::string& out);
+  bool get_From(std::string& out);
+  bool get_FromAddress(std::string& out);
+
+  // A count is 0 without a mail.
+  int get_NumTo() { return countRecipients("NumTo", &Email2::to); }
+  int get_NumCC() { return countRecipients("NumCC", &Email2::cc); }
+  int get_NumBcc() { return countRecipients("NumBcc", &Email2::bcc); }
+  bool GetTo(int index, std::string& out) {
+    return getRecipient("GetTo", &Email2::to, index, false, out);
+  }
+  bool GetToAddr(int index, std::string& out) {
+    return getRecipient("GetToAddr", &Email2::to, index, true, out);
+  }
+  bool GetCC(int index, std::string& out) {
+    return getRecipient("GetCC", &Email2::cc, index, false, out);
+  }
+  bool GetCcAddr(int index, std::string& out) {
+    return getRecipient("GetCcAddr", &Email2::cc, index, true, out);
+  }
+
+  /// UTC, put right where it is out of range; the present without a mail.
+  bool GetDt(TarnellSysTime& out);
+
+  bool HasPlainTextBody() { return hasBody("HasPlainTextBody", "text/plain"); }
+  bool HasHtmlBody() { return hasBody("HasHtmlBody", "text/html"); }
+  bool GetPlainTextBody(std::string& out);
+  bool GetHtmlBody(std::string& out);
+
+  int get_NumAttachments() { return countItems("NumAttachments", &Email2::attachments); }
+  bool GetAttachmentFilename(int index, std::string& out) {
+    return getFilename("GetAttachmentFilename", &Email2::attachments, index, out);
+  }
+  bool GetAttachmentContentType(int index, std::string& out) {
+    return getContentType("GetAttachmentContentType", &Email2::attachments, index, out);
+  }
+  bool GetAttachmentAttr(int index, std::string_view field, std::string_view attr,
+                         std::string& out) {
+    return getAttr("GetAttachmentAttr", &Email2::attachments, index, field, attr, out);
+  }
+  bool GetAttachmentData(int index, std::string& out);
+  bool GetAttachmentString(int index, std::string_view charset, std::string& out);
+
+  int get_NumRelatedItems() { return countItems("NumRelatedItems", &Email2::relatedItems); }
+  bool GetRelatedFilename(int index, std::string& out) {
+    return getFilename("GetRelatedFilename", &Email2::relatedItems, index, out);
+  }
+  bool GetRelatedContentType(int index, std::string& out) {
+    return getContentType("GetRelatedContentType", &Email2::relatedItems, index, out);
+  }
+  bool GetRelatedAttr(int index, std::string_view field, std::string_view attr, std::string& out) {
+    return getAttr("GetRelatedAttr", &Email2::relatedItems, index, field, attr, out);
+  }
+  bool GetRelatedData(int index, std::string& out);
+  bool GetRelatedString(int index, std::string_view charset, std::string& out);
+
+  bool GetMime(std::string& out);
+
+ private:
+  using Recipients = const ExtPtrArray<_tnEmailAddress>& (Email2::*)() const;
+  using Items = Email2::PartList (Email2::*)();
+
+  ~ClsEmail() override = default;
+
+  /// The root; null, with the reason in the log, when there is none.
+  Email2* root(LogBase& log);
+
+  /// One public call that answers with a text: `question(email, log)` says whether it could.
+  template <typename Question>
+  bool ask(const char* name, std::string& out, const Question& question) {
+    ClsCall call(*this, name);
+    out.clear();
+    if (!call.ok()) return false;
+    Email2* email = root(call.log());
+    return call.finish(email != nullptr && question(*email, call.log()));
+  }
+  template <typename Counter>
+  int count(const char* name, const Counter& counter) {
+    ClsCall call(*this, name);
+    Email2* email = call.ok() ? root(call.log()) : nullptr;
+    call.finish(email != nullptr);
+    return email ? counter(*email) : 0;
+  }
+  /// The same about one part of a list; an index out of range fails.
+  template <typename Question>
+  bool askItem(const char* name, Items items, int index, std::string& out,
+               const Question& question) {
+    return ask(name, out, [&](Email2& email, LogBase& log) {
+      const Email2* part = itemAt(email, items, index, log);
+      return part != nullptr && question(*part, log);
+    });
+  }
+  int countItems(const char* name, Items items) {
+    return count(name,
+                 [items](Email2& email) { return static_cast<int>((email.*items)().size()); });
+  }
+  static const Email2* itemAt(Email2& email, Items items, int index, LogBase& log);
+
+  int countRecipients(const char* name, Recipients recipients) {
+    return count(name,
+                 [recipients](const Email2& email) { return (email.*recipients)().getSize(); });
+  }
+  bool getRecipient(const char* name, Recipients recipients, int index, bool addressOnly,
+                    std::string& out);
+  bool hasBody(const char* name, std::string_view type);
+  bool getFilename(const char* name, Items items, int index, std::string& out);
+  bool getContentType(const char* name, Items items, int index, std::string& out);
+  bool getAttr(const char* name, Items items, int index, std::string_view field,
+               std::string_view attr, std::string& out);
+
+  Email2::Common common_;
+  Email2::Part email_;
+};
+
+}  // namespace keldane::mime

@@ -1,0 +1,164 @@
+#include "mime/cls_mime.h"
+
+#include "mime/byte_search.h"
+#include "mime/charset_naming.h"
+#include "mime/xstring.h"
+
+namespace keldane::mime {
+
+namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
+/// How far a text is looked at to see whether it is UTF-8 or plain ASCII.
+constexpr std::size_t kAsciiProbe = 100000;
+constexpr std::string_view kBom = "\xEF\xBB\xBF";
+
+/// The boundary of a text that begins with a delimiter in place of a header; false for any other.
+bool isHeadless(std::string_view text, std::string_view& boundary) {
+  while (!text.empty() && isEngineSpace(text.front())) text.remove_prefix(1);
+  if (!text.starts_with("--")) return false;
+  const std::size_t lineEnd = text.find_first_of("\r\n");
+  if (lineEnd == kNone) return false;
+  boundary = text.substr(2, lineEnd - 2);
+  return true;
+}
+
+/// Appends a header that makes the text behind it a multipart of that boundary.
+bool appendHeaderFor(std::string_view boundary, std::string_view text, StringBuffer& out) {
+  return out.append3("Content-Type: multipart/mixed;\r\n\tboundary=\"", boundary, "\"\r\n") &&
+         out.append(text.starts_with('\n') ? "\r" : "\r\n") && out.append(text);
+}
+
+/// A text out of a message, made fit to be shown on one line of a terminal.
+void appendShown(std::string_view text, StringBuffer& out) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\xFF');
+    // The upper control codes, of two bytes in UTF-8, steer terminals as well.
+    const bool upper = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+    out.appendChar(upper || byte < 0x20 || byte == 0x7F ? '?' : text[i]);
+    if (upper) ++i;
+  }
+}
+
+void appendLabelled(std::string_view label, std::string_view text, StringBuffer& out) {
+  if (text.empty()) return;
+  out.append2("; ", label);
+  appendShown(text, out);
+}
+
+void describePart(const MimeMessage2& part, int depth, StringBuffer& out) {
+  out.appendCharN(' ', static_cast<std::size_t>(depth) * 2);
+  const std::string_view type = part.getContentType().contentType().view();
+  appendShown(type.empty() ? "(no type)" : type, out);
+  appendLabelled("charset=", part.getCharset().nameView(), out);
+  appendLabelled("encoding=", part.getContentEncoding().view(), out);
+  appendLabelled("disposition=", part.getDisposition().view(), out);
+  const StringBuffer& filename = part.getMimeFilename();
+  appendLabelled(
+      "name=", filename.isEmpty() ? part.getContentType().name().view() : filename.view(), out);
+  const int parts = part.getNumParts();
+  out.append("; ");
+  out.appendInt(parts > 0 ? parts : static_cast<long long>(part.getMimeBodyDb().getSize()));
+  out.append(parts > 0 ? " parts\n" : " bytes\n");
+  for (int i = 0; i < parts; ++i) {
+    if (const MimeMessage2* child = part.getPart(i)) describePart(*child, depth + 1, out);
+  }
+}
+
+MimeMessage2* findPartBelow(MimeMessage2& part, std::uint64_t partId) {
+  if (part.objectId() == partId) return &part;
+  for (int i = 0; i < part.getNumParts(); ++i) {
+    MimeMessage2* child = part.getPart(i);
+    MimeMessage2* found = child ? findPartBelow(*child, partId) : nullptr;
+    if (found) return found;
+  }
+  return nullptr;
+}
+
+/// The text written anew; in UTF-8 when a part of it had to be written raw in another charset.
+bool sbMimeToXString(StringBuffer& text, const _tnCharset& charset, XString& out, LogBase& log) {
+  if (charset.getCodePage() == 0 || charset.equals("utf-8")) return out.takeFromUtf8Sb(text);
+  StringBuffer converted;
+  converted.appendFromEncoding(text.getString(), text.getSize(), charset.getCodePage(),
+                               CharsetNaming::kUtf8, log);
+  return out.takeFromUtf8Sb(converted.isEmpty() ? text : converted);
+}
+
+}  // namespace
+
+void SharedMime::decRefCount() {
+  if (refCount_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+MimeMessage2* SharedMime::findPart_Careful(std::uint64_t partId, LogBase& log) {
+  MimeMessage2* part = findPartBelow(*root_, partId);
+  if (!part) log.LogError("Internal MIME part no longer exists within the MIME document.");
+  return part;
+}
+
+ClsMime::ClsMime() : shared_(new SharedMime), partId_(shared_->root().objectId()) {}
+
+MimeMessage2& ClsMime::part(LogBase& log) {
+  MimeMessage2* found = shared_->findPart_Careful(partId_, log);
+  if (found) return *found;
+  shared_->initNew();
+  partId_ = shared_->root().objectId();
+  return shared_->root();
+}
+
+bool ClsMime::LoadMime(XString& text) { return LoadMimeUtf8(text.utf8View()); }
+
+bool ClsMime::LoadMimeUtf8(std::string_view text) {
+  ClsCall call(*this, "LoadMime");
+  if (!call.ok()) return false;
+  const std::lock_guard lock(shared_->criticalSection());
+  if (text.starts_with(kBom)) text.remove_prefix(kBom.size());
+  const bool isUtf8 = !isAllAscii(text.substr(0, kAsciiProbe));
+  StringBuffer withHeader;
+  std::string_view boundary;
+  if (isHeadless(text, boundary)) {
+    call.log().LogInfo("MIME has no header.  Auto-detecting boundary string (1)");
+    if (!appendHeaderFor(boundary, text, withHeader)) return call.finish(false);
+    text = withHeader.view();
+  }
+  return call.finish(part(call.log()).loadMimeComplete(text, call.log(), isUtf8));
+}
+
+bool ClsMime::GetMime(XString& out) {
+  ClsCall call(*this, "GetMime");
+  if (!call.ok()) return false;
+  const std::lock_guard lock(shared_->criticalSection());
+  LogBase& log = call.log();
+  MimeMessage2& root = part(log);
+  StringBuffer text;
+  _tnCharset charset;
+  root.makeBinarySafeForString(log);
+  const bool ok = root.getMimeTextSb(text, false, log);
+  (void)root.find8bitInfo(charset);
+  root.restoreBinarySafeForString(log);
+  return call.finish(ok && sbMimeToXString(text, charset, out, log));
+}
+
+bool ClsMime::GetHeaderField(std::string_view name, XString& out) {
+  ClsCall call(*this, "GetHeaderField");
+  if (!call.ok()) return false;
+  const std::lock_guard lock(shared_->criticalSection());
+  StringBuffer value;
+  if (!part(call.log()).getHeaderFieldUtf8(trimmed(name), value, call.log())) {
+    call.log().LogError("Header field does not exist");
+    call.log().LogData("fieldName", name);
+    return call.finish(false);
+  }
+  return call.finish(out.takeFromUtf8Sb(value));
+}
+
+bool ClsMime::describeTree(StringBuffer& out) {
+  ClsCall call(*this, "describeTree");
+  if (!call.ok()) return false;
+  const std::lock_guard lock(shared_->criticalSection());
+  describePart(part(call.log()), 0, out);
+  return call.finish(true);
+}
+
+}  // namespace keldane::mime

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <string_view>
+
+#include "mime/ext_ptr_array.h"
+#include "mime/string_buffer.h"
+#include "mime/tn_charset.h"
+
+namespace keldane::mime {
+
+class LogBase;
+
+/// A text with each quoted string taken out and replaced by the token "<[[N]]>", so that it can be
+/// cut at its separators, and the strings by number.
+class ParamString {
+ public:
+  /// With `takeOutQuoted` false the text stays as it is. In a quoted string a backslash takes a
+  /// following quote; the string ends at a quote, CR or LF.
+  bool setString(std::string_view text, bool takeOutQuoted);
+  [[nodiscard]] StringBuffer& text() { return text_; }
+  [[nodiscard]] std::string_view view() const { return text_.view(); }
+  /// The quoted string that `piece` stands for when it begins with a token, else `piece` itself.
+  /// Valid until the next `setString`.
+  [[nodiscard]] std::string_view resolve(std::string_view piece) const;
+
+ private:
+  StringBuffer text_;
+  ExtPtrArraySb quoted_;
+};
+
+/// The parameters that have no member of their own, in the order of the text.
+class _tnParamSet {
+ public:
+  bool addParam(std::string_view name, std::string_view value);
+  /// Replaces the first of the name or adds it.
+  bool setParam(std::string_view name, std::string_view value);
+  /// Appends the first value of that name, in any case; false when there is none.
+  bool getParam(std::string_view name, StringBuffer& value) const;
+  bool removeParam(std::string_view name);
+  [[nodiscard]] int getNumParams() const { return names_.getSize(); }
+  [[nodiscard]] std::string_view nameAt(int index) const { return names_.viewAt(index); }
+  [[nodiscard]] std::string_view valueAt(int index) const { return values_.viewAt(index); }
+  void clear();
+  bool copyFrom(const _tnParamSet& other);
+
+ private:
+  [[nodiscard]] int find(std::string_view name) const;
+
+  ExtPtrArraySb names_;
+  ExtPtrArraySb values_;
+};
+
+/// A Content-Type taken apart. The charset is not kept here: it goes to the entity's `_tnCharset`.
+/// One thread at a time.
+class _tnContentType {
+ public:
+  /// Replaces all members. `charset` changes only when the value has a charset parameter; an
+  /// unknown name clears it.
+  void loadFromMimeHeaderValue(std::string_view value, _tnCharset& charset, LogBase& log);
+  /// Appends the value with its parameters; texts that need it are quoted. A charset without a name
+  /// is left out.
+  void buildMimeHeaderValue(StringBuffer& out, const _tnCharset& charset, LogBase& log) const;
+  bool copyFrom(const _tnContentType& other);
+  void clear();
+
+  /// Lower case, no blanks: "text/plain".
+  [[nodiscard]] const StringBuffer& contentType() const { return type_; }
+  void setContentType(std::string_view type);
+  [[nodiscard]] bool isMultipart() const { return type_.beginsWith("multipart"); }
+  [[nodiscard]] const StringBuffer& name() const { return name_; }
+  void setName(std::string_view name) { name_.setString(name); }
+  [[nodiscard]] const StringBuffer& protocol() const { return protocol_; }
+  void setProtocol(std::string_view protocol) { protocol_.setString(protocol); }
+  [[nodiscard]] const StringBuffer& micalg() const { return micalg_; }
+  void setMicalg(std::string_view micalg) { micalg_.setString(micalg); }
+  /// Case kept.
+  [[nodiscard]] const StringBuffer& boundary() const { return boundary_; }
+  void setBoundary(std::string_view boundary) { boundary_.setString(boundary); }
+  [[nodiscard]] const StringBuffer& smimeType() const { return smimeType_; }
+  /// The parameter `type`, lower case.
+  [[nodiscard]] const StringBuffer& typeParam() const { return typeParam_; }
+  /// Always empty after a load: the parameter is filed under its own name in `params`.
+  [[nodiscard]] const StringBuffer& reportType() const { return reportType_; }
+  [[nodiscard]] bool formatFlowed() const { return formatFlowed_; }
+  void setFormatFlowed(bool on) { formatFlowed_ = on; }
+  [[nodiscard]] _tnParamSet& params() { return params_; }
+  [[nodiscard]] const _tnParamSet& params() const { return params_; }
+
+ private:
+  void takeParam(std::string_view attr, std::string_view value, _tnCharset& charset,
+                 StringBuffer& starText);
+
+  StringBuffer type_;
+  StringBuffer name_;
+  StringBuffer protocol_;
+  StringBuffer micalg_;
+  StringBuffer boundary_;
+  StringBuffer smimeType_;
+  StringBuffer typeParam_;
+  StringBuffer reportType_;
+  bool formatFlowed_ = false;
+  _tnParamSet params_;
+};
+
+}  // namespace keldane::mime

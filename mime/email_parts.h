@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace keldane::mime {
+
+class LogBase;
+class MimeHeader;
+class MimeMessage2;
+class StringBuffer;
+
+// What the files of `Email2` share among themselves.
+
+/// Replaces `out` by a boundary made from `seed`: the same for the same content.
+void makeBoundary(std::string_view seed, StringBuffer& out);
+
+/// Fills `header`, which is empty, with the header of the entity as it reads when it is written as
+/// text and read back. The second form does the same, field by field where that is safe, and is
+/// the one to use; the first is there to hold it against.
+void loadHeaderByText(const MimeMessage2& mime, MimeHeader& header, LogBase& log);
+void loadHeaderByField(const MimeMessage2& mime, MimeHeader& header, LogBase& log);
+
+/// Replaces `out` by a body as text: line ends as CR LF, no BOM in front. `nulsToBlanks`: NUL bytes
+/// become blanks.
+void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out);
+
+/// ASCII case is ignored.
+[[nodiscard]] bool endsWithNoCase(std::string_view text, std::string_view end);
+
+/// What follows the last dot; empty without a dot.
+[[nodiscard]] std::string_view fileExtension(std::string_view filename);
+
+}  // namespace keldane::mime

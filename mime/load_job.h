@@ -1,0 +1,25 @@
+#pragma once
+
+#include "mime/log_base.h"
+#include "mime/mime_message.h"
+#include "mime/string_buffer.h"
+
+namespace keldane::mime {
+
+/// What all entities of one load share.
+struct MimeMessage2::LoadJob {
+  bool fixLineEnds;
+  bool isUtf8;
+  StringBuffer& charsetClue;
+  LogBase& log;
+  int partsLeft = kMaxParts;
+  /// The message holds no CR CR and no LF LF.
+  bool noPairs = false;
+  /// The text of an ISO Latin-1 body turned out to be Windows text; told by the body just set. It
+  /// belongs to the load and not to the process, so that two loads on two threads do not mix.
+  bool wasReally1252 = false;
+  /// The body just being set stands decoded in the entity already.
+  bool bodyIsDecoded = false;
+};
+
+}  // namespace keldane::mime

@@ -1,0 +1,198 @@
+#include "mime/byte_search.h"
+#include "mime/charset_naming.h"
+#include "mime/content_coding.h"
+#include "mime/encoding_convert.h"
+#include "mime/log_base.h"
+#include "mime/mime_message.h"
+
+// Regeneration: from tree to text.
+namespace keldane::mime {
+
+namespace {
+
+constexpr std::string_view kCrLf = "\r\n";
+constexpr std::string_view kPreamble = "This is a multi-part message in MIME format.\r\n\r\n";
+/// Bytes encoded at a time: whole base64 lines, so that the pieces join without a seam.
+constexpr std::size_t kBase64Piece = 57 * 1024;
+constexpr std::size_t kHeaderEstimate = 512;
+
+/// Text, XML and JSON, which are written in the charset that they declare.
+bool isTextLike(const StringBuffer& type) {
+  return type.beginsWith("text/") || type.containsSubstring("xml") ||
+         type.containsSubstring("json");
+}
+
+/// The parts of a message in order, each before its own parts.
+template <typename Entity, typename Visit>
+bool visitTree(Entity& entity, const Visit& visit) {
+  if (visit(entity)) return true;
+  for (int i = 0; i < entity.getNumParts(); ++i) {
+    if (Entity* part = entity.getPart(i); part && visitTree(*part, visit)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+/// Writes one tree. `scratch_` is used again for each header and each encoded body.
+class MimeMessage2::Emitter {
+ public:
+  Emitter(DataBuffer& out, LogBase& log) : out_(out), log_(log) {}
+
+  bool assemble2(const MimeMessage2& entity, bool noHeader);
+
+ private:
+  bool header(const MimeMessage2& entity);
+  bool body(const MimeMessage2& entity);
+  bool parts(const MimeMessage2& entity);
+  bool base64(std::string_view bytes);
+  bool quotedPrintable(std::string_view bytes);
+  bool writesInCharset(const MimeMessage2& entity) const;
+
+  DataBuffer& out_;
+  LogBase& log_;
+  StringBuffer scratch_;
+};
+
+bool MimeMessage2::Emitter::assemble2(const MimeMessage2& entity, bool noHeader) {
+  if (!noHeader && !header(entity)) return false;
+  return entity.getNumParts() > 0 ? parts(entity) : body(entity);
+}
+
+bool MimeMessage2::Emitter::header(const MimeMessage2& entity) {
+  scratch_.weakClear();
+  entity.header_.getMimeHeader(scratch_, {}, entity.m_charset.getCodePage(), false, log_);
+  return out_.append(scratch_) && out_.append("\r\n\r\n");
+}
+
+bool MimeMessage2::Emitter::parts(const MimeMessage2& entity) {
+  const std::string_view boundary = entity.contentType_.boundary().view();
+  if (entity.preambleWanted_ && !out_.append(kPreamble)) return false;
+  for (int i = 0; i < entity.getNumParts(); ++i) {
+    const MimeMessage2* part = entity.getPart(i);
+    if (!part) continue;
+    if (!out_.append("--") || !out_.append(boundary) || !out_.append(kCrLf)) return false;
+    const bool asSigned = i == 0 && !entity.signedData_.isEmpty();
+    if (asSigned ? !out_.append(entity.signedData_) : !assemble2(*part, false)) return false;
+    if (!out_.append(kCrLf)) return false;
+  }
+  return out_.append("--") && out_.append(boundary) && out_.append("--\r\n");
+}
+
+bool MimeMessage2::Emitter::body(const MimeMessage2& entity) {
+  // A multipart whose parts were not found was never decoded.
+  const bool unparsed = entity.isMultipart() && !entity.contentType_.boundary().isEmpty();
+  if (unparsed) return out_.append(entity.m_body);
+  DataBuffer converted;
+  std::string_view bytes = entity.m_body.view();
+  if (writesInCharset(entity)) {
+    const int declared = entity.m_charset.getCodePage();
+    const int codePage = declared == CharsetNaming::kUsAscii ? 28591 : declared;
+    const bool ok =
+        EncodingConvert().EncConvert(CharsetNaming::kUtf8, codePage, bytes, converted, log_);
+    if (ok || !converted.isEmpty()) bytes = converted.view();
+  }
+  if (entity.encoding_.equalsIgnoreCase("base64")) return base64(bytes);
+  if (entity.encoding_.equalsIgnoreCase("quoted-printable")) return quotedPrintable(bytes);
+  return out_.append(bytes);
+}
+
+bool MimeMessage2::Emitter::writesInCharset(const MimeMessage2& entity) const {
+  const int codePage = entity.m_charset.getCodePage();
+  if (codePage == 0 || codePage == CharsetNaming::kUtf8 ||
+      !isTextLike(entity.contentType_.contentType())) {
+    return false;
+  }
+  const std::string_view body = entity.m_body.view();
+  if (CharsetNaming::isLatinFamily(codePage) && isAllAscii(body)) return false;
+  // What loading left in its own charset goes out as it came.
+  if (CharsetNaming::isWide(codePage)) return body.find('\0') == std::string_view::npos;
+  return entity.contentType_.contentType().beginsWith("text/") || isValidUtf8(body);
+}
+
+bool MimeMessage2::Emitter::base64(std::string_view bytes) {
+  ContentCoding coding;
+  while (!bytes.empty()) {
+    const std::string_view piece = bytes.substr(0, kBase64Piece);
+    bytes.remove_prefix(piece.size());
+    scratch_.weakClear();
+    if (!coding.encodeBase64(piece.data(), piece.size(), scratch_) || !out_.append(scratch_)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool MimeMessage2::Emitter::quotedPrintable(std::string_view bytes) {
+  scratch_.weakClear();
+  return ContentCoding().encodeQuotedPrintable(bytes.data(), bytes.size(), scratch_) &&
+         out_.append(scratch_);
+}
+
+bool MimeMessage2::getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const {
+  LogContextExitor context(log, "getMimeTextDb");
+  std::size_t estimate = 0;
+  visitTree(*this, [&estimate](const MimeMessage2& entity) {
+    const std::size_t size = entity.m_body.getSize();
+    const bool encoded = entity.encoding_.equalsIgnoreCase("base64") ||
+                         entity.encoding_.equalsIgnoreCase("quoted-printable");
+    estimate += kHeaderEstimate + (encoded ? size + size / 2 : size);
+    return false;
+  });
+  if (!out.ensureBuffer(estimate)) return false;
+  return Emitter(out, log).assemble2(*this, noHeader);
+}
+
+bool MimeMessage2::getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const {
+  DataBuffer text;
+  if (!getMimeTextDb(text, noHeader, log)) return false;
+  return out.isEmpty() ? out.takeFromDb(text) : out.append(text);
+}
+
+bool MimeMessage2::getQBEncodedHeader(StringBuffer& out, LogBase& log) const {
+  header_.getMimeHeader(out, {}, m_charset.getCodePage(), false, log);
+  return true;
+}
+
+void MimeMessage2::makeBinarySafeForString(LogBase& log) {
+  visitTree(*this, [&log](MimeMessage2& entity) {
+    entity.binarySafeMarker_ = 0;
+    const StringBuffer& type = entity.contentType_.contentType();
+    const bool goesAsText = type.isEmpty() || type.beginsWith("text/") ||
+                            type.equals("message/rfc822") || entity.isMultipart();
+    if (goesAsText || entity.m_body.is7bit(0)) return false;
+    if (entity.encoding_.isEmpty()) {
+      entity.binarySafeMarker_ = 2;
+    } else if (entity.encoding_.equalsIgnoreCase("binary")) {
+      entity.binarySafeMarker_ = 1;
+    }
+    if (entity.binarySafeMarker_ != 0) entity.setContentEncoding("base64", log);
+    return false;
+  });
+}
+
+void MimeMessage2::restoreBinarySafeForString(LogBase& log) {
+  visitTree(*this, [&log](MimeMessage2& entity) {
+    if (entity.binarySafeMarker_ == 2) entity.setContentEncoding({}, log);
+    if (entity.binarySafeMarker_ == 1) entity.setContentEncoding("binary", log);
+    entity.binarySafeMarker_ = 0;
+    return false;
+  });
+}
+
+bool MimeMessage2::find8bitInfo(_tnCharset& charset) const {
+  return visitTree(*this, [&charset](const MimeMessage2& entity) {
+    const StringBuffer& type = entity.contentType_.contentType();
+    const bool textLike = type.beginsWith("text/") || type.beginsWith("application/xml") ||
+                          type.beginsWith("application/json");
+    const bool raw =
+        entity.encoding_.equalsIgnoreCase("8bit") || entity.encoding_.equalsIgnoreCase("binary");
+    if (!textLike || !raw || entity.m_charset.getCodePage() == 0 || entity.m_body.is7bit(0)) {
+      return false;
+    }
+    charset.copy(entity.m_charset);
+    return true;
+  });
+}
+
+}  // namespace keldane::mime

@@ -1,0 +1,84 @@
+#include "mime/tno_mime.h"
+
+#include <new>
+#include <utility>
+
+#include "mime/cls_mime.h"
+#include "mime/xstring.h"
+
+namespace keldane::mime {
+
+/// Holds the object, and the flag that tells how the last call ended: false until it has.
+class TnMime : public TnMultiByteBase {
+ public:
+  ClsMime& object() { return *object_; }
+
+  template <typename Call>
+  bool run(const Call& call) {
+    object_->put_LastMethodSuccess(false);
+    bool ok = false;
+    // The one place where the standard library's strings come in, and so its exceptions.
+    try {
+      ok = call(*object_);
+    } catch (const std::bad_alloc&) {
+      ok = false;
+    }
+    object_->put_LastMethodSuccess(ok);
+    return ok;
+  }
+
+ private:
+  ClsRef<ClsMime> object_{new ClsMime};
+};
+
+TnoMime::TnoMime() : impl_(std::make_unique<TnMime>()) {}
+TnoMime::~TnoMime() = default;
+
+bool TnoMime::LoadMime(std::string_view text) {
+  return impl_->run([text](ClsMime& mime) { return mime.LoadMimeUtf8(text); });
+}
+
+std::optional<std::string> TnoMime::GetMime() {
+  std::optional<std::string> result;
+  const bool ok = impl_->run([&result](ClsMime& mime) {
+    XString text;
+    if (!mime.GetMime(text)) return false;
+    result.emplace(text.utf8View());
+    return true;
+  });
+  return ok ? std::move(result) : std::nullopt;
+}
+
+std::optional<std::string> TnoMime::GetHeaderField(std::string_view name) {
+  std::optional<std::string> result;
+  const bool ok = impl_->run([&result, name](ClsMime& mime) {
+    XString value;
+    if (!mime.GetHeaderField(name, value)) return false;
+    result.emplace(value.utf8View());
+    return true;
+  });
+  return ok ? std::move(result) : std::nullopt;
+}
+
+std::string TnoMime::describeTree() {
+  std::string result;
+  (void)impl_->run([&result](ClsMime& mime) {
+    StringBuffer text;
+    if (!mime.describeTree(text)) return false;
+    result = text.view();
+    return true;
+  });
+  return result;
+}
+
+bool TnoMime::LastMethodSuccess() const { return impl_->object().get_LastMethodSuccess(); }
+
+std::string TnoMime::LastErrorText() const {
+  StringBuffer text;
+  impl_->object().get_LastErrorText(text);
+  return std::string(text.view());
+}
+
+void TnoMime::setVerboseLogging(bool on) { impl_->object().put_VerboseLogging(on); }
+
+}  // namespace keldane::mime

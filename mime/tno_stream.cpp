@@ -1,0 +1,39 @@
+#include "mime/tno_stream.h"
+
+#include "mime/cls_base.h"
+#include "mime/stream.h"
+#include "mime/string_buffer.h"
+
+namespace keldane::mime {
+
+class TnStream : public TnMultiByteBase {
+ public:
+  ClsRef<ClsStream> stream{new ClsStream()};
+};
+
+TnoStream::TnoStream() : impl_(std::make_unique<TnStream>()) {}
+TnoStream::~TnoStream() = default;
+
+void TnoStream::setSourceFile(std::string_view path) { impl_->stream->put_SourceFile(path); }
+
+std::optional<std::string> TnoStream::ReadUntilMatch(std::string_view match) {
+  std::string out;
+  if (!impl_->stream->ReadUntilMatch(match, out)) return std::nullopt;
+  return out;
+}
+
+bool TnoStream::EndOfStream() const { return impl_->stream->get_EndOfStream(); }
+
+void TnoStream::Reset() { impl_->stream->Reset(); }
+
+std::uint64_t TnoStream::offsetBytes() const { return impl_->stream->offsetBytes(); }
+
+bool TnoStream::LastMethodSuccess() const { return impl_->stream->get_LastMethodSuccess(); }
+
+std::string TnoStream::LastErrorText() const {
+  StringBuffer text;
+  impl_->stream->get_LastErrorText(text);
+  return std::string(text.view());
+}
+
+}  // namespace keldane::mime

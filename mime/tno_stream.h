@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace keldane::mime {
+
+class TnStream;
+
+/// Reads a file in pieces, each up to and including the next match of a text. Memory is of the
+/// order of the largest piece, whatever the size of the file.
+class TnoStream {
+ public:
+  TnoStream();
+  ~TnoStream();
+  TnoStream(const TnoStream&) = delete;
+  TnoStream& operator=(const TnoStream&) = delete;
+
+  /// Names the file; it is opened by the first read.
+  void setSourceFile(std::string_view path);
+  /// The text up to and including the next `match`; the rest of the file when there is none.
+  /// nullopt when nothing is left, the match is empty, or the file cannot be read: with a file that
+  /// cannot be read `EndOfStream` stays false, so a loop must look at this result.
+  std::optional<std::string> ReadUntilMatch(std::string_view match);
+  /// True once every byte of the file has been handed out.
+  bool EndOfStream() const;
+  /// Closes the file and starts over; the path stays.
+  void Reset();
+  /// Offset in the file of the next byte that ReadUntilMatch will hand out.
+  std::uint64_t offsetBytes() const;
+
+  bool LastMethodSuccess() const;
+  std::string LastErrorText() const;
+
+ private:
+  std::unique_ptr<TnStream> impl_;
+};
+
+}  // namespace keldane::mime

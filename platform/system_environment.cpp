@@ -1,0 +1,91 @@
+#include "platform/system_environment.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <random>
+
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include "base/files.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kMacVersionFile = "/System/Library/CoreServices/SystemVersion.plist";
+constexpr const char* kLinuxVersionFile = "/etc/os-release";
+
+std::string kernelRelease() {
+  utsname names{};
+  return ::uname(&names) == 0 ? std::string(names.release) : std::string();
+}
+
+}  // namespace
+
+std::string macVersionFrom(std::string_view plist) {
+  const std::size_t key = plist.find("<key>ProductUserVisibleVersion</key>");
+  if (key == std::string_view::npos) return {};
+  constexpr std::string_view kOpen = "<string>";
+  const std::size_t open = plist.find(kOpen, key);
+  if (open == std::string_view::npos) return {};
+  const std::size_t start = open + kOpen.size();
+  const std::size_t end = plist.find('<', start);
+  return std::string(trimWhitespace(plist.substr(start, end - start)));
+}
+
+std::string linuxVersionFrom(std::string_view osRelease) {
+  constexpr std::string_view kKey = "VERSION_ID=";
+  for (const std::string& line : split(osRelease, "\n")) {
+    if (!line.starts_with(kKey)) continue;
+    std::string value = line.substr(kKey.size());
+    removeAll(value, "\"");
+    removeAll(value, "'");
+    return std::string(trimWhitespace(value));
+  }
+  return {};
+}
+
+SystemEnvironment::SystemEnvironment(int argc, char** argv) : arguments_(argv, argv + argc) {}
+
+std::optional<std::string> SystemEnvironment::variable(std::string_view name) const {
+  const char* value = std::getenv(std::string(name).c_str());
+  if (value == nullptr) return std::nullopt;
+  return std::string(value);
+}
+
+std::string SystemEnvironment::temporaryFolder() const {
+  std::string folder = variable("TMPDIR").value_or("");
+#ifdef _CS_DARWIN_USER_TEMP_DIR
+  if (folder.empty()) {
+    std::array<char, 1024> own{};
+    if (::confstr(_CS_DARWIN_USER_TEMP_DIR, own.data(), own.size()) > 0) folder = own.data();
+  }
+#endif
+  if (folder.empty()) folder = "/tmp";
+  if (folder.back() != '/') folder += '/';
+  return folder;
+}
+
+std::string SystemEnvironment::uniqueString() {
+  std::random_device random;
+  std::array<char, 96> text{};
+  std::snprintf(text.data(), text.size(), "%08X-%08X-%08llX-%X-%u", static_cast<unsigned>(random()),
+                static_cast<unsigned>(random()), static_cast<unsigned long long>(now()),
+                static_cast<unsigned>(::getpid()), ++counter_);
+  return text.data();
+}
+
+std::int64_t SystemEnvironment::now() const { return std::time(nullptr); }
+
+std::string SystemEnvironment::systemVersion() const {
+  if (const Result<std::string> plist = readFile(kMacVersionFile)) return macVersionFrom(*plist);
+  if (const Result<std::string> release = readFile(kLinuxVersionFile)) {
+    if (const std::string version = linuxVersionFrom(*release); !version.empty()) return version;
+  }
+  return kernelRelease();
+}
+
+}  // namespace keldane

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/result.h"
+
+namespace keldane {
+
+/// A program to run. Arguments are passed as they are: no shell is involved.
+struct ToolCall {
+  std::string program;  ///< path, or a name to be found on the PATH
+  std::vector<std::string> arguments;
+  std::string folder;  ///< working folder; empty: the present one
+  std::string input;   ///< given to the program's standard input
+};
+
+struct ToolOutcome {
+  int exitStatus = 0;  ///< 128 + signal when a signal ended it
+  std::string output;
+  std::string errorText;
+};
+
+/// Runs other programs of the machine.
+class ToolRunner {
+ public:
+  virtual ~ToolRunner() = default;
+  /// Runs it to its end. Fails when it cannot be started.
+  [[nodiscard]] virtual Result<ToolOutcome> run(const ToolCall& call) = 0;
+  /// Starts it in a session of its own and does not wait; its output goes to `logPath` (appended).
+  /// Returns its process id.
+  [[nodiscard]] virtual Result<int> startDetached(const ToolCall& call,
+                                                  const std::string& logPath) = 0;
+};
+
+}  // namespace keldane

@@ -1,0 +1,197 @@
+#include "query/duplicate_sweep.h"
+
+#include <cstdlib>
+
+#include <fmt/format.h>
+
+#include "app/sql_values.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+std::uint32_t idOf(std::string_view cell) {
+  return static_cast<std::uint32_t>(std::strtoul(std::string(cell).c_str(), nullptr, 10));
+}
+
+}  // namespace
+
+/// One row of the archive as the sweep sees it; texts that are not UTF-8 are empty.
+struct DuplicateSweep::Row {
+  std::uint32_t id = 0;
+  std::string date;
+  std::string from;
+  std::string to;
+  std::string subject;
+  std::string mailbox;
+  int attachments = 0;
+  std::string day;   ///< pattern of the day
+  std::string time;  ///< pattern of the time of day
+};
+
+DuplicateSweep::DuplicateSweep(ServerSession& session, ResultList& list, ProgressPanel& progress,
+                               UserInterface& ui, Callbacks callbacks)
+    : session_(session),
+      list_(list),
+      progress_(progress),
+      ui_(ui),
+      callbacks_(std::move(callbacks)) {}
+
+void DuplicateSweep::checkDups(bool deleteDuplicates) {
+  deleteDuplicates_ = deleteDuplicates;
+  ui_.closePanel("dupsPanel");
+  ui_.closePanel("SQLPanel");
+  list_.clear();
+  ui_.setWindowTitle("storePanel", "checking for duplicates...");
+  ui_.showPanel("storePanel");
+  progress_.doProgressPanel("Checking for duplicates...");
+  handled_.clear();
+  deletedDuplicateCount_ = 0;
+  looked_ = 0;
+  listed_ = 0;
+  if (!session_.query("SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email")) {
+    progress_.close();
+    ui_.alert({"SQL Error", fmt::format("SQL error: {}", session_.error()), AlertStyle::critical,
+               {"OK"}});
+    return;
+  }
+  dupSweep();
+  progress_.close();
+
+  std::string count = "0";
+  if (session_.query("SELECT count(id) FROM email")) {
+    count = fetchFirstCell(session_);
+  } else if (callbacks_.storeLog) {
+    callbacks_.storeLog(fmt::format("SQL error: {}\n", session_.error()));
+  }
+  list_.dbCountTextField = count + " emails in the database.";
+  list_.listCountTextField = fmt::format("{} emails in this list.", listed_);
+  list_.rowCount = listed_;
+  ui_.setWindowTitle("storePanel", "Duplicate emails found in " + callbacks_.dbPath());
+  list_.listSearchButtonEnabled = false;
+  ui_.changed("storeTableView");
+  if (deleteDuplicates_) {
+    ui_.alert({"Duplicates were deleted",
+               fmt::format("{} duplicate emails have been deleted from the database.",
+                           deletedDuplicateCount_),
+               AlertStyle::informational,
+               {"OK"}});
+  }
+  deleteDuplicates_ = false;
+}
+
+int DuplicateSweep::dupSweep() {
+  const auto rows = session_.storeResult();
+  if (!rows) return failed() ? 0 : 1;
+  const auto text = [&rows](std::size_t column) {
+    const std::string_view cell = rows->cell(column).value_or(std::string_view());
+    return isValidUtf8(cell) ? std::string(cell) : std::string();
+  };
+  while (rows->next()) {
+    progress_.doProgressCount(++looked_, 10);
+    Row row;
+    row.id = idOf(rows->cell(0).value_or("0"));
+    row.date = text(1);
+    row.from = text(2);
+    row.to = text(3);
+    row.subject = text(4);
+    row.mailbox = text(5);
+    row.attachments = leadingInt(rows->cell(6).value_or("0"));
+    row.day = row.date.substr(0, 10) + "%";
+    row.time = "%" + (row.date.size() > 11 ? row.date.substr(11) : std::string());
+    if (!sweepRow(row)) return 1;
+  }
+  return 0;
+}
+
+bool DuplicateSweep::sweepRow(const Row& row) {
+  const std::string from = quotedInline(row.from);
+  const std::string to = quotedInline(row.to);
+  const std::string subject = quotedInline(row.subject);
+  const std::string dates = fmt::format("date_fld LIKE \"{}\" AND date_fld LIKE \"{}\" AND NOT id = {}",
+                                        row.day, row.time, row.id);
+  std::uint32_t match = 0;
+  if (!firstId(fmt::format("SELECT id FROM email WHERE from_fld={} AND to_fld={} AND subj_fld LIKE "
+                           "{} AND {}",
+                           from, to, subject, dates),
+               match)) {
+    return false;
+  }
+  if (match == 0) return true;
+  std::string date = row.date;
+  if (!tagMark(row.id, date)) return false;
+  if (remember(row.id)) addRow(row, row.id, std::move(date), row.mailbox);
+  while (true) {
+    if (!takeMatch(row, match)) return false;
+    // Only the last match is left out here, so an earlier copy may come back and end the search.
+    const std::string sql = fmt::format(
+        "SELECT id FROM email WHERE from_fld={} AND to_fld={} AND subj_fld={} AND {} AND NOT id = {}",
+        from, to, subject, dates, match);
+    if (!firstId(sql, match)) return false;
+    if (match == 0 || handled_.count(match) != 0) return true;
+  }
+}
+
+bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match) {
+  const auto cell = [this](const std::string& sql, std::string& value) {
+    if (!session_.query(sql)) return failed();
+    value = fetchFirstCell(session_);
+    return true;
+  };
+  std::string mailbox;
+  std::string date;
+  if (!cell(fmt::format("SELECT mailbox FROM email WHERE id = {}", match), mailbox)) return false;
+  if (!cell(fmt::format("SELECT date_fld FROM email WHERE id={}", match), date)) return false;
+  if (!tagMark(match, date)) return false;
+  if (!remember(match)) return true;
+  if (deleteDuplicates_) {
+    if (!deleteMessage(match)) return false;
+    ++deletedDuplicateCount_;
+  } else {
+    addRow(row, match, std::move(date), std::move(mailbox));
+  }
+  return true;
+}
+
+bool DuplicateSweep::deleteMessage(std::uint32_t id) {
+  for (const char* table : {"email", "attachments", "tags", "origemail"}) {
+    if (!session_.query(fmt::format("DELETE FROM {} WHERE id={}", table, id))) return failed();
+  }
+  return true;
+}
+
+bool DuplicateSweep::firstId(const std::string& sql, std::uint32_t& id) {
+  if (!session_.query(sql)) return failed();
+  id = idOf(fetchFirstCell(session_));
+  return true;
+}
+
+bool DuplicateSweep::tagMark(std::uint32_t id, std::string& date) {
+  if (!session_.query(fmt::format("SELECT count(id) FROM tags WHERE tags.id={}", id))) {
+    return failed();
+  }
+  if (leadingInt(fetchFirstCell(session_)) != 0) date += '*';
+  return true;
+}
+
+void DuplicateSweep::addRow(const Row& row, std::uint32_t id, std::string date,
+                            std::string mailbox) {
+  list_.emailRows.push_back({id, row.attachments, std::move(date), row.from, row.to, row.subject,
+                             std::move(mailbox)});
+  ++listed_;
+}
+
+/// Notes an id as handled; false when it was already.
+bool DuplicateSweep::remember(std::uint32_t id) {
+  if (!handled_.insert(id).second) return false;
+  list_.emailIds.push_back(fmt::format("{}", id));
+  return true;
+}
+
+bool DuplicateSweep::failed() {
+  ui_.alert({"SQL Error", fmt::format("SQL error: {}\n", session_.error()), AlertStyle::critical,
+             {"OK"}});
+  return false;
+}
+
+}  // namespace keldane

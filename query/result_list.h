@@ -1,0 +1,94 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "app/process_state.h"
+#include "app/progress_panel.h"
+#include "app/server_session.h"
+#include "platform/user_interface.h"
+#include "query/emailrow.h"
+
+namespace keldane {
+
+/// The list that the user works with: runs a statement, keeps one row per message, and leaves a view
+/// of the list's ids on the server so that a later search can run inside it. Bodies never come
+/// along. Main thread only.
+class ResultList {
+ public:
+  struct Callbacks {
+    std::function<DateStyle()> dateStyle;
+    std::function<std::string()> dbPath;
+    std::function<void(const std::string& line)> storeLog;  ///< the run's log
+    std::function<void()> clearMessageViews;
+  };
+
+  ResultList(ServerSession& session, ProgressPanel& progress, UserInterface& ui,
+             ProcessState& process);
+  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+
+  /// Runs `currentSql`, replacing the list.
+  void retrieve();
+  /// The list shown at the start: the 200 newest messages.
+  void get500emails();
+  /// Empties rows, ids and the two count labels.
+  void clear();
+  /// Drops every list view. False after the first failure, which has been shown; the counters are
+  /// then left alone.
+  bool dropAllViews();
+  /// The same at the end of the program: results are ignored.
+  void dropAllViewsQuietly();
+  /// Sorts by the column of this identifier ("emailDate", ...), or reverses the list when it is the
+  /// column clicked last.
+  void didClickTableColumn(const std::string& identifier);
+
+  /// Index into `emailRows` of a row of the table.
+  [[nodiscard]] std::size_t modelIndex(std::size_t row) const {
+    return reverseList ? emailRows.size() - 1 - row : row;
+  }
+
+  std::string currentSql;
+  std::vector<Emailrow> emailRows;
+  std::vector<std::string> emailIds;  ///< in the server's order, never sorted
+  int rowCount = 0;
+  int listViewCount = 0;
+  bool reverseList = false;
+  bool withTagsCheck = false;
+  bool withoutTagsCheck = false;
+  bool onlyAttach = false;
+  bool listSearchButtonEnabled = true;
+  /// Off in a program that ends after one list: it leaves no view on the server.
+  bool makesListViews = true;
+  bool messageButtonsEnabled = false;  ///< reply, forward, text, tag
+  std::string sortColumn;
+  std::string dbCountTextField;
+  std::string listCountTextField;
+
+ private:
+  void getResults();
+  void loadEmailRows();
+  /// Which of the rows have tags, learnt with one statement; nullopt when it was refused.
+  [[nodiscard]] std::optional<std::unordered_set<std::uint32_t>> findTaggedIds(
+      const std::vector<Emailrow>& rows);
+  /// The same for one row; nullopt, and a line on standard error, when it was refused.
+  [[nodiscard]] std::optional<bool> askForTags(std::uint32_t id);
+  void makeListView();
+  void printSqlError() const;
+
+  ServerSession& session_;
+  ProgressPanel& progress_;
+  UserInterface& ui_;
+  ProcessState& process_;
+  Callbacks callbacks_;
+  bool withTags_ = false;
+  bool withoutTags_ = false;
+  bool resultIsLatin1_ = false;
+};
+
+}  // namespace keldane

@@ -1,0 +1,265 @@
+#include "query/search_builder.h"
+
+#include <array>
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+struct FieldColumn {
+  std::string_view title;
+  std::string_view column;
+};
+
+constexpr std::array<FieldColumn, kSearchRows> kFieldColumns = {{
+    {"From", "from_fld"},
+    {"To", "to_fld"},
+    {"Subject", "subj_fld"},
+    {"Mailbox", "mailbox"},
+    {"Body Text", "body_fld"},
+    {"Attachment Name", "attachNames"},
+    {"Attachment Contents", "attachText"},
+    {"Raw Headings", "headings"},
+}};
+
+constexpr std::array<std::string_view, kAttachTypes> kExtensions = {
+    "jpg jpeg png gif tiff tif ai svg webp icns ico psd bmp eps",
+    "doc docx rtf txt pdf pages",
+    "wav mp3 aac aiff aif m4a mp2 au ogg oga rm",
+    "mp4 mpg webm mov moov avi m4v flv mpeg ogv swf wmv",
+    "zip gzip dmg rar tar tgz",
+};
+
+constexpr std::array<std::string_view, 6> kPriorities = {"None",   "Lowest", "Low",
+                                                         "Medium", "High",   "Highest"};
+
+bool isOr(const std::string& title) { return title.starts_with("OR"); }
+bool isNot(const std::string& title) { return title.ends_with("NOT"); }
+std::string_view joiner(bool isOrJoiner) { return isOrJoiner ? " OR " : ") AND ("; }
+
+std::string doubledQuotes(std::string text) {
+  replaceAll(text, "\"", "\"\"");
+  return text;
+}
+
+/// All alternatives of a group of attachment types after the first LIKE.
+std::string attachPattern(std::size_t group) {
+  const std::vector<std::string> extensions = split(kExtensions[group], " ");
+  std::string pattern;
+  for (std::size_t i = 0; i < extensions.size(); ++i) {
+    if (i != 0) {
+      // The first group's texts have a second blank, save before the last one.
+      const bool twoBlanks = group == 0 && i + 1 < extensions.size();
+      pattern += twoBlanks ? " OR attachNames LIKE  " : " OR attachNames LIKE ";
+    }
+    pattern += fmt::format("'%.{}%'", extensions[i]);
+  }
+  return pattern;
+}
+
+/// Builds the conditions: an AND of groups, each an OR of clauses.
+class WhereBuilder {
+ public:
+  explicit WhereBuilder(const SearchForm& form) : form_(form) {}
+
+  void startBlock() { clauseCount_ = 0; }
+
+  void doFieldButton(std::string& sql, std::size_t row) {
+    const std::string& operation = form_.opsButton[row];
+    if (clauseCount_ != 0) sql += joiner(isOr(operation));
+    sql += columnForField(form_.fieldButton[row]);
+    sql += isNot(operation) ? " NOT LIKE" : " LIKE";
+    sql += fmt::format(" \"%{}%\"", doubledQuotes(form_.searchTextField[row]));
+    ++clauseCount_;
+  }
+
+  void doAttachButton(std::string& sql, std::size_t group) {
+    const std::string& operation = form_.opsButton[kSearchRows];
+    if (clauseCount_ != 0) sql += joiner(attachClauseCount_ != 0 || isOr(operation));
+    // The negated form opens a quote that nothing closes, so the server refuses it.
+    sql += isNot(operation) ? "attachNames NOT LIKE \"" : "attachNames LIKE ";
+    sql += attachPattern(group);
+    ++clauseCount_;
+    ++attachClauseCount_;
+  }
+
+  void onlyAttach(std::string& sql) {
+    if (clauseCount_ != 0) sql += " AND ";
+    sql += "numAttach>0";
+    ++clauseCount_;
+    attachClauseCount_ = 0;
+    for (std::size_t group = 0; group < kAttachTypes; ++group) {
+      if (form_.typeCheck[group]) doAttachButton(sql, group);
+    }
+  }
+
+  /// A clause of the tag block: `before` is the operator that joins and negates it.
+  void tagClause(std::string& sql, const std::string& before, std::string_view positive,
+                 std::string_view negative, std::string_view value) {
+    if (clauseCount_ != 0) sql += joiner(isOr(before));
+    sql.append(isNot(before) ? negative : positive).append(value);
+    ++clauseCount_;
+  }
+
+ private:
+  const SearchForm& form_;
+  int clauseCount_ = 0;
+  int attachClauseCount_ = 0;
+};
+
+struct TagBlock {
+  std::string category;
+  std::string keywords;
+  std::string notes;
+  std::string priority;
+
+  explicit TagBlock(const SearchForm& form)
+      : category(form.searchCatButton == "None" ? "" : form.searchCatButton),
+        keywords(form.searchKeywordsTextField),
+        notes(form.searchNotesTextField),
+        priority(form.priorityCheck ? form.searchPriorityButton : "") {}
+
+  [[nodiscard]] bool empty() const {
+    return category.empty() && keywords.empty() && notes.empty() && priority.empty();
+  }
+};
+
+int priorityValue(std::string_view label) {
+  for (std::size_t i = 0; i < kPriorities.size(); ++i) {
+    if (kPriorities[i] == label) return static_cast<int>(i);
+  }
+  return 0;
+}
+
+void spreadEntireMessage(SearchForm& form) {
+  const SearchForm fresh;
+  form.fieldButton = fresh.fieldButton;
+  // Attachment contents and raw headings are left out: the phrase would match too much there.
+  for (std::size_t i = 0; i < kSearchRows; ++i) {
+    form.searchTextField[i] = i < 6 ? form.entireMsgTextField : "";
+    form.opsButton[i] = i == 0 ? "AND" : "OR";
+  }
+}
+
+std::string orderText(const SearchContext& context) {
+  std::string order;
+  if (context.sortFieldRow == 0) {
+    order = context.sortFieldCol == 0 ? "id " : "UPPER(from_fld) ";
+  } else {
+    order = context.sortFieldCol == 0   ? "date_fld "
+            : context.sortFieldCol == 1 ? "UPPER(subj_fld) "
+                                        : "UPPER(mailbox) ";
+  }
+  return order + (context.sortOrder == 0 ? "ASC" : "DESC");
+}
+
+void appendFieldBlock(std::string& whereSql, const SearchForm& form, WhereBuilder& builder,
+                      bool dateActive) {
+  bool anyText = false;
+  for (const std::string& text : form.searchTextField) anyText = anyText || !text.empty();
+  if (!anyText && !form.onlyAttachCheck) return;
+  whereSql += dateActive ? " AND (" : " WHERE (";
+  for (std::size_t row = 0; row < kSearchRows; ++row) {
+    if (!form.searchTextField[row].empty()) builder.doFieldButton(whereSql, row);
+  }
+  if (form.onlyAttachCheck) builder.onlyAttach(whereSql);
+  whereSql += ")";
+}
+
+void appendTagBlock(std::string& whereSql, const SearchForm& form, WhereBuilder& builder,
+                    const TagBlock& tags, const std::string& idExpression) {
+  const bool negated = isNot(form.tagsAndButton);
+  if (tags.empty() && !negated) return;
+  if (whereSql.find("WHERE") != std::string::npos) {
+    whereSql += fmt::format(" AND {}=tags.id AND (", idExpression);
+  } else {
+    whereSql = fmt::format(" WHERE {}=tags.id AND (", idExpression);
+  }
+  if (!tags.category.empty()) {
+    builder.tagClause(whereSql, negated ? "NOT" : "", "cat_fld LIKE \"", "cat_fld NOT LIKE \"",
+                      tags.category + "\"");
+  } else if (negated) {
+    // Not counted as a clause, so that a tag clause behind it is refused by the server.
+    whereSql += "cat_fld != \"\"";
+  }
+  if (!tags.keywords.empty()) {
+    builder.tagClause(whereSql, form.catAndButton, "key_fld LIKE \"%", "key_fld NOT LIKE \"%",
+                      tags.keywords + "%\"");
+  }
+  if (!tags.notes.empty()) {
+    builder.tagClause(whereSql, form.keywordsAndButton, "notes_fld LIKE \"%",
+                      "notes_fld NOT LIKE \"%", doubledQuotes(tags.notes) + "%\"");
+  }
+  if (!tags.priority.empty()) {
+    builder.tagClause(whereSql, form.priorityAndButton, "priority_fld=", "priority_fld != ",
+                      fmt::format("{}", priorityValue(tags.priority)));
+  }
+  whereSql += ")";
+}
+
+}  // namespace
+
+std::string_view columnForField(std::string_view title) {
+  for (const FieldColumn& field : kFieldColumns) {
+    if (field.title == title) return field.column;
+  }
+  return {};
+}
+
+DateRange dateRange(const DateMenus& dates) {
+  const auto chosen = [](const std::string& title, std::string_view otherwise) {
+    return title == "All" ? std::string(otherwise) : title;
+  };
+  const std::string endMonth = chosen(dates.endMo, "12");
+  const bool thirty =
+      endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
+  const std::string endDay = chosen(dates.endDa, endMonth == "02" ? "28" : thirty ? "30" : "31");
+  DateRange range;
+  range.begin = fmt::format("{}-{}-{} 00:00:00", chosen(dates.beginYr, "1901"),
+                            chosen(dates.beginMo, "01"), chosen(dates.beginDa, "01"));
+  range.end = fmt::format("{}-{}-{} 23:59:59", chosen(dates.endYr, "2050"), endMonth, endDay);
+  range.active = range.begin != "1901-01-01 00:00:00" || range.end != "2050-12-31 23:59:59";
+  return range;
+}
+
+SearchSql makeSearchSQL(SearchForm& form, const SearchContext& context) {
+  WhereBuilder builder(form);
+  builder.startBlock();
+  const DateRange range = dateRange(form.dates);
+  if (!form.entireMsgTextField.empty()) spreadEntireMessage(form);
+  const TagBlock tags(form);
+
+  SearchSql sql;
+  sql.onlyAttach = form.onlyAttachCheck;
+  sql.fromTables = tags.empty() && !isNot(form.tagsAndButton) ? "email" : "email,tags";
+  std::string idExpression = "email.id";
+  if (context.listMode != 0) {
+    if (context.listViewCount == 0) {
+      idExpression = "id";
+    } else {
+      const std::string view = fmt::format("listView{}", context.listViewCount);
+      replaceAll(sql.fromTables, "email", view);
+      idExpression = view + ".id";
+    }
+  }
+  sql.beginSql =
+      fmt::format("SELECT {},date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM {} ",
+                  idExpression, sql.fromTables);
+  if (range.active) {
+    sql.whereSql =
+        fmt::format("WHERE date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin, range.end);
+  }
+  appendFieldBlock(sql.whereSql, form, builder, range.active);
+  builder.startBlock();
+  appendTagBlock(sql.whereSql, form, builder, tags, idExpression);
+  sql.whereSql += " ORDER BY " + orderText(context);
+  if (context.limitSearchState != 0 && leadingInt(context.limitSearchSize) != 0) {
+    sql.whereSql += " LIMIT " + context.limitSearchSize;
+  }
+  return sql;
+}
+
+}  // namespace keldane

@@ -1,0 +1,312 @@
+#include "app/archive_database.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "tests/support/recording_user_interface.h"
+#include "tests/support/scripted_session.h"
+#include "tests/support/test_server.h"
+
+namespace keldane {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Table and column to type, nullability and default of every column of a database.
+using Schema = std::map<std::string, std::string>;
+
+class ArchiveOnServer : public testing::Test {
+ protected:
+  void SetUp() override {
+    session_ = TestServer::shared().connect();
+    database_ = std::make_unique<ArchiveDatabase>(*session_, ui_, process_);
+    database_->dbPath = TestServer::shared().freshDatabase("archive");
+  }
+  void run(const std::string& sql) {
+    ASSERT_TRUE(session_->query(sql)) << sql << ": " << session_->error();
+  }
+  std::string first(const std::string& sql) {
+    EXPECT_TRUE(session_->query(sql)) << sql << ": " << session_->error();
+    return fetchFirstCell(*session_);
+  }
+  Schema schemaOf(const std::string& database) {
+    Schema schema;
+    EXPECT_TRUE(session_->query(
+        "SELECT CONCAT(table_name,'.',column_name),CONCAT_WS(' ',column_type,is_nullable,"
+        "column_default,column_key,extra,character_set_name) FROM information_schema.columns "
+        "WHERE table_schema='" +
+        database + "'"));
+    const auto rows = session_->storeResult();
+    while (rows->next()) schema[std::string(*rows->cell(0))] = rows->cell(1).value_or("");
+    return schema;
+  }
+  std::string indexCount(const std::string& database) {
+    return first(
+        "SELECT COUNT(DISTINCT index_name) FROM information_schema.statistics WHERE "
+        "table_name='email' AND index_name<>'PRIMARY' AND table_schema='" +
+        database + "'");
+  }
+
+  RecordingUserInterface ui_;
+  ProcessState process_;
+  std::unique_ptr<ServerSession> session_;
+  std::unique_ptr<ArchiveDatabase> database_;
+};
+
+TEST_F(ArchiveOnServer, ANewArchiveIsMadeWholeAndOpenedAgainUnchanged) {
+  database_->openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_EQ(process_.cancelFlag, 0);
+  EXPECT_EQ(first("SELECT DATABASE()"), database_->dbPath);
+  const Schema schema = schemaOf(database_->dbPath);
+  EXPECT_EQ(schema.size(), 12u + 5 + 2 + 5 + 27 + 3);
+  EXPECT_EQ(schema.at("email.headings"), "mediumtext NO   utf8mb4");
+  EXPECT_EQ(schema.at("settings.limitSearchSize"), "varchar(16) YES '1000'   utf8mb4");
+  EXPECT_THAT(ui_.lines("progress Enlarging"), IsEmpty());
+
+  run("INSERT INTO settings (appearanceState) VALUES(2)");
+  database_->openDatabase();
+  EXPECT_EQ(schemaOf(database_->dbPath), schema);
+  EXPECT_EQ(first("SELECT appearanceState FROM settings"), "2");
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+}
+
+TEST_F(ArchiveOnServer, AnOldArchiveIsBroughtUpToDateWithItsRows) {
+  const std::string old = database_->dbPath;
+  run("CREATE DATABASE " + old + " CHARACTER SET utf8");
+  ASSERT_TRUE(session_->selectDatabase(old));
+  run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
+      "from_fld VARCHAR(255) NOT NULL DEFAULT '',to_fld VARCHAR(255) NOT NULL,"
+      "subj_fld MEDIUMTEXT NOT NULL,date_fld DATETIME NOT NULL,"
+      "mailbox VARCHAR(127) NOT NULL DEFAULT '',mailto VARCHAR(127) NOT NULL DEFAULT '',"
+      "body_fld LONGTEXT NOT NULL,numAttach INTEGER NOT NULL DEFAULT 0,"
+      "attachNames MEDIUMTEXT NOT NULL,attachText LONGTEXT NOT NULL)");
+  run("CREATE TABLE settings (attachState INT DEFAULT 1,htmlState INT DEFAULT 1,"
+      "origState INT DEFAULT 1,trashState INT DEFAULT 0,allmbState INT DEFAULT 0,"
+      "largeAttachState INT DEFAULT 0,attachSize VARCHAR(16) DEFAULT '1.6',"
+      "updatesState INT DEFAULT 1,browseNameString VARCHAR(127) DEFAULT '',"
+      "indexDateState INT DEFAULT 1,indexFromState INT DEFAULT 0,indexToState INT DEFAULT 0,"
+      "indexSubjectState INT DEFAULT 0,indexBodyState INT DEFAULT 0,"
+      "indexAttachNameState INT DEFAULT 0,indexAttachConState INT DEFAULT 0)");
+  run("CREATE TABLE mailboxes (mailbox VARCHAR(127) DEFAULT '')");
+  run("INSERT INTO email (subj_fld,to_fld,mailbox,date_fld,body_fld,attachNames,attachText) "
+      "VALUES('kept','you','INBOX','2001-02-03 04:05:06','','','')");
+  run("INSERT INTO settings (trashState) VALUES(1)");
+
+  database_->openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_THAT(ui_.lines("progress Enlarging"),
+              ElementsAre("progress Enlarging size of mailbox field in database..."));
+  EXPECT_EQ(first("SELECT CONCAT_WS('|',subj_fld,to_fld,mailbox,headings) FROM email"),
+            "kept|you|INBOX|");
+  EXPECT_EQ(first("SELECT CONCAT_WS('|',trashState,appearanceState,limitSearchSize,postbox) "
+                  "FROM settings"),
+            "1|0|1000|0");
+  ui_.calls.clear();
+  database_->openDatabase();
+  EXPECT_THAT(ui_.calls, IsEmpty()) << "nothing is left to enlarge";
+
+  Schema upgraded = schemaOf(old);
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  database_->openDatabase();
+  Schema fresh = schemaOf(database_->dbPath);
+  // An address list of 255 characters is taken as wide enough, and the wider mailbox column has no
+  // default of its own.
+  EXPECT_EQ(upgraded.at("email.to_fld"), "varchar(255) NO MUL  utf8mb4");
+  EXPECT_EQ(upgraded.at("email.mailbox"), "varchar(255) NO MUL  utf8mb4");
+  for (Schema* schema : {&upgraded, &fresh}) {
+    // Indexes belong to the first archive of a process.
+    for (const char* column : {"email.to_fld", "email.mailbox", "email.from_fld", "email.date_fld",
+                               "email.subj_fld", "email.body_fld"}) {
+      schema->erase(column);
+    }
+  }
+  EXPECT_EQ(upgraded, fresh);
+}
+
+TEST_F(ArchiveOnServer, OnlyTheFirstArchiveOfAProcessGetsIndexes) {
+  const std::string one = database_->dbPath;
+  database_->openDatabase();
+  EXPECT_THAT(ui_.lines("progress"),
+              ElementsAre("progress Indexing Date field...", "progress end",
+                          "progress Indexing From field...", "progress end",
+                          "progress Indexing Mailbox field...", "progress end",
+                          "progress Indexing To field...", "progress end",
+                          "progress Indexing Subject field...", "progress end",
+                          "progress Indexing Body Text field...", "progress end",
+                          "progress Indexing Attach Name field...",
+                          "progress Creating composite indes...", "progress end"));
+  EXPECT_EQ(indexCount(one), "7");
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  database_->openDatabase();
+  EXPECT_EQ(indexCount(database_->dbPath), "0");
+}
+
+TEST_F(ArchiveOnServer, AnEmptyNameOpensTheDefault) {
+  database_->dbPath.clear();
+  database_->openDatabase();
+  EXPECT_EQ(database_->dbPath, "myemaildb");
+  EXPECT_EQ(first("SELECT DATABASE()"), "myemaildb");
+}
+
+TEST_F(ArchiveOnServer, ANameThatIsNoIdentifierEndsInTheServersError) {
+  const std::string other = database_->dbPath;
+  database_->openDatabase();
+  for (const std::string& name : {std::string("my mail"), "x; DROP DATABASE " + other,
+                                  std::string("a-b"), std::string("`")}) {
+    ui_.alerts.clear();
+    process_.cancelFlag = 0;
+    database_->dbPath = name;
+    database_->openDatabase();
+    ASSERT_EQ(ui_.alerts.size(), 1u) << name;
+    EXPECT_TRUE(ui_.alerts[0].text.starts_with("SQL error: You have an error")) << name;
+    EXPECT_EQ(process_.cancelFlag, 1) << name;
+  }
+  EXPECT_TRUE(session_->selectDatabase(other));
+}
+
+TEST_F(ArchiveOnServer, ADeletedDatabaseIsForgottenAndAFailedDeletionIsNot) {
+  std::vector<std::string> followed;
+  database_->setCallbacks(
+      {.reconnect = {},
+       .databaseDropped = [&] { followed.push_back("dropped [" + database_->dbPath + "]"); },
+       .forgetDatabase = [&](const std::string& name) { followed.push_back("forget " + name); }});
+  const std::string name = database_->dbPath;
+  database_->openDatabase();
+
+  ui_.alertAnswers = {kSecondButton};
+  database_->deleteDatabase();
+  EXPECT_TRUE(session_->selectDatabase(name)) << "cancelled";
+
+  database_->deleteDatabase();
+  EXPECT_FALSE(session_->selectDatabase(name));
+  EXPECT_EQ(ui_.alerts.back().text, "The " + name + " database has been deleted.");
+  EXPECT_THAT(followed, ElementsAre("forget " + name, "dropped []"));
+
+  database_->dbPath = name;
+  database_->deleteDatabase();
+  EXPECT_EQ(ui_.alerts.back().style, AlertStyle::critical);
+  EXPECT_TRUE(ui_.alerts.back().text.starts_with("SQL error: Can't drop database"));
+  EXPECT_EQ(database_->dbPath, name);
+  EXPECT_EQ(followed.size(), 2u);
+}
+
+class ArchiveByScript : public testing::Test {
+ protected:
+  ArchiveByScript() : database_(session_, ui_, process_) {
+    database_.dbPath = "mail";
+    session_.answerOn("query SHOW COLUMNS*", {{"to_fld", "mediumtext", "NO"}});
+  }
+  ScriptedSession session_;
+  RecordingUserInterface ui_;
+  ProcessState process_;
+  ArchiveDatabase database_;
+};
+
+TEST_F(ArchiveByScript, AFatalFailureIsShownAndEndsTheSequence) {
+  struct Row {
+    const char* statement;
+    const char* text;
+  };
+  const char* const shortForm = "SQL error: no disk\n";
+  const char* const longForm = "SQL Error: mail no disk";
+  const Row rows[] = {{"CREATE DATABASE IF NOT EXISTS mail", shortForm},
+                      {"ALTER DATABASE mail CHARACTER SET utf8", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS email (*", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS attachments (*", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS origemail (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS tags (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS settings (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS accounts (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS mailboxes (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS categories (*", longForm}};
+  for (const Row& row : rows) {
+    session_.failOn("query " + std::string(row.statement), "no disk", 1);
+    session_.calls.clear();
+    ui_.alerts.clear();
+    process_.cancelFlag = 0;
+    database_.openDatabase();
+    ASSERT_EQ(ui_.alerts.size(), 1u) << row.statement;
+    EXPECT_EQ(ui_.alerts[0].title, "SQL Error") << row.statement;
+    EXPECT_EQ(ui_.alerts[0].text, row.text) << row.statement;
+    EXPECT_EQ(ui_.alerts[0].style, AlertStyle::critical) << row.statement;
+    EXPECT_EQ(process_.cancelFlag, 1) << row.statement;
+    EXPECT_TRUE(matchesWildcard(session_.statements().back(), row.statement)) << row.statement;
+  }
+}
+
+TEST_F(ArchiveByScript, OtherFailuresDoNotStopIt) {
+  for (const char* statement : {"select mail", "query ALTER TABLE*", "query SHOW COLUMNS*",
+                                "query CREATE INDEX*", "query CREATE FULLTEXT INDEX*"}) {
+    session_.failOn(statement, "refused");
+  }
+  database_.openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_EQ(process_.cancelFlag, 0);
+  EXPECT_EQ(session_.statements().size(), 32u);
+  EXPECT_TRUE(session_.statements().back().starts_with("ALTER TABLE email ADD INDEX coverindex"));
+}
+
+TEST_F(ArchiveByScript, ALostSessionIsOpenedAnewAsOftenAsItTakes) {
+  session_.failOn("query CREATE DATABASE*", "MySQL server has gone away", 3);
+  int reconnects = 0;
+  database_.setCallbacks({.reconnect =
+                              [&] {
+                                ++reconnects;
+                                database_.openDatabase();  // as the full connect does
+                              },
+                          .databaseDropped = {}});
+  database_.openDatabase();
+  EXPECT_EQ(reconnects, 3);
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+}
+
+TEST_F(ArchiveByScript, ALostSessionIsGivenUpWhereNobodyWillBringItBack) {
+  struct Row {
+    const char* name;
+    std::function<void()> reconnect;
+    std::size_t alerts;
+  };
+  const Row rows[] = {
+      {"a face that cannot ask the user", [this] { process_.cancelFlag = 1; }, 0},
+      {"a server that takes logins and drops sessions", [this] { database_.openDatabase(); }, 1},
+  };
+  session_.failOn("query CREATE DATABASE*", "Server has gone away");
+  for (const Row& row : rows) {
+    process_.cancelFlag = 0;
+    ui_.alerts.clear();
+    database_.setCallbacks({.reconnect = row.reconnect, .databaseDropped = {}});
+    database_.openDatabase();
+    EXPECT_EQ(process_.cancelFlag, 1) << row.name;
+    EXPECT_EQ(ui_.alerts.size(), row.alerts) << row.name;
+  }
+}
+
+TEST_F(ArchiveByScript, NoOtherErrorIsALostSession) {
+  int reconnects = 0;
+  database_.setCallbacks({.reconnect = [&] { ++reconnects; }, .databaseDropped = {}});
+  session_.failOn("query CREATE DATABASE*", "Lost connection to server during query");
+  database_.openDatabase();
+  EXPECT_EQ(reconnects, 0);
+  EXPECT_EQ(ui_.alerts.size(), 1u);
+}
+
+TEST_F(ArchiveByScript, TheSchemaIsShownWithoutAConnection) {
+  database_.showSchema();
+  EXPECT_THAT(session_.calls, IsEmpty());
+  ASSERT_EQ(ui_.alerts.size(), 1u);
+  EXPECT_EQ(ui_.alerts[0].title, "Database Schema");
+  EXPECT_TRUE(ui_.alerts[0].text.starts_with("eemail table\n\tid\t\tINT\n"));
+  EXPECT_TRUE(ui_.alerts[0].text.ends_with("\tnotes_fld\t\tMEDIUMTEXT\n"));
+}
+
+}  // namespace
+}  // namespace keldane

@@ -1,0 +1,255 @@
+#include "ingest/message_reader.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/ingest/reader_bench.h"
+
+namespace keldane {
+namespace {
+
+std::string mail(const std::string& body, const std::string& fields = "") {
+  return "From: Ann <ann@example.com>\nTo: bob@example.org\nSubject: Hello\n"
+         "Date: Mon, 15 Jan 2024 10:20:30 +0000\n" +
+         fields + "\n" + body;
+}
+
+std::string mixed(const std::vector<std::string>& parts) {
+  std::string text = mail("", "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n");
+  for (const std::string& part : parts) text += "--b\n" + part + "\n";
+  return text + "--b--\n";
+}
+
+class MessageReaderTest : public testing::Test, public ReaderBench {};
+
+TEST_F(MessageReaderTest, FillsTheFieldsOfAMessage) {
+  sources.mailAccounts = {{"", "12"}, {"Work", "~/Library/Mail/V2/12"}, {"Other", "34"}};
+  const std::string source =
+      "From: \"Ann\"\n <ann@example.com>\nTo: bob@example.org, Carl <carl@example.org>\n"
+      "Cc: dora@example.org\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\n"
+      "Date: Mon, 15 Jan 2024 10:20:30 +0000\n\nfirst\n\nsecond\n";
+  const std::string path = folder.write("1.emlx", "400\n" + source);
+  EXPECT_EQ(reader.doOneEmail(path + ":::::V10/12/IN\nBOX"), 1);
+  ASSERT_EQ(stored.size(), 1U);
+  const CurrentMessage& message = stored[0];
+  EXPECT_EQ(message.msgFrom, "\"Ann\" <ann@example.com>");
+  EXPECT_EQ(message.msgTo, "bob@example.org,\"Carl\" <carl@example.org>,dora@example.org");
+  EXPECT_EQ(message.msgSubject,
+            "Gr\xC3\xBC\xC3\x9F"
+            "e");
+  EXPECT_EQ(message.msgDate, "2024-01-15 10:20:30");
+  EXPECT_EQ(message.msgMailbox, "V10/Work/INBOX");
+  EXPECT_EQ(message.msgOriginal, "400\n" + source);
+  EXPECT_EQ(message.msgHeadings, source.substr(0, source.find("\n\n")));
+  EXPECT_EQ(message.msgBody, "second\r\n");
+  EXPECT_EQ(message.currentPath, path);
+  EXPECT_EQ(message.msgParts.size(), 0U);
+  EXPECT_EQ(ledgerLines(), (std::vector<std::string>{"archived 1 - 1.emlx"}));
+}
+
+TEST_F(MessageReaderTest, LineEndsOfTheFileDoNotMatter) {
+  const std::string unixText = "9\n" + mail("one\n\ntwo\n");
+  std::string dos;
+  for (const char c : unixText) dos += c == '\n' ? "\r\n" : std::string(1, c);
+  read("1.emlx", unixText);
+  read("2.emlx", dos);
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(stored[0].msgOriginal, stored[1].msgOriginal);
+  EXPECT_EQ(stored[0].msgHeadings, stored[1].msgHeadings);
+  EXPECT_EQ(stored[0].msgBody, stored[1].msgBody);
+}
+
+TEST_F(MessageReaderTest, ThePlainBodyLosesItsFirstParagraphOnly) {
+  read("1.eml", mail("only\n"));
+  read("2.eml", mail("one\n\ntwo\n\nthree\n"));
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(stored[0].msgBody, "only\r\n");
+  EXPECT_EQ(stored[1].msgBody, "two\r\n\r\nthree\r\n");
+}
+
+TEST_F(MessageReaderTest, HtmlAloneIsBodyAndPart) {
+  archive.attachState = 0;
+  read("1.eml", mail("<p>a</p>\n\n<p>b</p>\n", "Content-Type: text/html; charset=utf-8\n"));
+  ASSERT_EQ(stored.size(), 1U);
+  EXPECT_EQ(stored[0].msgBody, stored[0].msgHtml);
+  EXPECT_NE(stored[0].msgBody.find("<p>a</p>"), std::string::npos);
+  ASSERT_EQ(stored[0].msgParts.size(), 1U);
+  EXPECT_TRUE(stored[0].hasHtmlPart);
+  EXPECT_EQ(stored[0].msgParts[0].contentType, "text/html");
+  EXPECT_EQ(stored[0].msgParts[0].fileName, "htmlversion.html");
+  EXPECT_EQ(stored[0].msgParts[0].data, stored[0].msgHtml);
+}
+
+TEST_F(MessageReaderTest, CollectsAttachmentsUpToTheSize) {
+  const std::string text = "Content-Type: text/plain\n\nhello\n";
+  const std::string small =
+      "Content-Type: text/csv; charset=utf-8\nContent-Disposition: attachment; "
+      "filename=s.csv\n\na;b\n";
+  const std::string big =
+      "Content-Type: application/pdf\nContent-Disposition: attachment; filename=b.pdf\n\n" +
+      std::string(2000, 'x') + "\n";
+  read("1.eml", mixed({text, small, big}));
+  archive.largeAttachState = 1;
+  attachSizeBytes = 1000;
+  read("2.eml", mixed({text, small, big}));
+  archive.attachState = 0;
+  read("3.eml", mixed({text, small, big}));
+  ASSERT_EQ(stored.size(), 3U);
+  EXPECT_EQ(partNames(stored[0]),
+            (std::vector<std::string>{"text/csv s.csv", "application/pdf b.pdf"}));
+  EXPECT_EQ(stored[0].msgAttachText.substr(0, 3), "a;b");
+  EXPECT_EQ(partNames(stored[1]), (std::vector<std::string>{"text/csv s.csv"}));
+  EXPECT_EQ(partNames(stored[2]), (std::vector<std::string>{}));
+}
+
+TEST_F(MessageReaderTest, RelatedItemsAreMeasuredByTheAttachmentOfTheirIndex) {
+  const std::string related =
+      "Content-Type: multipart/related; boundary=r\n\n--r\nContent-Type: text/html\n\n<p>x</p>\n"
+      "--r\nContent-Type: image/png; name=p.png\nContent-ID: <p>\n"
+      "Content-Transfer-Encoding: base64\n\nAAECAwQFBgcICQ==\n--r--\n";
+  const std::string big =
+      "Content-Type: application/pdf\nContent-Disposition: attachment; filename=b.pdf\n\n" +
+      std::string(2000, 'x') + "\n";
+  archive.largeAttachState = 1;
+  attachSizeBytes = 1000;
+  read("1.eml", mixed({related}));
+  read("2.eml", mixed({related, big}));
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(partNames(stored[0]),
+            (std::vector<std::string>{"text/html htmlversion.html", "image/png p.png"}));
+  EXPECT_EQ(partNames(stored[1]), (std::vector<std::string>{"text/html htmlversion.html"}));
+}
+
+TEST_F(MessageReaderTest, StubsTakeThePartsThatLieBesideTheFile) {
+  folder.write("Messages/7.2.emlxpart", "part two");
+  const std::string stub =
+      mixed({"Content-Type: text/plain\n\nhello\n",
+             "Content-Type: application/pdf\nContent-Disposition: attachment; filename=a.pdf\n\n",
+             "Content-Type: application/pdf\nContent-Disposition: attachment; filename=b.pdf\n\n"});
+  read("Messages/7.partial.emlx", stub);
+  read("Messages/8.emlx", stub);
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(partNames(stored[0]), (std::vector<std::string>{"application/pdf a.pdf"}));
+  EXPECT_EQ(stored[0].msgParts[0].data, "cGFydCB0d28=");
+  EXPECT_EQ(stored[0].msgAttachText, "");
+  EXPECT_EQ(partNames(stored[1]), (std::vector<std::string>{}))
+      << "parts of another file are not his";
+}
+
+TEST_F(MessageReaderTest, EveryFileAndMessageHasOneLine) {
+  range = {"2020-01-01 00:00:00", "2024-06-01 00:00:00"};
+  read("good.eml", mail("x\n"));
+  read("old.eml", "From: a@b.c\nDate: 1 Jan 2001 00:00 +0000\n\nx\n");
+  read("list.plist", "x");
+  read("Attachments/1/2/x.eml", mail("x\n"));
+  read("empty.eml", "");
+  read("words.eml", "no message at all");
+  reader.doOneEmail((folder / "missing.eml") + ":::::m");
+  EXPECT_EQ(ledgerLines(), (std::vector<std::string>{
+                               "archived 1 - good.eml", "dropped outside the date range - old.eml",
+                               "not-mail property list - list.plist",
+                               "not-mail attachment of a message - Attachments/1/2/x.eml",
+                               "dropped dated in the future without a sender - empty.eml",
+                               "dropped dated in the future without a sender - words.eml",
+                               "dropped unreadable file: " + (folder / "missing.eml") +
+                                   ": No such file or directory - missing.eml"}));
+  EXPECT_EQ(ledger.sums().met, 5);
+  EXPECT_EQ(counters.progressCount, 1);
+  EXPECT_NE(log.find("Unable to read file"), std::string::npos);
+}
+
+TEST_F(MessageReaderTest, AMessageWithADateAloneIsNone) {
+  read("1.eml", "Date: Mon, 15 Jan 2024 10:20:30 +0000\n\none line\n");
+  read("2.eml", "Date: Mon, 15 Jan 2024 10:20:30 +0000\n\none\n\ntwo\n");
+  EXPECT_EQ(ledgerLines(),
+            (std::vector<std::string>{"dropped no sender, recipients or subject - 1.eml",
+                                      "archived 1 - 2.eml"}));
+}
+
+TEST_F(MessageReaderTest, HugeMessagesAreDroppedWithAnAlert) {
+  const std::string head = "From x\nFrom: a@b.c\nDate: 1 Jan 2024 00:00 +0000\n\n";
+  const std::string rest = head.substr(head.find('\n') + 1);
+  archive.attachState = 0;
+  readMbox("just.mbox", head + std::string(200000000 - rest.size(), 'x'));
+  readMbox("over.mbox", head + std::string(200000001 - rest.size(), 'x'));
+  EXPECT_EQ(ledgerLines(),
+            (std::vector<std::string>{"archived 1 0 just.mbox",
+                                      "dropped over 200,000,000 characters 0 over.mbox"}));
+  queue.runPending();
+  ASSERT_EQ(ui.alerts.size(), 1U);
+  EXPECT_EQ(ui.alerts[0].title, "Max Size Exceeded");
+}
+
+TEST_F(MessageReaderTest, WhatOneMessageThrowsDoesNotEndTheFile) {
+  onStore = [](const CurrentMessage& message) {
+    if (message.msgSubject == "Hello") throw std::runtime_error("no memory");
+  };
+  readMbox("x.mbox", "From 1\n" + mail("x\n") +
+                         "\nFrom 2\nFrom: z@example.com\nSubject: Other\n"
+                         "Date: 1 Jan 2024 00:00 +0000\n\nx\n");
+  EXPECT_EQ(ledgerLines(),
+            (std::vector<std::string>{"failed no memory 0 x.mbox", "archived 1 121 x.mbox"}));
+}
+
+TEST_F(MessageReaderTest, CutsAnMboxWithLineEndsOfAnyKind) {
+  for (const std::string end : {"\n", "\r\n", "\r"}) {
+    stored.clear();
+    std::string text =
+        "From a Mon Jan 15\nSubject: Greetings From here\nFrom: a@b.c\n"
+        "Date: 15 Jan 2024 10:00 +0000\n\none\n\ntwo\n\nFrom b\n"
+        "Subject: second\nFrom: a@b.c\nDate: 15 Jan 2024 10:00 +0000\n\nthree\n"
+        ">From here\nFrom now on\n";
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += end.size()) {
+      text.replace(at, 1, end);
+    }
+    readMbox("x.mbox", text);
+    ASSERT_EQ(stored.size(), 2U) << end.size();
+    EXPECT_EQ(stored[0].msgMailbox, folder / "x.mbox");
+    EXPECT_EQ(stored[0].msgOriginal.substr(0, 27), "Subject: Greetings From her");
+    EXPECT_EQ(stored[0].msgBody.substr(0, 3), "two");
+    EXPECT_EQ(stored[1].msgOriginal,
+              "Subject: second\nFrom: a@b.c\nDate: 15 Jan 2024 10:00 +0000\n\nthree\n>From here");
+    const std::vector<std::string> lines = ledgerLines();
+    const auto offset = std::to_string(text.find("From b"));
+    EXPECT_EQ(lines[lines.size() - 2], "archived 1 " + offset + " x.mbox");
+    EXPECT_EQ(lines.back(), "dropped dated in the future without a sender " +
+                                std::to_string(text.find("From now")) + " x.mbox");
+  }
+}
+
+TEST_F(MessageReaderTest, FilesThatAreNoMboxEndQuietly) {
+  readMbox("empty", "");
+  readMbox("x.pdf", "From a\n");
+  readMbox("x.mbox/Attachments/1", "From a\n");
+  readMbox("binary", std::string("\0\xFF\0From", 7));
+  std::filesystem::create_symlink(folder / "round", folder / "round");
+  reader.doMboxFile((folder / "round") + ":::::m");
+  reader.doMboxFile(folder.path() + ":::::m");
+  const std::vector<std::string> lines = ledgerLines();
+  ASSERT_EQ(lines.size(), 6U);
+  EXPECT_EQ(lines[0], "not-mail empty file - empty");
+  EXPECT_EQ(lines[1], "not-mail archive or document - x.pdf");
+  EXPECT_EQ(lines[2], "not-mail attachment of a message - x.mbox/Attachments/1");
+  EXPECT_EQ(lines[3], "dropped dated in the future without a sender 0 binary");
+  EXPECT_EQ(lines[4].substr(0, 24), "dropped unreadable file:");
+  EXPECT_EQ(lines[5].substr(0, 24), "dropped unreadable file:");
+}
+
+TEST_F(MessageReaderTest, ANameThatHoldsTheEndingInItsMiddleIsCutToo) {
+  sources.importMode = true;
+  read("x.eml.txt", "From 1\n" + mail("x\n") + "\nFrom 2\n" + mail("y\n"));
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(stored[0].msgOriginal, mail("x\n"));
+  EXPECT_EQ(stored[1].msgOriginal, mail("y\n"));
+  EXPECT_EQ(stored[1].msgMailbox, "box");
+  sources.importMode = false;
+  read("x.eml.txt", mail("x\n") + "\nFrom 2\n" + mail("y\n"));
+  EXPECT_EQ(stored.size(), 3U);
+}
+
+}  // namespace
+}  // namespace keldane

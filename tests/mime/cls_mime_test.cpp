@@ -1,0 +1,178 @@
+#include "mime/cls_mime.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "mime/tno_mime.h"
+#include "mime/xstring.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using testing::Not;
+
+std::string treeOf(std::string_view text) {
+  TnoMime mime;
+  return mime.LoadMime(text) ? mime.describeTree() : "(failed)";
+}
+
+std::string replaced(std::string text, std::string_view from, std::string_view to) {
+  const std::size_t at = text.find(from);
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+std::string regenerated(std::string_view text) {
+  TnoMime mime;
+  EXPECT_TRUE(mime.LoadMime(text));
+  return mime.GetMime().value_or("(none)");
+}
+
+TEST(TnoMime, DescribesTheTree) {
+  EXPECT_EQ(treeOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhello\n--b\n"
+                   "Content-Type: image/png; name=\"a\x1B[1m\xC2\x9B.png\"\n"
+                   "Content-Disposition: inline\nContent-Transfer-Encoding: base64\n\nQUJD\n--b--"),
+            "multipart/mixed; 2 parts\n"
+            "  (no type); 5 bytes\n"
+            "  image/png; encoding=base64; disposition=inline; name=a?[1m?.png; 3 bytes\n");
+}
+
+TEST(TnoMime, GivesAHeaderToATextThatBeginsWithADelimiter) {
+  struct Row {
+    const char* name;
+    std::string text;
+    std::string tree;
+  };
+  const std::string two = "multipart/mixed; 2 parts\n  (no type); 3 bytes\n  (no type); 3 bytes\n";
+  const Row rows[] = {
+      {"CRLF", "--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--\r\n", two},
+      {"LF", "--b\n\none\n--b\n\ntwo\n--b--\n", two},
+      {"blank lines in front", "\r\n \r\n--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--\r\n", two},
+      {"LF in front", "\n--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--\r\n", two},
+      {"no line end: a header, if anything", "--b", "(no type); 0 bytes\n"},
+      {"empty boundary: kept as one body", "--\r\nX: y\r\n\r\nbody", "multipart/mixed; 16 bytes\n"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(treeOf(row.text), row.tree) << row.name;
+}
+
+TEST(TnoMime, ReplacesTheMailBefore) {
+  TnoMime mime;
+  ASSERT_TRUE(mime.LoadMime("Subject: one\n\nx"));
+  ASSERT_TRUE(mime.LoadMime("From: a@b\n\ny"));
+  EXPECT_EQ(mime.GetHeaderField("Subject"), std::nullopt);
+  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Header field does not exist"));
+  EXPECT_FALSE(mime.LastMethodSuccess());
+  EXPECT_EQ(mime.GetHeaderField(" from "), "a@b");
+  EXPECT_TRUE(mime.LastMethodSuccess());
+}
+
+TEST(TnoMime, DecodesHeaderFields) {
+  TnoMime mime;
+  ASSERT_TRUE(mime.LoadMime("Subject: =?iso-8859-1?Q?caf=E9?=\nTo: =?utf-8?B?w6k=?= <a@b>\n\nx"));
+  EXPECT_EQ(mime.GetHeaderField("SUBJECT"), "caf\xC3\xA9");
+  EXPECT_EQ(mime.GetHeaderField("to"), "\xC3\xA9 <a@b>");
+}
+
+TEST(TnoMime, ReportsSuccessAndFailure) {
+  TnoMime mime;
+  ASSERT_TRUE(mime.LoadMime("Subject: x\n\nbody"));
+  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Success."));
+  EXPECT_THAT(mime.LastErrorText(), Not(HasSubstr("converting to CRLF")));
+  mime.setVerboseLogging(true);
+  ASSERT_TRUE(mime.LoadMime("Subject: x\n\nbody"));
+  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Found LFLF, converting to CRLF"));
+  EXPECT_FALSE(mime.LoadMime(std::string(MimeMessage2::kHeaderTooLarge, 'x')));
+  EXPECT_FALSE(mime.LastMethodSuccess());
+  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Header larger than 20MB?  This cannot be MIME..."));
+  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Failed."));
+}
+
+TEST(TnoMime, LeavesOutABom) {
+  EXPECT_EQ(regenerated("\xEF\xBB\xBFSubject: x\n\nbody"), "Subject: x\r\n\r\nbody");
+}
+
+TEST(TnoMime, GivesAnEmptyMessageBeforeTheFirstLoad) {
+  TnoMime mime;
+  EXPECT_EQ(mime.GetMime(), "\r\n\r\n");
+}
+
+TEST(TnoMime, KeepsBinaryOutOfTheText) {
+  struct Row {
+    const char* name;
+    std::string header;
+    bool asBase64;
+  };
+  const Row rows[] = {
+      {"no encoding", "Content-Type: image/x\n", true},
+      {"binary", "Content-Type: image/x\nContent-Transfer-Encoding: Binary\n", true},
+      {"8bit stands", "Content-Type: image/x\nContent-Transfer-Encoding: 8bit\n", false},
+      {"a message stands", "Content-Type: message/rfc822\n", false},
+      {"text stands", "Content-Type: text/plain\n", false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TnoMime mime;
+    ASSERT_TRUE(mime.LoadMime(row.header + "\n\xC3\xA9"));
+    const std::string before = mime.describeTree();
+    const std::string text = mime.GetMime().value_or("");
+    EXPECT_EQ(text.find("Content-Transfer-Encoding: base64\r\n\r\nw6k=") != std::string::npos,
+              row.asBase64)
+        << text;
+    // The tree is as it was: writing must not change what a second call gives.
+    EXPECT_EQ(mime.describeTree(), replaced(before, "Binary", "binary"));
+    EXPECT_EQ(mime.GetMime(), text);
+  }
+}
+
+TEST(TnoMime, GivesUtf8WhenAPartIsWrittenRaw) {
+  const std::string text =
+      "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: "
+      "8bit\n\ncaf\xC3\xA9";
+  EXPECT_THAT(regenerated(text), testing::EndsWith("\r\n\r\ncaf\xC3\xA9"));
+  // Without that encoding nothing tells, and the text holds the bytes of the charset.
+  EXPECT_THAT(regenerated("Content-Type: text/plain; charset=iso-8859-1\n\ncaf\xC3\xA9"),
+              testing::EndsWith("\r\n\r\ncaf\xE9"));
+}
+
+TEST(ClsMime, StartsAfreshWhenItsPartIsGone) {
+  auto* shared = new SharedMime;
+  LogNull log;
+  const std::uint64_t old = shared->root().objectId();
+  EXPECT_EQ(shared->findPart_Careful(old, log), &shared->root());
+  shared->initNew();
+  _tnLogger story;
+  EXPECT_EQ(shared->findPart_Careful(old, story), nullptr);
+  StringBuffer text;
+  story.getText(text);
+  EXPECT_TRUE(
+      text.containsSubstring("Internal MIME part no longer exists within the MIME document."));
+  shared->decRefCount();
+}
+
+TEST(ClsMime, FindsAPartAnywhereInTheDocument) {
+  auto* shared = new SharedMime;
+  LogNull log;
+  ASSERT_TRUE(shared->root().loadMimeComplete(
+      "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--",
+      log, false));
+  MimeMessage2* second = shared->root().getPart(1);
+  EXPECT_EQ(shared->findPart_Careful(second->objectId(), log), second);
+  shared->decRefCount();
+}
+
+TEST(ClsMime, RefusesCallsAfterDeletion) {
+  auto* mime = new ClsMime;
+  mime->incRefCount();
+  mime->deleteObject();
+  XString text("Subject: x\r\n\r\ny");
+  EXPECT_FALSE(mime->LoadMime(text));
+  EXPECT_FALSE(mime->GetMime(text));
+  mime->decRefCount();
+}
+
+}  // namespace
+}  // namespace keldane::mime

@@ -1,0 +1,174 @@
+#include "mime/data_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "mime/string_buffer.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_view_literals;
+
+TEST(DataBufferGrowth, ByTiers) {
+  struct {
+    const char* name;
+    std::uint32_t size;
+    std::uint32_t wanted;
+    std::uint32_t growth;
+  } const rows[] = {
+      {"small", 10, 5, 20000},
+      {"small, much wanted", 10, 30000, 30000},
+      {"50000", 50000, 5, 50000},
+      {"50000, much wanted", 50000, 60000, 60000},
+      {"100000", 100000, 5, 100000},
+      {"a million", 1000000, 100000, 1000000},
+      {"two million", 2999999, 5, 2000000},
+      {"twelve million, more wanted", 12000000, 13000000, 13000000},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    DataBuffer db;
+    ASSERT_TRUE(db.ensureBuffer(row.size));
+    ASSERT_NE(db.reserveTail(row.size), nullptr);
+    db.commitTail(row.size);
+    ASSERT_EQ(db.getCapacity(), row.size);
+    ASSERT_NE(db.reserveTail(row.wanted), nullptr);
+    EXPECT_EQ(db.getCapacity(), row.size + row.growth);
+  }
+}
+
+TEST(DataBufferGrowth, SingleBytesHaveALadderOfTheirOwn) {
+  DataBuffer db;
+  std::string capacities;
+  std::uint32_t last = 0;
+  for (int i = 0; i < 12000; ++i) {
+    ASSERT_TRUE(db.appendChar('x'));
+    if (db.getCapacity() == last) continue;
+    last = db.getCapacity();
+    capacities += std::to_string(last) + " ";
+  }
+  EXPECT_EQ(capacities, "64 320 1344 11344 21344 ");
+}
+
+TEST(DataBufferGrowth, RefusesFourGigabytes) {
+  DataBuffer db;
+  db.append("kept"sv);
+  EXPECT_EQ(db.reserveTail(0xFFFFFFFFU), nullptr);
+  EXPECT_FALSE(db.ensureBuffer(std::size_t{1} << 33));
+  EXPECT_EQ(db.view(), "kept");
+}
+
+TEST(DataBuffer, CopiesBorrowedBytesBeforeItChangesThem) {
+  const std::string foreign = "abc";
+  DataBuffer db;
+  db.borrowData(foreign.data(), foreign.size());
+  EXPECT_EQ(db.getData2(), reinterpret_cast<const std::uint8_t*>(foreign.data()));
+  db.replaceChar('b', 'B');
+  EXPECT_EQ(db.view(), "aBc");
+  db.borrowData(foreign.data(), foreign.size());
+  EXPECT_TRUE(db.append("d"sv));
+  EXPECT_FALSE(db.isBorrowed());
+  EXPECT_EQ(db.view(), "abcd");
+  db.borrowData(foreign.data(), foreign.size());
+  EXPECT_TRUE(db.appendChar('!'));
+  EXPECT_EQ(db.view(), "abc!");
+  EXPECT_EQ(foreign, "abc");
+}
+
+TEST(DataBuffer, AppendsPiecesOfItself) {
+  DataBuffer db;
+  db.append("0123456789"sv);
+  EXPECT_FALSE(db.append(db));
+  while (db.getSize() < 100000) ASSERT_TRUE(db.append(db.view()));
+  EXPECT_EQ(db.view().substr(99990, 10), "0123456789");
+}
+
+TEST(DataBuffer, KeepsNulsUnlessTold) {
+  DataBuffer db;
+  db.append("a\0b\0"sv);
+  EXPECT_EQ(db.getSize(), 4U);
+  DataBuffer skipped;
+  skipped.appendSkipNulls("\0a\0\0b\0"sv.data(), 6);
+  EXPECT_EQ(skipped.view(), "ab");
+}
+
+TEST(DataBuffer, SearchLimit) {
+  DataBuffer db;
+  db.append("xx<meta charset"sv);
+  EXPECT_TRUE(db.containsSubstring("meta", 0));
+  EXPECT_TRUE(db.containsSubstring("meta", 7));
+  EXPECT_FALSE(db.containsSubstring("meta", 6));
+  EXPECT_EQ(db.findBytes("x", 1), db.getData2() + 1);
+  EXPECT_EQ(db.findBytes("y"), nullptr);
+}
+
+TEST(DataBuffer, DetectsObviousCodePages) {
+  const std::string manyNuls = std::string(1000, 'x') + std::string(70, '\0');
+  std::string wide;
+  for (const char c : "wide"sv) wide += {c, '\0'};
+  std::string wideBig;
+  for (const char c : "wide"sv) wideBig += {'\0', c};
+  struct {
+    const char* name;
+    std::string bytes;
+    int page;
+  } const rows[] = {
+      {"UTF-16LE BOM", "\xFF\xFE", 1200},
+      {"UTF-16BE BOM", "\xFE\xFF", 1201},
+      {"UTF-8 BOM", "\xEF\xBB\xBFx", 65001},
+      {"UTF-32LE BOM is taken for UTF-16", std::string("\xFF\xFE\0\0", 4), 1200},
+      {"UTF-32BE BOM", std::string("\0\0\xFE\xFF", 4), 12001},
+      {"NULs at odd places", wide, 1200},
+      {"NULs at even places", wideBig, 1201},
+      {"more than 32 NULs", manyNuls, 1200},
+      {"one NUL in seven bytes", std::string("abc\0efg", 7), 1200},
+      {"one NUL in sixteen bytes", std::string("abc\0efghijklmnop", 16), -1},
+      {"plain", "hello", -1},
+      {"nothing", "", -1},
+  };
+  for (const auto& row : rows) {
+    DataBuffer db;
+    db.append(row.bytes);
+    EXPECT_EQ(db.detectObviousCodePage(), row.page) << row.name;
+  }
+}
+
+TEST(DataBuffer, IsReallyUtf8OnlyWhenThePageCannotBeConverted) {
+  DataBuffer db;
+  db.append("caf\xC3\xA9"sv);
+  // A conversion succeeds however many bytes the page lacks, so no convertible page gives true.
+  EXPECT_FALSE(db.isReallyUtf8(28591));
+  EXPECT_FALSE(db.isReallyUtf8(1252));
+  EXPECT_TRUE(db.isReallyUtf8(29001));
+  EXPECT_TRUE(db.isReallyUtf8(1));
+  DataBuffer ascii;
+  ascii.append("cafe\xC3"sv);
+  EXPECT_FALSE(ascii.isReallyUtf8(29001));
+}
+
+TEST(DataBuffer, WideBytesToUtf8) {
+  DataBuffer db;
+  db.append("\xFE\xFF\0A\x20\xAC"sv);
+  StringBuffer out;
+  EXPECT_TRUE(db.cvUnicodeToUtf8(out));
+  EXPECT_EQ(out.view(), "A\xE2\x82\xAC");
+}
+
+TEST(DataBuffer, TakeDataMovesTheBlock) {
+  DataBuffer from;
+  from.append("bytes"sv);
+  const std::uint8_t* block = from.getData2();
+  DataBuffer to;
+  to.append("old"sv);
+  ASSERT_TRUE(to.takeData(from));
+  EXPECT_EQ(to.getData2(), block);
+  EXPECT_EQ(from.getSize(), 0U);
+  EXPECT_FALSE(to.takeData(to));
+  EXPECT_EQ(to.view(), "bytes");
+}
+
+}  // namespace
+}  // namespace keldane::mime

@@ -1,0 +1,261 @@
+#include "mime/date_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+#include "mime/cls_date_time.h"
+#include "mime/log_base.h"
+#include "mime/string_buffer.h"
+#include "mime/tarnell_sys_time.h"
+#include "mime/tno_date_time.h"
+
+namespace keldane::mime {
+namespace {
+
+/// Sets the time zone of the process for one test.
+class ZoneScope {
+ public:
+  explicit ZoneScope(const char* zone) {
+    const char* before = std::getenv("TZ");
+    if (before) before_ = before;
+    wasSet_ = before != nullptr;
+    ::setenv("TZ", zone, 1);
+    ::tzset();
+  }
+  ~ZoneScope() {
+    if (wasSet_) {
+      ::setenv("TZ", before_.c_str(), 1);
+    } else {
+      ::unsetenv("TZ");
+    }
+    ::tzset();
+  }
+  ZoneScope(const ZoneScope&) = delete;
+  ZoneScope& operator=(const ZoneScope&) = delete;
+
+ private:
+  std::string before_;
+  bool wasSet_ = false;
+};
+
+std::string asText(const TarnellSysTime& time) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%u-%02u-%02u %02u:%02u:%02u %s", time.year, time.month,
+                time.day, time.hour, time.minute, time.second, time.isLocal ? "local" : "utc");
+  return text;
+}
+
+TEST(DateParser, ReadsDatesAsTheyAreWritten) {
+  struct {
+    const char* name;
+    const char* text;
+    const char* utc;
+  } const rows[] = {
+      {"the usual form", "Mon, 2 Jan 2006 15:04:05 -0700", "2006-01-02 22:04:05"},
+      {"two digits, no seconds", "2 Jan 06 15:04 GMT", "2006-01-02 15:04:00"},
+      {"month first, pm", "Jan 2 2006 3:04:05 pm EST", "2006-01-02 20:04:05"},
+      {"am", "Jan 2 2006 3:04:05 AM EST", "2006-01-02 08:04:05"},
+      {"noon and midnight", "Jan 2 2006 12:04:05 pm", "2006-01-02 12:04:05"},
+      {"no zone", "Mon, 02 Jan 2006 15:04:05", "2006-01-02 15:04:05"},
+      {"comment behind the zone", "Mon, 02 Jan 2006 15:04:05 +0100 (CET)", "2006-01-02 14:04:05"},
+      {"december abroad", "2 dez 2006 10:00:00 GMT", "2006-12-02 10:00:00"},
+      {"september abroad", "2 SET 2006 10:00:00 GMT", "2006-09-02 10:00:00"},
+      {"five letters of a month", "2 Sept 2006 10:00:00 GMT", "2006-09-02 10:00:00"},
+      {"hyphens", "Monday, 02-Jan-06 15:04:05 GMT", "2006-01-02 15:04:05"},
+      {"comma apart", "Mon , 2 Jan 2006 15:04:05 Z", "2006-01-02 15:04:05"},
+      {"tabs and many blanks", "\t Mon,\t2   Jan\t2006  15:04:05\t-0100", "2006-01-02 16:04:05"},
+      {"quotes", "\"Mon, 2 Jan 2006 15:04:05 -0700\"", "2006-01-02 22:04:05"},
+      {"year of three digits", "2 Jan 106 15:04:05 GMT", "2006-01-02 15:04:05"},
+      {"99 is before 2000", "31 Dec 99 23:59:59 -0100", "2000-01-01 00:59:59"},
+      {"49 is after it", "2 Jan 49 15:04:05 GMT", "2049-01-02 15:04:05"},
+      {"50 is before it", "2 Jan 50 15:04:05 GMT", "1950-01-02 15:04:05"},
+      {"before the epoch", "1 Jan 1960 00:00:00 +0001", "1959-12-31 23:59:00"},
+      {"zone of one hour digit", "2 Jan 2006 15:04:05 -7", "2006-01-02 22:04:05"},
+      {"zone with a colon", "2 Jan 2006 15:04:05 +05:30", "2006-01-02 09:34:05"},
+      {"zone with one digit and a colon", "2 Jan 2006 15:04:05 -7:30", "2006-01-02 22:34:05"},
+      {"zone of three digits", "2 Jan 2006 15:04:05 +100", "2006-01-02 05:04:05"},
+      {"named zones", "2 Jan 2006 15:04:05 PDT", "2006-01-02 22:04:05"},
+      {"military zone", "2 Jan 2006 15:04:05 A", "2006-01-02 16:04:05"},
+      {"unknown zone", "2 Jan 2006 15:04:05 CEST", "2006-01-02 15:04:05"},
+      {"long zone", "2 Jan 2006 15:04:05 Eastern Daylight Time", "2006-01-02 19:04:05"},
+      {"long standard zone", "2 Jan 2006 15:04:05 Pacific Standard Time", "2006-01-02 23:04:05"},
+      {"hour 24", "31 Dec 2006 24:00:00 GMT", "2007-01-01 00:00:00"},
+      {"month first, day beyond the month", "Feb 30 2006 10:00:00 GMT", "2006-03-02 10:00:00"},
+      {"leap day", "29 Feb 2000 12:00:00 GMT", "2000-02-29 12:00:00"},
+      {"net time form", "2006-01-02T15:04:05.25-07:00", "2006-01-02 22:04:05"},
+      {"net time form, UTC", "2006-01-02T15:04:05Z", "2006-01-02 15:04:05"},
+      {"net time form, ahead", "2006-01-01T00:30:00+01:00", "2005-12-31 23:30:00"},
+  };
+  // Another zone than UTC, so that a detour through local time would show.
+  const ZoneScope zone("America/New_York");
+  for (const auto& row : rows) {
+    LogNull log;
+    TarnellSysTime time;
+    EXPECT_TRUE(_tnDateParser::parseRFC822Date(row.text, time, log)) << row.name;
+    EXPECT_EQ(asText(time), std::string(row.utc) + " utc") << row.name;
+  }
+}
+
+TEST(DateParser, TellsTheDayOfTheWeek) {
+  LogNull log;
+  TarnellSysTime time;
+  // The weekday in the text is wrong and counts for nothing.
+  _tnDateParser::parseRFC822Date("Fri, 2 Jan 2006 23:04:05 -0700", time, log);
+  EXPECT_EQ(time.dayOfWeek, 2);
+}
+
+TEST(DateParser, FallsBackToNow) {
+  struct {
+    const char* name;
+    const char* text;
+    const char* message;
+  } const rows[] = {
+      {"day beyond 31", "Tue, 32 Jan 2006 10:00:00 GMT", "day out of range (1-31)"},
+      {"day 0", "0 Jan 2006 10:00:00 GMT", "day out of range (1-31)"},
+      {"long month", "2 January 2006 10:00:00", "month string is too long"},
+      {"unknown month", "2 Jam 2006 10:00:00", "invalid month abbreviation"},
+      {"short month", "2 J 2006 10:00:00", "invalid month abbreviation"},
+      {"no time", "2 Jan 2006", "HH:MM:SS not found"},
+      {"half a time", "2 Jan 2006 10 GMT", "HH:MM:SS not found"},
+      {"zone without digits", "2 Jan 2006 10:00:00 -", "invalid timezone"},
+  };
+  for (const auto& row : rows) {
+    _tnLogger log;
+    TarnellSysTime before;
+    before.getCurrentGmt();
+    TarnellSysTime time;
+    EXPECT_FALSE(_tnDateParser::parseRFC822Date(row.text, time, log)) << row.name;
+    EXPECT_TRUE(time.isLocal) << row.name;
+    EXPECT_LE(time.toUnixTime() - before.toUnixTime(), 5) << row.name;
+    EXPECT_GE(time.toUnixTime(), before.toUnixTime()) << row.name;
+    StringBuffer story;
+    log.getText(story);
+    EXPECT_TRUE(story.containsSubstring(std::string("parseRfc822Date: ") + row.message))
+        << row.name << ": " << story.getString();
+  }
+}
+
+TEST(DateParser, LeavesTheTimeAloneWhenThereIsNothing) {
+  for (const char* text : {"", " \t ", "\"\"", "2006-13-02T15:04:05Z", "2006-01-02Tabcdef"}) {
+    LogNull log;
+    TarnellSysTime time;
+    time.year = 1999;
+    EXPECT_FALSE(_tnDateParser::parseRFC822Date(text, time, log)) << text;
+    EXPECT_EQ(time.year, 1999) << text;
+  }
+  _tnLogger log;
+  TarnellSysTime time;
+  EXPECT_FALSE(_tnDateParser::parseRFC822Date(nullptr, 0, time, log));
+  EXPECT_TRUE(time.isLocal);
+}
+
+// Every cut and every change of one byte: no crash, no number that overflows.
+TEST(DateParser, SurvivesAnyBytes) {
+  const std::string good = "Mon, 2 Jan 2006 3:04:05 pm eastern standard time +0100 (CET)";
+  LogNull log;
+  for (std::size_t i = 0; i <= good.size(); ++i) {
+    TarnellSysTime time;
+    _tnDateParser::parseRFC822Date(std::string_view(good).substr(0, i), time, log);
+    for (const char* put : {"99999999999999999999", "-", "\xFF", "+", "-99999999999:", "\t"}) {
+      std::string odd = good;
+      odd.replace(i, i < odd.size() ? 1 : 0, put);
+      _tnDateParser::parseRFC822Date(odd, time, log);
+      checkFixSystemTime(time);
+      EXPECT_TRUE(time.month >= 1 && time.month <= 12 && time.day >= 1 && time.day <= 31) << odd;
+    }
+  }
+}
+
+TEST(SysTime, FixesEachFieldForItself) {
+  TarnellSysTime now;
+  now.getCurrentGmt();
+  struct {
+    const char* name;
+    void (*spoil)(TarnellSysTime&);
+    bool (*isGood)(const TarnellSysTime&, const TarnellSysTime& now);
+  } const rows[] = {
+      {"year 1950", [](TarnellSysTime& t) { t.year = 1950; },
+       [](const TarnellSysTime& t, const TarnellSysTime& n) {
+         return t.year - n.year <= 1 && t.month == 3 && t.day == 15;
+       }},
+      {"year 5001", [](TarnellSysTime& t) { t.year = 5001; },
+       [](const TarnellSysTime& t, const TarnellSysTime& n) { return t.year - n.year <= 1; }},
+      {"year 1960 stays", [](TarnellSysTime& t) { t.year = 1960; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.year == 1960; }},
+      {"month 0", [](TarnellSysTime& t) { t.month = 0; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.month >= 1; }},
+      {"month 13", [](TarnellSysTime& t) { t.month = 13; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.month <= 12; }},
+      {"day of no leap year",
+       [](TarnellSysTime& t) {
+         t.month = 2;
+         t.day = 29;
+         t.year = 2001;
+       },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.day == 1; }},
+      {"day of a leap year",
+       [](TarnellSysTime& t) {
+         t.month = 2;
+         t.day = 29;
+         t.year = 2000;
+       },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.day == 29; }},
+      {"day 0", [](TarnellSysTime& t) { t.day = 0; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.day == 1; }},
+      {"hour 24", [](TarnellSysTime& t) { t.hour = 24; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.hour < 24; }},
+      {"second 60", [](TarnellSysTime& t) { t.second = 60; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.second < 60; }},
+      {"millisecond 9999 stays", [](TarnellSysTime& t) { t.millisecond = 9999; },
+       [](const TarnellSysTime& t, const TarnellSysTime&) { return t.millisecond == 9999; }},
+  };
+  for (const auto& row : rows) {
+    TarnellSysTime time;
+    time.fromUnixTime(953121600);  // 2000-03-15 12:00:00
+    row.spoil(time);
+    checkFixSystemTime(time);
+    EXPECT_TRUE(row.isGood(time, now)) << row.name << ": " << asText(time);
+  }
+}
+
+TEST(SysTime, ConvertsThroughEveryDay) {
+  for (std::int64_t day = -25000; day < 60000; day += 7) {
+    TarnellSysTime time;
+    time.fromUnixTime(day * 86400 + 3723);
+    const auto seconds = static_cast<std::time_t>(day * 86400 + 3723);
+    std::tm wanted = {};
+    ::gmtime_r(&seconds, &wanted);
+    ASSERT_EQ(time.year, wanted.tm_year + 1900);
+    ASSERT_EQ(time.month, wanted.tm_mon + 1);
+    ASSERT_EQ(time.day, wanted.tm_mday);
+    ASSERT_EQ(time.dayOfWeek, wanted.tm_wday);
+    ASSERT_EQ(time.toUnixTime(), seconds);
+  }
+}
+
+TEST(SysTime, LocalTimeKeepsTheMoment) {
+  const ZoneScope zone("Europe/Berlin");
+  // The last Sunday of October 2023: 00:30 and 01:30 UTC both show as 02:30 on the clock.
+  for (const std::int64_t moment :
+       {1698539400LL, 1698543000LL, 1688212800LL, 0LL, -86400LL * 365}) {
+    TarnellSysTime time;
+    time.fromUnixTime(moment);
+    const TnoDateTime object(time);
+    EXPECT_EQ(object.GetAsDateTime(1), moment);
+    EXPECT_EQ(object.GetAsDateTime(0), moment);
+    TarnellSysTime local;
+    object.impl().GetAsDateTime(true, local);
+    EXPECT_TRUE(local.isLocal);
+    EXPECT_NE(local.hour, time.hour);
+    local.toGmtSysTime();
+    EXPECT_EQ(asText(local), asText(time));
+  }
+  EXPECT_EQ(TnoDateTime(TarnellSysTime{}).GetAsDateTime(1), std::nullopt);
+}
+
+}  // namespace
+}  // namespace keldane::mime

@@ -1,0 +1,191 @@
+#include "mime/encoded_word.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+#include "mime/content_coding.h"
+#include "mime/data_buffer.h"
+#include "mime/log_base.h"
+#include "mime/psdk.h"
+#include "mime/string_buffer.h"
+
+namespace keldane::mime {
+namespace {
+
+using std::literals::string_literals::operator""s;
+
+std::string toUtf8(std::string_view text) {
+  LogNull log;
+  StringBuffer value(text);
+  ContentCoding().QB_DecodeToUtf8(value, log);
+  return std::string(value.view());
+}
+
+TEST(EncodedWords, BecomeUtf8) {
+  struct {
+    const char* name;
+    const char* value;
+    std::string text;
+  } const rows[] = {
+      {"blank between words", "=?utf-8?Q?a_b?= =?utf-8?Q?c?=", "a bc"},
+      {"tab between words", "=?utf-8?Q?a?= \t =?utf-8?Q?b?=", "ab"},
+      {"latin", "=?iso-8859-1?Q?caf=E9?=", "caf\xC3\xA9"},
+      {"unknown charset", "=?bogus?B?QUJD?=", "ABC"},
+      {"unknown charset keeps its bytes", "=?bogus?Q?=E9?=", "\xE9"},
+      {"text on both sides", "x=?utf-8?B?QUJD?=y", "xABCy"},
+      {"blanks beside text stay", "a =?utf-8?Q?b?= c", "a b c"},
+      {"blanks alone at the end go", "=?utf-8?Q?b?=  ", "b"},
+      {"no end", "a =?utf-8?Q?no end", "a "},
+      {"no end behind a word", "=?utf-8?Q?a?= b =?utf-8?B?QUJD?", "a b "},
+      {"charset without an end", "a =?utf-8", "a "},
+      {"no second question mark", "a =?utf-8?Qabc", "a "},
+      {"nothing behind the charset", "a =?utf-8?", "a "},
+      {"empty payload",
+       "a=?utf-8?Q?"
+       "?=b",
+       "ab"},
+      {"payload that begins with an escape", "=?utf-8?Q?=41?=", "A"},
+      {"first end wins", "=?utf-8?Q?a?=b?=", "ab?="},
+      {"small letters", "=?UTF-8?q?a?==?UTF-8?b?QUJD?=", "aABC"},
+      {"any other encoding is Q", "=?utf-8?X?a=42?=", "aB"},
+      {"8bit means utf-8", "=?8BIT?Q?=C3=A9?=", "\xC3\xA9"},
+      {"character cut across words", "=?utf-8?B?w6nD?= =?utf-8?B?qQ==?=", "\xC3\xA9\xC3\xA9"},
+      {"NUL bytes go", "=?utf-8?Q?a=00b?=", "ab"},
+      {"short charset name is ANSI", "=?x?Q?=E9?=", "\xC3\xA9"},
+      {"undefined bytes go", "=?windows-1252?Q?a=81b?=", "ab"},
+      {"iso-2022-jp", "=?iso-2022-jp?B?GyRCRnxLXBsoQg==?=", "\xE6\x97\xA5\xE6\x9C\xAC"},
+      {"only blanks", "  \t", ""},
+      {"no word", " plain ", " plain "},
+      {"begins like a word", "a =? b", "a "},
+  };
+  TnSettings::setAnsiCodePage(1252);
+  for (const auto& row : rows) EXPECT_EQ(toUtf8(row.value), row.text) << row.name;
+  TnSettings::setAnsiCodePage(0);
+}
+
+TEST(EncodedWords, QDecoderDropsWhatMayNotStand) {
+  struct {
+    const char* name;
+    std::string text;
+    std::string bytes;
+  } const rows[] = {
+      {"underscore", "a_b", "a b"},
+      {"escape at the end", "a=4", "a=4"},
+      {"escape with one place", "=", "="},
+      {"bad digits", "=4G=zz", "=4G=zz"},
+      {"small digits", "=c3=a9", "\xC3\xA9"},
+      {"control bytes and question marks", "a\t\x01?b\x7F", "ab"},
+      {"high bytes from 160", "\x80\x9F\xA0\xFF", "\xA0\xFF"},
+  };
+  for (const auto& row : rows) {
+    DataBuffer out;
+    ContentCoding().Q_Decode(row.text.data(), row.text.size(), out);
+    EXPECT_EQ(out.view(), row.bytes) << row.name;
+  }
+}
+
+TEST(EncodedWords, KeepTheirCharsetWithoutConversion) {
+  DataBuffer out;
+  ContentCoding().QB_Decode(StringBuffer("x =?iso-8859-1?Q?=E9?= =?utf-8?Q?=C3=A9?="), out);
+  EXPECT_EQ(out.view(), "x \xE9\xC3\xA9");
+}
+
+TEST(EncodedWords, AreReportedWhenTheCharsetIsUnknown) {
+  _tnLogger log;
+  log.setVerbose(true);
+  StringBuffer value("=?bogus?B?QUJD?= =?bad?Q?x?=");
+  ContentCoding().QB_DecodeToUtf8(value, log);
+  StringBuffer story;
+  log.getText(story);
+  EXPECT_TRUE(story.containsSubstring("invalidBCharset: bogus")) << story.getString();
+  EXPECT_TRUE(story.containsSubstring("invalidQCharset: bad")) << story.getString();
+}
+
+TEST(EncodedWords, ShortFormActsOnMarkedTextsOnly) {
+  LogNull log;
+  struct {
+    const char* value;
+    bool isMarked;
+    const char* text;
+  } const rows[] = {
+      {"=?utf-8?Q?a?=", true, "a"},
+      {"=?utf-8?b?QQ==?=", true, "A"},
+      {"=?utf-8?X?a?=", false, "=?utf-8?X?a?="},
+      {"=?utf-8?X?a?= =?utf-8?q?b?=", true, "ab"},
+      {"a =?b", false, "a =?b"},
+      {"x?B?", true, "x?B?"},
+      {"????B", false, "????B"},
+      {"?Q", false, "?Q"},
+      {"", false, ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(hasEncodedWordMark(row.value), row.isMarked) << row.value;
+    StringBuffer value(row.value);
+    value.qbDecode(log);
+    EXPECT_EQ(value.view(), row.text) << row.value;
+  }
+}
+
+TEST(EncodedWords, EncodersWriteWordsThatDecode) {
+  LogNull log;
+  std::string text;
+  for (int c = 1; c < 256; ++c) text += static_cast<char>(c);
+  StringBuffer words;
+  ContentCoding().qEncodeData2(text.data(), text.size(), "utf-8", words);
+  words.appendChar(' ');
+  ContentCoding().bEncodeData2(text.data(), text.size(), "utf-8", words);
+  EXPECT_EQ(words.view().find_first_of("\r\n\t\""), std::string_view::npos);
+  EXPECT_EQ(toUtf8(words.view()), text + text);
+}
+
+TEST(StarEncoding, DecodesValuesWithAndWithoutALabel) {
+  struct {
+    const char* name;
+    const char* value;
+    const char* defaultCharset;
+    std::string text;
+    const char* label;
+  } const rows[] = {
+      {"utf-8", "utf-8''caf%C3%A9", "", "caf\xC3\xA9", "utf-8"},
+      {"latin", "iso-8859-1''caf%E9", "", "caf\xC3\xA9", "iso-8859-1"},
+      {"label in capitals", "ISO-8859-1''caf%E9", "", "caf\xC3\xA9", "iso-8859-1"},
+      {"unknown label", "bogus''caf%C3%A9", "", "caf\xC3\xA9", "bogus"},
+      {"a language hides the label", "utf-8'en'caf%C3%A9", "", "utf-8'en'caf\xC3\xA9", ""},
+      {"default", "caf%E9", "iso-8859-1", "caf\xC3\xA9", "iso-8859-1"},
+      {"unknown default", "caf%C3%A9", "bogus", "caf\xC3\xA9", "bogus"},
+      {"no default", "caf%C3%A9", "", "caf\xC3\xA9", ""},
+      {"bad escapes stay", "utf-8''100%25 %4 %zz%", "", "100% %4 %zz%", "utf-8"},
+      {"nothing", "", "", "", ""},
+  };
+  LogNull log;
+  for (const auto& row : rows) {
+    StringBuffer value(row.value);
+    StringBuffer out("<");
+    StringBuffer label("old");
+    ContentCoding().decodeStarEncoded(value, row.defaultCharset, out, label, log);
+    EXPECT_EQ(out.view(), "<" + row.text) << row.name;
+    EXPECT_EQ(label.view(), row.label) << row.name;
+  }
+}
+
+TEST(EncodedWords, HostileValuesTakeLinearTime) {
+  const auto start = std::chrono::steady_clock::now();
+  for (const char* unit : {"=?", "=?a?Q?", "=?utf-8?Q?a?=", "=?bogus?B?QQ==?= ", "?Q?", "'", "%4",
+                           "=?utf-8?B?", " ", "?="}) {
+    std::string text;
+    while (text.size() < 1000000) text += unit;
+    toUtf8(text);
+    LogNull log;
+    StringBuffer value(text);
+    StringBuffer out;
+    StringBuffer label;
+    ContentCoding().decodeStarEncoded(value, "", out, label, log);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+}  // namespace
+}  // namespace keldane::mime

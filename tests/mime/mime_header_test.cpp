@@ -1,0 +1,472 @@
+#include "mime/mime_header.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mime/byte_search.h"
+#include "mime/content_type.h"
+#include "mime/log_base.h"
+#include "mime/psdk.h"
+#include "mime/tn_charset.h"
+
+namespace keldane::mime {
+namespace {
+
+using std::literals::string_literals::operator""s;
+
+constexpr std::string_view kEnd = "\r\n\r\n";
+
+class MimeHeaderTest : public ::testing::Test {
+ protected:
+  void SetUp() override { TnSettings::setAnsiCodePage(1252); }
+  void TearDown() override { TnSettings::setAnsiCodePage(0); }
+
+  void load(std::string_view text, int known = 0, std::string_view clue = {}) {
+    StringBuffer clueName(clue);
+    header_.loadMimeHeaderText(text, MimeHeader::kTerminator, known, &clueName, log_);
+  }
+  std::string value(std::string_view name) {
+    StringBuffer out;
+    return header_.getMimeFieldUtf8(name, out, log_) ? std::string(out.view()) : "(none)";
+  }
+  /// All fields as "name=value|".
+  std::string fields() {
+    std::string all;
+    for (int i = 0; i < header_.getNumFields(); ++i) {
+      StringBuffer text;
+      header_.getFieldNameUtf8(i, text);
+      text.appendChar('=');
+      header_.getFieldValueUtf8(i, text);
+      all += std::string(text.view()) + "|";
+    }
+    return all;
+  }
+  std::string emitted(int codePage = 65001) {
+    StringBuffer out;
+    header_.getMimeHeader(out, {}, codePage, false, log_);
+    return std::string(out.view());
+  }
+
+  LogNull log_;
+  MimeHeader header_;
+};
+
+TEST_F(MimeHeaderTest, LinesBecomeFields) {
+  struct {
+    const char* name;
+    std::string text;
+    const char* fields;
+  } const rows[] = {
+      {"fold with a blank", "Subject: a\r\n b", "Subject=a b|"},
+      {"fold with a tab", "Subject: a\r\n\tb", "Subject=a\tb|"},
+      {"fold keeps all its blanks", "Subject: a\r\n \t b", "Subject=a \t b|"},
+      {"no blank behind the colon", "Subject:a", "Subject=a|"},
+      {"two blanks behind the colon", "Subject:  a ", "Subject=a|"},
+      {"empty value", "Subject:\r\nX: y", "Subject=|X=y|"},
+      {"value that begins on the next line", "Subject:\r\n a", "Subject=a|"},
+      {"blank inside a name", "foo bar: x", "foo-bar=x|"},
+      {"blank in front of the colon", "Subject : x", "Subject=x|"},
+      {"odd characters in a name", "a<b>\"c'd: x", "a-b--c-d=x|"},
+      {"colon in a value", "A: b: c", "A=b: c|"},
+      {"garbage is lost", "A: 1\r\nGarbage\r\nB: 2", "A=1|B=2|"},
+      {"garbage takes its folds along", "A: 1\r\nGarbage\r\n more\r\nB: 2", "A=1|B=2|"},
+      {"mbox lines anywhere", "From a@b\r\nA: 1\r\nFrom c@d\r\n 2\r\nFrom: x", "A=1 2|From=x|"},
+      {"first line is a fold", " A: 1\r\nB: 2", "A=1|B=2|"},
+      {"names repeat", "A: 1\r\na: 2", "A=1|a=2|"},
+      {"one content type stays", "Content-Type: a/b\r\nA: 1\r\ncontent-type: c/d",
+       "Content-Type=c/d|A=1|"},
+      {"CR alone", "A: 1\rB: 2", "A=1|B=2|"},
+      {"CR CR LF", "A: 1\r\r\n x: 2\r\nB: 3", "A=1|x=2|B=3|"},
+      {"mixed line ends", "A: 1\nB: 2\rC: 3\r\n 4\n 5", "A=1|B=2|C=3 4 5|"},
+      {"nothing", "", ""},
+  };
+  for (const auto& row : rows) {
+    load(row.text + std::string(kEnd) + "body: x");
+    EXPECT_EQ(fields(), row.fields) << row.name;
+  }
+}
+
+TEST_F(MimeHeaderTest, FindsItsEnd) {
+  struct {
+    const char* name;
+    std::string text;
+    const char* fields;
+  } const rows[] = {
+      {"double CRLF", "A: 1\r\nB: 2\r\n\r\nC: 3", "A=1|B=2|"},
+      {"LF CRLF", "A: 1\nB: 2\n\r\nC: 3", "A=1|B=2|"},
+      {"LF LF in front of LF CRLF", "A: 1\n\nB: 2\n\r\nC: 3", "A=1|"},
+      {"CRLF CR", "A: 1\r\nB: 2\r\n\rC: 3", "A=1|B=2|"},
+      {"LF LF", "A: 1\nB: 2\n\nC: 3", "A=1|B=2|"},
+      {"CR CR", "A: 1\rB: 2\r\rC: 3", "A=1|B=2|"},
+      {"none", "A: 1\r\nB: 2\r\nC: 3", "A=1|B=2|C=3|"},
+      {"CR CR LF is one line end without a terminator", "A: 1\r\r\nB: 2\r\r\n C: 3",
+       "A=1|B=2 C: 3|"},
+  };
+  for (const auto& row : rows) {
+    load(row.text);
+    EXPECT_EQ(fields(), row.fields) << row.name;
+  }
+  load(std::string_view());
+  EXPECT_EQ(header_.getNumFields(), 0);
+  header_.loadMimeHeaderText("A: 1\r\nB: 2\r\nC: 3", kEnd, 0, nullptr, log_, 10);
+  EXPECT_EQ(fields(), "A=1|B=2|");
+}
+
+TEST_F(MimeHeaderTest, DecidesTheCharset) {
+  struct {
+    const char* name;
+    std::string text;
+    int known;
+    const char* clue;
+    int codePage;
+    std::string subject;
+  } const rows[] = {
+      {"7-bit", "Subject: a", 0, "", 0, "a"},
+      {"7-bit whatever is known", "Subject: a", 65001, "koi8-r", 0, "a"},
+      {"word", "Subject: =?iso-8859-2?Q?=B1?=", 0, "", 28592, "\xC4\x85"},
+      {"word in a charset unknown", "Subject: =?bogus?Q?a?=", 0, "", 0, "a"},
+      {"word and UTF-8", "Subject: \xC3\xA9 =?iso-8859-2?Q?=B1?=", 0, "", 65001,
+       "\xC3\xA9 \xC4\x85"},
+      {"word and other bytes", "X: =?iso-8859-2?Q?a?=\r\nSubject: \xB1", 0, "", 28592, "\xC4\x85"},
+      {"mark without a word", "Subject: ?Q? \xE9", 0, "", 0, "?Q? \xC3\xA9"},
+      {"known", "Subject: \xE9", 28592, "koi8-r", 28592, "\xC3\xA9"},
+      {"UTF-8", "Subject: \xC3\xA9", 0, "koi8-r", 65001, "\xC3\xA9"},
+      {"label in the header", "X: windows-1251\r\nSubject: \xE9", 0, "koi8-u", 1251, "\xD0\xB9"},
+      {"digit of the label", "X: iso-8859-5\r\nSubject: \xE9", 0, "", 28595, "\xD1\x89"},
+      {"header label in capitals counts as one of the text", "X: ISO-8859-5\r\nSubject: \xE9", 0,
+       "", 28595, "\xD1\x89"},
+      {"koi8-u", "X: koi8-u\r\nSubject: \xA4", 0, "", 21866, "\xD1\x94"},
+      {"label in the body", "Subject: \xB1\xB1\r\n\r\n<meta charset=GB2312>", 0, "koi8-r", 936,
+       "\xE5\x8C\x97"},
+      {"order of the labels in the text", "Subject: \xE9\r\n\r\nkoi8-r windows-1253 iso-8859-7", 0,
+       "", 28597, "\xCE\xB9"},
+      {"iso-8859-1 is no evidence in the body", "Subject: \xE9\r\n\r\niso-8859-1", 0, "koi8-r",
+       20866, "\xD0\x98"},
+      {"clue", "Subject: \xE9", 0, "KOI8-R", 20866, "\xD0\x98"},
+      {"unknown clue", "Subject: \xE9", 0, "bogus", 1252, "\xC3\xA9"},
+      {"shape of UTF-8", "Subject: \xC3\xA9\r\nX: \xE9", 0, "", 65001, "\xC3\xA9"},
+      {"ANSI", "Subject: \xE9", 0, "", 1252, "\xC3\xA9"},
+      {"probable byte", "Subject: \xA9", 0, "", 1252, "\xC2\xA9"},
+      {"improbable byte", "Subject: \xB0", 0, "", 65001, "\xB0"},
+      {"one improbable of four", "Subject: \xB0\xE9\xE9\xE9", 0, "", 1252,
+       "\xC2\xB0\xC3\xA9\xC3\xA9\xC3\xA9"},
+      {"three improbable of ten", "Subject: \xB0\xB1\xB2 \xE9.\xE9.\xE9.\xE9.\xE9.\xE9.\xE9.", 0,
+       "", 65001, "\xB0\xB1\xB2 \xE9.\xE9.\xE9.\xE9.\xE9.\xE9.\xE9."},
+      {"BOM in a field", "Subject: \xEF\xBB\xBF\xC3\xA9\r\nX: \xE9\x8A\xE9\xE9\xE9", 28592, "",
+       28592, "\xC3\xA9"},
+      {"raw ISO-2022-JP", "Subject: \x1B$BF|K\\\x1B(B", 0, "", 65001, "\xE6\x97\xA5\xE6\x9C\xAC"},
+      {"raw ISO-2022-JP beside a word",
+       "X: =?iso-2022-jp?B?GyRCRnwbKEI=?=\r\nSubject: \x1B$BF|\x1B(B", 0, "", 65001,
+       "\xE6\x97\xA5"},
+      {"escape beside another word", "X: =?utf-8?Q?a?=\r\nSubject: \x1B$BF|\x1B(B", 0, "", 65001,
+       "\x1B$BF|\x1B(B"},
+  };
+  for (const auto& row : rows) {
+    load(row.text.find("\r\n\r\n") == std::string::npos ? row.text + std::string(kEnd) : row.text,
+         row.known, row.clue);
+    EXPECT_EQ(header_.getDetectedCP(), row.codePage) << row.name;
+    EXPECT_EQ(value("subject"), row.subject) << row.name;
+  }
+}
+
+TEST_F(MimeHeaderTest, TellsTheStoryOfTheDecision) {
+  _tnLogger log;
+  log.setVerbose(true);
+  header_.loadMimeHeaderText("Subject: \xB0\n\nbody", kEnd, 0, nullptr, log);
+  StringBuffer story;
+  log.getText(story);
+  std::size_t at = 0;
+  for (const char* line :
+       {"Found LFLF to terminate MIME header, but not CRLFCRLF.",
+        "No code page detected yet, check to see if header is valid ANSI...",
+        "All of the bytes are valid ANSI chars.", "Using utf-8 because of improbable ANSI bytes...",
+        "FinalCodePageDecision: 65001"}) {
+    at = story.view().find(line, at);
+    EXPECT_NE(at, std::string_view::npos) << line << " in " << story.getString();
+  }
+  _tnLogger silent;
+  header_.loadMimeHeaderText("Subject: \xB0\n\nbody", kEnd, 0, nullptr, silent);
+  story.clear();
+  silent.getText(story);
+  EXPECT_TRUE(story.isEmpty()) << story.getString();
+}
+
+TEST_F(MimeHeaderTest, ValuesByKind) {
+  struct {
+    const char* name;
+    const char* line;
+    const char* value;
+    MimeField::Kind kind;
+    bool allowsEncoding;
+  } const rows[] = {
+      {"word", "Subject: =?utf-8?Q?a?=", "a", MimeField::kPlain, true},
+      {"address keeps its words", "Resent-BCC: =?utf-8?Q?a?= <a@b>", "=?utf-8?Q?a?= <a@b>",
+       MimeField::kAddresses, true},
+      {"bounce address", "tnx-bounce-address: a@b", "a@b", MimeField::kAddresses, true},
+      {"no address field", "Delivered-To: =?utf-8?Q?a?=", "a", MimeField::kPlain, true},
+      {"decoded line ends go", "Subject: =?utf-8?Q?a=0D=0Ab?=", "ab", MimeField::kPlain, true},
+      {"tabs of a list", "Content-Disposition: a;\tb", "a; b", MimeField::kAttributes, true},
+      {"location", "Content-Location: a\tb", "a b", MimeField::kAttributes, true},
+      {"tabs of a plain field stay", "Received: a\tb", "a\tb", MimeField::kPlain, true},
+      {"received with a word", "Received: a\tb =?utf-8?Q?c?=", "a b c", MimeField::kPlain, false},
+      {"encoding with a word", "Content-Transfer-Encoding: =?utf-8?Q?8bit?=", "8bit",
+       MimeField::kPlain, false},
+      {"user agent", "User-Agent: x", "x", MimeField::kPlain, false},
+      {"word split over numbered names",
+       "Content-Type: a/b; name*0=\"=?utf-8?B?QU\"; size=1; name*1=\"JD?=\"",
+       "a/b; name=\"ABC\"; size=1", MimeField::kAttributes, true},
+      {"word split over numbered filenames",
+       "Content-Disposition: attachment; filename*0=\"=?utf-8?Q?a\";filename*1=\"_b\";"
+       "\tfilename*2=\"_c?=\"",
+       "attachment; filename=\"a b c\"", MimeField::kAttributes, true},
+      {"numbering with a gap", "Content-Type: a/b; name*0=\"=?utf-8?Q?a?=\"; name*2=\"b\"",
+       "a/b; name=\"a\"; name*2=\"b\"", MimeField::kAttributes, true},
+      {"part without a closing quote", "Content-Type: a/b; name*0=\"=?utf-8?Q?a?=\"; name*1=\"b",
+       "a/b; name=\"a\"; name*1=\"b", MimeField::kAttributes, true},
+      {"numbers out of order", "Content-Type: a/b; name*1=\"b?=\"; name*0=\"=?utf-8?Q?a\"",
+       "a/b; name=\"ab\"", MimeField::kAttributes, true},
+      {"no words, no joining", "Content-Type: a/b; name*0=\"a\"; name*1=\"b\"",
+       "a/b; name*0=\"a\"; name*1=\"b\"", MimeField::kAttributes, true},
+  };
+  for (const auto& row : rows) {
+    load(row.line + std::string(kEnd));
+    ASSERT_EQ(header_.getNumFields(), 1) << row.name;
+    const MimeField* field = header_.fieldAt(0);
+    EXPECT_EQ(field->value().view(), row.value) << row.name;
+    EXPECT_EQ(field->kind(), row.kind) << row.name;
+    EXPECT_EQ(field->allowsEncoding(), row.allowsEncoding) << row.name;
+  }
+}
+
+TEST_F(MimeHeaderTest, SubFieldsStandAsInTheValue) {
+  load("Content-Disposition: attachment; FileName = \"a;b\\\"c\"; x=1; x=2; name*=utf-8''y" +
+       std::string(kEnd));
+  struct {
+    const char* attr;
+    const char* value;
+  } const rows[] = {
+      {"filename", "a;b\\\"c"}, {"x", "1"},         {"name*", "utf-8''y"},
+      {"name", "(none)"},       {"file", "(none)"}, {"attachment", "(none)"},
+  };
+  for (const auto& row : rows) {
+    StringBuffer out;
+    const bool found = header_.getSubFieldUtf8("content-disposition", row.attr, out, log_);
+    EXPECT_EQ(found ? out.view() : "(none)", row.value) << row.attr;
+  }
+  StringBuffer out;
+  EXPECT_FALSE(header_.getSubFieldUtf8("content-type", "x", out, log_));
+}
+
+TEST_F(MimeHeaderTest, ChangesFields) {
+  load("To: a\r\nX: 1\r\nto: b\r\nX: 2\r\nTO: c" + std::string(kEnd));
+  EXPECT_TRUE(header_.hasField("tO"));
+  EXPECT_FALSE(header_.hasField("T"));
+  header_.collapseMultiple("to", log_);
+  EXPECT_EQ(fields(), "To=a,b,c|X=1|X=2|");
+  header_.replaceMimeFieldUtf8("x", "\t3\r\n ", log_);
+  header_.replaceMimeFieldUtf8("New", "=?utf-8?Q?n?=", log_);
+  EXPECT_EQ(fields(), "To=a,b,c|X=3|X=2|New=n|");
+  const MimeField* first = header_.getFirstAndRemoveDuplicates("X");
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->value().view(), "3");
+  EXPECT_EQ(fields(), "To=a,b,c|X=3|New=n|");
+  EXPECT_TRUE(header_.removeMimeField("to", false));
+  EXPECT_FALSE(header_.removeMimeField("to", true));
+  header_.insertMimeField(0, "X", "0", log_);
+  EXPECT_EQ(fields(), "X=0|X=3|New=n|");
+  EXPECT_TRUE(header_.removeMimeField("x", true));
+  EXPECT_EQ(fields(), "New=n|");
+  EXPECT_EQ(header_.getFirstAndRemoveDuplicates("x"), nullptr);
+}
+
+TEST_F(MimeHeaderTest, SecondContentTypeIsParsedWhenLinked) {
+  load("Content-Type: a/b" + std::string(kEnd));
+  _tnCharset charset;
+  _tnContentType type;
+  header_.setLinks(&charset, &type);
+  auto field = std::make_unique<MimeField>();
+  field->setMfContents("content-type", "Text/HTML; charset=latin1", header_.control(), log_);
+  header_.appendMf_noDupContentType(field.release(), log_);
+  EXPECT_EQ(fields(), "Content-Type=Text/HTML; charset=latin1|");
+  EXPECT_EQ(type.contentType().view(), "text/html");
+  EXPECT_EQ(charset.getCodePage(), 28591);
+}
+
+TEST_F(MimeHeaderTest, WritesOnlyWhatIsWanted) {
+  load("A: 1\r\nContent-Type: a/b\r\nContent-ID: <x>\r\nA: 2" + std::string(kEnd));
+  EXPECT_EQ(emitted(), "A: 1\r\nContent-Type: a/b\r\nContent-ID: <x>\r\nA: 2");
+  StringBuffer content;
+  header_.getMimeHeader(content, {}, 0, true, log_);
+  EXPECT_EQ(content.view(), "Content-Type: a/b\r\nContent-ID: <x>");
+  StringBuffer single;
+  header_.getMimeHeader(single, "a", 0, false, log_);
+  EXPECT_EQ(single.view(), "A: 1\r\nA: 2");
+}
+
+TEST_F(MimeHeaderTest, FoldsLongLines) {
+  const std::string w(20, 'w');
+  struct {
+    const char* name;
+    std::string line;
+    MimeField::Kind kind;
+    std::string folded;
+  } const rows[] = {
+      {"78 characters", std::string(39, 'a') + ' ' + std::string(38, 'b'), MimeField::kPlain,
+       std::string(39, 'a') + ' ' + std::string(38, 'b')},
+      {"blank from column 69", std::string(68, 'a') + " b c " + w, MimeField::kPlain,
+       std::string(68, 'a') + " b\r\n c " + w},
+      {"lists fold earlier", "A: " + std::string(30, 'x') + "; " + w + "; " + w + w,
+       MimeField::kAttributes, "A: " + std::string(30, 'x') + ";\r\n " + w + "; " + w + w},
+      {"not inside quotes", "A: \"" + std::string(70, 'x') + " y\" z " + w, MimeField::kPlain,
+       "A: \"" + std::string(70, 'x') + " y\"\r\n z " + w},
+      {"never before a bracket", std::string(80, 'x') + " > y", MimeField::kPlain,
+       std::string(80, 'x') + " >\r\n y"},
+      {"no blank, no fold", std::string(200, 'x'), MimeField::kPlain, std::string(200, 'x')},
+  };
+  for (const auto& row : rows) {
+    StringBuffer out;
+    appendWithFolding(row.line, row.kind, out);
+    EXPECT_EQ(out.view(), row.folded) << row.name;
+  }
+}
+
+TEST_F(MimeHeaderTest, EncodesWhatIsNot7Bit) {
+  struct {
+    const char* name;
+    std::string line;
+    int codePage;
+    std::string written;
+  } const rows[] = {
+      {"in the message's charset", "Subject: un caf\xC3\xA9", 28591,
+       "Subject: =?iso-8859-1?Q?un_caf=E9?="},
+      {"a charset that cannot hold it", "Subject: fifty \xE2\x82\xAC", 28591,
+       "Subject: =?utf-8?Q?fifty_=E2=82=AC?="},
+      {"no charset", "Subject: \xD0\x9F\xD1\x80\xD0\xB8", 0, "Subject: =?utf-8?B?0J/RgNC4?="},
+      {"us-ascii", "Subject: un caf\xC3\xA9", 20127, "Subject: =?utf-8?Q?un_caf=C3=A9?="},
+      {"only the name of an address", "To: J\xC3\xB6rg D <j@d.e>, \"Xxxx, \xC3\xA9\" <x@y.z>",
+       65001, "To: =?utf-8?Q?J=C3=B6rg_D?= <j@d.e>, =?utf-8?Q?Xxxx=2C_=C3=A9?= <x@y.z>"},
+      {"an address itself", "To: j\xC3\xB6@d.e", 65001, "To: j\xC3\xB6@d.e"},
+      {"inside the quotes of an attribute",
+       "Content-Disposition: attachment; filename=\"a \xC3\xA9.txt\"", 65001,
+       "Content-Disposition: attachment; filename=\"=?utf-8?Q?a_=C3=A9=2Etxt?=\""},
+      {"unquoted attribute", "Content-Disposition: attachment; filename=\xC3\xA9; size=1", 65001,
+       "Content-Disposition: attachment; filename=\"=?utf-8?B?w6k=?=\"; size=1"},
+      {"location", "Content-Location: http://x/\xC3\xA9?a=b", 65001,
+       "Content-Location: =?utf-8?Q?http=3A//x/=C3=A9=3Fa=3Db?="},
+      {"words are left", "To: =?utf-8?Q?a?= \xC3\xA9 <a@b>", 65001,
+       "To: =?utf-8?Q?a?= \xC3\xA9 <a@b>"},
+      {"not allowed", "User-Agent: \xC3\xA9", 65001, "User-Agent: \xC3\xA9"},
+  };
+  for (const auto& row : rows) {
+    load(row.line + std::string(kEnd), 65001);
+    EXPECT_EQ(emitted(row.codePage), row.written) << row.name;
+  }
+}
+
+// What is written is read back as the same values, whatever they hold and in whatever charset.
+TEST_F(MimeHeaderTest, ReadsBackWhatItWrote) {
+  std::string cyrillic;
+  for (int i = 0; i < 60; ++i) cyrillic += "\xD0\x9F\xD1\x80\xD0\xB8 ";
+  std::string latin;
+  for (int i = 0; i < 60; ++i) latin += "caf\xC3\xA9  au lait, ";
+  const std::vector<std::string> values = {
+      "plain",
+      "",
+      cyrillic,
+      latin,
+      std::string(500, 'x'),
+      "a  b" + std::string(90, ' ') + "c",
+      "\xB0 raw byte",
+      "\xF0\x9F\x98\x80 smile",
+      "=5F_? odd \xC3\xA9",
+      "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E " + std::string(200, 'y')};
+  for (const int codePage : {65001, 28591, 20866, 50220, 936, 0}) {
+    for (const std::string& each : values) {
+      for (const char* name : {"Subject", "Content-Location", "Comments"}) {
+        header_.clear();
+        header_.addMimeField(name, each, log_);
+        const std::string before = value(name);
+        const std::string text = emitted(codePage);
+        EXPECT_TRUE(isAllAscii(text)) << text;
+        load(text + std::string(kEnd), 65001);
+        ASSERT_EQ(header_.getNumFields(), 1) << text;
+        EXPECT_EQ(value(name), before) << codePage << '\n' << text;
+      }
+    }
+  }
+  const std::string quoted = "attachment; filename=\"" + latin + "\\\"x\"; size=1; b=\"c;d\"";
+  header_.clear();
+  header_.addMimeField("Content-Disposition", quoted, log_);
+  load(emitted() + std::string(kEnd));
+  EXPECT_EQ(value("content-disposition"), quoted);
+}
+
+TEST_F(MimeHeaderTest, KeepsEncodedLinesShort) {
+  std::string text;
+  for (int i = 0; i < 100; ++i)
+    text +=
+        "\xD0\x9F\xE2\x82\xAC"
+        "a ";
+  for (const char* name : {"Subject", "To", "X-A-Rather-Long-Name-For-A-Field-Of-A-Message"}) {
+    header_.clear();
+    header_.addMimeField(name, text + "<a@b>", log_);
+    const std::string written = emitted();
+    std::size_t begin = 0;
+    while (begin < written.size()) {
+      const std::size_t end = std::min(written.find("\r\n", begin), written.size());
+      EXPECT_LE(end - begin, 78U) << written;
+      begin = end + 2;
+    }
+  }
+}
+
+TEST_F(MimeHeaderTest, ValuesOpenNoFieldsOfTheirOwn) {
+  header_.addMimeField("To", "a@b\r\nBcc: c@d", log_);
+  header_.addMimeField("X", "a\r\nBcc: c@d", log_);
+  load(emitted() + std::string(kEnd));
+  EXPECT_FALSE(header_.hasField("bcc"));
+}
+
+TEST_F(MimeHeaderTest, HostileHeadersTakeLinearTime) {
+  const auto repeated = [](std::string_view unit, std::size_t size) {
+    std::string text;
+    while (text.size() < size) text += unit;
+    return text;
+  };
+  std::string numbered = "Content-Type: a/b; x=\"?B?\"";
+  for (int i = 0; i < 1000; ++i) numbered += "; name*" + std::to_string(i) + "=\"x\"";
+  const std::string texts[] = {
+      repeated("a\r\n", 1000000),
+      repeated("a: b\r\n", 1000000),
+      "Subject: x" + repeated("\r\n a", 3000000),
+      "Subject: x" + repeated("\n\t\xE9", 3000000),
+      "Subject: x" + repeated("\r ", 1000000),
+      repeated("\r\r\n", 1000000),
+      repeated("To: a\r\nX: b\r\n", 1000000),
+      repeated("A: b\r\nContent-Type: a/b\r\n", 1000000),
+      "Subject: " + repeated("=?a?Q?b?= ", 1000000),
+      "Content-Type: a/b; name*0=\"?B?" + repeated("name*1=\"", 1000000),
+      "Subject: \xE9" + repeated("windows-125", 1000000),
+      "Subject: \xE9" + repeated("\xEF\xBB\xBF", 1000000),
+      "To: " + repeated("\"\xC3\xA9", 1000000),
+      "Content-Disposition: " + repeated("a=\xC3\xA9;", 1000000),
+      "Subject: \xC3\xA9" + repeated("a \"", 1000000),
+      numbered,
+  };
+  const auto start = std::chrono::steady_clock::now();
+  for (const std::string& text : texts) {
+    load(text + std::string(kEnd));
+    header_.collapseMultiple("to", log_);
+    header_.removeMimeField("A", true);
+    emitted();
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+}  // namespace
+}  // namespace keldane::mime

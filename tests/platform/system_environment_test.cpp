@@ -1,0 +1,56 @@
+#include "platform/system_environment.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace keldane {
+namespace {
+
+TEST(SystemEnvironment, TellsArgumentsAndVariables) {
+  std::string program = "keldane";
+  std::string first = "1";
+  char* argv[] = {program.data(), first.data(), nullptr};
+  const SystemEnvironment environment(2, argv);
+  EXPECT_EQ(environment.arguments(), (std::vector<std::string>{"keldane", "1"}));
+  EXPECT_FALSE(environment.variable("KELDANE_NO_SUCH_VARIABLE"));
+  EXPECT_TRUE(environment.temporaryFolder().ends_with('/'));
+}
+
+TEST(SystemEnvironment, NamesNothingTwice) {
+  SystemEnvironment one(0, nullptr);
+  SystemEnvironment other(0, nullptr);
+  const std::string first = one.uniqueString();
+  EXPECT_NE(first, one.uniqueString());
+  EXPECT_NE(first, other.uniqueString());
+  EXPECT_EQ(first.find('/'), std::string::npos);
+}
+
+TEST(SystemEnvironment, FindsTheVersionInTheSystemsFiles) {
+  EXPECT_EQ(macVersionFrom("<dict>\n<key>ProductUserVisibleVersion</key>\n\t<string>14.1</string>"
+                           "<key>ProductVersion</key><string>9</string>"),
+            "14.1");
+  EXPECT_EQ(macVersionFrom("<dict><key>ProductVersion</key><string>9</string></dict>"), "");
+  EXPECT_EQ(linuxVersionFrom("NAME=\"X\"\nVERSION_ID=\"12\"\n"), "12");
+  EXPECT_EQ(linuxVersionFrom("VERSION_ID=rolling\r\n"), "rolling");
+  EXPECT_EQ(linuxVersionFrom("MY_VERSION_ID=1\n"), "");
+}
+
+TEST(LocalDateTime, FollowsTheTimeZone) {
+  const char* zone = std::getenv("TZ");
+  const std::string before = zone == nullptr ? "" : zone;
+  ::setenv("TZ", "UTC-2", 1);
+  ::tzset();
+  EXPECT_EQ(localDateTime(1700000000), "2023-11-15 00:13:20");
+  if (zone == nullptr) {
+    ::unsetenv("TZ");
+  } else {
+    ::setenv("TZ", before.c_str(), 1);
+  }
+  ::tzset();
+}
+
+}  // namespace
+}  // namespace keldane

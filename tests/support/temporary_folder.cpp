@@ -1,0 +1,54 @@
+#include "tests/support/temporary_folder.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+
+#include <gtest/gtest.h>
+
+namespace keldane {
+
+namespace fs = std::filesystem;
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (fs::temp_directory_path() / "keldane-test-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  // Resolved, so that a path which a program has worked out can be compared with it.
+  path_ = fs::canonical(name).string();
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+std::string TemporaryFolder::operator/(std::string_view name) const {
+  return path_ + "/" + std::string(name);
+}
+
+std::string TemporaryFolder::write(std::string_view name, std::string_view bytes) const {
+  const fs::path path = *this / name;
+  fs::create_directories(path.parent_path());
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  EXPECT_TRUE(file) << path;
+  return path.string();
+}
+
+std::string TemporaryFolder::writeScript(std::string_view name, std::string_view body) const {
+  const std::string path = write(name, "#!/bin/sh\n" + std::string(body));
+  fs::permissions(path, fs::perms::owner_all);
+  return path;
+}
+
+std::string TemporaryFolder::read(std::string_view name) const {
+  std::ifstream file(*this / name, std::ios::binary);
+  EXPECT_TRUE(file) << name;
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace keldane

@@ -1,0 +1,134 @@
+#include "tests/support/test_server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <utility>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "app/server_process.h"
+
+namespace keldane {
+namespace {
+
+constexpr int kLockSeconds = 60;
+constexpr int kOrphanSeconds = 30;
+
+[[noreturn]] void giveUp(const std::string& text) {
+  std::fprintf(stderr, "test server: %s\n", text.c_str());
+  std::exit(1);
+}
+
+/// A data folder as a first start leaves it, kept in the build folder for all test programs.
+std::string dataTemplate() {
+  const std::string folder = KELDANE_TEST_SERVER_FOLDER;
+  const std::string data = folder + "/Server/data";
+  std::filesystem::create_directories(folder);
+  const Result<FileLock> lock = FileLock::take(folder + "/lock", kLockSeconds);
+  if (!lock) giveUp(lock.error());
+  const std::string ready = folder + "/ready";
+  if (std::filesystem::exists(ready)) return data;
+  std::filesystem::remove_all(folder + "/Server");
+  ProcessToolRunner tools;
+  SystemEnvironment environment(0, nullptr);
+  LocalServer server(quickServerOptions(folder + "/Server"), tools, environment);
+  if (const auto started = server.start(); !started) giveUp(started.error());
+  if (const auto stopped = server.stop(); !stopped) giveUp(stopped.error());
+  if (std::FILE* mark = std::fopen(ready.c_str(), "w")) std::fclose(mark);
+  return data;
+}
+
+}  // namespace
+
+LocalServer::Options quickServerOptions(const std::string& folder) {
+  LocalServer::Options options;
+  options.folder = folder;
+  options.idleSeconds = kOrphanSeconds;
+  options.startSeconds = 60;
+  options.extraSettings = {"innodb_buffer_pool_size = 32M",
+                           "loose_innodb_log_file_size = 16M",
+                           "loose_innodb_redo_log_capacity = 32M",
+                           "innodb_flush_log_at_trx_commit = 0",
+                           "loose_debug_no_sync = ON",
+                           "innodb_flush_method = nosync",
+                           "innodb_use_native_aio = 0",
+                           "innodb_doublewrite = 0",
+                           "innodb_buffer_pool_dump_at_shutdown = 0",
+                           "innodb_buffer_pool_load_at_startup = 0",
+                           "innodb_fast_shutdown = 2"};
+  return options;
+}
+
+void layDataFolder(const LocalServer::Options& options) {
+  std::filesystem::create_directories(options.folder);
+  std::filesystem::copy(dataTemplate(), options.folder + "/data",
+                        std::filesystem::copy_options::recursive);
+}
+
+TestServer& TestServer::shared() {
+  static TestServer server;
+  return server;
+}
+
+TestServer::TestServer()
+    : environment_(0, nullptr),
+      server_(quickServerOptions(folder_ / "Server"), tools_, environment_) {
+  layDataFolder(quickServerOptions(folder_ / "Server"));
+  start();
+}
+
+TestServer::~TestServer() {
+  // Its data goes with the folder, so there is nothing to end in order.
+  const int process = server_.status().processId;
+  if (process <= 0) return;
+  ::kill(process, SIGKILL);
+  while (!hasEnded(process)) ::usleep(1000);
+}
+
+void TestServer::start() {
+  if (const auto started = server_.start(); !started) giveUp(started.error());
+}
+
+ServerAddress TestServer::address() const {
+  ServerAddress address;
+  address.host = "localhost";
+  address.user = "root";
+  address.socket = server_.socketPath();
+  return address;
+}
+
+std::unique_ptr<ServerSession> TestServer::connect() const {
+  auto session = makeMysqlSession();
+  session->init();
+  if (!session->connect(address())) giveUp(session->error());
+  return session;
+}
+
+std::string TestServer::freshDatabase(const std::string& prefix) {
+  return prefix + "_" + std::to_string(++databases_);
+}
+
+std::string TestServer::value(const std::string& sql) const {
+  const auto session = connect();
+  if (!session->query(sql)) {
+    ADD_FAILURE() << sql << ": " << session->error();
+    return {};
+  }
+  return fetchFirstCell(*session);
+}
+
+std::string TestServer::dataFolder() const { return server_.status().dataFolder; }
+
+void TestServer::kill() {
+  const int process = server_.status().processId;
+  if (process <= 0) giveUp("it does not run and cannot be killed");
+  ::kill(process, SIGKILL);
+  while (!hasEnded(process)) ::usleep(1000);
+}
+
+void TestServer::restart() { start(); }
+
+}  // namespace keldane
