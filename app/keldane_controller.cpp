@@ -66,6 +66,7 @@ void KeldaneController::wireDatabase() {
             settings_->savePreferences();
             settings_->getPrefs();
           },
+      .forgetDatabase = [this](const std::string& name) { settings_->forgetDatabase(name); },
   });
 }
 
@@ -101,6 +102,8 @@ void KeldaneController::wireConnections() {
 
 void KeldaneController::wireSettings() {
   Settings::Callbacks callbacks;
+  callbacks.markFirstRun = [this] { connections_->firstRun = true; };
+  callbacks.makeWorkFolder = [this] { makeWorkFolder(); };
   callbacks.loadRulesAndSearches = [this] {
     const PlistValue* rules = prefs_->find("tagRules");
     if (rules != nullptr && rules->array() != nullptr) {

@@ -72,7 +72,8 @@ wait_timeout = 31536000
 interactive_timeout = 31536000
 )";
 
-/// old_mode: with its default "utf8" is the character set of three bytes that has no place for emoji.
+/// old_mode: with its default "utf8" is the character set of three bytes that has no place for
+/// emoji.
 constexpr std::string_view kMariadbSettings = R"(loose_old_mode =
 aria_pagecache_buffer_size = 8M
 )";

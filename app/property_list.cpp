@@ -1,161 +1,172 @@
 #include "app/property_list.h"
 
-#include <array>
-#include <cmath>
-#include <cstdio>
-#include <limits>
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <memory>
 
 #include <fmt/format.h>
+#include <plist/plist.h>
 
-#include "app/plist_readers.h"
 #include "base/text.h"
 
 namespace keldane {
 namespace {
 
-constexpr std::string_view kHead =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n";
-constexpr std::string_view kTail = "</plist>\n";
-constexpr double kPastIntegers = 9223372036854775808.0;  ///< 2^63
+struct FreePlist {
+  void operator()(void* node) const { plist_free(node); }
+};
+using OwnedPlist = std::unique_ptr<void, FreePlist>;
 
-std::string escaped(std::string_view text) {
-  std::string result = toUtf8(text);
-  replaceAll(result, "&", "&amp;");
-  replaceAll(result, "<", "&lt;");
-  replaceAll(result, ">", "&gt;");
-  replaceAll(result, "\r", "&#13;");
-  // XML has no way at all to hold this one.
-  replaceAll(result, std::string_view("\0", 1), "\xEF\xBF\xBD");
-  return result;
+/// A text that the library has allocated.
+std::string takeText(char* text) {
+  std::string copy = text != nullptr ? text : "";
+  std::free(text);
+  return copy;
 }
 
-std::string base64(std::string_view bytes) {
-  constexpr std::string_view kDigits =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
-    unsigned bits = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      bits = (bits << 8U) | (i < count ? static_cast<unsigned char>(bytes[at + i]) : 0U);
+Result<PlistValue> fromNode(plist_t node, int depth);
+
+Result<PlistValue> arrayFrom(plist_t node, int depth) {
+  PlistArray array;
+  const std::uint32_t size = plist_array_get_size(node);
+  array.reserve(size);
+  for (std::uint32_t i = 0; i < size; ++i) {
+    Result<PlistValue> item = fromNode(plist_array_get_item(node, i), depth + 1);
+    if (!item) return item;
+    array.push_back(std::move(*item));
+  }
+  return PlistValue{std::move(array)};
+}
+
+Result<PlistValue> dictFrom(plist_t node, int depth) {
+  PlistDict dict;
+  plist_dict_iter iterator = nullptr;
+  plist_dict_new_iter(node, &iterator);
+  const std::unique_ptr<void, decltype(&std::free)> freeIterator(iterator, std::free);
+  while (true) {
+    char* key = nullptr;
+    plist_t child = nullptr;
+    plist_dict_next_item(node, iterator, &key, &child);
+    if (child == nullptr) break;
+    const std::string name = takeText(key);
+    Result<PlistValue> value = fromNode(child, depth + 1);
+    if (!value) return value;
+    dict.insert_or_assign(name, std::move(*value));
+  }
+  return PlistValue{std::move(dict)};
+}
+
+PlistValue opaqueFrom(plist_t node) {
+  PlistOpaque opaque;
+  if (plist_get_node_type(node) == PLIST_DATA) {
+    opaque.kind = PlistOpaque::Kind::data;
+    char* bytes = nullptr;
+    std::uint64_t length = 0;
+    plist_get_data_val(node, &bytes, &length);
+    if (bytes != nullptr) opaque.bytes.assign(bytes, length);
+    std::free(bytes);
+  } else if (plist_get_node_type(node) == PLIST_DATE) {
+    opaque.kind = PlistOpaque::Kind::date;
+    std::int32_t seconds = 0;
+    std::int32_t microseconds = 0;
+    plist_get_date_val(node, &seconds, &microseconds);
+    opaque.bytes = fmt::format("{}.{:06}", seconds, microseconds);
+  } else {
+    opaque.kind = PlistOpaque::Kind::uid;
+    std::uint64_t uid = 0;
+    plist_get_uid_val(node, &uid);
+    opaque.bytes = fmt::format("{}", uid);
+  }
+  return {std::move(opaque)};
+}
+
+Result<PlistValue> fromNode(plist_t node, int depth) {
+  if (depth > kPlistMostDepth) return Failure{"the property list is nested too deeply"};
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t on = 0;
+      plist_get_bool_val(node, &on);
+      return PlistValue{on != 0};
     }
-    for (std::size_t i = 0; i < 4; ++i) {
-      text += i <= count ? kDigits[(bits >> (18 - 6 * i)) & 0x3FU] : '=';
+    case PLIST_UINT: {
+      std::uint64_t number = 0;
+      plist_get_uint_val(node, &number);
+      return PlistValue{static_cast<std::int64_t>(number)};
     }
-  }
-  return text;
-}
-
-std::string realText(double value) {
-  if (std::isnan(value)) return "nan";
-  if (std::isinf(value)) return value < 0 ? "-infinity" : "+infinity";
-  return fmt::format("{}", value);
-}
-
-/// "2023-02-03T04:05:06Z" out of seconds since 2001.
-std::string dateText(std::string_view secondsText) {
-  std::int64_t seconds = std::strtoll(std::string(secondsText).c_str(), nullptr, 10) + kPlistEpoch;
-  std::int64_t days = seconds / 86400;
-  seconds %= 86400;
-  if (seconds < 0) {
-    seconds += 86400;
-    --days;
-  }
-  // Years that begin in March, in eras of 400 of them.
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t yearOfEra =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t marchMonth = (5 * dayOfYear + 2) / 153;
-  const std::int64_t day = dayOfYear - (153 * marchMonth + 2) / 5 + 1;
-  const std::int64_t month = marchMonth < 10 ? marchMonth + 3 : marchMonth - 9;
-  const std::int64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
-  return fmt::format("{}{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", year < 0 ? "-" : "",
-                     year < 0 ? -year : year, month, day, seconds / 3600, seconds / 60 % 60,
-                     seconds % 60);
-}
-
-/// Writes one value after another behind a text; notes a value that the form cannot hold.
-class XmlWriter {
- public:
-  explicit XmlWriter(std::string& out) : out_(out) {}
-
-  [[nodiscard]] const std::string& fault() const { return fault_; }
-
-  void write(const PlistValue& value, int depth) {
-    if (depth > kPlistMostDepth) {
-      fault_ = "the property list is too deep";
-      return;
+    case PLIST_REAL: {
+      double number = 0;
+      plist_get_real_val(node, &number);
+      return PlistValue{number};
     }
-    depth_ = depth;
-    std::visit([this](const auto& held) { writeHeld(held); }, value.value);
-    depth_ = depth;
+    case PLIST_STRING: {
+      char* text = nullptr;
+      plist_get_string_val(node, &text);
+      return PlistValue{takeText(text)};
+    }
+    case PLIST_ARRAY:
+      return arrayFrom(node, depth);
+    case PLIST_DICT:
+      return dictFrom(node, depth);
+    case PLIST_DATA:
+    case PLIST_DATE:
+    case PLIST_UID:
+      return opaqueFrom(node);
+    default:
+      return Failure{"the property list holds a value of an unknown kind"};
   }
+}
 
- private:
-  void line(std::string_view text) {
-    out_.append(static_cast<std::size_t>(depth_), '\t').append(text).append("\n");
+/// How deep the lists and dictionaries of an XML text go. The library follows them with the stack, so
+/// a damaged or hostile file is turned away before it gets there.
+int xmlNesting(std::string_view text) {
+  int depth = 0;
+  int deepest = 0;
+  for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
+    const std::string_view tag = text.substr(at + 1, 6);
+    if (tag.starts_with("dict>") || tag.starts_with("array>")) deepest = std::max(deepest, ++depth);
+    if (tag.starts_with("/dict>") || tag.starts_with("/array")) --depth;
   }
-  void element(std::string_view name, std::string_view content) {
-    line(fmt::format("<{0}>{1}</{0}>", name, content));
+  return deepest;
+}
+
+struct NodeMaker {
+  plist_t operator()(const std::string& text) const { return plist_new_string(text.c_str()); }
+  // The library keeps negative numbers in the same 64 bits and writes them signed.
+  plist_t operator()(std::int64_t number) const {
+    return plist_new_uint(static_cast<std::uint64_t>(number));
   }
-
-  void writeHeld(const std::string& text) { element("string", escaped(text)); }
-  void writeHeld(std::int64_t number) { element("integer", std::to_string(number)); }
-  void writeHeld(double number) { element("real", realText(number)); }
-  void writeHeld(bool yes) { line(yes ? "<true/>" : "<false/>"); }
-
-  void writeHeld(const PlistArray& array) {
-    if (array.empty()) return line("<array/>");
-    line("<array>");
-    const int depth = depth_;
-    for (const PlistValue& item : array) write(item, depth + 1);
-    depth_ = depth;
-    line("</array>");
+  plist_t operator()(double number) const { return plist_new_real(number); }
+  plist_t operator()(bool on) const { return plist_new_bool(on ? 1 : 0); }
+  plist_t operator()(const PlistArray& array) const {
+    plist_t node = plist_new_array();
+    for (const PlistValue& item : array) plist_array_append_item(node, std::visit(*this, item.value));
+    return node;
   }
-
-  void writeHeld(const PlistDict& dict) {
-    if (dict.empty()) return line("<dict/>");
-    line("<dict>");
-    const int depth = depth_;
+  plist_t operator()(const PlistDict& dict) const {
+    plist_t node = plist_new_dict();
     for (const auto& [key, item] : dict) {
-      depth_ = depth + 1;
-      element("key", escaped(key));
-      write(item, depth + 1);
+      plist_dict_set_item(node, key.c_str(), std::visit(*this, item.value));
     }
-    depth_ = depth;
-    line("</dict>");
+    return node;
   }
-
-  void writeHeld(const PlistOpaque& opaque) {
+  plist_t operator()(const PlistOpaque& opaque) const {
     switch (opaque.kind) {
       case PlistOpaque::Kind::data:
-        return element("data", base64(opaque.bytes));
-      case PlistOpaque::Kind::date:
-        return element("date", dateText(opaque.bytes));
-      case PlistOpaque::Kind::number:
-        return element("integer", escaped(opaque.bytes));
+        return plist_new_data(opaque.bytes.data(), opaque.bytes.size());
+      case PlistOpaque::Kind::date: {
+        const std::size_t point = opaque.bytes.find('.');
+        return plist_new_date(leadingInt(opaque.bytes),
+                              point == std::string::npos ? 0
+                                                         : leadingInt(opaque.bytes.substr(point + 1)));
+      }
       case PlistOpaque::Kind::uid:
-        // As the form has it for what only binary lists hold.
-        line("<dict>");
-        ++depth_;
-        element("key", "CF$UID");
-        element("integer", escaped(opaque.bytes));
-        --depth_;
-        return line("</dict>");
-      case PlistOpaque::Kind::null:
-        fault_ = "a null value has no XML form";
+        break;
     }
+    std::uint64_t uid = 0;
+    std::from_chars(opaque.bytes.data(), opaque.bytes.data() + opaque.bytes.size(), uid);
+    return plist_new_uid(uid);
   }
-
-  std::string& out_;
-  int depth_ = 0;
-  std::string fault_;
 };
 
 bool beginsWithNumber(std::string_view text) {
@@ -167,51 +178,57 @@ bool beginsWithNumber(std::string_view text) {
 }  // namespace
 
 std::optional<std::string> PlistValue::text() const {
-  if (const auto* held = std::get_if<std::string>(&value)) return *held;
-  if (const auto* held = std::get_if<std::int64_t>(&value)) return std::to_string(*held);
-  if (const auto* held = std::get_if<double>(&value)) return realText(*held);
-  if (const auto* held = std::get_if<bool>(&value)) return *held ? "1" : "0";
+  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return fmt::format("{}", *number);
+  if (const auto* number = std::get_if<double>(&value)) return fmt::format("{}", *number);
+  if (const auto* on = std::get_if<bool>(&value)) return *on ? "1" : "0";
   return std::nullopt;
 }
 
 std::optional<std::int64_t> PlistValue::integer() const {
-  if (const auto* held = std::get_if<std::int64_t>(&value)) return *held;
-  if (const auto* held = std::get_if<bool>(&value)) return *held ? 1 : 0;
-  if (const auto* held = std::get_if<double>(&value)) {
-    if (!(std::abs(*held) < kPastIntegers)) return std::nullopt;
-    return static_cast<std::int64_t>(*held);
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
+  if (const auto* on = std::get_if<bool>(&value)) return *on ? 1 : 0;
+  if (const auto* number = std::get_if<double>(&value)) {
+    if (!(*number > -9e18 && *number < 9e18)) return std::nullopt;
+    return static_cast<std::int64_t>(*number);
   }
-  const auto* held = std::get_if<std::string>(&value);
-  if (held == nullptr || !beginsWithNumber(*held)) return std::nullopt;
-  return leadingInt(*held);
+  if (const auto* text = std::get_if<std::string>(&value); text && beginsWithNumber(*text)) {
+    return leadingInt(*text);
+  }
+  return std::nullopt;
 }
 
 std::optional<double> PlistValue::real() const {
-  if (const auto* held = std::get_if<double>(&value)) return *held;
-  if (const auto* held = std::get_if<std::int64_t>(&value)) return static_cast<double>(*held);
-  const auto* held = std::get_if<std::string>(&value);
-  if (held == nullptr || !beginsWithNumber(*held)) return std::nullopt;
-  return leadingDouble(*held);
+  if (const auto* number = std::get_if<double>(&value)) return *number;
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return static_cast<double>(*number);
+  if (const auto* text = std::get_if<std::string>(&value); text && beginsWithNumber(*text)) {
+    return leadingDouble(*text);
+  }
+  return std::nullopt;
 }
 
 const PlistArray* PlistValue::array() const { return std::get_if<PlistArray>(&value); }
 
 const PlistDict* PlistValue::dict() const { return std::get_if<PlistDict>(&value); }
 
-PlistValue plistDate(std::int64_t seconds, int microseconds) {
-  return {PlistOpaque{PlistOpaque::Kind::date, fmt::format("{}.{:06}", seconds, microseconds)}};
-}
-
 Result<PlistValue> parsePlist(std::string_view bytes) {
-  return bytes.starts_with(kBinaryPlistMark) ? parseBinaryPlist(bytes) : parseXmlPlist(bytes);
+  plist_t raw = nullptr;
+  if (bytes.size() < kPlistMostBytes && xmlNesting(bytes) <= kPlistMostDepth) {
+    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &raw);
+  }
+  const OwnedPlist root(raw);
+  if (!root) return Failure{"this is not a property list"};
+  return fromNode(root.get(), 0);
 }
 
 Result<std::string> plistToXml(const PlistValue& value) {
-  std::string text(kHead);
-  XmlWriter writer(text);
-  writer.write(value, 0);
-  if (!writer.fault().empty()) return Failure{writer.fault()};
-  text += kTail;
+  const OwnedPlist root(std::visit(NodeMaker{}, value.value));
+  char* xml = nullptr;
+  std::uint32_t length = 0;
+  if (root) plist_to_xml(root.get(), &xml, &length);
+  if (xml == nullptr) return Failure{"the property list could not be written"};
+  std::string text(xml, length);
+  plist_to_xml_free(xml);
   return text;
 }
 

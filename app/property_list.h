@@ -18,10 +18,8 @@ using PlistDict = std::map<std::string, PlistValue>;
 
 /// What the archiver only carries along.
 struct PlistOpaque {
-  enum class Kind { data, date, uid, null, number } kind = Kind::null;
-  /// data: the bytes; date: "seconds.microseconds" since 2001, the seconds rounded down; uid:
-  /// decimal; number: an integer too large for 64 signed bits, decimal.
-  std::string bytes;
+  enum class Kind { data, date, uid } kind = Kind::data;
+  std::string bytes;  ///< data: the bytes; date: "seconds.microseconds" since 2001; uid: decimal
   bool operator==(const PlistOpaque&) const = default;
 };
 
@@ -40,19 +38,15 @@ struct PlistValue {
   bool operator==(const PlistValue&) const = default;
 };
 
-/// Deeper lists are refused in both directions.
+/// Deeper lists are refused.
 inline constexpr int kPlistMostDepth = 256;
-/// A binary list may name one value in many places; together they may not come to more values, or
-/// to more bytes of text and data above the list's own size, than this.
-inline constexpr std::size_t kPlistMostValues = 500000;
+/// A preferences file of this size is none.
 inline constexpr std::size_t kPlistMostBytes = 256000000;
 
-/// Reads a property list in XML or binary form. Bytes that are cut off, or hold anything else, are
-/// a failure. Safe with any bytes.
+/// Reads a property list in XML or binary form.
 [[nodiscard]] Result<PlistValue> parsePlist(std::string_view bytes);
-
-/// XML form. Reading it gives the same value again, but for fractions of a second of dates, which
-/// the form does not have. Fails for null values, which it does not have either.
+/// XML form. Reading it gives the same value again, but for fractions of a second of dates, which the
+/// form does not have.
 [[nodiscard]] Result<std::string> plistToXml(const PlistValue& value);
 
 }  // namespace keldane

@@ -1,8 +1,9 @@
+#include "app/settings.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-#include "app/settings.h"
 #include "base/text.h"
 
 namespace keldane {

@@ -1,8 +1,9 @@
+#include "app/settings.h"
+
 #include <array>
 #include <cstdio>
 #include <variant>
 
-#include "app/settings.h"
 #include "app/sql_values.h"
 #include "base/text.h"
 

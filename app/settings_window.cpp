@@ -1,8 +1,9 @@
+#include "app/settings.h"
+
 #include <array>
 #include <cstdio>
 #include <limits>
 
-#include "app/settings.h"
 #include "base/files.h"
 #include "base/text.h"
 

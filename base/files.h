@@ -12,9 +12,9 @@ namespace keldane {
 /// The file's bytes. Fails with the system's reason, also for a directory.
 [[nodiscard]] Result<std::string> readFile(const std::string& path);
 
-/// Replaces `path` in one step: a temporary file beside it (made with `mode`), flushed to disk, then
-/// renamed over it, so that a crash leaves the old file or the new one, whole. A symbolic link at
-/// `path` is followed, so that the link stays.
+/// Replaces `path` in one step: a temporary file beside it (made with `mode`), flushed to disk,
+/// then renamed over it, so that a crash leaves the old file or the new one, whole. A symbolic link
+/// at `path` is followed, so that the link stays.
 [[nodiscard]] Result<void> replaceFile(const std::string& path, std::string_view bytes,
                                        unsigned mode = 0600);
 

@@ -1,4 +1,4 @@
-// A header block: read, written anew, read again; the second reading gives the same fields.
+// A header block: read, written anew, and read again.
 #include <cstdint>
 #include <string_view>
 

@@ -1,5 +1,6 @@
 #include "ingest/archive_run.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -40,6 +41,7 @@ bool ArchiveRun::databaseOpened() {
 }
 
 void ArchiveRun::setStoreDate() {
+  context_.process.cancelFlag = 0;
   context_.ui.changed("progressLabels");
   context_.progress.doProgressPanel("Finding date of last email stored...");
   if (!databaseOpened()) {
@@ -76,6 +78,9 @@ bool ArchiveRun::startPass() {
   const ArchiveSettings& archive = context_.settings.archive;
   SourceSelection& sources = context_.sources;
   const bool secondPass = isSecondPass();
+  // A database that could not be opened some time ago must not swallow this start. Between the
+  // passes it is the user who has cancelled.
+  if (!secondPass) process.cancelFlag = 0;
   context_.connections.doConfigure();
   if (!secondPass) {
     if (counters_.processedCount != 0) return false;
@@ -332,8 +337,9 @@ void ArchiveRun::report() {
 }
 
 void ArchiveRun::closeLedger() {
-  if (repair_) repair_->finish();
-  ledger_.finish();
+  const bool serverLost = !lostServerError().empty();
+  if (repair_ && !serverLost) repair_->finish();
+  ledger_.finish(serverLost);
   lastSums_ = ledger_.sums();
   if (ledger_.unwrittenLines() > 0) {
     storeLog_.write(fmt::format("Ledger: {} lines could not be written, {}\n",
@@ -418,6 +424,7 @@ void ArchiveRun::abandon() {
   context_.process.storeLogPath.clear();
   context_.process.cancelFlag = 0;
   counters_.processedCount = 0;
+  duplicateLogText_.clear();
   running_ = false;
 }
 

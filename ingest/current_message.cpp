@@ -5,13 +5,11 @@ namespace {
 
 constexpr std::size_t kKeptCapacity = 1U << 20U;
 
-/// Keeps a buffer of ordinary size for the next message; that of a huge one is given back.
+/// Keeps a buffer of ordinary size for the next message; that of a huge one is given back, which
+/// assigning an empty text would not do.
 void empty(std::string& text) {
-  if (text.capacity() > kKeptCapacity) {
-    text = std::string();
-  } else {
-    text.clear();
-  }
+  text.clear();
+  if (text.capacity() > kKeptCapacity) text.shrink_to_fit();
 }
 
 }  // namespace

@@ -20,6 +20,10 @@ constexpr std::string_view kDeletions[] = {
     "DELETE FROM email WHERE id=", "DELETE FROM attachments WHERE id=",
     "DELETE FROM tags WHERE id=", "DELETE FROM origemail WHERE id="};
 
+/// More messages than can be stored in a second. A server that writes its log to disk once a second
+/// may have lost what came in during the last one, though their lines were closed.
+constexpr std::uint64_t kMayBeLost = 5000;
+
 std::uint64_t number(std::optional<std::string_view> cell) {
   return cell ? std::strtoull(std::string(*cell).c_str(), nullptr, 10) : 0;
 }
@@ -225,7 +229,7 @@ void CutOffRepair::collectSuspects(const CutRun& run) {
 bool CutOffRepair::isSuspect(std::uint32_t id) const {
   for (const SuspectRange& range : suspects_) {
     if (id <= range.run.fromId || id > range.run.toId || range.byRight.contains(id)) continue;
-    if (id > range.run.lastClosedId || range.withoutSource.contains(id)) return true;
+    if (id + kMayBeLost > range.run.lastClosedId || range.withoutSource.contains(id)) return true;
   }
   return false;
 }

@@ -1,5 +1,6 @@
 #include "ingest/duplicate_test.h"
 
+#include <cstdlib>
 #include <string_view>
 
 #include "base/text.h"

@@ -10,7 +10,6 @@
 namespace keldane {
 namespace {
 
-constexpr std::size_t kMostUnits = 200000000;
 /// Of a source longer than this nothing is kept beyond its use.
 constexpr std::size_t kLargeBytes = 1U << 20U;
 constexpr int kProgressStep = 2;
@@ -31,9 +30,9 @@ std::string_view headingsOf(std::string_view text) {
   return end == std::string_view::npos || end <= 1 ? std::string_view() : text.substr(0, end);
 }
 
-bool isOversized(std::string_view text) {
+bool isLonger(std::string_view text, std::size_t units) {
   // No character takes more units than bytes.
-  return text.size() > kMostUnits && utf16Length(text) > kMostUnits;
+  return text.size() > units && utf16Length(text) > units;
 }
 
 /// Where the text behind the first blank line begins; npos when there is none. The engine's texts
@@ -149,7 +148,7 @@ int MessageReader::doMboxFile(const std::string& currentEmailItem) {
     context_.ledger.message(item.path, std::nullopt);
     dropUnreadable(mbox.failure());
   } else if (isEmpty && !isLetGo()) {
-    context_.ledger.notMail(item.path, "empty file");
+    context_.ledger.notMail(item.path, "no message in it");
   }
   return 1;
 }
@@ -167,7 +166,7 @@ std::optional<std::string_view> MessageReader::fillMessage(std::string text,
                                                            const std::string& mailbox) {
   CurrentMessage& message = context_.message;
   message.clearForNextMessage();
-  if (isOversized(text)) {
+  if (isLonger(text, context_.mostUnits)) {
     showOversized();
     return kOversized;
   }
@@ -178,15 +177,12 @@ std::optional<std::string_view> MessageReader::fillMessage(std::string text,
   if (const auto reason = fillDate()) return reason;
   showProgress();
   if (!fillBodies()) return kNotAMessage;
-  if (!message.msgHtml.empty()) {
-    message.msgParts.push_back({"text/html", "htmlversion.html", message.msgHtml});
-    message.hasHtmlPart = true;
-  }
   if (context_.settings.attachState != 0) {
     const AttachmentLimits limits{context_.settings.largeAttachState != 0,
                                   context_.attachSizeBytes};
     collectAttachments(*email_, limits, partial_, message);
   }
+  copyHtml();
   return std::nullopt;
 }
 
@@ -248,8 +244,19 @@ bool MessageReader::fillBodies() {
   // Kept: the first paragraph of a plain body is no part of what is searched and compared.
   if (secondParagraph != std::string::npos) message.msgBody.erase(0, secondParagraph);
   if (email_->HasHtmlBody()) message.msgHtml = email_->GetHtmlBody().value_or("");
-  if (!plain) message.msgBody = message.msgHtml;
+  hasPlainBody_ = plain.has_value();
+  message.hasHtmlPart = !message.msgHtml.empty();
+  if (message.hasHtmlPart) message.msgParts.push_back({"text/html", "htmlversion.html", ""});
   return true;
+}
+
+/// The HTML text into the other places that have it. Last of all, when the engine's tree of a huge
+/// message, which is no longer needed, has made room.
+void MessageReader::copyHtml() {
+  CurrentMessage& message = context_.message;
+  if (message.msgOriginal.size() > kLargeBytes) email_.emplace();
+  if (message.hasHtmlPart) message.msgParts.front().data = message.msgHtml;
+  if (!hasPlainBody_) message.msgBody = message.msgHtml;
 }
 
 std::string MessageReader::accountMailbox(const std::string& mailbox) const {
@@ -279,7 +286,7 @@ void MessageReader::showOversized() {
 void MessageReader::releaseLargeMessage() {
   if (context_.message.msgOriginal.size() <= kLargeBytes) return;
   context_.message.clearForNextMessage();
-  email_.emplace();
+  email_.emplace();  // a dropped one still has its tree
 }
 
 void MessageReader::dropUnreadable(const std::string& reason) {

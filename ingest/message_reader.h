@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -59,6 +59,8 @@ class MessageReader {
     std::function<void(const std::function<void()>& work)> guarded = {};
     /// The program ends: true stops a file of many messages before its next one. May be empty.
     std::function<bool()> isLetGo = {};
+    /// UTF-16 units of the longest source that goes further.
+    std::size_t mostUnits = 200000000;
   };
 
   explicit MessageReader(Context context) : context_(std::move(context)) {}
@@ -80,6 +82,7 @@ class MessageReader {
   void fillAddresses();
   [[nodiscard]] std::optional<std::string_view> fillDate();
   [[nodiscard]] bool fillBodies();
+  void copyHtml();
   void showProgress();
   void showOversized();
   void releaseLargeMessage();
@@ -93,6 +96,7 @@ class MessageReader {
   // Optional only so that what they hold can be given back.
   std::optional<mime::TnoMime> mime_{std::in_place};
   std::optional<mime::TnoEmail> email_{std::in_place};
+  bool hasPlainBody_ = false;
   std::optional<std::string> dateField_;
   std::optional<std::string> receivedField_;
 };

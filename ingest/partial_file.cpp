@@ -124,7 +124,7 @@ std::string withInsertions(const std::string& text, std::vector<Insertion>& inse
   std::size_t from = 0;
   for (Insertion& insertion : insertions) {
     result.append(text, from, insertion.at - from).append(insertion.text);
-    insertion.text = std::string();
+    std::string().swap(insertion.text);
     from = insertion.at;
   }
   return result.append(text, from);

@@ -257,14 +257,16 @@ void RunLedger::notMail(const std::string& path, std::string_view reason) {
   append(line);
 }
 
-void RunLedger::finish() {
+void RunLedger::finish(bool serverLost) {
   if (pending_) close(LedgerOutcome::failed, "left without an outcome");
   if (!file_) return;
   std::string lines = ledger::sumsLine(sums_);
-  lines += ledger::kEnd;
-  ledger::addField(lines, runId_);
-  ledger::addField(lines, std::uint64_t{leftToNext_ + (file_->hasLinesOfOthers() ? 1U : 0U)});
-  lines += '\n';
+  if (!serverLost) {
+    lines += ledger::kEnd;
+    ledger::addField(lines, runId_);
+    ledger::addField(lines, std::uint64_t{leftToNext_ + (file_->hasLinesOfOthers() ? 1U : 0U)});
+    lines += '\n';
+  }
   append(lines);
   file_.reset();
 }

@@ -78,11 +78,12 @@ DebugLogTotals readDebugLog(const std::string& path) {
 }
 
 std::string storeLogSummary(const RunTotals& totals, const DebugLogTotals& debugLog) {
-  const std::string summary = runSummary(totals);
+  std::string summary = runSummary(totals);
   if (debugLog.invalid == 0) return summary;
-  const std::string longer =
-      summary + fmt::format("Invalid Files: {}\n", debugLog.invalid) + debugLog.invalidText;
-  return isAscii(longer) ? longer : summary;
+  const std::string invalid =
+      fmt::format("Invalid Files: {}\n", debugLog.invalid) + debugLog.invalidText;
+  if (isAscii(invalid)) summary += invalid;
+  return summary;
 }
 
 std::string dateDefaultText(std::int64_t secondsSince1970) {

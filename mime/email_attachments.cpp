@@ -230,8 +230,8 @@ void Email2::getAttachmentString(std::string_view charset, std::string& out, Log
   if (codePage != CharsetNaming::kUtf8) {
     EncodingConvert convert;
     DataBuffer utf8;
-    if (!convert.EncConvert(codePage, CharsetNaming::kUtf8, bytes, utf8, log) && log.verbose()) {
-      log.LogInfo("charset conversion to utf-8 was not perfect.");
+    if (!convert.EncConvert(codePage, CharsetNaming::kUtf8, bytes, utf8, log)) {
+      log.LogError("charset conversion to utf-8 was not perfect.");
     }
     out.assign(withoutTrailingNuls(withoutBom(utf8.view())));
   } else if (beginsWith(bytes, kBom) || isValidUtf8Limited(bytes, kLookedAt)) {

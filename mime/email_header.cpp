@@ -12,16 +12,39 @@
 #include "mime/mime_header.h"
 #include "mime/mime_message.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace keldane::mime {
 
 namespace {
 
+bool isPlainByte(char c) { return static_cast<unsigned char>(c) - 0x20U < 0x5FU || c == '\t'; }
+
+#if defined(__SSE2__)
+bool isPlainBlock(const char* bytes) {
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+  const __m128i isTab = _mm_cmpeq_epi8(block, _mm_set1_epi8('\t'));
+  const __m128i isDel = _mm_cmpeq_epi8(block, _mm_set1_epi8(0x7F));
+  // As signed bytes, those of 0x80 and above are below a blank too.
+  const __m128i isLow = _mm_cmplt_epi8(block, _mm_set1_epi8(' '));
+  return _mm_movemask_epi8(_mm_or_si128(_mm_andnot_si128(isTab, isLow), isDel)) == 0;
+}
+#endif
+
 /// Plain ASCII, with no byte that a reader of headers takes for anything but text.
 bool isPlainText(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte - 0x20U < 0x5FU || c == '\t';
-  });
+#if defined(__SSE2__)
+  constexpr std::size_t kBlock = 16;
+  if (text.size() >= kBlock) {
+    for (std::size_t i = 0; i + kBlock < text.size(); i += kBlock) {
+      if (!isPlainBlock(text.data() + i)) return false;
+    }
+    return isPlainBlock(text.data() + text.size() - kBlock);
+  }
+#endif
+  return std::all_of(text.begin(), text.end(), isPlainByte);
 }
 
 /// Writing the field and reading it back gives the same field.

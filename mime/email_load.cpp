@@ -1,6 +1,7 @@
 // From the parsed message to the mail object.
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "mime/byte_search.h"
 #include "mime/date_parser.h"
@@ -25,19 +26,17 @@ void unwrapSecurity3(const MimeMessage2& mime, LogBase& log) {
   }
 }
 
-bool isAppleDouble(const MimeMessage2& part) {
-  return part.getContentType().contentType().view() == "multipart/appledouble" &&
-         part.getNumParts() >= 2;
-}
-
-/// The file itself, as an attachment. Its resource half is of no use elsewhere and goes.
-std::unique_ptr<MimeMessage2> takeAppleFile(MimeMessage2& appleDouble, LogBase& log) {
-  std::unique_ptr<MimeMessage2> file = appleDouble.removePart(1);
-  if (!file->isAttachment(log)) {
-    const StringBuffer filename(file->getMimeFilename());
-    file->setDispositionAndFilename("attachment", filename.view(), log);
+/// A Macintosh file in two halves becomes the file itself, as an attachment. Its resource half is
+/// of no use elsewhere and goes.
+void takeAppleFile(std::unique_ptr<MimeMessage2>& part, LogBase& log) {
+  if (part->getContentType().contentType().view() != "multipart/appledouble" ||
+      part->getNumParts() < 2) {
+    return;
   }
-  return file;
+  part = part->removePart(1);
+  if (part->isAttachment(log)) return;
+  const StringBuffer filename(part->getMimeFilename());
+  part->setDispositionAndFilename("attachment", filename.view(), log);
 }
 
 void decodeXUuencode(MimeMessage2& part, LogBase& log) {
@@ -154,16 +153,15 @@ void Email2::takeDescription(const MimeMessage2& mime) {
 }
 
 bool Email2::loadParts(MimeMessage2& mime, LogBase& log) {
-  for (int i = 0; i < mime.getNumParts(); ++i) {
-    MimeMessage2* part = mime.getPart(i);
-    if (!part) continue;
-    std::unique_ptr<MimeMessage2> appleFile;
-    if (isAppleDouble(*part)) {
-      appleFile = takeAppleFile(*part, log);
-      part = appleFile.get();
-    }
-    decodeXUuencode(*part, log);
-    Part child = createFromEntity(common_, *part, false, log);
+  // Each part is given up as soon as it is used up, so that a mail of very many parts is not in
+  // memory twice. From the end, where taking one out costs nothing.
+  std::vector<std::unique_ptr<MimeMessage2>> parts;
+  parts.reserve(static_cast<std::size_t>(mime.getNumParts()));
+  while (mime.getNumParts() != 0) parts.push_back(mime.removePart(mime.getNumParts() - 1));
+  for (; !parts.empty(); parts.pop_back()) {
+    takeAppleFile(parts.back(), log);
+    decodeXUuencode(*parts.back(), log);
+    Part child = createFromEntity(common_, *parts.back(), false, log);
     if (!child || !subparts_.appendObject(std::move(child))) return false;
   }
   return true;

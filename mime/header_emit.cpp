@@ -271,6 +271,7 @@ void appendWithFolding(std::string_view line, MimeField::Kind kind, StringBuffer
 }
 
 bool MimeField::appendEncodedValue(StringBuffer& out, int codePage, LogBase& log) const {
+  LogContextExitor context(log, "emitMfEncoded");
   WordWriter words(codePage, name_.getSize() + 2, out, log);
   switch (kind_) {
     case kAddresses:
@@ -288,7 +289,6 @@ bool MimeField::appendEncodedValue(StringBuffer& out, int codePage, LogBase& log
 
 void MimeField::emitMfEncoded(StringBuffer& out, int codePage, const MimeControl& control,
                               LogBase& log) const {
-  LogContextExitor context(log, "emitMfEncoded");
   const std::string_view value = value_.view();
   const bool encode =
       allowEncoding_ && !control.rawMode && !isAllAscii(value) && !hasEncodedWordMark(value);
@@ -307,7 +307,6 @@ void MimeField::emitMfEncoded(StringBuffer& out, int codePage, const MimeControl
 
 void MimeHeader::getMimeHeader(StringBuffer& out, std::string_view only, int codePage,
                                bool contentOnly, LogBase& log) const {
-  LogContextExitor context(log, "getMimeHeader");
   bool isFirst = true;
   for (int i = 0; i < fields_.getSize(); ++i) {
     const MimeField* field = fields_.elementAt(i);

@@ -1,10 +1,11 @@
+#include "mime/mime_message.h"
+
 #include "mime/byte_search.h"
 #include "mime/charset_naming.h"
 #include "mime/content_coding.h"
 #include "mime/encoding_convert.h"
 #include "mime/html_charset.h"
 #include "mime/load_job.h"
-#include "mime/mime_message.h"
 #include "mime/uu.h"
 
 // The body of an entity without subparts: what it is, how it was encoded, and its way to UTF-8.

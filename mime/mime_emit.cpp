@@ -1,9 +1,10 @@
+#include "mime/mime_message.h"
+
 #include "mime/byte_search.h"
 #include "mime/charset_naming.h"
 #include "mime/content_coding.h"
 #include "mime/encoding_convert.h"
 #include "mime/log_base.h"
-#include "mime/mime_message.h"
 
 // Regeneration: from tree to text.
 namespace keldane::mime {

@@ -46,6 +46,11 @@ std::size_t withSeparator(std::string_view value, std::size_t begin) {
   return begin > 0 && value[begin - 1] == ';' ? begin - 1 : begin;
 }
 
+/// NUL bytes fall off the end of a stored text, and more blanks may come to light each time.
+void trimStored(StringBuffer& text) {
+  while (isEngineSpace(text.lastChar()) || isEngineSpace(text.charAt(0))) text.trim2();
+}
+
 void makeNameSafe(StringBuffer& name) {
   char* p = name.getString_rw();
   for (char* const end = p + name.getSize(); p < end; ++p) {
@@ -92,7 +97,9 @@ bool MimeField::setMfContentsLine(std::string_view line, const MimeControl& cont
 
 bool MimeField::setMfContents(std::string_view name, std::string_view value,
                               const MimeControl& control, LogBase& log) {
-  return name_.setString(trimmed(name)) && setMfValue(value, control, log);
+  if (!name_.setString(trimmed(name))) return false;
+  trimStored(name_);
+  return setMfValue(value, control, log);
 }
 
 bool MimeField::setMfValue(std::string_view value, const MimeControl& control, LogBase& log) {
@@ -123,7 +130,7 @@ void MimeField::setMfPostProcess(const MimeControl& control, LogBase& log) {
   makeNameSafe(name_);
   decideKind(isAddress);
   if (control.extraTrim) value_.trimInsideSpaces();
-  if (isEngineSpace(value_.lastChar()) || isEngineSpace(value_.charAt(0))) value_.trim2();
+  trimStored(value_);
 }
 
 void MimeField::decideKind(bool isAddress) {

@@ -1,3 +1,5 @@
+#include "mime/mime_message.h"
+
 #include <limits>
 #include <new>
 
@@ -6,7 +8,6 @@
 #include "mime/content_coding.h"
 #include "mime/header_end.h"
 #include "mime/load_job.h"
-#include "mime/mime_message.h"
 
 // Loading: from text to tree. Where a body goes is told in mime_body.cpp.
 namespace keldane::mime {

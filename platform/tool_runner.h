@@ -28,7 +28,8 @@ class ToolRunner {
   /// Runs it to its end. Fails when it cannot be started.
   [[nodiscard]] virtual Result<ToolOutcome> run(const ToolCall& call) = 0;
   /// Starts it in a session of its own and does not wait; its output goes to `logPath` (appended).
-  /// Returns its process id.
+  /// Takes no input. Returns its process id; it stays a child of this process, so its end is
+  /// learned by waiting for it.
   [[nodiscard]] virtual Result<int> startDetached(const ToolCall& call,
                                                   const std::string& logPath) = 0;
 };

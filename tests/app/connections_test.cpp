@@ -291,16 +291,6 @@ TEST_F(ConnectionsTest, DamagedPreferencesGiveWhatCanBeRead) {
   EXPECT_EQ(connections_.form.hostTextField, "");
 }
 
-TEST_F(ConnectionsTest, RefusedSessionValuesAreNoError) {
-  session_.failOn("query SET GLOBAL*", "Access denied");
-  connections_.doConfigure();
-  EXPECT_THAT(
-      session_.statements(),
-      ElementsAre("SET GLOBAL max_allowed_packet=500000000", "SET GLOBAL connect_timeout=86400",
-                  "SET GLOBAL innodb_log_file_size=500000000", "SET SESSION sql_mode=''"));
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
-}
-
 TEST(ConnectionsOnServer, ALostServerIsFoundAgainByItself) {
   TestServer& server = TestServer::shared();
   const auto session = makeMysqlSession();

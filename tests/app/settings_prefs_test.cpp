@@ -172,13 +172,6 @@ TEST(GetPrefs, ChoosesTheAppearance) {
   }
 }
 
-TEST(GetPrefs, UsesTheDesktopAsWorkFolderOfTheDebugLog) {
-  SettingsRig rig;
-  rig.process.debugLogOn = true;
-  rig.settings.getPrefs();
-  EXPECT_EQ(rig.process.workFolder, rig.folder.path() + "/Desktop/");
-}
-
 TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
   SettingsRig rig;
   SettingsForm& form = rig.settings.form;
@@ -333,27 +326,6 @@ TEST(SavePrefButton, TakesNoImportWithoutAFolder) {
     EXPECT_EQ(rig.settings.archive.importFolderState, *path == '\0' ? 0 : 1) << path;
     EXPECT_EQ(rig.settings.archive.importFolderPath, path);
   }
-}
-
-TEST(ResetPrefs, SetsTheValuesOfAFirstStart) {
-  SettingsRig rig;
-  bool stale = false;
-  Settings::Callbacks callbacks;
-  callbacks.accountRowsStale = [&stale] { stale = true; };
-  rig.settings.setCallbacks(callbacks);
-  rig.settings.archive.trashState = rig.settings.archive.skipDupsState = 1;
-  rig.settings.archive.appearanceState = 2;
-  rig.settings.archive.limitSearchState = rig.settings.archive.updatesState = 0;
-  rig.settings.form.launchAttachCheck = true;
-  rig.settings.resetPrefs();
-  EXPECT_EQ(rig.settings.archive.skipDupsState, 0);
-  EXPECT_EQ(rig.settings.archive.appearanceState, 0);
-  EXPECT_EQ(rig.settings.archive.limitSearchState, 1);
-  EXPECT_EQ(rig.settings.archive.updatesState, 1);
-  EXPECT_EQ(rig.settings.archive.trashState, 1) << "a source is no first value";
-  EXPECT_TRUE(rig.settings.form.trashCheck);
-  EXPECT_FALSE(rig.settings.form.launchAttachCheck);
-  EXPECT_TRUE(stale);
 }
 
 }  // namespace

@@ -159,13 +159,6 @@ TEST(Text, MatchesWildcardsOverTheWholeText) {
   }
 }
 
-TEST(Text, TakesTheLastPathComponent) {
-  EXPECT_EQ(lastPathComponent("/a/b.mbox/"), "b.mbox");
-  EXPECT_EQ(lastPathComponent("name"), "name");
-  EXPECT_EQ(lastPathComponent("//"), "/");
-  EXPECT_EQ(lastPathComponent(""), "");
-}
-
 TEST(Text, SplitsAndJoins) {
   using Pieces = std::vector<std::string>;
   EXPECT_EQ(split("path:::::box", ":::::"), (Pieces{"path", "box"}));

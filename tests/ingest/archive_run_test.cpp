@@ -144,13 +144,13 @@ TEST_F(ArchiveRunTest, ReportsWhatItHasDone) {
 }
 
 TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
-  writeMail("mail", 2);
+  writeMail("INBOX", 2);
   writeMail("import", 3);
   settings.archive.importFolderState = 1;
   settings.archive.importFolderPath = folder / "import";
   settings.archive.deleteFolderState = 1;
   settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "mail"};
+  settings.selectedAccounts = {folder / "INBOX"};
   run->parseEmail();
   ASSERT_TRUE(run->isRunning());
   run->parseEmail();  // a second start is none
@@ -165,13 +165,13 @@ TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
 }
 
 TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
-  writeMail("mail", 2);
+  writeMail("INBOX", 2);
   writeMail("import", 3);
   settings.archive.importFolderState = 1;
   settings.archive.importFolderPath = folder / "import";
   settings.archive.deleteFolderState = 1;
   settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "mail"};
+  settings.selectedAccounts = {folder / "INBOX"};
   run->parseEmail();
   ASSERT_TRUE(run->isRunning());
   // The user cancels when the last file of the first pass has been read.
@@ -220,12 +220,11 @@ TEST_F(ArchiveRunTest, DoesNotStartBesideARunThatKeepsTheLedger) {
 }
 
 TEST_F(ArchiveRunTest, UnattendedEndsTheProgramAndAsksNothing) {
-  writeMail("mail", 2);
+  writeMail("INBOX", 2);
   process.unattendedRun = 1;
   settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "mail"};
+  settings.selectedAccounts = {folder / "INBOX"};
   run->setStoreDate();
-  // Two days back from the environment's day there is no mail of this year.
   EXPECT_EQ(run->form.beginStoreYr, "All");
   waitForEnd();
   EXPECT_EQ(terminated, 1);

@@ -42,7 +42,7 @@ class CutOffRepairTest : public ::testing::Test {
       step.storeMessage(message);
     } catch (const Killed&) {
     }
-    if (cut == Cut::lostBefore || cut == Cut::lostAfter) step.finishRun();
+    if (cut == Cut::lostBefore || cut == Cut::lostAfter) step.finishRun(true);
     return endOfProgram(call);
   }
   bool repairAndCut(Cut cut, int call) {
@@ -245,6 +245,26 @@ TEST_F(LostLedgerTest, AnotherMessageThatPassesForItLeavesItAlone) {
   step.storeMessage(other);
   EXPECT_EQ(step.ledger->sums().duplicates, 1);
   EXPECT_EQ(count("origemail"), "0");
+}
+
+TEST_F(LostLedgerTest, WhatACrashedServerHasLostIsStoredAgainThoughItsLineWasClosed) {
+  for (const char* lost : {"DELETE FROM origemail", "DELETE FROM attachments",
+                           "UPDATE email SET headings=''", "UPDATE email SET attachNames=''"}) {
+    SCOPED_TRACE(lost);
+    clear();
+    begin();
+    step.storeMessage(fullMessage());
+    const std::string whole = content();
+    step.finishRun(true);
+    ASSERT_TRUE(database.session->query(lost));
+    beginWithRepair();
+    step.storeMessage(fullMessage());
+    step.storeMessage(fullMessage());
+    EXPECT_EQ(content(), whole);
+    EXPECT_EQ(step.ledger->sums().archived, 1);
+    EXPECT_EQ(step.ledger->sums().duplicates, 1);
+    step.finishRun();
+  }
 }
 
 TEST_F(LostLedgerTest, ItIsRememberedUntilTheMessageComesBy) {

@@ -82,22 +82,25 @@ class ReaderBench {
   std::vector<CurrentMessage> stored;
   std::function<void(const CurrentMessage&)> onStore;
 
-  MessageReader reader{{.process = process,
-                        .settings = archive,
-                        .sources = sources,
-                        .message = message,
-                        .counters = counters,
-                        .ledger = ledger,
-                        .range = range,
-                        .attachSizeBytes = attachSizeBytes,
-                        .environment = environment,
-                        .mainQueue = queue,
-                        .ui = ui,
-                        .progress = progress,
-                        .debugLog = [this](const std::string& line) { log += line; },
-                        .storeEmail = [this](int partCount) { store(partCount); },
-                        .storeLog = [this](const std::string& line) { log += line; },
-                        .guarded = [this](const std::function<void()>& work) { guard(work); }}};
+  [[nodiscard]] MessageReader::Context context() {
+    return {.process = process,
+            .settings = archive,
+            .sources = sources,
+            .message = message,
+            .counters = counters,
+            .ledger = ledger,
+            .range = range,
+            .attachSizeBytes = attachSizeBytes,
+            .environment = environment,
+            .mainQueue = queue,
+            .ui = ui,
+            .progress = progress,
+            .debugLog = [this](const std::string& line) { log += line; },
+            .storeEmail = [this](int partCount) { store(partCount); },
+            .storeLog = [this](const std::string& line) { log += line; },
+            .guarded = [this](const std::function<void()>& work) { guard(work); }};
+  }
+  MessageReader reader{context()};
 
  private:
   void store(int partCount) {

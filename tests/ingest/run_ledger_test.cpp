@@ -18,11 +18,8 @@
 namespace keldane {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-constexpr std::string_view kDatabase = "mail@here";
 
 MessageMark markOf(std::string fingerprint) {
   MessageMark mark;

@@ -92,9 +92,9 @@ class StoreFixture {
     store->storeEmail(static_cast<int>(message.msgParts.size()));
   }
 
-  void finishRun() {
+  void finishRun(bool serverIsLost = false) {
     repair->finish();
-    ledger->finish();
+    ledger->finish(serverIsLost);
   }
 
   [[nodiscard]] std::string ledgerPath() const { return folder / "Ledger.log"; }

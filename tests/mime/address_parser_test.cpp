@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "mime/content_coding.h"
 #include "mime/log_base.h"
 #include "mime/type_table.h"
 
@@ -49,9 +48,17 @@ std::string shown(std::string_view value) {
 /// `text` as an encoded word, `times` times over.
 std::string inWords(std::string text, int times) {
   for (int i = 0; i < times; ++i) {
-    StringBuffer word;
-    ContentCoding().encodeBase64_noCrLf(text.data(), text.size(), word);
-    text = "=?utf-8?B?" + std::string(word.view()) + "?=";
+    std::string word = "=?utf-8?Q?";
+    for (const char c : text) {
+      if (std::string_view("=?_ ,\"").find(c) == std::string_view::npos) {
+        word += c;
+      } else {
+        word += '=';
+        word += "0123456789ABCDEF"[c >> 4];
+        word += "0123456789ABCDEF"[c & 15];
+      }
+    }
+    text = word + "?=";
   }
   return text;
 }
@@ -149,7 +156,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(AddressParser, StopsAtTheDepthLimitKeepingWhatItHas) {
   LogNull log;
-  // In a list, each word around an entry takes two levels.
   for (const auto& [levels, ok, entries] : {std::tuple{3, true, 2}, std::tuple{60, false, 1}}) {
     ExtPtrArray<_tnEmailAddress> list;
     const std::string value = "a@b.c, " + inWords("x@y.z", levels) + ", d@e.f,";
@@ -178,7 +184,7 @@ TEST(AddressParser, TakesTimeInProportionToTheText) {
   };
   // Quadratic work on these would take minutes.
   constexpr double kFarTooLong = 5;
-  constexpr std::size_t kSize = 2000000;
+  constexpr std::size_t kSize = 300000;
   for (const std::string_view unit :
        {"<", "<a ", "\"", "\\\"", "=?", "=?a?Q?", "=?a?Q? ", "a <b ", "\"a@", "@<", "a@b.c <d>",
         "\"a\" <\"b\"@", "\"/C=\"@", "?="}) {
@@ -187,7 +193,7 @@ TEST(AddressParser, TakesTimeInProportionToTheText) {
     EXPECT_LT(seconds(value, singleText), kFarTooLong) << unit;
   }
   // Words inside words, around an address that is read again for its brackets.
-  const std::string nested = inWords("\"<" + repeat("a", kSize / 40) + ">\"", 12);
+  const std::string nested = inWords("\"<" + repeat("a", kSize) + ">\"", 40);
   EXPECT_LT(seconds("x, " + nested, listText), kFarTooLong);
 }
 

@@ -3,12 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "mime/content_coding.h"
 #include "mime/header_end.h"
 #include "mime/html_charset.h"
 #include "mime/log_base.h"
@@ -71,10 +69,11 @@ int depthOf(const MimeMessage2& mime) {
   return depth;
 }
 
+/// Processor time, so that a busy machine does not fail the tests.
 double secondsToLoad(std::string_view text, MimeMessage2& mime) {
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();
   EXPECT_TRUE(load(mime, text));
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 // --- the end of the header ---
@@ -454,9 +453,9 @@ TEST(HtmlCharset, StaysLinear) {
   std::string html;
   while (html.size() < 3000000) html += "<!--<meta a=\"content='";
   StringBuffer out;
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();
   EXPECT_FALSE(_tnHtmlHelp::getCharset(html, out));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
 }
 
 TEST(MimeMessage2, HandsTheCharsetOfABodyToLaterHeaders) {

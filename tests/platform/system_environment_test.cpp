@@ -9,16 +9,6 @@
 namespace keldane {
 namespace {
 
-TEST(SystemEnvironment, TellsArgumentsAndVariables) {
-  std::string program = "keldane";
-  std::string first = "1";
-  char* argv[] = {program.data(), first.data(), nullptr};
-  const SystemEnvironment environment(2, argv);
-  EXPECT_EQ(environment.arguments(), (std::vector<std::string>{"keldane", "1"}));
-  EXPECT_FALSE(environment.variable("KELDANE_NO_SUCH_VARIABLE"));
-  EXPECT_TRUE(environment.temporaryFolder().ends_with('/'));
-}
-
 TEST(SystemEnvironment, NamesNothingTwice) {
   SystemEnvironment one(0, nullptr);
   SystemEnvironment other(0, nullptr);

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <utility>
+#include <optional>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -23,22 +23,27 @@ constexpr int kOrphanSeconds = 30;
 }
 
 /// A data folder as a first start leaves it, kept in the build folder for all test programs.
+/// Another version of the server's program gets one of its own.
 std::string dataTemplate() {
-  const std::string folder = KELDANE_TEST_SERVER_FOLDER;
-  const std::string data = folder + "/Server/data";
-  std::filesystem::create_directories(folder);
-  const Result<FileLock> lock = FileLock::take(folder + "/lock", kLockSeconds);
+  const std::string root = KELDANE_TEST_SERVER_FOLDER;
+  std::filesystem::create_directories(root);
+  const Result<FileLock> lock = FileLock::take(root + "/lock", kLockSeconds);
   if (!lock) giveUp(lock.error());
-  const std::string ready = folder + "/ready";
-  if (std::filesystem::exists(ready)) return data;
-  std::filesystem::remove_all(folder + "/Server");
   ProcessToolRunner tools;
   SystemEnvironment environment(0, nullptr);
+  const std::string program = findServerPrograms(environment, tools, usualServerFolders()).server;
+  if (program.empty()) giveUp(missingServerText(std::nullopt));
+  const auto version = std::filesystem::last_write_time(program).time_since_epoch().count();
+  const std::string folder = root + "/" + std::to_string(version);
+  const std::string ready = folder + "/ready";
+  if (std::filesystem::exists(ready)) return folder + "/Server/data";
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
   LocalServer server(quickServerOptions(folder + "/Server"), tools, environment);
   if (const auto started = server.start(); !started) giveUp(started.error());
   if (const auto stopped = server.stop(); !stopped) giveUp(stopped.error());
   if (std::FILE* mark = std::fopen(ready.c_str(), "w")) std::fclose(mark);
-  return data;
+  return folder + "/Server/data";
 }
 
 }  // namespace

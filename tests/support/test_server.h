@@ -12,8 +12,8 @@
 namespace keldane {
 
 /// A database server for one test program: started at the first use, with its data in a temporary
-/// folder, gone when the program ends. It is the private server of the archive, told to be small and
-/// not to wait for the disk. A program that crashes leaves it to end itself.
+/// folder, gone when the program ends. It is the private server of the archive, told to be small
+/// and not to wait for the disk. A program that crashes leaves it to end itself.
 ///
 /// Its empty data folder is made once for a build folder and copied from there. Main thread.
 class TestServer {

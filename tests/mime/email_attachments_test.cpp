@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "mime/tno_email.h"
+#include "tests/mime/mail_builder.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPlain = part("text/plain", "plain");
+const std::string kHtml = part("text/html", "<p>html");
+const std::string kImage = part("image/png", "bytes", "Content-ID: <i@x>\n");
+const std::string kInlineImage = part("image/png", "bytes", "Content-Disposition: inline\n");
+const std::string kPdf = part("application/pdf; name=\"a.pdf\"", "pdf bytes");
+const std::string kZip =
+    part("application/zip", "zip bytes", "Content-Disposition: attachment; filename=\"b.zip\"\n");
+const std::string kRfc822 = part("message/rfc822", "Subject: inner\n\nbody");
+
+std::string attachmentNames(TnoEmail& email) {
+  std::string names;
+  for (int i = 0, n = email.NumAttachments(); i < n; ++i) {
+    names += (i == 0 ? "" : ",") + email.GetAttachmentFilename(i).value_or("(failed)");
+  }
+  return names;
+}
+
+std::string relatedNames(TnoEmail& email) {
+  std::string names;
+  for (int i = 0, n = email.NumRelatedItems(); i < n; ++i) {
+    names += (i == 0 ? "" : ",") + email.GetRelatedFilename(i).value_or("(failed)");
+  }
+  return names;
+}
+
+template <typename AnyRow>
+std::string nameOfRow(const testing::TestParamInfo<AnyRow>& info) {
+  return info.param.name;
+}
+
+struct Row {
+  const char* name;
+  std::string text;
+  std::string attachments;
+  std::string related;
+};
+
+class MailItems : public testing::TestWithParam<Row> {};
+
+TEST_P(MailItems, AreListed) {
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(GetParam().text));
+  EXPECT_EQ(attachmentNames(email), GetParam().attachments);
+  EXPECT_EQ(relatedNames(email), GetParam().related);
+}
+
+std::string mixedWith(const std::string& second) { return mail(multi("mixed", {kPlain, second})); }
+
+std::string inlinePart(const std::string& type, const std::string& disposition) {
+  return part(type, "bytes", "Content-Disposition: " + disposition + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MailItems,
+    testing::Values(
+        Row{"PlainHasNone", mail(kPlain), "", ""}, Row{"PdfAlone", mail(kPdf), "a.pdf", ""},
+        Row{"AttachmentAlone", mail(kZip), "b.zip", ""},
+        Row{"MislabelledAlternativeHasNone", mail(multi("mixed", {kPlain, kHtml})), "", ""},
+        Row{"InlineImageWithoutName", mixedWith(kInlineImage), "attachedFile.png", ""},
+        Row{"ImageWithoutDisposition", mixedWith(kImage), "", ""},
+        Row{"InlineTextWithoutName", mixedWith(inlinePart("text/x-log", "inline")), "", ""},
+        Row{"InlineTextWithName", mixedWith(inlinePart("text/x-log", "inline; filename=l.log")),
+            "l.log", ""},
+        Row{"ApplicationWithoutDisposition", mixedWith(kPdf), "a.pdf", ""},
+        Row{"NameAndBase64",
+            mixedWith(part("text/x-log; name=l.log",
+                           "YQ==", "Content-Transfer-Encoding: base64\n")),
+            "l.log", ""},
+        Row{"NameAlone", mixedWith(part("text/x-log; name=l.log", "a log")), "", ""},
+        Row{"CertificateByName", mixedWith(part("text/x-any; name=k.PEM", "a key")), "k.PEM", ""},
+        Row{"SignatureBlob",
+            mixedWith(part("application/pkcs7-signature; name=s.p7s", "signature")), "", ""},
+        Row{"SignatureBlobAttached",
+            mixedWith(inlinePart("application/pkcs7-signature", "attachment; filename=s.p7s")),
+            "s.p7s", ""},
+        Row{"MessageIsNone", mixedWith(kRfc822), "", ""},
+        Row{"MessageAttachedAsMht",
+            mixedWith(inlinePart("message/rfc822", "attachment; filename=page.mht")), "page.mht",
+            ""},
+        Row{"MessageAttachedAsEml",
+            mixedWith(inlinePart("message/rfc822", "attachment; filename=page.eml")), "", ""},
+        Row{"ContentClassMessage",
+            mixedWith(part("text/plain", "notes", "Content-Class: urn:content-classes:message\n")),
+            "attachedFile.txt", ""},
+        Row{"BehindAlternativeAllLeavesCount",
+            mail(multi("mixed", {kImage, multi("alternative", {kPlain, kHtml}), kImage, kPlain})),
+            "attachedFile.png,attachedFile.txt", ""},
+        Row{"RelatedImagesAreItems", mail(multi("related", {kHtml, kImage, kImage})), "",
+            "attachedFile.png,attachedFile.png"},
+        Row{"RelatedPdfIsBoth", mail(multi("related", {kHtml, kPdf})), "a.pdf", "a.pdf"},
+        Row{"RelatedCounterIsNoAttachment",
+            mail(multi("related", {kHtml, part("application/x; name=\"c?a=1&b=2\"", "counter")})),
+            "", "c?a=1&b=2"},
+        Row{"RelatedWithoutPage", mail(multi("related", {kImage, kPdf})), "a.pdf",
+            "attachedFile.png,a.pdf"},
+        Row{"RelatedBelowMixed", mail(multi("mixed", {multi("related", {kHtml, kImage}), kZip})),
+            "b.zip", "attachedFile.png"},
+        Row{"AlternativeWithCalendar",
+            mail(multi("alternative", {kPlain, part("text/calendar; name=m.ics", "Qg==",
+                                                    "Content-Transfer-Encoding: base64\n")})),
+            "m.ics", ""},
+        Row{"SignedAroundMixed",
+            mail(multi("signed", {multi("mixed", {kPlain, kZip}),
+                                  part("application/pgp-signature; name=s.asc", "signature")})),
+            "b.zip,s.asc", ""},
+        Row{"NestedMixed", mail(multi("mixed", {kPlain, multi("encrypted", {kPdf, kZip})})),
+            "a.pdf,b.zip", ""},
+        Row{"ReportPartsAreNone", mail(multi("report", {kPlain, kZip})), "", ""},
+        Row{"RelatedFourLevelsDown",
+            mail(multi(
+                "mixed",
+                {multi("signed",
+                       {multi("alternative",
+                              {kPlain, multi("x-a", {multi("related", {kHtml, kImage})})})})})),
+            "", "attachedFile.png"}),
+    nameOfRow<Row>);
+
+TEST(AttachmentName, IsTheFirstThatIsThere) {
+  const struct {
+    const char* name;
+    std::string attachment;
+    std::string expected;
+  } rows[] = {
+      {"disposition before name",
+       part("application/x; name=n.txt", "x", "Content-Disposition: attachment; filename=d.txt\n"),
+       "d.txt"},
+      {"location with a dot", part("application/x", "x", "Content-Location: pic.gif\n"), "pic.gif"},
+      {"location without one", part("application/x", "x", "Content-Location: pic\n"),
+       "attachedFile.dat"},
+      {"made up from the type", part("application/pdf", "x"), "attachedFile.pdf"},
+      {"encoded words", part("application/x; name=\"=?iso-8859-1?Q?=FCber.txt?=\"", "bytes"),
+       "\xC3\xBC"
+       "ber.txt"},
+      {"star form",
+       part("application/x", "bytes",
+            "Content-Disposition: attachment; filename*=utf-8''%C3%BCber.txt\n"),
+       "\xC3\xBC"
+       "ber.txt"},
+      {"raw japanese escapes",
+       part("application/x", "bytes",
+            "Content-Disposition: attachment; filename=\"\x1B$B$\"\x1B(B.txt\"\n"),
+       "\xE3\x81\x82.txt"},
+  };
+  for (const auto& row : rows) {
+    TnoEmail email;
+    ASSERT_TRUE(email.SetFromMimeText(mixedWith(row.attachment)));
+    EXPECT_EQ(email.GetAttachmentFilename(0).value_or("(failed)"), row.expected) << row.name;
+  }
+}
+
+TEST(AttachmentContent, ComesWithTypeAndAttributes) {
+  TnoEmail email;
+  email.SetFromMimeText(mixedWith(part("APPLICATION/Pdf; name=\"A.pdf\"; x=1",
+                                       "AAEC/w==", "Content-Transfer-Encoding: base64\n")));
+  EXPECT_EQ(email.GetAttachmentData(0), "\x00\x01\x02\xFF"s);
+  EXPECT_EQ(email.GetAttachmentContentType(0), "application/pdf");
+  EXPECT_EQ(email.GetAttachmentAttr(0, "content-TYPE", "NAME"), "A.pdf");
+  EXPECT_FALSE(email.GetAttachmentAttr(0, "content-type", "charset"));
+  EXPECT_FALSE(email.GetAttachmentAttr(0, "x-none", "name"));
+}
+
+TEST(AttachmentContent, EmptyDataIsASuccess) {
+  TnoEmail email;
+  email.SetFromMimeText(mixedWith(part("application/pdf", "", "Content-ID: <a>\n")));
+  EXPECT_EQ(email.GetAttachmentData(0), "");
+  EXPECT_TRUE(email.LastMethodSuccess());
+}
+
+TEST(AttachmentContent, OutOfRangeFails) {
+  TnoEmail email;
+  email.SetFromMimeText(mail(multi("mixed", {kPlain, kPdf})));
+  for (const int index : {-1, 1, 1000}) {
+    EXPECT_FALSE(email.GetAttachmentData(index));
+    const std::string log = email.LastErrorText();
+    EXPECT_NE(log.find("Attachment index out of range."), std::string::npos);
+    EXPECT_NE(log.find("attachmentIndex: " + std::to_string(index)), std::string::npos);
+    EXPECT_NE(log.find("numAttachments: 1"), std::string::npos);
+    EXPECT_FALSE(email.GetRelatedData(index));
+  }
+}
+
+struct TextRow {
+  const char* name;
+  std::string bytes;
+  const char* charset;
+  std::string expected;
+};
+
+class AttachmentText : public testing::TestWithParam<TextRow> {};
+
+TEST_P(AttachmentText, IsReadInTheRightCharset) {
+  std::string text =
+      withCrLf(
+          "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\nx\n"
+          "--b\nContent-Type: application/x\nContent-Transfer-Encoding: binary\n\n") +
+      GetParam().bytes + withCrLf("\n--b--\n");
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(text));
+  EXPECT_EQ(email.GetAttachmentString(0, GetParam().charset).value_or("(failed)"),
+            GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, AttachmentText,
+    testing::Values(TextRow{"Declared", "caf\xE9 au lait", "iso-8859-1", "caf\xC3\xA9 au lait"},
+                    TextRow{"UnknownMeansUtf8", "caf\xC3\xA9 au lait", "x-bogus-charset",
+                            "caf\xC3\xA9 au lait"},
+                    TextRow{"Utf8WinsOverDeclared", "caf\xC3\xA9 au lait", "iso-8859-1",
+                            "caf\xC3\xA9 au lait"},
+                    TextRow{"NotUtf8AfterAll", "caf\xE9 au lait", "utf-8", "caf\xC3\xA9 au lait"},
+                    TextRow{"BomWins",
+                            "\xEF\xBB\xBF"
+                            "caf\xC3\xA9",
+                            "iso-8859-1", "caf\xC3\xA9"},
+                    TextRow{"WideBomWins",
+                            "\xFF\xFE"
+                            "a\0b\0c\0"s,
+                            "iso-8859-1", "abc"},
+                    TextRow{"WideByItsNuls", "a\0b\0c\0d\0e\0f\0g\0h\0"s, "us-ascii", "abcdefgh"},
+                    TextRow{"WideDeclaredButNot", "thirty-three bytes without any NUL", "utf-16",
+                            "thirty-three bytes without any NUL"}),
+    nameOfRow<TextRow>);
+
+TEST(RelatedText, IsReadInTheGivenCharsetWhateverTheBytes) {
+  const auto related = [](const std::string& bytes) {
+    return withCrLf(
+               "Content-Type: multipart/related; boundary=b\n\n--b\nContent-Type: text/html\n\n"
+               "<p>\n--b\nContent-Type: image/x\nContent-Transfer-Encoding: binary\n\n") +
+           bytes + withCrLf("\n--b--\n");
+  };
+  TnoEmail email;
+  email.SetFromMimeText(related("caf\xC3\xA9 etc"));
+  EXPECT_EQ(email.GetRelatedString(0, "iso-8859-1"), "caf\xC3\x83\xC2\xA9 etc");
+  EXPECT_FALSE(email.GetRelatedString(0, "x-bogus-charset"));
+  email.SetFromMimeText(related("abc\0def"s));
+  EXPECT_EQ(email.GetRelatedString(0, "utf-8"), "abc");
+  EXPECT_EQ(email.GetRelatedData(0), "abc\0def"s);
+}
+
+}  // namespace
+}  // namespace keldane::mime

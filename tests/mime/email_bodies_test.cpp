@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "mime/email_parts.h"
+#include "mime/tno_email.h"
+#include "tests/mime/mail_builder.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPlain = part("text/plain", "plain");
+const std::string kHtml = part("text/html", "<p>html");
+const std::string kImage = part("image/png", "png bytes", "Content-ID: <i@x>\n");
+const std::string kNone = "(none)";
+
+template <typename AnyRow>
+std::string nameOfRow(const testing::TestParamInfo<AnyRow>& info) {
+  return info.param.name;
+}
+
+struct Row {
+  const char* name;
+  std::string text;
+  std::string plain;
+  std::string html;
+  bool hasPlain;
+  bool hasHtml;
+};
+
+class MailBodies : public testing::TestWithParam<Row> {};
+
+TEST_P(MailBodies, AreFound) {
+  const Row& row = GetParam();
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(row.text));
+  EXPECT_EQ(email.GetPlainTextBody().value_or(kNone), row.plain);
+  EXPECT_EQ(email.GetHtmlBody().value_or(kNone), row.html);
+  EXPECT_EQ(email.HasPlainTextBody(), row.hasPlain);
+  EXPECT_EQ(email.HasHtmlBody(), row.hasHtml);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MailBodies,
+    testing::Values(
+        Row{"Plain", mail(kPlain), "plain", kNone, true, false},
+        Row{"Html", mail(kHtml), kNone, "<p>html", false, true},
+        // The text is given out, but the mail does not claim to have one.
+        Row{"Typeless", mail(entity("", "text\nof it")), "text\r\nof it", kNone, false, false},
+        Row{"Alternative", mail(multi("alternative", {kPlain, kHtml})), "plain", "<p>html", true,
+            true},
+        Row{"AlternativeHtmlOnly", mail(multi("alternative", {kHtml})), kNone, "<p>html", false,
+            true},
+        Row{"MixedPlainAndImage", mail(multi("mixed", {kPlain, kImage})), "plain", kNone, true,
+            false},
+        Row{"MixedTypelessFirst", mail(multi("mixed", {entity("", "typeless"), kPlain})),
+            "typeless", kNone, false, false},
+        Row{"MixedPlainTwice",
+            mail(multi("mixed", {kPlain, kImage, part("text/plain", "tail"),
+                                 part("text/plain", "file", "Content-Disposition: attachment\n"),
+                                 part("text/plain", "end")})),
+            "plain\r\ntail\r\nend", kNone, true, false},
+        Row{"MixedMislabelled", mail(multi("mixed", {kPlain, kHtml})), "plain", "<p>html", true,
+            true},
+        Row{"MixedMislabelledWithImage", mail(multi("mixed", {kImage, kPlain, kHtml})), "plain",
+            "<p>html", true, true},
+        Row{"MixedNamedHtmlIsAFile",
+            mail(multi("mixed", {kPlain, part("text/html; name=\"r.html\"", "<p>report")})),
+            "plain", "<p>report", true, false},
+        Row{"MixedAroundAlternative",
+            mail(multi("mixed", {multi("alternative", {kPlain, kHtml}), kImage})), "plain",
+            "<p>html", true, true},
+        Row{"AlternativeAroundRelated",
+            mail(multi("alternative", {kPlain, multi("related", {kHtml, kImage})})), "plain",
+            "<p>html", true, true},
+        Row{"AlternativeAroundMixed",
+            mail(multi("alternative", {kPlain, multi("mixed", {kHtml, kImage})})), "plain",
+            "<p>html", true, true},
+        Row{"RelatedAlone", mail(multi("related", {kHtml, kImage})), kNone, "<p>html", false, true},
+        Row{"RelatedAroundAlternative",
+            mail(multi("related", {multi("alternative", {kPlain, kHtml}), kImage})), "plain",
+            "<p>html", true, true},
+        Row{"RelatedAroundMixed", mail(multi("related", {multi("mixed", {kHtml, kPlain, kImage})})),
+            "plain", "<p>html", false, true},
+        Row{"Signed", mail(multi("signed", {kPlain, part("application/pkcs7-signature", "sig")})),
+            "plain", kNone, true, false},
+        Row{"SignedAroundAlternative",
+            mail(multi("signed", {multi("alternative", {kPlain, kHtml}),
+                                  part("application/pgp-signature", "sig")})),
+            "plain", "<p>html", true, true},
+        Row{"Report", mail(multi("report", {kPlain, part("message/delivery-status", "Status: 5")})),
+            "plain", kNone, true, false},
+        Row{"MixedAroundReport", mail(multi("mixed", {multi("report", {kPlain, kImage}), kImage})),
+            "plain", kNone, true, false},
+        Row{"OnlyAnImage", mail(kImage), kNone, kNone, false, false},
+        Row{"EmptyMultipart", mail(multi("alternative", {})), kNone, kNone, false, false},
+        Row{"AttachedTextIsNoBody",
+            mail(multi("alternative",
+                       {part("text/plain", "file", "Content-Disposition: attachment\n"), kHtml})),
+            kNone, "<p>html", false, true},
+        Row{"NamedHtmlFirst",
+            mail(multi("mixed", {part("text/html; name=x.html",
+                                      "PHA+eA==", "Content-Transfer-Encoding: base64\n"),
+                                 kImage})),
+            kNone, "<p>x", false, true},
+        Row{"FirstOfEachTypeWins",
+            mail(multi("alternative", {kPlain, part("text/plain", "second"), kHtml})), "plain",
+            "<p>html", true, true}),
+    nameOfRow<Row>);
+
+TEST(MailBodies, SayWhyThereIsNone) {
+  TnoEmail email;
+  email.SetFromMimeText(mail(kImage));
+  EXPECT_FALSE(email.GetPlainTextBody());
+  EXPECT_NE(email.LastErrorText().find("Did not find alternative based on content-type"),
+            std::string::npos);
+  EXPECT_FALSE(email.LastMethodSuccess());
+  EXPECT_FALSE(email.GetHtmlBody());
+  EXPECT_NE(email.LastErrorText().find("No HTML alternative."), std::string::npos);
+}
+
+TEST(BodyToText, MendsLineEndsWhereverTheyStand) {
+  // Every place in and around the blocks that the fast check looks at at once.
+  const std::tuple<const char*, std::string, std::string> endings[] = {
+      {"lf", "\n", "\r\n"},         {"crlf", "\r\n", "\r\n"},     {"cr", "\r", "\r\n"},
+      {"crcr", "\r\r", "\r\n\r\n"}, {"lfcr", "\n\r", "\r\n\r\n"}, {"nul", "\0"s, " "}};
+  for (const auto& [name, ending, mended] : endings) {
+    for (std::size_t before = 0; before < 40; ++before) {
+      for (const std::size_t after : {0, 1, 20}) {
+        const std::string head(before, 'a');
+        const std::string tail(after, 'b');
+        std::string out;
+        bodyToText(head + ending + tail, true, out);
+        ASSERT_EQ(out, head + mended + tail) << name << " behind " << before;
+      }
+    }
+  }
+}
+
+TEST(BodyToText, LosesBomAndTrailingNuls) {
+  std::string out;
+  bodyToText("\xEF\xBB\xBFtext\0\0"s, false, out);
+  EXPECT_EQ(out, "text");
+  bodyToText("a\0b\0"s, false, out);
+  EXPECT_EQ(out, "a\0b"s);
+  bodyToText("", true, out);
+  EXPECT_EQ(out, "");
+}
+
+}  // namespace
+}  // namespace keldane::mime

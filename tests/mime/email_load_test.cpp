@@ -1,0 +1,335 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "mime/email.h"
+#include "mime/email_parts.h"
+#include "mime/log_base.h"
+#include "mime/mime_message.h"
+#include "mime/tarnell_sys_time.h"
+#include "tests/mime/mail_builder.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kPlain = part("text/plain", "plain");
+const std::string kHtml = part("text/html", "<p>html");
+const std::string kImage = part("image/png", "png bytes");
+
+/// The tree in one line: `type(body)` for a leaf, `type[part part]` for a multipart.
+std::string shape(const Email2& email) {
+  std::string out(email.contentType());
+  if (email.getNumParts() == 0) return out + "(" + std::string(email.body().view()) + ")";
+  out += "[";
+  for (int i = 0; i < email.getNumParts(); ++i) {
+    out += (i == 0 ? "" : " ") + shape(*email.getPart(i));
+  }
+  return out + "]";
+}
+
+Email2::Part load(const std::string& text, bool isUtf8 = false) {
+  LogNull log;
+  Email2::Part email =
+      Email2::createFromMimeText2(std::make_shared<_tnEmailCommon>(), text, isUtf8, log);
+  EXPECT_TRUE(email);
+  email->checkFixAltRelatedNesting(log);
+  email->checkFixRelMixNesting(log);
+  return email;
+}
+
+std::string shapeOf(const std::string& text) { return shape(*load(text)); }
+
+struct ShapeRow {
+  const char* name;
+  std::string text;
+  std::string expected;
+};
+
+class LoadedMail : public testing::TestWithParam<ShapeRow> {};
+
+TEST_P(LoadedMail, HasShape) { EXPECT_EQ(shapeOf(GetParam().text), GetParam().expected); }
+
+const std::string kUuFile = "begin 644 cat.txt\n#0V%T\n`\nend\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Repairs, LoadedMail,
+    testing::Values(
+        ShapeRow{"AttachmentAloneGetsAText",
+                 mail(part("image/png", "bytes", "Content-Disposition: attachment; filename=a\n")),
+                 "multipart/mixed[text/plain() image/png(bytes)]"},
+        ShapeRow{"Pkcs7AttachmentAloneStays",
+                 mail(part("application/pkcs7-mime", "bytes", "Content-Disposition: attachment\n")),
+                 "application/pkcs7-mime(bytes)"},
+        ShapeRow{"MislabelledAlternative", mail(multi("mixed", {kHtml, kPlain})),
+                 "multipart/alternative[text/html(<p>html) text/plain(plain)]"},
+        ShapeRow{"MislabelledAlternativeAmongOthers",
+                 mail(multi("mixed", {kImage, kHtml, kPlain, kPlain})),
+                 "multipart/mixed[multipart/alternative[text/plain(plain) text/html(<p>html)] "
+                 "image/png(png bytes) text/plain(plain)]"},
+        ShapeRow{"RelatedAroundAlternative",
+                 mail(multi("related", {multi("alternative", {kPlain, kHtml}), kImage})),
+                 "multipart/alternative[text/plain(plain) multipart/related[text/html(<p>html) "
+                 "image/png(png bytes)]]"},
+        ShapeRow{
+            "RelatedAroundAlternativeBelowMixed",
+            mail(multi("mixed", {multi("related", {multi("alternative", {kPlain, kHtml}), kImage}),
+                                 part("application/x", "file")})),
+            "multipart/mixed[multipart/alternative[text/plain(plain) "
+            "multipart/related[text/html(<p>html) image/png(png bytes)]] application/x(file)]"},
+        ShapeRow{"RelatedAroundMixed", mail(multi("related", {multi("mixed", {kHtml, kImage})})),
+                 "multipart/mixed[multipart/related[text/html(<p>html)] image/png(png bytes)]"},
+        ShapeRow{"UuFile", mail(part("text/plain", "see\n" + kUuFile + "bye\n")),
+                 "multipart/mixed[text/plain(see\r\n) text/plain(Cat)]"},
+        ShapeRow{"UuTwoFiles", mail(part("text/plain", kUuFile + kUuFile)),
+                 "multipart/mixed[text/plain() text/plain(Cat) text/plain(Cat)]"},
+        ShapeRow{"TalkAboutUu", mail(part("text/plain", "write begin 644 x\nat the top\n")),
+                 "text/plain(write begin 644 x\r\nat the top\r\n)"},
+        ShapeRow{"AppleDouble",
+                 mail(multi("mixed",
+                            {kPlain, multi("appledouble",
+                                           {part("application/applefile", "resource"), kImage})})),
+                 "multipart/mixed[text/plain(plain) image/png(png bytes)]"},
+        ShapeRow{"XUuencodePart",
+                 mail(multi("mixed", {kPlain, part("application/x", kUuFile,
+                                                   "Content-Transfer-Encoding: X-UUencode\n")})),
+                 "multipart/mixed[text/plain(plain) application/x(Cat)]"},
+        ShapeRow{
+            "BareEdifact",
+            mail(part("application/edifact", "UNA:+",
+                      "X-MS-Has-Attach: yes\nContent-Disposition: attachment; filename=o.pdf\n")),
+            "multipart/mixed[text/plain() application/pdf(UNA:+)]"},
+        ShapeRow{"HtmlNamedPdf",
+                 mail(multi("mixed",
+                            {kPlain, part("text/html", "%PDF-1",
+                                          "Content-Disposition: attachment; filename=a.PDF\n")})),
+                 "multipart/mixed[text/plain(plain) application/pdf(%PDF-1)]"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(LoadedMail, NamesUuencodedFiles) {
+  const Email2::Part email = load(mail(part("text/plain", kUuFile)));
+  ASSERT_EQ(email->getNumParts(), 2);
+  EXPECT_EQ(email->getPart(1)->filename(), "cat.txt");
+  EXPECT_TRUE(email->getPart(1)->isEmailAttachment(true));
+}
+
+TEST(LoadedMail, MakesAppleFileAnAttachment) {
+  const Email2::Part email = load(mail(
+      multi("mixed",
+            {kPlain, multi("appledouble", {part("application/applefile", "resource"), kImage})})));
+  EXPECT_TRUE(email->getPart(1)->isAttachmentDisposition());
+}
+
+// ---- Bodies of unknown charset
+
+struct BodyRow {
+  const char* name;
+  std::string headerLines;
+  std::string body;
+  std::string expected;
+  int codePage;
+};
+
+class LoadedBody : public testing::TestWithParam<BodyRow> {};
+
+TEST_P(LoadedBody, IsUtf8) {
+  const Email2::Part email = load(entity(GetParam().headerLines, GetParam().body));
+  EXPECT_EQ(email->body().view(), GetParam().expected);
+  EXPECT_EQ(email->charset().getCodePage(), GetParam().codePage);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Charsets, LoadedBody,
+    testing::Values(
+        BodyRow{"QpLatin1", "Content-Transfer-Encoding: quoted-printable\n", "caf=E9",
+                "caf\xC3\xA9", 28591},
+        BodyRow{"QpUtf8Shape", "Content-Transfer-Encoding: quoted-printable\n", "caf=C3=A9",
+                "caf\xC3\xA9", 65001},
+        BodyRow{"QpByHeader",
+                "Subject: =?koi8-r?Q?=C1?=\nContent-Transfer-Encoding: quoted-printable\n",
+                "=C1=C2", "\xD0\xB0\xD0\xB1", 20866},
+        BodyRow{"AttachedTextStays", "Content-Type: multipart/mixed; boundary=b\n",
+                "--b\nA: b\n\nx\n--b--", "", 0},
+        BodyRow{"Declared",
+                "Content-Type: text/plain; charset=iso-8859-1\n"
+                "Content-Transfer-Encoding: quoted-printable\n",
+                "caf=E9", "caf\xC3\xA9", 28591},
+        BodyRow{"WideWithBom", "Content-Type: text/plain\nContent-Transfer-Encoding: base64\n",
+                "//5hAOkA", "a\xC3\xA9", 65001},
+        BodyRow{"WideHtmlUnmarked", "Content-Type: text/html\nContent-Transfer-Encoding: base64\n",
+                "PABwAD4A6QA=", "<p>\xC3\xA9", 65001},
+        BodyRow{"NulInUtf8",
+                "Content-Type: text/plain; charset=utf-8\n"
+                "Content-Transfer-Encoding: quoted-printable\n",
+                "a=00b", "a b", 65001}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(LoadedBody, FirstDeclaredCharsetBecomesThatOfTheMail) {
+  LogNull log;
+  const auto common = std::make_shared<_tnEmailCommon>();
+  const std::string text = mail(multi(
+      "mixed", {part("application/x; charset=koi8-r", "bytes"),
+                part("text/plain; charset=big5", "x"), part("text/html; charset=utf-8", "x")}));
+  ASSERT_TRUE(Email2::createFromMimeText2(common, text, false, log));
+  EXPECT_EQ(common->charset.getCodePage(), 950);
+}
+
+// ---- People and date
+
+TEST(LoadedPeople, JoinsSeveralFieldsOfOneName) {
+  const Email2::Part email = load(
+      entity("To: a@b.c, d@e.f\nSubject: s\nTO: g@h.i\nCc: =?utf-8?Q?J=C3=B6?= <j@k.l>\n", ""));
+  EXPECT_EQ(email->to().getSize(), 3);
+  ASSERT_EQ(email->cc().getSize(), 1);
+  EXPECT_EQ(email->cc().elementAt(0)->name().utf8View(), "J\xC3\xB6");
+  EXPECT_EQ(email->from(), nullptr);
+}
+
+TEST(LoadedDate, ComesFromTheFirstFieldThatIsThere) {
+  const struct {
+    const char* name;
+    std::string lines;
+    std::time_t expected;  // 0: now
+  } rows[] = {
+      {"date", "Received: x; 3 Jan 2006 00:00:00 +0000\nDate: 2 Jan 2006 00:00:00 +0000\n",
+       1136160000},
+      {"delivery date", "Delivery-Date: 2 Jan 2006 00:00:00 +0000\n", 1136160000},
+      {"received", "Received: by a; b; 2 Jan 2006 00:00:00 +0000\nReceived: x; 1 Jan 2006\n",
+       1136160000},
+      {"received without one", "Received: by a\n", 0},
+      {"none", "Subject: s\n", 0},
+      {"unreadable", "Date: yesterday\nDelivery-Date: 2 Jan 2006 00:00:00 +0000\n", 0},
+      {"empty", "Date:\n", 0},
+  };
+  for (const auto& row : rows) {
+    const Email2::Part email = load(entity(row.lines, "x"));
+    TarnellSysTime time = email->date();
+    time.toGmtSysTime();
+    const std::time_t expected = row.expected != 0 ? row.expected : std::time(nullptr);
+    EXPECT_NEAR(static_cast<double>(time.toUnixTime()), static_cast<double>(expected),
+                row.expected != 0 ? 0 : 60)
+        << row.name;
+  }
+}
+
+// ---- The header
+
+std::string describe(const MimeHeader& header) {
+  std::string out;
+  for (int i = 0; i < header.getNumFields(); ++i) {
+    const MimeField& field = *header.fieldAt(i);
+    out += "[" + std::string(field.name().view()) + "|" + std::string(field.value().view()) + "|" +
+           std::to_string(field.kind()) + (field.allowsEncoding() ? "e" : "-") +
+           (field.hadEncodedWords() ? "w" : "-") + "]\n";
+  }
+  return out;
+}
+
+TEST(LoadedHeader, IsTheSameFieldByFieldAsByItsText) {
+  const std::string longText =
+      "a value of many words that is long enough to be folded, more than once; with; marks, \"and "
+      "a "
+      "quoted string in it that goes on and on\" <and@an.address.as.well>   and blanks > behind";
+  const std::string values[] = {
+      "plain",
+      "",
+      "two  blanks",
+      "a tab\tinside",
+      "\t outer blanks ",
+      longText,
+      longText + " " + longText,
+      std::string(200, 'x'),
+      "word " + std::string(100, 'y') + " word",
+      "=?utf-8?Q?J=C3=B6rg?= <j@x.y>, =?iso-8859-1?Q?J=F6rg?= <k@x.y>",
+      "=?utf-8?Q?plain_word?=",
+      "=?utf-8?Q?=3D=3Futf-8=3FQ=3Fa=3F=3D?= inner word",
+      "=?utf-8?B?w6nDqcOpw6nDqcOpw6nDqcOpw6nDqcOpw6nDqcOpw6nDqcOpw6nDqcOpw6k=?= " + longText,
+      "=?utf-8?Q?no end",
+      "text =?utf-8?Q?=0Aline=0D=0AX-Injected:_y?= end",
+      "=?utf-8?Q?From_here?=",
+      "raw \xC3\xA9 utf-8",
+      "raw \xE9 latin",
+      "raw \xE2\x82\xAC and =?utf-8?Q?w?=",
+      "\"J\xC3\xB6rg, D\" <j@x.y>",
+      "text/plain; charset=utf-8; name=\"=?utf-8?Q?=C3=BC.txt?=\"",
+      "attachment; filename*0=\"=?utf-8?Q?a\"; filename*1=\"b?=\"",
+      "attachment; filename=\"\xC3\xBC b.txt\"; x=y",
+      "\x1B$B$\"\x1B(B",
+      "=?iso-2022-jp?B?GyRCJCIbKEI=?= \x1B$B",
+      "nul \0 inside"s,
+      "=?utf-8?Q?nul=00inside?=",
+      "a?b?c ?B? d ?Q? e",
+      "=?bogus?B?QUJD?=",
+      "=?utf-8?B?/w==?=",
+  };
+  const std::string names[] = {"Subject",     "From",
+                               "To",          "Content-Type",
+                               "Received",    "User-Agent",
+                               "Odd 'name\"", "Content-Disposition",
+                               "Message-ID",  ""};
+  const std::string charsets[] = {"", "utf-8", "iso-8859-1", "us-ascii", "iso-2022-jp", "utf-16"};
+  LogNull log;
+  for (const std::string& value : values) {
+    for (const std::string& name : names) {
+      for (const std::string& charset : charsets) {
+        // With and without a neighbour that has a say in how the whole header is read.
+        for (const std::string neighbour :
+             {"", "Z: \xC3\xA9\r\n", "User-Agent: =?utf-8?Q?=E2=82?=\r\n"}) {
+          MimeMessage2 mime;
+          mime.loadMimeComplete("X: y\r\n" + name + ": " + value + "\r\n" + neighbour +
+                                    "Content-Type: text/plain; charset=" + charset + "\r\n" + name +
+                                    ":" + value + "\r\n\r\nbody",
+                                log, false);
+          MimeHeader byText;
+          MimeHeader byField;
+          loadHeaderByText(mime, byText, log);
+          loadHeaderByField(mime, byField, log);
+          ASSERT_EQ(describe(byField), describe(byText))
+              << name << ": " << value << " in " << charset << " beside " << neighbour;
+        }
+      }
+    }
+  }
+}
+
+// ---- Hostile trees
+
+TEST(LoadedMail, StaysShallowAndFastWhateverTheTree) {
+  const auto repeat = [](const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+  };
+  const std::string alternative = multi("alternative", {kPlain, kHtml});
+  const std::string rows[] = {
+      mail(multi("related", std::vector<std::string>(3000, alternative))),
+      mail(multi("mixed", std::vector<std::string>(3000, multi("related", {alternative, kImage})))),
+      mail(multi("mixed", std::vector<std::string>(20000, kPlain))),
+      mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
+      mail(part("text/plain", repeat("begin 6", 100000))),
+      repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml,
+  };
+  for (const std::string& text : rows) {
+    const auto start = std::chrono::steady_clock::now();
+    const Email2::Part email = load(text);
+    EXPECT_LE(email->attachments().size(), text.size());
+    EXPECT_LE(email->relatedItems().size(), text.size());
+    std::string out;
+    LogNull log;
+    email->getPlainTextBodyUtf8(out, log);
+    email->getHtmlBodyUtf8(out, log);
+    DataBuffer written;
+    EXPECT_TRUE(email->getMimeText(written, log));
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_LT(seconds, 20) << text.substr(0, 200);
+  }
+}
+
+}  // namespace
+}  // namespace keldane::mime

@@ -1,0 +1,207 @@
+#include "mime/tno_email.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <string>
+
+#include "tests/mime/mail_builder.h"
+
+namespace keldane::mime {
+namespace {
+
+using namespace std::string_literals;
+
+const std::string kNone = "(none)";
+
+bool logHas(const TnoEmail& email, const std::string& text) {
+  return email.LastErrorText().find(text) != std::string::npos;
+}
+
+TEST(TnoEmail, AnswersWithNothingBeforeAMailIsSet) {
+  TnoEmail email;
+  EXPECT_FALSE(email.Subject());
+  EXPECT_TRUE(logHas(email, "No internal email object"));
+  EXPECT_EQ(email.NumTo(), 0);
+  EXPECT_FALSE(email.LastMethodSuccess());
+  EXPECT_FALSE(email.GetPlainTextBody());
+  EXPECT_FALSE(email.HasHtmlBody());
+  EXPECT_FALSE(email.GetMime());
+  EXPECT_FALSE(email.GetHeaderField("Subject"));
+  EXPECT_TRUE(logHas(email, "This is an empty email object."));
+  const auto date = email.GetDt();
+  ASSERT_TRUE(date);
+  EXPECT_NEAR(static_cast<double>(date->GetAsDateTime(0).value_or(0)),
+              static_cast<double>(std::time(nullptr)), 60);
+}
+
+TEST(TnoEmail, TellsWhoWhenAndWhat) {
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(withCrLf(
+      "From: Doe, John <j@x.y>\nTo: \"A B\" <a@b.c>, d@e.f\nTo: =?utf-8?Q?G=C3=A9?= <g@h.i>\n"
+      "Cc: C <c@c.c>\nDate: Mon, 2 Jan 2006 15:04:05 -0700\nSubject: =?iso-8859-1?Q?caf=E9?=\n"
+      "X-Long: a\n b\n\nbody")));
+  EXPECT_EQ(email.From(), "\"Doe, John\" <j@x.y>");
+  EXPECT_EQ(email.FromAddress(), "j@x.y");
+  ASSERT_EQ(email.NumTo(), 3);
+  EXPECT_EQ(email.GetTo(0), "\"A B\" <a@b.c>");
+  EXPECT_EQ(email.GetTo(1), "d@e.f");
+  EXPECT_EQ(email.GetTo(2), "G\xC3\xA9 <g@h.i>");
+  EXPECT_EQ(email.GetToAddr(2), "g@h.i");
+  EXPECT_FALSE(email.GetTo(3));
+  EXPECT_FALSE(email.GetTo(-1));
+  ASSERT_EQ(email.NumCC(), 1);
+  EXPECT_EQ(email.GetCC(0), "C <c@c.c>");
+  EXPECT_EQ(email.GetCcAddr(0), "c@c.c");
+  EXPECT_EQ(email.Subject(), "caf\xC3\xA9");
+  EXPECT_EQ(email.GetDt()->GetAsDateTime(0), 1136239445);
+  EXPECT_EQ(email.GetHeaderField(" x-LONG "), "a b");
+  EXPECT_EQ(email.GetHeaderField("to"), "\"A B\" <a@b.c>, d@e.f,G\xC3\xA9 <g@h.i>");
+}
+
+TEST(TnoEmail, GivesTheRawSenderWhenThereIsNoAddressInIt) {
+  const struct {
+    const char* name;
+    std::string line;
+    std::string from;
+    std::string address;
+  } rows[] = {
+      {"missing", "", "", ""},
+      {"only marks", "From: <>\n", "<>", ""},
+      {"a bare word is an address", "From: root\n", "root", "root"},
+      {"words of nothing", "From: <=?utf-8?Q?J?=>\n", "J", "J"},
+  };
+  for (const auto& row : rows) {
+    TnoEmail email;
+    ASSERT_TRUE(email.SetFromMimeText(withCrLf(row.line + "Subject: s\n\nbody")));
+    EXPECT_EQ(email.From(), row.from) << row.name;
+    EXPECT_EQ(email.FromAddress(), row.address) << row.name;
+  }
+}
+
+TEST(TnoEmail, SaysWhichFieldIsMissing) {
+  TnoEmail email;
+  email.SetFromMimeText("Subject: s\r\n\r\nbody");
+  EXPECT_FALSE(email.GetHeaderField("X-None"));
+  EXPECT_TRUE(logHas(email, "Header field does not exist"));
+  EXPECT_TRUE(logHas(email, "fieldName: X-None"));
+  EXPECT_FALSE(email.GetHeaderField(" \t"));
+  EXPECT_TRUE(logHas(email, "Field name is missing"));
+  EXPECT_EQ(email.GetHeaderField("subject"), "s");
+  EXPECT_TRUE(email.LastMethodSuccess());
+  EXPECT_TRUE(logHas(email, "Success."));
+}
+
+TEST(TnoEmail, DropsTheOldMailWhenTheNewOneFails) {
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText("Subject: s\r\n\r\nbody"));
+  EXPECT_FALSE(email.SetFromMimeText(std::string(20000001, 'x')));
+  EXPECT_TRUE(logHas(email, "Failed to create email object from MIME text"));
+  EXPECT_FALSE(email.Subject());
+}
+
+TEST(TnoEmail, LogsDetailOnlyWhenAskedTo) {
+  const std::string text =
+      mail(multi("related", {multi("alternative", {part("text/html", "<p>x")})}));
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(text));
+  const std::string fix = "Fixing multipart/alternative, multipart/related MIME structure...";
+  EXPECT_FALSE(logHas(email, fix));
+  email.setVerboseLogging(true);
+  ASSERT_TRUE(email.SetFromMimeText(text));
+  EXPECT_TRUE(logHas(email, fix));
+}
+
+TEST(TnoEmail, DoesNotLeanOnTheTextItWasGiven) {
+  TnoEmail email;
+  {
+    std::string text = "\xEF\xBB\xBFSubject: caf\xC3\xA9\r\n\r\nbody \xC3\xA9\0\0"s;
+    ASSERT_TRUE(email.SetFromMimeText(text));
+    text.assign(text.size(), '#');
+  }
+  EXPECT_EQ(email.Subject(), "caf\xC3\xA9");
+}
+
+struct WrittenRow {
+  const char* name;
+  std::string text;
+  std::string expected;
+};
+
+class WrittenMail : public testing::TestWithParam<WrittenRow> {};
+
+TEST_P(WrittenMail, IsWellFormed) {
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(GetParam().text));
+  EXPECT_EQ(email.GetMime().value_or(kNone), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Encodings, WrittenMail,
+    testing::Values(
+        WrittenRow{"AsciiStays", "Subject: s\r\n\r\nbody\r\n", "Subject: s\r\n\r\nbody\r\n"},
+        WrittenRow{"EightBitText",
+                   withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
+                            "Content-Transfer-Encoding: 8bit\n\n") +
+                       "caf\xC3\xA9",
+                   withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
+                            "Content-Transfer-Encoding: quoted-printable\n\ncaf=E9")},
+        WrittenRow{"EightBitWithoutCharset", "Subject: s\r\n\r\ncaf\xC3\xA9",
+                   withCrLf("Subject: s\nContent-Transfer-Encoding: quoted-printable\n"
+                            "Content-Type: text/plain; charset=utf-8\n\ncaf=C3=A9")},
+        WrittenRow{"BinaryFile",
+                   withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: binary\n\n") +
+                       "\x01\xFF",
+                   withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: base64\n\n"
+                            "Af8=\n")},
+        WrittenRow{"JapaneseInBase64",
+                   withCrLf("Content-Type: text/plain; charset=shift_jis\n\n") + "\xE3\x81\x82",
+                   withCrLf("Content-Type: text/plain; charset=shift_jis\n"
+                            "Content-Transfer-Encoding: base64\n\ngqA=\n")},
+        WrittenRow{"AlternativeLosesItsEncoding",
+                   mail(multi("alternative", {part("text/plain", "plain")},
+                              "Content-Transfer-Encoding: 8bit\n")),
+                   mail(multi("alternative", {part("text/plain", "plain")}))},
+        WrittenRow{"HtmlIsAlwaysEncoded",
+                   withCrLf("Content-Type: text/html; charset=utf-8\n\n<p>=\n"),
+                   withCrLf("Content-Type: text/html; charset=utf-8\n"
+                            "Content-Transfer-Encoding: quoted-printable\n\n<p>=3D\n")},
+        WrittenRow{"MetaFollowsTheCharset",
+                   withCrLf("Content-Type: text/html; charset=iso-8859-1\n\n"
+                            "<meta charset=koi8-r><p>x\n"),
+                   withCrLf("Content-Type: text/html; charset=iso-8859-1\n"
+                            "Content-Transfer-Encoding: quoted-printable\n\n"
+                            "<meta charset=3Diso-8859-1><p>x\n")}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(WrittenMail, ReadsBackAsTheSameMail) {
+  const std::string file =
+      part("application/pdf; name=a.pdf", "AAEC/w==", "Content-Transfer-Encoding: base64\n");
+  const std::string texts[] = {
+      mail(part("text/plain; charset=utf-8", "caf=C3=A9",
+                "Content-Transfer-Encoding: quoted-printable\n")),
+      mail(multi("mixed", {part("text/plain", "x"), part("text/html", "<p>y"), file})),
+      mail(multi("related",
+                 {multi("alternative", {part("text/plain", "x"), part("text/html", "y")}), file})),
+      mail(part("text/plain", "see\nbegin 644 cat.txt\n#0V%T\n`\nend\n")),
+      mail(part("application/pdf", "bytes", "Content-Disposition: attachment; filename=a.pdf\n")),
+  };
+  for (const std::string& text : texts) {
+    TnoEmail first;
+    ASSERT_TRUE(first.SetFromMimeText(text));
+    const std::string written = first.GetMime().value_or(kNone);
+    TnoEmail second;
+    ASSERT_TRUE(second.SetFromMimeText(written));
+    EXPECT_EQ(second.GetPlainTextBody().value_or(kNone), first.GetPlainTextBody().value_or(kNone));
+    EXPECT_EQ(second.GetHtmlBody().value_or(kNone), first.GetHtmlBody().value_or(kNone));
+    ASSERT_EQ(second.NumAttachments(), first.NumAttachments()) << written;
+    for (int i = 0; i < first.NumAttachments(); ++i) {
+      EXPECT_EQ(second.GetAttachmentFilename(i), first.GetAttachmentFilename(i));
+      EXPECT_EQ(second.GetAttachmentData(i), first.GetAttachmentData(i));
+    }
+    EXPECT_EQ(second.GetMime().value_or(kNone), written);
+  }
+}
+
+}  // namespace
+}  // namespace keldane::mime
