@@ -55,8 +55,8 @@ Fields ourFields(const std::string& text) {
   fields["cc"] = joined(cc);
   const auto date = email.GetDt();
   fields["date"] = date ? fmt::format("{}", date->GetAsDateTime(0).value_or(0)) : "";
-  fields["plain"] = email.HasPlainTextBody() ? squeezed(email.GetPlainTextBody().value_or("")) : "";
-  fields["html"] = email.HasHtmlBody() ? squeezed(email.GetHtmlBody().value_or("")) : "";
+  fields["plain"] = squeezed(email.GetPlainTextBody().value_or(""));
+  fields["html"] = squeezed(email.GetHtmlBody().value_or(""));
   std::string names;
   std::string bytes;
   for (int i = 0, n = email.NumAttachments(); i < n; ++i) {
@@ -117,7 +117,7 @@ int run(int argc, char** argv) {
   std::map<std::string, long> agree;
   for (const MailFile& file : files) {
     const Fields ours = ourFields(file.text);
-    const Fields theirs = peerFields(file.text);
+    const Fields theirs = peerFields(file.raw);
     for (const auto& [field, value] : ours) {
       const auto found = theirs.find(field);
       const std::string peer = found == theirs.end() ? "(not read)" : found->second;

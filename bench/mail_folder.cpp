@@ -18,9 +18,9 @@ std::vector<MailFile> readMailFolder(const std::string& folder) {
   for (const std::string& path : paths) {
     Result<std::string> bytes = readFile(path);
     if (!bytes) continue;
-    std::string text = toUtf8(*bytes);
-    if (text.starts_with("From ")) text.erase(0, text.find('\n') + 1);
-    files.push_back({path, std::move(text)});
+    std::string& raw = *bytes;
+    if (raw.starts_with("From ")) raw.erase(0, raw.find('\n') + 1);
+    files.push_back({path, toUtf8(raw), std::move(raw)});
   }
   return files;
 }

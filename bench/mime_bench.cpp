@@ -107,7 +107,7 @@ int run(int argc, char** argv) {
   const double normal = times[1][static_cast<std::size_t>(rounds) / 2] * 1000 / megabytes;
   fmt::print("\nHostile input, whole chain; normal mail takes {:.2f} ms a MB\n", normal);
   for (const HostileMail& hostile : hostileMail()) {
-    const double seconds = secondsFor({{hostile.name, hostile.text}}, readByChain);
+    const double seconds = secondsFor({{hostile.name, hostile.text, ""}}, readByChain);
     fmt::print("{:<44} {:>6.2f} MB {:>10.2f} ms a MB\n", hostile.name,
                static_cast<double>(hostile.text.size()) / 1e6,
                seconds * 1e9 / static_cast<double>(hostile.text.size()));

@@ -139,8 +139,14 @@ bool CutOffRepair::takeOut(const OpenEntry& entry, std::uint32_t id) {
     reportError(entry.path);
     return false;
   }
+  earlierAttempts_[entry.mark.fingerprint] = entry.mark.attempt;
   reportTakenOut(id, entry.path);
   return true;
+}
+
+unsigned CutOffRepair::attemptFor(const std::string& fingerprint) const {
+  const auto earlier = earlierAttempts_.find(fingerprint);
+  return earlier == earlierAttempts_.end() ? 1 : earlier->second + 1;
 }
 
 CutOffRepair::Rows CutOffRepair::readRows(const std::string& condition) {

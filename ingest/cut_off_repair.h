@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -37,6 +38,9 @@ class CutOffRepair {
   /// the message at hand and it is not whole. True: the row is gone, the message is to be stored.
   [[nodiscard]] bool takeOutSuspect(std::uint32_t id, const MessageMark& mark,
                                     const std::string& path);
+  /// Which attempt it is to store the message with this fingerprint: 1, or more when what earlier
+  /// runs had stored of it has been taken out.
+  [[nodiscard]] unsigned attemptFor(const std::string& fingerprint) const;
   /// Settles those cut-off runs that left nothing in doubt. To be called when the run ends.
   void finish();
 
@@ -70,6 +74,7 @@ class CutOffRepair {
   StoreLog& storeLog_;
   std::string database_;
   std::vector<SuspectRange> suspects_;
+  std::map<std::string, unsigned> earlierAttempts_;  ///< by fingerprint
 };
 
 }  // namespace keldane

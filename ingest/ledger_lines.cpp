@@ -2,8 +2,6 @@
 
 #include <charconv>
 
-#include "ingest/ledger_reader.h"
-
 namespace keldane {
 namespace {
 
@@ -66,8 +64,8 @@ namespace {
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 constexpr std::string_view kNoOffset = "-";
 
-/// The word, key, database, offset, eight of the mark, the path.
-constexpr std::size_t kEntryFields = 13;
+/// The word, key, database, offset, nine of the mark, the path.
+constexpr std::size_t kEntryFields = 14;
 
 int hexValue(char digit) {
   const std::size_t value = kHexDigits.find(digit);
@@ -181,6 +179,7 @@ void addEntry(std::string& out, std::string_view word, const OpenEntry& entry) {
   addField(out, std::uint64_t{mark.partCount});
   addField(out, std::uint64_t{mark.attachNamesBytes});
   addField(out, std::uint64_t{mark.attachTextBytes});
+  addField(out, std::uint64_t{mark.attempt});
   addField(out, entry.path);
   out += '\n';
 }
@@ -202,10 +201,10 @@ std::optional<OpenEntry> parseEntry(const std::vector<std::string_view>& fields)
   mark.withSource = fields[7] != "0";
   if (!readUnsigned(fields[4], mark.afterId) || !readSize(fields[8], mark.headingsBytes) ||
       !readSize(fields[9], mark.partCount) || !readSize(fields[10], mark.attachNamesBytes) ||
-      !readSize(fields[11], mark.attachTextBytes)) {
+      !readSize(fields[11], mark.attachTextBytes) || !readUnsigned(fields[12], mark.attempt)) {
     return std::nullopt;
   }
-  entry.path = unescapeField(fields[12]);
+  entry.path = unescapeField(fields[13]);
   return entry;
 }
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ingest/run_ledger.h"
+#include "ingest/ledger_entries.h"
 
 /// The lines of a ledger. Lines for the eye are "outcome, detail, offset, path"; lines for the
 /// program begin with "#". Fields stand between tabs, and a field never holds a control character.

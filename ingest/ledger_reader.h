@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/result.h"
-#include "ingest/run_ledger.h"
+#include "ingest/ledger_entries.h"
 
 /// Reading a ledger: for the eye, and for the next run. A ledger may end anywhere, in the middle of
 /// a line too; what cannot be read is passed over.
@@ -21,11 +21,6 @@ struct LedgerLine {
   std::optional<std::uint64_t> offsetBytes;
   std::string path;
 };
-
-/// Word of an outcome as it stands in the file: "archived", "duplicate", "excluded", "dropped",
-/// "failed", "not-mail".
-[[nodiscard]] std::string_view outcomeName(LedgerOutcome outcome);
-[[nodiscard]] std::optional<LedgerOutcome> findOutcome(std::string_view name);
 
 /// Hands over each outcome line in order. Fails when the file cannot be read.
 [[nodiscard]] Result<void> forEachLedgerLine(const std::string& path,

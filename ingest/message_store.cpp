@@ -23,6 +23,10 @@ namespace {
 constexpr bool kUpdateKnownMailbox = true;
 constexpr bool kTagKnownMessages = true;
 
+/// A message at which the server was lost in so many runs in a row is what the server is lost at:
+/// it is too big for it. What is stored of it then stays, or no run would ever come past it.
+constexpr unsigned kMostAttempts = 3;
+
 constexpr int kStored = 1;
 constexpr int kKnown = 2;
 
@@ -195,6 +199,7 @@ void MessageStore::tagKnown(std::uint32_t id) {
 void MessageStore::storeNew(Fields& fields, int partCount) {
   CurrentMessage& message = context_.message;
   const MessageMark mark = makeMark(fields, partCount);
+  attempt_ = mark.attempt;
   fields.unescapeForRow();
   const std::optional<std::uint32_t> id = insertRow(mark, numAttachOf(partCount));
   if (!id) {
@@ -242,6 +247,7 @@ MessageMark MessageStore::makeMark(const Fields& fields, int partCount) const {
                                     fields.mailto.plain(), message.msgMailbox, message.msgBody,
                                     numAttachOf(partCount)});
   mark.afterId = context_.ledger.greatestId();
+  if (context_.repair != nullptr) mark.attempt = context_.repair->attemptFor(mark.fingerprint);
   mark.msgDate = message.msgDate;
   mark.withSource = withSource;
   mark.attachTextBytes = message.msgAttachText.size();
@@ -380,11 +386,15 @@ void MessageStore::updateAttachmentInformation(std::uint32_t id) {
   storeOutcome_ = kStored;
 }
 
+bool MessageStore::staysOpen() const {
+  return errors_.lost() && context_.ledger.isOpen() && attempt_ < kMostAttempts;
+}
+
 void MessageStore::closeFailed(std::optional<std::uint32_t> id) {
   std::string detail;
   if (id) detail = "row " + std::to_string(*id) + ": ";
   detail += errors_.first();
-  if (errors_.lost() && context_.ledger.isOpen()) {
+  if (staysOpen()) {
     context_.ledger.leaveOpen(detail);
   } else {
     context_.ledger.close(LedgerOutcome::failed, detail);

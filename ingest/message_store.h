@@ -72,12 +72,14 @@ class MessageStore {
   [[nodiscard]] int numAttachOf(int partCount) const;
   [[nodiscard]] bool reconnect();
   void closeFailed(std::optional<std::uint32_t> id);
+  [[nodiscard]] bool staysOpen() const;
   void countNewRow(std::uint32_t id);
 
   Context context_;
   StoreErrors errors_;
   StatementText sql_;
   int storeOutcome_ = 0;
+  unsigned attempt_ = 1;
 };
 
 }  // namespace keldane

@@ -143,6 +143,19 @@ TEST_F(CutOffRepairTest, ARepairThatIsCutOffItselfIsEndedByTheNext) {
   }
 }
 
+TEST_F(CutOffRepairTest, AMessageThatTheServerIsLostAtEachTimeIsGivenUpAfterThreeRuns) {
+  for (int run = 1; run <= 3; ++run) {
+    beginWithRepair();
+    ASSERT_TRUE(storeAndCut(plainMessage(), Cut::lostBefore, 5));
+    EXPECT_EQ(openEntries(), run < 3 ? 1U : 0U) << run;
+  }
+  beginWithRepair();
+  EXPECT_THAT(step.log.lines, IsEmpty());
+  step.storeMessage(plainMessage());
+  EXPECT_EQ(step.ledger->sums().duplicates, 1);
+  EXPECT_EQ(count("email"), "1");
+}
+
 TEST_F(CutOffRepairTest, SaysWhatItTookOut) {
   begin();
   ASSERT_TRUE(storeAndCut(plainMessage(), Cut::killedAfter, 4));

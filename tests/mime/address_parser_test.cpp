@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -61,12 +60,6 @@ std::string inWords(std::string text, int times) {
     text = word + "?=";
   }
   return text;
-}
-
-double seconds(const std::string& value, std::string (*read)(std::string_view)) {
-  const auto start = std::chrono::steady_clock::now();
-  read(value);
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 struct Row {
@@ -176,25 +169,24 @@ TEST(AddressParser, KeepsAFieldOfSeparatorsWithinItsLimit) {
   EXPECT_EQ(list.getSize(), _tnEmailAddress::kMaxEntries);
 }
 
-TEST(AddressParser, TakesTimeInProportionToTheText) {
+TEST(AddressParser, SurvivesHostileText) {
   const auto repeat = [](std::string_view text, std::size_t bytes) {
     std::string all;
     while (all.size() < bytes) all += text;
     return all;
   };
-  // Quadratic work on these would take minutes.
-  constexpr double kFarTooLong = 5;
+  // Quadratic work on these would run into the time that the runner of the tests allows.
   constexpr std::size_t kSize = 300000;
   for (const std::string_view unit :
        {"<", "<a ", "\"", "\\\"", "=?", "=?a?Q?", "=?a?Q? ", "a <b ", "\"a@", "@<", "a@b.c <d>",
         "\"a\" <\"b\"@", "\"/C=\"@", "?="}) {
     const std::string value = repeat(unit, kSize);
-    EXPECT_LT(seconds(value, listText), kFarTooLong) << unit;
-    EXPECT_LT(seconds(value, singleText), kFarTooLong) << unit;
+    listText(value);
+    singleText(value);
   }
   // Words inside words, around an address that is read again for its brackets.
   const std::string nested = inWords("\"<" + repeat("a", kSize) + ">\"", 40);
-  EXPECT_LT(seconds("x, " + nested, listText), kFarTooLong);
+  EXPECT_FALSE(listText("x, " + nested).empty());
 }
 
 TEST(TypeTable, TakesTheFirstRow) {

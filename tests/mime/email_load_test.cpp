@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -299,7 +298,7 @@ TEST(LoadedHeader, IsTheSameFieldByFieldAsByItsText) {
 
 // ---- Hostile trees
 
-TEST(LoadedMail, StaysShallowAndFastWhateverTheTree) {
+TEST(LoadedMail, StaysShallowWhateverTheTree) {
   const auto repeat = [](const std::string& text, int times) {
     std::string all;
     for (int i = 0; i < times; ++i) all += text;
@@ -315,7 +314,6 @@ TEST(LoadedMail, StaysShallowAndFastWhateverTheTree) {
       repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml,
   };
   for (const std::string& text : rows) {
-    const auto start = std::chrono::steady_clock::now();
     const Email2::Part email = load(text);
     EXPECT_LE(email->attachments().size(), text.size());
     EXPECT_LE(email->relatedItems().size(), text.size());
@@ -325,9 +323,6 @@ TEST(LoadedMail, StaysShallowAndFastWhateverTheTree) {
     email->getHtmlBodyUtf8(out, log);
     DataBuffer written;
     EXPECT_TRUE(email->getMimeText(written, log));
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_LT(seconds, 20) << text.substr(0, 200);
   }
 }
 

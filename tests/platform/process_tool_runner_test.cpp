@@ -1,6 +1,5 @@
 #include "platform/process_tool_runner.h"
 
-#include <chrono>
 #include <csignal>
 #include <thread>
 
@@ -76,11 +75,10 @@ TEST(ProcessToolRunner, GivesAllInputToAProgramThatHasClosedItsOutput) {
 }
 
 TEST(ProcessToolRunner, DoesNotWaitForWhatTheProgramLeavesRunning) {
+  // It outlives the time that the runner of the tests allows.
   ProcessToolRunner runner;
-  const auto start = std::chrono::steady_clock::now();
-  const Result<ToolOutcome> outcome = runner.run(shell("sleep 20 & echo started $!"));
+  const Result<ToolOutcome> outcome = runner.run(shell("sleep 1000 & echo started $!"));
   ASSERT_TRUE(outcome);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   ASSERT_TRUE(outcome->output.starts_with("started "));
   ::kill(std::stoi(outcome->output.substr(8)), SIGKILL);
 }

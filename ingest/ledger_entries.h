@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What stands in a ledger, as values: shared by the rooms that write, read and show it.
+namespace keldane {
+
+/// What became of a file or a message.
+enum class LedgerOutcome { archived, duplicate, excluded, dropped, failed, notMail };
+
+/// What a message's rows would hold, as far as it is needed to find its row again after a run was
+/// cut off, and to tell whether it is whole.
+struct MessageMark {
+  std::string fingerprint;    ///< of the values of the insert statement, see message_fingerprint.h
+  std::uint32_t afterId = 0;  ///< greatest id known before the insert
+  std::string msgDate;        ///< as in the insert statement, to find candidates by index
+  bool withSource = true;     ///< a row of `origemail` belongs to it
+  std::size_t headingsBytes = 0;
+  std::size_t partCount = 0;  ///< rows of `attachments` that it asks for
+  std::size_t attachNamesBytes = 0;
+  std::size_t attachTextBytes = 0;
+  unsigned attempt = 1;  ///< which run in a row it is that tries to store the message
+  bool operator==(const MessageMark&) const = default;
+};
+
+/// A message whose storing was begun and whose end is not known.
+struct OpenEntry {
+  std::uint64_t key = 0;  ///< names the entry within its ledger
+  std::string database;
+  std::string path;
+  std::optional<std::uint64_t> offsetBytes;
+  MessageMark mark;
+  std::optional<std::uint32_t> insertedId;
+};
+
+/// An earlier run without an orderly end, as far as its ledger tells. When the machine itself went
+/// down, the ledger's last lines may be missing although the server kept the rows.
+struct CutRun {
+  std::string database;
+  std::uint32_t fromId = 0;            ///< greatest id before that run
+  std::uint32_t lastClosedId = 0;      ///< greatest id whose line was closed
+  std::uint32_t toId = 0;              ///< greatest id found after it; 0: not yet known
+  std::vector<std::uint32_t> byRight;  ///< rows that its ledger closed without a source
+  bool operator==(const CutRun&) const = default;
+};
+
+struct LedgerSums {
+  long met = 0;  ///< messages met; always the sum of the five below
+  long archived = 0;
+  long duplicates = 0;
+  long excluded = 0;
+  long dropped = 0;
+  long failed = 0;
+  long notMail = 0;  ///< files, not messages
+
+  void count(LedgerOutcome outcome);
+};
+
+/// Word of an outcome as it stands in the file: "archived", "duplicate", "excluded", "dropped",
+/// "failed", "not-mail".
+[[nodiscard]] std::string_view outcomeName(LedgerOutcome outcome);
+[[nodiscard]] std::optional<LedgerOutcome> findOutcome(std::string_view name);
+
+}  // namespace keldane
