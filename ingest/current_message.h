@@ -27,12 +27,12 @@ struct MessageTags {
   }
 };
 
-/// The message at hand, refilled for each message by the reader and read by the rules and the store.
-/// Belongs to the worker thread of a run.
+/// The message at hand, refilled for each message by the reader and read by the rules and the
+/// store. Belongs to the worker thread of a run.
 struct CurrentMessage {
-  std::string msgDate;      ///< "YYYY-MM-DD HH:MM:SS", local time
+  std::string msgDate;  ///< "YYYY-MM-DD HH:MM:SS", local time
   std::string msgFrom;
-  std::string msgTo;        ///< To, then Cc, joined by ","
+  std::string msgTo;  ///< To, then Cc, joined by ","
   std::string msgSubject;
   std::string msgMailto;
   std::string msgMailbox;
