@@ -122,7 +122,7 @@ void KeldaneController::wireSettings() {
             return DateStyle{settings_->user.dateFormat, settings_->user.separator};
           },
       .dbPath = [this] { return database_->dbPath; },
-      .storeLog = [](const std::string& line) { std::fputs(line.c_str(), stderr); },
+      .storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); },
       .clearMessageViews = {},
   });
 }
@@ -217,6 +217,7 @@ void KeldaneController::applicationDidFinishLaunching() {
 }
 
 void KeldaneController::applicationWillTerminate() {
+  archiveRun_->abandon();
   resultList_->dropAllViewsQuietly();
   if (!process_.debugLogOn) {
     for (const std::string& path : {process_.logFilePath, process_.tmpFilePath}) {

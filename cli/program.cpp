@@ -87,7 +87,9 @@ int Program::runUnattended() {
   if (!made.connections().isConnected()) return kExitFailed;
   runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
   if (interruptCount() > 0) return kExitInterrupted;
-  return made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
+  // A start that was refused has no summary; its alert has told why.
+  const bool ran = !made.archiveRun().lastSummary().empty();
+  return ran && made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
 }
 
 int Program::fail(const std::string& message) {

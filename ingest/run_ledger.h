@@ -73,8 +73,8 @@ class RunLedger {
   /// A file that is not mail.
   void notMail(const std::string& path, std::string_view reason);
 
-  /// Writes the sums and the mark of an orderly end, and lets go of the file. A run that has lost its
-  /// server gets no such mark: what the server had taken in last may not have outlived it.
+  /// Writes the sums and the mark of an orderly end, and lets go of the file. A run that has lost
+  /// its server gets no such mark: what the server had taken in last may not have outlived it.
   void finish(bool serverLost = false);
   [[nodiscard]] const LedgerSums& sums() const { return sums_; }
   [[nodiscard]] const std::string& path() const { return path_; }
