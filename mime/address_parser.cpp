@@ -12,6 +12,20 @@
 
 namespace keldane::mime {
 
+namespace {
+
+/// A value that is one encoded word, or several, is decoded before it is read: it becomes
+/// `decoded`. Any other value stays.
+std::string_view decodeWhole(std::string_view text, StringBuffer& decoded, LogBase& log) {
+  const std::string_view whole = trimmed(text);
+  if (whole.size() <= 4 || !whole.starts_with("=?") || !whole.ends_with("?=")) return text;
+  decoded.setString(whole);
+  ContentCoding().QB_DecodeToUtf8(decoded, log);
+  return decoded.view();
+}
+
+}  // namespace
+
 /// The state machine over the tokens of one address field.
 class AddressListParser {
  public:
@@ -36,6 +50,14 @@ class AddressListParser {
   void again(State state) {
     state_ = state;
     repeat_ = true;
+  }
+  /// The token that belongs here leads on; any other begins the next entry.
+  void passOver(Kind wanted, State next) {
+    if (kind_ == wanted) {
+      state_ = next;
+    } else {
+      again(State::kStart);
+    }
   }
   [[nodiscard]] bool hasName() const { return entry_ && !entry_->name().isEmpty(); }
 
@@ -68,21 +90,13 @@ bool AddressListParser::run() {
         ok = afterLess();
         break;
       case State::kAddressDone:
-        if (kind_ == Kind::kSeparator) {
-          state_ = State::kStart;
-        } else {
-          again(State::kStart);
-        }
+        passOver(Kind::kSeparator, State::kStart);
         break;
       case State::kName:
         ok = inName();
         break;
       case State::kAfterAddress:
-        if (kind_ == Kind::kGreater) {
-          state_ = State::kAddressDone;
-        } else {
-          again(State::kStart);
-        }
+        passOver(Kind::kGreater, State::kAddressDone);
         break;
     }
     if (!ok) return false;
@@ -190,14 +204,8 @@ bool AddressListParser::finishNameOnly() {
 bool parseRawAddressList(std::string_view text, ExtPtrArray<_tnEmailAddress>& list, int depth,
                          int enough, LogBase& log) {
   if (depth > _tnEmailAddress::kMaxDepth) return false;
-  const std::string_view whole = trimmed(text);
-  if (whole.substr(0, 2) == "=?" && whole.size() > 4 && whole.substr(whole.size() - 2) == "?=") {
-    StringBuffer decoded(whole);
-    ContentCoding coding;
-    coding.QB_DecodeToUtf8(decoded, log);
-    return AddressListParser(decoded.view(), list, depth, enough, log).run();
-  }
-  return AddressListParser(text, list, depth, enough, log).run();
+  StringBuffer decoded;
+  return AddressListParser(decodeWhole(text, decoded, log), list, depth, enough, log).run();
 }
 
 bool _tnEmailAddress::loadSingleEmailAddr(std::string_view text, int depth, LogBase& log) {
@@ -208,13 +216,8 @@ _tnEmailAddress::Reading _tnEmailAddress::readFirstEntry(std::string_view text, 
                                                          LogBase& log) {
   const LogContextExitor context(log, "loadSingleEmailAddr");
   StringBuffer decoded;
-  const std::string_view whole = trimmed(text);
-  if (whole.substr(0, 2) == "=?" && whole.size() > 4 && whole.substr(whole.size() - 2) == "?=") {
-    // Before anything is masked: a marker inside a word would not come out of its decoding whole.
-    decoded.setString(whole);
-    decoded.qbDecode(log);
-    text = decoded.view();
-  }
+  // Before anything is masked: a marker inside a word would not come out of its decoding whole.
+  text = decodeWhole(text, decoded, log);
   AddressForms forms;
   ExtPtrArray<_tnEmailAddress> entries;
   const bool finished = parseRawAddressList(forms.prepare(text), entries, depth + 1, 1, log);

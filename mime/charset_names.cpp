@@ -1,6 +1,7 @@
 #include "mime/charset_names.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace keldane::mime::charset_names {
 
@@ -13,6 +14,7 @@ struct PageRow {
   std::string_view names;
 };
 
+/// Sorted by code page.
 constexpr PageRow kPages[] = {
     // Binary encodings. A charset label that names one of them is "valid" and cannot be converted.
     {1, "base64", "base64"},
@@ -148,6 +150,7 @@ constexpr PageRow kPages[] = {
     {20880, "ibm880", "csibm880 cp880 ebcdic-cyrillic ibm880"},
     {20905, "ibm905", "csibm905 cp905 ebcdic-cp-tr ibm905"},
     {20924, "ibm00924", "ccsid00924 cp00924 ebcdic-latin9--euro ibm00924"},
+    {20932, "euc-jp", ""},
     {20936, "x-cp20936", "x-cp20936"},
     {20949, "x-cp20949", "x-cp20949"},
     {21025, "cp1025", "cp1025"},
@@ -167,7 +170,10 @@ constexpr PageRow kPages[] = {
     {28598, "iso-8859-8",
      "csisolatinhebrew iso-8859-8 visual iso-ir-138 iso-8859-8:1988 hebrew logical"},
     {28599, "iso-8859-9", "csisolatin5 iso-8859-9 iso-ir-148 iso-8859-9:1989 l5 latin5 latin-5"},
+    {28600, "iso-8859-10", ""},
+    {28601, "iso-8859-11", ""},
     {28603, "iso-8859-13", "iso-8859-13"},
+    {28604, "iso-8859-14", ""},
     {28605, "iso-8859-15", "csisolatin9 iso-8859-15 l9 latin9 latin-9"},
     {29001, "x-europa", "x-europa"},
     {38598, "iso-8859-8-i", "iso-8859-8-i"},
@@ -209,14 +215,14 @@ constexpr PageRow kPages[] = {
     {65001, "utf-8",
      "utf-8 utf8 unicode-1-1-utf-8 unicode-2-0-utf-8 x-unicode-1-1-utf-8 "
      "x-unicode-2-0-utf-8"},
-    // Reached by number only.
-    {20932, "euc-jp", ""},
-    {28600, "iso-8859-10", ""},
-    {28601, "iso-8859-11", ""},
-    {28604, "iso-8859-14", ""},
     {65005, "utf-32", ""},
     {65006, "utf-32be", ""},
 };
+
+static_assert(std::is_sorted(std::begin(kPages), std::end(kPages),
+                             [](const PageRow& a, const PageRow& b) {
+                               return a.codePage < b.codePage;
+                             }));
 
 constexpr auto sortedNames() {
   std::array<NamedPage, kNumExactNames> table{};
@@ -265,10 +271,11 @@ int findPage(std::string_view name) {
 }
 
 std::string_view findCanonicalName(int codePage) {
-  for (const PageRow& row : kPages) {
-    if (row.codePage == codePage) return row.canonical;
-  }
-  return {};
+  const PageRow* const row =
+      std::lower_bound(std::begin(kPages), std::end(kPages), codePage,
+                       [](const PageRow& r, int wanted) { return r.codePage < wanted; });
+  const bool found = row != std::end(kPages) && row->codePage == codePage;
+  return found ? row->canonical : std::string_view();
 }
 
 }  // namespace keldane::mime::charset_names

@@ -22,6 +22,8 @@ void ClsBase::deleteObject() {
 }
 
 void ClsBase::put_VerboseLogging(bool on) {
+  // The log's own switch is read all through a call, so it waits for the end of one.
+  const CritSecExitor lock(*this);
   verboseLogging_ = on;
   log_.setVerbose(on);
 }

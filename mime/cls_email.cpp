@@ -32,6 +32,7 @@ Email2* ClsEmail::root(LogBase& log) {
     log.LogError("Internal email object is corrupt.");
     // What is left of it cannot be taken apart safely.
     (void)email_.release();
+    forgetItems();
     return nullptr;
   }
   return email_.get();
@@ -43,6 +44,7 @@ bool ClsEmail::SetFromMimeText(std::string_view utf8Text) {
   constexpr std::size_t kTooLarge = 0xFFFFFFFF;
   ClsCall call(*this, "SetFromMimeText");
   if (!call.ok()) return false;
+  forgetItems();
   email_.reset();
   if (utf8Text.substr(0, kBom.size()) == kBom) utf8Text.remove_prefix(kBom.size());
   while (!utf8Text.empty() && utf8Text.back() == '\0') utf8Text.remove_suffix(1);
@@ -160,35 +162,47 @@ bool ClsEmail::GetHtmlBody(std::string& out) {
 
 // ---- Attachments and related items
 
-const Email2* ClsEmail::itemAt(Email2& email, Items items, int index, LogBase& log) {
-  const Email2::PartList list = (email.*items)();
+const Email2::PartList& ClsEmail::listOf(Email2& email, Items& items) {
+  if (!items.isKnown) {
+    items.list = (email.*items.find)();
+    items.isKnown = true;
+  }
+  return items.list;
+}
+
+void ClsEmail::forgetItems() {
+  for (Items* items : {&attachments_, &relatedItems_}) {
+    items->isKnown = false;
+    items->list.clear();
+  }
+}
+
+const Email2* ClsEmail::itemAt(Email2& email, Items& items, int index, LogBase& log) {
+  const Email2::PartList& list = listOf(email, items);
   if (index >= 0 && static_cast<std::size_t>(index) < list.size()) {
     return list[static_cast<std::size_t>(index)];
   }
-  const bool isAttachment = items == &Email2::attachments;
-  log.LogError(isAttachment ? "Attachment index out of range."
-                            : "Related item index out of range.");
-  log.LogDataLong(isAttachment ? "attachmentIndex" : "relatedItemIndex", index);
-  log.LogDataLong(isAttachment ? "numAttachments" : "numRelatedItems",
-                  static_cast<long long>(list.size()));
+  log.LogError(items.outOfRange);
+  log.LogDataLong(items.indexName, index);
+  log.LogDataLong(items.countName, static_cast<long long>(list.size()));
   return nullptr;
 }
 
-bool ClsEmail::getFilename(const char* name, Items items, int index, std::string& out) {
+bool ClsEmail::getFilename(const char* name, Items& items, int index, std::string& out) {
   return askItem(name, items, index, out, [&out](const Email2& part, LogBase& log) {
     part.getFilenameUtf8(out, log);
     return !out.empty();
   });
 }
 
-bool ClsEmail::getContentType(const char* name, Items items, int index, std::string& out) {
+bool ClsEmail::getContentType(const char* name, Items& items, int index, std::string& out) {
   return askItem(name, items, index, out, [&out](const Email2& part, LogBase&) {
     out.assign(part.contentType());
     return true;
   });
 }
 
-bool ClsEmail::getAttr(const char* name, Items items, int index, std::string_view field,
+bool ClsEmail::getAttr(const char* name, Items& items, int index, std::string_view field,
                        std::string_view attr, std::string& out) {
   return askItem(name, items, index, out, [&](const Email2& part, LogBase& log) {
     StringBuffer value;
@@ -199,7 +213,7 @@ bool ClsEmail::getAttr(const char* name, Items items, int index, std::string_vie
 }
 
 bool ClsEmail::GetAttachmentData(int index, std::string& out) {
-  return askItem("GetAttachmentData", &Email2::attachments, index, out,
+  return askItem("GetAttachmentData", attachments_, index, out,
                  [&out](const Email2& part, LogBase&) {
                    part.getAttachmentData(out);
                    return true;
@@ -207,15 +221,14 @@ bool ClsEmail::GetAttachmentData(int index, std::string& out) {
 }
 
 bool ClsEmail::GetRelatedData(int index, std::string& out) {
-  return askItem("GetRelatedData", &Email2::relatedItems, index, out,
-                 [&out](const Email2& part, LogBase&) {
-                   out.assign(part.body().view());
-                   return true;
-                 });
+  return askItem("GetRelatedData", relatedItems_, index, out, [&out](const Email2& part, LogBase&) {
+    out.assign(part.body().view());
+    return true;
+  });
 }
 
 bool ClsEmail::GetAttachmentString(int index, std::string_view charset, std::string& out) {
-  return askItem("GetAttachmentString", &Email2::attachments, index, out,
+  return askItem("GetAttachmentString", attachments_, index, out,
                  [&](const Email2& part, LogBase& log) {
                    part.getAttachmentString(charset, out, log);
                    return true;
@@ -224,12 +237,13 @@ bool ClsEmail::GetAttachmentString(int index, std::string_view charset, std::str
 
 bool ClsEmail::GetRelatedString(int index, std::string_view charset, std::string& out) {
   return askItem(
-      "GetRelatedString", &Email2::relatedItems, index, out,
+      "GetRelatedString", relatedItems_, index, out,
       [&](const Email2& part, LogBase& log) { return part.getRelatedString(charset, out, log); });
 }
 
 bool ClsEmail::GetMime(std::string& out) {
-  return ask("GetMime", out, [&out](Email2& email, LogBase& log) {
+  return ask("GetMime", out, [this, &out](Email2& email, LogBase& log) {
+    forgetItems();
     DataBuffer text;
     if (!email.getMimeText(text, log)) return false;
     out.assign(text.view());

@@ -12,8 +12,9 @@ namespace keldane::mime {
 /// Public face of one mail: the root `Email2` with a lock and a log. Every call starts a fresh log
 /// and ends it with "Success." or "Failed."; `out` is replaced, and left empty by a failed call.
 ///
-/// The lists of attachments and related items are made anew at each call that asks for one of them.
-/// Only running out of memory throws; `TnoEmail` stops that.
+/// The lists of attachments and related items are made by the first call that asks for one of them
+/// and kept until the mail changes, so that a loop over all of them is linear in their number. Only
+/// running out of memory throws; `TnoEmail` stops that.
 class ClsEmail final : public ClsBase {
  public:
   ClsEmail() = default;
@@ -52,29 +53,29 @@ class ClsEmail final : public ClsBase {
   bool GetPlainTextBody(std::string& out);
   bool GetHtmlBody(std::string& out);
 
-  int get_NumAttachments() { return countItems("NumAttachments", &Email2::attachments); }
+  int get_NumAttachments() { return countItems("NumAttachments", attachments_); }
   bool GetAttachmentFilename(int index, std::string& out) {
-    return getFilename("GetAttachmentFilename", &Email2::attachments, index, out);
+    return getFilename("GetAttachmentFilename", attachments_, index, out);
   }
   bool GetAttachmentContentType(int index, std::string& out) {
-    return getContentType("GetAttachmentContentType", &Email2::attachments, index, out);
+    return getContentType("GetAttachmentContentType", attachments_, index, out);
   }
   bool GetAttachmentAttr(int index, std::string_view field, std::string_view attr,
                          std::string& out) {
-    return getAttr("GetAttachmentAttr", &Email2::attachments, index, field, attr, out);
+    return getAttr("GetAttachmentAttr", attachments_, index, field, attr, out);
   }
   bool GetAttachmentData(int index, std::string& out);
   bool GetAttachmentString(int index, std::string_view charset, std::string& out);
 
-  int get_NumRelatedItems() { return countItems("NumRelatedItems", &Email2::relatedItems); }
+  int get_NumRelatedItems() { return countItems("NumRelatedItems", relatedItems_); }
   bool GetRelatedFilename(int index, std::string& out) {
-    return getFilename("GetRelatedFilename", &Email2::relatedItems, index, out);
+    return getFilename("GetRelatedFilename", relatedItems_, index, out);
   }
   bool GetRelatedContentType(int index, std::string& out) {
-    return getContentType("GetRelatedContentType", &Email2::relatedItems, index, out);
+    return getContentType("GetRelatedContentType", relatedItems_, index, out);
   }
   bool GetRelatedAttr(int index, std::string_view field, std::string_view attr, std::string& out) {
-    return getAttr("GetRelatedAttr", &Email2::relatedItems, index, field, attr, out);
+    return getAttr("GetRelatedAttr", relatedItems_, index, field, attr, out);
   }
   bool GetRelatedData(int index, std::string& out);
   bool GetRelatedString(int index, std::string_view charset, std::string& out);
@@ -83,7 +84,16 @@ class ClsEmail final : public ClsBase {
 
  private:
   using Recipients = const ExtPtrArray<_tnEmailAddress>& (Email2::*)() const;
-  using Items = Email2::PartList (Email2::*)();
+
+  /// One list of parts of the mail, and how the log speaks of it.
+  struct Items {
+    Email2::PartList (Email2::*find)();
+    const char* outOfRange;
+    const char* indexName;
+    const char* countName;
+    bool isKnown = false;
+    Email2::PartList list{};
+  };
 
   ~ClsEmail() override = default;
 
@@ -108,18 +118,22 @@ class ClsEmail final : public ClsBase {
   }
   /// The same about one part of a list; an index out of range fails.
   template <typename Question>
-  bool askItem(const char* name, Items items, int index, std::string& out,
+  bool askItem(const char* name, Items& items, int index, std::string& out,
                const Question& question) {
     return ask(name, out, [&](Email2& email, LogBase& log) {
       const Email2* part = itemAt(email, items, index, log);
       return part != nullptr && question(*part, log);
     });
   }
-  int countItems(const char* name, Items items) {
+  int countItems(const char* name, Items& items) {
     return count(name,
-                 [items](Email2& email) { return static_cast<int>((email.*items)().size()); });
+                 [&items](Email2& email) { return static_cast<int>(listOf(email, items).size()); });
   }
-  static const Email2* itemAt(Email2& email, Items items, int index, LogBase& log);
+  static const Email2::PartList& listOf(Email2& email, Items& items);
+  static const Email2* itemAt(Email2& email, Items& items, int index, LogBase& log);
+  /// To be called whenever the tree changes: the lists point into it, and what counts as an
+  /// attachment depends on transfer encodings too.
+  void forgetItems();
 
   int countRecipients(const char* name, Recipients recipients) {
     return count(name,
@@ -128,13 +142,17 @@ class ClsEmail final : public ClsBase {
   bool getRecipient(const char* name, Recipients recipients, int index, bool addressOnly,
                     std::string& out);
   bool hasBody(const char* name, std::string_view type);
-  bool getFilename(const char* name, Items items, int index, std::string& out);
-  bool getContentType(const char* name, Items items, int index, std::string& out);
-  bool getAttr(const char* name, Items items, int index, std::string_view field,
+  bool getFilename(const char* name, Items& items, int index, std::string& out);
+  bool getContentType(const char* name, Items& items, int index, std::string& out);
+  bool getAttr(const char* name, Items& items, int index, std::string_view field,
                std::string_view attr, std::string& out);
 
   Email2::Common common_;
   Email2::Part email_;
+  Items attachments_{&Email2::attachments, "Attachment index out of range.", "attachmentIndex",
+                     "numAttachments"};
+  Items relatedItems_{&Email2::relatedItems, "Related item index out of range.", "relatedItemIndex",
+                      "numRelatedItems"};
 };
 
 }  // namespace keldane::mime

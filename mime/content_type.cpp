@@ -28,21 +28,19 @@ bool isToken(std::string_view text) {
   });
 }
 
+/// In front of a quote a backslash would take it.
+void dropBackslashes(StringBuffer& out) {
+  while (out.lastChar() == '\\') out.shorten(1);
+}
+
 void appendParam(std::string_view name, std::string_view value, StringBuffer& out) {
   if (value.empty()) return;
   out.append3("; ", name, "=");
   if (isToken(value)) {
     out.append(value);
-    return;
+  } else {
+    appendQuotedParam(value, out);
   }
-  out.appendChar('"');
-  for (const char c : value) {
-    if (c == '"') out.appendChar('\\');
-    if (c != '\r' && c != '\n') out.appendChar(c);
-  }
-  // A backslash here would make the closing quote part of the text.
-  while (out.lastChar() == '\\') out.shorten(1);
-  out.appendChar('"');
 }
 
 void setLower(StringBuffer& member, std::string_view text) {
@@ -51,6 +49,20 @@ void setLower(StringBuffer& member, std::string_view text) {
 }
 
 }  // namespace
+
+void appendQuotedParam(std::string_view value, StringBuffer& out) {
+  out.appendChar('"');
+  for (const char c : value) {
+    if (c == '\r' || c == '\n') continue;
+    if (c == '"') {
+      dropBackslashes(out);
+      out.appendChar('\\');
+    }
+    out.appendChar(c);
+  }
+  dropBackslashes(out);
+  out.appendChar('"');
+}
 
 bool ParamString::setString(std::string_view text, bool takeOutQuoted) {
   quoted_.removeAllSbs();

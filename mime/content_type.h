@@ -28,6 +28,10 @@ class ParamString {
   ExtPtrArraySb quoted_;
 };
 
+/// Appends a parameter's value in quotes, so that `ParamString` reads it back. What it could not
+/// read goes: line ends, and backslashes in front of a quote.
+void appendQuotedParam(std::string_view value, StringBuffer& out);
+
 /// The parameters that have no member of their own, in the order of the text.
 class _tnParamSet {
  public:

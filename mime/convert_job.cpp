@@ -103,8 +103,9 @@ bool ConvertJob::toRewritten(int from, int to, const std::uint8_t* bytes, std::s
   if (isIso2022Jp(to)) half = kShiftJis;
   if (isIso2022Kr(to)) half = kKorean;
   if (half == 0) return convertA(from, to, bytes, n, out);
+  // Also when `from` is the half-way page: its BOM and its bad bytes must not get through.
   DataBuffer part;
-  const bool ok = from == half ? part.append(bytes, n) : convertA(from, half, bytes, n, part);
+  const bool ok = convertA(from, half, bytes, n, part);
   const std::uint8_t* const data = part.getData2();
   const std::size_t size = part.getSize();
   if (size == 0) return ok;

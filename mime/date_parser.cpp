@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "mime/byte_search.h"
 #include "mime/log_base.h"
@@ -324,14 +324,17 @@ bool _tnDateParser::parseRFC822Date(const char* text, std::size_t n, TarnellSysT
     log.LogInfo("Returning current date/time");
     return fail(out);
   }
-  std::string date(text, n);
-  if (date.starts_with('"')) date.erase(std::remove(date.begin(), date.end(), '"'), date.end());
-  if (date.size() > kMostBytes) date.resize(kMostBytes);
-  if (date.size() > 10 && date[4] == '-' && date[7] == '-' && date[10] == 'T') {
-    return AtomDateToSysTime(date, out, log);
+  std::array<char, kMostBytes> date;
+  std::size_t size = 0;
+  const bool quoted = n != 0 && text[0] == '"';
+  for (std::size_t i = 0; i < n && text[i] != '\0' && size < kMostBytes; ++i) {
+    if (!quoted || text[i] != '"') date[size++] = text[i];
   }
-  for (char& c : date) c = asciiLower(c);
-  Cursor cursor(date);
+  if (size > 10 && date[4] == '-' && date[7] == '-' && date[10] == 'T') {
+    return AtomDateToSysTime({date.data(), size}, out, log);
+  }
+  std::transform(date.data(), date.data() + size, date.data(), asciiLower);
+  Cursor cursor({date.data(), size});
   cursor.skipBlanks();
   if (cursor.atEnd()) return false;
   return parseFields(cursor, out, log);

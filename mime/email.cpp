@@ -116,10 +116,8 @@ Email2::Part Email2::createAttachmentFromDataUtf8(const Common& common, std::str
   part->refreshContentTypeHeader(log);
   StringBuffer disposition("attachment");
   if (!filename.empty()) {
-    StringBuffer name(filename);
-    name.removeCharOccurances('"');
-    name.removeCharOccurances('\\');
-    disposition.append3("; filename=\"", name.view(), "\"");
+    disposition.append("; filename=");
+    appendQuotedParam(filename, disposition);
   }
   part->header_.replaceMimeFieldUtf8(kDispositionField, disposition.view(), log);
   part->setEncoding("base64", log);

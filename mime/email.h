@@ -135,7 +135,9 @@ class Email2 : public TarnellObject {
   void getAttachmentData(std::string& out) const;
   /// Replaces `out` by the bytes as text, in whichever charset they make sense.
   void getAttachmentString(std::string_view charset, std::string& out, LogBase& log) const;
-  /// Replaces `out` by the bytes read in the charset, up to a NUL. False for an unknown charset.
+  /// Replaces `out` by the bytes read in the charset, up to a NUL; as they stand when the charset
+  /// is not known, the ANSI page without a name. False for a charset that cannot be converted, and
+  /// for bytes of no declared charset that are no text.
   bool getRelatedString(std::string_view charset, std::string& out, LogBase& log) const;
 
   /// Writes the message anew, appended to `out`. Changes transfer encodings of the tree where a

@@ -243,15 +243,22 @@ void Email2::getAttachmentString(std::string_view charset, std::string& out, Log
 }
 
 bool Email2::getRelatedString(std::string_view charset, std::string& out, LogBase& log) const {
-  EncodingConvert convert;
-  DataBuffer utf8;
+  DataBuffer converted;
+  std::string_view text = m_body.view();
   out.clear();
-  const bool converted = convert.ChConvert2p(charset, CharsetNaming::kUtf8, m_body.getData2(),
-                                             m_body.getSize(), utf8, log);
-  // Text of an odd length in UTF-16 counts as not converted, and is all there but for a byte.
-  if (!converted && utf8.isEmpty() && !m_body.isEmpty()) return false;
-  const std::string_view text = withoutBom(utf8.view());
-  out.assign(text.substr(0, text.find('\0')));
+  const int codePage = CharsetNaming::GetCodePage_p(charset);
+  if (codePage != 0) {
+    EncodingConvert convert;
+    const bool ok = convert.EncConvert(codePage, CharsetNaming::kUtf8, text, converted, log);
+    // Text of an odd length in UTF-16 counts as not converted, and is all there but for a byte.
+    if (!ok && converted.isEmpty() && !text.empty()) return false;
+    text = converted.view();
+  }
+  text = withoutBom(text);
+  text = text.substr(0, text.find('\0'));
+  // Nobody said that it is text; the bytes of a picture would spoil all that they are stored with.
+  if ((codePage == 0 || charset.empty()) && !isValidUtf8(text)) return false;
+  out.assign(text);
   return true;
 }
 

@@ -53,12 +53,13 @@ void rebuildAsMixed(MimeMessage2& mime, LogBase& log) {
   mime.appendPart(std::move(attachment));
 }
 
-/// Index of the first direct part of this type that is the text of the mail rather than a file.
+/// Index of the first direct part of this type that is the text of the mail rather than a file. A
+/// name in its content type alone makes no file of it: such a part would be shown nowhere.
 int findUnnamedText(const MimeMessage2& mime, std::string_view type, LogBase& log) {
   for (int i = 0; i < mime.getNumParts(); ++i) {
     const MimeMessage2* part = mime.getPart(i);
     if (part && part->getContentType().contentType().view() == type && !part->isAttachment(log) &&
-        part->getMimeFilename().isEmpty() && part->getContentType().name().isEmpty()) {
+        part->getMimeFilename().isEmpty()) {
       return i;
     }
   }

@@ -55,20 +55,26 @@ void Psdk::corruptObjectFound(LogBase& log) {
 void LogBase::openPendingContexts() {
   // The recorded contexts are an outer stretch of the chain; the rest is opened from outside in.
   if (!innermost_ || innermost_->recorded_) return;
-  std::vector<const char*> pending;
+  std::vector<LogContextExitor*> pending;
   for (LogContextExitor* c = innermost_; c && !c->recorded_; c = c->outer_) {
     if (c->stamp_ != Stamps::kLogContextExitor) {
       Psdk::badObjectFound();
       break;
     }
-    c->recorded_ = true;
-    pending.push_back(c->name_);
+    pending.push_back(c);
   }
-  for (auto it = pending.rbegin(); it != pending.rend(); ++it) EnterContext(*it, true);
+  // All of them are marked before the first is entered, because entering comes back here.
+  for (LogContextExitor* c : pending) c->recorded_ = true;
+  for (auto it = pending.rbegin(); it != pending.rend(); ++it) EnterContext((*it)->name_, true);
 }
 
 void LogBase::LogDataSb(std::string_view name, const StringBuffer& value) {
-  if (!nullLogging_) LogData(name, value.view());
+  if (nullLogging_) return;
+  if (!value.isValidObject()) {
+    Psdk::badObjectFound();
+    return;
+  }
+  LogData(name, value.view());
 }
 
 void LogBase::LogDataLong(std::string_view name, long long value) {
@@ -123,13 +129,9 @@ void LogBase::LogSystemTime(std::string_view name) {
 
 void _tnLogger::record(Kind kind, std::string_view name, std::string_view text) {
   if (nullLogging()) return;
-  if (kind != Kind::kEnter && kind != Kind::kLeave) openPendingContexts();
-  const std::lock_guard<std::mutex> lock(mutex_);
-  recordLocked(kind, name, text);
-}
-
-void _tnLogger::recordLocked(Kind kind, std::string_view name, std::string_view text) {
   try {
+    if (kind != Kind::kLeave) openPendingContexts();
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (kind == Kind::kLeave) {
       if (openNames_.empty()) return;
       --depth_;
@@ -212,10 +214,7 @@ void _tnLogger::DbgLogInt(std::string_view name, long value) {
   if (verbose()) LogDataLong(name, value);
 }
 
-void _tnLogger::EnterContext(std::string_view name, bool) {
-  openPendingContexts();
-  record(Kind::kEnter, name, {});
-}
+void _tnLogger::EnterContext(std::string_view name, bool) { record(Kind::kEnter, name, {}); }
 
 void _tnLogger::LeaveContext() { record(Kind::kLeave, {}, {}); }
 

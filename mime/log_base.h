@@ -164,7 +164,6 @@ class _tnLogger final : public LogBase {
   };
 
   void record(Kind kind, std::string_view name, std::string_view text);
-  void recordLocked(Kind kind, std::string_view name, std::string_view text);
   void clearLocked();
   void writeDebugLine(const Entry& entry) const;
   std::vector<Entry> callHead() const;

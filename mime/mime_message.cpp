@@ -19,16 +19,6 @@ std::uint64_t nextObjectId() {
   return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-/// Appends `text` as a quoted parameter value.
-void appendQuoted(std::string_view text, StringBuffer& out) {
-  out.appendChar('"');
-  for (const char c : text) {
-    if (c == '"') out.appendChar('\\');
-    if (c != '\r' && c != '\n') out.appendChar(c);
-  }
-  out.appendChar('"');
-}
-
 }  // namespace
 
 TarnellObjectWithId::TarnellObjectWithId() : objectId_(nextObjectId()) {}
@@ -137,7 +127,7 @@ void MimeMessage2::setDispositionAndFilename(std::string_view disposition,
   StringBuffer value(disposition);
   if (!filename.empty()) {
     value.append("; filename=");
-    appendQuoted(filename, value);
+    appendQuotedParam(filename, value);
   }
   header_.replaceMimeFieldUtf8(kDispositionField, value.view(), log);
 }

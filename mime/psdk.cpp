@@ -20,7 +20,6 @@ constexpr std::size_t kMaxLang = 256;
 std::atomic<int> g_ansiCodePage{0};
 std::atomic<int> g_oemCodePage{kDefaultOem};
 std::atomic<int> g_badObjects{0};
-std::atomic<bool> g_wasReally1252{false};
 
 struct LanguagePage {
   const char* languages;
@@ -104,10 +103,6 @@ int Psdk::getOemCodePage() { return g_oemCodePage.load(std::memory_order_relaxed
 void Psdk::badObjectFound() { g_badObjects.fetch_add(1, std::memory_order_relaxed); }
 
 int Psdk::numBadObjectsFound() { return g_badObjects.load(std::memory_order_relaxed); }
-
-bool Psdk::wasReally1252() { return g_wasReally1252.load(std::memory_order_relaxed); }
-
-void Psdk::setWasReally1252(bool on) { g_wasReally1252.store(on, std::memory_order_relaxed); }
 
 void TnSettings::setAnsiCodePage(int codePage) { g_ansiCodePage.store(codePage); }
 

@@ -25,11 +25,6 @@ class Psdk {
   static void badObjectFound(LogBase& log);
   static void corruptObjectFound(LogBase& log);
   static int numBadObjectsFound();
-
-  /// Set when a text declared as iso-8859-1 turned out to be Windows text. One value for the
-  /// process: two parses at once may see each other's.
-  static bool wasReally1252();
-  static void setWasReally1252(bool on);
 };
 
 /// Process-wide overrides by the application.

@@ -137,10 +137,13 @@ class StringBuffer : public TarnellObject {
   [[nodiscard]] bool endsWith(std::string_view text) const;
   [[nodiscard]] bool endsWithIgnoreCase(std::string_view text) const;
   [[nodiscard]] bool equals(std::string_view text) const;
-  [[nodiscard]] bool equals(const StringBuffer& other) const { return equals(other.view()); }
+  /// False when `other` is stale, here and below.
+  [[nodiscard]] bool equals(const StringBuffer& other) const {
+    return other.isValidObject() && equals(other.view());
+  }
   [[nodiscard]] bool equalsIgnoreCase(std::string_view text) const;
   [[nodiscard]] bool equalsIgnoreCase(const StringBuffer& other) const {
-    return equalsIgnoreCase(other.view());
+    return other.isValidObject() && equalsIgnoreCase(other.view());
   }
   /// Exact equality but for case: false whenever `n` is not the stored length. Field lookup.
   [[nodiscard]] bool equalsIgnoreCase2(const char* text, std::size_t n) const;

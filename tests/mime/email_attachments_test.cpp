@@ -11,8 +11,6 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string kPlain = part("text/plain", "plain");
-const std::string kHtml = part("text/html", "<p>html");
 const std::string kImage = part("image/png", "bytes", "Content-ID: <i@x>\n");
 const std::string kInlineImage = part("image/png", "bytes", "Content-Disposition: inline\n");
 const std::string kPdf = part("application/pdf; name=\"a.pdf\"", "pdf bytes");
@@ -34,11 +32,6 @@ std::string relatedNames(TnoEmail& email) {
     names += (i == 0 ? "" : ",") + email.GetRelatedFilename(i).value_or("(failed)");
   }
   return names;
-}
-
-template <typename AnyRow>
-std::string nameOfRow(const testing::TestParamInfo<AnyRow>& info) {
-  return info.param.name;
 }
 
 struct Row {
@@ -126,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
                        {multi("alternative",
                               {kPlain, multi("x-a", {multi("related", {kHtml, kImage})})})})})),
             "", "attachedFile.png"}),
-    nameOfRow<Row>);
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(AttachmentName, IsTheFirstThatIsThere) {
   const struct {
@@ -192,6 +185,22 @@ TEST(AttachmentContent, OutOfRangeFails) {
   }
 }
 
+TEST(AttachmentContent, FollowsTheMail) {
+  TnoEmail email;
+  // Written anew, the log gets base64, and a named part in base64 is an attachment.
+  email.SetFromMimeText(mixedWith(part("text/x-log; name=l.log; charset=iso-2022-jp", "a log",
+                                       "Content-Transfer-Encoding: 8bit\n")));
+  EXPECT_EQ(email.NumAttachments(), 0);
+  ASSERT_TRUE(email.GetMime());
+  EXPECT_EQ(attachmentNames(email), "l.log");
+  email.SetFromMimeText(mail(multi("related", {kHtml, kPdf})));
+  EXPECT_EQ(attachmentNames(email), "a.pdf");
+  EXPECT_EQ(relatedNames(email), "a.pdf");
+  email.SetFromMimeText(mail(kPlain));
+  EXPECT_EQ(email.NumAttachments(), 0);
+  EXPECT_FALSE(email.GetRelatedData(0));
+}
+
 struct TextRow {
   const char* name;
   std::string bytes;
@@ -232,7 +241,7 @@ INSTANTIATE_TEST_SUITE_P(
                     TextRow{"WideByItsNuls", "a\0b\0c\0d\0e\0f\0g\0h\0"s, "us-ascii", "abcdefgh"},
                     TextRow{"WideDeclaredButNot", "thirty-three bytes without any NUL", "utf-16",
                             "thirty-three bytes without any NUL"}),
-    nameOfRow<TextRow>);
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(RelatedText, IsReadInTheGivenCharsetWhateverTheBytes) {
   const auto related = [](const std::string& bytes) {
@@ -244,7 +253,10 @@ TEST(RelatedText, IsReadInTheGivenCharsetWhateverTheBytes) {
   TnoEmail email;
   email.SetFromMimeText(related("caf\xC3\xA9 etc"));
   EXPECT_EQ(email.GetRelatedString(0, "iso-8859-1"), "caf\xC3\x83\xC2\xA9 etc");
+  EXPECT_EQ(email.GetRelatedString(0, "x-bogus-charset"), "caf\xC3\xA9 etc");
+  email.SetFromMimeText(related("caf\xE9 etc"));
   EXPECT_FALSE(email.GetRelatedString(0, "x-bogus-charset"));
+  EXPECT_EQ(email.GetRelatedString(0, "utf-8"), "caf\xE9 etc");
   email.SetFromMimeText(related("abc\0def"s));
   EXPECT_EQ(email.GetRelatedString(0, "utf-8"), "abc");
   EXPECT_EQ(email.GetRelatedData(0), "abc\0def"s);

@@ -13,15 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string kPlain = part("text/plain", "plain");
-const std::string kHtml = part("text/html", "<p>html");
 const std::string kImage = part("image/png", "png bytes", "Content-ID: <i@x>\n");
-const std::string kNone = "(none)";
-
-template <typename AnyRow>
-std::string nameOfRow(const testing::TestParamInfo<AnyRow>& info) {
-  return info.param.name;
-}
 
 struct Row {
   const char* name;
@@ -68,8 +60,13 @@ INSTANTIATE_TEST_SUITE_P(
             true},
         Row{"MixedMislabelledWithImage", mail(multi("mixed", {kImage, kPlain, kHtml})), "plain",
             "<p>html", true, true},
-        Row{"MixedNamedHtmlIsAFile",
+        // A name in the content type alone is no file name.
+        Row{"MixedMislabelledWithName",
             mail(multi("mixed", {kPlain, part("text/html; name=\"r.html\"", "<p>report")})),
+            "plain", "<p>report", true, true},
+        Row{"MixedHtmlFile",
+            mail(multi("mixed", {kPlain, part("text/html", "<p>report",
+                                              "Content-Disposition: inline; filename=r.html\n")})),
             "plain", "<p>report", true, false},
         Row{"MixedAroundAlternative",
             mail(multi("mixed", {multi("alternative", {kPlain, kHtml}), kImage})), "plain",
@@ -110,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"FirstOfEachTypeWins",
             mail(multi("alternative", {kPlain, part("text/plain", "second"), kHtml})), "plain",
             "<p>html", true, true}),
-    nameOfRow<Row>);
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MailBodies, SayWhyThereIsNone) {
   TnoEmail email;

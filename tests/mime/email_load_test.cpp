@@ -17,8 +17,6 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string kPlain = part("text/plain", "plain");
-const std::string kHtml = part("text/html", "<p>html");
 const std::string kImage = part("image/png", "png bytes");
 
 /// The tree in one line: `type(body)` for a leaf, `type[part part]` for a multipart.

@@ -117,6 +117,7 @@ TEST(EncodingConvert, UnicodeForms) {
       {"from UTF-32", 65005, 65001, "\0\xF6\x01\0A\0\0\0"sv,
        "\xF0\x9F\x98\x80"
        "A"},
+      {"bad UTF-8 to UTF-32", 65001, 12000, "\xEF\xBB\xBF\x80z", "z\0\0\0"sv, true},
       {"UTF-32 out of range", 12000, 65001, "\0\0\x11\0A\0\0\0B"sv, "A", true},
       {"bad UTF-8 takes what the lead promises", 65001, 1252,
        "a\xE9"
@@ -209,6 +210,8 @@ TEST(EncodingConvert, AnOddUtf16LengthIsFalseWithTheRestConverted) {
   EXPECT_EQ(converted(convert, 1200, 1252, "A\0B"sv, false), "A");
   EXPECT_EQ(converted(convert, 1201, 1252, "\0AB"sv, false), "A");
   EXPECT_EQ(converted(convert, 1200, 65001, "A", false), "");
+  EXPECT_EQ(converted(convert, 1200, 1201, "A\0B"sv, false), "\0A"sv);
+  EXPECT_EQ(converted(convert, 1200, 65000, "A\0B"sv, false), "A");
 }
 
 TEST(EncodingConvert, ErrorActions) {

@@ -40,4 +40,10 @@ inline std::string mail(const std::string& entityText) {
          entityText;
 }
 
+inline const std::string kPlain = part("text/plain", "plain");
+inline const std::string kHtml = part("text/html", "<p>html");
+
+/// Stands for an answer that was not given.
+inline const std::string kNone = "(none)";
+
 }  // namespace keldane::mime

@@ -192,7 +192,7 @@ TEST(MimeRoundTrip, KeepsHeaderFieldsInStepWithChanges) {
   mime.setContentType("multipart/mixed", log);
   mime.setBoundary("new one", log);
   mime.setContentEncoding("8bit", log);
-  mime.setDispositionAndFilename("attachment", "a \"b\".txt", log);
+  mime.setDispositionAndFilename("attachment", "a \"b\".txt\\", log);
   auto part = std::make_unique<MimeMessage2>();
   load(*part, "X: y\r\n\r\npart");
   ASSERT_TRUE(mime.appendPart(std::move(part)));

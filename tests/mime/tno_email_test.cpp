@@ -12,8 +12,6 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string kNone = "(none)";
-
 bool logHas(const TnoEmail& email, const std::string& text) {
   return email.LastErrorText().find(text) != std::string::npos;
 }
