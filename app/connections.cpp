@@ -109,6 +109,7 @@ void Connections::getConnectionPrefs() {
     firstRun = true;
     selectedConnection_ = static_cast<int>(std::clamp<std::int64_t>(selected, 0, INT32_MAX));
     if (callbacks_.resetPrefs) callbacks_.resetPrefs();
+    prefs_.set("panelFont", defaultFont());
     saveConnectionPrefs();
   }
   connectionList_.clear();

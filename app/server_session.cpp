@@ -133,11 +133,9 @@ class MysqlSession : public ServerSession {
     if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
   }
 
-  [[nodiscard]] bool query(std::string_view sql) override {
-    if (!ready()) return false;
+  [[nodiscard]] bool query(const std::string& sql) override {
     // A NUL in it ends the statement there: the client takes C strings.
-    const std::string text(sql);
-    return mysql_query(handle_, text.c_str()) == 0;
+    return ready() && mysql_query(handle_, sql.c_str()) == 0;
   }
 
   [[nodiscard]] std::string error() const override {

@@ -62,8 +62,9 @@ class ServerSession {
   virtual void init() = 0;
   [[nodiscard]] virtual bool connect(const ServerAddress& address) = 0;
   virtual void close() = 0;
-  /// Sends one statement as text. False: `error` tells why.
-  [[nodiscard]] virtual bool query(std::string_view sql) = 0;
+  /// Sends one statement as text, without a copy: it may hold the source of a huge message. False:
+  /// `error` tells why.
+  [[nodiscard]] virtual bool query(const std::string& sql) = 0;
   /// The client library's text for the last failure, empty when there was none.
   [[nodiscard]] virtual std::string error() const = 0;
   [[nodiscard]] virtual bool selectDatabase(const std::string& name) = 0;

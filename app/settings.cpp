@@ -38,16 +38,17 @@ void Settings::resetPrefs() {
   call(callbacks_.accountRowsStale);
 }
 
-void Settings::savePrefButton() {
+bool Settings::savePrefButton() {
   call(callbacks_.rebuildSelection);
   // A folder may have been typed.
   archive.importFolderPath = form.importFolderTextField;
   clearImportWithoutFolder();
-  savePreferences();
+  const bool saved = savePreferences();
   call(callbacks_.get500emails);
   if (process_.unattendedRun == 0) {
     ui_.alert({"Settings Saved", "The Settings have been saved."});
   }
+  return saved;
 }
 
 void Settings::chooseDatabase(const std::string& title) {

@@ -10,6 +10,7 @@
 #include "app/process_state.h"
 #include "app/server_session.h"
 #include "app/settings_values.h"
+#include "base/result.h"
 #include "platform/user_interface.h"
 
 namespace keldane {
@@ -46,10 +47,11 @@ class Settings {
   /// Property list to state and controls. Takes the archive settings of an older layout out of the
   /// property list, once; the next `saveSettings` puts them into the database.
   void getPrefs();
-  /// Controls to state, to the property list, and to the archive's rows.
-  void savePreferences();
-  /// The Save button.
-  void savePrefButton();
+  /// Controls to state, to the property list, and to the archive's rows. False when one of them
+  /// could not be written; the user has been told.
+  bool savePreferences();
+  /// The Save button. False as `savePreferences`.
+  bool savePrefButton();
   /// Values of a first start.
   void resetPrefs();
   /// The archive's rows to state and controls. Without a row the state stays: a new archive takes
@@ -66,7 +68,12 @@ class Settings {
   void doPrefPanel();
   void cancelPrefs();
   void saveSettingsCopy();
+  /// The same without a word to the user: path of the copy.
+  [[nodiscard]] Result<std::string> copySettings();
   void replaceSettingsCopy();
+  /// The same with the file at hand, and without a word to the user. The program must be started
+  /// anew to go by the new settings. Fails with the settings as they were.
+  [[nodiscard]] Result<void> replaceSettingsWith(const std::string& path);
   /// Toggles the debug log, which lasts until the program ends.
   void setDebugLog();
   void openImportFolderPath();
@@ -123,6 +130,7 @@ class Settings {
   void clearImportWithoutFolder();
 
   // settings_window.cpp
+  Result<void> adoptCopy(const PlistDict& copy);
   void fillSettingsPanel();
   void showTab();
   [[nodiscard]] std::string copiesFolder() const;

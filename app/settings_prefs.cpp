@@ -340,7 +340,7 @@ void Settings::writeUserKeys() {
   prefs_.set("SUAutomaticallyUpdate", {false});
 }
 
-void Settings::savePreferences() {
+bool Settings::savePreferences() {
   noteDatabase();
   getCategories();
   addTitles(searchCatButton.titles, categoryList);
@@ -353,17 +353,16 @@ void Settings::savePreferences() {
   archive.attachSize = form.attachSizeTextField;
   archive.limitSearchSize = form.limitSearchTextField;
   writeUserKeys();
-  if (const Result<void> saved = prefs_.save(); !saved) {
-    failureAlert("The settings could not be saved: " + saved.error());
-  }
-  // It has told the user of a failure.
-  static_cast<void>(saveSettings());
+  const Result<void> written = prefs_.save();
+  if (!written) failureAlert("The settings could not be saved: " + written.error());
+  const bool saved = saveSettings() && written;
   form.largeAttachCheckEnabled = archive.attachState != 0;
   for (const char* control : {"largeAttachCheck", "mySaveOrigSelected", "mySaveOrigAll",
                               "storeTableView", "bodyTextView", "origTextView"}) {
     ui_.changed(control);
   }
   applyAppearance();
+  return saved;
 }
 
 }  // namespace keldane

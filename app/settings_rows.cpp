@@ -10,7 +10,7 @@
 namespace keldane {
 namespace {
 
-constexpr std::string_view kSelectSettings =
+constexpr const char* kSelectSettings =
     "SELECT attachState,htmlState,origState,trashState,largeAttachState,attachSize,updatesState,"
     "browseNameString,indexDateState,indexFromState,indexToState,indexSubjectState,indexBodyState,"
     "indexAttachNameState,indexAttachConState,mailboxesState,importFolderState,importFolderPath,"
@@ -22,7 +22,7 @@ constexpr std::string_view kInsertSettings =
     "indexBodyState,indexAttachNameState,indexAttachConState,mailboxesState,importFolderState,"
     "importFolderPath,skipDupsState,indexHeadingsState,deleteFolderState,limitSearchState,"
     "limitSearchSize,junkState,postbox,appearanceState) VALUES(";
-constexpr std::string_view kSelectCategories = "SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld";
+constexpr const char* kSelectCategories = "SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld";
 /// A browse name grows with each escaping in place; longer than this it is not kept.
 constexpr std::size_t kMostBrowseNameBytes = 4096;
 
@@ -170,8 +170,7 @@ void Settings::getCategories() {
   database_.openDatabase();
   categoryList.clear();
   if (!session_.query(kSelectCategories)) {
-    std::fprintf(stderr, "SQL error: %s, %s\n", session_.error().c_str(),
-                 std::string(kSelectCategories).c_str());
+    std::fprintf(stderr, "SQL error: %s, %s\n", session_.error().c_str(), kSelectCategories);
     return;
   }
   const std::unique_ptr<ResultRows> rows = session_.storeResult();

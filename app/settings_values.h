@@ -77,6 +77,8 @@ struct UserSettings {
 struct SettingsForm {
   bool trashCheck = false;
   bool junkCheck = false;
+  bool trashCheckEnabled = true;
+  bool junkCheckEnabled = true;
   bool largeAttachCheck = false;
   bool largeAttachCheckEnabled = true;
   std::string attachSizeTextField = "1.6";

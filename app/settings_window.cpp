@@ -31,6 +31,13 @@ bool belongsToSystem(const std::string& key) {
   return key.starts_with("NS") || key.starts_with("Apple");
 }
 
+Result<PlistDict> readCopy(const std::string& path) {
+  const Result<std::string> bytes = readFile(path);
+  const Result<PlistValue> list = bytes ? parsePlist(*bytes) : Failure{bytes.error()};
+  if (list && list->dict() != nullptr) return *list->dict();
+  return Failure{"Could not load saved plist: " + printable(path)};
+}
+
 }  // namespace
 
 void Settings::fillSettingsPanel() {
@@ -70,21 +77,46 @@ void Settings::cancelPrefs() { ui_.closePanel(kPanel); }
 
 std::string Settings::copiesFolder() const { return supportFolder(process_) + "/Settings"; }
 
-void Settings::saveSettingsCopy() {
-  const std::string target =
+Result<std::string> Settings::copySettings() {
+  std::string target =
       copiesFolder() + "/" + std::string(lastPathComponent(database_.dbPath)) + ".plist";
   const Result<void> made = makeFolders(copiesFolder());
+  if (!made) return Failure{made.error()};
   const Result<std::string> bytes = readFile(prefs_.path());
-  if (!made || !bytes) {
-    failureAlert("The settings could not be copied: " + (made ? bytes.error() : made.error()));
-    return;
-  }
+  if (!bytes) return Failure{bytes.error()};
   // It holds the passwords, as the settings themselves do: for the user alone.
   if (const Result<void> copied = replaceFile(target, *bytes); !copied) {
-    failureAlert("The settings could not be copied: " + copied.error());
+    return Failure{copied.error()};
+  }
+  return target;
+}
+
+void Settings::saveSettingsCopy() {
+  const Result<std::string> target = copySettings();
+  if (!target) {
+    failureAlert("The settings could not be copied: " + target.error());
     return;
   }
-  ui_.alert({"Copy of Settings Saved", "A copy of the Settings have been saved at " + target});
+  ui_.alert({"Copy of Settings Saved", "A copy of the Settings have been saved at " + *target});
+}
+
+Result<void> Settings::adoptCopy(const PlistDict& copy) {
+  // As the file stands now, so that nothing another program has added survives the replacement. A
+  // damaged one is kept aside by the save.
+  static_cast<void>(prefs_.load());
+  for (const std::string& key : prefs_.keys()) {
+    if (!belongsToSystem(key)) prefs_.remove(key);
+  }
+  for (const auto& [key, value] : copy) prefs_.set(key, value);
+  if (const Result<void> saved = prefs_.save(); !saved) {
+    return Failure{"The settings could not be replaced: " + saved.error()};
+  }
+  return {};
+}
+
+Result<void> Settings::replaceSettingsWith(const std::string& path) {
+  const Result<PlistDict> copy = readCopy(path);
+  return copy ? adoptCopy(*copy) : Failure{copy.error()};
 }
 
 void Settings::replaceSettingsCopy() {
@@ -94,21 +126,13 @@ void Settings::replaceSettingsCopy() {
   chooser.startFolder = copiesFolder();
   const std::vector<std::string> chosen = ui_.chooseFiles(chooser);
   if (chosen.empty()) return;
-  const Result<std::string> bytes = readFile(chosen.front());
-  const Result<PlistValue> list = bytes ? parsePlist(*bytes) : Failure{bytes.error()};
-  if (!list || list->dict() == nullptr) {
-    std::fprintf(stderr, "ERROR: Could not load saved plist: %s\n", chosen.front().c_str());
+  const Result<PlistDict> copy = readCopy(chosen.front());
+  if (!copy) {
+    std::fprintf(stderr, "ERROR: %s\n", copy.error().c_str());
     return;
   }
-  // As the file stands now, so that nothing another program has added survives the replacement. A
-  // damaged one is kept aside by the save.
-  static_cast<void>(prefs_.load());
-  for (const std::string& key : prefs_.keys()) {
-    if (!belongsToSystem(key)) prefs_.remove(key);
-  }
-  for (const auto& [key, value] : *list->dict()) prefs_.set(key, value);
-  if (const Result<void> saved = prefs_.save(); !saved) {
-    failureAlert("The settings could not be replaced: " + saved.error());
+  if (const Result<void> adopted = adoptCopy(*copy); !adopted) {
+    failureAlert(adopted.error());
     return;
   }
   ui_.alert(

@@ -19,6 +19,7 @@
 #include "base/files.h"
 #include "bench/statement_tape.h"
 #include "cli/program.h"
+#include "platform/process_memory.h"
 
 namespace keldane::bench {
 namespace {
@@ -144,6 +145,7 @@ int run(int argc, char** argv) {
   char home[] = "/tmp/keldane-bench-XXXXXX";
   if (::mkdtemp(home) == nullptr) return 1;
   ::setenv("HOME", home, 1);
+  ::setenv("TMPDIR", home, 1);
   const std::string tapePath = std::string(home) + "/tape";
   argc = 1;  // the controller reads the arguments too: a folder's name is none of its business
 
@@ -184,4 +186,7 @@ int run(int argc, char** argv) {
 }  // namespace
 }  // namespace keldane::bench
 
-int main(int argc, char** argv) { return keldane::bench::run(argc, argv); }
+int main(int argc, char** argv) {
+  keldane::giveLargeBlocksBack();
+  return keldane::bench::run(argc, argv);
+}

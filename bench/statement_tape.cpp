@@ -46,7 +46,7 @@ class RecordingSession : public ServerSession {
   void init() override { below_->init(); }
   bool connect(const ServerAddress& address) override { return below_->connect(address); }
   void close() override { below_->close(); }
-  bool query(std::string_view sql) override {
+  bool query(const std::string& sql) override {
     tape_.put(kQuery, sql);
     return below_->query(sql);
   }

@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/program.h"
+#include "platform/process_memory.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ bool isUnattended(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keldane::giveLargeBlocksBack();
   keldane::Program program(argc, argv);
   if (isUnattended(argc, argv)) return program.runUnattended();
 
@@ -28,12 +30,24 @@ int main(int argc, char** argv) {
   app.fallthrough(false);
   app.add_flag("-q,--quiet", program.terminal.quiet, "No progress line");
   keldane::addArchiveCommand(app, program);
+  keldane::addAttachmentsCommand(app, program);
+  keldane::addBrowseCommand(app, program);
   keldane::addConnectionsCommand(app, program);
+  keldane::addDuplicatesCommand(app, program);
   keldane::addInspectCommand(app, program);
   keldane::addListCommand(app, program);
   keldane::addLogsCommand(app, program);
+  keldane::addRulesCommand(app, program);
+  keldane::addScheduleCommand(app, program);
+  keldane::addSearchCommand(app, program);
+  keldane::addSearchesCommand(app, program);
   keldane::addServerCommand(app, program);
+  keldane::addShowCommand(app, program);
+  keldane::addSettingsCommand(app, program);
+  keldane::addSourcesCommand(app, program);
+  keldane::addStatsCommand(app, program);
   keldane::addStatusCommand(app, program);
+  keldane::addTagCommand(app, program);
   app.footer(
       "A first argument that is a number other than 0 is a run by the schedule: it archives the "
       "chosen sources and ends.");

@@ -39,6 +39,7 @@ KeldaneController& Program::controller() {
   if (!controller_) {
     KeldaneController::Options options;
     options.keepsResultList = false;
+    options.cleansCrontab = false;
     // The alert has told the reason already; the command ends in place of the connection form.
     options.connectFailed = [](const std::string&) {};
     controller_ = std::make_unique<KeldaneController>(

@@ -244,12 +244,14 @@ void ArchiveRun::showProgress() {
 }
 
 void ArchiveRun::startWorker() {
+  // The rules may be edited while the worker reads them: a pass keeps to those of its start.
+  runRules_ = context_.tagRulesList;
   ArchiveWorker::Context context{
       .session = context_.session,
       .process = context_.process,
       .settings = context_.settings,
       .sources = context_.sources,
-      .tagRulesList = context_.tagRulesList,
+      .tagRulesList = runRules_,
       .progress = context_.progress,
       .ui = context_.ui,
       .mainQueue = context_.mainQueue,
@@ -291,12 +293,12 @@ bool ArchiveRun::startImportFolderPass() {
   SourceSelection& sources = context_.sources;
   sources.importMode = true;
   sources.acctRows = {{true, archive.importFolderPath}};
+  sources.rowKind = RowKind::paths;
   storeLog_.close();
   if (archive.deleteFolderState != 0) sources.deleteImportFiles = true;
   if (startPass()) return true;
   // Nothing will come back from a pass that has not begun, so the run ends here with its report,
   // and the folder keeps its files.
-  sources.deleteImportFiles = false;
   storeLog_.openForAppend(context_.process.storeLogPath);
   return false;
 }
@@ -305,6 +307,9 @@ void ArchiveRun::report() {
   ProcessState& process = context_.process;
   SourceSelection& sources = context_.sources;
   sources.importMode = false;
+  // A pass that was cancelled has not read the folder to its end; the next run must not begin by
+  // emptying it.
+  sources.deleteImportFiles = false;
   closeLedger();
   context_.settings.savePreferences();
   if (context_.settings.archive.mailboxesState != 0 && !sources.mailboxNamesLoaded &&

@@ -126,6 +126,7 @@ class ArchiveRun {
   Callbacks callbacks_;
   RunCounters counters_;
   CurrentMessage message_;
+  std::vector<TagRule> runRules_;  ///< as the worker under way sees them
   RunLedger ledger_;
   std::unique_ptr<CutOffRepair> repair_;
   RunRange range_;

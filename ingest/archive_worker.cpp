@@ -43,7 +43,7 @@ ArchiveWorker::ArchiveWorker(Context context)
              .sources = context_.sources,
              .reader = reader_,
              .ledger = context_.ledger,
-             .getMailboxNames = context_.getMailboxNames,
+             .getMailboxNames = [this] { pass_.onMainThread(context_.getMailboxNames); },
              .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
              .isLetGo = [this] { return pass_.isLetGo(); }}),
       pass_(context_.mainQueue) {}

@@ -10,6 +10,7 @@ namespace keldane {
 namespace {
 
 constexpr std::size_t kStubBytes = 3;  ///< shorter data only stands in for a part kept elsewhere
+constexpr std::size_t kLargeBytes = 1U << 20U;
 
 /// Attachments and related items are asked for in the same way, by calls of their own.
 struct Attachments {
@@ -53,15 +54,24 @@ class Collector {
   void collectOne(Items& items, int index, std::string data) {
     const std::size_t measured = measuredSize(index);
     if (limits_.largeAttachState && static_cast<double>(measured) > limits_.attachSizeBytes) return;
-    const bool isStub = measured < kStubBytes;
-    if (isStub) {
+    if (measured < kStubBytes) {
       std::optional<std::string> part = partial_.takePart();
       if (!part) return;
       data = std::move(*part);
+    } else {
+      readText(items, index, data);
     }
     message_.msgParts.push_back({items.contentType(index).value_or(""),
                                  items.fileName(index).value_or("noname"), std::move(data)});
-    if (!isStub) addText(items.text(index, items.charset(index).value_or("")));
+  }
+
+  /// Large data makes room for the conversion of its text and is fetched again behind it.
+  template <typename Items>
+  void readText(Items& items, int index, std::string& data) {
+    const bool isLarge = data.size() > kLargeBytes;
+    if (isLarge) std::string().swap(data);
+    addText(items.text(index, items.charset(index).value_or("")));
+    if (isLarge) data = items.data(index).value_or("");
   }
 
   void addText(std::optional<std::string> text) {

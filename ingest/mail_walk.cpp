@@ -8,22 +8,13 @@
 
 #include "base/text.h"
 #include "ingest/file_list.h"
+#include "ingest/mail_store_probe.h"
 #include "ingest/walk_filter.h"
 
 namespace keldane {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr int kOldestFlagged = 3;
-
-/// Version folder of the store in use, such as "/V10"; empty when no flag is set.
-std::string versionFolder(const ProcessState& process) {
-  for (std::size_t i = process.hasMailV.size(); i-- > 0;) {
-    if (process.hasMailV[i]) return "/V" + std::to_string(i + kOldestFlagged);
-  }
-  return {};
-}
 
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/base64.h"
 #include "base/files.h"
 #include "base/text.h"
 
@@ -199,26 +200,12 @@ std::optional<std::string> PartialFile::takePart() {
 }
 
 std::string base64Lines(std::string_view data, std::size_t lineLength) {
-  constexpr std::string_view kAlphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const std::size_t characters = (data.size() + 2) / 3 * 4;
+  const std::size_t lineBytes = lineLength / 4 * 3;
   std::string lines;
-  lines.reserve(characters + characters / lineLength * 2);
-  std::size_t column = 0;
-  for (std::size_t at = 0; at < data.size(); at += 3) {
-    const std::size_t count = std::min<std::size_t>(3, data.size() - at);
-    unsigned group = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      group = group << 8U | (i < count ? static_cast<unsigned char>(data[at + i]) : 0U);
-    }
-    if (column == lineLength) {
-      lines += "\r\n";
-      column = 0;
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-      lines += i <= count ? kAlphabet[group >> (18 - 6 * i) & 0x3FU] : '=';
-    }
-    column += 4;
+  lines.reserve((data.size() / lineBytes + 1) * (lineLength + 2));
+  for (std::size_t at = 0; at < data.size(); at += lineBytes) {
+    if (at > 0) lines += "\r\n";
+    appendBase64(lines, data.substr(at, lineBytes));
   }
   return lines;
 }

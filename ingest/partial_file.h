@@ -38,7 +38,8 @@ class PartialFile {
   std::vector<std::string> listedNames_;
 };
 
-/// Base64 in lines of that many characters, parted by CR LF; no line end behind the last.
+/// Base64 in lines of that many characters, a multiple of four, parted by CR LF; no line end behind
+/// the last.
 [[nodiscard]] std::string base64Lines(std::string_view data, std::size_t lineLength);
 
 /// Order of names in which the numbers they hold count as numbers, as the parts of a message do:

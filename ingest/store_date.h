@@ -17,6 +17,8 @@ struct StoreDateForm {
   std::string endStoreYr = "All";
 };
 
+inline void resetAll(StoreDateForm& form) { form = StoreDateForm{}; }
+
 /// The limits of a run as its menus have them. Messages of the end day itself, being later than its
 /// midnight, lie outside; without a day, February ends on the 28th in every year.
 [[nodiscard]] RunRange rangeOf(const StoreDateForm& form);

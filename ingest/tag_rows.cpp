@@ -1,27 +1,8 @@
 #include "ingest/tag_rows.h"
 
-#include <algorithm>
-#include <vector>
-
 #include "base/text.h"
 
 namespace keldane {
-namespace {
-
-std::string withPlainQuotes(std::string text) {
-  replaceAll(text, "\\\"", "\"");
-  return text;
-}
-
-}  // namespace
-
-std::string sortedKeywords(std::string_view keywords) {
-  std::vector<std::string> words = split(keywords, " ");
-  std::stable_sort(words.begin(), words.end(), [](const std::string& a, const std::string& b) {
-    return compareNoCase(a, b) < 0;
-  });
-  return join(words, " ");
-}
 
 TagRow tagRow(std::uint32_t id, const MessageTags& tags) {
   return {id, tags.tagCategory, sortedKeywords(tags.tagKeywords), tags.tagNotes,
@@ -34,12 +15,7 @@ TagRow tagRowOfKnown(std::uint32_t id, const MessageTags& tags) {
 }
 
 bool insertTagRow(ServerSession& session, const TagRow& row, StatementText& sql) {
-  sql.start("INSERT INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) VALUES(");
-  sql.addNumber(row.id).add(",");
-  sql.addQuoted(row.category, '\n').add(",");
-  sql.addQuoted(row.keywords, '\n').add(",");
-  sql.addNumber(row.priority).add(",");
-  sql.addQuoted(row.notes, '\n').add(")");
+  sql.start(insertTagSql(row));
   return session.query(sql.text());
 }
 

@@ -1,27 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include <string_view>
 
 #include "app/server_session.h"
+#include "app/tag_row.h"
 #include "ingest/current_message.h"
 #include "ingest/statement_text.h"
 
-/// The rows of `tags`: at most one for a message.
+/// The rows of `tags` that a run writes.
 namespace keldane {
-
-/// The tags of a message, fit for a row and not escaped.
-struct TagRow {
-  std::uint32_t id = 0;
-  std::string category;
-  std::string keywords;  ///< between blanks, in case-insensitive order
-  std::string notes;
-  int priority = 0;
-};
-
-/// Keywords split at blanks, sorted without regard to case, joined again.
-[[nodiscard]] std::string sortedKeywords(std::string_view keywords);
 
 /// The row of a new message.
 [[nodiscard]] TagRow tagRow(std::uint32_t id, const MessageTags& tags);

@@ -28,6 +28,7 @@ class DesktopHostServices : public HostServices {
   /// Programs of this user.
   [[nodiscard]] std::vector<RunningApplication> runningApplications() const override;
   void terminateApplication(const RunningApplication& application) override;
+  [[nodiscard]] bool hasMailApplication() const override { return desktop_ == Desktop::mac; }
   [[nodiscard]] Result<std::vector<MailAccount>> mailAccounts() override;
   void requestMailAutomation() override;
 

@@ -5,6 +5,11 @@
 
 namespace keldane {
 
+std::string Environment::executablePath() const {
+  const std::vector<std::string> words = arguments();
+  return words.empty() ? std::string() : words.front();
+}
+
 std::string localDateTime(std::int64_t secondsSince1970) {
   const auto moment = static_cast<std::time_t>(secondsSince1970);
   std::tm parts{};

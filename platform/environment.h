@@ -13,6 +13,8 @@ class Environment {
  public:
   virtual ~Environment() = default;
   [[nodiscard]] virtual std::vector<std::string> arguments() const = 0;
+  /// Absolute path of the running program; argument 0 where the system does not tell.
+  [[nodiscard]] virtual std::string executablePath() const;
   [[nodiscard]] virtual std::optional<std::string> variable(std::string_view name) const = 0;
   /// With a trailing slash.
   [[nodiscard]] virtual std::string temporaryFolder() const = 0;

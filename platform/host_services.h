@@ -29,6 +29,8 @@ class HostServices {
   [[nodiscard]] virtual Result<void> openFile(const std::string& path) = 0;
   [[nodiscard]] virtual std::vector<RunningApplication> runningApplications() const = 0;
   virtual void terminateApplication(const RunningApplication& application) = 0;
+  /// Whether this system can have the mail application at all.
+  [[nodiscard]] virtual bool hasMailApplication() const { return true; }
   /// Names and folder texts of the mail application's accounts. Fails where it cannot be asked.
   [[nodiscard]] virtual Result<std::vector<MailAccount>> mailAccounts() = 0;
   /// Asks the user once for leave to drive the mail application.

@@ -1,18 +1,36 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "base/result.h"
 
 namespace keldane {
 
-/// Hands a schedule to the system's own scheduler, and takes it back.
+/// A moment at which a scheduled run starts.
+struct ScheduleTime {
+  int weekday = 0;  ///< 1 Monday to 7 Sunday; 0: every day
+  int hour = 0;
+  int minute = 0;
+  bool operator==(const ScheduleTime&) const = default;
+};
+
+/// A schedule as the system's scheduler is to have it.
+struct ScheduledStart {
+  std::string agentPath;            ///< the agent file, written already
+  std::string program;              ///< absolute path; started with the one argument "1"
+  std::vector<ScheduleTime> times;  ///< may be empty: never
+};
+
+/// Hands a schedule to the system's own scheduler, and takes it back. Main thread.
 class ScheduleAgent {
  public:
   virtual ~ScheduleAgent() = default;
-  /// `agentPath` is the agent file that has just been written.
-  [[nodiscard]] virtual Result<void> load(const std::string& agentPath) = 0;
-  [[nodiscard]] virtual Result<void> unload(const std::string& agentPath) = 0;
+  /// Puts it in the place of the one before. Fails, with what the user can do, when the system's
+  /// scheduler could not be told; what was written for it stays.
+  [[nodiscard]] virtual Result<void> load(const ScheduledStart& start) = 0;
+  /// Takes it back; nothing to take back is no failure.
+  [[nodiscard]] virtual Result<void> unload() = 0;
 };
 
 }  // namespace keldane

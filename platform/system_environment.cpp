@@ -4,10 +4,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <random>
+#include <system_error>
 
 #include <sys/utsname.h>
 #include <unistd.h>
+
+#ifdef __APPLE__
+#include <climits>
+
+#include <mach-o/dyld.h>
+#endif
 
 #include "base/files.h"
 #include "base/text.h"
@@ -49,6 +57,21 @@ std::string linuxVersionFrom(std::string_view osRelease) {
 }
 
 SystemEnvironment::SystemEnvironment(int argc, char** argv) : arguments_(argv, argv + argc) {}
+
+std::string SystemEnvironment::executablePath() const {
+  std::string named = Environment::executablePath();
+  if (named.starts_with('/')) return named;
+  std::error_code none;
+#ifdef __APPLE__
+  std::array<char, PATH_MAX> path{};
+  std::uint32_t size = path.size();
+  if (::_NSGetExecutablePath(path.data(), &size) != 0) return named;
+  const std::filesystem::path running = std::filesystem::canonical(path.data(), none);
+#else
+  const std::filesystem::path running = std::filesystem::read_symlink("/proc/self/exe", none);
+#endif
+  return none ? named : running.string();
+}
 
 std::optional<std::string> SystemEnvironment::variable(std::string_view name) const {
   const char* value = std::getenv(std::string(name).c_str());

@@ -10,6 +10,7 @@ class SystemEnvironment : public Environment {
   SystemEnvironment(int argc, char** argv);
 
   [[nodiscard]] std::vector<std::string> arguments() const override { return arguments_; }
+  [[nodiscard]] std::string executablePath() const override;
   [[nodiscard]] std::optional<std::string> variable(std::string_view name) const override;
   [[nodiscard]] std::string temporaryFolder() const override;
   [[nodiscard]] std::string uniqueString() override;

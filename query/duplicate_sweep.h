@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "app/progress_panel.h"
 #include "app/server_session.h"
@@ -20,26 +20,35 @@ class DuplicateSweep {
   struct Callbacks {
     std::function<std::string()> dbPath;
     std::function<void(const std::string& line)> storeLog;
+    std::function<void()> clearMessageViews;
+  };
+  /// What a sweep came to.
+  struct Outcome {
+    bool complete = false;  ///< no statement was refused; else the alert has told of it
+    unsigned long deleted = 0;
   };
 
   DuplicateSweep(ServerSession& session, ResultList& list, ProgressPanel& progress,
                  UserInterface& ui, Callbacks callbacks);
 
   /// `deleteDuplicates`: delete the copies and list what is kept; else list all of them.
-  void checkDups(bool deleteDuplicates);
-
-  [[nodiscard]] unsigned long deletedDuplicateCount() const { return deletedDuplicateCount_; }
+  /// A failure ends the sweep; what is deleted by then stays deleted.
+  Outcome checkDups(bool deleteDuplicates);
+  /// The message that one of the list repeats; its own id for one that is kept, 0 for an id that
+  /// the sweep has not met as a duplicate.
+  [[nodiscard]] std::uint32_t keptOf(std::uint32_t id) const;
 
  private:
   struct Row;
   int dupSweep();
   bool sweepRow(const Row& row);
-  bool takeMatch(const Row& row, std::uint32_t match);
+  bool takeMatch(const Row& row, std::uint32_t match, std::uint32_t kept);
   bool firstId(const std::string& sql, std::uint32_t& id);
   bool tagMark(std::uint32_t id, std::string& date);
   bool deleteMessage(std::uint32_t id);
   void addRow(const Row& row, std::uint32_t id, std::string date, std::string mailbox);
-  bool remember(std::uint32_t id);
+  [[nodiscard]] bool isDeleted(std::uint32_t id) const;
+  bool remember(std::uint32_t id, std::uint32_t kept);
   bool failed();
 
   ServerSession& session_;
@@ -47,7 +56,8 @@ class DuplicateSweep {
   ProgressPanel& progress_;
   UserInterface& ui_;
   Callbacks callbacks_;
-  std::unordered_set<std::uint32_t> handled_;  ///< the ids of the list, for a fast look-up
+  /// The ids of `emailIds`, each with the message that it repeats.
+  std::unordered_map<std::uint32_t, std::uint32_t> handled_;
   bool deleteDuplicates_ = false;
   unsigned long deletedDuplicateCount_ = 0;
   int looked_ = 0;

@@ -51,7 +51,7 @@ std::string formatListDate(const std::string& serverDate, const DateStyle& style
     if (style.separator != 0) replaceAll(date, "-", separator);
     return date;
   }
-  if (date.size() < 19) return date;
+  if (date.size() < 19 || style.dateFormat < 0 || style.dateFormat > 2) return date;
   const std::string year = date.substr(0, 4);
   const std::string month = date.substr(5, 2);
   const std::string day = date.substr(8, 2);
@@ -68,14 +68,14 @@ std::string reorderDate(const std::string& listDate, int dateFormat) {
   if (date.size() > 10) date.erase(10, 9);
   switch (dateFormat) {
     case 2:
-      return piece(date, 6, std::string::npos) + "-" + piece(date, 3, 2) + "-" +
-             piece(date, 0, 2) + time;
+      return piece(date, 6, std::string::npos) + "-" + piece(date, 3, 2) + "-" + piece(date, 0, 2) +
+             time;
     case 1:
-      return piece(date, 6, std::string::npos) + "-" + piece(date, 0, 2) + "-" +
-             piece(date, 3, 2) + time;
+      return piece(date, 6, std::string::npos) + "-" + piece(date, 0, 2) + "-" + piece(date, 3, 2) +
+             time;
     default:
-      return piece(date, 0, 4) + "-" + piece(date, 5, 2) + "-" +
-             piece(date, 8, std::string::npos) + time;
+      return piece(date, 0, 4) + "-" + piece(date, 5, 2) + "-" + piece(date, 8, std::string::npos) +
+             time;
   }
 }
 

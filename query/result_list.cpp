@@ -65,14 +65,27 @@ void ResultList::clear() {
 
 void ResultList::retrieve() {
   ui_.closePanel("SQLPanel");
+  showRetrieving();
+  withTags_ = withTagsCheck;
+  withoutTags_ = withoutTagsCheck;
+  getResults();
+}
+
+void ResultList::retrieveBySize(const std::string& limit) {
+  showRetrieving();
+  currentSql =
+      "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email,origemail "
+      "WHERE origemail.id=email.id ORDER BY length(origemail.orig_fld) DESC" +
+      limit;
+  getResults();
+}
+
+void ResultList::showRetrieving() {
   clear();
   if (callbacks_.clearMessageViews) callbacks_.clearMessageViews();
   ui_.setWindowTitle("storePanel", "retrieving email from database...");
   if (process_.unattendedRun == 0) ui_.showPanel("storePanel");
   progress_.doProgressPanel("Retrieving...");
-  withTags_ = withTagsCheck;
-  withoutTags_ = withoutTagsCheck;
-  getResults();
 }
 
 void ResultList::getResults() {
@@ -82,7 +95,8 @@ void ResultList::getResults() {
   const std::string statement = resultIsLatin1_ ? latin1.value_or("") : currentSql;
   if (!session_.query(statement)) {
     progress_.close();
-    ui_.alert({"SQL Error", fmt::format("SQL error: {}\n", session_.error()),
+    ui_.alert({"SQL Error",
+               fmt::format("SQL error: {}\n", session_.error()),
                AlertStyle::critical,
                {"OK"}});
     return;
@@ -216,9 +230,11 @@ void ResultList::get500emails() {
 }
 
 bool ResultList::dropAllViews() {
+  if (!makesListViews) return true;
   for (int n = 1; n <= listViewCount; ++n) {
     if (!session_.query(dropViewSql(n))) {
-      ui_.alert({"SQL Error", fmt::format("SQL error: {}", session_.error()),
+      ui_.alert({"SQL Error",
+                 fmt::format("SQL error: {}", session_.error()),
                  AlertStyle::critical,
                  {"OK"}});
       return false;
@@ -245,13 +261,31 @@ void ResultList::didClickTableColumn(const std::string& identifier) {
                      });
   } else if (const Comparison compare = comparisonFor(identifier)) {
     sortColumn = identifier;
-    std::stable_sort(
-        emailRows.begin(), emailRows.end(),
-        [compare](const Emailrow& a, const Emailrow& b) { return compare(a, b) < 0; });
+    std::stable_sort(emailRows.begin(), emailRows.end(),
+                     [compare](const Emailrow& a, const Emailrow& b) { return compare(a, b) < 0; });
   } else {
     return;
   }
   ui_.changed("storeTableView");
+}
+
+std::optional<std::string> ResultList::objectValueForTableColumn(std::string_view identifier,
+                                                                 std::size_t row) const {
+  if (row >= emailRows.size()) return std::nullopt;
+  const Emailrow& shown = emailRows[modelIndex(row)];
+  if (identifier == "emailID") return fmt::format("{}", shown.emailID);
+  if (identifier == "emailAtch") return fmt::format("{}", shown.emailAtch);
+  if (identifier == "emailDate") return shown.emailDate;
+  if (identifier == "emailFrom") return shown.emailFrom;
+  if (identifier == "emailTo") return shown.emailTo;
+  if (identifier == "emailSubject") return shown.emailSubject;
+  if (identifier == "emailMailbox") return shown.emailMailbox;
+  return std::nullopt;
+}
+
+std::string_view ResultList::sortIndicator(std::string_view identifier) const {
+  if (sortColumn.empty() || identifier != sortColumn) return {};
+  return reverseList ? "NSDescendingSortIndicator" : "NSAscendingSortIndicator";
 }
 
 void ResultList::printSqlError() const {

@@ -17,8 +17,8 @@
 
 namespace keldane {
 
-/// The list that the user works with: runs a statement, keeps one row per message, and leaves a view
-/// of the list's ids on the server so that a later search can run inside it. Bodies never come
+/// The list that the user works with: runs a statement, keeps one row per message, and leaves a
+/// view of the list's ids on the server so that a later search can run inside it. Bodies never come
 /// along. Main thread only.
 class ResultList {
  public:
@@ -35,6 +35,8 @@ class ResultList {
 
   /// Runs `currentSql`, replacing the list.
   void retrieve();
+  /// Lists by length of the raw source, the longest first; `limit` is empty or " LIMIT n".
+  void retrieveBySize(const std::string& limit);
   /// The list shown at the start: the 200 newest messages.
   void get500emails();
   /// Empties rows, ids and the two count labels.
@@ -48,10 +50,17 @@ class ResultList {
   /// column clicked last.
   void didClickTableColumn(const std::string& identifier);
 
-  /// Index into `emailRows` of a row of the table.
+  /// Index into `emailRows` of a row of the table; the row must be one of them.
   [[nodiscard]] std::size_t modelIndex(std::size_t row) const {
     return reverseList ? emailRows.size() - 1 - row : row;
   }
+  /// What the table shows in a cell: the id as digits, or the field that the identifier names;
+  /// nullopt past the end and for any other identifier.
+  [[nodiscard]] std::optional<std::string> objectValueForTableColumn(std::string_view identifier,
+                                                                     std::size_t row) const;
+  [[nodiscard]] std::size_t numberOfRows() const { return emailRows.size(); }
+  /// Name of the image that marks the order in a column's head; empty for a column not sorted by.
+  [[nodiscard]] std::string_view sortIndicator(std::string_view identifier) const;
 
   std::string currentSql;
   std::vector<Emailrow> emailRows;
@@ -71,6 +80,7 @@ class ResultList {
   std::string listCountTextField;
 
  private:
+  void showRetrieving();
   void getResults();
   void loadEmailRows();
   /// Which of the rows have tags, learnt with one statement; nullopt when it was refused.

@@ -25,14 +25,6 @@ constexpr std::array<FieldColumn, kSearchRows> kFieldColumns = {{
     {"Raw Headings", "headings"},
 }};
 
-constexpr std::array<std::string_view, kAttachTypes> kExtensions = {
-    "jpg jpeg png gif tiff tif ai svg webp icns ico psd bmp eps",
-    "doc docx rtf txt pdf pages",
-    "wav mp3 aac aiff aif m4a mp2 au ogg oga rm",
-    "mp4 mpg webm mov moov avi m4v flv mpeg ogv swf wmv",
-    "zip gzip dmg rar tar tgz",
-};
-
 constexpr std::array<std::string_view, 6> kPriorities = {"None",   "Lowest", "Low",
                                                          "Medium", "High",   "Highest"};
 
@@ -40,14 +32,33 @@ bool isOr(const std::string& title) { return title.starts_with("OR"); }
 bool isNot(const std::string& title) { return title.ends_with("NOT"); }
 std::string_view joiner(bool isOrJoiner) { return isOrJoiner ? " OR " : ") AND ("; }
 
-std::string doubledQuotes(std::string text) {
-  replaceAll(text, "\"", "\"\"");
-  return text;
+/// The text with its double quotes doubled, so that it cannot end the string it stands in. Nothing
+/// else is escaped: %, _ and backslash keep their meaning in the pattern. A backslash that would
+/// take the first of the two quotes is itself escaped for the string; the pattern still reads it.
+std::string doubledQuotes(std::string_view text) {
+  std::string doubled;
+  doubled.reserve(text.size() + 2);
+  bool escaping = false;
+  for (const char c : text) {
+    if (c == '"') doubled += escaping ? "\\\"" : "\"";
+    doubled += c;
+    escaping = c == '\\' && !escaping;
+  }
+  return doubled;
+}
+
+/// The same for a text that is not a pattern's middle but stands right before the closing quote.
+std::string closedQuotes(std::string_view text) {
+  std::string closed = doubledQuotes(text);
+  const std::size_t last = closed.find_last_not_of('\\');
+  const std::size_t backslashes = closed.size() - (last == std::string::npos ? 0 : last + 1);
+  if (backslashes % 2 != 0) closed += '\\';
+  return closed;
 }
 
 /// All alternatives of a group of attachment types after the first LIKE.
 std::string attachPattern(std::size_t group) {
-  const std::vector<std::string> extensions = split(kExtensions[group], " ");
+  const std::vector<std::string> extensions = split(kAttachTypeGroups[group].extensions, ", ");
   std::string pattern;
   for (std::size_t i = 0; i < extensions.size(); ++i) {
     if (i != 0) {
@@ -180,7 +191,7 @@ void appendTagBlock(std::string& whereSql, const SearchForm& form, WhereBuilder&
   }
   if (!tags.category.empty()) {
     builder.tagClause(whereSql, negated ? "NOT" : "", "cat_fld LIKE \"", "cat_fld NOT LIKE \"",
-                      tags.category + "\"");
+                      closedQuotes(tags.category) + "\"");
   } else if (negated) {
     // Not counted as a clause, so that a tag clause behind it is refused by the server.
     whereSql += "cat_fld != \"\"";
@@ -209,13 +220,20 @@ std::string_view columnForField(std::string_view title) {
   return {};
 }
 
+std::string limitClause(const SearchContext& context) {
+  const std::string& size = context.limitSearchSize;
+  const int number = leadingInt(size);
+  if (context.limitSearchState == 0 || number == 0) return "";
+  const bool digitsOnly = size.find_first_not_of("0123456789") == std::string::npos;
+  return " LIMIT " + (digitsOnly ? size : fmt::format("{}", number));
+}
+
 DateRange dateRange(const DateMenus& dates) {
   const auto chosen = [](const std::string& title, std::string_view otherwise) {
     return title == "All" ? std::string(otherwise) : title;
   };
   const std::string endMonth = chosen(dates.endMo, "12");
-  const bool thirty =
-      endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
+  const bool thirty = endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
   const std::string endDay = chosen(dates.endDa, endMonth == "02" ? "28" : thirty ? "30" : "31");
   DateRange range;
   range.begin = fmt::format("{}-{}-{} 00:00:00", chosen(dates.beginYr, "1901"),
@@ -256,9 +274,7 @@ SearchSql makeSearchSQL(SearchForm& form, const SearchContext& context) {
   builder.startBlock();
   appendTagBlock(sql.whereSql, form, builder, tags, idExpression);
   sql.whereSql += " ORDER BY " + orderText(context);
-  if (context.limitSearchState != 0 && leadingInt(context.limitSearchSize) != 0) {
-    sql.whereSql += " LIMIT " + context.limitSearchSize;
-  }
+  sql.whereSql += limitClause(context);
   return sql;
 }
 

@@ -27,10 +27,15 @@ struct SearchSql {
 };
 
 /// The statement that the form asks for. A phrase for the entire message is first spread over the
-/// rows of the form, which changes it. The user's words stand in the statement as he wrote them,
-/// with double quotes doubled everywhere but in the category and the keywords; the server refuses
-/// what does not parse.
+/// rows of the form, which changes it. The user's words stand in the statement as he wrote them, so
+/// that %, _ and backslash work in the pattern; double quotes are doubled, everywhere but in the
+/// keywords, which may end their string. The server refuses what does not parse.
 [[nodiscard]] SearchSql makeSearchSQL(SearchForm& form, const SearchContext& context);
+
+/// " LIMIT n" when a limit is on and not 0, else empty. A limit that is not all digits counts as
+/// the number it begins with: the text comes out of the archive, and nothing behind it may reach a
+/// statement.
+[[nodiscard]] std::string limitClause(const SearchContext& context);
 
 /// Column of `email` behind a title of the field menus; empty for any other text.
 [[nodiscard]] std::string_view columnForField(std::string_view title);

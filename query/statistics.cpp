@@ -1,5 +1,6 @@
 #include "query/statistics.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <fmt/format.h>
@@ -10,6 +11,9 @@ namespace keldane {
 namespace {
 
 constexpr std::size_t kCountWidth = 9;
+/// So many years in a row without mail, and the next one with mail is asked for: one forged date in
+/// a far future must not cost a search of the archive for each year until then.
+constexpr int kEmptyYears = 20;
 
 struct StatsRange {
   std::string begin;
@@ -22,8 +26,7 @@ StatsRange statsRange(const DateMenus& dates) {
     return title == "All" ? std::string(otherwise) : title;
   };
   const std::string endMonth = chosen(dates.endMo, "12");
-  const bool thirty =
-      endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
+  const bool thirty = endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
   const char* lastDay = endMonth == "02" ? "28" : thirty ? "30" : "31";
   StatsRange range;
   range.begin = fmt::format("{}-{}-{} 00:00:00", chosen(dates.beginYr, "1901"),
@@ -34,14 +37,15 @@ StatsRange statsRange(const DateMenus& dates) {
   return range;
 }
 
-void appendCounts(std::string& report,
-                  const std::vector<std::pair<std::string, std::string>>& counts) {
-  for (const auto& [name, count] : counts) {
-    std::string padded = groupedNumber(leadingInt(count));
+void appendCounts(std::string& report, const std::vector<StatsFigures::Count>& counts) {
+  for (const StatsFigures::Count& entry : counts) {
+    std::string padded = groupedNumber(entry.count);
     if (padded.size() < kCountWidth) padded.resize(kCountWidth, ' ');
-    report += fmt::format("\t{}\t{}\n", padded, name);
+    report += fmt::format("\t{}\t{}\n", padded, entry.name);
   }
 }
+
+int yearOf(const std::string& day) { return leadingInt(day.substr(0, 4)); }
 
 }  // namespace
 
@@ -55,108 +59,140 @@ std::string groupedNumber(long long number) {
   return digits;
 }
 
-std::string StatisticsReport::firstCell(const std::string& sql, bool& worked) {
-  worked = session_.query(sql);
-  if (worked) return fetchFirstCell(session_);
+bool StatisticsReport::send(const std::string& sql) {
+  if (session_.query(sql)) return true;
   std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
-  return "0";
+  complete_ = false;
+  return false;
 }
 
+std::string StatisticsReport::firstCell(const std::string& sql) {
+  return send(sql) ? fetchFirstCell(session_) : "0";
+}
+
+int StatisticsReport::number(const std::string& sql) { return leadingInt(firstCell(sql)); }
+
 std::string StatisticsReport::dayOf(const std::string& sql) {
-  bool worked = false;
-  const std::string date = firstCell(sql, worked);
+  const std::string date = firstCell(sql);
   const std::size_t colon = date.find(':');
   return colon == std::string::npos || colon < 3 ? "" : date.substr(0, colon - 3);
 }
 
 int StatisticsReport::countRows(const std::string& sql) {
-  if (!session_.query(sql)) {
-    std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
-    return 0;
-  }
+  if (!send(sql)) return 0;
   const auto rows = session_.storeResult();
   return rows ? static_cast<int>(rows->rowCount()) : 0;
 }
 
 StatisticsReport::Counts StatisticsReport::readCounts(const std::string& sql) {
   Counts counts;
-  if (!session_.query(sql)) {
-    std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
-    return counts;
-  }
+  if (!send(sql)) return counts;
   const auto rows = session_.storeResult();
   while (rows && rows->next()) {
     const auto name = rows->cell(0);
     const auto count = rows->cell(1);
     if (!name || !count || !isValidUtf8(*name) || !isValidUtf8(*count)) continue;
-    counts.emplace_back(*name, *count);
+    counts.push_back({std::string(*name), leadingInt(*count)});
   }
   return counts;
 }
 
-void StatisticsReport::appendYears(std::string& report, const std::string& first,
-                                   const std::string& last) {
-  if (first.empty() || last.empty()) return;
-  for (int year = leadingInt(first.substr(0, 4)); year <= leadingInt(last.substr(0, 4)); ++year) {
-    bool worked = false;
-    const int count = leadingInt(firstCell(
-        fmt::format("SELECT COUNT(id) FROM email WHERE date_fld LIKE '{}%'", year), worked));
-    if (count != 0) report += fmt::format("\t{}:  {}\n", year, groupedNumber(count));
-  }
+int StatisticsReport::nextYearWithMail(int year, int last) {
+  const std::string day = dayOf(fmt::format(
+      "SELECT min(date_fld) FROM email WHERE date_fld >= \"{:04}-01-01 00:00:00\"", year));
+  return day.empty() ? last : yearOf(day);
 }
 
-std::string StatisticsReport::doStatsReport(const StatsForm& form) {
-  const StatsRange range = statsRange(form.dates);
-  const std::string where =
-      range.full ? " WHERE date_fld > \"1901-01-01 00:00:00\""
-                 : fmt::format(" WHERE date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin,
-                               range.end);
-  // For statements that have a condition of their own; the full range adds none to them.
-  const std::string andRange =
-      range.full ? ""
-                 : fmt::format(" AND date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin,
-                               range.end);
-  bool worked = false;
-  const std::string first = dayOf("SELECT min(date_fld) FROM email" + where);
-  const std::string last = dayOf("SELECT max(date_fld) FROM email" + where);
-  const std::string total = firstCell("SELECT count(id) FROM email" + where, worked);
-  const int mailboxes = countRows("SELECT DISTINCT mailbox FROM email" + where);
-  const Counts senders =
-      readCounts("SELECT from_fld, COUNT(*) AS count FROM email" + where +
-                 " GROUP BY from_fld ORDER BY count DESC LIMIT " + form.limitSenderTextField);
-  const Counts recipients =
-      readCounts("SELECT to_fld, COUNT(*) AS count FROM email" + where +
-                 " GROUP BY to_fld ORDER BY count DESC LIMIT " + form.limitSenderTextField);
-  const std::string attached =
-      firstCell("SELECT COUNT(id) FROM email WHERE numAttach>0" + andRange, worked);
-  std::string tagged = "0";
-  if (worked) {
-    tagged = firstCell(
-        "SELECT COUNT(tags.id) FROM tags,email WHERE tags.id=email.id" + andRange, worked);
+std::vector<std::pair<int, int>> StatisticsReport::readYears(int first, int last) {
+  std::vector<std::pair<int, int>> years;
+  int empty = 0;
+  for (int year = first; year <= last; ++year) {
+    const int count =
+        number(fmt::format("SELECT COUNT(id) FROM email WHERE date_fld LIKE '{}%'", year));
+    if (count != 0) years.emplace_back(year, count);
+    empty = count != 0 ? 0 : empty + 1;
+    if (empty < kEmptyYears || year == last) continue;
+    year = std::max(year, nextYearWithMail(year + 1, last) - 1);
+    empty = 0;
   }
+  return years;
+}
 
-  const auto number = [](const std::string& text) { return groupedNumber(leadingInt(text)); };
-  std::string report = fmt::format("\nFrom {} thru {}\n\n", first, last);
-  report += fmt::format("Total Number of emails in date range: {}\n\n", number(total));
-  report += fmt::format("Number of emails with attachments:    {}\n\n", number(attached));
-  report += fmt::format("Number of emails with tags:           {}\n\n", number(tagged));
-  report += fmt::format("Number of mailboxes:                  {}\n\n", groupedNumber(mailboxes));
+StatsFigures StatisticsReport::figures(const StatsForm& asked) {
+  const StatsRange range = statsRange(asked.dates);
+  const std::string between =
+      fmt::format("date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin, range.end);
+  const std::string where =
+      range.full ? " WHERE date_fld > \"1901-01-01 00:00:00\"" : " WHERE " + between;
+  // For statements that have a condition of their own; the full range adds none to them.
+  const std::string andRange = range.full ? "" : " AND " + between;
+  const auto top = [&](const char* field) {
+    return readCounts(fmt::format(
+        "SELECT {0}, COUNT(*) AS count FROM email{1} GROUP BY {0} ORDER BY count DESC LIMIT {2}",
+        field, where, asked.limitSenderTextField));
+  };
+  complete_ = true;
+  StatsFigures found;
+  found.firstDay = dayOf("SELECT min(date_fld) FROM email" + where);
+  found.lastDay = dayOf("SELECT max(date_fld) FROM email" + where);
+  found.total = number("SELECT count(id) FROM email" + where);
+  found.mailboxes = countRows("SELECT DISTINCT mailbox FROM email" + where);
+  found.senders = top("from_fld");
+  found.recipients = top("to_fld");
+  // Tags are counted only when the attachments could be.
+  if (send("SELECT COUNT(id) FROM email WHERE numAttach>0" + andRange)) {
+    found.withAttachments = leadingInt(fetchFirstCell(session_));
+    found.withTags =
+        number("SELECT COUNT(tags.id) FROM tags,email WHERE tags.id=email.id" + andRange);
+  }
+  if (!found.firstDay.empty() && !found.lastDay.empty()) {
+    found.years = readYears(yearOf(found.firstDay), yearOf(found.lastDay));
+  }
+  if (asked.statsByMailboxCheck) {
+    found.byMailbox = readCounts("SELECT mailbox, COUNT(*) AS count FROM email" +
+                                 (range.full ? "" : " WHERE " + between) +
+                                 " GROUP BY mailbox ORDER BY count DESC");
+  }
+  found.complete = complete_;
+  return found;
+}
+
+std::string statsReportText(const StatsFigures& figures, const StatsForm& asked) {
+  std::string report = fmt::format("\nFrom {} thru {}\n\n", figures.firstDay, figures.lastDay);
+  report +=
+      fmt::format("Total Number of emails in date range: {}\n\n", groupedNumber(figures.total));
+  report += fmt::format("Number of emails with attachments:    {}\n\n",
+                        groupedNumber(figures.withAttachments));
+  report +=
+      fmt::format("Number of emails with tags:           {}\n\n", groupedNumber(figures.withTags));
+  report +=
+      fmt::format("Number of mailboxes:                  {}\n\n", groupedNumber(figures.mailboxes));
   report += "By Year:\n";
-  appendYears(report, first, last);
-  report += fmt::format("\nTop {} Senders:\n", form.limitSenderTextField);
-  appendCounts(report, senders);
-  report += fmt::format("\nTop {} Recipients:\n", form.limitSenderTextField);
-  appendCounts(report, recipients);
+  for (const auto& [year, count] : figures.years) {
+    report += fmt::format("\t{}:  {}\n", year, groupedNumber(count));
+  }
+  report += fmt::format("\nTop {} Senders:\n", asked.limitSenderTextField);
+  appendCounts(report, figures.senders);
+  report += fmt::format("\nTop {} Recipients:\n", asked.limitSenderTextField);
+  appendCounts(report, figures.recipients);
   report += "\n";
-  if (form.statsByMailboxCheck) {
-    std::string only = andRange;
-    if (!only.empty()) only.replace(1, 3, "WHERE");
+  if (asked.statsByMailboxCheck) {
     report += "By Mailbox:\n";
-    appendCounts(report, readCounts("SELECT mailbox, COUNT(*) AS count FROM email" + only +
-                                    " GROUP BY mailbox ORDER BY count DESC"));
+    appendCounts(report, figures.byMailbox);
     report += "\n";
   }
   return report;
+}
+
+void StatisticsReport::statisticsReport() { ui_.showPanel("statsPanel"); }
+
+void StatisticsReport::doStatsReport() {
+  progress_.doProgressPanel("Generating Database Statistics Report...");
+  openDatabase_();
+  statsTextView = statsReportText(figures(form), form);
+  ui_.changed("statsTextView");
+  progress_.close();
+  ui_.showPanel("statsWindow");
 }
 
 }  // namespace keldane

@@ -187,6 +187,27 @@ TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
   EXPECT_EQ(process.storeLogPath, "");
 }
 
+TEST_F(ArchiveRunTest, ACancelledImportFolderKeepsItsFilesInTheNextRunToo) {
+  writeMail("INBOX", 1);
+  writeMail("import", 200);
+  settings.archive.importFolderState = 1;
+  settings.archive.importFolderPath = folder / "import";
+  settings.archive.deleteFolderState = 1;
+  settings.archive.postbox = 1;
+  settings.selectedAccounts = {folder / "INBOX"};
+  run->parseEmail();
+  queue.runUntil(
+      [this] {
+        if (sources.importMode) run->cancelParse();
+        return !run->isRunning();
+      },
+      std::chrono::milliseconds(1));
+  settings.archive.importFolderState = 0;
+  run->parseEmail();
+  waitForEnd();
+  EXPECT_FALSE(std::filesystem::is_empty(folder / "import"));
+}
+
 TEST_F(ArchiveRunTest, DoesNotStartWithoutASelection) {
   struct Case {
     int mailboxesState;

@@ -34,7 +34,7 @@ class CutSession : public ServerSession {
     return inner_.connect(address);
   }
   void close() override { inner_.close(); }
-  [[nodiscard]] bool query(std::string_view sql) override {
+  [[nodiscard]] bool query(const std::string& sql) override {
     return play([&] { return inner_.query(sql); });
   }
   [[nodiscard]] std::string error() const override {

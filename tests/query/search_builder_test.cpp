@@ -7,7 +7,6 @@
 namespace keldane {
 namespace {
 
-
 struct BuilderCase {
   const char* name;
   std::function<void(SearchForm&, SearchContext&)> fill;
@@ -63,10 +62,55 @@ const BuilderCase kCases[] = {
      },
      "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ",
      " WHERE (mailbox NOT LIKE \"%a\"\"b%\") ORDER BY date_fld ASC"},
+    {"words_cannot_end_their_string",
+     [](SearchForm& form, SearchContext&) {
+       form.searchTextField[0] = "\\\" OR 1=1 -- ";
+       form.searchTextField[1] = "\\\\\"";
+       form.searchTextField[4] = "50%_\\";
+       form.searchNotesTextField = "\\\"";
+       form.searchCatButton = "c\"\\";
+     },
+     "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email,tags ",
+     " WHERE (from_fld LIKE \"%\\\\\"\" OR 1=1 -- %\" OR to_fld LIKE \"%\\\\\"\"%\") AND (body_fld "
+     "LIKE "
+     "\"%50%_\\%\") AND email.id=tags.id AND (cat_fld LIKE \"c\"\"\\\\\") AND (notes_fld LIKE "
+     "\"%\\\\\"\"%\") ORDER BY date_fld ASC"},
+    {"keywords_stand_as_they_are",
+     [](SearchForm& form, SearchContext&) {
+       form.searchKeywordsTextField = "a\"b";
+       form.catAndButton = "OR NOT";
+     },
+     "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email,tags ",
+     " WHERE email.id=tags.id AND (key_fld NOT LIKE \"%a\"b%\") ORDER BY date_fld ASC"},
+    {"limit_with_a_tail_counts_as_its_number",
+     [](SearchForm&, SearchContext& context) {
+       context.limitSearchState = 1;
+       context.limitSearchSize = "5 INTO OUTFILE 'x'";
+     },
+     "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ",
+     " ORDER BY date_fld ASC LIMIT 5"},
+    {"negated_types_are_left_to_the_server",
+     [](SearchForm& form, SearchContext&) {
+       form.onlyAttachCheck = true;
+       form.typeCheck[0] = true;
+       form.opsButton[8] = "OR NOT";
+     },
+     "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ",
+     " WHERE (numAttach>0 OR attachNames NOT LIKE \"'%.jpg%' OR attachNames LIKE  '%.jpeg%' OR "
+     "attachNames LIKE  '%.png%' OR attachNames LIKE  '%.gif%' OR attachNames LIKE  '%.tiff%' OR "
+     "attachNames LIKE  '%.tif%' OR attachNames LIKE  '%.ai%' OR attachNames LIKE  '%.svg%' OR "
+     "attachNames LIKE  '%.webp%' OR attachNames LIKE  '%.icns%' OR attachNames LIKE  '%.ico%' OR "
+     "attachNames LIKE  '%.psd%' OR attachNames LIKE  '%.bmp%' OR attachNames LIKE '%.eps%') ORDER "
+     "BY date_fld ASC"},
+    {"empty_list_view_is_asked_for",
+     [](SearchForm&, SearchContext& context) { context.listMode = 1; },
+     "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ",
+     " ORDER BY date_fld ASC"},
     {"entire_message_over_six_columns",
      [](SearchForm& form, SearchContext&) { form.entireMsgTextField = "x"; },
      "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ",
-     " WHERE (from_fld LIKE \"%x%\" OR to_fld LIKE \"%x%\" OR subj_fld LIKE \"%x%\" OR mailbox LIKE "
+     " WHERE (from_fld LIKE \"%x%\" OR to_fld LIKE \"%x%\" OR subj_fld LIKE \"%x%\" OR mailbox "
+     "LIKE "
      "\"%x%\" OR body_fld LIKE \"%x%\" OR attachNames LIKE \"%x%\") ORDER BY date_fld ASC"},
     {"attachment_types",
      [](SearchForm& form, SearchContext&) {
@@ -77,8 +121,7 @@ const BuilderCase kCases[] = {
      " WHERE (numAttach>0) AND (attachNames LIKE '%.zip%' OR attachNames LIKE '%.gzip%' OR "
      "attachNames LIKE '%.dmg%' OR attachNames LIKE '%.rar%' OR attachNames LIKE '%.tar%' OR "
      "attachNames LIKE '%.tgz%') ORDER BY date_fld ASC"},
-    {"untagged_only",
-     [](SearchForm& form, SearchContext&) { form.tagsAndButton = "AND NOT"; },
+    {"untagged_only", [](SearchForm& form, SearchContext&) { form.tagsAndButton = "AND NOT"; },
      "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email,tags ",
      " WHERE email.id=tags.id AND (cat_fld != \"\") ORDER BY date_fld ASC"},
     {"tags_inside_a_list",

@@ -20,7 +20,8 @@ class FakeEnvironment : public Environment {
 
   std::vector<std::string> argumentList = {"/opt/keldane/KeldanePro"};
   std::map<std::string, std::string, std::less<>> variables;
-  std::string temporary = "/tmp/";
+  /// A test that makes folders names one of its own.
+  std::string temporary = "/dev/null/";
   std::int64_t seconds = 1700000000;  ///< 2023-11-14 22:13:20 UTC
   std::string version = "12";
 

@@ -26,6 +26,7 @@ class RecordingHostServices : public HostServices {
   void terminateApplication(const RunningApplication& application) override {
     calls.push_back("terminate " + application.executableName);
   }
+  [[nodiscard]] bool hasMailApplication() const override { return mailApplication; }
   [[nodiscard]] Result<std::vector<MailAccount>> mailAccounts() override {
     calls.emplace_back("mailAccounts");
     if (!accounts) return Failure{"the mail application cannot be asked here"};
@@ -35,6 +36,7 @@ class RecordingHostServices : public HostServices {
 
   std::vector<std::string> calls;
   std::vector<RunningApplication> running;
+  bool mailApplication = true;
   std::optional<std::vector<MailAccount>> accounts;
   std::optional<std::string> openFailure;
 };

@@ -83,7 +83,7 @@ bool ScriptedSession::connect(const ServerAddress& address) {
               shown(address.socket) + " " + std::to_string(address.port));
 }
 
-bool ScriptedSession::query(std::string_view sql) {
+bool ScriptedSession::query(const std::string& sql) {
   lastSql_ = sql;
   return play("query " + lastSql_);
 }

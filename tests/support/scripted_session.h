@@ -31,7 +31,7 @@ class ScriptedSession : public ServerSession {
   void init() override { note("init"); }
   [[nodiscard]] bool connect(const ServerAddress& address) override;
   void close() override { note("close"); }
-  [[nodiscard]] bool query(std::string_view sql) override;
+  [[nodiscard]] bool query(const std::string& sql) override;
   [[nodiscard]] std::string error() const override { return error_; }
   [[nodiscard]] bool selectDatabase(const std::string& name) override;
   [[nodiscard]] std::unique_ptr<ResultRows> storeResult() override;

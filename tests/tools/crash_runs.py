@@ -48,7 +48,7 @@ def main():
     chance = random.Random(seed)
     print(f"seed {seed}")
     with tempfile.TemporaryDirectory() as home:
-        environment = dict(os.environ, HOME=home)
+        environment = dict(os.environ, HOME=home, TMPDIR=home)
         subprocess.run([keldane, "server", "start"], env=environment, check=True,
                        capture_output=True)
         socket = server_socket(keldane, environment)

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace keldane {
+
+/// Puts bytes behind the text in standard base64, padded, on one line. Lines are the caller's: cut
+/// at a multiple of three bytes, pieces make one text.
+void appendBase64(std::string& text, std::string_view bytes);
+
+}  // namespace keldane

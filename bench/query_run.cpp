@@ -1,0 +1,219 @@
+// How fast searches, lists and reading are on a large archive, beside the same statements sent bare
+// through the same client with the answers read and thrown away.
+//
+// query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES]]
+//
+// The archive (100,000 messages when not said otherwise) is made once below ARCHIVE_FOLDER from the
+// mail given, each message again with other subjects and dates, and is kept for the next time.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "bench/statement_tape.h"
+#include "cli/program.h"
+
+namespace keldane::bench {
+namespace {
+
+constexpr int kRounds = 5;
+constexpr const char* kDatabase = "querybench";
+
+double secondsOf(const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+/// The program's parts over one session, without its command line.
+struct Archive {
+  LocalMainQueue queue;
+  ProcessToolRunner tools;
+  SystemEnvironment environment;
+  DesktopHostServices host;
+  TerminalInterface terminal;
+  StatementTape* tape = nullptr;
+  std::unique_ptr<KeldaneController> controller;
+
+  explicit Archive(char** argv, StatementTape* tapeToUse)
+      : environment(1, argv), host(tools), tape(tapeToUse) {
+    terminal.quiet = true;
+    KeldaneController::Options options;
+    options.keepsResultList = false;
+    options.connectFailed = [](const std::string&) {};
+    if (tape != nullptr) {
+      options.makeSession = [this] { return makeRecordingSession(makeMysqlSession(), *tape); };
+    }
+    controller = std::make_unique<KeldaneController>(
+        KeldaneController::Ports{terminal, queue, tools, environment, host, [] {}},
+        std::move(options));
+    controller->init();
+    controller->awakeFromNib();
+    if (!controller->connectForCommand("", kDatabase)) std::exit(1);
+  }
+  ~Archive() { controller->applicationWillTerminate(); }
+
+  void run(const std::string& sql) {
+    if (controller->session().query(sql)) return;
+    std::fprintf(stderr, "query_run: %s\n", controller->session().error().c_str());
+    std::exit(1);
+  }
+  long number(const std::string& sql) {
+    run(sql);
+    return std::strtol(fetchFirstCell(controller->session()).c_str(), nullptr, 10);
+  }
+};
+
+void archiveFolder(Archive& archive, const std::string& folder) {
+  archive.controller->sources().acctRows = {{true, folder}};
+  archive.controller->sources().importMode = true;
+  ArchiveRun& run = archive.controller->archiveRun();
+  run.parseEmail();
+  archive.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
+}
+
+/// Fills the archive up: copies of the first messages with ids, subjects and dates of their own.
+void fill(Archive& archive, const std::string& folder, long wanted) {
+  long present = archive.number("SELECT count(id) FROM email");
+  if (present == wanted) return;
+  for (const char* table : {"email", "origemail", "attachments", "tags"}) {
+    archive.run(fmt::format("DELETE FROM {}", table));
+  }
+  std::fprintf(stderr, "query_run: making the archive, once\n");
+  archiveFolder(archive, folder);
+  const long first = archive.number("SELECT min(id) FROM email");
+  const long last = archive.number("SELECT max(id) FROM email");
+  const long stride = last - first + 1;
+  present = archive.number("SELECT count(id) FROM email");
+  if (present == 0) std::exit(1);
+  for (long copy = 1; present < wanted; ++copy) {
+    const long by = copy * stride;
+    const std::string which = fmt::format("WHERE id BETWEEN {} AND {} ORDER BY id LIMIT {}", first,
+                                          last, std::min(wanted - present, stride));
+    archive.run(fmt::format(
+        "INSERT INTO email (id,from_fld,to_fld,subj_fld,date_fld,mailbox,mailto,body_fld,numAttach,"
+        "attachNames,attachText,headings) SELECT id+{},from_fld,to_fld,CONCAT(subj_fld,' {}'),"
+        "date_fld + INTERVAL {} HOUR,mailbox,mailto,body_fld,numAttach,attachNames,attachText,"
+        "headings FROM email {}",
+        by, copy, copy * 7, which));
+    archive.run(fmt::format(
+        "INSERT INTO origemail (id,orig_fld) SELECT id+{},orig_fld FROM origemail {}", by, which));
+    present = archive.number("SELECT count(id) FROM email");
+  }
+  for (const char* table : {"email", "origemail"}) {
+    archive.run(fmt::format("ANALYZE TABLE {}", table));
+    (void)archive.controller->session().storeResult();
+  }
+}
+
+struct Work {
+  const char* name;
+  std::function<void(Archive&)> run;
+};
+
+void search(Archive& archive, const std::function<void(SearchForm&)>& fillForm) {
+  SearchForm form;
+  fillForm(form);
+  archive.controller->retrieveSheet().form = form;
+  archive.controller->retrieveSheet().retrieveEmails();
+}
+
+std::vector<Work> works(std::uint32_t someId) {
+  return {
+      {"word in the body",
+       [](Archive& archive) {
+         search(archive, [](SearchForm& form) { form.searchTextField[4] = "meeting"; });
+       }},
+      {"entire message",
+       [](Archive& archive) {
+         search(archive, [](SearchForm& form) { form.entireMsgTextField = "meeting"; });
+       }},
+      {"date range",
+       [](Archive& archive) {
+         search(archive, [](SearchForm& form) {
+           form.dates.beginYr = "2002";
+           form.dates.beginMo = "09";
+           form.dates.endYr = "2002";
+           form.dates.endMo = "09";
+         });
+       }},
+      {"newest 200", [](Archive& archive) { archive.controller->resultList().get500emails(); }},
+      {"one message",
+       [someId](Archive& archive) {
+         if (!archive.controller->messageViewer().showMessage(someId, "")) std::exit(1);
+       }},
+      {"statistics",
+       [](Archive& archive) {
+         if (!archive.controller->statistics().figures({}).complete) std::exit(1);
+       }},
+  };
+}
+
+int run(int argc, char** argv) {
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES]]\n");
+    return 2;
+  }
+  const std::string folder = std::filesystem::absolute(argv[1]).string();
+  const std::string home =
+      std::filesystem::absolute(argc > 2 ? argv[2] : KELDANE_BENCH_FOLDER).string();
+  const long wanted = argc > 3 ? std::strtol(argv[3], nullptr, 10) : 100000;
+  std::filesystem::create_directories(home);
+  ::setenv("HOME", home.c_str(), 1);
+  const std::string tapePath = home + "/tape";
+  std::uint32_t someId = 0;
+  {
+    Archive archive(argv, nullptr);
+    fill(archive, folder, wanted);
+    someId = static_cast<std::uint32_t>(archive.number("SELECT max(id) FROM email"));
+  }
+  fmt::print("{} messages, {} rounds, medians; bare: the same statements, answers thrown away\n",
+             wanted, kRounds);
+  fmt::print("{:<18} {:>8} {:>11} {:>10} {:>6} {:>11}\n", "", "rows", "statements", "time", "ratio",
+             "bare");
+  for (const Work& work : works(someId)) {
+    std::size_t rows = 0;
+    {
+      StatementTape tape(tapePath);
+      Archive archive(argv, &tape);
+      tape.running = true;
+      work.run(archive);
+      tape.running = false;
+      rows = archive.controller->resultList().emailRows.size();
+    }
+    std::vector<double> ours;
+    std::vector<double> bare;
+    std::uint64_t statements = 0;
+    Archive archive(argv, nullptr);
+    for (int round = 0; round < kRounds; ++round) {
+      ours.push_back(secondsOf([&] { work.run(archive); }));
+      archive.queue.runPending();
+      const ReplayResult replayed = replayTape(tapePath, archive.controller->session());
+      if (!replayed.good) return 1;
+      bare.push_back(replayed.seconds);
+      statements = replayed.statements;
+    }
+    fmt::print("{:<18} {:>8} {:>11} {:>7.1f} ms {:>6.2f} {:>8.1f} ms\n", work.name, rows,
+               statements, median(ours) * 1e3, median(ours) / median(bare), median(bare) * 1e3);
+  }
+  std::filesystem::remove(tapePath);
+  Archive archive(argv, nullptr);
+  (void)archive.controller->localServer().stop();
+  return 0;
+}
+
+}  // namespace
+}  // namespace keldane::bench
+
+int main(int argc, char** argv) { return keldane::bench::run(argc, argv); }

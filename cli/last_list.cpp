@@ -1,0 +1,64 @@
+#include "cli/last_list.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "app/keldane_controller.h"
+#include "base/files.h"
+#include "base/text.h"
+
+namespace keldane {
+
+LastList::LastList(KeldaneController& controller) : controller_(controller) {}
+
+std::string LastList::path() const {
+  return supportFolder(controller_.process()) + "/last-list.json";
+}
+
+std::string LastList::archiveName() const {
+  const ServerConnection& server = controller_.connections().current();
+  return fmt::format("{} on {}:{} {}", controller_.database().dbPath, server.host, server.port,
+                     server.socket);
+}
+
+Result<void> LastList::save() {
+  const Result<void> folder = makeFolders(supportFolder(controller_.process()));
+  if (!folder) return folder;
+  nlohmann::ordered_json list = {{"archive", archiveName()},
+                                 {"ids", nlohmann::ordered_json::array()}};
+  for (const Emailrow& row : controller_.resultList().emailRows) list["ids"].push_back(row.emailID);
+  return replaceFile(
+      path(), list.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace), 0600);
+}
+
+Result<std::vector<std::string>> LastList::read() const {
+  if (!fileExists(path())) return Failure{"there is no last list yet; search or list first"};
+  const Result<std::string> bytes = readFile(path());
+  if (!bytes) return Failure{bytes.error()};
+  const nlohmann::json list = nlohmann::json::parse(*bytes, nullptr, false);
+  const bool good = list.is_object() && list.contains("archive") && list["archive"].is_string() &&
+                    list.contains("ids") && list["ids"].is_array();
+  if (!good) return Failure{"the file of the last list is damaged: " + path()};
+  if (list["archive"].get<std::string>() != toUtf8(archiveName())) {
+    return Failure{"the last list is of another archive: " +
+                   printable(list["archive"].get<std::string>())};
+  }
+  std::vector<std::string> ids;
+  for (const nlohmann::json& id : list["ids"]) {
+    if (!id.is_number_unsigned()) {
+      return Failure{"the file of the last list is damaged: " + path()};
+    }
+    ids.push_back(fmt::format("{}", id.get<std::uint64_t>()));
+  }
+  if (ids.empty()) return Failure{"the last list is empty"};
+  return ids;
+}
+
+std::string listViewClause(const std::vector<std::string>& ids) {
+  return "WITH listView1 AS (SELECT "
+         "id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,numAttach,"
+         "attachNames,attachText,headings FROM email WHERE id IN (" +
+         join(ids, ",") + ")) ";
+}
+
+}  // namespace keldane

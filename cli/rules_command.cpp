@@ -1,0 +1,290 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "app/tag_row.h"
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/json_text.h"
+#include "cli/priority_option.h"
+#include "cli/program.h"
+#include "cli/text_table.h"
+
+namespace keldane {
+namespace {
+
+struct RuleOptions {
+  std::vector<std::string> rules;
+  std::optional<std::string> name;
+  std::optional<std::string> category;
+  std::optional<std::string> keywords;
+  std::optional<std::string> notes;
+  std::optional<int> priority;
+  std::vector<std::string> when;
+  bool any = false;
+  bool all = false;
+  bool exclude = false;
+  bool tag = false;
+  bool json = false;
+};
+
+/// "FIELD contains TEXT" or "FIELD does not contain TEXT"; nullopt for anything else.
+std::optional<RuleCriterion> parseCriterion(std::string_view text) {
+  for (const std::string_view field : kRuleFieldTitles) {
+    for (const std::string_view relation : kRuleRelationTitles) {
+      const std::string start = fmt::format("{} {} ", field, relation);
+      if (!text.starts_with(start) || text.size() == start.size()) continue;
+      return RuleCriterion{std::string(field), std::string(relation),
+                           std::string(text.substr(start.size()))};
+    }
+  }
+  return std::nullopt;
+}
+
+std::string checkCriterion(const std::string& text) {
+  if (parseCriterion(text)) return {};
+  return fmt::format(
+      "\"{}\" is no condition; write FIELD contains TEXT, or FIELD does not contain TEXT, where "
+      "FIELD is one of {}",
+      printable(text), fmt::join(kRuleFieldTitles, ", "));
+}
+
+std::string conditionText(const TagRule& rule) {
+  std::string text;
+  for (const RuleCriterion& criterion : rule.ruleCriteria) {
+    if (criterion.value.empty()) continue;
+    if (!text.empty()) text += rule.ruleAll == "all" ? " and " : " or ";
+    text += fmt::format("{} {} \"{}\"", criterion.field, criterion.relation, criterion.value);
+  }
+  return text;
+}
+
+nlohmann::ordered_json ruleJson(const TagRule& rule, std::size_t number) {
+  nlohmann::ordered_json criteria = nlohmann::ordered_json::array();
+  for (const RuleCriterion& criterion : rule.ruleCriteria) {
+    if (criterion.value.empty()) continue;
+    criteria.push_back(
+        {{"field", criterion.field}, {"relation", criterion.relation}, {"value", criterion.value}});
+  }
+  return {{"number", number},
+          {"name", rule.ruleDescription},
+          {"enabled", rule.ruleActive != 0},
+          {"action", rule.tagOrExclude != 0 ? "exclude" : "tag"},
+          {"join", rule.ruleAll},
+          {"when", std::move(criteria)},
+          {"category", rule.ruleCat},
+          {"keywords", rule.ruleKeywords},
+          {"notes", rule.ruleNotes},
+          {"priority", leadingInt(rule.rulePriority)}};
+}
+
+void printRules(const RuleOptions& options, Program& program) {
+  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  std::vector<std::vector<std::string>> rows;
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    const TagRule& rule = rules[i];
+    if (options.json) std::fputs(jsonLine(ruleJson(rule, i + 1)).c_str(), stdout);
+    rows.push_back({fmt::format("{}", i + 1), rule.ruleActive != 0 ? "on" : "off",
+                    rule.ruleDescription, rule.tagOrExclude != 0 ? "exclude" : "tag",
+                    conditionText(rule)});
+  }
+  if (options.json) return;
+  std::fputs(formatTable({{"NO", true, 0},
+                          {"", false, 0},
+                          {"NAME", false, 0},
+                          {"DOES", false, 0},
+                          {"WHEN", false, 0}},
+                         rows, 0)
+                 .c_str(),
+             stdout);
+}
+
+/// Rows of the rules that numbers or names stand for; nullopt, and a message, for one that is none.
+std::optional<std::vector<std::size_t>> findRules(const std::vector<std::string>& texts,
+                                                  Program& program) {
+  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  std::vector<std::size_t> rows;
+  for (const std::string& text : texts) {
+    std::vector<std::size_t> found;
+    const auto number = static_cast<std::size_t>(std::max(0, leadingInt(text)));
+    if (text.find_first_not_of("0123456789") == std::string::npos) {
+      if (number >= 1 && number <= rules.size()) found.push_back(number - 1);
+    } else {
+      for (std::size_t i = 0; i < rules.size(); ++i) {
+        if (rules[i].ruleDescription == text) found.push_back(i);
+      }
+    }
+    if (found.size() == 1) {
+      rows.push_back(found.front());
+      continue;
+    }
+    const char* form = found.empty() ? "there is no rule \"{}\"; `keldane rules list` shows them"
+                                     : "several rules are named \"{}\"; give the number of one";
+    program.exitStatus = program.fail(fmt::format(fmt::runtime(form), printable(text)));
+    return std::nullopt;
+  }
+  return rows;
+}
+
+void showRule(const RuleOptions& options, Program& program) {
+  const auto rows = findRules(options.rules, program);
+  if (!rows) return;
+  const TagRule& rule = program.controller().tagRulesList()[rows->front()];
+  if (options.json) {
+    std::fputs(jsonLine(ruleJson(rule, rows->front() + 1)).c_str(), stdout);
+    return;
+  }
+  const auto line = [](const char* title, const std::string& value) {
+    if (!value.empty()) fmt::print("{:<10} {}\n", title, printable(value));
+  };
+  line("Number:", fmt::format("{}", rows->front() + 1));
+  line("Name:", rule.ruleDescription);
+  line("State:", rule.ruleActive != 0 ? "on" : "off");
+  line("Does:", rule.tagOrExclude != 0 ? "exclude" : "tag");
+  line("When:", conditionText(rule));
+  line("Category:", rule.ruleCat);
+  line("Keywords:", rule.ruleKeywords);
+  line("Notes:", rule.ruleNotes);
+  line("Priority:", std::string(priorityTitle(leadingInt(rule.rulePriority))));
+}
+
+void fillSheet(const RuleOptions& options, TagRuleSheet& sheet) {
+  if (options.name) sheet.ruleDescTextField = *options.name;
+  if (options.category) sheet.ruleCatTextField = *options.category;
+  if (options.keywords) sheet.ruleKeywordsTextField = *options.keywords;
+  if (options.notes) sheet.ruleNotesTextField = *options.notes;
+  if (options.priority) sheet.rulePriorityButton = static_cast<std::size_t>(*options.priority);
+  if (options.any) sheet.ruleAllButton = "any";
+  if (options.all) sheet.ruleAllButton = "all";
+  if (options.exclude) sheet.tagOrExcludeMatrix = 1;
+  if (options.tag) sheet.tagOrExcludeMatrix = 0;
+  if (options.when.empty()) return;
+  for (std::size_t i = 0; i < sheet.ruleCriteriaList.size(); ++i) {
+    RuleCriterion& criterion = sheet.ruleCriteriaList[i];
+    criterion.value.clear();
+    if (i < options.when.size()) criterion = parseCriterion(options.when[i]).value_or(criterion);
+  }
+}
+
+void finish(bool saved, Program& program) {
+  if (!saved) program.exitStatus = kExitFailed;
+}
+
+void addRule(const RuleOptions& options, Program& program) {
+  TagRuleEditor& editor = program.controller().tagRuleEditor();
+  editor.addRule();
+  fillSheet(options, editor.sheet);
+  finish(editor.doAddRule(), program);
+}
+
+void changeRule(const RuleOptions& options, bool copies, Program& program) {
+  const auto rows = findRules(options.rules, program);
+  if (!rows) return;
+  TagRuleEditor& editor = program.controller().tagRuleEditor();
+  editor.selectedRows = *rows;
+  if (copies) {
+    editor.dupRule();
+  } else {
+    editor.editRule();
+  }
+  fillSheet(options, editor.sheet);
+  finish(editor.doAddRule(), program);
+}
+
+void removeRules(const RuleOptions& options, Program& program) {
+  const auto rows = findRules(options.rules, program);
+  if (!rows) return;
+  TagRuleEditor& editor = program.controller().tagRuleEditor();
+  editor.selectedRows = *rows;
+  finish(editor.removeRule(), program);
+}
+
+void switchRules(const RuleOptions& options, bool on, Program& program) {
+  const auto rows = findRules(options.rules, program);
+  if (!rows) return;
+  TagRuleEditor& editor = program.controller().tagRuleEditor();
+  for (const std::size_t row : *rows) {
+    if (editor.tagRuleRows()[row].tagRuleCheck == on) continue;
+    finish(editor.didClickRuleCheck(row), program);
+  }
+}
+
+void addRuleOptions(CLI::App& command, RuleOptions& options) {
+  command.add_option("--name", options.name, "Its name");
+  command
+      .add_option(
+          "--when", options.when,
+          "A condition: FIELD contains TEXT, or FIELD does not contain TEXT; FIELD is from, "
+          "to, subject, body or mailbox; up to four times")
+      ->option_text("CONDITION")
+      ->check(CLI::Validator(checkCriterion, ""))
+      ->expected(1, 4)
+      ->allow_extra_args(false);
+  CLI::Option* any = command.add_flag("--any", options.any, "One of the conditions is enough");
+  command.add_flag("--all", options.all, "All conditions must be met")->excludes(any);
+  command.add_option("--category", options.category, "Category to give");
+  command.add_option("--keywords", options.keywords, "Keywords to add, between blanks");
+  command.add_option("--notes", options.notes, "Notes in place of those that a message came with");
+  command
+      .add_option("--priority", options.priority,
+                  "none, lowest, low, medium, high, highest or 0 to 5, in place of the one that a "
+                  "message came with")
+      ->option_text("PRIORITY")
+      ->transform(priorityNames());
+  CLI::Option* exclude =
+      command.add_flag("--exclude", options.exclude, "Keep the messages out of the archive");
+  command.add_flag("--tag", options.tag, "Tag the messages (as when not given)")->excludes(exclude);
+}
+
+CLI::App* addRuleCommand(CLI::App& parent, const char* name, const char* text, RuleOptions& options,
+                         bool several) {
+  CLI::App* command = parent.add_subcommand(name, text);
+  CLI::Option* rules =
+      command->add_option("RULE", options.rules, "Number or name of a rule")->required();
+  if (!several) rules->expected(1);
+  return command;
+}
+
+}  // namespace
+
+void addRulesCommand(CLI::App& app, Program& program) {
+  CLI::App* command = app.add_subcommand(
+      "rules", "The rules that tag messages on their way into the archive, or keep them out");
+  command->require_subcommand(1);
+  auto options = std::make_shared<RuleOptions>();
+
+  CLI::App* list = command->add_subcommand("list", "Show them, in the order in which they work");
+  list->add_flag("--json", options->json, "One JSON object a line for each rule");
+  list->callback([options, &program] { printRules(*options, program); });
+
+  CLI::App* show = addRuleCommand(*command, "show", "Show one of them whole", *options, false);
+  show->add_flag("--json", options->json, "As a JSON object");
+  show->callback([options, &program] { showRule(*options, program); });
+
+  CLI::App* add = command->add_subcommand("add", "Add one behind the others, switched on");
+  addRuleOptions(*add, *options);
+  add->callback([options, &program] { addRule(*options, program); });
+
+  CLI::App* edit = addRuleCommand(
+      *command, "edit", "Change what is given; conditions replace the old ones", *options, false);
+  addRuleOptions(*edit, *options);
+  edit->callback([options, &program] { changeRule(*options, false, program); });
+
+  CLI::App* copy = addRuleCommand(*command, "copy", "Add a copy, with what is given changed in it",
+                                  *options, false);
+  addRuleOptions(*copy, *options);
+  copy->callback([options, &program] { changeRule(*options, true, program); });
+
+  addRuleCommand(*command, "remove", "Remove rules", *options, true)->callback([options, &program] {
+    removeRules(*options, program);
+  });
+  addRuleCommand(*command, "enable", "Switch rules on", *options, true)
+      ->callback([options, &program] { switchRules(*options, true, program); });
+  addRuleCommand(*command, "disable", "Switch rules off", *options, true)
+      ->callback([options, &program] { switchRules(*options, false, program); });
+}
+
+}  // namespace keldane

@@ -1,0 +1,107 @@
+#include <cstdio>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/program.h"
+#include "cli/schedule_options.h"
+#include "cli/terminal_text.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::size_t kDayLength = 10;  // "2024-02-28"
+
+void setSchedule(const ScheduleRequest& request, Program& program) {
+  // Asked before the server is: what is wrong with the request is known without it.
+  SettingsForm trial = program.controller().settings().form;
+  const std::string today = localDateTime(program.environment.now()).substr(0, kDayLength);
+  if (const Result<void> filled = fillScheduleForm(trial, request, today); !filled) {
+    program.exitStatus = program.fail(filled.error());
+    return;
+  }
+  KeldaneController* controller = program.connected();
+  if (controller == nullptr) {
+    program.exitStatus = kExitFailed;
+    return;
+  }
+  Settings& settings = controller->settings();
+  if (!fillScheduleForm(settings.form, request, today) || !controller->schedule().schedule()) {
+    program.exitStatus = kExitFailed;
+    return;
+  }
+  std::fputs(fmt::format("Scheduled: {}\n", printable(scheduleInWords(settings.user))).c_str(),
+             stdout);
+}
+
+void showSchedule(bool json, Program& program) {
+  KeldaneController& controller = program.controller();
+  const UserSettings& user = controller.settings().user;
+  const bool scheduled = controller.schedule().isScheduled();
+  if (json) {
+    printJson({{"scheduled", scheduled},
+               {"time", scheduleTimeOfDay(user)},
+               {"days", scheduleDays(user)},
+               {"everyHours", user.hoursState != 0 ? user.hoursStep : 0},
+               {"leaveLog", user.leaveLogState != 0},
+               {"agentFile", scheduleAgentPath(controller.process())}});
+    return;
+  }
+  if (!scheduled) {
+    std::fputs("There is no schedule.\n", stdout);
+    return;
+  }
+  std::fputs(fmt::format("Scheduled: {}\nLog left on the Desktop: {}\nAgent file: {}\n",
+                         printable(scheduleInWords(user)), user.leaveLogState != 0 ? "yes" : "no",
+                         printable(scheduleAgentPath(controller.process())))
+                 .c_str(),
+             stdout);
+}
+
+void removeSchedule(Program& program) {
+  Schedule& schedule = program.controller().schedule();
+  const bool wasScheduled = schedule.isScheduled();
+  if (!schedule.removeSchedule()) {
+    program.exitStatus = kExitFailed;
+    return;
+  }
+  std::fputs(wasScheduled ? "The schedule has been removed.\n" : "There is no schedule.\n", stdout);
+}
+
+}  // namespace
+
+void addScheduleCommand(CLI::App& app, Program& program) {
+  CLI::App* command =
+      app.add_subcommand("schedule", "Archive by the clock, started by the system's scheduler");
+  command->require_subcommand(1);
+
+  auto request = std::make_shared<ScheduleRequest>();
+  CLI::App* set = command->add_subcommand("set",
+                                          "Schedule runs; what is not given stays as it is. "
+                                          "Archives what `keldane sources` has chosen");
+  set->add_option("--time", request->time, "Time of day of the run: 00:00 to 23:59")
+      ->type_name("HH:MM");
+  set->add_option("--days", request->days,
+                  "all, or some of sun,mon,tue,wed,thu,fri,sat (all when none has been chosen)");
+  CLI::Option* every =
+      set->add_option("--every", request->everyHours,
+                      "Repeat through the day, so many hours apart from midnight on: 1 to 23")
+          ->type_name("HOURS");
+  set->add_flag("--once", request->oncePerDay, "Once a day, at the time given")->excludes(every);
+  set->add_option("--leave-log", request->leaveLog,
+                  "yes or no: whether each run leaves its log on the Desktop");
+  set->callback([request, &program] { setSchedule(*request, program); });
+
+  auto json = std::make_shared<bool>(false);
+  CLI::App* show = command->add_subcommand("show", "Show the schedule");
+  show->add_flag("--json", *json, "Print one JSON object");
+  show->callback([json, &program] { showSchedule(*json, program); });
+
+  command->add_subcommand("remove", "Remove the schedule; its settings stay")->callback([&program] {
+    removeSchedule(program);
+  });
+}
+
+}  // namespace keldane

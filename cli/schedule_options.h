@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+#include "app/settings_values.h"
+#include "base/result.h"
+
+namespace keldane {
+
+/// What `keldane schedule set` was asked for, as text; an empty one leaves the setting as it is.
+struct ScheduleRequest {
+  std::string time;        ///< "09:30"
+  std::string days;        ///< "all", or names of days between commas
+  std::string everyHours;  ///< hours between the starts of a day
+  bool oncePerDay = false;
+  std::string leaveLog;  ///< "yes" or "no"
+};
+
+/// Puts the request into the controls of the schedule panel. `today` ("2024-02-28") is the day that
+/// the panel's time stands on. Without a word about days, and with none chosen so far, it is every
+/// day. Fails, with what is accepted, and leaves the controls as they were.
+[[nodiscard]] Result<void> fillScheduleForm(SettingsForm& form, const ScheduleRequest& request,
+                                            const std::string& today);
+
+/// The days as the request takes them, such as "all" or "mon,fri"; empty: none.
+[[nodiscard]] std::string scheduleDays(const UserSettings& user);
+/// "09:30"; empty when none has been chosen.
+[[nodiscard]] std::string scheduleTimeOfDay(const UserSettings& user);
+/// The schedule in words, such as "mon,fri at 09:30".
+[[nodiscard]] std::string scheduleInWords(const UserSettings& user);
+
+}  // namespace keldane

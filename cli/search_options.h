@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/result.h"
+#include "query/search_builder.h"
+#include "query/search_form.h"
+
+namespace keldane {
+
+/// One row of the form as it was given: how it is joined ("AND", "OR NOT", ...), and FIELD=TEXT.
+struct SearchTerm {
+  std::string operation;
+  std::string text;
+};
+
+/// What `keldane search` was asked for, as text.
+struct SearchRequest {
+  std::vector<SearchTerm> terms;
+  std::string entireMessage;
+  std::string since;
+  std::string until;
+  std::string dateShortcut;  ///< "day", "week", "month", "year" or empty
+  bool hasAttachment = false;
+  std::vector<std::string> types;
+  std::string category;
+  std::string keywords;
+  std::string notes;
+  std::string priority;
+  bool withTags = false;
+  bool withoutTags = false;
+  std::string sort;
+  bool descending = false;
+  std::string limit;
+};
+
+/// Puts the request into a fresh form. Fails with a sentence for the user when something in it has
+/// no place there. Date shortcuts are left to the caller, who knows the day.
+[[nodiscard]] Result<SearchForm> searchFormOf(const SearchRequest& request);
+/// The settings with what the request says otherwise about order and limit.
+[[nodiscard]] Result<SearchContext> searchContextOf(const SearchRequest& request,
+                                                    SearchContext settings);
+
+/// Names for the options, in the order of the form.
+[[nodiscard]] std::string searchFieldNames();
+[[nodiscard]] std::string attachTypeNames();
+[[nodiscard]] std::string priorityNames();
+
+}  // namespace keldane

@@ -1,0 +1,159 @@
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/pager.h"
+#include "cli/program.h"
+#include "cli/terminal_text.h"
+#include "ingest/strip_plist.h"
+#include "query/header_block.h"
+
+namespace keldane {
+namespace {
+
+struct ShowOptions {
+  std::uint32_t id = 0;
+  std::string database;
+  std::string connection;
+  bool text = false;
+  bool html = false;
+  bool source = false;
+  bool headers = false;
+  bool json = false;
+};
+
+/// The row of the list that the message would have; nullopt, and the reason printed, without one.
+std::optional<Emailrow> findRow(std::uint32_t id, KeldaneController& controller, Program& program) {
+  ServerSession& session = controller.session();
+  const std::string sql = fmt::format(
+      "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email WHERE id={}", id);
+  const bool sent = session.query(sql);
+  const auto rows = sent ? session.storeResult() : nullptr;
+  if (!rows) {
+    program.exitStatus = program.fail("SQL error: " + session.error());
+    return std::nullopt;
+  }
+  if (!rows->next()) {
+    program.exitStatus = program.fail(fmt::format("there is no message with the id {}", id));
+    return std::nullopt;
+  }
+  const auto text = [&rows](std::size_t column) {
+    return toUtf8(rows->cell(column).value_or(std::string_view()));
+  };
+  const UserSettings& user = controller.settings().user;
+  return Emailrow{id,
+                  leadingInt(text(6)),
+                  formatListDate(text(1), {user.dateFormat, user.separator}),
+                  text(2),
+                  text(3),
+                  text(4),
+                  text(5)};
+}
+
+/// A message without an HTML version as a page of its own, so that a browser shows any message.
+std::string pageOfText(const Emailrow& row, const std::string& messageText) {
+  const std::size_t end = messageText.find("\n\n");
+  const std::string_view body =
+      end == std::string::npos ? "" : std::string_view(messageText).substr(end + 2);
+  return headerBlockHtml({row.emailFrom, row.emailTo, "", row.emailSubject, row.emailDate}) +
+         "<pre>" + escapeMarkup(body) + "</pre>\n";
+}
+
+std::string headersOf(std::string source) {
+  MessageTags tags;
+  stripPlist(source, tags);
+  const std::size_t end = source.find("\n\n");
+  if (end != std::string::npos) source.resize(end + 1);
+  return source;
+}
+
+/// What is to be printed; nullopt, and the reason printed, when it is not to be had.
+std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
+                                MessageViewer& viewer, Program& program) {
+  if (options.source || options.headers) {
+    std::string source = viewer.fetchRawSource(row.emailID);
+    if (source.size() < 2) {
+      program.exitStatus =
+          program.fail("There is no original raw source for this email in the database.");
+      return std::nullopt;
+    }
+    return options.headers ? headersOf(std::move(source)) : std::move(source);
+  }
+  const bool shown = options.html ? viewer.showMessage(row.emailID, row.emailDate)
+                                  : viewer.showStoredText(row.emailID, row.emailDate);
+  if (!shown) {
+    program.exitStatus = program.fail("the message could not be read");
+    return std::nullopt;
+  }
+  if (!options.html) return viewer.messageText;
+  return viewer.views.htmlShowing ? viewer.views.htmlText : pageOfText(row, viewer.messageText);
+}
+
+const char* keyOf(const ShowOptions& options) {
+  if (options.html) return "html";
+  if (options.source) return "source";
+  return options.headers ? "headers" : "text";
+}
+
+void print(const ShowOptions& options, const Emailrow& row, const std::string& text) {
+  if (options.json) {
+    const nlohmann::ordered_json message = {{"id", row.emailID},
+                                            {"date", row.emailDate},
+                                            {"from", row.emailFrom},
+                                            {"to", row.emailTo},
+                                            {"subject", row.emailSubject},
+                                            {"mailbox", row.emailMailbox},
+                                            {"attachments", row.emailAtch},
+                                            {keyOf(options), text}};
+    printJson(message);
+    return;
+  }
+  const bool onTerminal = ::isatty(STDOUT_FILENO) != 0;
+  const Pager pager;
+  std::string shown = onTerminal ? terminalText(text) : text;
+  // A source is written as it is stored; any other text ends with its line.
+  if ((onTerminal || !options.source) && !shown.ends_with('\n')) shown += '\n';
+  std::fwrite(shown.data(), 1, shown.size(), stdout);
+}
+
+void runShow(const ShowOptions& options, Program& program) {
+  KeldaneController* controller = program.connected(options.connection, options.database);
+  if (controller == nullptr) {
+    program.exitStatus = kExitFailed;
+    return;
+  }
+  const std::optional<Emailrow> row = findRow(options.id, *controller, program);
+  if (!row) return;
+  const std::optional<std::string> text = read(options, *row, controller->messageViewer(), program);
+  if (text) print(options, *row, *text);
+}
+
+}  // namespace
+
+void addShowCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<ShowOptions>();
+  CLI::App* command = app.add_subcommand("show", "Show a message of the archive");
+  command->add_option("ID", options->id, "Its id, as the lists show it")->required();
+  auto* text =
+      command->add_flag("--text", options->text, "Its text, as it is stored; this is the default");
+  auto* html = command->add_flag("--html", options->html,
+                                 "Its HTML version under a block of header lines; a message "
+                                 "without one as a plain page");
+  auto* source = command->add_flag("--source", options->source,
+                                   "Its raw source; byte for byte into a file or pipe");
+  auto* headers = command->add_flag("--headers", options->headers, "The headers of its source");
+  text->excludes(html)->excludes(source)->excludes(headers);
+  html->excludes(source)->excludes(headers);
+  source->excludes(headers);
+  command->add_option("--database", options->database, "Look in this database");
+  command->add_option("--connection", options->connection, "Use this saved connection");
+  command->add_flag("--json", options->json, "One JSON object with the text in it");
+  command->callback([options, &program] { runShow(*options, program); });
+}
+
+}  // namespace keldane

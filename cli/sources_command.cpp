@@ -1,0 +1,205 @@
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+#include "cli/commands.h"
+#include "cli/json_text.h"
+#include "cli/program.h"
+#include "cli/text_table.h"
+
+namespace keldane {
+namespace {
+
+/// What the archive's lists of sources hold of a name, in characters.
+constexpr std::size_t kLongestAccount = 127;
+constexpr std::size_t kLongestMailbox = 255;
+
+struct SourcesOptions {
+  std::vector<std::string> names;
+  bool mailboxes = false;
+  bool json = false;
+};
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+const std::vector<std::string>& chosenNames(const Settings& settings, bool mailboxes) {
+  return mailboxes ? settings.selectedMailboxes : settings.selectedAccounts;
+}
+
+KeldaneController* connected(Program& program) {
+  KeldaneController* controller = program.connected();
+  if (controller == nullptr) program.exitStatus = kExitFailed;
+  return controller;
+}
+
+/// Fills the table with accounts or mailboxes. False, and a message, when there is none to fill.
+bool fillRows(bool mailboxes, KeldaneController& controller, Program& program) {
+  if (controller.settings().archive.postbox != 0) {
+    program.exitStatus = program.fail(
+        "the settings name a mail client whose accounts cannot be listed; `keldane settings set "
+        "postbox applemail` goes back");
+    return false;
+  }
+  controller.settings().form.selectAcctsMboxMatrix = mailboxes ? 1 : 0;
+  controller.sourceChooser().selectMailboxes();
+  return true;
+}
+
+struct Source {
+  std::string name;
+  std::string id;
+  bool chosen = false;
+  bool found = true;
+};
+
+std::vector<Source> sourcesOf(KeldaneController& controller, bool mailboxes) {
+  const std::vector<std::string>& chosen = chosenNames(controller.settings(), mailboxes);
+  const std::vector<AcctsRow>& rows = controller.sources().acctRows;
+  const std::vector<AcctsRow>& shown = controller.sourceChooser().shownRows();
+  std::vector<Source> sources;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    sources.push_back({shown[i].acctDesc, rows[i].acctDesc, contains(chosen, rows[i].acctDesc)});
+  }
+  for (const std::string& name : chosen) {
+    const bool listed = std::any_of(rows.begin(), rows.end(),
+                                    [&name](const AcctsRow& row) { return row.acctDesc == name; });
+    if (!listed) sources.push_back({name, name, true, false});
+  }
+  return sources;
+}
+
+void printJson(const std::vector<Source>& sources, bool mailboxes) {
+  for (const Source& source : sources) {
+    std::fputs(jsonLine({{"kind", mailboxes ? "mailbox" : "account"},
+                         {"name", source.name},
+                         {"id", source.id},
+                         {"chosen", source.chosen},
+                         {"found", source.found}})
+                   .c_str(),
+               stdout);
+  }
+}
+
+void listSources(const SourcesOptions& options, Program& program) {
+  KeldaneController* controller = connected(program);
+  if (controller == nullptr) return;
+  // Looking at the one kind changes nothing in what a run goes by.
+  const bool runTakesMailboxes = controller->settings().archive.mailboxesState != 0;
+  if (!fillRows(options.mailboxes, *controller, program)) return;
+  const std::vector<Source> sources = sourcesOf(*controller, options.mailboxes);
+  if (options.json) {
+    printJson(sources, options.mailboxes);
+    return;
+  }
+  if (sources.empty()) {
+    std::fputs(fmt::format(
+                   "No {} found below {}\n", options.mailboxes ? "mailboxes" : "accounts",
+                   printable(controller->process().homePath + controller->process().mailRootSuffix))
+                   .c_str(),
+               stdout);
+    return;
+  }
+  std::vector<std::vector<std::string>> rows;
+  for (const Source& source : sources) {
+    rows.push_back(
+        {source.chosen ? "*" : "", source.name, source.found ? source.id : "no longer there"});
+  }
+  std::fputs(
+      formatTable(
+          {{"", false, 0}, {options.mailboxes ? "MAILBOX" : "ACCOUNT", false, 0}, {"ID", false, 0}},
+          rows, 0)
+          .c_str(),
+      stdout);
+  if (runTakesMailboxes != options.mailboxes) {
+    std::fputs(fmt::format("A run goes by the chosen {}; `keldane sources choose` changes that.\n",
+                           runTakesMailboxes ? "mailboxes" : "accounts")
+                   .c_str(),
+               stdout);
+  }
+}
+
+/// The row that this name means. Absent, and a message, when there is none, or more than one.
+std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes,
+                                    KeldaneController& controller, Program& program) {
+  const std::vector<AcctsRow>& rows = controller.sources().acctRows;
+  const std::vector<AcctsRow>& shown = controller.sourceChooser().shownRows();
+  std::vector<std::size_t> matches;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (rows[i].acctDesc == name) return i;
+    if (shown[i].acctDesc == name) matches.push_back(i);
+  }
+  if (matches.size() == 1) return matches.front();
+  const char* kind = mailboxes ? "mailbox" : "account";
+  program.exitStatus = program.fail(
+      matches.empty()
+          ? fmt::format("there is no {} \"{}\"; `keldane sources list{}` shows what there is", kind,
+                        printable(name), mailboxes ? " --mailboxes" : "")
+          : fmt::format("more than one {} is called \"{}\"; give its id", kind, printable(name)));
+  return std::nullopt;
+}
+
+void save(KeldaneController& controller, Program& program) {
+  if (!controller.settings().savePreferences()) program.exitStatus = kExitFailed;
+}
+
+void chooseSources(const SourcesOptions& options, Program& program) {
+  KeldaneController* controller = connected(program);
+  if (controller == nullptr || !fillRows(options.mailboxes, *controller, program)) return;
+  const std::size_t longest = options.mailboxes ? kLongestMailbox : kLongestAccount;
+  std::vector<std::size_t> rows;
+  for (const std::string& name : options.names) {
+    const auto row = rowNamed(name, options.mailboxes, *controller, program);
+    if (!row) return;
+    if (utf16Length(controller->sources().acctRows[*row].acctDesc) > longest) {
+      program.exitStatus = program.fail(fmt::format(
+          "\"{}\" cannot be kept: it has more than {} characters", printable(name), longest));
+      return;
+    }
+    if (std::find(rows.begin(), rows.end(), *row) == rows.end()) rows.push_back(*row);
+  }
+  SourceChooser& chooser = controller->sourceChooser();
+  chooser.uncheckAllAccts();
+  for (const std::size_t row : rows) chooser.didClickAcctCheck(row);
+  save(*controller, program);
+}
+
+void clearSources(Program& program) {
+  KeldaneController* controller = connected(program);
+  if (controller == nullptr) return;
+  controller->settings().selectedAccounts.clear();
+  controller->settings().selectedMailboxes.clear();
+  save(*controller, program);
+}
+
+}  // namespace
+
+void addSourcesCommand(CLI::App& app, Program& program) {
+  CLI::App* command = app.add_subcommand(
+      "sources", "The mail of the mail client that a run without paths archives");
+  command->require_subcommand(1);
+
+  auto options = std::make_shared<SourcesOptions>();
+  CLI::App* list = command->add_subcommand("list", "Show what there is; * marks what is chosen");
+  list->add_flag("--mailboxes", options->mailboxes, "Mailboxes in place of accounts");
+  list->add_flag("--json", options->json, "One JSON object a line");
+  list->callback([options, &program] { listSources(*options, program); });
+
+  CLI::App* choose = command->add_subcommand(
+      "choose",
+      "Choose these, and no others. Of an account a run archives the in boxes and the sent boxes; "
+      "of mailboxes, whatever is chosen");
+  choose->add_option("NAME", options->names, "Names or ids, as `sources list` shows them")
+      ->required();
+  choose->add_flag("--mailboxes", options->mailboxes, "The names are of mailboxes");
+  choose->callback([options, &program] { chooseSources(*options, program); });
+
+  CLI::App* clear = command->add_subcommand("clear", "Choose nothing");
+  clear->callback([&program] { clearSources(program); });
+}
+
+}  // namespace keldane

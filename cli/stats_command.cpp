@@ -1,0 +1,100 @@
+#include <cstdio>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "cli/commands.h"
+#include "cli/program.h"
+#include "cli/search_options.h"
+#include "cli/terminal_text.h"
+#include "query/statistics.h"
+
+namespace keldane {
+namespace {
+
+struct StatsOptions {
+  std::string connection;
+  std::string database;
+  std::string since;
+  std::string until;
+  unsigned top = 10;
+  bool mailboxes = false;
+  bool json = false;
+};
+
+Result<StatsForm> formOf(const StatsOptions& options) {
+  SearchRequest days;
+  days.since = options.since;
+  days.until = options.until;
+  const Result<SearchForm> filled = searchFormOf(days);
+  if (!filled) return Failure{filled.error()};
+  StatsForm form;
+  form.dates = filled->dates;
+  form.limitSenderTextField = std::to_string(options.top);
+  form.statsByMailboxCheck = options.mailboxes;
+  return form;
+}
+
+nlohmann::ordered_json listOf(const std::vector<StatsFigures::Count>& counts, const char* name) {
+  auto list = nlohmann::ordered_json::array();
+  for (const StatsFigures::Count& entry : counts) {
+    list.push_back({{name, entry.name}, {"messages", entry.count}});
+  }
+  return list;
+}
+
+void printFigures(const StatsFigures& figures, const StatsForm& form) {
+  nlohmann::ordered_json object = {
+      {"first", figures.firstDay},    {"last", figures.lastDay},
+      {"messages", figures.total},    {"withAttachments", figures.withAttachments},
+      {"withTags", figures.withTags}, {"mailboxes", figures.mailboxes}};
+  auto years = nlohmann::ordered_json::object();
+  for (const auto& [year, count] : figures.years) years[std::to_string(year)] = count;
+  object["years"] = std::move(years);
+  object["senders"] = listOf(figures.senders, "address");
+  object["recipients"] = listOf(figures.recipients, "address");
+  if (form.statsByMailboxCheck) object["byMailbox"] = listOf(figures.byMailbox, "mailbox");
+  printJson(object);
+}
+
+void runStats(const StatsOptions& options, Program& program) {
+  const Result<StatsForm> form = formOf(options);
+  if (!form) {
+    program.exitStatus = program.fail(form.error());
+    return;
+  }
+  KeldaneController* controller = program.connected(options.connection, options.database);
+  if (controller == nullptr) {
+    program.exitStatus = kExitFailed;
+    return;
+  }
+  const StatsFigures figures = controller->statistics().figures(*form);
+  if (options.json) {
+    printFigures(figures, *form);
+  } else {
+    std::fputs(terminalText(statsReportText(figures, *form)).c_str(), stdout);
+  }
+  if (!figures.complete) program.exitStatus = kExitFailed;
+}
+
+}  // namespace
+
+void addStatsCommand(CLI::App& app, Program& program) {
+  auto options = std::make_shared<StatsOptions>();
+  CLI::App* command = app.add_subcommand(
+      "stats", "Report how many messages there are: by year, by sender, by recipient");
+  command->add_option("--since", options->since, "From this day on: 2024-02-28, 2024-02 or 2024")
+      ->type_name("DAY");
+  command
+      ->add_option("--until", options->until,
+                   "Up to the beginning of this day; the mail of the day itself is left out")
+      ->type_name("DAY");
+  command->add_option("--top", options->top, "Length of the lists of senders and recipients (10)");
+  command->add_flag("--mailboxes", options->mailboxes, "List the mailboxes too");
+  command->add_option("--connection", options->connection, "Saved connection to use");
+  command->add_option("--database", options->database, "Database to look at");
+  command->add_flag("--json", options->json, "Print one JSON object");
+  command->callback([options, &program] { runStats(*options, program); });
+}
+
+}  // namespace keldane

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/server_session.h"
+#include "base/result.h"
+
+namespace keldane {
+
+/// Values of the last attachment query, as a flat list that its readers step through by the number
+/// of columns asked for. A binary value is held as Base64 lines.
+class AttachmentFields {
+ public:
+  void clear();
+  /// Appends the rows of the statement just sent; the column before the last one, when there are
+  /// several, is the length of the last. A value that is not UTF-8 is left out: its place stays
+  /// empty, so that those behind it keep theirs. 0, or 1 when there is no row; without a result a
+  /// line goes to standard error.
+  int loadAttachmentRows(ServerSession& session);
+
+  std::vector<std::string> attachFields;
+  int attachCount = 0;
+  /// Length of all Base64 texts loaded since it was last set to 0.
+  std::uint64_t encodedBytes = 0;
+};
+
+/// The text under a message that lists its attachments, in the font of message texts. What stands
+/// before the first link is gray; links are blue and underlined.
+struct AttachmentStrip {
+  struct Link {
+    std::size_t offsetBytes = 0;  ///< place of the name in `text`
+    std::size_t lengthBytes = 0;
+    std::string path;  ///< file that the attachment is written to when the link is clicked
+  };
+  std::string text;
+  std::vector<Link> links;
+  /// Whether there is anything to show; the strip is then `kHeight` points high.
+  bool isShown = false;
+  static constexpr int kHeight = 90;
+};
+
+inline constexpr std::string_view kLinkMark = "-KD-";
+
+/// The strip for a list of names. Beside an HTML view the message's HTML versions stay out.
+[[nodiscard]] AttachmentStrip makeAttachmentStrip(const std::vector<std::string>& names,
+                                                  bool htmlShowing, const std::string& folder);
+
+/// A name that stays one file in its folder, whatever the message calls it: no slash, no control
+/// character, no leading dot, never empty, at most 200 bytes with its ending kept.
+[[nodiscard]] std::string safeFileName(std::string_view name);
+
+/// An attachment as a list shows it. The name is the one that the message gave, unescaped.
+struct AttachmentInfo {
+  std::string name;
+  std::string type;
+  std::uint64_t sizeBytes = 0;
+};
+
+/// The attachments of a message, without their bytes.
+[[nodiscard]] Result<std::vector<AttachmentInfo>> listAttachments(ServerSession& session,
+                                                                  std::uint32_t id);
+
+}  // namespace keldane

@@ -1,0 +1,222 @@
+#include "app/keldane_controller.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "platform/main_queue.h"
+#include "tests/support/fake_environment.h"
+#include "tests/support/recording_host_services.h"
+#include "tests/support/recording_tool_runner.h"
+#include "tests/support/recording_user_interface.h"
+#include "tests/support/scripted_session.h"
+#include "tests/support/temporary_folder.h"
+
+namespace keldane {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+/// Keeps what is posted for later until the test says that the time has come.
+class HeldQueue : public MainQueue {
+ public:
+  void post(std::function<void()> task) override { task(); }
+  void callAndWait(std::function<void()> task) override { task(); }
+  void postAfter(std::chrono::nanoseconds delay, std::function<void()> task) override {
+    EXPECT_EQ(delay.count(), 500000000);
+    later_.push_back(std::move(task));
+  }
+  void runLater() {
+    for (const auto& task : std::exchange(later_, {})) task();
+  }
+
+ private:
+  std::vector<std::function<void()>> later_;
+};
+
+class KeldaneControllerTest : public ::testing::Test {
+ protected:
+  KeldaneControllerTest() {
+    environment.variables["HOME"] = folder.path();
+    environment.temporary = folder / "tmp/";
+  }
+  /// As far as `awakeFromNib`.
+  void start() {
+    KeldaneController::Options options;
+    options.makeSession = [this] {
+      auto made = std::make_unique<ScriptedSession>();
+      session = made.get();
+      return made;
+    };
+    controller = std::make_unique<KeldaneController>(
+        KeldaneController::Ports{ui, queue, tools, environment, host, [this] { ++terminated; }},
+        std::move(options));
+    controller->init();
+    controller->awakeFromNib();
+  }
+
+  const TemporaryFolder folder;
+  RecordingUserInterface ui;
+  HeldQueue queue;
+  RecordingToolRunner tools;
+  FakeEnvironment environment;
+  RecordingHostServices host;
+  ScriptedSession* session = nullptr;
+  int terminated = 0;
+  std::unique_ptr<KeldaneController> controller;
+};
+
+TEST_F(KeldaneControllerTest, AStaleTriggerEndsBeforeAnyConnection) {
+  struct Case {
+    const char* argument;
+    bool hasAgent;
+    int unattendedRun;
+    int terminated;
+  };
+  for (const Case& row : {Case{"1", false, 1, 1}, Case{"1", true, 1, 0}, Case{"0", false, 0, 0},
+                          Case{"archive", false, 0, 0}}) {
+    SCOPED_TRACE(row.argument);
+    terminated = 0;
+    environment.argumentList = {"/opt/my programs/KeldanePro", row.argument};
+    const std::string agent = folder / "Library/LaunchAgents/keldanepro.schedule.plist";
+    std::filesystem::remove(agent);
+    if (row.hasAgent) folder.write("Library/LaunchAgents/keldanepro.schedule.plist", "");
+    start();
+    EXPECT_EQ(controller->process().unattendedRun, row.unattendedRun);
+    EXPECT_EQ(controller->process().launchCommand, "/opt/my\\ programs/KeldanePro");
+    EXPECT_EQ(terminated, row.terminated);
+    EXPECT_THAT(session->calls, IsEmpty());
+  }
+}
+
+TEST_F(KeldaneControllerTest, AttendedStartWaitsForTheConnectionForm) {
+  start();
+  ui.onModal = [this](std::string_view) { controller->connections().doConnect(); };
+  controller->applicationDidFinishLaunching();
+  EXPECT_THAT(ui.calls, Contains("modal connectPanel"));
+  EXPECT_THAT(ui.calls, Contains("show storePanel"));
+  EXPECT_THAT(session->statements(), Contains("SET SESSION sql_mode=''"));
+  EXPECT_THAT(host.calls, ElementsAre("requestMailAutomation"));
+}
+
+TEST_F(KeldaneControllerTest, OnlyAWholeStartTouchesTheCrontab) {
+  const auto crontabCalls = [this] {
+    const std::vector<std::string> lines = tools.lines();
+    return std::count(lines.begin(), lines.end(), "/usr/bin/crontab -l");
+  };
+  start();
+  static_cast<void>(controller->connectForCommand());
+  EXPECT_EQ(crontabCalls(), 0);
+  controller->applicationDidFinishLaunching();
+  EXPECT_EQ(crontabCalls(), 1);
+  environment.argumentList = {"/opt/KeldanePro", "1"};
+  start();
+  controller->applicationDidFinishLaunching();
+  EXPECT_EQ(crontabCalls(), 1) << "a stale trigger";
+}
+
+TEST_F(KeldaneControllerTest, ASecondCopyEndsItself) {
+  start();
+  host.running = {{"KeldanePro", "", 1}, {"Mail", "", 2}};
+  controller->applicationDidFinishLaunching();
+  queue.runLater();
+  EXPECT_EQ(terminated, 0);
+  host.running.push_back({"KeldanePro", "", 3});
+  controller->applicationDidFinishLaunching();
+  queue.runLater();
+  EXPECT_EQ(terminated, 1);
+}
+
+TEST_F(KeldaneControllerTest, AGuardedMailFolderStopsTheStart) {
+  // A file that is there and that nobody can open, not even the superuser.
+  std::filesystem::create_directories(folder / "Library/Mail/V10");
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string probe = folder / "Library/Mail/PersistenceInfo.plist";
+  ASSERT_LT(probe.size(), sizeof address.sun_path);
+  probe.copy(address.sun_path, probe.size());
+  const int guard = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(::bind(guard, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ::close(guard);
+
+  struct Case {
+    const char* version;
+    bool stops;
+  };
+  for (const Case& row :
+       {Case{"10.13.6", false}, Case{"10.14.1", true}, Case{"14.1", true}, Case{"17.0", false}}) {
+    SCOPED_TRACE(row.version);
+    ui.calls.clear();
+    environment.version = row.version;
+    start();
+    controller->applicationDidFinishLaunching();
+    EXPECT_EQ(ui.alertLines().size(), row.stops ? 1U : 0U);
+    EXPECT_EQ(ui.lines("modal").size(), row.stops ? 0U : 1U);
+  }
+}
+
+TEST_F(KeldaneControllerTest, LeavesNoEmptyWorkFolder) {
+  std::filesystem::create_directories(folder / "Desktop");
+  start();
+  const std::string empty = controller->process().workFolder;
+  EXPECT_TRUE(isDirectory(empty));
+  controller->settings().setDebugLog();
+  controller->settings().setDebugLog();
+  const std::string second = controller->process().workFolder;
+  EXPECT_NE(empty, second);
+  folder.write("tmp/" + std::string(lastPathComponent(second)) + "/mail.storelog", "a failure\n");
+  controller->applicationWillTerminate();
+  EXPECT_FALSE(fileExists(empty));
+  EXPECT_TRUE(fileExists(second + "/mail.storelog"));
+  EXPECT_TRUE(isDirectory(folder / "Desktop"));
+}
+
+TEST_F(KeldaneControllerTest, OnlyAConnectClosesTheConnectionForm) {
+  start();
+  EXPECT_TRUE(controller->windowShouldClose("settingsPanel"));
+  EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
+  controller->connections().doConnect();
+  EXPECT_TRUE(controller->windowShouldClose("connectPanel"));
+  EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
+}
+
+TEST_F(KeldaneControllerTest, StartsAgainAfterItsEnd) {
+  struct Case {
+    const char* program;
+    const char* launch;
+  };
+  for (const Case& row : {Case{"/Applications/Keldane Pro.app/Contents/MacOS/KeldanePro",
+                               "detached /usr/bin/open /Applications/Keldane Pro.app"},
+                          Case{"/opt/keldane/KeldanePro", "detached /opt/keldane/KeldanePro"}}) {
+    SCOPED_TRACE(row.program);
+    terminated = 0;
+    environment.argumentList = {row.program};
+    start();
+    controller->quitAndRelaunch();
+    EXPECT_EQ(terminated, 1);
+    EXPECT_THAT(tools.lines(), Not(Contains(row.launch)));
+    queue.runLater();
+    EXPECT_THAT(tools.lines(), Contains(row.launch));
+  }
+}
+
+}  // namespace
+}  // namespace keldane

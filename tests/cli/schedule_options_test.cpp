@@ -1,0 +1,72 @@
+#include "cli/schedule_options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace keldane {
+namespace {
+
+constexpr const char* kToday = "2024-05-06";
+
+UserSettings settingsOf(const SettingsForm& form) {
+  UserSettings user;
+  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
+    user.scheddays.at(i) = form.schedChecks.at(i) ? 1 : 0;
+  }
+  user.hoursState = form.everyHourCheck ? 1 : 0;
+  user.hoursStep = std::stoi(form.hoursTextField);
+  if (form.schedTime.size() > 16) user.schedHour = form.schedTime.substr(11, 2);
+  if (form.schedTime.size() > 16) user.schedMinute = form.schedTime.substr(14, 2);
+  return user;
+}
+
+TEST(ScheduleOptions, FillThePanelAsItsControlsWould) {
+  struct Case {
+    ScheduleRequest request;
+    const char* words;
+  };
+  SettingsForm form;
+  form.schedChecks = {};
+  for (const Case& row :
+       {Case{{"09:30", "", "", false, ""}, "every day at 09:30"},
+        Case{{"", "mon, SUN", "", false, ""}, "sun,mon at 09:30"},
+        Case{{"", "", "3", false, ""}, "sun,mon, every 3 hours from midnight"},
+        Case{{"", "fri,all", "", false, ""}, "every day, every 3 hours from midnight"},
+        Case{{"23:59", "", "", true, "no"}, "every day at 23:59"}}) {
+    const Result<void> filled = fillScheduleForm(form, row.request, kToday);
+    ASSERT_TRUE(filled) << filled.error();
+    EXPECT_EQ(scheduleInWords(settingsOf(form)), row.words);
+  }
+  EXPECT_EQ(form.schedTime, "2024-05-06 23:59:00");
+  EXPECT_FALSE(form.leaveLogCheck);
+}
+
+TEST(ScheduleOptions, RefuseWithWhatIsAccepted) {
+  struct Case {
+    const char* name;
+    ScheduleRequest request;
+    const char* says;
+  };
+  for (const Case& row :
+       {Case{"nothing said", {}, "--time 09:30"},
+        Case{"hour 24", {"24:00", "", "", false, ""}, "00:00 to 23:59"},
+        Case{"minute 60", {"10:60", "", "", false, ""}, "00:00 to 23:59"},
+        Case{"short time", {"9:30", "", "", false, ""}, "00:00 to 23:59"},
+        Case{"unknown day", {"09:30", "mon,someday", "", false, ""}, "\"someday\" is no day"},
+        Case{"empty day", {"09:30", "mon,", "", false, ""}, "\"\" is no day"},
+        Case{"no hours", {"", "", "0", false, ""}, "1 to 23"},
+        Case{"a whole day", {"", "", "24", false, ""}, "1 to 23"},
+        Case{"hours with more", {"", "", "2x", false, ""}, "1 to 23"},
+        Case{"neither", {"09:30", "", "", false, "perhaps"}, "neither yes nor no"}}) {
+    SCOPED_TRACE(row.name);
+    SettingsForm form;
+    const Result<void> filled = fillScheduleForm(form, row.request, kToday);
+    ASSERT_FALSE(filled);
+    EXPECT_THAT(filled.error(), testing::HasSubstr(row.says));
+    EXPECT_EQ(form.schedTime, "");
+    EXPECT_FALSE(form.everyHourCheck);
+  }
+}
+
+}  // namespace
+}  // namespace keldane
