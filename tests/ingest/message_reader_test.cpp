@@ -107,6 +107,18 @@ TEST_F(MessageReaderTest, CollectsAttachmentsUpToTheSize) {
   EXPECT_EQ(partNames(stored[2]), (std::vector<std::string>{}));
 }
 
+TEST_F(MessageReaderTest, AHugeAttachmentIsStoredWholeAndAsText) {
+  const std::string content = std::string(1500000, 'x') + "end";
+  read("1.eml", mixed({"Content-Type: text/plain\n\nhello\n",
+                       "Content-Type: text/plain; charset=utf-8\nContent-Disposition: attachment; "
+                       "filename=h.txt\n\n" +
+                           content + "\n"}));
+  ASSERT_EQ(stored.size(), 1U);
+  ASSERT_EQ(stored[0].msgParts.size(), 1U);
+  EXPECT_TRUE(stored[0].msgParts[0].data.starts_with(content));
+  EXPECT_TRUE(stored[0].msgAttachText.starts_with(content));
+}
+
 TEST_F(MessageReaderTest, RelatedItemsAreMeasuredByTheAttachmentOfTheirIndex) {
   const std::string related =
       "Content-Type: multipart/related; boundary=r\n\n--r\nContent-Type: text/html\n\n<p>x</p>\n"
