@@ -214,6 +214,19 @@ bool isValidUtf8(std::string_view text) {
   return true;
 }
 
+void repairUtf8(std::string& text) {
+  if (isValidUtf8(text)) return;
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  std::string repaired;
+  repaired.reserve(text.size() + text.size() / 8);
+  for (std::size_t at = 0; at < text.size();) {
+    const Unit unit = unitAt(text, at);
+    repaired += unit.valid() ? std::string_view(text).substr(at, unit.bytes) : kReplacement;
+    at += unit.valid() ? unit.bytes : 1;
+  }
+  text = std::move(repaired);
+}
+
 std::string latin1ToUtf8(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + bytes.size() / 8);

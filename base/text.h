@@ -36,6 +36,8 @@ void appendUtf8(std::string& text, char32_t character);
 
 /// Well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 [[nodiscard]] bool isValidUtf8(std::string_view text);
+/// Puts U+FFFD in the place of each byte that is part of no UTF-8 character.
+void repairUtf8(std::string& text);
 
 /// Bytes of ISO Latin 1 as UTF-8.
 [[nodiscard]] std::string latin1ToUtf8(std::string_view bytes);

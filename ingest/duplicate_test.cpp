@@ -16,12 +16,25 @@ constexpr std::size_t kComparedLength = 400;
 /// A body of so few characters tells nothing and is not compared.
 constexpr std::size_t kTellsNothing = 2;
 
+/// Characters that the column of the sender holds. What is longer is stored cut, and asked for
+/// whole it would be archived again by every run.
+constexpr std::size_t kSenderLength = 255;
+
+std::string_view asStoredSender(std::string_view from) {
+  std::size_t characters = 0;
+  for (std::size_t at = 0; at < from.size(); ++at) {
+    const bool begins = (static_cast<unsigned char>(from[at]) & 0xC0U) != 0x80;
+    if (begins && ++characters > kSenderLength) return from.substr(0, at);
+  }
+  return from;
+}
+
 void startQuestion(StatementText& sql, const DuplicateKey& key) {
   sql.start("SELECT id FROM email WHERE ");
   if (!kIgnoreDate) sql.add("date_fld=").addQuoted(key.date).add(" AND ");
   // A stored text ends at its first NUL character, and so must the one it is compared with.
   sql.add("to_fld=").addQuoted(upToNul(key.to));
-  sql.add(" AND from_fld=").addQuoted(upToNul(key.from));
+  sql.add(" AND from_fld=").addQuoted(asStoredSender(upToNul(key.from)));
 }
 
 std::uint32_t firstId(ServerSession& session) {

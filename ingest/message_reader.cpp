@@ -213,6 +213,11 @@ void MessageReader::fillAddresses() {
   for (int i = 0; i < numCC; ++i) appendAddress(message.msgTo, email_->GetCC(i));
   if (!message.msgTo.empty()) message.msgTo.pop_back();
   message.msgSubject = email_->Subject().value_or("");
+  // Bytes that are no UTF-8 would come back from the database as something else, or end the text
+  // there: the message would be no duplicate of itself.
+  for (std::string* text : {&message.msgFrom, &message.msgTo, &message.msgSubject}) {
+    repairUtf8(*text);
+  }
 }
 
 std::optional<std::string_view> MessageReader::fillDate() {
@@ -236,6 +241,7 @@ bool MessageReader::fillBodies() {
   std::optional<std::string> plain;
   if (email_->HasPlainTextBody()) plain = email_->GetPlainTextBody();
   if (plain) message.msgBody = std::move(*plain);
+  repairUtf8(message.msgBody);
   const std::size_t secondParagraph = behindBlankLine(message.msgBody);
   if (message.msgFrom.empty() && message.msgTo.empty() && message.msgSubject.empty() &&
       secondParagraph == std::string::npos) {
@@ -256,7 +262,9 @@ void MessageReader::copyHtml() {
   CurrentMessage& message = context_.message;
   if (message.msgOriginal.size() > kLargeBytes) email_.emplace();
   if (message.hasHtmlPart) message.msgParts.front().data = message.msgHtml;
-  if (!hasPlainBody_) message.msgBody = message.msgHtml;
+  if (hasPlainBody_) return;
+  message.msgBody = message.msgHtml;
+  repairUtf8(message.msgBody);
 }
 
 std::string MessageReader::accountMailbox(const std::string& mailbox) const {

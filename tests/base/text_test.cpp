@@ -31,6 +31,10 @@ TEST(Text, CountsUtf16Units) {
   for (const LengthCase& c : cases) {
     EXPECT_EQ(utf16Length(c.text), c.units) << c.name;
     EXPECT_EQ(isValidUtf8(c.text), c.valid) << c.name;
+    std::string repaired = c.text;
+    repairUtf8(repaired);
+    EXPECT_TRUE(isValidUtf8(repaired)) << c.name;
+    EXPECT_EQ(repaired == c.text, c.valid) << c.name;
   }
 }
 

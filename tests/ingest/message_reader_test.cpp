@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
 #include "tests/ingest/reader_bench.h"
 
 namespace keldane {
@@ -83,6 +84,15 @@ TEST_F(MessageReaderTest, HtmlAloneIsBodyAndPart) {
   EXPECT_EQ(stored[0].msgParts[0].contentType, "text/html");
   EXPECT_EQ(stored[0].msgParts[0].fileName, "htmlversion.html");
   EXPECT_EQ(stored[0].msgParts[0].data, stored[0].msgHtml);
+}
+
+TEST_F(MessageReaderTest, WhatIsStoredAsTextIsUtf8WhateverTheMessageHolds) {
+  const std::string coding = "Content-Transfer-Encoding: quoted-printable\nContent-Type: text/";
+  read("a.eml", mail("a=FF=C3=A9z\n", coding + "plain; charset=utf-8\n"));
+  read("b.eml", mail("<p>a=92b</p>\n", coding + "html; charset=us-ascii\n"));
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_EQ(stored[0].msgBody, "a\xEF\xBF\xBD\xC3\xA9z\r\n");
+  EXPECT_TRUE(isValidUtf8(stored[1].msgBody)) << stored[1].msgBody;
 }
 
 TEST_F(MessageReaderTest, CollectsAttachmentsUpToTheSize) {

@@ -115,7 +115,9 @@ TEST_F(StoredRowsTest, TellDuplicatesByDateAddressesAndBeginningOfTheBody) {
   };
   const std::string x399(399, 'x');
   std::string faces;  // two units each
-  for (int i = 0; i < 200; ++i) faces += "😀";
+  for (int i = 0; i < 300; ++i) faces += "😀";
+  const std::string longSender = faces;
+  faces.resize(200 * 4);
   const std::vector<Case> cases = {
       {"the same", nothing, nothing, true},
       {"another subject", nothing, [](CurrentMessage& m) { m.msgSubject = "Other"; }, true},
@@ -140,6 +142,8 @@ TEST_F(StoredRowsTest, TellDuplicatesByDateAddressesAndBeginningOfTheBody) {
        true},
       {"quotes in the addresses", [](CurrentMessage& m) { m.msgFrom = R"(a "b" \)"; },
        [](CurrentMessage& m) { m.msgFrom = R"(a "b" \)"; }, true},
+      {"a sender longer than its column", [&](CurrentMessage& m) { m.msgFrom = longSender; },
+       [&](CurrentMessage& m) { m.msgFrom = longSender; }, true},
       {"a date that is none", [](CurrentMessage& m) { m.msgDate = "\" OR 1=1 -- "; },
        [](CurrentMessage& m) { m.msgTo = "eve@example.org"; }, false},
   };
