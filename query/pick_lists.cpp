@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -67,7 +68,12 @@ void PickLists::setKeywordsField(SearchForm& form) {
 
 void PickLists::chooseKeyword(SearchForm& form, const std::string& keyword) {
   if (form.keywordsButton.empty()) return;
-  form.searchKeywordsTextField = keyword;
+  // What stands in this field becomes part of the statement as it is. A user may type SQL there, but
+  // a keyword of the archive may have come with a message, and must stay a text.
+  std::string quoted = keyword;
+  replaceAll(quoted, "\\", "\\\\\\\\");  // escaped for the string, and again for the pattern
+  replaceAll(quoted, "\"", "\"\"");
+  form.searchKeywordsTextField = std::move(quoted);
   ui_.changed("searchKeywordsTextField");
 }
 

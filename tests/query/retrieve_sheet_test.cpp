@@ -190,8 +190,8 @@ TEST_F(RetrieveSheetTest, PickListsFillOnceOrEachTime) {
   EXPECT_EQ(sheet.form.searchKeywordsTextField, "");
   answerOn(keywords, {{"k"}});
   pickLists.setKeywordsField(sheet.form);
-  pickLists.chooseKeyword(sheet.form, "k");
-  EXPECT_EQ(sheet.form.searchKeywordsTextField, "k");
+  pickLists.chooseKeyword(sheet.form, R"(k" \)");
+  EXPECT_EQ(sheet.form.searchKeywordsTextField, R"(k"" \\\\)");
   EXPECT_THAT(scripted.statements(), ElementsAre(mailboxes, mailboxes, keywords, keywords));
 
   sheet.form.searchTextField[3] = "taken";
