@@ -68,8 +68,8 @@ void PickLists::setKeywordsField(SearchForm& form) {
 
 void PickLists::chooseKeyword(SearchForm& form, const std::string& keyword) {
   if (form.keywordsButton.empty()) return;
-  // What stands in this field becomes part of the statement as it is. A user may type SQL there, but
-  // a keyword of the archive may have come with a message, and must stay a text.
+  // What stands in this field becomes part of the statement as it is. A user may type SQL there,
+  // but a keyword of the archive may have come with a message, and must stay a text.
   std::string quoted = keyword;
   replaceAll(quoted, "\\", "\\\\\\\\");  // escaped for the string, and again for the pattern
   replaceAll(quoted, "\"", "\"\"");
