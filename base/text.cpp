@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -203,6 +205,15 @@ void appendUtf8(std::string& text, char32_t character) {
 
 bool isValidUtf8(std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
+    // Most mail is ASCII, so eight bytes are looked at in one.
+    std::uint64_t eight = 0;
+    if (at + sizeof eight <= text.size()) {
+      std::memcpy(&eight, text.data() + at, sizeof eight);
+      if ((eight & 0x8080808080808080U) == 0) {
+        at += sizeof eight;
+        continue;
+      }
+    }
     if (static_cast<unsigned char>(text[at]) < 0x80) {
       ++at;
       continue;
@@ -271,7 +282,13 @@ std::optional<std::size_t> findNoCase(std::string_view text, std::string_view ne
   std::vector<std::size_t> starts(wanted.size(), 0);
   std::size_t matched = 0;
   std::size_t count = 0;
+  // A first character that has no other case, such as the "<" of a tag, is found without folding.
+  const bool hasOneForm = wanted[0] < 0x80 && !(wanted[0] >= 'a' && wanted[0] <= 'z');
   for (std::size_t at = 0, bytes = 0; at < text.size(); at += bytes, ++count) {
+    if (hasOneForm && matched == 0) {
+      at = text.find(static_cast<char>(wanted[0]), at);
+      if (at == std::string_view::npos) return std::nullopt;
+    }
     const char32_t c = foldedAt(text, at, bytes);
     starts[count % starts.size()] = at;
     while (matched > 0 && c != wanted[matched]) matched = borders[matched - 1];

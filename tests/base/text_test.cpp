@@ -107,6 +107,8 @@ TEST(Text, FindsWithoutCaseAtTheByteWhereItStands) {
        "\xE2\x84\xAA"
        "elvin",
        "kelvin", 0},
+      {"tag behind pieces of one", "<<hT<HTml>", "<html", 4},
+      {"no piece of a tag", "html", "<html", std::nullopt},
       {"absent", "abc", "abd", std::nullopt},
       {"longer than the text", "ab", "abc", std::nullopt},
       {"empty", "abc", "", std::nullopt},
