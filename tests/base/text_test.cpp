@@ -1,6 +1,5 @@
 #include "base/text.h"
 
-
 #include <gtest/gtest.h>
 
 namespace keldane {
