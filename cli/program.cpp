@@ -84,7 +84,9 @@ int Program::runUnattended() {
   KeldaneController& made = controller();
   if (terminateAsked_) return kExitDone;
   watchInterrupts();
+  terminal.announcesRunEnd = true;  // what stops a run before it starts must be seen
   made.applicationDidFinishLaunching();
+  terminal.announcesRunEnd = false;
   if (!made.connections().isConnected()) return kExitFailed;
   runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
   if (interruptCount() > 0) return kExitInterrupted;
