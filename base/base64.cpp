@@ -1,13 +1,30 @@
 #include "base/base64.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstdint>
 
 namespace keldane {
+namespace {
+
+constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::array<std::int8_t, 256> makeValues() {
+  std::array<std::int8_t, 256> values{};
+  for (auto& value : values) value = -1;
+  for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
+    values[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::int8_t>(i);
+  }
+  return values;
+}
+
+constexpr std::array<std::int8_t, 256> kValues = makeValues();
+
+}  // namespace
 
 void appendBase64(std::string& text, std::string_view bytes) {
-  constexpr std::string_view kAlphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   for (std::size_t at = 0; at < bytes.size(); at += 3) {
     const std::size_t count = std::min<std::size_t>(3, bytes.size() - at);
     unsigned group = 0;
@@ -18,6 +35,24 @@ void appendBase64(std::string& text, std::string_view bytes) {
       text += i <= count ? kAlphabet[group >> (18 - 6 * i) & 0x3FU] : '=';
     }
   }
+}
+
+std::string decodeBase64(std::string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size() / 4 * 3);
+  std::uint32_t bits = 0;
+  int count = 0;
+  for (const char c : text) {
+    if (c == '=') break;
+    const std::int8_t value = kValues[static_cast<unsigned char>(c)];
+    if (value < 0) continue;
+    bits = (bits << 6U) | static_cast<std::uint32_t>(value);
+    count += 6;
+    if (count < 8) continue;
+    count -= 8;
+    bytes += static_cast<char>((bits >> static_cast<unsigned>(count)) & 0xFFU);
+  }
+  return bytes;
 }
 
 }  // namespace keldane

@@ -26,6 +26,7 @@
 #include "app/sql_values.h"
 #include "base/files.h"
 #include "base/text.h"
+#include "cli/terminal_interface.h"
 #include "platform/local_main_queue.h"
 #include "platform/process_tool_runner.h"
 #include "platform/system_environment.h"
@@ -86,34 +87,12 @@ class MadeUpMail {
   std::vector<Mail> mails_;
 };
 
-/// A face that shows nothing but alerts of failures.
-class SilentInterface : public UserInterface {
- public:
-  int alert(const Alert& alert) override {
-    if (alert.style == AlertStyle::critical) std::fprintf(stderr, "%s\n", alert.text.c_str());
-    return kFirstButton;
-  }
-  void showPanel(std::string_view) override {}
-  void closePanel(std::string_view) override {}
-  void openSheet(std::string_view) override {}
-  void runModal(std::string_view) override {}
-  void endModal() override {}
-  [[nodiscard]] bool isPanelVisible(std::string_view) const override { return false; }
-  [[nodiscard]] std::vector<std::string> chooseFiles(const FileChooser&) override { return {}; }
-  void changed(std::string_view) override {}
-  void setWindowTitle(std::string_view, std::string_view) override {}
-  void progressStarted(std::string_view) override {}
-  void progressChanged(int, std::string_view) override {}
-  void progressEnded() override {}
-  void showText(std::string_view, std::string_view) override {}
-};
-
 /// One session with an archive, and the sweep over it.
 struct Archiver {
-  explicit Archiver(ServerSession& theSession) : session(theSession) {}
+  explicit Archiver(ServerSession& theSession) : session(theSession) { ui.quiet = true; }
 
   ServerSession& session;
-  SilentInterface ui;
+  TerminalInterface ui;
   LocalMainQueue queue;
   ProcessState process;
   ArchiveDatabase database{session, ui, process};

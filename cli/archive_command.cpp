@@ -1,12 +1,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include <fmt/format.h>
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/day_text.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
 
@@ -24,21 +26,16 @@ struct ArchiveOptions {
 };
 
 std::string checkDay(const std::string& day) {
-  int year = 0;
-  int month = 0;
-  int date = 0;
-  char rest = 0;
-  const bool read = day.size() == 10 &&
-                    std::sscanf(day.c_str(), "%4d-%2d-%2d%c", &year, &month, &date, &rest) == 3;
-  if (read && month >= 1 && month <= 12 && date >= 1 && date <= 31) return "";
+  if (day.size() == 10 && readDay(day)) return "";
   return "\"" + day + "\" is not a day; write it as YYYY-MM-DD";
 }
 
-void setDay(const std::string& day, std::string& year, std::string& month, std::string& date) {
-  if (day.empty()) return;
-  year = day.substr(0, 4);
-  month = day.substr(5, 2);
-  date = day.substr(8, 2);
+void setDay(const std::string& text, std::string& year, std::string& month, std::string& day) {
+  const std::optional<DayText> read = readDay(text);
+  if (!read) return;
+  year = read->year;
+  month = read->month;
+  day = read->day;
 }
 
 nlohmann::ordered_json summaryJson(const LedgerSums& sums, int processed, int archived,
@@ -89,7 +86,7 @@ void report(const ArchiveOptions& options, const ArchiveRun& run, Program& progr
   const LedgerSums& sums = run.lastSums();
   if (options.json) {
     const auto [processed, archived, duplicates] = summaryNumbers(run.lastSummary());
-    std::fputs(jsonLine(summaryJson(sums, processed, archived, duplicates)).c_str(), stdout);
+    printJson(summaryJson(sums, processed, archived, duplicates));
   } else {
     std::fputs(run.lastSummary().c_str(), stdout);
   }

@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 
 #include "cli/commands.h"
+#include "cli/json_text.h"
 #include "cli/pager.h"
 #include "cli/program.h"
-#include "cli/terminal_text.h"
 #include "cli/text_table.h"
 #include "query/attachment_extraction.h"
 #include "query/attachment_list.h"

@@ -20,22 +20,24 @@ void listConnections(bool json, Program& program) {
     const ServerConnection& entry = list[i];
     const bool selected = static_cast<int>(i) == connections.selectedConnection();
     if (json) {
-      std::fputs(jsonLine({{"name", entry.name},
-                           {"host", entry.host},
-                           {"user", entry.user},
-                           {"database", entry.database},
-                           {"socket", entry.socket},
-                           {"port", entry.port},
-                           {"selected", selected}})
-                     .c_str(),
-                 stdout);
+      printJson({{"name", entry.name},
+                 {"host", entry.host},
+                 {"user", entry.user},
+                 {"database", entry.database},
+                 {"socket", entry.socket},
+                 {"port", entry.port},
+                 {"selected", selected}});
     }
     rows.push_back({selected ? "*" : "", entry.name, entry.host, entry.user, entry.database,
                     entry.socket, entry.port == 0 ? "" : fmt::format("{}", entry.port)});
   }
   if (json) return;
-  std::fputs(formatTable({{"", false, 0}, {"NAME", false, 0}, {"HOST", false, 0},
-                          {"USER", false, 0}, {"DATABASE", false, 0}, {"SOCKET", false, 0},
+  std::fputs(formatTable({{"", false, 0},
+                          {"NAME", false, 0},
+                          {"HOST", false, 0},
+                          {"USER", false, 0},
+                          {"DATABASE", false, 0},
+                          {"SOCKET", false, 0},
                           {"PORT", true, 0}},
                          rows, 0)
                  .c_str(),
@@ -50,14 +52,12 @@ struct AddOptions {
 void addConnection(AddOptions options, Program& program) {
   Connections& connections = program.controller().connections();
   if (options.form.connectNameTextField == kLocalConnectionName) {
-    program.exitStatus = program.fail(
-        fmt::format("\"{}\" is the name of the private server; take another name",
-                    kLocalConnectionName));
+    program.exitStatus = program.fail(fmt::format(
+        "\"{}\" is the name of the private server; take another name", kLocalConnectionName));
     return;
   }
   // A password on the command line would stand in the list of processes.
-  options.form.passwordTextField =
-      program.environment.variable("KELDANE_PASSWORD").value_or("");
+  options.form.passwordTextField = program.environment.variable("KELDANE_PASSWORD").value_or("");
   if (options.port != 0) options.form.portTextField = fmt::format("{}", options.port);
   connections.form = options.form;
   connections.saveConnection();

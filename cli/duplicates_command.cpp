@@ -26,7 +26,7 @@ void printDeleted(const DuplicatesOptions& options, const ResultList& list, unsi
   }
   nlohmann::ordered_json kept = nlohmann::ordered_json::array();
   for (const Emailrow& row : list.emailRows) kept.push_back(row.emailID);
-  std::fputs(jsonLine({{"deleted", deleted}, {"kept", std::move(kept)}}).c_str(), stdout);
+  printJson({{"deleted", deleted}, {"kept", std::move(kept)}});
 }
 
 void printCopies(const DuplicatesOptions& options, const ResultList& list,

@@ -111,9 +111,10 @@ std::string readableText(const Json& message) {
     const Json& value = message[key];
     return value.is_string() ? value.get<std::string>() : std::string();
   };
-  std::string out = fmt::format("{}\nSubject: {}\nFrom:    {}\nTo:      {}\nCc:      {}\nDate:    {}\n",
-                                text("file"), printable(text("subject")), printable(text("from")),
-                                joined(message["to"]), joined(message["cc"]), text("date"));
+  std::string out =
+      fmt::format("{}\nSubject: {}\nFrom:    {}\nTo:      {}\nCc:      {}\nDate:    {}\n",
+                  text("file"), printable(text("subject")), printable(text("from")),
+                  joined(message["to"]), joined(message["cc"]), text("date"));
   out += fmt::format("Plain:   {} bytes\nHTML:    {} bytes\n", text("plain").size(),
                      text("html").size());
   out += fmt::format("Attachments: {}\n", message["attachments"].size());

@@ -6,9 +6,11 @@
 
 namespace keldane {
 
-/// One line of JSON. Bytes that are not UTF-8 become U+FFFD.
-[[nodiscard]] inline std::string jsonLine(const nlohmann::ordered_json& value) {
-  return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-}
+/// A value as one line of JSON. Bytes that are not UTF-8 become U+FFFD. When standard output is a
+/// terminal every character beyond ASCII is escaped, because JSON itself leaves the controls from
+/// U+007F on as they are.
+[[nodiscard]] std::string jsonLine(const nlohmann::ordered_json& value);
+/// Prints that line.
+void printJson(const nlohmann::ordered_json& value);
 
 }  // namespace keldane

@@ -55,8 +55,7 @@ void addLogsCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<LogOptions>();
   CLI::App* ledger =
       command->add_subcommand("ledger", "What became of each file and message of the last run");
-  ledger
-      ->add_option("--only", options->only, "Only lines of this outcome")
+  ledger->add_option("--only", options->only, "Only lines of this outcome")
       ->check(CLI::IsMember(
           {"archived", "duplicate", "excluded", "dropped", "failed", "not-mail", "open"}));
   ledger->add_option("--file", options->file, "Another ledger than Ledger.log");

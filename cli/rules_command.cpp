@@ -86,7 +86,7 @@ void printRules(const RuleOptions& options, Program& program) {
   std::vector<std::vector<std::string>> rows;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const TagRule& rule = rules[i];
-    if (options.json) std::fputs(jsonLine(ruleJson(rule, i + 1)).c_str(), stdout);
+    if (options.json) printJson(ruleJson(rule, i + 1));
     rows.push_back({fmt::format("{}", i + 1), rule.ruleActive != 0 ? "on" : "off",
                     rule.ruleDescription, rule.tagOrExclude != 0 ? "exclude" : "tag",
                     conditionText(rule)});
@@ -134,7 +134,7 @@ void showRule(const RuleOptions& options, Program& program) {
   if (!rows) return;
   const TagRule& rule = program.controller().tagRulesList()[rows->front()];
   if (options.json) {
-    std::fputs(jsonLine(ruleJson(rule, rows->front() + 1)).c_str(), stdout);
+    printJson(ruleJson(rule, rows->front() + 1));
     return;
   }
   const auto line = [](const char* title, const std::string& value) {

@@ -5,9 +5,9 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/schedule_options.h"
-#include "cli/terminal_text.h"
 
 namespace keldane {
 namespace {

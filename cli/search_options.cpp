@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
+#include <optional>
 #include <string_view>
 
 #include <fmt/format.h>
+
+#include "app/tag_row.h"
+#include "cli/day_text.h"
+#include "cli/priority_option.h"
 
 namespace keldane {
 namespace {
@@ -32,15 +36,6 @@ constexpr std::array<Word, kAttachTypes> kTypes = {{
     {"video", ""},
     {"compressed", ""},
 }};
-constexpr std::array<Word, 6> kPriorities = {{
-    {"none", "None"},
-    {"lowest", "Lowest"},
-    {"low", "Low"},
-    {"medium", "Medium"},
-    {"high", "High"},
-    {"highest", "Highest"},
-}};
-
 struct SortField {
   std::string_view name;
   int row;
@@ -94,35 +89,16 @@ Result<void> fillRows(SearchForm& form, const std::vector<SearchTerm>& terms) {
   return {};
 }
 
-bool allDigits(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-    return std::isdigit(static_cast<unsigned char>(c)) != 0;
-  });
-}
-
-/// "YYYY", "YYYY-MM" or "YYYY-MM-DD" into three menus; what is not given is left at "All".
-bool fillDay(const std::string& day, std::string& year, std::string& month,
-             std::string& dayOfMonth) {
-  const std::string_view text = day;
-  if (text.size() != 4 && text.size() != 7 && text.size() != 10) return false;
-  if (!allDigits(text.substr(0, 4))) return false;
-  if (text.size() >= 7 && (text[4] != '-' || !allDigits(text.substr(5, 2)))) return false;
-  if (text.size() == 10 && (text[7] != '-' || !allDigits(text.substr(8, 2)))) return false;
-  year = text.substr(0, 4);
-  if (text.size() >= 7) month = text.substr(5, 2);
-  if (text.size() == 10) dayOfMonth = text.substr(8, 2);
-  return (month == "All" || (month >= "01" && month <= "12")) &&
-         (dayOfMonth == "All" || (dayOfMonth >= "01" && dayOfMonth <= "31"));
-}
-
 Result<void> fillDates(DateMenus& dates, const SearchRequest& request) {
-  for (const std::string* day : {&request.since, &request.until}) {
-    if (day->empty()) continue;
-    const bool begin = day == &request.since;
-    if (!fillDay(*day, begin ? dates.beginYr : dates.endYr, begin ? dates.beginMo : dates.endMo,
-                 begin ? dates.beginDa : dates.endDa)) {
-      return Failure{fmt::format("\"{}\" is no day; write 2024-02-28, 2024-02 or 2024", *day)};
-    }
+  for (const std::string* text : {&request.since, &request.until}) {
+    if (text->empty()) continue;
+    const std::optional<DayText> read = readDay(*text);
+    if (!read)
+      return Failure{fmt::format("\"{}\" is no day; write 2024-02-28, 2024-02 or 2024", *text)};
+    const bool begin = text == &request.since;
+    (begin ? dates.beginYr : dates.endYr) = read->year;
+    (begin ? dates.beginMo : dates.endMo) = read->month;
+    (begin ? dates.beginDa : dates.endDa) = read->day;
   }
   return {};
 }
@@ -144,10 +120,10 @@ Result<void> fillTags(SearchForm& form, const SearchRequest& request) {
   form.withTagsCheck = request.withTags;
   form.withoutTagsCheck = request.withoutTags;
   if (request.priority.empty()) return {};
-  const auto found = findWord(kPriorities, request.priority);
-  if (found == kPriorities.end()) return unknown("--priority", request.priority, priorityNames());
+  const std::optional<int> priority = priorityOf(request.priority);
+  if (!priority) return unknown("--priority", request.priority, kPriorityWords);
   form.priorityCheck = true;
-  form.searchPriorityButton = found->title;
+  form.searchPriorityButton = priorityTitle(*priority);
   return {};
 }
 
@@ -155,7 +131,6 @@ Result<void> fillTags(SearchForm& form, const SearchRequest& request) {
 
 std::string searchFieldNames() { return names(kFields); }
 std::string attachTypeNames() { return names(kTypes); }
-std::string priorityNames() { return names(kPriorities); }
 
 Result<SearchForm> searchFormOf(const SearchRequest& request) {
   SearchForm form;
@@ -179,7 +154,8 @@ Result<SearchContext> searchContextOf(const SearchRequest& request, SearchContex
   if (request.limit == "none") {
     settings.limitSearchState = 0;
   } else if (!request.limit.empty()) {
-    if (!allDigits(request.limit) || request.limit.find_first_not_of('0') == std::string::npos) {
+    if (request.limit.find_first_not_of("0123456789") != std::string::npos ||
+        request.limit.find_first_not_of('0') == std::string::npos) {
       return Failure{fmt::format("--limit: \"{}\" is neither a number nor none", request.limit)};
     }
     settings.limitSearchState = 1;

@@ -46,6 +46,5 @@ struct SearchRequest {
 /// Names for the options, in the order of the form.
 [[nodiscard]] std::string searchFieldNames();
 [[nodiscard]] std::string attachTypeNames();
-[[nodiscard]] std::string priorityNames();
 
 }  // namespace keldane

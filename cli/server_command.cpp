@@ -12,13 +12,11 @@ namespace {
 
 void printStatus(const LocalServer::Status& status, bool json) {
   if (json) {
-    std::fputs(jsonLine({{"running", status.running},
-                         {"processId", status.processId},
-                         {"socket", status.socket},
-                         {"dataFolder", status.dataFolder},
-                         {"program", status.program}})
-                   .c_str(),
-               stdout);
+    printJson({{"running", status.running},
+               {"processId", status.processId},
+               {"socket", status.socket},
+               {"dataFolder", status.dataFolder},
+               {"program", status.program}});
     return;
   }
   if (!status.running) {

@@ -37,7 +37,7 @@ void listSettings(bool json, Program& program) {
     rows.push_back({key.name, value, fmt::format("{} ({})", key.meaning, key.accepts)});
   }
   if (json) {
-    std::fputs(jsonLine(object).c_str(), stdout);
+    printJson(object);
     return;
   }
   std::fputs(formatTable({{"NAME", false, 0}, {"VALUE", false, 0}, {"MEANING", false, 0}}, rows, 0)

@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/json_text.h"
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/terminal_text.h"

@@ -73,15 +73,13 @@ std::vector<Source> sourcesOf(KeldaneController& controller, bool mailboxes) {
   return sources;
 }
 
-void printJson(const std::vector<Source>& sources, bool mailboxes) {
+void printSources(const std::vector<Source>& sources, bool mailboxes) {
   for (const Source& source : sources) {
-    std::fputs(jsonLine({{"kind", mailboxes ? "mailbox" : "account"},
-                         {"name", source.name},
-                         {"id", source.id},
-                         {"chosen", source.chosen},
-                         {"found", source.found}})
-                   .c_str(),
-               stdout);
+    printJson({{"kind", mailboxes ? "mailbox" : "account"},
+               {"name", source.name},
+               {"id", source.id},
+               {"chosen", source.chosen},
+               {"found", source.found}});
   }
 }
 
@@ -93,7 +91,7 @@ void listSources(const SourcesOptions& options, Program& program) {
   if (!fillRows(options.mailboxes, *controller, program)) return;
   const std::vector<Source> sources = sourcesOf(*controller, options.mailboxes);
   if (options.json) {
-    printJson(sources, options.mailboxes);
+    printSources(sources, options.mailboxes);
     return;
   }
   if (sources.empty()) {

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands.h"
+#include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
 #include "cli/terminal_text.h"

@@ -28,21 +28,20 @@ void runStatus(bool json, Program& program) {
   const std::string server = oneValue(session, "SELECT VERSION()");
   const std::string messages = oneValue(session, "SELECT count(id) FROM email");
   const std::string newest = oneValue(session, "SELECT MAX(date_fld) FROM email");
-  const std::string bytes = oneValue(
-      session, "SELECT CAST(COALESCE(SUM(data_length+index_length),0) AS UNSIGNED) FROM "
+  const std::string bytes =
+      oneValue(session,
+               "SELECT CAST(COALESCE(SUM(data_length+index_length),0) AS UNSIGNED) FROM "
                "information_schema.tables WHERE table_schema=" +
                    quotedInline(database));
   if (json) {
-    std::fputs(jsonLine({{"connection", connection.name},
-                         {"host", connection.host},
-                         {"socket", connection.socket},
-                         {"server", server},
-                         {"database", database},
-                         {"messages", std::strtoull(messages.c_str(), nullptr, 10)},
-                         {"newest", newest == "0" ? "" : newest},
-                         {"bytes", std::strtoull(bytes.c_str(), nullptr, 10)}})
-                   .c_str(),
-               stdout);
+    printJson({{"connection", connection.name},
+               {"host", connection.host},
+               {"socket", connection.socket},
+               {"server", server},
+               {"database", database},
+               {"messages", std::strtoull(messages.c_str(), nullptr, 10)},
+               {"newest", newest == "0" ? "" : newest},
+               {"bytes", std::strtoull(bytes.c_str(), nullptr, 10)}});
     return;
   }
   std::fputs(fmt::format("Connection: {}\nServer:     {}\nDatabase:   {}\nMessages:   {}\n"

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <unordered_set>
 
 #include <fmt/format.h>
@@ -51,7 +52,9 @@ KeldaneController* selectMessages(const TagOptions& options, Program& program) {
   return controller;
 }
 
-void giveTags(const TagOptions& options, bool replace, Program& program) {
+/// `doneText`, unless empty, takes the place of the panel's own text when all went well.
+void giveTags(const TagOptions& options, bool replace, std::string_view doneText,
+              Program& program) {
   program.exitStatus = kExitFailed;
   KeldaneController* controller = selectMessages(options, program);
   if (controller == nullptr) return;
@@ -62,7 +65,11 @@ void giveTags(const TagOptions& options, bool replace, Program& program) {
   panel.form.priorityButton = static_cast<std::size_t>(options.priority);
   const bool done = replace ? panel.replaceTags() : panel.addTags();
   if (done) program.exitStatus = kExitDone;
-  fmt::print("{}\n", panel.sqlText);
+  if (done && !doneText.empty()) {
+    fmt::print("{}\n", doneText);
+  } else {
+    fmt::print("{}\n", panel.sqlText);
+  }
 }
 
 std::string checkId(const std::string& text) {
@@ -85,22 +92,6 @@ void addIds(CLI::App& command, TagOptions& options) {
 
 }  // namespace
 
-CLI::Validator priorityNames() {
-  const auto read = [](std::string& text) -> std::string {
-    for (std::size_t i = 0; i < kPriorityTitles.size(); ++i) {
-      const std::string number = fmt::format("{}", i);
-      if (text != number && compareNoCase(text, kPriorityTitles[i]) != 0) continue;
-      text = number;
-      return {};
-    }
-    return fmt::format(
-        "there is no priority \"{}\"; it is none, lowest, low, medium, high, highest "
-        "or 0 to 5",
-        printable(text));
-  };
-  return {read, ""};
-}
-
 void addTagCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<TagOptions>();
   CLI::App* command = app.add_subcommand(
@@ -112,20 +103,20 @@ void addTagCommand(CLI::App& app, Program& program) {
   tags->add_option("--category", options->category, "Category");
   tags->add_option("--keywords", options->keywords, "Keywords, between blanks");
   tags->add_option("--notes", options->notes, "Notes");
-  tags->add_option("--priority", options->priority,
-                   "none, lowest, low, medium, high, highest or 0 to 5")
+  tags->add_option("--priority", options->priority, kPriorityWords)
       ->option_text("PRIORITY")
       ->transform(priorityNames());
   tags->require_option(1, 0);
   command->add_flag("--replace", options->replace, "Keep blanks at the beginning of a value");
   addPlace(*command, *options);
-  command->callback([options, &program] { giveTags(*options, options->replace, program); });
+  command->callback([options, &program] { giveTags(*options, options->replace, "", program); });
 
   auto untagged = std::make_shared<TagOptions>();
   CLI::App* untag = app.add_subcommand("untag", "Take all tags from messages");
   addIds(*untag, *untagged);
   addPlace(*untag, *untagged);
-  untag->callback([untagged, &program] { giveTags(*untagged, true, program); });
+  untag->callback(
+      [untagged, &program] { giveTags(*untagged, true, "The tags are taken away.", program); });
 }
 
 }  // namespace keldane

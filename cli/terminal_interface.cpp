@@ -35,8 +35,8 @@ void TerminalInterface::progressChanged(int count, std::string_view detail) {
   if (!isTerminal_ || quiet) return;
   const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started_;
   const double perSecond = count / std::max(passed.count(), 0.001);
-  const std::string line = fmt::format("{} messages, {:.0f}/s  {}", count, perSecond,
-                                       printable(detail));
+  const std::string line =
+      fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail));
   clearLine();
   std::fputs(fitToWidth(line, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr);
   std::fflush(stderr);

@@ -1,9 +1,5 @@
 #include "cli/terminal_text.h"
 
-#include <cstdio>
-
-#include <unistd.h>
-
 #include "base/text.h"
 
 namespace keldane {
@@ -23,13 +19,6 @@ std::string terminalText(std::string_view text) {
     text.remove_prefix(end + 1);
   }
   return shown;
-}
-
-void printJson(const nlohmann::ordered_json& value) {
-  const bool asciiOnly = ::isatty(STDOUT_FILENO) != 0;
-  const std::string line =
-      value.dump(-1, ' ', asciiOnly, nlohmann::ordered_json::error_handler_t::replace);
-  std::puts(line.c_str());
 }
 
 }  // namespace keldane

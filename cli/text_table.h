@@ -21,8 +21,8 @@ struct TableColumn {
   std::size_t widest = 0;  ///< the most columns it may take; 0: no limit, shares what is left
 };
 
-/// Rows of a table as lines, with a line of titles. Cells are made printable. With `width` 0 nothing
-/// is cut.
+/// Rows of a table as lines, with a line of titles. Cells are made printable. With `width` 0
+/// nothing is cut.
 [[nodiscard]] std::string formatTable(const std::vector<TableColumn>& columns,
                                       const std::vector<std::vector<std::string>>& rows,
                                       std::size_t width);

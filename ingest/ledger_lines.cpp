@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "base/hex.h"
+
 namespace keldane {
 namespace {
 
@@ -66,11 +68,6 @@ constexpr std::string_view kNoOffset = "-";
 
 /// The word, key, database, offset, nine of the mark, the path.
 constexpr std::size_t kEntryFields = 14;
-
-int hexValue(char digit) {
-  const std::size_t value = kHexDigits.find(digit);
-  return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
 
 bool isControl(char byte) {
   const auto value = static_cast<unsigned char>(byte);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/files.h"
+#include "base/hex.h"
 #include "base/text.h"
 #include "ingest/mail_store_probe.h"
 
@@ -49,13 +50,6 @@ std::optional<PlistDict> readDict(const std::string& path) {
 std::string textOf(const PlistDict& dict, const char* key) {
   const auto found = dict.find(key);
   return found == dict.end() ? std::string() : found->second.text().value_or("");
-}
-
-int hexValue(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
 }
 
 std::string withoutPercentCoding(std::string_view text) {

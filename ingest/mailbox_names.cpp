@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "ingest/walk_filter.h"
 
 namespace keldane {
 namespace {
@@ -62,14 +63,6 @@ class MailboxSearch {
   std::unordered_set<std::string> known_;
 };
 
-void removeFirstCharacter(std::string& text) {
-  std::size_t length = 1;
-  while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) {
-    ++length;
-  }
-  text.erase(0, length);
-}
-
 }  // namespace
 
 std::optional<std::string> selectableMailbox(std::string_view path, const ProcessState& process) {
@@ -84,9 +77,7 @@ std::optional<std::string> selectableMailbox(std::string_view path, const Proces
     break;
   }
   if (!mailbox) return std::nullopt;
-  removeAll(*mailbox, process.homePath);
-  removeAll(*mailbox, process.mailRootSuffix);
-  removeFirstCharacter(*mailbox);
+  keepPathInStore(*mailbox, process.homePath, process.mailRootSuffix);
   return mailbox;
 }
 

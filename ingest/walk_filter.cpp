@@ -47,14 +47,19 @@ std::optional<std::string_view> WalkFilter::exclusion(std::string_view path) con
   return std::nullopt;
 }
 
+void keepPathInStore(std::string& path, std::string_view homePath,
+                     std::string_view mailRootSuffix) {
+  removeAll(path, homePath);
+  removeAll(path, mailRootSuffix);
+  removeFirstCharacter(path);
+}
+
 std::string mailboxNameOf(std::string_view path, std::string_view homePath,
                           std::string_view mailRootSuffix) {
   std::size_t end = path.rfind(".mbox");
   if (end == std::string_view::npos) end = path.rfind(".imapmbox");
   std::string name(path.substr(0, end));
-  removeAll(name, homePath);
-  removeAll(name, mailRootSuffix);
-  removeFirstCharacter(name);
+  keepPathInStore(name, homePath, mailRootSuffix);
   removeLeading(name, "IMAP-");
   removeLeading(name, "POP-");
   return name;

@@ -18,6 +18,10 @@ struct WalkFilter {
   [[nodiscard]] std::optional<std::string_view> exclusion(std::string_view path) const;
 };
 
+/// Cuts a path down to what stands below the store: the home folder and the store's own folder go
+/// wherever they occur, and then the first character.
+void keepPathInStore(std::string& path, std::string_view homePath, std::string_view mailRootSuffix);
+
 /// The name of the mailbox that a file of the store lies in: the path below the store, up to the
 /// last mailbox extension. `/Users/u/Library/Mail/V10/1234/INBOX.mbox/5678/Data/Messages/1.emlx`
 /// gives `V10/1234/INBOX`. A path without such an extension keeps its file name.

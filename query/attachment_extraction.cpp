@@ -12,10 +12,10 @@
 #include <unistd.h>
 
 #include "app/sql_values.h"
+#include "base/base64.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "query/attachment_list.h"
-#include "query/base64_lines.h"
 
 namespace keldane {
 namespace {
@@ -110,7 +110,7 @@ bool AttachmentExtraction::extract(std::uint32_t id, std::size_t index, const st
   if (2 * index + 1 >= fields.attachFields.size()) return false;
   std::string bytes = std::move(fields.attachFields[2 * index + 1]);
   if (leadingInt(fields.attachFields[2 * index]) >= kLeastEncodedBytes) {
-    bytes = decodeBase64Lines(bytes);
+    bytes = decodeBase64(bytes);
   }
   const bool written = makeFolders(folderOf(path)) && replaceFile(path, bytes);
   if (!written) ui_.alert({"Can't Open", "Couldn't open " + path});

@@ -1,29 +1,14 @@
 #include "query/base64_lines.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <cstdint>
 
 #include "base/base64.h"
 
 namespace keldane {
 namespace {
 
-constexpr std::string_view kAlphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kLineBytes = 60;
-
-constexpr std::array<std::int8_t, 256> makeValues() {
-  std::array<std::int8_t, 256> values{};
-  for (auto& value : values) value = -1;
-  for (std::size_t i = 0; i < kAlphabet.size(); ++i) {
-    values[static_cast<unsigned char>(kAlphabet[i])] = static_cast<std::int8_t>(i);
-  }
-  return values;
-}
-
-constexpr std::array<std::int8_t, 256> kValues = makeValues();
 
 }  // namespace
 
@@ -35,24 +20,6 @@ void encodeBase64Lines(std::string_view bytes, std::string& text) {
     // A line is full when its last group is, padded or not.
     if (line.size() > kLineBytes - 3) text += '\n';
   }
-}
-
-std::string decodeBase64Lines(std::string_view text) {
-  std::string bytes;
-  bytes.reserve(text.size() / 4 * 3);
-  std::uint32_t bits = 0;
-  int count = 0;
-  for (const char c : text) {
-    if (c == '=') break;
-    const std::int8_t value = kValues[static_cast<unsigned char>(c)];
-    if (value < 0) continue;
-    bits = (bits << 6U) | static_cast<std::uint32_t>(value);
-    count += 6;
-    if (count < 8) continue;
-    count -= 8;
-    bytes += static_cast<char>((bits >> static_cast<unsigned>(count)) & 0xFFU);
-  }
-  return bytes;
 }
 
 }  // namespace keldane

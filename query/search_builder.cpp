@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "app/tag_row.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -24,9 +25,6 @@ constexpr std::array<FieldColumn, kSearchRows> kFieldColumns = {{
     {"Attachment Contents", "attachText"},
     {"Raw Headings", "headings"},
 }};
-
-constexpr std::array<std::string_view, 6> kPriorities = {"None",   "Lowest", "Low",
-                                                         "Medium", "High",   "Highest"};
 
 bool isOr(const std::string& title) { return title.starts_with("OR"); }
 bool isNot(const std::string& title) { return title.ends_with("NOT"); }
@@ -138,13 +136,6 @@ struct TagBlock {
   }
 };
 
-int priorityValue(std::string_view label) {
-  for (std::size_t i = 0; i < kPriorities.size(); ++i) {
-    if (kPriorities[i] == label) return static_cast<int>(i);
-  }
-  return 0;
-}
-
 void spreadEntireMessage(SearchForm& form) {
   const SearchForm fresh;
   form.fieldButton = fresh.fieldButton;
@@ -206,7 +197,7 @@ void appendTagBlock(std::string& whereSql, const SearchForm& form, WhereBuilder&
   }
   if (!tags.priority.empty()) {
     builder.tagClause(whereSql, form.priorityAndButton, "priority_fld=", "priority_fld != ",
-                      fmt::format("{}", priorityValue(tags.priority)));
+                      fmt::format("{}", priorityOfTitle(tags.priority)));
   }
   whereSql += ")";
 }

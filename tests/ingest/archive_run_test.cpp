@@ -52,6 +52,14 @@ class ArchiveRunTest : public ::testing::Test {
     makeRun();
   }
 
+  void selectInboxAndImportFolder() {
+    settings.archive.importFolderState = 1;
+    settings.archive.importFolderPath = folder / "import";
+    settings.archive.deleteFolderState = 1;
+    settings.archive.postbox = 1;
+    settings.selectedAccounts = {folder / "INBOX"};
+  }
+
   void makeRun() {
     ArchiveRun::Callbacks callbacks;
     callbacks.retrieve = [this](const std::string& sql) { shown = sql; };
@@ -146,11 +154,7 @@ TEST_F(ArchiveRunTest, ReportsWhatItHasDone) {
 TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
   writeMail("INBOX", 2);
   writeMail("import", 3);
-  settings.archive.importFolderState = 1;
-  settings.archive.importFolderPath = folder / "import";
-  settings.archive.deleteFolderState = 1;
-  settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "INBOX"};
+  selectInboxAndImportFolder();
   run->parseEmail();
   ASSERT_TRUE(run->isRunning());
   run->parseEmail();  // a second start is none
@@ -167,11 +171,7 @@ TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
 TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
   writeMail("INBOX", 2);
   writeMail("import", 3);
-  settings.archive.importFolderState = 1;
-  settings.archive.importFolderPath = folder / "import";
-  settings.archive.deleteFolderState = 1;
-  settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "INBOX"};
+  selectInboxAndImportFolder();
   run->parseEmail();
   ASSERT_TRUE(run->isRunning());
   // The user cancels when the last file of the first pass has been read.
@@ -190,11 +190,7 @@ TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
 TEST_F(ArchiveRunTest, ACancelledImportFolderKeepsItsFilesInTheNextRunToo) {
   writeMail("INBOX", 1);
   writeMail("import", 200);
-  settings.archive.importFolderState = 1;
-  settings.archive.importFolderPath = folder / "import";
-  settings.archive.deleteFolderState = 1;
-  settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "INBOX"};
+  selectInboxAndImportFolder();
   run->parseEmail();
   queue.runUntil(
       [this] {

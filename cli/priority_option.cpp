@@ -1,0 +1,34 @@
+#include "cli/priority_option.h"
+
+#include <string>
+
+#include <fmt/format.h>
+
+#include "app/tag_row.h"
+#include "base/text.h"
+
+namespace keldane {
+
+std::optional<int> priorityOf(std::string_view text) {
+  for (std::size_t i = 0; i < kPriorityTitles.size(); ++i) {
+    const int value = static_cast<int>(i);
+    if (text == std::to_string(value) || compareNoCase(text, kPriorityTitles[i]) == 0) {
+      return value;
+    }
+  }
+  return std::nullopt;
+}
+
+CLI::Validator priorityNames() {
+  const auto read = [](std::string& text) -> std::string {
+    const std::optional<int> value = priorityOf(text);
+    if (!value) {
+      return fmt::format("there is no priority \"{}\"; it is {}", printable(text), kPriorityWords);
+    }
+    text = std::to_string(*value);
+    return {};
+  };
+  return {read, ""};
+}
+
+}  // namespace keldane
