@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -85,13 +86,22 @@ std::string followLinks(std::string path) {
   return path;
 }
 
-/// 0, or the reason. The file is left behind on failure.
-int fillNewFile(int fd, std::string_view bytes, unsigned mode) {
+/// The file is left behind on failure.
+Result<void> fillNewFile(const std::string& path, int fd, const PieceReader& nextPiece,
+                         unsigned mode) {
   Descriptor file(fd);
-  if (::fchmod(fd, static_cast<mode_t>(mode)) != 0) return errno;
-  if (const int code = writeAll(fd, bytes); code != 0) return code;
-  if (::fsync(fd) != 0) return errno;
-  return file.close();
+  if (::fchmod(fd, static_cast<mode_t>(mode)) != 0) return failure(path, errno);
+  while (true) {
+    std::string_view piece;
+    const Result<bool> more = nextPiece(piece);
+    if (!more) return Failure{more.error()};
+    if (!*more) break;
+    if (const int code = writeAll(fd, piece); code != 0) return failure(path, code);
+  }
+  if (::fsync(fd) != 0) return failure(path, errno);
+  const int code = file.close();
+  if (code != 0) return failure(path, code);
+  return {};
 }
 
 /// Puts the rename on disk. Some file systems know no such thing for folders; the file itself is
@@ -123,20 +133,29 @@ Result<std::string> readFile(const std::string& path) {
   }
 }
 
-Result<void> replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
+Result<void> replaceFile(const std::string& path, const PieceReader& nextPiece, unsigned mode) {
   const std::string target = followLinks(path);
   std::string temporary = target + ".XXXXXX";
   const int fd = ::mkstemp(temporary.data());
   if (fd < 0) return failure(path, errno);
   ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-  int code = fillNewFile(fd, bytes, mode);
-  if (code == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) code = errno;
-  if (code != 0) {
+  Result<void> written = fillNewFile(path, fd, nextPiece, mode);
+  if (written && ::rename(temporary.c_str(), target.c_str()) != 0) written = failure(path, errno);
+  if (!written) {
     ::unlink(temporary.c_str());
-    return failure(path, code);
+    return written;
   }
   syncFolder(folderOf(target));
   return {};
+}
+
+Result<void> replaceFile(const std::string& path, std::string_view bytes, unsigned mode) {
+  const PieceReader whole = [bytes,
+                             given = false](std::string_view& piece) mutable -> Result<bool> {
+    piece = bytes;
+    return !std::exchange(given, true);
+  };
+  return replaceFile(path, whole, mode);
 }
 
 Result<void> makeFolders(const std::string& path, unsigned mode) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,12 @@ namespace keldane {
 /// then renamed over it, so that a crash leaves the old file or the new one, whole. A symbolic link
 /// at `path` is followed, so that the link stays.
 [[nodiscard]] Result<void> replaceFile(const std::string& path, std::string_view bytes,
+                                       unsigned mode = 0600);
+
+/// Gives the next piece of a text and true; false at its end.
+using PieceReader = std::function<Result<bool>(std::string_view& piece)>;
+/// The same for a content that comes in pieces. A piece that fails leaves the old file.
+[[nodiscard]] Result<void> replaceFile(const std::string& path, const PieceReader& nextPiece,
                                        unsigned mode = 0600);
 
 /// Makes the folder and its missing parents; those it makes get `mode`. An existing folder is left

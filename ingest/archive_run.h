@@ -131,7 +131,7 @@ class ArchiveRun {
   std::unique_ptr<CutOffRepair> repair_;
   RunRange range_;
   double attachSizeBytes_ = 0;
-  std::string duplicateLogText_;
+  SpooledText duplicateLogText_;
   std::string confirmationText_;
   std::string lastSummary_;
   LedgerSums lastSums_;

@@ -42,7 +42,7 @@ class ArchiveWorker {
     CutOffRepair& repair;
     const RunRange& range;
     const double& attachSizeBytes;
-    std::string& duplicateLogText;
+    SpooledText& duplicateLogText;
     LogFile& storeLog;
     LogFile& debugLog;
     bool repairsFirst = false;  ///< the first pass of a run

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/server_session.h"
+#include "base/spooled_text.h"
 #include "ingest/current_message.h"
 #include "ingest/run_counters.h"
 #include "ingest/run_ledger.h"
@@ -34,7 +35,7 @@ class MessageStore {
     const std::vector<TagRule>& tagRulesList;
     const int& skipDupsState;
     const int& origState;
-    std::string& duplicateLogText;
+    SpooledText& duplicateLogText;
     /// The full reconnect, on the main thread. False: there is nobody left to do it.
     std::function<bool()> doConnect;
     /// Told the client's text when the link turns out to be lost; may be empty.

@@ -8,6 +8,7 @@
 #include <array>
 #include <ctime>
 #include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -107,12 +108,17 @@ bool rewriteRunLog(const std::string& path, const std::string& date, const RunTo
 }
 
 bool rewriteDuplicatesLog(const std::string& path, const std::string& date,
-                          std::string_view duplicateLogText) {
-  std::string text = fmt::format(
+                          const SpooledText& duplicateLogText) {
+  const std::string heading = fmt::format(
       "During the {} archive, the following duplicate emails were found to already be in the "
       "database and were therefore skipped:\n\n",
       date);
-  text += duplicateLogText;
+  const PieceReader text = [&heading, headed = false, rest = duplicateLogText.reader()](
+                               std::string_view& piece) mutable -> Result<bool> {
+    if (std::exchange(headed, true)) return rest(piece);
+    piece = heading;
+    return true;
+  };
   return replaceFile(path, text, kMode).has_value();
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/spooled_text.h"
 #include "ingest/store_log.h"
 
 /// The files that a run writes for its user: the run's own `.storelog`, the `.log` of files read,
@@ -61,6 +62,6 @@ struct DebugLogTotals {
                                  const RunTotals& totals);
 /// Replaces the duplicates of the run before by those of this one. False when it cannot be written.
 [[nodiscard]] bool rewriteDuplicatesLog(const std::string& path, const std::string& date,
-                                        std::string_view duplicateLogText);
+                                        const SpooledText& duplicateLogText);
 
 }  // namespace keldane

@@ -27,6 +27,13 @@ std::vector<std::string> outcomes(const StoreFixture& fixture) {
   return found;
 }
 
+std::string textOf(const SpooledText& text) {
+  std::string all;
+  std::string_view piece;
+  for (const PieceReader next = text.reader(); next(piece).value();) all += piece;
+  return all;
+}
+
 bool hasOpenEntry(const StoreFixture& fixture) {
   const Result<LedgerState> state = readLedgerState(fixture.ledgerPath());
   return state && !state->open.empty();
@@ -120,7 +127,7 @@ TEST_F(MessageStoreTest, SendsTheStatementsOfAKnownMessageInOrder) {
                           R"(VALUES(7,"Work","""quoted"" alpha zeta",0,""))",
                           R"(query UPDATE tags SET cat_fld="Work",key_fld="""quoted"" alpha zeta",)"
                           R"(priority_fld=0,notes_fld="" WHERE id=7)"));
-  EXPECT_EQ(fixture.duplicateLogText,
+  EXPECT_EQ(textOf(fixture.duplicateLogText),
             "2023-01-02 03:04:05: from ann@example.org to bob@example.org, Hello, IN\"\"BOX\n");
   EXPECT_THAT(outcomes(fixture), ElementsAre("duplicate 7"));
   EXPECT_EQ(fixture.counters.duplicateCount, 1);

@@ -46,7 +46,9 @@ TEST(RunLogs, NewestRunStandsFirst) {
 TEST(RunLogs, DuplicatesAreThoseOfTheLastRun) {
   const TemporaryFolder folder;
   const std::string path = folder.write("Duplicates.log", "old");
-  EXPECT_TRUE(rewriteDuplicatesLog(path, "today", "a duplicate\n"));
+  SpooledText text;
+  text.append("a duplicate\n");
+  EXPECT_TRUE(rewriteDuplicatesLog(path, "today", text));
   EXPECT_EQ(folder.read("Duplicates.log"),
             "During the today archive, the following duplicate emails were found to already be in "
             "the database and were therefore skipped:\n\na duplicate\n");

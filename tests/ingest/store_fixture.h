@@ -105,7 +105,7 @@ class StoreFixture {
   std::vector<TagRule> rules;
   int skipDupsState = 0;
   int origState = 1;
-  std::string duplicateLogText;
+  SpooledText duplicateLogText;
   std::string lostServer;
   int reconnects = 0;
   TemporaryFolder folder;
