@@ -64,9 +64,8 @@ void KeldaneController::makeParts() {
   database_ = std::make_unique<ArchiveDatabase>(*session_, ports_.ui, process_);
   connections_ = std::make_unique<Connections>(*session_, *database_, *prefs_, ports_.ui, process_);
   settings_ = std::make_unique<Settings>(*session_, *database_, *prefs_, ports_.ui, process_);
-  sourceChooser_ = std::make_unique<SourceChooser>(
-      SourceChooser::Context{process_, *settings_, sources_, *database_, *progress_, ports_.ui,
-                             ports_.host});
+  sourceChooser_ = std::make_unique<SourceChooser>(SourceChooser::Context{
+      process_, *settings_, sources_, *database_, *progress_, ports_.ui, ports_.host});
   LocalServer::Options serverOptions;
   serverOptions.folder = supportFolder(process_) + "/Server";
   localServer_ = std::make_unique<LocalServer>(serverOptions, ports_.tools, ports_.environment);
@@ -83,12 +82,11 @@ void KeldaneController::makeParts() {
       std::make_unique<AttachmentExtraction>(*session_, *progress_, ports_.ui, ports_.host);
   makeTagParts();
   makeSchedule();
-  statistics_ = std::make_unique<StatisticsReport>(*session_, *progress_, ports_.ui,
-                                                   [this] {
-                                                     database_->openDatabase();
-                                                     // The report comes in any case.
-                                                     process_.cancelFlag = 0;
-                                                   });
+  statistics_ = std::make_unique<StatisticsReport>(*session_, *progress_, ports_.ui, [this] {
+    database_->openDatabase();
+    // The report comes in any case.
+    process_.cancelFlag = 0;
+  });
   wireDatabase();
   wireConnections();
   wireSettings();
@@ -266,9 +264,8 @@ MenuState KeldaneController::menuState(std::size_t selectedRows) const {
 }
 
 void KeldaneController::makeSchedule() {
-  scheduleAgent_ = options_.makeScheduleAgent
-                       ? options_.makeScheduleAgent()
-                       : makeScheduleAgent(ports_.tools, process_.homePath);
+  scheduleAgent_ = options_.makeScheduleAgent ? options_.makeScheduleAgent()
+                                              : makeScheduleAgent(ports_.tools, process_.homePath);
   schedule_ = std::make_unique<Schedule>(
       Schedule::Context{*settings_, *scheduleAgent_, ports_.tools, ports_.environment, ports_.ui,
                         process_, options_.cleansCrontab});

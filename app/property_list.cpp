@@ -117,8 +117,8 @@ Result<PlistValue> fromNode(plist_t node, int depth) {
   }
 }
 
-/// How deep the lists and dictionaries of an XML text go. The library follows them with the stack, so
-/// a damaged or hostile file is turned away before it gets there.
+/// How deep the lists and dictionaries of an XML text go. The library follows them with the stack,
+/// so a damaged or hostile file is turned away before it gets there.
 int xmlNesting(std::string_view text) {
   int depth = 0;
   int deepest = 0;
@@ -140,7 +140,8 @@ struct NodeMaker {
   plist_t operator()(bool on) const { return plist_new_bool(on ? 1 : 0); }
   plist_t operator()(const PlistArray& array) const {
     plist_t node = plist_new_array();
-    for (const PlistValue& item : array) plist_array_append_item(node, std::visit(*this, item.value));
+    for (const PlistValue& item : array)
+      plist_array_append_item(node, std::visit(*this, item.value));
     return node;
   }
   plist_t operator()(const PlistDict& dict) const {
@@ -156,9 +157,9 @@ struct NodeMaker {
         return plist_new_data(opaque.bytes.data(), opaque.bytes.size());
       case PlistOpaque::Kind::date: {
         const std::size_t point = opaque.bytes.find('.');
-        return plist_new_date(leadingInt(opaque.bytes),
-                              point == std::string::npos ? 0
-                                                         : leadingInt(opaque.bytes.substr(point + 1)));
+        return plist_new_date(
+            leadingInt(opaque.bytes),
+            point == std::string::npos ? 0 : leadingInt(opaque.bytes.substr(point + 1)));
       }
       case PlistOpaque::Kind::uid:
         break;

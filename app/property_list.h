@@ -45,8 +45,8 @@ inline constexpr std::size_t kPlistMostBytes = 256000000;
 
 /// Reads a property list in XML or binary form.
 [[nodiscard]] Result<PlistValue> parsePlist(std::string_view bytes);
-/// XML form. Reading it gives the same value again, but for fractions of a second of dates, which the
-/// form does not have.
+/// XML form. Reading it gives the same value again, but for fractions of a second of dates, which
+/// the form does not have.
 [[nodiscard]] Result<std::string> plistToXml(const PlistValue& value);
 
 }  // namespace keldane

@@ -1,6 +1,6 @@
-// How fast a folder of mail gets into an archive, beside a floor that sends the very same statements
-// through the same client without reading or parsing any mail. Both run in processes of their own
-// against one fresh private server, in turns; the median counts.
+// How fast a folder of mail gets into an archive, beside a floor that sends the very same
+// statements through the same client without reading or parsing any mail. Both run in processes of
+// their own against one fresh private server, in turns; the median counts.
 //
 // archive_run FOLDER [ROUNDS]
 #include <algorithm>
@@ -37,9 +37,7 @@ struct Ports {
   SystemEnvironment environment;
   DesktopHostServices host;
   TerminalInterface terminal;
-  Ports(int argc, char** argv) : environment(argc, argv), host(tools) {
-    terminal.quiet = true;
-  }
+  Ports(int argc, char** argv) : environment(argc, argv), host(tools) { terminal.quiet = true; }
 };
 
 std::unique_ptr<KeldaneController> makeController(Ports& ports, StatementTape* tape) {
@@ -71,8 +69,7 @@ Measure archive(Ports& ports, const std::string& folder, const std::string& data
   run.parseEmail();
   ports.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
   Measure measure;
-  measure.seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  measure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (tape != nullptr) tape->running = false;
   measure.messages = run.lastSums().met;
   controller->applicationWillTerminate();

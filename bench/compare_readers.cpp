@@ -38,7 +38,6 @@ std::string squeezed(std::string_view text) {
 
 std::string joined(const std::vector<std::string>& texts) { return join(texts, " | "); }
 
-
 using Fields = std::map<std::string, std::string>;
 
 Fields ourFields(const std::string& text) {
@@ -102,8 +101,8 @@ void printDifference(const MailFile& file, const std::string& field, const std::
   std::size_t at = 0;
   while (at < ours.size() && at < theirs.size() && ours[at] == theirs[at]) ++at;
   fmt::print("{} {} ({} and {} bytes, from {})\n  ours:   {}\n  theirs: {}\n",
-             lastPathComponent(file.path), field, ours.size(), theirs.size(), at,
-             around(ours, at), around(theirs, at));
+             lastPathComponent(file.path), field, ours.size(), theirs.size(), at, around(ours, at),
+             around(theirs, at));
 }
 
 int run(int argc, char** argv) {

@@ -17,8 +17,8 @@ std::vector<std::string> addressesOf(InternetAddressList* list) {
   for (int i = 0; i < count; ++i) {
     InternetAddress* each = internet_address_list_get_address(list, i);
     if (INTERNET_ADDRESS_IS_GROUP(each)) {
-      const auto members = addressesOf(
-          internet_address_group_get_members(INTERNET_ADDRESS_GROUP(each)));
+      const auto members =
+          addressesOf(internet_address_group_get_members(INTERNET_ADDRESS_GROUP(each)));
       addresses.insert(addresses.end(), members.begin(), members.end());
     } else if (INTERNET_ADDRESS_IS_MAILBOX(each)) {
       const char* address = internet_address_mailbox_get_addr(INTERNET_ADDRESS_MAILBOX(each));
@@ -43,7 +43,8 @@ std::string decodedContent(GMimePart* part) {
 void readLeaf(GMimeObject* object, PeerMessage& message) {
   GMimePart* part = GMIME_PART(object);
   const char* disposition = g_mime_object_get_disposition(object);
-  const bool attached = disposition != nullptr && g_ascii_strcasecmp(disposition, "attachment") == 0;
+  const bool attached =
+      disposition != nullptr && g_ascii_strcasecmp(disposition, "attachment") == 0;
   GMimeContentType* type = g_mime_object_get_content_type(object);
   if (GMIME_IS_TEXT_PART(object) && !attached) {
     const std::string text = ownText(g_mime_text_part_get_text(GMIME_TEXT_PART(object)));

@@ -18,15 +18,15 @@ struct PeerItem {
 struct PeerMessage {
   bool parsed = false;
   std::string subject;
-  std::string from;                 ///< bare address of the first sender
-  std::vector<std::string> to;      ///< bare addresses
+  std::string from;             ///< bare address of the first sender
+  std::vector<std::string> to;  ///< bare addresses
   std::vector<std::string> cc;
   bool hasDate = false;
-  std::int64_t date = 0;            ///< seconds since 1970
-  std::string plain;                ///< first text/plain leaf that is not an attachment
+  std::int64_t date = 0;  ///< seconds since 1970
+  std::string plain;      ///< first text/plain leaf that is not an attachment
   std::string html;
   std::vector<PeerItem> attachments;
-  std::uint64_t decodedBytes = 0;   ///< of all leaves
+  std::uint64_t decodedBytes = 0;  ///< of all leaves
 };
 
 /// To be called once before the first `readWithPeer`.

@@ -19,10 +19,11 @@ constexpr std::size_t kSize = 1 << 20;
 
 /// A megabyte of lines of German text, in Latin 1 or in UTF-8.
 std::string text(bool utf8) {
-  const std::string line = utf8 ? "Die Kürbisse sind schon größer als gedacht, über Nacht fällt Regen.\r\n"
-                                : "Die K\xFCrbisse sind schon gr\xF6\xDF"
-                                  "er als gedacht, \xFC"
-                                  "ber Nacht f\xE4llt Regen.\r\n";
+  const std::string line =
+      utf8 ? "Die Kürbisse sind schon größer als gedacht, über Nacht fällt Regen.\r\n"
+           : "Die K\xFCrbisse sind schon gr\xF6\xDF"
+             "er als gedacht, \xFC"
+             "ber Nacht f\xE4llt Regen.\r\n";
   std::string all;
   while (all.size() < kSize) all += line;
   return all;

@@ -1,7 +1,9 @@
 // How fast searches, lists and reading are on a large archive, beside the same statements sent bare
-// through the same client with the answers read and thrown away.
+// through the same client with the answers read and thrown away. Messages are read twice over: once
+// messages that no statement has touched since the server's start, as one opens mail of an archive,
+// and once the same few again and again, so that nothing but the client's own work is left.
 //
-// query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES]]
+// query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES [WORK]]]
 //
 // The archive (100,000 messages when not said otherwise) is made once below ARCHIVE_FOLDER from the
 // mail given, each message again with other subjects and dates, and is kept for the next time.
@@ -11,11 +13,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "base/text.h"
 #include "bench/statement_tape.h"
 #include "cli/program.h"
 
@@ -27,6 +32,9 @@ constexpr int kRounds = 5;
 constexpr int kMostRounds = 1000;
 constexpr double kEnoughSeconds = 1.0;
 constexpr int kMessagesRead = 20;
+constexpr int kFirstReadRounds = 50;
+constexpr unsigned kSeed = 20;
+constexpr const char* kFirstRead = "20 read, first time";
 constexpr const char* kDatabase = "querybench";
 
 double secondsOf(const std::function<void()>& work) {
@@ -121,6 +129,14 @@ void fill(Archive& archive, const std::string& folder, long wanted) {
   }
 }
 
+/// An archive whose server has just been started and holds none of the mail in memory.
+std::unique_ptr<Archive> coldArchive(char** argv, const std::string& home) {
+  (void)Archive(argv, nullptr).controller->localServer().stop();
+  // With this list the server would fetch again what it held when it stopped.
+  std::filesystem::remove(home + "/Library/Application Support/Keldane/Server/data/ib_buffer_pool");
+  return std::make_unique<Archive>(argv, nullptr);
+}
+
 struct Work {
   const char* name;
   std::function<void(Archive&)> run;
@@ -153,7 +169,7 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
          });
        }},
       {"newest 200", [](Archive& archive) { archive.controller->resultList().get500emails(); }},
-      {"20 messages read",
+      {"20 read, over and over",
        [ids](Archive& archive) {
          for (const std::uint32_t id : ids) {
            if (!archive.controller->messageViewer().showMessage(id, "")) std::exit(1);
@@ -166,9 +182,66 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
   };
 }
 
+void printRow(const char* name, std::size_t rows, std::uint64_t statements,
+              const std::vector<double>& ours, const std::vector<double>& bare) {
+  fmt::print("{:<22} {:>6} {:>11} {:>7.1f} ms {:>6.2f} {:>8.1f} ms\n", name, rows, statements,
+             median(ours) * 1e3, median(ours) / median(bare), median(bare) * 1e3);
+}
+
+std::vector<std::uint32_t> shuffledIds(Archive& archive) {
+  std::vector<std::uint32_t> ids;
+  archive.run("SELECT id FROM email");
+  const auto rows = archive.controller->session().storeResult();
+  while (rows && rows->next()) {
+    ids.push_back(static_cast<std::uint32_t>(
+        std::strtoul(std::string(rows->cell(0).value_or("0")).c_str(), nullptr, 10)));
+  }
+  std::shuffle(ids.begin(), ids.end(), std::mt19937(kSeed));
+  return ids;
+}
+
+/// Messages of the whole archive, none of them twice: ours and bare take turns with others.
+void measureFirstReading(char** argv, const std::string& home, const std::string& tapePath) {
+  const std::vector<std::uint32_t> ids = shuffledIds(*std::make_unique<Archive>(argv, nullptr));
+  {
+    StatementTape tape(tapePath);
+    Archive archive(argv, &tape);
+    tape.running = true;
+    (void)archive.controller->messageViewer().showMessage(ids.back(), "");
+    tape.running = false;
+  }
+  const std::vector<std::string> queries = queriesOf(tapePath);
+  const std::string taped = fmt::format("id={}", ids.back());
+  const auto archive = coldArchive(argv, home);
+  std::vector<double> ours;
+  std::vector<double> bare;
+  auto next = ids.begin();
+  for (int round = 0; round < kFirstReadRounds && ids.end() - next > 2 * kMessagesRead; ++round) {
+    ours.push_back(secondsOf([&] {
+      for (int i = 0; i < kMessagesRead; ++i) {
+        if (!archive->controller->messageViewer().showMessage(*next++, "")) std::exit(1);
+      }
+    }));
+    archive->queue.runPending();
+    std::vector<std::string> statements;
+    for (int i = 0; i < kMessagesRead; ++i, ++next) {
+      for (std::string sql : queries) {
+        replaceAll(sql, taped, fmt::format("id={}", *next));
+        statements.push_back(std::move(sql));
+      }
+    }
+    bare.push_back(secondsOf([&] {
+      for (const std::string& sql : statements) sendBare(archive->controller->session(), sql);
+    }));
+  }
+  if (!ours.empty()) {
+    printRow(kFirstRead, 0, queries.size() * kMessagesRead, ours, bare);
+  }
+}
+
 int run(int argc, char** argv) {
   if (argc < 2) {
-    std::fprintf(stderr, "usage: query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES]]\n");
+    std::fprintf(stderr, "usage: query_run MAIL_FOLDER [ARCHIVE_FOLDER [MESSAGES [WORK]]]\n");
     return 2;
   }
   const std::string folder = std::filesystem::absolute(argv[1]).string();
@@ -190,9 +263,10 @@ int run(int argc, char** argv) {
   fmt::print(
       "{} messages, at least {} rounds, medians; bare: the same statements, answers thrown away\n",
       wanted, kRounds);
-  fmt::print("{:<18} {:>8} {:>11} {:>10} {:>6} {:>11}\n", "", "rows", "statements", "time", "ratio",
+  fmt::print("{:<22} {:>6} {:>11} {:>10} {:>6} {:>11}\n", "", "rows", "statements", "time", "ratio",
              "bare");
   for (const Work& work : works(ids)) {
+    if (argc > 4 && std::string_view(work.name) != argv[4]) continue;
     std::size_t rows = 0;
     {
       StatementTape tape(tapePath);
@@ -217,9 +291,10 @@ int run(int argc, char** argv) {
       spent += ours.back() + bare.back();
       statements = replayed.statements;
     }
-    fmt::print("{:<18} {:>8} {:>11} {:>7.1f} ms {:>6.2f} {:>8.1f} ms\n", work.name, rows,
-               statements, median(ours) * 1e3, median(ours) / median(bare), median(bare) * 1e3);
+    printRow(work.name, rows, statements, ours, bare);
   }
+  if (argc < 5 || std::string_view(kFirstRead) == argv[4])
+    measureFirstReading(argv, home, tapePath);
   std::filesystem::remove(tapePath);
   Archive archive(argv, nullptr);
   (void)archive.controller->localServer().stop();

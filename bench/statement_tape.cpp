@@ -77,13 +77,6 @@ bool readRecord(std::FILE* file, char& kind, std::string& bytes) {
   return std::fread(bytes.data(), 1, size, file) == size;
 }
 
-void readAnswer(ServerSession& session) {
-  if (const auto rows = session.storeResult()) {
-    while (rows->next()) {
-    }
-  }
-}
-
 }  // namespace
 
 StatementTape::StatementTape(const std::string& path) : file_(std::fopen(path.c_str(), "wb")) {
@@ -108,6 +101,27 @@ std::unique_ptr<ServerSession> makeRecordingSession(std::unique_ptr<ServerSessio
   return std::make_unique<RecordingSession>(std::move(below), tape);
 }
 
+std::vector<std::string> queriesOf(const std::string& path) {
+  std::vector<std::string> queries;
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) return queries;
+  char kind = 0;
+  std::string bytes;
+  while (readRecord(file, kind, bytes)) {
+    if (kind == kQuery) queries.push_back(bytes);
+  }
+  std::fclose(file);
+  return queries;
+}
+
+void sendBare(ServerSession& session, const std::string& sql) {
+  if (!session.query(sql)) return;
+  if (const auto rows = session.storeResult()) {
+    while (rows->next()) {
+    }
+  }
+}
+
 ReplayResult replayTape(const std::string& path, ServerSession& session) {
   ReplayResult result;
   std::FILE* file = std::fopen(path.c_str(), "rb");
@@ -120,7 +134,7 @@ ReplayResult replayTape(const std::string& path, ServerSession& session) {
   std::vector<BindType> types;
   while (readRecord(file, kind, bytes)) {
     if (kind == kQuery) {
-      if (session.query(bytes)) readAnswer(session);
+      sendBare(session, bytes);
       ++result.statements;
     } else if (kind == kPrepare) {
       held.clear();
@@ -141,8 +155,7 @@ ReplayResult replayTape(const std::string& path, ServerSession& session) {
       ++result.statements;
     }
   }
-  result.seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   result.good = result.statements != 0;
   std::fclose(file);
   return result;

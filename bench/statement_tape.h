@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/server_session.h"
 
@@ -28,6 +29,11 @@ class StatementTape {
 /// tape runs.
 [[nodiscard]] std::unique_ptr<ServerSession> makeRecordingSession(
     std::unique_ptr<ServerSession> below, StatementTape& tape);
+
+/// The statements of the tape that are texts of their own.
+[[nodiscard]] std::vector<std::string> queriesOf(const std::string& path);
+/// Sends a statement and reads its answer to the end.
+void sendBare(ServerSession& session, const std::string& sql);
 
 struct ReplayResult {
   double seconds = 0;

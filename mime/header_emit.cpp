@@ -233,9 +233,7 @@ void encodeAttributes(std::string_view value, WordWriter& words, StringBuffer& o
   }
 }
 
-bool endsInSeparator(const StringBuffer& out) {
-  return out.lastChar() == ';' || out.lastChar() == ',';
-}
+bool isSeparator(char c) { return c == ';' || c == ','; }
 
 }  // namespace
 
@@ -249,25 +247,26 @@ void appendWithFolding(std::string_view line, MimeField::Kind kind, StringBuffer
   }
   bool quoted = false;
   std::size_t column = 0;
+  std::size_t written = 0;  // of the line
   for (std::size_t i = 0; i < line.size(); ++i) {
     const char c = line[i];
     if (c == '"') quoted = !quoted;
     if (c == '\n') {
-      out.appendChar(c);
       column = 0;
       continue;
     }
     const bool mayFold = c == ' ' && !quoted && column >= kFoldAtSeparator && i + 1 < line.size() &&
                          line[i + 1] != '>';
     if (mayFold &&
-        (column >= kFoldAtSpace || (kind != MimeField::kPlain && endsInSeparator(out)))) {
-      out.append(kFold);
+        (column >= kFoldAtSpace || (kind != MimeField::kPlain && isSeparator(line[i - 1])))) {
+      out.append2(line.substr(written, i - written), kFold);
+      written = i + 1;
       column = 1;
       continue;
     }
-    out.appendChar(c);
     ++column;
   }
+  out.append(line.substr(written));
 }
 
 bool MimeField::appendEncodedValue(StringBuffer& out, int codePage, LogBase& log) const {

@@ -1,5 +1,6 @@
 #include "mime/iso2022.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace keldane::mime {
@@ -44,14 +45,14 @@ std::size_t readEscape(std::string_view rest, Set& set) {
   return 0;
 }
 
-bool putJis0208(std::uint8_t row, std::uint8_t cell, DataBuffer& out) {
+void putJis0208(std::uint8_t row, std::uint8_t cell, std::uint8_t*& out) {
   int lead = (row - 0x21) / 2 + 0x81;
   if (lead > 0x9F) lead += 0x40;
   const bool oddRow = row % 2 != 0;
   int trail = oddRow ? cell + 0x1F : cell + 0x7E;
   if (oddRow && trail >= 0x7F) ++trail;
-  return out.appendChar(static_cast<std::uint8_t>(lead)) &&
-         out.appendChar(static_cast<std::uint8_t>(trail));
+  *out++ = static_cast<std::uint8_t>(lead);
+  *out++ = static_cast<std::uint8_t>(trail);
 }
 
 /// The IBM extension characters of 932 stand outside the 94 rows, but most of them a second time
@@ -91,10 +92,13 @@ bool shiftJisToRowAndCell(std::uint32_t pair, std::uint8_t& row, std::uint8_t& c
 bool iso2022JpToShiftJis(const std::uint8_t* bytes, std::size_t n, DataBuffer& out,
                          bool& foundErrors) {
   const std::string_view text(reinterpret_cast<const char*>(bytes), n);
+  // No byte makes more than one.
+  std::uint8_t* const begin = out.reserveTail(n);
+  if (!begin) return false;
+  std::uint8_t* to = begin;
   Set set = Set::kAscii;
   bool shifted = false;
-  bool ok = true;
-  for (std::size_t i = 0; ok && i < n; ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
     const std::uint8_t c = bytes[i];
     if (c == kEsc) {
       const std::size_t length = readEscape(text.substr(i + 1), set);
@@ -105,48 +109,62 @@ bool iso2022JpToShiftJis(const std::uint8_t* bytes, std::size_t n, DataBuffer& o
     } else if (c == '\n' || c == '\r') {
       set = Set::kAscii;
       shifted = false;
-      ok = out.appendChar(c);
+      *to++ = c;
     } else if (!isSeven(c) || (set == Set::kAscii && !shifted)) {
-      ok = out.appendChar(c);
+      *to++ = c;
     } else if (shifted || set == Set::kKatakana) {
-      ok = out.appendChar(c | 0x80);
+      *to++ = c | 0x80;
     } else if (set == Set::kJis0208 && i + 1 < n && isSeven(bytes[i + 1])) {
-      ok = putJis0208(c, bytes[++i], out);
+      putJis0208(c, bytes[++i], to);
     } else {
       foundErrors = true;
       if (set == Set::kOtherDouble && i + 1 < n && isSeven(bytes[i + 1])) ++i;
     }
   }
-  return ok;
+  out.commitTail(static_cast<std::size_t>(to - begin));
+  return true;
 }
 
 bool shiftJisToIso2022Jp(const std::uint8_t* bytes, std::size_t n, DataBuffer& out,
                          bool& foundErrors) {
+  constexpr std::size_t kPiece = 4096;
+  constexpr std::size_t kMostOfOneByte = 4;  // an escape sequence of three, and itself
   Set set = Set::kAscii;
-  bool ok = true;
+  std::uint8_t* to = nullptr;
   const auto switchTo = [&](Set wanted, std::string_view escape) {
-    if (set != wanted) ok = ok && out.appendChar(kEsc) && out.append(escape);
+    if (set == wanted) return;
+    *to++ = kEsc;
+    *to++ = static_cast<std::uint8_t>(escape[0]);
+    *to++ = static_cast<std::uint8_t>(escape[1]);
     set = wanted;
   };
-  for (std::size_t i = 0; ok && i < n; ++i) {
-    const std::uint8_t c = bytes[i];
-    std::uint8_t row = 0;
-    std::uint8_t cell = 0;
-    if (c < 0x80) {
-      switchTo(Set::kAscii, "(B");
-      ok = ok && out.appendChar(c);
-    } else if (c >= 0xA1 && c <= 0xDF) {
-      switchTo(Set::kKatakana, "(I");
-      ok = ok && out.appendChar(c & 0x7F);
-    } else if (i + 1 >= n || !shiftJisToRowAndCell(std::uint32_t{c} << 8 | bytes[++i], row, cell)) {
-      foundErrors = true;
-    } else {
-      switchTo(Set::kJis0208, "$B");
-      ok = ok && out.appendChar(row) && out.appendChar(cell);
+  for (std::size_t i = 0; i < n || set != Set::kAscii;) {
+    std::uint8_t* const begin = out.reserveTail((kPiece + 1) * kMostOfOneByte);
+    if (!begin) return false;
+    to = begin;
+    for (const std::size_t stop = std::min(i + kPiece, n); i < stop; ++i) {
+      const std::uint8_t c = bytes[i];
+      std::uint8_t row = 0;
+      std::uint8_t cell = 0;
+      if (c < 0x80) {
+        switchTo(Set::kAscii, "(B");
+        *to++ = c;
+      } else if (c >= 0xA1 && c <= 0xDF) {
+        switchTo(Set::kKatakana, "(I");
+        *to++ = c & 0x7F;
+      } else if (i + 1 >= n ||
+                 !shiftJisToRowAndCell(std::uint32_t{c} << 8 | bytes[++i], row, cell)) {
+        foundErrors = true;
+      } else {
+        switchTo(Set::kJis0208, "$B");
+        *to++ = row;
+        *to++ = cell;
+      }
     }
+    if (i >= n) switchTo(Set::kAscii, "(B");
+    out.commitTail(static_cast<std::size_t>(to - begin));
   }
-  switchTo(Set::kAscii, "(B");
-  return ok;
+  return true;
 }
 
 bool iso2022KrToKsc(const std::uint8_t* bytes, std::size_t n, DataBuffer& out, bool& foundErrors) {
