@@ -227,7 +227,6 @@ bool isValidUtf8(std::string_view text) {
 
 void repairUtf8(std::string& text) {
   if (isValidUtf8(text)) return;
-  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
   std::string repaired;
   repaired.reserve(text.size() + text.size() / 8);
   for (std::size_t at = 0; at < text.size();) {

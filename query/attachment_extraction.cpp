@@ -20,7 +20,6 @@
 namespace keldane {
 namespace {
 
-constexpr int kThirdButton = 1002;
 constexpr int kLeastEncodedBytes = 2;  ///< a shorter value is in the list as it is stored
 constexpr int kMostNumbers = 100000;   ///< tried behind a name that is taken
 

@@ -93,8 +93,8 @@ TEST(ContentType, ForgetsTheOldValueButNotTheCharset) {
 TEST(ContentType, IsReadBackAsItWasWritten) {
   const char* const values[] = {
       "text/plain; charset=\"iso-8859-2\"; name=\"a;b=\\\"c\\\" d\"; format=flowed; x=\" y \"",
-      "multipart/signed; protocol=\"application/pgp-signature\"; micalg=pgp-sha1; "
-      "boundary=\"=_A b'()+,./:=?\"",
+      ("multipart/signed; protocol=\"application/pgp-signature\"; micalg=pgp-sha1; "
+       "boundary=\"=_A b'()+,./:=?\""),
       "multipart/related; type=\"text/html\"; start=\"<a@b>\"; boundary=b; empty=\"\"",
       "multipart/report; report-type=delivery-status; boundary=\"x\\\\\"",
   };
