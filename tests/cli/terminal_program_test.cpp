@@ -204,6 +204,46 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
   }
 }
 
+/// Words in the first column of one paragraph of a help text.
+Words firstWords(const std::string& help, const std::string& title) {
+  Words words;
+  const std::size_t begin = help.find(title + ":\n");
+  if (begin == std::string::npos) return words;
+  for (const std::string& line :
+       split(help.substr(begin, help.find("\n\n", begin) - begin), "\n")) {
+    // What goes on from the line above stands further in.
+    if (!line.starts_with("  ") || line.starts_with("   ")) continue;
+    if (title == "Options" && line[2] != '-') continue;
+    std::string word = line.substr(2, line.find_first_of(" :", 2) - 2);
+    if (word.starts_with("-h,")) continue;
+    words.push_back(word.substr(word.find(',') == std::string::npos ? 0 : word.find(',') + 1));
+  }
+  return words;
+}
+
+TEST_F(TerminalProgram, TheManualKnowsEveryCommandAndOption) {
+  std::string manual = readFile(KELDANE_MANUAL).value();
+  removeAll(manual, "\\");
+  std::vector<Words> commands = {{}};
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    Words words = commands[i];
+    words.push_back("--help");
+    const std::string help = output(words);
+    words.pop_back();
+    std::string name;
+    for (const std::string& word : words) name += (name.empty() ? "" : " ") + word;
+    EXPECT_THAT(manual, HasSubstr(name));
+    for (const std::string& option : firstWords(help, "Options")) {
+      EXPECT_THAT(manual, HasSubstr(option)) << name;
+    }
+    for (const std::string& command : firstWords(help, "Subcommands")) {
+      commands.push_back(words);
+      commands.back().push_back(command);
+    }
+  }
+  EXPECT_GT(commands.size(), 40U);
+}
+
 TEST_F(TerminalProgram, ShowsAMessageInEachOfItsForms) {
   EXPECT_THAT(output({"show", "1"}),
               AllOf(StartsWith("ID: 1\nDATE: 2023-01-02 03:04:05\n"), HasSubstr("Please pay")));
