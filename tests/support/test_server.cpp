@@ -1,5 +1,6 @@
 #include "tests/support/test_server.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -33,7 +34,10 @@ std::string dataTemplate() {
   SystemEnvironment environment(0, nullptr);
   const std::string program = findServerPrograms(environment, tools, usualServerFolders()).server;
   if (program.empty()) giveUp(missingServerText(std::nullopt));
-  const auto version = std::filesystem::last_write_time(program).time_since_epoch().count();
+  // In seconds, as not every library has a way to print its own finer unit.
+  const auto version = std::chrono::duration_cast<std::chrono::seconds>(
+                           std::filesystem::last_write_time(program).time_since_epoch())
+                           .count();
   const std::string folder = root + "/" + std::to_string(version);
   const std::string ready = folder + "/ready";
   if (std::filesystem::exists(ready)) return folder + "/Server/data";
