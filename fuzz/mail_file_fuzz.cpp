@@ -1,0 +1,69 @@
+// A file of mail as a client leaves it: cut at its separator lines, freed of the client's
+// additions.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include <unistd.h>
+
+#include "fuzz/check.h"
+#include "ingest/mbox_reader.h"
+#include "ingest/natural_date.h"
+#include "ingest/strip_plist.h"
+
+namespace {
+
+/// A file that holds the input at hand and is gone with the process.
+class InputFile {
+ public:
+  InputFile() {
+    const int fd = ::mkstemp(path_);
+    file_ = fd < 0 ? nullptr : ::fdopen(fd, "w");
+    if (file_ == nullptr) std::abort();
+  }
+  ~InputFile() { ::unlink(path_); }
+  const char* hold(const std::uint8_t* data, std::size_t size) {
+    std::rewind(file_);
+    std::fwrite(data, 1, size, file_);
+    std::fflush(file_);
+    KELDANE_CHECK(::ftruncate(::fileno(file_), static_cast<off_t>(size)) == 0);
+    return path_;
+  }
+
+ private:
+  char path_[32] = "/tmp/mail_file_fuzz.XXXXXX";
+  std::FILE* file_ = nullptr;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace keldane;
+  static InputFile file;
+  const std::string path = file.hold(data, size);
+  MboxReader reader(path);
+  const Result<bool> opened = reader.open();
+  KELDANE_CHECK(opened);
+  std::uint64_t last = 0;
+  std::size_t pieces = 0;
+  while (*opened) {
+    const auto piece = reader.next();
+    if (!piece) break;
+    KELDANE_CHECK(piece->offsetBytes < size && (pieces == 0 || piece->offsetBytes > last));
+    last = piece->offsetBytes;
+    ++pieces;
+    MessageTags tags;
+    std::string scratch;
+    const std::string_view stripped = strippedMessage(piece->text, scratch, tags);
+    KELDANE_CHECK(stripped.find('\r') == std::string_view::npos);
+  }
+  KELDANE_CHECK(reader.failure().empty());
+
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  MessageTags tags;
+  findTags(text, tags);
+  (void)parseNaturalDate(text.substr(0, text.find('\n')), 1700000000);
+  return 0;
+}
