@@ -111,6 +111,11 @@ std::size_t numberLength(std::string_view text) {
   return end;
 }
 
+/// Turns the direction of what follows, up to its counterpart.
+bool turnsDirection(char32_t c) {
+  return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
 }  // namespace
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {
@@ -374,7 +379,7 @@ std::string printable(std::string_view text) {
       shown += ' ';
     } else if (c < 0x20 || (c >= 0x7F && c < 0xA0) || !unit.valid()) {
       shown += kReplacement;
-    } else {
+    } else if (!turnsDirection(c)) {
       shown += text.substr(at, unit.bytes);
     }
     at += unit.bytes;

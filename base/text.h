@@ -70,7 +70,8 @@ void repairUtf8(std::string& text);
 
 /// Control characters of a text that came out of a message made visible, so that it cannot steer a
 /// terminal or break a line of a log: C0, DEL and C1 become U+FFFD; TAB and line ends become
-/// blanks.
+/// blanks. Characters that turn the direction of writing are left out: one that nothing closes
+/// would turn the rest of the line, and the ending of a file's name.
 [[nodiscard]] std::string printable(std::string_view text);
 
 }  // namespace keldane

@@ -172,6 +172,7 @@ TEST(Text, SplitsAndJoins) {
 
 TEST(Text, LeavesNothingThatSteersATerminal) {
   EXPECT_EQ(printable("a\x1B[31m\x7F"), "a\xEF\xBF\xBD[31m\xEF\xBF\xBD");
+  EXPECT_EQ(printable("a\u202Eb\u2067c\u200Fd"), "abc\u200Fd");
   EXPECT_EQ(printable("a\tb\r\nc"), "a b  c");
   EXPECT_EQ(printable("\xC2\x9B"
                       "31m"),

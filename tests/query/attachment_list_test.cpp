@@ -91,6 +91,7 @@ TEST(SafeFileName, StaysOneFileInItsFolder) {
       {"blank", " \n", "noname"},
       {"NUL", std::string("a\0b", 3), "a_b"},
       {"escape sequence", "a\x1B[2J\x7F", "a_[2J_"},
+      {"direction turned", "photo\u202Egpj.exe", "photogpj.exe"},
       {"not UTF-8", "a\xFF", "a_"},
       {"long", std::string(300, 'x') + ".pdf", std::string(196, 'x') + ".pdf"},
       {"long ending", "a." + std::string(300, 'x'), "a." + std::string(198, 'x')},
