@@ -1,6 +1,7 @@
 #include "cli/message_rows.h"
 
 #include <cstdio>
+#include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -51,7 +52,7 @@ std::string table(const ResultList& list, const Pager& pager) {
                                   {"ATT", true, 3},
                                   {"FROM", false, 32},
                                   {"SUBJECT", false, 0}},
-                                 rows, pager.width());
+                                 std::move(rows), pager.width());
   if (pager.color()) {
     text.insert(text.find('\n'), "\x1b[0m");
     text.insert(0, "\x1b[1m");
@@ -89,17 +90,16 @@ int showList(KeldaneController& controller, const RowOptions& options, Program& 
 void printMessages(const ResultList& list, const RowOptions& options) {
   const RowFormat format = options.json ? RowFormat::json : options.format;
   const Pager pager(format != RowFormat::json);
-  std::string text;
   if (format == RowFormat::table) {
-    text = table(list, pager);
-  } else {
-    if (format == RowFormat::tsv)
-      text = "id\tdate\tfrom\tto\tsubject\tmailbox\tattachments\ttagged\n";
-    for (const Emailrow& row : list.emailRows) {
-      text += format == RowFormat::json ? jsonRow(row) : tsvRow(row);
-    }
+    std::fputs(table(list, pager).c_str(), stdout);
+    return;
   }
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (format == RowFormat::tsv) {
+    std::fputs("id\tdate\tfrom\tto\tsubject\tmailbox\tattachments\ttagged\n", stdout);
+  }
+  for (const Emailrow& row : list.emailRows) {
+    std::fputs((format == RowFormat::json ? jsonRow(row) : tsvRow(row)).c_str(), stdout);
+  }
 }
 
 }  // namespace keldane

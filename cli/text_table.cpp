@@ -27,6 +27,10 @@ std::size_t characterWidth(UChar32 character) {
 
 /// Steps over one character at `at` and answers its width.
 std::size_t stepCharacter(std::string_view text, int32_t& at) {
+  if (static_cast<unsigned char>(text[static_cast<std::size_t>(at)]) < 0x80) {
+    ++at;
+    return 1;
+  }
   UChar32 character = 0;
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   U8_NEXT(bytes, at, static_cast<int32_t>(text.size()), character);
@@ -98,15 +102,12 @@ std::size_t terminalWidth(int descriptor) {
 }
 
 std::string formatTable(const std::vector<TableColumn>& columns,
-                        const std::vector<std::vector<std::string>>& rows, std::size_t width) {
-  std::vector<std::vector<std::string>> cells;
-  cells.reserve(rows.size());
-  for (const auto& row : rows) {
-    auto& line = cells.emplace_back();
-    for (const std::string& cell : row) line.push_back(printable(cell));
-    line.resize(columns.size());
+                        std::vector<std::vector<std::string>> rows, std::size_t width) {
+  for (auto& row : rows) {
+    for (std::string& cell : row) cell = printable(cell);
+    row.resize(columns.size());
   }
-  const std::vector<std::size_t> widths = columnWidths(columns, cells, width);
+  const std::vector<std::size_t> widths = columnWidths(columns, rows, width);
   std::string text;
   const auto appendLine = [&](const std::vector<std::string>& line) {
     for (std::size_t c = 0; c < columns.size(); ++c) {
@@ -119,7 +120,7 @@ std::string formatTable(const std::vector<TableColumn>& columns,
   std::vector<std::string> titles;
   for (const TableColumn& column : columns) titles.push_back(column.title);
   appendLine(titles);
-  for (const auto& line : cells) appendLine(line);
+  for (const auto& row : rows) appendLine(row);
   return text;
 }
 

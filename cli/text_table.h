@@ -24,7 +24,7 @@ struct TableColumn {
 /// Rows of a table as lines, with a line of titles. Cells are made printable. With `width` 0
 /// nothing is cut.
 [[nodiscard]] std::string formatTable(const std::vector<TableColumn>& columns,
-                                      const std::vector<std::vector<std::string>>& rows,
+                                      std::vector<std::vector<std::string>> rows,
                                       std::size_t width);
 
 }  // namespace keldane

@@ -142,7 +142,7 @@ void ResultList::makeListView() {
 
 void ResultList::loadEmailRows() {
   resultIsLatin1_ = false;
-  const auto rows = session_.storeResult();
+  auto rows = session_.storeResult();
   if (!rows) {
     printSqlError();
     return;
@@ -166,6 +166,7 @@ void ResultList::loadEmailRows() {
     row.emailAtch = leadingInt(rows->cell(6).value_or("0"));
     found.push_back(std::move(row));
   }
+  rows.reset();
 
   const std::optional<std::unordered_set<std::uint32_t>> tagged = findTaggedIds(found);
   const DateStyle style = callbacks_.dateStyle ? callbacks_.dateStyle() : DateStyle{};
