@@ -184,7 +184,7 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
 
 void printRow(const char* name, std::size_t rows, std::uint64_t statements,
               const std::vector<double>& ours, const std::vector<double>& bare) {
-  fmt::print("{:<22} {:>6} {:>11} {:>7.1f} ms {:>6.2f} {:>8.1f} ms\n", name, rows, statements,
+  fmt::print("{:<24} {:>6} {:>11} {:>7.1f} ms {:>6.2f} {:>8.1f} ms\n", name, rows, statements,
              median(ours) * 1e3, median(ours) / median(bare), median(bare) * 1e3);
 }
 
@@ -263,7 +263,7 @@ int run(int argc, char** argv) {
   fmt::print(
       "{} messages, at least {} rounds, medians; bare: the same statements, answers thrown away\n",
       wanted, kRounds);
-  fmt::print("{:<22} {:>6} {:>11} {:>10} {:>6} {:>11}\n", "", "rows", "statements", "time", "ratio",
+  fmt::print("{:<24} {:>6} {:>11} {:>10} {:>6} {:>11}\n", "", "rows", "statements", "time", "ratio",
              "bare");
   for (const Work& work : works(ids)) {
     if (argc > 4 && std::string_view(work.name) != argv[4]) continue;
