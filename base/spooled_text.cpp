@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace keldane {
@@ -28,7 +29,11 @@ void SpooledText::clear() {
 }
 
 void SpooledText::moveTailToFile() {
-  if (!file_) file_.reset(std::tmpfile());
+  if (!file_) {
+    file_.reset(std::tmpfile());
+    // No program started meanwhile shall hold on to it.
+    if (file_) ::fcntl(::fileno(file_.get()), F_SETFD, FD_CLOEXEC);
+  }
   std::size_t moved = 0;
   while (file_ && moved < tail_.size()) {
     const ssize_t put = ::pwrite(::fileno(file_.get()), tail_.data() + moved, tail_.size() - moved,
