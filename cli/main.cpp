@@ -20,6 +20,7 @@ bool isUnattended(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keldane::fillStandardFiles();
   keldane::giveLargeBlocksBack();
   keldane::Program program(argc, argv);
   if (isUnattended(argc, argv)) return program.runUnattended();
@@ -56,5 +57,5 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? keldane::kExitDone : keldane::kExitUsage;
   }
-  return program.exitStatus;
+  return program.finishOutput();
 }

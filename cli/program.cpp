@@ -1,9 +1,13 @@
 #include "cli/program.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <system_error>
 
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace keldane {
@@ -93,6 +97,26 @@ int Program::runUnattended() {
   // A start that was refused has no summary; its alert has told why.
   const bool ran = !made.archiveRun().lastSummary().empty();
   return ran && made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
+}
+
+void fillStandardFiles() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is the one that is missing.
+    if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDONLY);
+  }
+}
+
+int Program::finishOutput() {
+  errno = 0;
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exitStatus;
+  const int reason = errno;
+  // The client library of the database has broken pipes ignored; an earlier one no longer tells.
+  pollfd output{STDOUT_FILENO, 0, 0};
+  const bool readerGone = ::poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+  if (reason == EPIPE || readerGone) return exitStatus;
+  return fail(reason == 0 ? "the output could not be written whole"
+                          : "the output could not be written whole: " +
+                                std::generic_category().message(reason));
 }
 
 int Program::fail(const std::string& message) {

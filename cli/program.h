@@ -39,6 +39,10 @@ class Program {
   /// A whole unattended run, as the schedule starts it.
   int runUnattended();
 
+  /// Sees to it that all that was printed is written, and answers how the program ends: a full disk
+  /// behind standard output is a failure, which is told; a reader that has had enough is none.
+  int finishOutput();
+
   /// Prints "keldane: <message>" on standard error and answers kExitFailed.
   int fail(const std::string& message);
 
@@ -53,6 +57,10 @@ class Program {
   std::unique_ptr<KeldaneController> controller_;
   bool terminateAsked_ = false;
 };
+
+/// Fills the places of standard files that the program was started without, so that no file or
+/// socket of its own takes them and is printed into. What is printed there then fails.
+void fillStandardFiles();
 
 /// Interrupts (Ctrl-C) seen since the program started.
 [[nodiscard]] int interruptCount();

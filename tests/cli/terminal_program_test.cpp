@@ -176,6 +176,22 @@ TEST_F(TerminalProgram, FindsNarrowsAndKeepsSearches) {
   EXPECT_THAT(subjects({"browse"}), ::testing::SizeIs(3));
 }
 
+TEST_F(TerminalProgram, TellsOfOutputThatWasLost) {
+  const auto redirected = [](const std::string& where) {
+    const std::string command =
+        "HOME='" + home() + "' '" KELDANE_PROGRAM "' search --json " + where;
+    return ProcessToolRunner().run({"/bin/sh", {"-c", command}, "", ""}).value();
+  };
+  if (std::filesystem::exists("/dev/full")) {
+    const ToolOutcome full = redirected("> /dev/full");
+    EXPECT_EQ(full.exitStatus, 1);
+    EXPECT_THAT(full.errorText, HasSubstr("could not be written whole: No space left"));
+  }
+  EXPECT_EQ(redirected(">&-").exitStatus, 1);
+  // A reader that has had enough is no failure.
+  EXPECT_THAT(redirected("| true").errorText, IsEmpty());
+}
+
 TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
   struct Case {
     Words arguments;
