@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "base/text.h"
+#include "cli/terminal_text.h"
 #include "cli/text_table.h"
 
 namespace keldane {
@@ -33,7 +34,7 @@ bool canRun(const std::string& command) {
 bool terminalTakesColor() {
   const char* noColor = std::getenv("NO_COLOR");
   if (noColor != nullptr && *noColor != '\0') return false;
-  return variableOr("TERM", "dumb") != "dumb";
+  return terminalTakesEscapes();
 }
 
 }  // namespace

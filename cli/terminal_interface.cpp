@@ -7,11 +7,13 @@
 #include <unistd.h>
 
 #include "base/text.h"
+#include "cli/terminal_text.h"
 #include "cli/text_table.h"
 
 namespace keldane {
 
-TerminalInterface::TerminalInterface() : isTerminal_(::isatty(STDERR_FILENO) != 0) {}
+TerminalInterface::TerminalInterface()
+    : canShowProgress_(::isatty(STDERR_FILENO) != 0 && terminalTakesEscapes()) {}
 
 int TerminalInterface::alert(const Alert& alert) {
   clearLine();
@@ -24,7 +26,7 @@ int TerminalInterface::alert(const Alert& alert) {
 
 void TerminalInterface::progressStarted(std::string_view title) {
   started_ = std::chrono::steady_clock::now();
-  if (!isTerminal_ || quiet) return;
+  if (!canShowProgress_ || quiet) return;
   clearLine();
   std::fputs(fitToWidth(title, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr);
   std::fflush(stderr);
@@ -32,7 +34,7 @@ void TerminalInterface::progressStarted(std::string_view title) {
 }
 
 void TerminalInterface::progressChanged(int count, std::string_view detail) {
-  if (!isTerminal_ || quiet) return;
+  if (!canShowProgress_ || quiet) return;
   const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started_;
   const double perSecond = count / std::max(passed.count(), 0.001);
   const std::string line =

@@ -30,13 +30,14 @@ class TerminalInterface : public UserInterface {
 
   /// No progress line, whatever standard error is.
   bool quiet = false;
-  /// Alerts with one of these titles only announce an end that the command prints itself.
+  /// Shows alerts that only inform, too. Else they are left out: the command itself prints what
+  /// came of it.
   bool announcesRunEnd = false;
 
  private:
   void clearLine();
 
-  const bool isTerminal_;
+  const bool canShowProgress_;
   bool lineShown_ = false;
   std::chrono::steady_clock::time_point started_;
 };

@@ -1,5 +1,7 @@
 #include "cli/terminal_text.h"
 
+#include <cstdlib>
+
 #include "base/text.h"
 
 namespace keldane {
@@ -19,6 +21,11 @@ std::string terminalText(std::string_view text) {
     text.remove_prefix(end + 1);
   }
   return shown;
+}
+
+bool terminalTakesEscapes() {
+  const char* terminal = std::getenv("TERM");
+  return terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
 }  // namespace keldane

@@ -10,4 +10,7 @@ namespace keldane {
 /// goes.
 [[nodiscard]] std::string terminalText(std::string_view text);
 
+/// Whether the terminal knows escape sequences, by $TERM.
+[[nodiscard]] bool terminalTakesEscapes();
+
 }  // namespace keldane
