@@ -140,8 +140,9 @@ struct NodeMaker {
   plist_t operator()(bool on) const { return plist_new_bool(on ? 1 : 0); }
   plist_t operator()(const PlistArray& array) const {
     plist_t node = plist_new_array();
-    for (const PlistValue& item : array)
+    for (const PlistValue& item : array) {
       plist_array_append_item(node, std::visit(*this, item.value));
+    }
     return node;
   }
   plist_t operator()(const PlistDict& dict) const {

@@ -202,10 +202,11 @@ std::vector<std::uint32_t> shuffledIds(Archive& archive) {
 
 /// Messages of the whole archive, none of them twice: ours and bare take turns with others.
 void measureFirstReading(char** argv, const std::string& home, const std::string& tapePath) {
-  const std::vector<std::uint32_t> ids = shuffledIds(*std::make_unique<Archive>(argv, nullptr));
+  std::vector<std::uint32_t> ids;
   {
     StatementTape tape(tapePath);
     Archive archive(argv, &tape);
+    ids = shuffledIds(archive);
     tape.running = true;
     (void)archive.controller->messageViewer().showMessage(ids.back(), "");
     tape.running = false;

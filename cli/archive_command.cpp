@@ -124,13 +124,13 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   }
   setDay(options.from, run.form.beginStoreYr, run.form.beginStoreMo, run.form.beginStoreDa);
   setDay(options.to, run.form.endStoreYr, run.form.endStoreMo, run.form.endStoreDa);
-  program.terminal.announcesRunEnd = true;  // what stops a run before it starts must be seen
+  program.terminal.showsInformation = true;  // what stops a run before it starts must be seen
   run.parseEmail();
   if (!run.isRunning() && run.lastSummary().empty()) {
     program.exitStatus = kExitFailed;
     return;
   }
-  program.terminal.announcesRunEnd = false;
+  program.terminal.showsInformation = false;
   program.runUntil([&run] { return !run.isRunning(); });
   report(options, run, program);
 }

@@ -33,6 +33,13 @@ void watchInterrupts() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+void fillStandardFiles() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is the one that is missing.
+    if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDONLY);
+  }
+}
+
 Program::Program(int argc, char** argv) : environment(argc, argv), host(tools) {}
 
 Program::~Program() {
@@ -88,22 +95,15 @@ int Program::runUnattended() {
   KeldaneController& made = controller();
   if (terminateAsked_) return kExitDone;
   watchInterrupts();
-  terminal.announcesRunEnd = true;  // what stops a run before it starts must be seen
+  terminal.showsInformation = true;  // what stops a run before it starts must be seen
   made.applicationDidFinishLaunching();
-  terminal.announcesRunEnd = false;
+  terminal.showsInformation = false;
   if (!made.connections().isConnected()) return kExitFailed;
   runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
   if (interruptCount() > 0) return kExitInterrupted;
   // A start that was refused has no summary; its alert has told why.
   const bool ran = !made.archiveRun().lastSummary().empty();
   return ran && made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
-}
-
-void fillStandardFiles() {
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // The lowest free number is the one that is missing.
-    if (::fcntl(descriptor, F_GETFD) < 0) (void)::open("/dev/null", O_RDONLY);
-  }
 }
 
 int Program::finishOutput() {

@@ -175,8 +175,11 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
   command.add_option("--notes", request.notes, "Tagged with notes that hold this");
   command.add_option("--priority", request.priority, "Tagged with this priority")
       ->option_text("none|lowest|low|medium|high|highest");
-  CLI::Option* with = command.add_flag("--with-tags", request.withTags, "Only tagged messages");
-  command.add_flag("--without-tags", request.withoutTags, "Only messages without tags")
+  CLI::Option* with = command.add_flag("--with-tags", request.withTags,
+                                       "Only tagged messages, of those within the limit");
+  command
+      .add_flag("--without-tags", request.withoutTags,
+                "Only messages without tags, of those within the limit")
       ->excludes(with);
   command.add_option("--sort", request.sort, "Order (that of the settings when not given)")
       ->option_text("id|from|date|subject|mailbox");

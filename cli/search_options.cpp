@@ -36,6 +36,7 @@ constexpr std::array<Word, kAttachTypes> kTypes = {{
     {"video", ""},
     {"compressed", ""},
 }};
+
 struct SortField {
   std::string_view name;
   int row;
@@ -93,8 +94,9 @@ Result<void> fillDates(DateMenus& dates, const SearchRequest& request) {
   for (const std::string* text : {&request.since, &request.until}) {
     if (text->empty()) continue;
     const std::optional<DayText> read = readDay(*text);
-    if (!read)
+    if (!read) {
       return Failure{fmt::format("\"{}\" is no day; write 2024-02-28, 2024-02 or 2024", *text)};
+    }
     const bool begin = text == &request.since;
     (begin ? dates.beginYr : dates.endYr) = read->year;
     (begin ? dates.beginMo : dates.endMo) = read->month;

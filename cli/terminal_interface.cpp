@@ -18,7 +18,7 @@ TerminalInterface::TerminalInterface()
 int TerminalInterface::alert(const Alert& alert) {
   clearLine();
   // "Archive Log" and its kind announce an end that the command prints itself.
-  if (alert.style == AlertStyle::informational && !announcesRunEnd) return kFirstButton;
+  if (alert.style == AlertStyle::informational && !showsInformation) return kFirstButton;
   const std::string_view text = trimWhitespace(alert.text);
   std::fputs(fmt::format("{}: {}\n", alert.title, printable(text)).c_str(), stderr);
   return kFirstButton;

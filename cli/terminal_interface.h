@@ -32,7 +32,7 @@ class TerminalInterface : public UserInterface {
   bool quiet = false;
   /// Shows alerts that only inform, too. Else they are left out: the command itself prints what
   /// came of it.
-  bool announcesRunEnd = false;
+  bool showsInformation = false;
 
  private:
   void clearLine();

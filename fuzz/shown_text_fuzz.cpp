@@ -21,8 +21,8 @@ bool hasControl(std::string_view text, std::string_view allowed) {
     const auto byte = static_cast<unsigned char>(text[i]);
     const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
     if (byte == 0xC2 && next >= 0x80 && next < 0xA0) return true;
-    if ((byte < 0x20 || byte == 0x7F) && allowed.find(text[i]) == std::string_view::npos)
-      return true;
+    const bool control = byte < 0x20 || byte == 0x7F;
+    if (control && allowed.find(text[i]) == std::string_view::npos) return true;
   }
   return false;
 }
