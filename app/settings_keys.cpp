@@ -56,6 +56,10 @@ const std::vector<Entry>& entries() {
   static const std::vector<Entry> all = {
       {"updatesState", "check for updates at the start", Check{&F::updatesCheck}},
       {"skipDupsState", "skip messages that are already stored", Check{&F::skipDupsCheck}},
+      {"keepDiffering", "store a message that the duplicate test takes for another one",
+       Check{&F::keepDifferingCheck}},
+      {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",
+       Check{&F::declaredCharsetsCheck}},
       {"largeAttachState", "skip large attachments", Check{&F::largeAttachCheck}},
       {"attachSize", "size from which an attachment is large, in millions of bytes",
        Millions{&F::attachSizeTextField}},

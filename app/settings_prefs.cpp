@@ -30,11 +30,16 @@ constexpr std::array<UserKey, 9> kKeysWhenSet = {{
     {"launchAttachments", &UserSettings::launchAttachments},
     {"hoursStep", &UserSettings::hoursStep},
 }};
+/// Keys that are on from the start, and so are read whenever they are there.
+constexpr std::array<UserKey, 3> kKeysOnAtFirst = {{
+    {"leaveLogState", &UserSettings::leaveLogState},
+    {"keepDiffering", &UserSettings::keepDiffering},
+    {"declaredCharsets", &UserSettings::declaredCharsets},
+}};
 /// Keys that are written only, or read by a rule of their own.
-constexpr std::array<UserKey, 5> kOtherKeys = {{
+constexpr std::array<UserKey, 4> kOtherKeys = {{
     {"schedMonth", &UserSettings::schedMonth},
     {"schedMday", &UserSettings::schedMday},
-    {"leaveLogState", &UserSettings::leaveLogState},
     {"showOnStartupState", &UserSettings::showOnStartupState},
     {"diskAccessState", &UserSettings::diskAccessState},
 }};
@@ -189,7 +194,9 @@ void Settings::readUserKeys() {
   }
   // A stored 0 is no step: the field says how many hours.
   if (prefs_.has("hoursStep") && intOf(prefs_, "hoursStep") == 0) user.hoursStep = 0;
-  if (prefs_.has("leaveLogState")) user.leaveLogState = intOf(prefs_, "leaveLogState");
+  for (const UserKey& key : kKeysOnAtFirst) {
+    if (prefs_.has(key.name)) user.*key.member = intOf(prefs_, key.name);
+  }
   user.showOnStartupState = intOf(prefs_, "showOnStartupState");
   user.diskAccessState = intOf(prefs_, "diskAccessState");
 }
@@ -234,6 +241,8 @@ void Settings::showChecks() {
   form.skipDupsCheck = archive.skipDupsState != 0;
   form.limitSearchCheck = archive.limitSearchState != 0;
   form.launchAttachCheck = user.launchAttachments != 0;
+  form.keepDifferingCheck = user.keepDiffering != 0;
+  form.declaredCharsetsCheck = user.declaredCharsets != 0;
   form.showOnStartupCheck = user.showOnStartupState != 0;
   form.everyHourCheck = user.hoursState != 0;
   form.selectEmailAppMatrix = archive.postbox;
@@ -304,6 +313,8 @@ void Settings::readControls() {
   archive.postbox = form.selectEmailAppMatrix;
   archive.appearanceState = form.selectAppearanceMatrix;
   user.launchAttachments = form.launchAttachCheck ? 1 : 0;
+  user.keepDiffering = form.keepDifferingCheck ? 1 : 0;
+  user.declaredCharsets = form.declaredCharsetsCheck ? 1 : 0;
   user.showOnStartupState = form.showOnStartupCheck ? 1 : 0;
   user.schedTime = form.schedTime;
   for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
@@ -330,6 +341,7 @@ void Settings::writeUserKeys() {
   prefs_.set("listFont", fontAttributes(user.listFont, prefs_.find("listFont")));
   prefs_.set("bodyFont", fontAttributes(user.bodyFont, prefs_.find("bodyFont")));
   for (const UserKey& key : kKeysWhenSet) prefs_.setInteger(key.name, user.*key.member);
+  for (const UserKey& key : kKeysOnAtFirst) prefs_.setInteger(key.name, user.*key.member);
   for (const UserKey& key : kOtherKeys) prefs_.setInteger(key.name, user.*key.member);
   if (!prefs_.has("connections")) prefs_.set("connections", {PlistArray{}});
   // No update feed: an empty address keeps the update framework still.

@@ -66,6 +66,9 @@ struct UserSettings {
   int sortFieldCol = 0;
   int leaveLogState = 1;
   int launchAttachments = 0;
+  int keepDiffering = 1;  ///< a duplicate by the rule whose content differs is stored all the same
+  int declaredCharsets =
+      1;  ///< parts of a file that is not UTF-8 are read in the charset they name
   int showOnStartupState = 0;
   int diskAccessState = 0;
   FontSetting panelFont;
@@ -104,6 +107,8 @@ struct SettingsForm {
   int sortFieldMatrixCol = 0;
   bool leaveLogCheck = true;
   bool launchAttachCheck = false;
+  bool keepDifferingCheck = true;
+  bool declaredCharsetsCheck = true;
   bool showOnStartupCheck = false;
   std::vector<std::string> databasesPullDown = {kChooseDatabaseTitle};
   int settingsToolbar = 0;  ///< selected tab: general, accounts, viewing, schedule, tag rules

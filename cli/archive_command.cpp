@@ -50,7 +50,9 @@ nlohmann::ordered_json summaryJson(const LedgerSums& sums, int processed, int ar
             {"excluded", sums.excluded},
             {"dropped", sums.dropped},
             {"failed", sums.failed},
-            {"notMail", sums.notMail}}}};
+            {"notMail", sums.notMail},
+            {"unreadable", sums.unreadable},
+            {"postponed", sums.postponed}}}};
 }
 
 /// The three numbers of the summary's lines, which outlive the counters of the run.

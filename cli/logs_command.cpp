@@ -56,8 +56,8 @@ void addLogsCommand(CLI::App& app, Program& program) {
   CLI::App* ledger =
       command->add_subcommand("ledger", "What became of each file and message of the last run");
   ledger->add_option("--only", options->only, "Only lines of this outcome")
-      ->check(CLI::IsMember(
-          {"archived", "duplicate", "excluded", "dropped", "failed", "not-mail", "open"}));
+      ->check(CLI::IsMember({"archived", "duplicate", "excluded", "dropped", "failed", "not-mail",
+                             "unreadable", "postponed", "open"}));
   ledger->add_option("--file", options->file, "Another ledger than Ledger.log");
   ledger->callback([options, &program] { printLedger(*options, program); });
 }

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "ingest/source_origin.h"
+
 namespace keldane {
 
 /// One part of a message that becomes a row of `attachments`.
@@ -45,6 +47,7 @@ struct CurrentMessage {
   std::vector<MessagePart> msgParts;
   bool hasHtmlPart = false;
   MessageTags tags;
+  SourceOrigin origin;      ///< of `msgOriginal`
   std::string currentPath;  ///< file being read, for the lines of the log
 
   /// Empties what the reader refills for each message. Mailbox, tags and path stay, and so does

@@ -10,8 +10,22 @@
 /// What stands in a ledger, as values: shared by the rooms that write, read and show it.
 namespace keldane {
 
-/// What became of a file or a message.
-enum class LedgerOutcome { archived, duplicate, excluded, dropped, failed, notMail };
+/// What became of a message, or of a whole file: the last three are said of files and folders.
+enum class LedgerOutcome {
+  archived,
+  duplicate,
+  excluded,
+  dropped,
+  failed,
+  notMail,
+  unreadable,  ///< a file or folder that could not be read
+  postponed,   ///< a file that was being written; the next run reads it
+};
+
+/// Whether the outcome is that of a file or folder, which counts as no message.
+[[nodiscard]] constexpr bool isOfFile(LedgerOutcome outcome) {
+  return outcome >= LedgerOutcome::notMail;
+}
 
 /// What a message's rows would hold, as far as it is needed to find its row again after a run was
 /// cut off, and to tell whether it is whole.
@@ -56,13 +70,15 @@ struct LedgerSums {
   long excluded = 0;
   long dropped = 0;
   long failed = 0;
-  long notMail = 0;  ///< files, not messages
+  long notMail = 0;  ///< files, not messages, as are the two below
+  long unreadable = 0;
+  long postponed = 0;
 
   void count(LedgerOutcome outcome);
 };
 
 /// Word of an outcome as it stands in the file: "archived", "duplicate", "excluded", "dropped",
-/// "failed", "not-mail".
+/// "failed", "not-mail", "unreadable", "postponed".
 [[nodiscard]] std::string_view outcomeName(LedgerOutcome outcome);
 [[nodiscard]] std::optional<LedgerOutcome> findOutcome(std::string_view name);
 

@@ -13,9 +13,10 @@ struct OutcomeWord {
 };
 
 constexpr OutcomeWord kOutcomeWords[] = {
-    {LedgerOutcome::archived, "archived"}, {LedgerOutcome::duplicate, "duplicate"},
-    {LedgerOutcome::excluded, "excluded"}, {LedgerOutcome::dropped, "dropped"},
-    {LedgerOutcome::failed, "failed"},     {LedgerOutcome::notMail, "not-mail"},
+    {LedgerOutcome::archived, "archived"},     {LedgerOutcome::duplicate, "duplicate"},
+    {LedgerOutcome::excluded, "excluded"},     {LedgerOutcome::dropped, "dropped"},
+    {LedgerOutcome::failed, "failed"},         {LedgerOutcome::notMail, "not-mail"},
+    {LedgerOutcome::unreadable, "unreadable"}, {LedgerOutcome::postponed, "postponed"},
 };
 
 }  // namespace
@@ -46,9 +47,15 @@ void LedgerSums::count(LedgerOutcome outcome) {
       break;
     case LedgerOutcome::notMail:
       ++notMail;
-      return;
+      break;
+    case LedgerOutcome::unreadable:
+      ++unreadable;
+      break;
+    case LedgerOutcome::postponed:
+      ++postponed;
+      break;
   }
-  ++met;
+  if (!isOfFile(outcome)) ++met;
 }
 
 std::optional<LedgerOutcome> findOutcome(std::string_view name) {
@@ -240,6 +247,8 @@ std::string sumsLine(const LedgerSums& sums) {
   addField(line, "dropped=" + std::to_string(sums.dropped));
   addField(line, "failed=" + std::to_string(sums.failed));
   addField(line, "not-mail=" + std::to_string(sums.notMail));
+  addField(line, "unreadable=" + std::to_string(sums.unreadable));
+  addField(line, "postponed=" + std::to_string(sums.postponed));
   line += '\n';
   return line;
 }

@@ -72,7 +72,7 @@ class StateReader {
       takeMark(fields);
     } else if (fields.size() == 4 && current_ != 0) {
       const std::optional<LedgerOutcome> outcome = findOutcome(fields[0]);
-      if (outcome && *outcome != LedgerOutcome::notMail) closeCurrent(*outcome);
+      if (outcome && !isOfFile(*outcome)) closeCurrent(*outcome);
     }
   }
 

@@ -248,8 +248,20 @@ void RunLedger::writeOutcome(LedgerOutcome outcome, std::string_view detail) {
 }
 
 void RunLedger::notMail(const std::string& path, std::string_view reason) {
-  sums_.count(LedgerOutcome::notMail);
-  std::string line(outcomeName(LedgerOutcome::notMail));
+  writeFile(LedgerOutcome::notMail, path, reason);
+}
+
+void RunLedger::unreadable(const std::string& path, std::string_view reason) {
+  writeFile(LedgerOutcome::unreadable, path, reason);
+}
+
+void RunLedger::postponed(const std::string& path, std::string_view reason) {
+  writeFile(LedgerOutcome::postponed, path, reason);
+}
+
+void RunLedger::writeFile(LedgerOutcome outcome, const std::string& path, std::string_view reason) {
+  sums_.count(outcome);
+  std::string line(outcomeName(outcome));
   ledger::addField(line, reason);
   ledger::addOffset(line, std::nullopt);
   ledger::addField(line, path);

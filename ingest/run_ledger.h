@@ -72,6 +72,10 @@ class RunLedger {
   [[nodiscard]] bool isPending() const { return pending_; }
   /// A file that is not mail.
   void notMail(const std::string& path, std::string_view reason);
+  /// A file or folder that could not be read, whole or from some place on.
+  void unreadable(const std::string& path, std::string_view reason);
+  /// A file that is left for the next run.
+  void postponed(const std::string& path, std::string_view reason);
 
   /// Writes the sums and the mark of an orderly end, and lets go of the file. A run that has lost
   /// its server gets no such mark: what the server had taken in last may not have outlived it.
@@ -86,6 +90,7 @@ class RunLedger {
  private:
   void forget();
   void writeOutcome(LedgerOutcome outcome, std::string_view detail);
+  void writeFile(LedgerOutcome outcome, const std::string& path, std::string_view reason);
   void append(std::string_view line);
 
   std::string path_;

@@ -190,13 +190,14 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
 
   PreferencesFile file(rig.prefs.path());
   ASSERT_TRUE(file.load());
-  EXPECT_THAT(file.keys(),
-              ElementsAre("SSUCheckAtStartup", "SUAutomaticallyUpdate", "SUEnableAutomaticChecks",
-                          "SUFeedURL", "SUPublicDSAKeyFile", "bodyFont", "connections", "databases",
-                          "dateFormat", "dbPath", "diskAccessState", "hoursState", "hoursStep",
-                          "launchAttachments", "leaveLogState", "listFont", "schedDateValue",
-                          "schedMday", "schedMonth", "scheddays", "separator", "setByDay",
-                          "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
+  EXPECT_THAT(
+      file.keys(),
+      ElementsAre("SSUCheckAtStartup", "SUAutomaticallyUpdate", "SUEnableAutomaticChecks",
+                  "SUFeedURL", "SUPublicDSAKeyFile", "bodyFont", "connections", "databases",
+                  "dateFormat", "dbPath", "declaredCharsets", "diskAccessState", "hoursState",
+                  "hoursStep", "keepDiffering", "launchAttachments", "leaveLogState", "listFont",
+                  "schedDateValue", "schedMday", "schedMonth", "scheddays", "separator", "setByDay",
+                  "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
   EXPECT_EQ(*file.find("SSUCheckAtStartup"), PlistValue{true});
   EXPECT_EQ(*file.find("SUEnableAutomaticChecks"), PlistValue{false});
   EXPECT_EQ(file.text("SUPublicDSAKeyFile"), "dsa_pub.pem");

@@ -83,13 +83,14 @@ TEST(RunLedger, GivesEachMessageOneLineWithWhatBecameOfIt) {
 
   const Result<std::string> shown = readLedgerLines(path, "");
   ASSERT_TRUE(shown);
-  EXPECT_EQ(
-      *shown,
-      "not-mail\tno mail\t-\t/mail/notes.txt\n"
-      "archived\t12\t4096\t/mail/box\n"
-      "duplicate\t12\t9000\t/mail/box\n"
-      "dropped\tout of range\t-\t/mail/1.emlx\n"
-      "#sums\tmet=3\tarchived=1\tduplicates=1\texcluded=0\tdropped=1\tfailed=0\tnot-mail=1\n");
+  EXPECT_EQ(*shown,
+            "not-mail\tno mail\t-\t/mail/notes.txt\n"
+            "archived\t12\t4096\t/mail/box\n"
+            "duplicate\t12\t9000\t/mail/box\n"
+            "dropped\tout of range\t-\t/mail/1.emlx\n"
+            "#sums\tmet=3\tarchived=1\tduplicates=1\texcluded=0\tdropped=1\tfailed=0\tnot-mail="
+            "1\tunreadable=0\t"
+            "postponed=0\n");
   const Result<std::string> dropped = readLedgerLines(path, "dropped");
   ASSERT_TRUE(dropped);
   EXPECT_EQ(*dropped, "dropped\tout of range\t-\t/mail/1.emlx\n");
