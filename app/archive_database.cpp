@@ -14,6 +14,7 @@ constexpr const char* kErrorTitle = "SQL Error";
 /// A reconnect opens the database again, so each retry stands on the one before. A server that
 /// takes every login and drops every session ends here and not with the stack.
 constexpr int kMostReconnects = 1000;
+constexpr std::string_view kUnlessThere = "IF NOT EXISTS ";
 
 /// Whether the present answer of "SHOW COLUMNS" describes a column that is wide enough. Both types
 /// count for both columns: an old `to_fld` of 255 characters is left as it is.
@@ -42,6 +43,8 @@ ArchiveDatabase::ArchiveDatabase(ServerSession& session, UserInterface& ui, Proc
     : session_(session), ui_(ui), process_(process) {}
 
 bool ArchiveDatabase::fail(bool longForm) {
+  // Whoever reconnects asks for the database more than once: one failure is told once.
+  gaveUp_ = reconnects_ > 0;
   const std::string error = session_.error();
   const std::string text =
       longForm ? "SQL Error: " + dbPath + " " + error : "SQL error: " + error + "\n";
@@ -60,12 +63,15 @@ bool ArchiveDatabase::createTable(std::string_view sql, bool longForm) {
 }
 
 void ArchiveDatabase::openDatabase() {
-  if (!createDatabase()) return;
+  if (!createDatabase()) {
+    process_.cancelFlag = 1;
+    return;
+  }
   if (!send("ALTER DATABASE " + dbPath + " CHARACTER SET utf8")) {
     fail(false);
     return;
   }
-  passOver(session_.selectDatabase(dbPath));
+  if (session_.selectDatabase(dbPath)) useFourByteText();
   if (makeMessageTables() && makeSettingsTables() && !indexesDone_) {
     createIndexes();
     indexesDone_ = true;
@@ -73,16 +79,33 @@ void ArchiveDatabase::openDatabase() {
 }
 
 bool ArchiveDatabase::createDatabase() {
-  while (true) {
+  while (!gaveUp_) {
     if (dbPath.empty()) dbPath = kDefaultDatabase;
     if (send("CREATE DATABASE IF NOT EXISTS " + dbPath)) return true;
     const bool gone = matchesWildcard(session_.error(), "*has gone away*");
     if (!gone || !callbacks_.reconnect || reconnects_ >= kMostReconnects) return fail(false);
+    if (reconnects_ > 0 && process_.cancelFlag != 0) return false;
     ++reconnects_;
     callbacks_.reconnect();
     --reconnects_;
     // The reconnect has given up, or the user has: whoever asked for the database gives up too.
-    if (process_.cancelFlag != 0) return false;
+    if (process_.cancelFlag != 0) gaveUp_ = true;
+  }
+  if (reconnects_ == 0) gaveUp_ = false;
+  return false;
+}
+
+void ArchiveDatabase::useFourByteText() {
+  // "utf8" has three bytes for a character on many servers, and no place for emoji. An archive that
+  // is stored so stays so: a table's new text would not fit beside its old.
+  if (!send("SELECT table_collation FROM information_schema.tables WHERE "
+            "table_schema=DATABASE() AND table_name='email'")) {
+    return;
+  }
+  const std::string collation = fetchFirstCell(session_);
+  const bool isNew = collation == "0";
+  if (isNew || collation.starts_with("utf8mb4")) {
+    passOver(send("ALTER DATABASE " + dbPath + " CHARACTER SET utf8mb4"));
   }
 }
 
@@ -124,9 +147,19 @@ void ArchiveDatabase::createIndexes() {
     // The index on attachment names stays out: no search uses it, and its panel is left for the
     // next step to take over.
     if (!step.sent) continue;
-    passOver(session_.query(sqlText_));
+    passOver(createIndex());
     ui_.progressEnded();
   }
+}
+
+bool ArchiveDatabase::createIndex() {
+  if (session_.query(sqlText_)) return true;
+  // MySQL does not know the condition on an index. An index that is there fails without it.
+  const std::size_t condition = sqlText_.find(kUnlessThere);
+  const bool refused = session_.error().find("error in your SQL syntax") != std::string::npos;
+  if (!refused || condition == std::string::npos) return false;
+  sqlText_.erase(condition, kUnlessThere.size());
+  return session_.query(sqlText_);
 }
 
 void ArchiveDatabase::showSchema() {

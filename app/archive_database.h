@@ -48,7 +48,10 @@ class ArchiveDatabase {
   [[nodiscard]] bool createTable(std::string_view sql, bool longForm);
   void enlargeColumn(std::string_view column, std::string_view title, std::string_view sql,
                      bool reportFailure);
+  /// Gives a database without an archive a character set in which every character has its place.
+  void useFourByteText();
   void createIndexes();
+  [[nodiscard]] bool createIndex();
 
   ServerSession& session_;
   UserInterface& ui_;
@@ -57,6 +60,7 @@ class ArchiveDatabase {
   std::string sqlText_;
   bool indexesDone_ = false;  ///< per process: a second archive gets no index step
   int reconnects_ = 0;        ///< reconnects under way, one within the other
+  bool gaveUp_ = false;       ///< one of them has failed: those around it fail too, without a word
 };
 
 }  // namespace keldane

@@ -85,8 +85,7 @@ struct IndexStep {
   bool sent = true;
 };
 
-/// A server that does not know `IF NOT EXISTS` here, or wants a length for a text column, refuses;
-/// nothing depends on any of them.
+/// A server that wants a length for a text column refuses; nothing depends on any of them.
 inline constexpr std::array<IndexStep, 8> kIndexSteps = {{
     {"Indexing Date field...", "CREATE INDEX IF NOT EXISTS dateIndex ON email (date_fld)"},
     {"Indexing From field...", "CREATE INDEX IF NOT EXISTS FromIndex ON email (from_fld)"},

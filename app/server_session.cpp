@@ -124,9 +124,17 @@ class MysqlSession : public ServerSession {
 
   [[nodiscard]] bool connect(const ServerAddress& address) override {
     if (!ready()) return false;
-    return mysql_real_connect(handle_, pointerOrNull(address.host), pointerOrNull(address.user),
-                              pointerOrNull(address.password), pointerOrNull(address.database),
-                              address.port, pointerOrNull(address.socket), kClientFlags) != nullptr;
+    if (mysql_real_connect(handle_, pointerOrNull(address.host), pointerOrNull(address.user),
+                           pointerOrNull(address.password), pointerOrNull(address.database),
+                           address.port, pointerOrNull(address.socket), kClientFlags) == nullptr) {
+      return false;
+    }
+    // What a client says of its text by itself depends on its make and version, down to Latin 1.
+    // Servers before 5.5.3 know only the UTF-8 of three bytes.
+    if (mysql_query(handle_, "SET NAMES utf8mb4") != 0) {
+      static_cast<void>(mysql_query(handle_, "SET NAMES utf8"));
+    }
+    return true;
   }
 
   void close() override {

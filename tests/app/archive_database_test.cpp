@@ -150,6 +150,34 @@ TEST_F(ArchiveOnServer, OnlyTheFirstArchiveOfAProcessGetsIndexes) {
   EXPECT_EQ(indexCount(database_->dbPath), "0");
 }
 
+TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsItsOwn) {
+  // As most servers have it; one that knows no such mode has it so anyway.
+  static_cast<void>(session_->query("SET SESSION old_mode='UTF8_IS_UTF8MB3'"));
+  const auto hasFourBytes = [this](const std::string& table) {
+    return first(
+        "SELECT SUBSTRING_INDEX(table_collation,'_',1)='utf8mb4' FROM information_schema.tables "
+        "WHERE table_schema=DATABASE() AND table_name='" +
+        table + "'");
+  };
+  database_->openDatabase();
+  database_->openDatabase();
+  run("CREATE TABLE later (t MEDIUMTEXT)");
+  EXPECT_EQ(hasFourBytes("email"), "1");
+  EXPECT_EQ(hasFourBytes("later"), "1") << "a dump that is read back makes its tables anew";
+  run("INSERT INTO tags (id,notes_fld) VALUES(1,'\xF0\x9F\x98\x80')");
+  EXPECT_EQ(first("SELECT notes_fld FROM tags"), "\xF0\x9F\x98\x80");
+
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  run("CREATE DATABASE " + database_->dbPath);
+  ASSERT_TRUE(session_->selectDatabase(database_->dbPath));
+  run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
+      "to_fld MEDIUMTEXT NOT NULL,mailbox VARCHAR(255) NOT NULL) DEFAULT CHARACTER SET utf8");
+  database_->openDatabase();
+  run("CREATE TABLE later (t MEDIUMTEXT)");
+  EXPECT_EQ(hasFourBytes("email"), "0");
+  EXPECT_EQ(hasFourBytes("later"), "0");
+}
+
 TEST_F(ArchiveOnServer, AnEmptyNameOpensTheDefault) {
   database_->dbPath.clear();
   database_->openDatabase();
@@ -255,6 +283,24 @@ TEST_F(ArchiveByScript, OtherFailuresDoNotStopIt) {
   EXPECT_TRUE(session_.statements().back().starts_with("ALTER TABLE email ADD INDEX coverindex"));
 }
 
+TEST_F(ArchiveByScript, AnIndexIsAskedForWithoutAConditionThatTheServerDoesNotKnow) {
+  session_.failOn("query CREATE *INDEX IF NOT EXISTS*",
+                  "You have an error in your SQL syntax; ...");
+  session_.failOn("query CREATE INDEX IF NOT EXISTS toIndex*", "BLOB without a key length");
+  database_.openDatabase();
+  std::vector<std::string> sent;
+  for (const std::string& sql : session_.statements()) {
+    if (sql.starts_with("CREATE") && sql.find("INDEX") < 20 && sql.find("EXISTS") > sql.size()) {
+      sent.push_back(sql);
+    }
+  }
+  EXPECT_THAT(sent, ElementsAre("CREATE INDEX dateIndex ON email (date_fld)",
+                                "CREATE INDEX FromIndex ON email (from_fld)",
+                                "CREATE INDEX mailboxIndex ON email (mailbox)",
+                                "CREATE FULLTEXT INDEX subjIndex ON email (subj_fld)",
+                                "CREATE FULLTEXT INDEX bodyIndex ON email (body_fld)"));
+}
+
 TEST_F(ArchiveByScript, ALostSessionIsOpenedAnewAsOftenAsItTakes) {
   session_.failOn("query CREATE DATABASE*", "MySQL server has gone away", 3);
   int reconnects = 0;
@@ -270,24 +316,48 @@ TEST_F(ArchiveByScript, ALostSessionIsOpenedAnewAsOftenAsItTakes) {
 }
 
 TEST_F(ArchiveByScript, ALostSessionIsGivenUpWhereNobodyWillBringItBack) {
+  // A full connect asks for the database more than once, and whoever tests the flag clears it.
+  const auto openTwice = [this] {
+    for (int i = 0; i < 2; ++i) {
+      database_.openDatabase();
+      process_.cancelFlag = 0;
+    }
+  };
   struct Row {
     const char* name;
     std::function<void()> reconnect;
     std::size_t alerts;
+    int mostReconnects;
   };
   const Row rows[] = {
-      {"a face that cannot ask the user", [this] { process_.cancelFlag = 1; }, 0},
-      {"a server that takes logins and drops sessions", [this] { database_.openDatabase(); }, 1},
+      {"a face that cannot ask the user", [this] { process_.cancelFlag = 1; }, 0, 1},
+      {"a server that takes logins and drops sessions", openTwice, 1, 1000},
+      {"the user cancels",
+       [this] {
+         process_.cancelFlag = 1;
+         database_.openDatabase();
+       },
+       0, 1},
   };
   session_.failOn("query CREATE DATABASE*", "Server has gone away");
   for (const Row& row : rows) {
     process_.cancelFlag = 0;
     ui_.alerts.clear();
-    database_.setCallbacks({.reconnect = row.reconnect, .databaseDropped = {}});
+    int reconnects = 0;
+    database_.setCallbacks({.reconnect =
+                                [&] {
+                                  ++reconnects;
+                                  row.reconnect();
+                                },
+                            .databaseDropped = {}});
     database_.openDatabase();
     EXPECT_EQ(process_.cancelFlag, 1) << row.name;
     EXPECT_EQ(ui_.alerts.size(), row.alerts) << row.name;
+    EXPECT_LE(reconnects, row.mostReconnects) << row.name;
   }
+  session_.failOn("query CREATE DATABASE*", "no disk", 1);
+  database_.openDatabase();
+  EXPECT_EQ(ui_.alerts.back().text, "SQL error: no disk\n") << "told again at the next time";
 }
 
 TEST_F(ArchiveByScript, NoOtherErrorIsALostSession) {
