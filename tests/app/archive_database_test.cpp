@@ -27,6 +27,7 @@ class ArchiveOnServer : public testing::Test {
  protected:
   void SetUp() override {
     session_ = TestServer::shared().connect();
+    run("SET SESSION sql_mode=''");  // as every connect does
     database_ = std::make_unique<ArchiveDatabase>(*session_, ui_, process_);
     database_->dbPath = TestServer::shared().freshDatabase("archive");
   }
@@ -41,7 +42,8 @@ class ArchiveOnServer : public testing::Test {
     Schema schema;
     EXPECT_TRUE(session_->query(
         "SELECT CONCAT(table_name,'.',column_name),CONCAT_WS(' ',column_type,is_nullable,"
-        "column_default,column_key,extra,character_set_name) FROM information_schema.columns "
+        "REPLACE(column_default,CHAR(39),''),column_key,extra,character_set_name) FROM "
+        "information_schema.columns "
         "WHERE table_schema='" +
         database + "'"));
     const auto rows = session_->storeResult();
@@ -51,7 +53,7 @@ class ArchiveOnServer : public testing::Test {
   std::string indexCount(const std::string& database) {
     return first(
         "SELECT COUNT(DISTINCT index_name) FROM information_schema.statistics WHERE "
-        "table_name='email' AND index_name<>'PRIMARY' AND table_schema='" +
+        "table_name='email' AND index_name NOT IN ('PRIMARY','toIndex') AND table_schema='" +
         database + "'");
   }
 
@@ -69,7 +71,7 @@ TEST_F(ArchiveOnServer, ANewArchiveIsMadeWholeAndOpenedAgainUnchanged) {
   const Schema schema = schemaOf(database_->dbPath);
   EXPECT_EQ(schema.size(), 12u + 5 + 2 + 5 + 27 + 3);
   EXPECT_EQ(schema.at("email.headings"), "mediumtext NO   utf8mb4");
-  EXPECT_EQ(schema.at("settings.limitSearchSize"), "varchar(16) YES '1000'   utf8mb4");
+  EXPECT_EQ(schema.at("settings.limitSearchSize"), "varchar(16) YES 1000   utf8mb4");
   EXPECT_THAT(ui_.lines("progress Enlarging"), IsEmpty());
 
   run("INSERT INTO settings (appearanceState) VALUES(2)");
@@ -81,7 +83,7 @@ TEST_F(ArchiveOnServer, ANewArchiveIsMadeWholeAndOpenedAgainUnchanged) {
 
 TEST_F(ArchiveOnServer, AnOldArchiveIsBroughtUpToDateWithItsRows) {
   const std::string old = database_->dbPath;
-  run("CREATE DATABASE " + old + " CHARACTER SET utf8");
+  run("CREATE DATABASE " + old + " CHARACTER SET utf8mb4");
   ASSERT_TRUE(session_->selectDatabase(old));
   run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
       "from_fld VARCHAR(255) NOT NULL DEFAULT '',to_fld VARCHAR(255) NOT NULL,"
@@ -144,7 +146,7 @@ TEST_F(ArchiveOnServer, OnlyTheFirstArchiveOfAProcessGetsIndexes) {
                           "progress Indexing Body Text field...", "progress end",
                           "progress Indexing Attach Name field...",
                           "progress Creating composite indes...", "progress end"));
-  EXPECT_EQ(indexCount(one), "7");
+  EXPECT_EQ(indexCount(one), "6") << "and toIndex where the server needs no length for it";
   database_->dbPath = TestServer::shared().freshDatabase("archive");
   database_->openDatabase();
   EXPECT_EQ(indexCount(database_->dbPath), "0");
@@ -179,6 +181,7 @@ TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsIts
 }
 
 TEST_F(ArchiveOnServer, AnEmptyNameOpensTheDefault) {
+  if (TestServer::shared().isGiven()) GTEST_SKIP() << "a server that is given may have one";
   database_->dbPath.clear();
   database_->openDatabase();
   EXPECT_EQ(database_->dbPath, "myemaildb");

@@ -64,8 +64,8 @@ class TerminalProgram : public ::testing::Test {
     home_->write("mail/4.eml", kThird);
     home_->write("mail/notes.txt", "no mail");
     TestServer& server = TestServer::shared();
-    run({"connections", "add", "Tests", "--socket", *server.address().socket, "--database",
-         server.freshDatabase("terminal")});
+    run({"connections", "add", "Tests", "--socket", *server.address().socket, "--user",
+         *server.address().user, "--database", server.freshDatabase("terminal")});
     run({"connections", "use", "Tests"});
     firstArchive_ = run({"archive", home() + "/mail", "--json"});
   }

@@ -50,6 +50,18 @@ std::string dataTemplate() {
   return folder + "/Server/data";
 }
 
+/// The socket of a server that runs already, on which the tests are to run; empty: on one of their
+/// own.
+std::string givenSocket() {
+  const char* socket = std::getenv("KELDANE_TEST_SOCKET");
+  return socket == nullptr ? std::string() : socket;
+}
+
+std::string givenUser() {
+  const char* user = std::getenv("KELDANE_TEST_USER");
+  return user == nullptr ? "root" : user;
+}
+
 }  // namespace
 
 LocalServer::Options quickServerOptions(const std::string& folder) {
@@ -83,13 +95,22 @@ TestServer& TestServer::shared() {
 }
 
 TestServer::TestServer()
-    : environment_(0, nullptr),
+    : givenSocket_(givenSocket()),
+      environment_(0, nullptr),
       server_(quickServerOptions(folder_ / "Server"), tools_, environment_) {
+  if (!givenSocket_.empty()) return;
   layDataFolder(quickServerOptions(folder_ / "Server"));
   start();
 }
 
 TestServer::~TestServer() {
+  if (!givenSocket_.empty()) {
+    const auto session = connect();
+    for (const std::string& name : made_) {
+      static_cast<void>(session->query("DROP DATABASE IF EXISTS " + name));
+    }
+    return;
+  }
   // Its data goes with the folder, so there is nothing to end in order.
   const int process = server_.status().processId;
   if (process <= 0) return;
@@ -104,8 +125,8 @@ void TestServer::start() {
 ServerAddress TestServer::address() const {
   ServerAddress address;
   address.host = "localhost";
-  address.user = "root";
-  address.socket = server_.socketPath();
+  address.user = givenSocket_.empty() ? "root" : givenUser();
+  address.socket = givenSocket_.empty() ? server_.socketPath() : givenSocket_;
   return address;
 }
 
@@ -117,7 +138,11 @@ std::unique_ptr<ServerSession> TestServer::connect() const {
 }
 
 std::string TestServer::freshDatabase(const std::string& prefix) {
-  return prefix + "_" + std::to_string(++databases_);
+  // A given server may have databases of another test program.
+  const std::string program =
+      givenSocket_.empty() ? std::string() : "_" + std::to_string(::getpid());
+  made_.push_back(prefix + program + "_" + std::to_string(made_.size() + 1));
+  return made_.back();
 }
 
 std::string TestServer::value(const std::string& sql) const {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/local_server.h"
 #include "app/server_session.h"
@@ -16,12 +17,17 @@ namespace keldane {
 /// and not to wait for the disk. A program that crashes leaves it to end itself.
 ///
 /// Its empty data folder is made once for a build folder and copied from there. Main thread.
+///
+/// With KELDANE_TEST_SOCKET set (and KELDANE_TEST_USER, "root" else) the tests run on the server
+/// that listens there, and take the databases away that they have made. What needs a server of its
+/// own, to kill it or to look at its folder, asks `isGiven` and is skipped aloud.
 class TestServer {
  public:
   /// The server of this program. Ends the program when no server can be had: a test that needs one
   /// must not pass without.
   static TestServer& shared();
 
+  [[nodiscard]] bool isGiven() const { return !givenSocket_.empty(); }
   [[nodiscard]] ServerAddress address() const;
   /// A new session, connected, no database selected.
   [[nodiscard]] std::unique_ptr<ServerSession> connect() const;
@@ -44,11 +50,12 @@ class TestServer {
   TestServer();
   void start();
 
+  const std::string givenSocket_;
   TemporaryFolder folder_;
   ProcessToolRunner tools_;
   SystemEnvironment environment_;
   LocalServer server_;
-  int databases_ = 0;
+  std::vector<std::string> made_;
 };
 
 /// The settings that make a private server quick to start and careless of its data.
