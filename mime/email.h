@@ -147,6 +147,8 @@ class Email2 : public TarnellObject {
  private:
   // email.cpp
   [[nodiscard]] bool isType(std::string_view type) const { return contentType() == type; }
+  /// A leaf without a type is plain text.
+  [[nodiscard]] std::string_view comparedType() const;
   [[nodiscard]] bool isTextOrTypeless() const;
   void setContentTypeText(std::string_view type);
   void setCodePage(int codePage);

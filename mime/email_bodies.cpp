@@ -41,7 +41,11 @@ bool Email2::hasBodyOfType(std::string_view type) {
     part = part->getPart(0);
     if (!part) return false;
   }
-  return equalsNoCase(part->contentType(), type);
+  return equalsNoCase(part->comparedType(), type);
+}
+
+std::string_view Email2::comparedType() const {
+  return contentType().empty() && getNumParts() == 0 ? kPlain : contentType();
 }
 
 // ---- The candidates
@@ -49,7 +53,7 @@ bool Email2::hasBodyOfType(std::string_view type) {
 void Email2::checkAddEmailUniqueContentType(PartList& list) {
   if (list.size() >= kMaxAlternatives) return;
   const bool isKnown = std::any_of(list.begin(), list.end(), [this](const Email2* known) {
-    return equalsNoCase(known->contentType(), contentType());
+    return equalsNoCase(known->comparedType(), comparedType());
   });
   if (!isKnown) list.push_back(this);
 }
@@ -67,7 +71,7 @@ void Email2::enumerateAlternatives(const Email2& root, PartList& list) {
     enumerateMixed(root, list);
   } else if (isType(kAlternative) || isType(kRelated)) {
     enumerateAlternativeOrRelated(root, list);
-  } else if (contentType().substr(0, 5) == "text/" && !isNotAlternativeBody()) {
+  } else if (comparedType().starts_with("text/") && !isNotAlternativeBody()) {
     checkAddEmailUniqueContentType(list);
   }
 }
@@ -80,7 +84,7 @@ void Email2::enumerateMixed(const Email2& root, PartList& list) {
   }
   for (int i = 0; i < getNumParts(); ++i) {
     Email2* part = getPart(i);
-    if (part->contentType().substr(0, 5) == "text/" && !part->isNotAlternativeBody()) {
+    if (part->comparedType().starts_with("text/") && !part->isNotAlternativeBody()) {
       part->checkAddEmailUniqueContentType(list);
     }
   }
@@ -89,7 +93,7 @@ void Email2::enumerateMixed(const Email2& root, PartList& list) {
 void Email2::enumerateAlternativeOrRelated(const Email2& root, PartList& list) {
   for (int i = 0; i < getNumParts(); ++i) {
     Email2* part = getPart(i);
-    const bool isText = part->contentType().substr(0, 5) == "text/";
+    const bool isText = part->comparedType().starts_with("text/");
     if (isText || part->isType(kAlternative) || part->isType(kRelated)) {
       part->enumerateAlternatives(root, list);
     }
@@ -104,7 +108,7 @@ int Email2::getAlternativeIndexByContentType(std::string_view type, PartList& li
   list.clear();
   enumerateAlternatives(*this, list);
   const auto found = std::find_if(list.begin(), list.end(), [type](const Email2* part) {
-    return equalsNoCase(part->contentType(), type);
+    return equalsNoCase(part->comparedType(), type);
   });
   return found == list.end() ? -1 : static_cast<int>(found - list.begin());
 }
@@ -143,8 +147,7 @@ bool Email2::getPlainTextBodyUtf8(std::string& out, LogBase& log) {
   const Email2* first = getPart(0);
   if (isType(kReport) && first) return found(*first, "Found text body (1)");
   if (isType(kPlain) || contentType().empty()) return found(*this, "Found text body (2)");
-  if (isType(kMixed) && first && (first->isType(kPlain) || first->contentType().empty())) {
-    if (!first->isType(kPlain)) return found(*first, "Found text body (3)");
+  if (isType(kMixed) && first && first->comparedType() == kPlain) {
     return getMixedPlainText(out, log);
   }
   PartList list;
@@ -164,7 +167,7 @@ bool Email2::getMixedPlainText(std::string& out, LogBase& log) const {
   std::string joined;
   for (int i = 1; i < getNumParts(); ++i) {
     const Email2* part = getPart(i);
-    if (!part->isType(kPlain) || part->isEmailAttachment(true)) continue;
+    if (part->comparedType() != kPlain || part->isEmailAttachment(true)) continue;
     if (joined.empty()) joined.assign(whole);
     joined += "\r\n";
     joined += part->getEffectiveBodyData();
