@@ -39,7 +39,6 @@ Email2* ClsEmail::root(LogBase& log) {
 }
 
 bool ClsEmail::SetFromMimeText(std::string_view utf8Text) {
-  constexpr std::size_t kLookedAt = 50000;
   constexpr std::string_view kBom = "\xEF\xBB\xBF";
   constexpr std::size_t kTooLarge = 0xFFFFFFFF;
   ClsCall call(*this, "SetFromMimeText");
@@ -49,9 +48,8 @@ bool ClsEmail::SetFromMimeText(std::string_view utf8Text) {
   if (utf8Text.substr(0, kBom.size()) == kBom) utf8Text.remove_prefix(kBom.size());
   while (!utf8Text.empty() && utf8Text.back() == '\0') utf8Text.remove_suffix(1);
   if (utf8Text.size() < kTooLarge) {
-    const bool isUtf8 = !isAllAscii(utf8Text.substr(0, kLookedAt));
     common_ = std::make_shared<_tnEmailCommon>();
-    email_ = Email2::createFromMimeText2(common_, utf8Text, isUtf8, call.log());
+    email_ = Email2::createFromMimeText2(common_, utf8Text, true, call.log());
   }
   if (!email_) {
     call.log().LogError("Failed to create email object from MIME text");

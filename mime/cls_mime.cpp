@@ -1,7 +1,6 @@
 #include "mime/cls_mime.h"
 
 #include "mime/byte_search.h"
-#include "mime/charset_naming.h"
 #include "mime/xstring.h"
 
 namespace keldane::mime {
@@ -9,8 +8,6 @@ namespace keldane::mime {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-/// How far a text is looked at to see whether it is UTF-8 or plain ASCII.
-constexpr std::size_t kAsciiProbe = 100000;
 constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
 /// The boundary of a text that begins with a delimiter in place of a header; false for any other.
@@ -76,15 +73,6 @@ MimeMessage2* findPartBelow(MimeMessage2& part, std::uint64_t partId) {
   return nullptr;
 }
 
-/// The text written anew; in UTF-8 when a part of it had to be written raw in another charset.
-bool sbMimeToXString(StringBuffer& text, const _tnCharset& charset, XString& out, LogBase& log) {
-  if (charset.getCodePage() == 0 || charset.equals("utf-8")) return out.takeFromUtf8Sb(text);
-  StringBuffer converted;
-  converted.appendFromEncoding(text.getString(), text.getSize(), charset.getCodePage(),
-                               CharsetNaming::kUtf8, log);
-  return out.takeFromUtf8Sb(converted.isEmpty() ? text : converted);
-}
-
 }  // namespace
 
 void SharedMime::decRefCount() {
@@ -110,11 +98,23 @@ MimeMessage2& ClsMime::part(LogBase& log) {
 bool ClsMime::LoadMime(XString& text) { return LoadMimeUtf8(text.utf8View()); }
 
 bool ClsMime::LoadMimeUtf8(std::string_view text) {
+  return load(text, [](MimeMessage2& root, std::string_view mime, LogBase& log) {
+    return root.loadMimeComplete(mime, log, true);
+  });
+}
+
+bool ClsMime::LoadMimeBytes(std::string_view bytes) {
+  return load(bytes, [](MimeMessage2& root, std::string_view mime, LogBase& log) {
+    return root.loadFileBytes(mime, log);
+  });
+}
+
+template <typename Loader>
+bool ClsMime::load(std::string_view text, const Loader& loader) {
   ClsCall call(*this, "LoadMime");
   if (!call.ok()) return false;
   const std::lock_guard lock(shared_->criticalSection());
   if (text.starts_with(kBom)) text.remove_prefix(kBom.size());
-  const bool isUtf8 = !isAllAscii(text.substr(0, kAsciiProbe));
   StringBuffer withHeader;
   std::string_view boundary;
   if (isHeadless(text, boundary)) {
@@ -122,7 +122,7 @@ bool ClsMime::LoadMimeUtf8(std::string_view text) {
     if (!appendHeaderFor(boundary, text, withHeader)) return call.finish(false);
     text = withHeader.view();
   }
-  return call.finish(part(call.log()).loadMimeComplete(text, call.log(), isUtf8));
+  return call.finish(loader(part(call.log()), text, call.log()));
 }
 
 bool ClsMime::GetMime(XString& out) {
@@ -132,12 +132,10 @@ bool ClsMime::GetMime(XString& out) {
   LogBase& log = call.log();
   MimeMessage2& root = part(log);
   StringBuffer text;
-  _tnCharset charset;
   root.makeBinarySafeForString(log);
-  const bool ok = root.getMimeTextSb(text, false, log);
-  (void)root.find8bitInfo(charset);
+  const bool ok = root.getMimeTextUtf8(text, log);
   root.restoreBinarySafeForString(log);
-  return call.finish(ok && sbMimeToXString(text, charset, out, log));
+  return call.finish(ok && out.takeFromUtf8Sb(text));
 }
 
 bool ClsMime::GetHeaderField(std::string_view name, XString& out) {
@@ -151,6 +149,13 @@ bool ClsMime::GetHeaderField(std::string_view name, XString& out) {
     return call.finish(false);
   }
   return call.finish(out.takeFromUtf8Sb(value));
+}
+
+bool ClsMime::takeLeaves(const PartVisitor& visit) {
+  ClsCall call(*this, "takeLeaves");
+  if (!call.ok()) return false;
+  const std::lock_guard lock(shared_->criticalSection());
+  return call.finish(walkParts(part(call.log()), visit, call.log()));
 }
 
 bool ClsMime::describeTree(StringBuffer& out) {

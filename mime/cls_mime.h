@@ -8,6 +8,7 @@
 
 #include "mime/cls_base.h"
 #include "mime/mime_message.h"
+#include "mime/part_walk.h"
 
 namespace keldane::mime {
 
@@ -45,11 +46,15 @@ class ClsMime final : public ClsBase {
   bool LoadMime(XString& text);
   /// The same without a copy of the text; a leading BOM is left out.
   bool LoadMimeUtf8(std::string_view text);
+  /// The bytes of a file that is not UTF-8, see `MimeMessage2::loadFileBytes`.
+  bool LoadMimeBytes(std::string_view bytes);
   /// Replaces `out` by the message written anew.
   bool GetMime(XString& out);
   /// Replaces `out` by the first field of that name, encoded words decoded. False when missing:
   /// "Header field does not exist".
   bool GetHeaderField(std::string_view name, XString& out);
+  /// Shows each leaf of the tree, and uses the tree up, see `walkParts`.
+  bool takeLeaves(const PartVisitor& visit);
   /// Appends the tree, one indented line a part; control characters of the message's own texts are
   /// shown as `?`.
   bool describeTree(StringBuffer& out);
@@ -60,6 +65,8 @@ class ClsMime final : public ClsBase {
   /// The part that this object stands for. When it is gone the object starts afresh with an empty
   /// document.
   MimeMessage2& part(LogBase& log);
+  template <typename Loader>
+  bool load(std::string_view text, const Loader& loader);
 
   ClsRef<SharedMime> shared_;
   std::uint64_t partId_ = 0;

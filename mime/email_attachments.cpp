@@ -224,9 +224,14 @@ void convertByLadder(std::string_view bytes, std::string& out, LogBase& log) {
 }  // namespace
 
 void Email2::getAttachmentString(std::string_view charset, std::string& out, LogBase& log) const {
+  readAttachmentText(m_body, charset, out, log);
+}
+
+void readAttachmentText(const DataBuffer& body, std::string_view charset, std::string& out,
+                        LogBase& log) {
   constexpr std::size_t kLookedAt = 4096;
-  const std::string_view bytes = m_body.view();
-  const int codePage = codePageOfText(m_body, charset, log);
+  const std::string_view bytes = body.view();
+  const int codePage = codePageOfText(body, charset, log);
   if (codePage != CharsetNaming::kUtf8) {
     EncodingConvert convert;
     DataBuffer utf8;

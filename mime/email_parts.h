@@ -5,6 +5,7 @@
 
 namespace keldane::mime {
 
+class DataBuffer;
 class LogBase;
 class MimeHeader;
 class MimeMessage2;
@@ -24,6 +25,10 @@ void loadHeaderByField(const MimeMessage2& mime, MimeHeader& header, LogBase& lo
 /// Replaces `out` by a body as text: line ends as CR LF, no BOM in front. `nulsToBlanks`: NUL bytes
 /// become blanks.
 void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out);
+
+/// Replaces `out` by the bytes of an attachment as text, in whichever charset they make sense.
+void readAttachmentText(const DataBuffer& body, std::string_view charset, std::string& out,
+                        LogBase& log);
 
 /// ASCII case is ignored.
 [[nodiscard]] bool endsWithNoCase(std::string_view text, std::string_view end);

@@ -5,6 +5,7 @@
 #include "mime/email_parts.h"
 #include "mime/encoding_convert.h"
 #include "mime/log_base.h"
+#include "mime/unlabelled_text.h"
 #include "mime/uu.h"
 
 namespace keldane::mime {
@@ -114,9 +115,15 @@ void Email2::checkFixUnicodeHtml() {
 
 void Email2::detectAndSetCharset(int headerCodePage, LogBase& log) {
   const LogContextExitor context(log, "detectAndSetCharset");
-  if (!hasLatinUtf8Shape(m_body.view())) {
+  if (isMostlyUtf8(m_body.view())) {
+    DataBuffer mended;
+    if (!isValidUtf8(m_body.view()) && appendMendedUtf8(m_body.view(), mended)) {
+      m_body.takeData(mended);
+    }
+  } else {
     for (const int codePage : {headerCodePage, 28591, 28592}) {
-      if (codePage != 0 && checkConvertBody(codePage, log)) return;
+      const bool isLetters = codePage != 0 && codePage != CharsetNaming::kUtf8;
+      if (isLetters && checkConvertBody(codePage, log)) return;
     }
   }
   setCodePage(CharsetNaming::kUtf8);

@@ -20,6 +20,16 @@ struct MimeMessage2::LoadJob {
   bool wasReally1252 = false;
   /// The body just being set stands decoded in the entity already.
   bool bodyIsDecoded = false;
+  /// Something of the message could not be kept.
+  bool outOfMemory = false;
+  /// The text is the bytes of a file that is not UTF-8.
+  bool isFileBytes = false;
+  /// Of such a file: the whole message, and the charset of the first part that names one, looked
+  /// for when the first header without a label of its own needs it.
+  std::string_view wholeText{};
+  int firstDeclared = kNotLookedFor;
+
+  static constexpr int kNotLookedFor = -1;
 };
 
 }  // namespace keldane::mime

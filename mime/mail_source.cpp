@@ -1,28 +1,90 @@
 #include "mime/mail_source.h"
 
+#include <new>
+
+#include "mime/byte_search.h"
+
 namespace keldane::mime {
 namespace {
 
 /// Of a source longer than this nothing is kept beyond its use.
 constexpr std::size_t kLargeBytes = 1U << 20U;
+constexpr std::string_view kNoMemory = "There is not enough memory for this message.";
+
+/// The bytes of which `text` is the reading as ISO Latin 1; nullopt when it is not, as a character
+/// beyond that charset shows.
+std::optional<std::string> latin1Bytes(std::string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  while (!text.empty()) {
+    const std::size_t run = asciiRunLength(text.data(), text.size());
+    bytes.append(text.substr(0, run));
+    text.remove_prefix(run);
+    if (text.empty()) break;
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const bool isLetter = (lead == 0xC2 || lead == 0xC3) && text.size() > 1 &&
+                          (static_cast<unsigned char>(text[1]) & 0xC0U) == 0x80;
+    if (!isLetter) return std::nullopt;
+    bytes += static_cast<char>(((lead & 3U) << 6U) | (static_cast<unsigned char>(text[1]) & 0x3FU));
+    text.remove_prefix(2);
+  }
+  return bytes;
+}
+
+/// The error that a call ended with, out of the story of the call.
+template <typename Object>
+Failure failureOf(const Object& object) {
+  std::string story = object.LastErrorText();
+  std::string_view reason;
+  for (std::string_view rest = story; !rest.empty();) {
+    const std::size_t end = rest.find('\n');
+    const std::string_view line = trimmed(rest.substr(0, end));
+    if (!line.empty() && !line.starts_with("--") && !line.ends_with(':') && line != "Failed.") {
+      reason = line;
+    }
+    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+  }
+  return Failure{std::string(reason.empty() ? kNoMemory : reason)};
+}
 
 }  // namespace
 
-Result<void> MailSource::load(std::string_view text, const Options&) {
+Result<void> MailSource::load(std::string_view text, const Options& options) {
   email_.emplace();
-  if (!mime_->LoadMime(text)) return Failure{mime_->LastErrorText()};
+  try {
+    Result<void> loaded = loadChain(text, options);
+    if (!loaded) clear();
+    return loaded;
+  } catch (const std::bad_alloc&) {
+    clear();
+    return Failure{std::string(kNoMemory)};
+  }
+}
+
+Result<void> MailSource::loadChain(std::string_view text, const Options& options) {
+  std::optional<std::string> bytes;
+  if (options.encoding == SourceEncoding::latin1 && options.declaredCharsets) {
+    bytes = latin1Bytes(text);
+  }
+  const bool isLoaded = bytes ? mime_->LoadMimeBytes(*bytes) : mime_->LoadMime(text);
+  if (!isLoaded) return failureOf(*mime_);
+  bytes.reset();
   dateField_ = mime_->GetHeaderField("Date");
   receivedField_ = mime_->GetHeaderField("received");
   const std::optional<std::string> mimeText = mime_->GetMime();
-  if (!mimeText) return Failure{mime_->LastErrorText()};
+  if (!mimeText) return failureOf(*mime_);
+  // Behind the writing, since it uses the tree up.
+  if (options.visitPart && !mime_->takeLeaves(options.visitPart)) return failureOf(*mime_);
   if (text.size() > kLargeBytes) mime_.emplace();
-  if (!email_->SetFromMimeText(*mimeText)) return Failure{email_->LastErrorText()};
+  if (!email_->SetFromMimeText(*mimeText)) return failureOf(*email_);
   return {};
 }
 
 void MailSource::clear() {
   mime_.emplace();
   email_.emplace();
+  dateField_.reset();
+  receivedField_.reset();
 }
 
 }  // namespace keldane::mime

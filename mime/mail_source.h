@@ -1,11 +1,11 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/result.h"
+#include "mime/part_walk.h"
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"
 
@@ -14,13 +14,6 @@ namespace keldane::mime {
 /// How the bytes of a file became the text of a source. The numbers are those that the archive
 /// notes.
 enum class SourceEncoding { utf8 = 4, latin1 = 5 };
-
-/// One leaf of the tree of parts, as it was decoded.
-struct PartView {
-  std::string_view contentType;  ///< lower case, empty when the part names none
-  std::string_view name;
-  std::string_view body;  ///< of a text part UTF-8, where the engine could make it so
-};
 
 /// A message's source, read in the one way in which every message is read here, so that archive,
 /// viewer and `inspect` see the same texts: the engine loads it, writes it anew, and the e-mail
@@ -32,12 +25,12 @@ class MailSource {
     /// Of a source that was read as ISO Latin 1 the engine gets the bytes of the file, so that each
     /// part is read in the charset it declares.
     bool declaredCharsets = true;
-    /// Called for each leaf of the tree, in the order of the source. May be empty.
-    std::function<void(const PartView&)> visitPart = {};
+    /// Called for each leaf of the tree, see `walkParts`. May be empty.
+    PartVisitor visitPart = {};
   };
 
   /// `text`: UTF-8, without count line and property list. Fails when the engine refuses the text or
-  /// memory runs out; the object is then empty.
+  /// memory runs out; the object is then empty. What `visitPart` throws comes through.
   [[nodiscard]] Result<void> load(std::string_view text, const Options& options);
   /// The e-mail object of the last `load`.
   [[nodiscard]] TnoEmail& email() { return *email_; }
@@ -49,6 +42,8 @@ class MailSource {
   void clear();
 
  private:
+  [[nodiscard]] Result<void> loadChain(std::string_view text, const Options& options);
+
   // Optional only so that what they hold can be given back.
   std::optional<TnoMime> mime_{std::in_place};
   std::optional<TnoEmail> email_{std::in_place};

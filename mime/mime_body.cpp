@@ -6,6 +6,7 @@
 #include "mime/encoding_convert.h"
 #include "mime/html_charset.h"
 #include "mime/load_job.h"
+#include "mime/unlabelled_text.h"
 #include "mime/uu.h"
 
 // The body of an entity without subparts: what it is, how it was encoded, and its way to UTF-8.
@@ -70,6 +71,11 @@ bool hasWindowsBytes(std::string_view text) {
   return false;
 }
 
+/// A text that is ASCII to look at and something else by its label.
+bool isSevenBitForm(std::string_view text, int codePage) {
+  return isSevenBitCharset(codePage) && isAllAscii(text);
+}
+
 /// Room that the decoders ask for, taken beforehand because a buffer left to itself grows in steps
 /// made for large bodies.
 constexpr std::size_t base64Room(std::size_t n) { return n / 4 * 3 + 4; }
@@ -84,7 +90,7 @@ bool beginsWithXHtml(std::string_view body) {
 
 /// A multipart whose parts were not found keeps all its text, still in its transfer encoding.
 void MimeMessage2::keepUnparsed(std::string_view body, LoadJob& job) {
-  setMimeBody8Bit_2(body, job.isUtf8 ? kUtf8 : m_charset.getCodePage(), true, job.log);
+  setRawBody(body, m_charset.getCodePage(), true, job);
 }
 
 void MimeMessage2::parseSinglePart(std::string_view body, LoadJob& job) {
@@ -177,10 +183,10 @@ void MimeMessage2::setMimeBodyByEncoding(std::string_view data, int codePage, bo
     return;
   }
   if (encoding_.equalsIgnoreCase("uuencode")) {
-    setMimeBodyUu(data, codePage, isText, job.log);
+    setMimeBodyUu(data, codePage, isText, job);
     return;
   }
-  setMimeBody8Bit_2(data, job.isUtf8 ? kUtf8 : codePage, isText, job.log);
+  setRawBody(data, codePage, isText, job);
   if (encoding_.equalsIgnoreCase("binary") && contentType_.contentType().equals("message/rfc822")) {
     setContentEncoding("8bit", job.log);
   }
@@ -193,6 +199,8 @@ void MimeMessage2::setMimeBodyBase64(std::string_view data, int codePage, bool i
     m_body.clear();
     if (m_body.ensureBuffer(base64Room(data.size()))) {
       (void)ContentCoding().decodeBase64ToDb(data.data(), data.size(), m_body);
+    } else {
+      job.outOfMemory = true;
     }
   }
   if (!isText || codePage == 0 || codePage == kUtf8) return;
@@ -201,7 +209,7 @@ void MimeMessage2::setMimeBodyBase64(std::string_view data, int codePage, bool i
       !hasNul(m_body.view())) {
     return;
   }
-  convertBodyToUtf8(codePage, job.log);
+  convertBodyToUtf8(codePage, job);
 }
 
 void MimeMessage2::setMimeBodyQP(std::string_view data, int codePage, bool isText, LoadJob& job) {
@@ -213,12 +221,14 @@ void MimeMessage2::setMimeBodyQP(std::string_view data, int codePage, bool isTex
     m_body.clear();
     if (m_body.ensureBuffer(quotedPrintableRoom(data.size()))) {
       (void)coding.decodeQuotedPrintable(data.data(), data.size(), m_body);
+    } else {
+      job.outOfMemory = true;
     }
   }
   if (!isText || beginsWithBom(m_body.view())) return;
   if (codePage == 0 || codePage == kUtf8 || isWide(codePage)) return;
   if (isTrustedLabel(codePage)) {
-    convertBodyToUtf8(codePage, job.log);
+    convertBodyToUtf8(codePage, job);
     return;
   }
   // A mail that declares one charset and carries UTF-8 HTML.
@@ -231,24 +241,39 @@ void MimeMessage2::setMimeBodyQP(std::string_view data, int codePage, bool isTex
     job.wasReally1252 = true;
     codePage = kWindowsLatin1;
   }
-  convertBodyToUtf8(codePage, job.log);
+  convertBodyToUtf8(codePage, job);
 }
 
-void MimeMessage2::setMimeBodyUu(std::string_view data, int codePage, bool isText, LogBase& log) {
+void MimeMessage2::setMimeBodyUu(std::string_view data, int codePage, bool isText, LoadJob& job) {
   DataBuffer decoded;
   StringBuffer name;
   const bool found = Uu::uu_decode2(data, decoded, name) != std::string_view::npos;
   // Without a "begin" line there is nothing to decode, and the text stays.
-  setMimeBody8Bit_2(found ? decoded.view() : data, codePage, isText, log);
-  setContentEncoding("base64", log);
+  if (found) {
+    setMimeBody8Bit_2(decoded.view(), codePage, isText, job);
+  } else {
+    setRawBody(data, codePage, isText, job);
+  }
+  setContentEncoding("base64", job.log);
+}
+
+/// A body that stands in the text as it is, and so in the charset of the text.
+void MimeMessage2::setRawBody(std::string_view data, int codePage, bool isText, LoadJob& job) {
+  if (job.isFileBytes && isText && !isSevenBitForm(data, codePage)) {
+    m_body.clear();
+    if (!appendAllAsUtf8(codePage, data, m_body, job.log)) job.outOfMemory = true;
+    return;
+  }
+  const bool isUtf8 = job.isUtf8 && !isSevenBitForm(data, codePage);
+  setMimeBody8Bit_2(data, isUtf8 ? kUtf8 : codePage, isText, job);
 }
 
 void MimeMessage2::setMimeBody8Bit_2(std::string_view data, int codePage, bool isText,
-                                     LogBase& log) {
-  LogContextExitor context(log, "setMimeBody8Bit_2");
+                                     LoadJob& job) {
+  LogContextExitor context(job.log, "setMimeBody8Bit_2");
   m_body.clear();
   if (!m_body.ensureBuffer(data.size()) || !m_body.append(data)) {
-    log.LogError("Out of memory for the body.");
+    job.outOfMemory = true;
     return;
   }
   if (!isText || codePage == kUtf8) return;
@@ -258,18 +283,20 @@ void MimeMessage2::setMimeBody8Bit_2(std::string_view data, int codePage, bool i
   }
   // Kept: UTF-8 under the label of a single-byte charset is converted like any other text of that
   // charset. No such charset ever fails to convert, and only a failure would tell.
-  convertBodyToUtf8(codePage, log);
+  convertBodyToUtf8(codePage, job);
 }
 
 /// Bytes that the page does not define vanish. When the page cannot be converted at all the body
 /// stays as it is.
-void MimeMessage2::convertBodyToUtf8(int codePage, LogBase& log) {
+void MimeMessage2::convertBodyToUtf8(int codePage, LoadJob& job) {
   const std::string_view body = m_body.view();
   const bool sharesAscii = CharsetNaming::isLatinFamily(codePage) || codePage == kUsAscii;
   if (sharesAscii && isAllAscii(body) && !hasNul(body)) return;
   DataBuffer converted;
-  const bool ok = EncodingConvert().EncConvert(codePage, kUtf8, body, converted, log);
+  const bool ok = EncodingConvert().EncConvert(codePage, kUtf8, body, converted, job.log);
   if (ok || !converted.isEmpty()) m_body.takeData(converted);
+  // UTF-16 of an odd length is all there but for a byte.
+  if (!ok && !converted.isEmpty() && !isWide(codePage)) job.outOfMemory = true;
 }
 
 }  // namespace keldane::mime

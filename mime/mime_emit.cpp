@@ -5,6 +5,7 @@
 #include "mime/content_coding.h"
 #include "mime/encoding_convert.h"
 #include "mime/log_base.h"
+#include "mime/unlabelled_text.h"
 
 // Regeneration: from tree to text.
 namespace keldane::mime {
@@ -23,6 +24,10 @@ bool isTextLike(const StringBuffer& type) {
          type.containsSubstring("json");
 }
 
+bool isEncoded(const StringBuffer& encoding) {
+  return encoding.equalsIgnoreCase("base64") || encoding.equalsIgnoreCase("quoted-printable");
+}
+
 /// The parts of a message in order, each before its own parts.
 template <typename Entity, typename Visit>
 bool visitTree(Entity& entity, const Visit& visit) {
@@ -38,7 +43,9 @@ bool visitTree(Entity& entity, const Visit& visit) {
 /// Writes one tree. `scratch_` is used again for each header and each encoded body.
 class MimeMessage2::Emitter {
  public:
-  Emitter(DataBuffer& out, LogBase& log) : out_(out), log_(log) {}
+  /// `rawAsUtf8`: what goes out as it stands goes out in UTF-8.
+  Emitter(DataBuffer& out, bool rawAsUtf8, LogBase& log)
+      : out_(out), rawAsUtf8_(rawAsUtf8), log_(log) {}
 
   bool assemble2(const MimeMessage2& entity, bool noHeader);
 
@@ -49,8 +56,10 @@ class MimeMessage2::Emitter {
   bool base64(std::string_view bytes);
   bool quotedPrintable(std::string_view bytes);
   bool writesInCharset(const MimeMessage2& entity) const;
+  bool writesSigned(const MimeMessage2& entity) const;
 
   DataBuffer& out_;
+  bool rawAsUtf8_;
   LogBase& log_;
   StringBuffer scratch_;
 };
@@ -73,7 +82,7 @@ bool MimeMessage2::Emitter::parts(const MimeMessage2& entity) {
     const MimeMessage2* part = entity.getPart(i);
     if (!part) continue;
     if (!out_.append("--") || !out_.append(boundary) || !out_.append(kCrLf)) return false;
-    const bool asSigned = i == 0 && !entity.signedData_.isEmpty();
+    const bool asSigned = i == 0 && writesSigned(entity);
     if (asSigned ? !out_.append(entity.signedData_) : !assemble2(*part, false)) return false;
     if (!out_.append(kCrLf)) return false;
   }
@@ -106,9 +115,18 @@ bool MimeMessage2::Emitter::writesInCharset(const MimeMessage2& entity) const {
   }
   const std::string_view body = entity.m_body.view();
   if (CharsetNaming::isLatinFamily(codePage) && isAllAscii(body)) return false;
+  if (rawAsUtf8_ && !isEncoded(entity.encoding_)) {
+    // Where ASCII is not ASCII, the reader cannot tell the text from one in its charset.
+    return isSevenBitCharset(codePage) && isAllAscii(body);
+  }
   // What loading left in its own charset goes out as it came.
   if (CharsetNaming::isWide(codePage)) return body.find('\0') == std::string_view::npos;
   return entity.contentType_.contentType().beginsWith("text/") || isValidUtf8(body);
+}
+
+/// The bytes that were signed, unless they are those of a file in another charset.
+bool MimeMessage2::Emitter::writesSigned(const MimeMessage2& entity) const {
+  return !entity.signedData_.isEmpty() && (!rawAsUtf8_ || isValidUtf8(entity.signedData_.view()));
 }
 
 bool MimeMessage2::Emitter::base64(std::string_view bytes) {
@@ -132,16 +150,23 @@ bool MimeMessage2::Emitter::quotedPrintable(std::string_view bytes) {
 
 bool MimeMessage2::getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const {
   LogContextExitor context(log, "getMimeTextDb");
+  return emit(out, noHeader, false, log);
+}
+
+bool MimeMessage2::emit(DataBuffer& out, bool noHeader, bool rawAsUtf8, LogBase& log) const {
   std::size_t estimate = 0;
   visitTree(*this, [&estimate](const MimeMessage2& entity) {
     const std::size_t size = entity.m_body.getSize();
-    const bool encoded = entity.encoding_.equalsIgnoreCase("base64") ||
-                         entity.encoding_.equalsIgnoreCase("quoted-printable");
-    estimate += kHeaderEstimate + (encoded ? size + size / 2 : size);
+    estimate += kHeaderEstimate + (isEncoded(entity.encoding_) ? size + size / 2 : size);
     return false;
   });
   if (!out.ensureBuffer(estimate)) return false;
-  return Emitter(out, log).assemble2(*this, noHeader);
+  return Emitter(out, rawAsUtf8, log).assemble2(*this, noHeader);
+}
+
+bool MimeMessage2::getMimeTextUtf8(StringBuffer& out, LogBase& log) const {
+  DataBuffer text;
+  return emit(text, false, true, log) && out.takeFromDb(text);
 }
 
 bool MimeMessage2::getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const {
@@ -178,21 +203,6 @@ void MimeMessage2::restoreBinarySafeForString(LogBase& log) {
     if (entity.binarySafeMarker_ == 1) entity.setContentEncoding("binary", log);
     entity.binarySafeMarker_ = 0;
     return false;
-  });
-}
-
-bool MimeMessage2::find8bitInfo(_tnCharset& charset) const {
-  return visitTree(*this, [&charset](const MimeMessage2& entity) {
-    const StringBuffer& type = entity.contentType_.contentType();
-    const bool textLike = type.beginsWith("text/") || type.beginsWith("application/xml") ||
-                          type.beginsWith("application/json");
-    const bool raw =
-        entity.encoding_.equalsIgnoreCase("8bit") || entity.encoding_.equalsIgnoreCase("binary");
-    if (!textLike || !raw || entity.m_charset.getCodePage() == 0 || entity.m_body.is7bit(0)) {
-      return false;
-    }
-    charset.copy(entity.m_charset);
-    return true;
   });
 }
 

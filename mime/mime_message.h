@@ -58,10 +58,14 @@ class MimeMessage2 : public TarnellObjectWithId {
   void clear();
 
   // Loading. `isUtf8`: the text has come as UTF-8, so headers are known to be and bodies without a
-  // transfer encoding are not converted. False, and the entity empty: null data, no memory, or the
-  // limit on the header.
+  // transfer encoding are not converted, but for charsets of seven bits. False, and the entity
+  // empty: null data, no memory, or the limit on the header.
   bool loadMimeComplete(const StringBuffer& text, LogBase& log, bool isUtf8);
   bool loadMimeComplete(std::string_view text, LogBase& log, bool isUtf8);
+  /// The bytes of a file that is not UTF-8: each text is read in the charset that its part
+  /// declares, raw 8-bit headers in that of the first part that names one, and what no charset
+  /// explains as ISO Latin 1.
+  bool loadFileBytes(std::string_view bytes, LogBase& log);
   /// Without the repair of line ends.
   bool loadMimeCompleteDb(const DataBuffer& bytes, LogBase& log);
   /// `charsetClue`: a charset met earlier in the message, for headers of unknown charset; filled in
@@ -73,6 +77,9 @@ class MimeMessage2 : public TarnellObjectWithId {
 
   // Regeneration; appended to `out`. `noHeader`: the content alone.
   bool getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const;
+  /// Replaces `out` by the message with its raw texts in UTF-8, whatever charsets they declare: a
+  /// text to be loaded again with `isUtf8`.
+  bool getMimeTextUtf8(StringBuffer& out, LogBase& log) const;
   bool getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const;
   /// The header alone, with its non-ASCII text as encoded words of the entity's charset and without
   /// the blank line behind it.
@@ -140,19 +147,20 @@ class MimeMessage2 : public TarnellObjectWithId {
   /// remembers it; `restoreBinarySafeForString` takes it back.
   void makeBinarySafeForString(LogBase& log);
   void restoreBinarySafeForString(LogBase& log);
-  /// The charset of the first text of the tree that will be written with raw 8-bit bytes; false,
-  /// and `charset` as it was, when there is none.
-  bool find8bitInfo(_tnCharset& charset) const;
 
  private:
   struct LoadJob;
   struct Delimiter;
 
   // mime_parse.cpp
+  bool loadWhole(const char* data, std::size_t n, LoadJob& job);
   bool loadEntity(std::string_view text, LoadJob& job, int depth);
   void loadWithHeader(std::string_view text, std::size_t headerSize, std::string_view terminator,
                       LoadJob& job, int depth);
   bool loadWithoutHeaderEnd(std::string_view text, std::size_t originalSize, LoadJob& job);
+  void loadHeader(std::string_view text, std::string_view terminator, std::size_t headerSize,
+                  LoadJob& job);
+  void loadHeaderOfFile(std::string_view header, LoadJob& job);
   void cacheAll(LogBase& log);
   void cacheDisposition(LogBase& log);
   void parseMimeBody(std::string_view body, LoadJob& job, int depth);
@@ -172,12 +180,14 @@ class MimeMessage2 : public TarnellObjectWithId {
   void setMimeBodyByEncoding(std::string_view data, int codePage, bool isText, LoadJob& job);
   void setMimeBodyBase64(std::string_view data, int codePage, bool isText, LoadJob& job);
   void setMimeBodyQP(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setMimeBodyUu(std::string_view data, int codePage, bool isText, LogBase& log);
-  void setMimeBody8Bit_2(std::string_view data, int codePage, bool isText, LogBase& log);
-  void convertBodyToUtf8(int codePage, LogBase& log);
+  void setMimeBodyUu(std::string_view data, int codePage, bool isText, LoadJob& job);
+  void setMimeBody8Bit_2(std::string_view data, int codePage, bool isText, LoadJob& job);
+  void setRawBody(std::string_view data, int codePage, bool isText, LoadJob& job);
+  void convertBodyToUtf8(int codePage, LoadJob& job);
 
   // mime_emit.cpp
   class Emitter;
+  bool emit(DataBuffer& out, bool noHeader, bool rawAsUtf8, LogBase& log) const;
 
   std::uint32_t stamp_ = Stamps::kMimeMessage2;
   _tnCharset m_charset;

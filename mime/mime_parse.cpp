@@ -8,6 +8,7 @@
 #include "mime/content_coding.h"
 #include "mime/header_end.h"
 #include "mime/load_job.h"
+#include "mime/unlabelled_text.h"
 
 // Loading: from text to tree. Where a body goes is told in mime_body.cpp.
 namespace keldane::mime {
@@ -31,6 +32,7 @@ std::string_view withoutOneLineEnd(std::string_view text) {
   return text.starts_with('\n') ? text.substr(1) : text;
 }
 
+constexpr std::string_view kNoMemory = "There is not enough memory for this message.";
 constexpr int kDeepNesting = 32;
 constexpr std::size_t kNearby = 100000;
 
@@ -97,13 +99,31 @@ bool MimeMessage2::loadMimeCompleteDb(const DataBuffer& bytes, LogBase& log) {
 bool MimeMessage2::loadMimeComplete2(const char* data, std::size_t n, bool fixLineEnds,
                                      StringBuffer& charsetClue, LogBase& log, bool isUtf8) {
   LogContextExitor context(log, "loadMimeComplete2");
+  LoadJob job{fixLineEnds, isUtf8, charsetClue, log};
+  return loadWhole(data, n, job);
+}
+
+bool MimeMessage2::loadFileBytes(std::string_view bytes, LogBase& log) {
+  LogContextExitor context(log, "loadFileBytes");
+  StringBuffer charsetClue;
+  LoadJob job{true, false, charsetClue, log};
+  job.isFileBytes = true;
+  return loadWhole(bytes.data() ? bytes.data() : "", bytes.size(), job);
+}
+
+bool MimeMessage2::loadWhole(const char* data, std::size_t n, LoadJob& job) {
   if (!data || n > std::numeric_limits<std::uint32_t>::max()) {
     clear();
-    log.LogError(data ? "The MIME text is too large." : "No MIME text.");
+    job.log.LogError(data ? "The MIME text is too large." : "No MIME text.");
     return false;
   }
-  LoadJob job{fixLineEnds, isUtf8, charsetClue, log};
-  return loadEntity({data, n}, job, 0);
+  job.wholeText = {data, n};
+  if (!loadEntity(job.wholeText, job, 0)) return false;
+  if (!job.outOfMemory) return true;
+  // A message of which a part is missing must not pass for the whole.
+  clear();
+  job.log.LogError(kNoMemory);
+  return false;
 }
 
 bool MimeMessage2::loadEntity(std::string_view text, LoadJob& job, int depth) {
@@ -112,7 +132,7 @@ bool MimeMessage2::loadEntity(std::string_view text, LoadJob& job, int depth) {
   DataBuffer repaired;
   HeaderEnd end;
   if (!findEndOfHeader2(text, job.fixLineEnds, job.noPairs, repaired, end, job.log)) {
-    job.log.LogError("Out of memory for the repair of line endings.");
+    job.log.LogError(kNoMemory);
     return false;
   }
   // Once the whole message went through the repair, or did not need it, its parts are clean too.
@@ -128,13 +148,39 @@ void MimeMessage2::loadWithHeader(std::string_view text, std::size_t headerSize,
     // An undeclared charset is looked for in all that follows the header. Far below any nesting of
     // real mail it is looked for nearby only, or the same text is searched at every level.
     const std::string_view all = depth > kDeepNesting ? text.substr(0, headerSize + kNearby) : text;
-    header_.loadMimeHeaderText(all, terminator, job.isUtf8 ? CharsetNaming::kUtf8 : 0,
-                               &job.charsetClue, job.log, headerSize);
+    loadHeader(all, terminator, headerSize, job);
   }
   cacheAll(job.log);
   const std::string_view body = withoutOneLineEnd(withoutOneLineEnd(text.substr(headerSize)));
   if (!body.empty()) parseMimeBody(body, job, depth);
   bodyLoaded_ = true;
+}
+
+void MimeMessage2::loadHeader(std::string_view text, std::string_view terminator,
+                              std::size_t headerSize, LoadJob& job) {
+  const std::string_view header = text.substr(0, headerSize);
+  if (job.isFileBytes && !isValidUtf8(header)) {
+    loadHeaderOfFile(header, job);
+    return;
+  }
+  const bool isUtf8 = job.isUtf8 || job.isFileBytes;
+  header_.loadMimeHeaderText(text, terminator, isUtf8 ? CharsetNaming::kUtf8 : 0, &job.charsetClue,
+                             job.log, headerSize);
+}
+
+/// A header with raw letters in another charset: its own label, else the first of the message.
+void MimeMessage2::loadHeaderOfFile(std::string_view header, LoadJob& job) {
+  int codePage = firstDeclaredPage(header);
+  if (codePage == 0) {
+    if (job.firstDeclared == LoadJob::kNotLookedFor) {
+      job.firstDeclared = firstDeclaredPage(job.wholeText);
+    }
+    codePage = job.firstDeclared;
+  }
+  DataBuffer utf8;
+  if (!appendAllAsUtf8(codePage, header, utf8, job.log)) job.outOfMemory = true;
+  header_.loadMimeHeaderText(utf8.view(), MimeHeader::kTerminator, CharsetNaming::kUtf8,
+                             &job.charsetClue, job.log, utf8.getSize());
 }
 
 bool MimeMessage2::loadWithoutHeaderEnd(std::string_view text, std::size_t originalSize,
@@ -147,7 +193,7 @@ bool MimeMessage2::loadWithoutHeaderEnd(std::string_view text, std::size_t origi
         "Parsing MIME assuming an empty header.  The default content-type is text/plain.");
     header_.addMimeField("Content-Type", "text/plain", job.log);
     cacheAll(job.log);
-    setMimeBody8Bit_2(text, job.isUtf8 ? CharsetNaming::kUtf8 : 0, true, job.log);
+    setMimeBodyByEncoding(text, 0, true, job);
     return true;
   }
   if (originalSize >= kHeaderTooLarge) {
@@ -156,8 +202,7 @@ bool MimeMessage2::loadWithoutHeaderEnd(std::string_view text, std::size_t origi
     return false;
   }
   job.log.LogInfo("Assuming the entire MIME message is a header with no body.");
-  header_.loadMimeHeaderText(text, MimeHeader::kTerminator, job.isUtf8 ? CharsetNaming::kUtf8 : 0,
-                             &job.charsetClue, job.log, text.size());
+  loadHeader(text, MimeHeader::kTerminator, text.size(), job);
   cacheAll(job.log);
   return true;
 }
@@ -296,15 +341,17 @@ bool MimeMessage2::loadPart(std::string_view text, LoadJob& job, int depth) {
   std::unique_ptr<MimeMessage2> part(new (std::nothrow) MimeMessage2);
   if (!part) {
     job.log.LogError("Out of memory allocating MimeMessage2.");
+    job.outOfMemory = true;
     return false;
   }
   (void)part->loadEntity(text, job, depth + 1);
   // Signatures of this kind cover the bytes as they came, and a rewritten part would break them.
   if (subparts_.isEmpty() && isMultipartSigned(job.log) &&
       !contentType_.protocol().equalsIgnoreCase("application/pgp-signature")) {
-    (void)(signedData_.ensureBuffer(text.size()) && signedData_.append(text));
+    if (!signedData_.ensureBuffer(text.size()) || !signedData_.append(text)) job.outOfMemory = true;
   }
-  return appendPart(std::move(part));
+  if (!appendPart(std::move(part))) job.outOfMemory = true;
+  return !job.outOfMemory;
 }
 
 void MimeMessage2::renameBoundaryTo7bit(LogBase& log) {

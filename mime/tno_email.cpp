@@ -5,6 +5,7 @@
 
 #include "mime/cls_email.h"
 #include "mime/tarnell_sys_time.h"
+#include "mime/unlabelled_text.h"
 
 namespace keldane::mime {
 
@@ -21,6 +22,17 @@ class TnEmail : public TnMultiByteBase {
       std::string out;
       if (!call(cls(), out)) return std::nullopt;
       return out;
+    });
+  }
+  /// The same for a text that is shown: UTF-8 whatever the message held, and no BOM in front.
+  template <typename Call>
+  std::optional<std::string> shownText(const Call& call) {
+    return text([&call](ClsEmail& mail, std::string& out) {
+      constexpr std::string_view kBom = "\xEF\xBB\xBF";
+      if (!call(mail, out)) return false;
+      if (out.starts_with(kBom)) out.erase(0, kBom.size());
+      mendUtf8(out);
+      return true;
     });
   }
   template <typename Result, typename Call>
@@ -47,20 +59,21 @@ bool TnoEmail::SetFromMimeText(std::string_view text) {
 }
 
 std::optional<std::string> TnoEmail::GetHeaderField(std::string_view name) {
-  return impl_->text(
+  return impl_->shownText(
       [name](ClsEmail& mail, std::string& out) { return mail.GetHeaderField(name, out); });
 }
 
 std::optional<std::string> TnoEmail::Subject() {
-  return impl_->text([](ClsEmail& mail, std::string& out) { return mail.get_Subject(out); });
+  return impl_->shownText([](ClsEmail& mail, std::string& out) { return mail.get_Subject(out); });
 }
 
 std::optional<std::string> TnoEmail::From() {
-  return impl_->text([](ClsEmail& mail, std::string& out) { return mail.get_From(out); });
+  return impl_->shownText([](ClsEmail& mail, std::string& out) { return mail.get_From(out); });
 }
 
 std::optional<std::string> TnoEmail::FromAddress() {
-  return impl_->text([](ClsEmail& mail, std::string& out) { return mail.get_FromAddress(out); });
+  return impl_->shownText(
+      [](ClsEmail& mail, std::string& out) { return mail.get_FromAddress(out); });
 }
 
 int TnoEmail::NumTo() {
@@ -68,11 +81,12 @@ int TnoEmail::NumTo() {
 }
 
 std::optional<std::string> TnoEmail::GetTo(int index) {
-  return impl_->text([index](ClsEmail& mail, std::string& out) { return mail.GetTo(index, out); });
+  return impl_->shownText(
+      [index](ClsEmail& mail, std::string& out) { return mail.GetTo(index, out); });
 }
 
 std::optional<std::string> TnoEmail::GetToAddr(int index) {
-  return impl_->text(
+  return impl_->shownText(
       [index](ClsEmail& mail, std::string& out) { return mail.GetToAddr(index, out); });
 }
 
@@ -81,11 +95,12 @@ int TnoEmail::NumCC() {
 }
 
 std::optional<std::string> TnoEmail::GetCC(int index) {
-  return impl_->text([index](ClsEmail& mail, std::string& out) { return mail.GetCC(index, out); });
+  return impl_->shownText(
+      [index](ClsEmail& mail, std::string& out) { return mail.GetCC(index, out); });
 }
 
 std::optional<std::string> TnoEmail::GetCcAddr(int index) {
-  return impl_->text(
+  return impl_->shownText(
       [index](ClsEmail& mail, std::string& out) { return mail.GetCcAddr(index, out); });
 }
 
@@ -102,7 +117,8 @@ bool TnoEmail::HasPlainTextBody() {
 }
 
 std::optional<std::string> TnoEmail::GetPlainTextBody() {
-  return impl_->text([](ClsEmail& mail, std::string& out) { return mail.GetPlainTextBody(out); });
+  return impl_->shownText(
+      [](ClsEmail& mail, std::string& out) { return mail.GetPlainTextBody(out); });
 }
 
 bool TnoEmail::HasHtmlBody() {
@@ -110,7 +126,7 @@ bool TnoEmail::HasHtmlBody() {
 }
 
 std::optional<std::string> TnoEmail::GetHtmlBody() {
-  return impl_->text([](ClsEmail& mail, std::string& out) { return mail.GetHtmlBody(out); });
+  return impl_->shownText([](ClsEmail& mail, std::string& out) { return mail.GetHtmlBody(out); });
 }
 
 int TnoEmail::NumAttachments() {
@@ -118,12 +134,12 @@ int TnoEmail::NumAttachments() {
 }
 
 std::optional<std::string> TnoEmail::GetAttachmentFilename(int index) {
-  return impl_->text(
+  return impl_->shownText(
       [index](ClsEmail& mail, std::string& out) { return mail.GetAttachmentFilename(index, out); });
 }
 
 std::optional<std::string> TnoEmail::GetAttachmentContentType(int index) {
-  return impl_->text([index](ClsEmail& mail, std::string& out) {
+  return impl_->shownText([index](ClsEmail& mail, std::string& out) {
     return mail.GetAttachmentContentType(index, out);
   });
 }
@@ -135,13 +151,13 @@ std::optional<std::string> TnoEmail::GetAttachmentData(int index) {
 
 std::optional<std::string> TnoEmail::GetAttachmentAttr(int index, std::string_view fieldName,
                                                        std::string_view attrName) {
-  return impl_->text([&](ClsEmail& mail, std::string& out) {
+  return impl_->shownText([&](ClsEmail& mail, std::string& out) {
     return mail.GetAttachmentAttr(index, fieldName, attrName, out);
   });
 }
 
 std::optional<std::string> TnoEmail::GetAttachmentString(int index, std::string_view charset) {
-  return impl_->text([&](ClsEmail& mail, std::string& out) {
+  return impl_->shownText([&](ClsEmail& mail, std::string& out) {
     return mail.GetAttachmentString(index, charset, out);
   });
 }
@@ -151,12 +167,12 @@ int TnoEmail::NumRelatedItems() {
 }
 
 std::optional<std::string> TnoEmail::GetRelatedFilename(int index) {
-  return impl_->text(
+  return impl_->shownText(
       [index](ClsEmail& mail, std::string& out) { return mail.GetRelatedFilename(index, out); });
 }
 
 std::optional<std::string> TnoEmail::GetRelatedContentType(int index) {
-  return impl_->text(
+  return impl_->shownText(
       [index](ClsEmail& mail, std::string& out) { return mail.GetRelatedContentType(index, out); });
 }
 
@@ -167,13 +183,13 @@ std::optional<std::string> TnoEmail::GetRelatedData(int index) {
 
 std::optional<std::string> TnoEmail::GetRelatedAttr(int index, std::string_view fieldName,
                                                     std::string_view attrName) {
-  return impl_->text([&](ClsEmail& mail, std::string& out) {
+  return impl_->shownText([&](ClsEmail& mail, std::string& out) {
     return mail.GetRelatedAttr(index, fieldName, attrName, out);
   });
 }
 
 std::optional<std::string> TnoEmail::GetRelatedString(int index, std::string_view charset) {
-  return impl_->text(
+  return impl_->shownText(
       [&](ClsEmail& mail, std::string& out) { return mail.GetRelatedString(index, charset, out); });
 }
 

@@ -38,6 +38,14 @@ bool TnoMime::LoadMime(std::string_view text) {
   return impl_->run([text](ClsMime& mime) { return mime.LoadMimeUtf8(text); });
 }
 
+bool TnoMime::LoadMimeBytes(std::string_view bytes) {
+  return impl_->run([bytes](ClsMime& mime) { return mime.LoadMimeBytes(bytes); });
+}
+
+bool TnoMime::takeLeaves(const PartVisitor& visit) {
+  return impl_->run([&visit](ClsMime& mime) { return mime.takeLeaves(visit); });
+}
+
 std::optional<std::string> TnoMime::GetMime() {
   std::optional<std::string> result;
   const bool ok = impl_->run([&result](ClsMime& mime) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "mime/part_walk.h"
+
 namespace keldane::mime {
 
 class TnMime;
@@ -21,10 +23,16 @@ class TnoMime {
   /// Parses the text, however broken it is. False for a text of 20 MB or more in which no header
   /// ends; the object is then empty.
   bool LoadMime(std::string_view text);
+  /// The same for the bytes of a file that is not UTF-8: each part is read in the charset it
+  /// declares, and what no charset explains as ISO Latin 1. All that comes back is UTF-8.
+  bool LoadMimeBytes(std::string_view bytes);
   /// The message written anew from the tree, as UTF-8 text.
   std::optional<std::string> GetMime();
   /// First field of that name, in any case, encoded words decoded; nullopt when missing.
   std::optional<std::string> GetHeaderField(std::string_view name);
+  /// Shows each leaf of the tree, see `walkParts`, and uses the tree up: the object is to be loaded
+  /// anew. False: no memory.
+  bool takeLeaves(const PartVisitor& visit);
   /// The tree as indented lines, one a part: type, charset, encoding, disposition, name, body size.
   std::string describeTree();
 

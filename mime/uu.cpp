@@ -47,8 +47,9 @@ bool showsMode(std::string_view behindBegin) {
   return digits >= 3 && digits <= 6;
 }
 
-/// Offset of the next "begin" line with a mode; npos when there is none.
-std::size_t findBegin(std::string_view text) {
+}  // namespace
+
+std::size_t Uu::findBegin(std::string_view text) {
   for (std::size_t at = findBytes(text, "begin "); at != std::string_view::npos;
        at = findBytes(text, "begin ", at + 1)) {
     const bool beginsLine = at == 0 || text[at - 1] == '\n' || text[at - 1] == '\r';
@@ -57,7 +58,20 @@ std::size_t findBegin(std::string_view text) {
   return std::string_view::npos;
 }
 
-}  // namespace
+std::size_t Uu::sizeOfFile(std::string_view text) {
+  std::size_t at = 0;
+  takeLine(text, at);
+  while (at < text.size()) {
+    const std::string_view line = takeLine(text, at);
+    if (trimmed(line) == "end") return at;
+    if (line.empty()) continue;
+    const bool isInRange = line.front() >= ' ' && line.front() <= '`';
+    // A line holds four characters for three bytes, or fewer where blanks at its end were cut.
+    const auto length = static_cast<std::size_t>(sextet(line.front()));
+    if (!isInRange || line.size() > 3 + (length + 2) / 3 * 4) return 0;
+  }
+  return 0;
+}
 
 std::size_t Uu::uu_decode2(std::string_view text, DataBuffer& out, StringBuffer& name) {
   std::size_t at = findBegin(text);

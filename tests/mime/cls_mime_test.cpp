@@ -128,16 +128,6 @@ TEST(TnoMime, KeepsBinaryOutOfTheText) {
   }
 }
 
-TEST(TnoMime, GivesUtf8WhenAPartIsWrittenRaw) {
-  const std::string text =
-      "Content-Type: text/plain; charset=iso-8859-1\nContent-Transfer-Encoding: "
-      "8bit\n\ncaf\xC3\xA9";
-  EXPECT_THAT(regenerated(text), testing::EndsWith("\r\n\r\ncaf\xC3\xA9"));
-  // Without that encoding nothing tells, and the text holds the bytes of the charset.
-  EXPECT_THAT(regenerated("Content-Type: text/plain; charset=iso-8859-1\n\ncaf\xC3\xA9"),
-              testing::EndsWith("\r\n\r\ncaf\xE9"));
-}
-
 TEST(ClsMime, StartsAfreshWhenItsPartIsGone) {
   auto* shared = new SharedMime;
   LogNull log;
