@@ -21,6 +21,8 @@ void CurrentMessage::clearForNextMessage() {
   }
   msgParts.clear();
   hasHtmlPart = false;
+  tags = {};  // a rule's category is not for the message behind it
+  contentSha256.clear();
 }
 
 }  // namespace keldane

@@ -14,8 +14,7 @@ struct MessagePart {
   std::string data;
 };
 
-/// Tags of the message at hand. They live longer than the message: a file's property list or a rule
-/// sets them, and they stay until the next property list or the store step clears them.
+/// Tags of the message at hand: those of its file's property list, and what the rules add.
 struct MessageTags {
   std::string tagCategory;
   std::string tagKeywords;
@@ -47,10 +46,11 @@ struct CurrentMessage {
   std::vector<MessagePart> msgParts;
   bool hasHtmlPart = false;
   MessageTags tags;
-  SourceOrigin origin;      ///< of `msgOriginal`
-  std::string currentPath;  ///< file being read, for the lines of the log
+  SourceOrigin origin;        ///< of `msgOriginal`
+  std::string contentSha256;  ///< see app/content_digest.h; empty when it is not known
+  std::string currentPath;    ///< file being read, for the lines of the log
 
-  /// Empties what the reader refills for each message. Mailbox, tags and path stay, and so does
+  /// Empties what the reader refills for each message. Mailbox, origin and path stay, and so does
   /// `msgMailto`, which only an export fills.
   void clearForNextMessage();
 };

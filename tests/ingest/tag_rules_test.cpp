@@ -88,5 +88,18 @@ TEST(TagRules, FiringRulesGatherTags) {
   EXPECT_EQ(message.tags.tagPriority, "") << "an empty priority is not filled";
 }
 
+TEST(TagRules, ACategoryDoesNotReachTheNextMessage) {
+  TagRule garden = rule("any", {{"subject", "contains", "invoice"}});
+  garden.tagOrExclude = 0;
+  garden.ruleCat = "Garden";
+  CurrentMessage message = mail();
+  message.tags.tagNotes = "of this file";
+  ASSERT_FALSE(checkTagRules({garden}, message).exclude);
+  EXPECT_EQ(message.tags.tagCategory, "Garden");
+  message.clearForNextMessage();
+  ASSERT_FALSE(checkTagRules({garden}, message).exclude);
+  EXPECT_FALSE(message.tags.any());
+}
+
 }  // namespace
 }  // namespace keldane
