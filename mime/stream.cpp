@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,6 +24,8 @@ constexpr std::size_t kChunk = 65536;
 /// A piece that outgrows this leaves the buffer in blocks, so that it is not copied at every
 /// growth.
 constexpr std::size_t kSideBlock = 1048600;
+/// Of a piece that is too long so much is held, so that its caller sees how it ends.
+constexpr std::size_t kKeptBytes = 64;
 constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
 }  // namespace
@@ -32,16 +35,16 @@ bool _tnFileDataSource::openDataSourceFile(const std::string& path, LogBase& log
   // Without waiting, or the open of a pipe would hang until somebody writes to it.
   fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat info = {};
-  const char* reason = nullptr;
+  reason_.clear();
   if (fd_ < 0 || ::fstat(fd_, &info) != 0) {
-    reason = std::strerror(errno);
+    reason_ = std::strerror(errno);
   } else if (!S_ISREG(info.st_mode)) {
-    reason = "not a regular file";
+    reason_ = "not a regular file";
   }
-  if (reason) {
+  if (!reason_.empty()) {
     log.LogError("Failed to open the source file.");
     log.LogData("path", path);
-    log.LogData("reason", reason);
+    log.LogData("reason", reason_);
     close();
     return false;
   }
@@ -57,8 +60,9 @@ long _tnFileDataSource::read(char* to, std::size_t n, LogBase& log) {
     got = ::read(fd_, to, wanted);
   } while (got < 0 && errno == EINTR);
   if (got < 0) {
+    reason_ = std::strerror(errno);
     log.LogError("Failed to read the source file.");
-    log.LogData("reason", std::strerror(errno));
+    log.LogData("reason", reason_);
     return -1;
   }
   remaining_ = got == 0 ? 0 : remaining_ - static_cast<std::uint64_t>(got);
@@ -99,6 +103,12 @@ ClsStream::ReadFailReason ClsStream::readFailReason() const {
   return failReason_;
 }
 
+std::string ClsStream::failureText() const {
+  CritSecExitor lock(*this);
+  if (failReason_ == kNoSource) return "No source for the stream.";
+  return failReason_ == kFailed ? failureText_ : std::string();
+}
+
 std::uint64_t ClsStream::offsetBytes() const {
   CritSecExitor lock(*this);
   return offset_;
@@ -113,6 +123,8 @@ void ClsStream::forget() {
   source_.close();
   buffer_.reset();
   side_.clear();
+  sideBytes_ = 0;
+  isTooLong_ = false;
   capacity_ = begin_ = end_ = 0;
   offset_ = 0;
   sourceAtEnd_ = false;
@@ -137,6 +149,12 @@ void ClsStream::makeRoom() {
   end_ = size;
 }
 
+bool ClsStream::fail(const std::string& reason) {
+  failReason_ = kFailed;
+  failureText_ = reason;
+  return false;
+}
+
 /// True when bytes came in. The end is known as soon as the last bytes are in, not at the read
 /// behind them.
 bool ClsStream::readChunk(LogBase& log) {
@@ -147,33 +165,46 @@ bool ClsStream::readChunk(LogBase& log) {
       log.LogError("No source for the stream.");
       return false;
     }
-    if (!source_.openDataSourceFile(path_, log)) {
-      failReason_ = kFailed;
-      return false;
-    }
+    if (!source_.openDataSourceFile(path_, log)) return fail(source_.reason());
   }
   makeRoom();
   const long got = source_.read(buffer_.get() + end_, kChunk, log);
-  if (got < 0) {
-    failReason_ = kFailed;
-    return false;
-  }
+  if (got < 0) return fail(source_.reason());
   end_ += static_cast<std::size_t>(got);
   failReason_ = kNone;
   sourceAtEnd_ = source_.remaining() == 0;
   return got != 0;
 }
 
+/// The first `size` unread bytes leave the buffer; the last `kept` bytes of a piece are held even
+/// if it is too long.
+void ClsStream::moveAside(std::size_t size, std::size_t kept) {
+  if (isTooLong_ || sideBytes_ + size > limit_) {
+    isTooLong_ = true;
+    offset_ += sideBytes_ + size - kept;
+    side_.clear();
+    sideBytes_ = 0;
+    size -= kept;
+  } else {
+    side_.emplace_back(buffer_.get() + begin_, size);
+    sideBytes_ += size;
+  }
+  begin_ += size;
+}
+
 /// Moves the piece, which ends `size` bytes into the buffer's unread part, to `out`.
 void ClsStream::handOut(std::size_t size, std::string& out) {
-  std::size_t total = size;
-  for (const std::string& block : side_) total += block.size();
-  out.reserve(total);
-  for (std::string& block : side_) {
-    out.append(block);
-    std::string().swap(block);
+  const std::uint64_t total = sideBytes_ + size;
+  if (total > limit_) isTooLong_ = true;
+  if (!isTooLong_) {
+    out.reserve(total);
+    for (std::string& block : side_) {
+      out.append(block);
+      std::string().swap(block);
+    }
   }
   side_.clear();
+  sideBytes_ = 0;
   out.append(buffer_.get() + begin_, size);
   begin_ += size;
   offset_ += total;
@@ -204,9 +235,8 @@ bool ClsStream::receiveUntilMatch(std::string_view match, std::string& out, LogB
     const std::size_t size = end_ - begin_;
     if (size >= match.size()) searched = std::max(searched, size - (match.size() - 1));
     if (searched > kSideBlock) {
-      side_.emplace_back(buffer_.get() + begin_, searched);
-      begin_ += searched;
-      searched = 0;
+      moveAside(searched, kKeptBytes);
+      searched = isTooLong_ ? kKeptBytes : 0;
     }
     if (readChunk(log)) continue;
     if (sourceAtEnd_) {
@@ -247,7 +277,7 @@ bool ClsStream::ReadUntilMatch(std::string_view match, std::string& out) {
       out.assign(text.view());
     }
   } catch (const std::bad_alloc&) {
-    failReason_ = kFailed;
+    fail("Out of memory.");
     log.LogError("Out of memory.");
     out.clear();
     return call.finish(false);
@@ -256,6 +286,33 @@ bool ClsStream::ReadUntilMatch(std::string_view match, std::string& out) {
   while (!out.empty() && out.back() == '\0') out.pop_back();
   if (out.empty() && sourceAtEnd_) failReason_ = kEndOfStream;
   return call.finish(!out.empty());
+}
+
+bool ClsStream::ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes,
+                                    std::string& out, bool& isTooLong) {
+  ClsCall call(*this, "ReadBytesUntilMatch");
+  out.clear();
+  isTooLong = false;
+  if (!call.ok()) return false;
+  if (match.empty()) {
+    call.log().LogError("Match string is zero length.");
+    return call.finish(false);
+  }
+  bool any = false;
+  try {
+    const std::uint64_t before = offset_;
+    limit_ = limitBytes;
+    receiveUntilMatch(match, out, call.log());
+    any = offset_ != before;
+  } catch (const std::bad_alloc&) {
+    fail("Out of memory.");
+    call.log().LogError("Out of memory.");
+    out.clear();
+  }
+  limit_ = kNoLimit;
+  isTooLong = std::exchange(isTooLong_, false);
+  if (isTooLong && out.size() > kKeptBytes) out.erase(0, out.size() - kKeptBytes);
+  return call.finish(any);
 }
 
 }  // namespace keldane::mime

@@ -27,8 +27,11 @@ class _tnFileDataSource {
   /// Bytes read, at most `n`; 0 at the end, also when the file has become shorter; -1 on an error.
   long read(char* to, std::size_t n, LogBase& log);
   void close();
+  /// The system's reason for the last failure.
+  [[nodiscard]] const std::string& reason() const { return reason_; }
 
  private:
+  std::string reason_;
   int fd_ = -1;
   std::uint64_t remaining_ = 0;
 };
@@ -58,22 +61,34 @@ class ClsStream : public ClsBase {
   /// is changed or checked while the charset is utf-8. False, and `out` empty, when nothing is left
   /// or the file cannot be read; the file's bytes are then still to be handed out.
   bool ReadUntilMatch(std::string_view match, std::string& out);
+  /// Replaces `out` by the bytes of the file up to and including the next `match`, or up to its
+  /// end; nothing is left out, and the charset does not matter. A piece of more than `limitBytes`
+  /// is passed over without being held: `isTooLong` says so, and `out` has its last 64 bytes.
+  /// False, and `out` empty, when nothing is left or the file cannot be read.
+  bool ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes, std::string& out,
+                           bool& isTooLong);
   /// The source has been read to its end and every byte of it handed out. Stays false for a file
   /// that cannot be read.
   [[nodiscard]] bool get_EndOfStream() const;
   [[nodiscard]] ReadFailReason readFailReason() const;
+  /// Why the file could not be read, in the system's words; empty unless a read has failed.
+  [[nodiscard]] std::string failureText() const;
   /// Offset in the file of the next byte to be handed out.
   [[nodiscard]] std::uint64_t offsetBytes() const;
   /// Closes the source and forgets what was read; path and charset stay.
   void Reset();
 
  private:
+  static constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
+
   ~ClsStream() override;
 
   [[nodiscard]] std::string_view unread() const { return {buffer_.get() + begin_, end_ - begin_}; }
   bool receiveUntilMatch(std::string_view match, std::string& out, LogBase& log);
   bool readChunk(LogBase& log);
+  bool fail(const std::string& reason);
   void makeRoom();
+  void moveAside(std::size_t size, std::size_t kept);
   void handOut(std::size_t size, std::string& out);
   void putBack();
   void forget();
@@ -88,9 +103,13 @@ class ClsStream : public ClsBase {
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::vector<std::string> side_;
+  std::uint64_t sideBytes_ = 0;
+  std::uint64_t limit_ = kNoLimit;  ///< of the piece at hand
+  bool isTooLong_ = false;          ///< the piece at hand is; its beginning is gone
   std::uint64_t offset_ = 0;
   bool sourceAtEnd_ = false;
   ReadFailReason failReason_ = kNone;
+  std::string failureText_;
 };
 
 }  // namespace keldane::mime

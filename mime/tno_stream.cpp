@@ -22,6 +22,13 @@ std::optional<std::string> TnoStream::ReadUntilMatch(std::string_view match) {
   return out;
 }
 
+bool TnoStream::ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes,
+                                    std::string& bytes, bool& isTooLong) {
+  return impl_->stream->ReadBytesUntilMatch(match, limitBytes, bytes, isTooLong);
+}
+
+std::string TnoStream::failureText() const { return impl_->stream->failureText(); }
+
 bool TnoStream::EndOfStream() const { return impl_->stream->get_EndOfStream(); }
 
 void TnoStream::Reset() { impl_->stream->Reset(); }

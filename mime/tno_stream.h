@@ -25,11 +25,19 @@ class TnoStream {
   /// nullopt when nothing is left, the match is empty, or the file cannot be read: with a file that
   /// cannot be read `EndOfStream` stays false, so a loop must look at this result.
   std::optional<std::string> ReadUntilMatch(std::string_view match);
+  /// Replaces `bytes` by those of the file up to and including the next `match`, as they stand; by
+  /// the rest of the file when there is none. A piece of more than `limitBytes` is passed over
+  /// without being held: `isTooLong` says so, and `bytes` are its last ones, at most 64. False when
+  /// nothing is left or the file cannot be read.
+  bool ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes, std::string& bytes,
+                           bool& isTooLong);
+  /// Why the file could not be read, in the system's words; empty unless a read has failed.
+  std::string failureText() const;
   /// True once every byte of the file has been handed out.
   bool EndOfStream() const;
   /// Closes the file and starts over; the path stays.
   void Reset();
-  /// Offset in the file of the next byte that ReadUntilMatch will hand out.
+  /// Offset in the file of the next byte that will be handed out.
   std::uint64_t offsetBytes() const;
 
   bool LastMethodSuccess() const;

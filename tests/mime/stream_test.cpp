@@ -151,6 +151,9 @@ TEST_F(TnoStreamTest, TellsWhyNothingCame) {
     EXPECT_FALSE(stream.LastMethodSuccess()) << row.name;
     EXPECT_NE(stream.LastErrorText().find(row.message), std::string::npos)
         << row.name << ": " << stream.LastErrorText();
+    if (*row.match != '\0') {
+      EXPECT_EQ(stream.failureText().find(row.message), 0U) << row.name;
+    }
     EXPECT_FALSE(stream.EndOfStream()) << row.name;
   }
 }
