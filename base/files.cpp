@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -41,6 +42,21 @@ class Descriptor {
 };
 
 /// 0, or the reason.
+int readUpTo(int fd, std::size_t most, std::string& bytes) {
+  std::size_t used = 0;
+  bytes.resize(most);
+  while (used < most) {
+    const ssize_t got = ::read(fd, bytes.data() + used, most - used);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) break;
+    used += static_cast<std::size_t>(got);
+  }
+  bytes.resize(used);
+  return 0;
+}
+
+/// 0, or the reason.
 int readAll(int fd, std::size_t expected, std::string& bytes) {
   std::size_t used = 0;
   // One byte more than expected, so that the end shows without a second growth.
@@ -55,6 +71,28 @@ int readAll(int fd, std::size_t expected, std::string& bytes) {
   }
   bytes.resize(used);
   return 0;
+}
+
+/// All of a regular file, or at most so much of it.
+Result<std::string> readFrom(const std::string& path, std::optional<std::size_t> most) {
+  // Not blocking, so that a pipe among the files cannot hold up its reader.
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) return failure(path, errno);
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return failure(path, errno);
+  if (S_ISDIR(status.st_mode)) return failure(path, EISDIR);
+  if (!S_ISREG(status.st_mode)) return Failure{path + ": not a regular file"};
+  try {
+    std::string bytes;
+    const int code = most ? readUpTo(file.get(), *most, bytes)
+                          : readAll(file.get(), static_cast<std::size_t>(status.st_size), bytes);
+    if (code != 0) return failure(path, code);
+    return bytes;
+  } catch (const std::bad_alloc&) {
+    return failure(path, ENOMEM);
+  } catch (const std::length_error&) {
+    return failure(path, EFBIG);
+  }
 }
 
 /// 0, or the reason.
@@ -113,24 +151,10 @@ void syncFolder(const std::string& folder) {
 
 }  // namespace
 
-Result<std::string> readFile(const std::string& path) {
-  // Not blocking, so that a pipe among the files cannot hold up its reader.
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0) return failure(path, errno);
-  struct stat status {};
-  if (::fstat(file.get(), &status) != 0) return failure(path, errno);
-  if (S_ISDIR(status.st_mode)) return failure(path, EISDIR);
-  if (!S_ISREG(status.st_mode)) return Failure{path + ": not a regular file"};
-  try {
-    std::string bytes;
-    const int code = readAll(file.get(), static_cast<std::size_t>(status.st_size), bytes);
-    if (code != 0) return failure(path, code);
-    return bytes;
-  } catch (const std::bad_alloc&) {
-    return failure(path, ENOMEM);
-  } catch (const std::length_error&) {
-    return failure(path, EFBIG);
-  }
+Result<std::string> readFile(const std::string& path) { return readFrom(path, std::nullopt); }
+
+Result<std::string> readBeginning(const std::string& path, std::size_t most) {
+  return readFrom(path, most);
 }
 
 Result<void> replaceFile(const std::string& path, const PieceReader& nextPiece, unsigned mode) {

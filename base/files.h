@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,9 @@ namespace keldane {
 
 /// The file's bytes. Fails with the system's reason, also for a directory.
 [[nodiscard]] Result<std::string> readFile(const std::string& path);
+
+/// The file's first bytes, at most `most` of them. Fails as above.
+[[nodiscard]] Result<std::string> readBeginning(const std::string& path, std::size_t most);
 
 /// Replaces `path` in one step: a temporary file beside it (made with `mode`), flushed to disk,
 /// then renamed over it, so that a crash leaves the old file or the new one, whole. A symbolic link

@@ -32,6 +32,8 @@ TEST(ReadFile, GivesEveryByte) {
   const std::string bytes = std::string("\0\r\n\xFF", 4) + std::string(200000, 'x');
   EXPECT_EQ(*readFile(folder.write("mail.eml", bytes)), bytes);
   EXPECT_EQ(*readFile(folder.write("empty", "")), "");
+  EXPECT_EQ(*readBeginning(folder / "mail.eml", 6), bytes.substr(0, 6));
+  EXPECT_EQ(*readBeginning(folder / "mail.eml", 300000), bytes);
 }
 
 TEST(ReadFile, SaysWhyItCannot) {
@@ -41,6 +43,7 @@ TEST(ReadFile, SaysWhyItCannot) {
   // A pipe without a writer would hold its reader for ever.
   ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
   EXPECT_FALSE(readFile(folder / "pipe"));
+  EXPECT_FALSE(readBeginning(folder / "pipe", 1));
 }
 
 TEST(ReplaceFile, LeavesOneFileOfTheModeAsked) {
