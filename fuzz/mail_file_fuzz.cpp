@@ -8,9 +8,11 @@
 
 #include <unistd.h>
 
+#include "base/text.h"
 #include "fuzz/check.h"
 #include "ingest/mbox_reader.h"
 #include "ingest/natural_date.h"
+#include "ingest/source_origin.h"
 #include "ingest/strip_plist.h"
 
 namespace {
@@ -43,20 +45,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace keldane;
   static InputFile file;
   const std::string path = file.hold(data, size);
-  MboxReader reader(path);
+  MboxReader reader(path, ~std::uint64_t{0});
   const Result<bool> opened = reader.open();
   KELDANE_CHECK(opened);
   std::uint64_t last = 0;
   std::size_t pieces = 0;
   while (*opened) {
-    const auto piece = reader.next();
+    auto piece = reader.next();
     if (!piece) break;
     KELDANE_CHECK(piece->offsetBytes < size && (pieces == 0 || piece->offsetBytes > last));
     last = piece->offsetBytes;
     ++pieces;
+    std::string text = piece->bytes;
+    const SourceOrigin origin = takeText(text, encodingOf(text));
+    KELDANE_CHECK(isValidUtf8(text) && restoredBytes(text, origin) == piece->bytes);
     MessageTags tags;
     std::string scratch;
-    const std::string_view stripped = strippedMessage(piece->text, scratch, tags);
+    const std::string_view stripped = strippedMessage(text, scratch, tags);
     KELDANE_CHECK(stripped.find('\r') == std::string_view::npos);
   }
   KELDANE_CHECK(reader.failure().empty());

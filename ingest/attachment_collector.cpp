@@ -38,40 +38,50 @@ class Collector {
   Collector(const AttachmentLimits& limits, PartialFile& partial, CurrentMessage& message)
       : limits_(limits), partial_(partial), message_(message) {}
 
+  /// False when there was no memory for one: the engine has data for every item that it counts,
+  /// if it can give them.
   template <typename Items>
-  void collect(Items items) {
+  [[nodiscard]] bool collect(Items items) {
     const int count = items.count();
     for (int i = 0; i < count; ++i) {
       std::optional<std::string> data = items.data(i);
-      if (!data) continue;
+      if (!data) return false;
       attachDataList_.push_back(data->size());
-      collectOne(items, i, std::move(*data));
+      if (!collectOne(items, i, std::move(*data))) return false;
     }
+    return true;
   }
 
  private:
   template <typename Items>
-  void collectOne(Items& items, int index, std::string data) {
+  [[nodiscard]] bool collectOne(Items& items, int index, std::string data) {
     const std::size_t measured = measuredSize(index);
-    if (limits_.largeAttachState && static_cast<double>(measured) > limits_.attachSizeBytes) return;
+    if (limits_.largeAttachState && static_cast<double>(measured) > limits_.attachSizeBytes) {
+      return true;
+    }
     if (measured < kStubBytes) {
       std::optional<std::string> part = partial_.takePart();
-      if (!part) return;
+      if (!part) return true;
       data = std::move(*part);
-    } else {
-      readText(items, index, data);
+    } else if (!readText(items, index, data)) {
+      return false;
     }
     message_.msgParts.push_back({items.contentType(index).value_or(""),
                                  items.fileName(index).value_or("noname"), std::move(data)});
+    return true;
   }
 
   /// Large data makes room for the conversion of its text and is fetched again behind it.
   template <typename Items>
-  void readText(Items& items, int index, std::string& data) {
+  [[nodiscard]] bool readText(Items& items, int index, std::string& data) {
     const bool isLarge = data.size() > kLargeBytes;
     if (isLarge) std::string().swap(data);
     addText(items.text(index, items.charset(index).value_or("")));
-    if (isLarge) data = items.data(index).value_or("");
+    if (!isLarge) return true;
+    std::optional<std::string> again = items.data(index);
+    if (!again) return false;
+    data = std::move(*again);
+    return true;
   }
 
   void addText(std::optional<std::string> text) {
@@ -83,11 +93,8 @@ class Collector {
     }
   }
 
-  /// The size at this index of the list, which counts only items with data; of the last one when an
-  /// item without data has made the list shorter than that.
   [[nodiscard]] std::size_t measuredSize(int index) const {
-    const auto at = static_cast<std::size_t>(index);
-    return at < attachDataList_.size() ? attachDataList_[at] : attachDataList_.back();
+    return attachDataList_[static_cast<std::size_t>(index)];
   }
 
   const AttachmentLimits& limits_;
@@ -99,11 +106,13 @@ class Collector {
 
 }  // namespace
 
-void collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits, PartialFile& partial,
-                        CurrentMessage& message) {
+Result<void> collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits,
+                                PartialFile& partial, CurrentMessage& message) {
   Collector collector(limits, partial, message);
-  collector.collect(Attachments{email});
-  collector.collect(RelatedItems{email});
+  if (!collector.collect(Attachments{email}) || !collector.collect(RelatedItems{email})) {
+    return Failure{"not enough memory for an attachment"};
+  }
+  return {};
 }
 
 }  // namespace keldane

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "base/result.h"
 #include "ingest/current_message.h"
 #include "ingest/partial_file.h"
 #include "mime/tno_email.h"
@@ -20,7 +21,9 @@ struct AttachmentLimits {
 ///
 /// Kept: a related item is measured by the size of the attachment with the same index, if there is
 /// one. So a small picture goes with a big attachment, and a big one stays beside a small one.
-void collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits, PartialFile& partial,
-                        CurrentMessage& message);
+///
+/// Fails when memory does not suffice for the data of one: the message is then not whole.
+[[nodiscard]] Result<void> collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits,
+                                              PartialFile& partial, CurrentMessage& message);
 
 }  // namespace keldane

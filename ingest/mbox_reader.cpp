@@ -3,82 +3,87 @@
 #include <string_view>
 #include <utility>
 
-#include <cerrno>
-#include <system_error>
-
-#include <sys/stat.h>
-
-#include "base/text.h"
+#include "ingest/resting_file.h"
 
 namespace keldane {
 namespace {
 
 constexpr std::string_view kFrom = "From ";
 
-/// Why the file cannot be read; empty when it seems that it can. Opening a pipe would wait for its
-/// writer, so only regular files are tried.
-std::string obstacle(const std::string& path, bool& isEmpty) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) {
-    return path + ": " + std::generic_category().message(errno);
-  }
-  isEmpty = status.st_size == 0;
-  return S_ISREG(status.st_mode) ? std::string() : path + ": not a regular file";
-}
-
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
 }
 
-/// The separator, judged by the file's two first pieces, each of which ends in "From ".
-std::string separatorOf(std::string_view first, std::string_view second) {
-  const auto isThere = [&](std::string_view what) {
-    return holds(first, what) || holds(second, what);
-  };
-  for (const std::string_view separator : {"\r\nFrom ", "\rFrom ", "\nFrom "}) {
-    if (isThere(separator)) return std::string(separator);
-  }
-  // The word may have stood in the middle of a line; then the other line ends tell.
-  return isThere("\r") && !isThere("\n") ? "\rFrom " : "\nFrom ";
-}
+/// What the beginning of a file shows of its line ends.
+struct LineEndSigns {
+  bool crlfFrom = false;
+  bool crFrom = false;
+  bool lfFrom = false;
+  bool cr = false;
+  bool lf = false;
 
-std::string firstLine(const std::string& text) {
-  return text.substr(0, text.find_first_of("\r\n"));
-}
+  void look(std::string_view piece) {
+    crlfFrom = crlfFrom || holds(piece, "\r\nFrom ");
+    crFrom = crFrom || holds(piece, "\rFrom ");
+    lfFrom = lfFrom || holds(piece, "\nFrom ");
+    cr = cr || holds(piece, "\r");
+    lf = lf || holds(piece, "\n");
+  }
+  [[nodiscard]] std::string separator() const {
+    if (crlfFrom) return "\r\nFrom ";
+    if (crFrom) return "\rFrom ";
+    if (lfFrom) return "\nFrom ";
+    // The word may have stood in the middle of a line; then the other line ends tell.
+    return cr && !lf ? "\rFrom " : "\nFrom ";
+  }
+};
 
 }  // namespace
 
 Result<bool> MboxReader::open() {
-  bool isEmpty = false;
-  if (const std::string reason = obstacle(path_, isEmpty); !reason.empty()) return Failure{reason};
-  if (isEmpty) return false;
+  // Opening a pipe would wait for its writer.
+  const Result<FileState> state = stateOf(path_);
+  if (!state) return Failure{state.error()};
+  if (state->sizeBytes == 0) return false;
   mime::TnoStream probe;
   probe.setSourceFile(path_);
-  const std::optional<std::string> first = probe.ReadUntilMatch(kFrom);
-  if (!first && !probe.EndOfStream())
-    return Failure{path_ + ": " + firstLine(probe.LastErrorText())};
-  std::optional<std::string> second;
-  if (!probe.EndOfStream()) {
-    second = probe.ReadUntilMatch(kFrom);
-    if (!second) return false;
+  LineEndSigns signs;
+  std::string piece;
+  // Up to the first message's line, and then up to the second's.
+  for (int i = 0; i < 2 && !probe.EndOfStream(); ++i) {
+    bool isTooLong = false;
+    if (!probe.ReadBytesUntilMatch(kFrom, limitBytes_, piece, isTooLong) && !probe.EndOfStream()) {
+      return Failure{probe.failureText()};
+    }
+    // A file that is all one piece need not be gone through again: it may be the image of a disk.
+    isOneLongPiece_ = isTooLong && i == 0 && probe.EndOfStream();
+    signs.look(piece);
   }
-  separator_ = separatorOf(first.value_or(""), second.value_or(""));
+  separator_ = signs.separator();
   stream_.setSourceFile(path_);
   return true;
 }
 
 std::optional<MessagePiece> MboxReader::next() {
-  if (stream_.EndOfStream()) return std::nullopt;
+  if (isDone_ || stream_.EndOfStream()) return std::nullopt;
+  MessagePiece piece;
+  if (isOneLongPiece_) {
+    isDone_ = piece.isTooLong = true;
+    return piece;
+  }
   const std::uint64_t begin = stream_.offsetBytes();
-  std::optional<std::string> text = stream_.ReadUntilMatch(separator_);
-  if (!text) {
-    if (!stream_.EndOfStream()) failure_ = path_ + ": " + firstLine(stream_.LastErrorText());
+  if (!stream_.ReadBytesUntilMatch(separator_, limitBytes_, piece.bytes, piece.isTooLong)) {
+    failure_ = stream_.failureText();
     return std::nullopt;
   }
-  if (text->ends_with(separator_)) text->resize(text->size() - separator_.size());
-  normalizeLineEnds(*text);
   // The separator, all but its line, was handed out with the piece before.
-  return MessagePiece{std::move(*text), begin < kFrom.size() ? 0 : begin - kFrom.size()};
+  piece.offsetBytes = begin < kFrom.size() ? 0 : begin - kFrom.size();
+  if (piece.isTooLong) {
+    piece.bytes.clear();
+  } else if (piece.bytes.ends_with(separator_)) {
+    piece.bytes.resize(piece.bytes.size() - separator_.size());
+  }
+  return piece;
 }
 
 }  // namespace keldane

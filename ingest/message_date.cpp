@@ -36,8 +36,9 @@ std::optional<std::string_view> settleDate(const DateSources& sources, const Run
   if (sources.sent && *sources.sent <= now - kStandInSeconds) {
     msgDate = localDateTime(*sources.sent);
   } else if (sources.sent) {
-    if (!sources.hasSender) return drop::kFutureWithoutSender;
-    msgDate = sources.header("Date").value_or("");
+    const std::optional<std::string> date = sources.header("Date");
+    if (!sources.hasSender) return date ? drop::kFutureWithoutSender : drop::kNotAMessage;
+    msgDate = date.value_or("");
     if (const auto moment = parseNaturalDate(msgDate, now)) msgDate = localDateTime(*moment);
   }
   if (!isOutside(msgDate, range)) return std::nullopt;

@@ -27,6 +27,7 @@ struct DateSources {
 /// Reasons for which a message is dropped, as the ledger has them.
 namespace drop {
 inline constexpr std::string_view kFutureWithoutSender = "dated in the future without a sender";
+inline constexpr std::string_view kNotAMessage = "not a mail message (no sender, no date)";
 inline constexpr std::string_view kOutsideRange = "outside the date range";
 inline constexpr std::string_view kNoDate = "no date";
 }  // namespace drop

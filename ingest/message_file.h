@@ -3,12 +3,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "base/result.h"
-
-/// Files that hold one message, or several one behind the other, read whole.
+/// The text under which a file travels, and the messages of a file that has several.
 namespace keldane {
 
 /// The two halves of a text under which a file travels: its path, and the mailbox name without line
@@ -20,21 +17,18 @@ struct EmailItem {
 inline constexpr std::string_view kItemSeparator = ":::::";
 [[nodiscard]] EmailItem splitEmailItem(std::string_view currentEmailItem);
 
-/// The file as text with "\n" line ends: UTF-8 when its bytes are, otherwise read as ISO Latin 1.
-[[nodiscard]] Result<std::string> readMessageFile(const std::string& path);
-
-/// One message of a file.
+/// One message of a file, as it stands there.
 struct MessagePiece {
-  std::string text;
+  std::string bytes;
   std::uint64_t offsetBytes = 0;  ///< in the file, of its separator line
+  bool isTooLong = false;         ///< longer than what can be stored: it was not kept
 };
 
-/// The file as `readMessageFile` reads it, cut at each line that begins with "From ". What is left
-/// of that line begins the piece; the first piece is as it stands. A file that cannot be read gives
-/// the reason.
-[[nodiscard]] Result<std::vector<MessagePiece>> readSeveralMessages(const std::string& path);
+/// Cuts the bytes of a file at each line that begins with "From ". What is left of that line begins
+/// the piece; the first piece is as it stands.
+[[nodiscard]] std::vector<MessagePiece> cutAtSeparators(std::string_view bytes);
 
-/// Removes the first line with its end; all of a text without a line end.
-void deleteFirstLine(std::string& text);
+/// Removes the first line with its end, "\n", "\r\n" or "\r"; all of a text without a line end.
+void deleteFirstLine(std::string& bytes);
 
 }  // namespace keldane

@@ -1,10 +1,15 @@
 #include "ingest/message_reader.h"
 
-#include <initializer_list>
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <vector>
 
+#include "app/content_digest.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/attachment_collector.h"
+#include "ingest/foreign_file.h"
 #include "ingest/mbox_reader.h"
 
 namespace keldane {
@@ -15,14 +20,32 @@ constexpr std::size_t kLargeBytes = 1U << 20U;
 constexpr int kProgressStep = 2;
 
 constexpr std::string_view kPropertyList = "property list";
+constexpr std::string_view kOfMessage = "attachment of a message";
+constexpr std::string_view kTooLong = "no message of a size that can be stored";
+constexpr const char* kChanged = "changed while it was read";
+constexpr const char* kBeingWritten = "still being written";
 constexpr std::string_view kOversized = "over 200,000,000 characters";
 constexpr std::string_view kNotAMessage = "no sender, recipients or subject";
+
+struct EndingOfNoMbox {
+  std::string_view ending;
+  std::string_view kind;
+};
+constexpr EndingOfNoMbox kEndingsOfNoMbox[] = {
+    {".plist", kPropertyList}, {".zip", "zip archive"}, {".pdf", "PDF document"}};
 
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
 }
 
 bool isInAttachments(std::string_view path) { return holds(path, "/Attachments/"); }
+
+/// A mark of UTF-8 at the beginning of the file does not count.
+bool beginsWithSeparator(std::string_view bytes) {
+  constexpr std::string_view kBom = "\xEF\xBB\xBF";
+  if (bytes.starts_with(kBom)) bytes.remove_prefix(kBom.size());
+  return bytes.starts_with("From ");
+}
 
 /// The header block; none when the text begins with it empty.
 std::string_view headingsOf(std::string_view text) {
@@ -65,11 +88,12 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
   if (!several && isInAttachments(item.path)) {
     // It counts as a file read, though its content would be of no use.
     if (context_.process.debugLogOn && fileExists(item.path)) context_.debugLog(item.path + "\n");
-    context_.ledger.notMail(item.path, "attachment of a message");
+    context_.ledger.notMail(item.path, kOfMessage);
     return 0;
   }
   partial_.forget();
   context_.message.currentPath = item.path;
+  if (isForeign(item.path)) return 0;
   if (several) {
     readSeveral(item);
   } else {
@@ -79,35 +103,54 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
 }
 
 void MessageReader::readOneMessage(const EmailItem& item) {
+  Unread why;
+  const std::optional<FileState> state = rested(item.path, why);
+  if (state && state->sizeBytes > limitBytes()) {
+    context_.ledger.message(item.path, std::nullopt);
+    return refuseTooLong();
+  }
+  std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
+  if (!bytes) return tell(item.path, why);
+  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
   context_.ledger.message(item.path, std::nullopt);
-  guarded([this, &item] {
-    Result<std::string> text = readMessageFile(item.path);
-    if (!text) return dropUnreadable(text.error());
-    if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
-    if (holds(item.path, "partial")) partial_.repair(item.path, *text);
-    readMessage(std::move(*text), accountMailbox(item.mailbox));
+  guarded([this, &item, &bytes] {
+    const bool isStub = holds(item.path, "partial");
+    std::string stub = isStub ? *bytes : std::string();
+    const mime::SourceEncoding encoding = encodingOf(*bytes);
+    Source source = makeSource(std::move(*bytes), encoding, item.path, std::nullopt);
+    if (isStub) {
+      const std::size_t length = source.text.size();
+      const Result<void> repaired = partial_.repair(
+          item.path, source.text, [this](const std::string& path) { return readPart(path); });
+      // Nothing by half: the next run may find what is missing now.
+      if (!repaired) return context_.ledger.close(LedgerOutcome::failed, repaired.error());
+      if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
+    }
+    readMessage(std::move(source), accountMailbox(item.mailbox));
   });
 }
 
 void MessageReader::readSeveral(const EmailItem& item) {
-  std::vector<MessagePiece> pieces;
-  guarded([this, &item, &pieces] {
-    context_.ledger.message(item.path, 0);
-    Result<std::vector<MessagePiece>> read = readSeveralMessages(item.path);
-    if (!read) return dropUnreadable(read.error());
-    if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
-    pieces = std::move(*read);
-  });
   const std::string mailbox = accountMailbox(item.mailbox);
+  Unread why;
+  const std::optional<FileState> state = rested(item.path, why);
+  if (state && state->sizeBytes > limitBytes()) return readPieces(item.path, mailbox, *state);
+  std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
+  if (!bytes) return tell(item.path, why);
+  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
+  // Whether the file is UTF-8 is decided for all of it.
+  const mime::SourceEncoding encoding = encodingOf(*bytes);
+  std::vector<MessagePiece> pieces;
+  context_.ledger.message(item.path, 0);
+  guarded([&pieces, &bytes] {
+    pieces = cutAtSeparators(*bytes);
+    bytes.reset();
+  });
   bool isFirst = true;
   for (MessagePiece& piece : pieces) {
-    if (isLetGo()) return;
+    if (mustStop() && !isFirst) return;
     if (!isFirst) context_.ledger.message(item.path, piece.offsetBytes);
-    guarded([this, &piece, &mailbox, isFirst] {
-      // A file that is no mbox after all begins with its message.
-      if (!isFirst || piece.text.starts_with("From ")) deleteFirstLine(piece.text);
-      readMessage(std::move(piece.text), mailbox);
-    });
+    readPiece(std::move(piece), isFirst, item.path, mailbox, encoding);
     isFirst = false;
   }
 }
@@ -115,104 +158,206 @@ void MessageReader::readSeveral(const EmailItem& item) {
 int MessageReader::doMboxFile(const std::string& currentEmailItem) {
   const EmailItem item = splitEmailItem(currentEmailItem);
   if (isInAttachments(currentEmailItem)) {
-    context_.ledger.notMail(item.path, "attachment of a message");
+    context_.ledger.notMail(item.path, kOfMessage);
     return 0;
   }
-  for (const std::string_view ending : {".plist", ".zip", ".pdf"}) {
+  for (const auto& [ending, kind] : kEndingsOfNoMbox) {
     if (!item.path.ends_with(ending)) continue;
-    context_.ledger.notMail(item.path, ending == ".plist" ? kPropertyList : "archive or document");
+    context_.ledger.notMail(item.path, kind);
     return 1;
   }
   partial_.forget();
   context_.message.msgMailbox = item.path;
   context_.message.currentPath = item.path;
-  MboxReader mbox(item.path);
-  const Result<bool> opened = mbox.open();
-  if (!opened) {
-    context_.ledger.message(item.path, std::nullopt);
-    dropUnreadable(opened.error());
-    return 1;
-  }
-  bool isEmpty = true;
-  while (*opened && !isLetGo()) {
-    std::optional<MessagePiece> piece = mbox.next();
-    if (!piece) break;
-    isEmpty = false;
-    context_.ledger.message(item.path, piece->offsetBytes);
-    guarded([this, &piece, &item] {
-      deleteFirstLine(piece->text);
-      readMessage(std::move(piece->text), item.path);
-    });
-  }
-  if (!mbox.failure().empty()) {
-    context_.ledger.message(item.path, std::nullopt);
-    dropUnreadable(mbox.failure());
-  } else if (isEmpty && !isLetGo()) {
-    context_.ledger.notMail(item.path, "no message in it");
+  if (isForeign(item.path)) return 1;
+  Unread why;
+  if (const std::optional<FileState> state = rested(item.path, why)) {
+    readPieces(item.path, item.path, *state);
+  } else {
+    tell(item.path, why);
   }
   return 1;
 }
 
-void MessageReader::readMessage(std::string text, const std::string& mailbox) {
-  if (const auto reason = fillMessage(std::move(text), mailbox)) {
-    context_.ledger.close(LedgerOutcome::dropped, *reason);
+void MessageReader::readPieces(const std::string& path, const std::string& mailbox,
+                               const FileState& state) {
+  MboxReader mbox(path, limitBytes());
+  const Result<bool> opened = mbox.open();
+  if (!opened) return tell(path, {LedgerOutcome::unreadable, opened.error()});
+  bool isFirst = true;
+  while (*opened && !mustStop()) {
+    std::optional<MessagePiece> piece = mbox.next();
+    if (!piece) break;
+    // The message at the end is the one that may be in the middle of being written.
+    if (mbox.isAtEnd()) {
+      const Result<FileState> after = stateOf(path);
+      if (!after || *after != state) return tell(path, {LedgerOutcome::postponed, kChanged});
+    }
+    context_.ledger.message(path, piece->offsetBytes);
+    readPiece(std::move(*piece), isFirst, path, mailbox, std::nullopt);
+    isFirst = false;
+  }
+  if (!mbox.failure().empty()) {
+    tell(path, {LedgerOutcome::unreadable, mbox.failure()});
+  } else if (isFirst && !mustStop()) {
+    context_.ledger.notMail(path, "no message in it");
+  }
+}
+
+/// One message of a file of many; its encoding is judged by its own bytes if none is given.
+void MessageReader::readPiece(MessagePiece piece, bool isFirst, const std::string& path,
+                              const std::string& mailbox,
+                              std::optional<mime::SourceEncoding> encoding) {
+  if (piece.isTooLong) return refuseTooLong();
+  guarded([&] {
+    // A file that is no mbox after all begins with its message.
+    if (!isFirst || beginsWithSeparator(piece.bytes)) deleteFirstLine(piece.bytes);
+    if (!encoding) encoding = encodingOf(piece.bytes);
+    Source source = makeSource(std::move(piece.bytes), *encoding, path, piece.offsetBytes);
+    while (source.text.ends_with('\0')) source.text.pop_back();
+    readMessage(std::move(source), mailbox);
+  });
+}
+
+MessageReader::Source MessageReader::makeSource(std::string bytes, mime::SourceEncoding encoding,
+                                                const std::string& path,
+                                                std::optional<std::uint64_t> offsetBytes) {
+  Source source;
+  source.origin = takeText(bytes, encoding);
+  source.origin.path = path;
+  source.origin.offsetBytes = offsetBytes;
+  source.text = std::move(bytes);
+  return source;
+}
+
+/// Archives and documents get their line at once, however large they are.
+bool MessageReader::isForeign(const std::string& path) {
+  const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
+  if (!beginning) return false;  // the reading tells why
+  const std::optional<std::string_view> kind = foreignKind(*beginning, path);
+  if (kind) context_.ledger.notMail(path, *kind);
+  return kind.has_value();
+}
+
+/// The file's state when it has not been changed for a while. For all files of a run together it is
+/// not waited longer than for one: the others rest meanwhile.
+std::optional<FileState> MessageReader::rested(const std::string& path, Unread& why) {
+  Result<FileState> state = stateOf(path);
+  std::int64_t now = context_.environment.now();
+  while (state && secondsUntilRested(*state, now, context_.restSeconds) > 0) {
+    if (mustStop()) return std::nullopt;
+    if (waitedSeconds_ >= context_.restSeconds) {
+      why = {LedgerOutcome::postponed, kBeingWritten};
+      return std::nullopt;
+    }
+    pause();
+    waitedSeconds_ += std::max<std::int64_t>(0, context_.environment.now() - now);
+    now = context_.environment.now();
+    state = stateOf(path);
+  }
+  if (state) return *state;
+  why = {LedgerOutcome::unreadable, state.error()};
+  return std::nullopt;
+}
+
+/// The bytes of a file that was in this state before; absent, too, when it no longer is.
+std::optional<std::string> MessageReader::readRested(const std::string& path,
+                                                     const FileState& state, Unread& why) {
+  Result<std::string> bytes = readFile(path);
+  if (!bytes) {
+    std::string_view reason = bytes.error();
+    if (reason.starts_with(path + ": ")) reason.remove_prefix(path.size() + 2);
+    why = {LedgerOutcome::unreadable, std::string(reason)};
+    return std::nullopt;
+  }
+  const Result<FileState> after = stateOf(path);
+  if (after && *after == state && bytes->size() == state.sizeBytes) return std::move(*bytes);
+  why = {LedgerOutcome::postponed, kChanged};
+  return std::nullopt;
+}
+
+Result<std::string> MessageReader::readPart(const std::string& path) {
+  Unread why;
+  const std::optional<FileState> state = rested(path, why);
+  std::optional<std::string> bytes = state ? readRested(path, *state, why) : std::nullopt;
+  if (bytes) return std::move(*bytes);
+  return Failure{path + ": " + (why.outcome ? why.reason : "the run was ended")};
+}
+
+void MessageReader::pause() {
+  if (context_.pause) return context_.pause();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
+
+void MessageReader::readMessage(Source source, const std::string& mailbox) {
+  CurrentMessage& message = context_.message;
+  message.clearForNextMessage();
+  message.msgOriginal = std::move(source.text);
+  message.origin = std::move(source.origin);
+  if (const auto refusal = fillMessage(mailbox)) {
+    context_.ledger.close(refusal->outcome, refusal->reason);
   } else {
-    context_.storeEmail(static_cast<int>(context_.message.msgParts.size()));
+    context_.storeEmail(static_cast<int>(message.msgParts.size()));
   }
   releaseLargeMessage();
 }
 
-std::optional<std::string_view> MessageReader::fillMessage(std::string text,
-                                                           const std::string& mailbox) {
+std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::string& mailbox) {
   CurrentMessage& message = context_.message;
-  message.clearForNextMessage();
-  if (isLonger(text, context_.mostUnits)) {
+  const auto dropped = [](std::string_view reason) {
+    return Refusal{LedgerOutcome::dropped, std::string(reason)};
+  };
+  if (isLonger(message.msgOriginal, context_.mostUnits)) {
     showOversized();
-    return kOversized;
+    return dropped(kOversized);
   }
-  message.msgOriginal = std::move(text);
-  loadEmail();
+  ContentDigest digest;
+  bool hasParts = false;
+  const Result<void> loaded = loadEmail([&digest, &hasParts](const mime::PartView& part) {
+    hasParts = true;
+    digest.addPart(part);
+  });
+  if (!loaded) return Refusal{LedgerOutcome::failed, printable(loaded.error())};
   message.msgMailbox = mailbox;
   fillAddresses();
-  if (const auto reason = fillDate()) return reason;
+  if (hasParts) message.contentSha256 = digest.finish(message.msgSubject);
+  if (const auto reason = fillDate()) return dropped(*reason);
   showProgress();
-  if (!fillBodies()) return kNotAMessage;
+  if (!fillBodies()) return dropped(kNotAMessage);
   if (context_.settings.attachState != 0) {
     const AttachmentLimits limits{context_.settings.largeAttachState != 0,
                                   context_.attachSizeBytes};
-    collectAttachments(*email_, limits, partial_, message);
+    const Result<void> collected = collectAttachments(source_.email(), limits, partial_, message);
+    if (!collected) return Refusal{LedgerOutcome::failed, collected.error()};
   }
   copyHtml();
   return std::nullopt;
 }
 
-/// Strips the source and gives it to the engine. At most one tree of the message is held with the
-/// source when it returns, and one text beside it meanwhile.
-void MessageReader::loadEmail() {
+/// Strips the source and gives it to the engine.
+Result<void> MessageReader::loadEmail(
+    const std::function<void(const mime::PartView& part)>& visitPart) {
   CurrentMessage& message = context_.message;
-  {
-    std::string scratch;
-    const std::string_view text = strippedMessage(message.msgOriginal, scratch, message.tags);
-    message.msgHeadings = headingsOf(text);
-    static_cast<void>(mime_->LoadMime(text));  // what it cannot load gives an empty message
-  }
-  dateField_ = mime_->GetHeaderField("Date");
-  receivedField_ = mime_->GetHeaderField("received");
-  const std::optional<std::string> mimeText = mime_->GetMime();
-  if (message.msgOriginal.size() > kLargeBytes) mime_.emplace();
-  static_cast<void>(email_->SetFromMimeText(mimeText ? std::string_view(*mimeText) : ""));
+  std::string scratch;
+  const std::string_view text = strippedMessage(message.msgOriginal, scratch, message.tags);
+  message.msgHeadings = headingsOf(text);
+  mime::MailSource::Options options;
+  options.encoding = message.origin.encoding;
+  options.declaredCharsets = context_.declaredCharsets;
+  options.visitPart = visitPart;
+  return source_.load(text, options);
 }
 
 void MessageReader::fillAddresses() {
   CurrentMessage& message = context_.message;
-  message.msgFrom = email_->From().value_or("");
+  message.msgFrom = source_.email().From().value_or("");
   replaceAll(message.msgFrom, "\r\n", " ");
-  const int numTo = email_->NumTo();
-  for (int i = 0; i < numTo; ++i) appendAddress(message.msgTo, email_->GetTo(i));
-  const int numCC = email_->NumCC();
-  for (int i = 0; i < numCC; ++i) appendAddress(message.msgTo, email_->GetCC(i));
+  const int numTo = source_.email().NumTo();
+  for (int i = 0; i < numTo; ++i) appendAddress(message.msgTo, source_.email().GetTo(i));
+  const int numCC = source_.email().NumCC();
+  for (int i = 0; i < numCC; ++i) appendAddress(message.msgTo, source_.email().GetCC(i));
   if (!message.msgTo.empty()) message.msgTo.pop_back();
-  message.msgSubject = email_->Subject().value_or("");
+  message.msgSubject = source_.email().Subject().value_or("");
   // Bytes that are no UTF-8 would come back from the database as something else, or end the text
   // there: the message would be no duplicate of itself.
   for (std::string* text : {&message.msgFrom, &message.msgTo, &message.msgSubject}) {
@@ -222,10 +367,10 @@ void MessageReader::fillAddresses() {
 
 std::optional<std::string_view> MessageReader::fillDate() {
   DateSources sources;
-  if (const auto date = email_->GetDt()) sources.sent = date->GetAsDateTime(1);
+  if (const auto date = source_.email().GetDt()) sources.sent = date->GetAsDateTime(1);
   sources.hasSender = !context_.message.msgFrom.empty();
   sources.header = [this](std::string_view name) {
-    return name == "Date" ? dateField_ : receivedField_;
+    return name == "Date" ? source_.dateField() : source_.receivedField();
   };
   return settleDate(sources, context_.range, context_.environment.now(), context_.message.msgDate);
 }
@@ -239,7 +384,7 @@ void MessageReader::showProgress() {
 bool MessageReader::fillBodies() {
   CurrentMessage& message = context_.message;
   std::optional<std::string> plain;
-  if (email_->HasPlainTextBody()) plain = email_->GetPlainTextBody();
+  if (source_.email().HasPlainTextBody()) plain = source_.email().GetPlainTextBody();
   if (plain) message.msgBody = std::move(*plain);
   repairUtf8(message.msgBody);
   const std::size_t secondParagraph = behindBlankLine(message.msgBody);
@@ -249,7 +394,7 @@ bool MessageReader::fillBodies() {
   }
   // Kept: the first paragraph of a plain body is no part of what is searched and compared.
   if (secondParagraph != std::string::npos) message.msgBody.erase(0, secondParagraph);
-  if (email_->HasHtmlBody()) message.msgHtml = email_->GetHtmlBody().value_or("");
+  if (source_.email().HasHtmlBody()) message.msgHtml = source_.email().GetHtmlBody().value_or("");
   hasPlainBody_ = plain.has_value();
   message.hasHtmlPart = !message.msgHtml.empty();
   if (message.hasHtmlPart) message.msgParts.push_back({"text/html", "htmlversion.html", ""});
@@ -260,7 +405,7 @@ bool MessageReader::fillBodies() {
 /// message, which is no longer needed, has made room.
 void MessageReader::copyHtml() {
   CurrentMessage& message = context_.message;
-  if (message.msgOriginal.size() > kLargeBytes) email_.emplace();
+  if (message.msgOriginal.size() > kLargeBytes) source_.clear();
   if (message.hasHtmlPart) message.msgParts.front().data = message.msgHtml;
   if (hasPlainBody_) return;
   message.msgBody = message.msgHtml;
@@ -294,12 +439,31 @@ void MessageReader::showOversized() {
 void MessageReader::releaseLargeMessage() {
   if (context_.message.msgOriginal.size() <= kLargeBytes) return;
   context_.message.clearForNextMessage();
-  email_.emplace();  // a dropped one still has its tree
+  context_.message.origin = {};
+  source_.clear();  // a dropped one still has its tree
 }
 
-void MessageReader::dropUnreadable(const std::string& reason) {
-  if (context_.storeLog) context_.storeLog("Unable to read file: " + printable(reason) + "\n");
-  context_.ledger.close(LedgerOutcome::dropped, "unreadable file: " + reason);
+void MessageReader::refuseTooLong() {
+  showOversized();
+  context_.ledger.close(LedgerOutcome::failed, kTooLong);
+}
+
+void MessageReader::tell(const std::string& path, const Unread& why) {
+  if (!why.outcome) return;
+  const bool isPostponed = *why.outcome == LedgerOutcome::postponed;
+  if (context_.storeLog) {
+    context_.storeLog((isPostponed ? "Left for the next run: " : "Unable to read file: ") +
+                      printable(path + ": " + why.reason) + "\n");
+  }
+  if (isPostponed) {
+    context_.ledger.postponed(path, why.reason);
+  } else {
+    context_.ledger.unreadable(path, why.reason);
+  }
+}
+
+bool MessageReader::mustStop() const {
+  return context_.process.cancelFlag != 0 || (context_.isLetGo && context_.isLetGo());
 }
 
 void MessageReader::guarded(const std::function<void()>& work) {

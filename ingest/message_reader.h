@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -9,16 +10,18 @@
 
 #include "app/progress_panel.h"
 #include "app/settings.h"
+#include "base/result.h"
 #include "ingest/current_message.h"
 #include "ingest/mail_sources.h"
 #include "ingest/message_date.h"
 #include "ingest/message_file.h"
 #include "ingest/partial_file.h"
+#include "ingest/resting_file.h"
 #include "ingest/run_counters.h"
 #include "ingest/run_ledger.h"
+#include "ingest/source_origin.h"
 #include "ingest/strip_plist.h"
-#include "mime/tno_email.h"
-#include "mime/tno_mime.h"
+#include "mime/mail_source.h"
 #include "platform/environment.h"
 #include "platform/main_queue.h"
 #include "platform/user_interface.h"
@@ -28,6 +31,10 @@ namespace keldane {
 /// Turns one file of the walk into messages ready to store: one `.emlx` or `.eml` file, or an mbox
 /// cut piece by piece. Decides what is a message, which date it has and which attachments come
 /// along, and tells the ledger of each message that goes no further. Worker thread only.
+///
+/// A file that has just been changed is left alone until it rests; one that changes while it is
+/// read, or that cannot be read, is told to the ledger, and nothing of it is stored by half: of a
+/// file of one message nothing, of an mbox not the last one.
 ///
 /// In memory is one message at a time; of a huge one, its source, one tree of its parts, and what
 /// the store is to have of it.
@@ -59,8 +66,14 @@ class MessageReader {
     std::function<void(const std::function<void()>& work)> guarded = {};
     /// The program ends: true stops a file of many messages before its next one. May be empty.
     std::function<bool()> isLetGo = {};
-    /// UTF-16 units of the longest source that goes further.
+    /// UTF-16 units of the longest source that goes further. Nothing is held that must be longer.
     std::size_t mostUnits = 200000000;
+    /// Files that are not UTF-8 are read in the charsets that their parts declare.
+    bool declaredCharsets = true;
+    /// How long a file has to be unchanged before it is read.
+    std::int64_t restSeconds = kRestSeconds;
+    /// Lets a moment go by, while a file comes to rest. Empty: a tenth of a second.
+    std::function<void()> pause = {};
   };
 
   explicit MessageReader(Context context) : context_(std::move(context)) {}
@@ -72,33 +85,61 @@ class MessageReader {
   int doMboxFile(const std::string& currentEmailItem);
 
  private:
+  /// The text of one message, and the bytes that it was made from.
+  struct Source {
+    std::string text;
+    SourceOrigin origin;
+  };
+  /// Why a message goes no further.
+  struct Refusal {
+    LedgerOutcome outcome = LedgerOutcome::dropped;
+    std::string reason;
+  };
+  /// Why a file is not read; without an outcome: the run ends.
+  struct Unread {
+    std::optional<LedgerOutcome> outcome;
+    std::string reason;
+  };
+
   void readOneMessage(const EmailItem& item);
   void readSeveral(const EmailItem& item);
-  void readMessage(std::string text, const std::string& mailbox);
-  /// The reason for which the message goes no further, if there is one.
-  [[nodiscard]] std::optional<std::string_view> fillMessage(std::string text,
-                                                            const std::string& mailbox);
-  void loadEmail();
+  void readPieces(const std::string& path, const std::string& mailbox, const FileState& state);
+  [[nodiscard]] static Source makeSource(std::string bytes, mime::SourceEncoding encoding,
+                                         const std::string& path,
+                                         std::optional<std::uint64_t> offsetBytes);
+  void readPiece(MessagePiece piece, bool isFirst, const std::string& path,
+                 const std::string& mailbox, std::optional<mime::SourceEncoding> encoding);
+  void readMessage(Source source, const std::string& mailbox);
+  [[nodiscard]] std::optional<Refusal> fillMessage(const std::string& mailbox);
+  [[nodiscard]] Result<void> loadEmail(
+      const std::function<void(const mime::PartView& part)>& visitPart);
   void fillAddresses();
   [[nodiscard]] std::optional<std::string_view> fillDate();
   [[nodiscard]] bool fillBodies();
   void copyHtml();
   void showProgress();
   void showOversized();
+  void refuseTooLong();
   void releaseLargeMessage();
-  void dropUnreadable(const std::string& reason);
+
+  [[nodiscard]] bool isForeign(const std::string& path);
+  [[nodiscard]] std::optional<FileState> rested(const std::string& path, Unread& why);
+  [[nodiscard]] std::optional<std::string> readRested(const std::string& path,
+                                                      const FileState& state, Unread& why);
+  [[nodiscard]] Result<std::string> readPart(const std::string& path);
+  void tell(const std::string& path, const Unread& why);
+  void pause();
   void guarded(const std::function<void()>& work);
   [[nodiscard]] std::string accountMailbox(const std::string& mailbox) const;
-  [[nodiscard]] bool isLetGo() const { return context_.isLetGo && context_.isLetGo(); }
+  [[nodiscard]] bool mustStop() const;
+  /// No text of so many bytes has few enough units.
+  [[nodiscard]] std::uint64_t limitBytes() const { return 3 * std::uint64_t{context_.mostUnits}; }
 
   Context context_;
   PartialFile partial_;
-  // Optional only so that what they hold can be given back.
-  std::optional<mime::TnoMime> mime_{std::in_place};
-  std::optional<mime::TnoEmail> email_{std::in_place};
+  mime::MailSource source_;
   bool hasPlainBody_ = false;
-  std::optional<std::string> dateField_;
-  std::optional<std::string> receivedField_;
+  std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
 };
 
 }  // namespace keldane

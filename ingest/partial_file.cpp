@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/base64.h"
-#include "base/files.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -29,8 +28,8 @@ struct Entry {
   bool isFolder = false;
 };
 
-/// The folders and regular files of a folder, in order; nothing when it cannot be read.
-std::vector<Entry> entriesOf(const std::string& folder) {
+/// The folders and regular files of a folder, in order; none when it does not exist.
+Result<std::vector<Entry>> entriesOf(const std::string& folder) {
   std::vector<Entry> entries;
   std::error_code code;
   fs::directory_iterator it(folder, code);
@@ -41,6 +40,9 @@ std::vector<Entry> entriesOf(const std::string& folder) {
     std::string name = it->path().filename().string();
     if (name != kFileManagerNotes) entries.push_back({std::move(name), fs::is_directory(status)});
   }
+  const bool isMissing =
+      code == std::errc::no_such_file_or_directory || code == std::errc::not_a_directory;
+  if (code && !isMissing) return Failure{folder + ": " + code.message()};
   std::sort(entries.begin(), entries.end(),
             [](const Entry& a, const Entry& b) { return numericLess(a.name, b.name); });
   return entries;
@@ -51,15 +53,19 @@ struct FoundFile {
   std::string name;
 };
 
-void addFiles(const std::string& folder, int levels, std::vector<FoundFile>& files) {
-  for (Entry& entry : entriesOf(folder)) {
+Result<void> addFiles(const std::string& folder, int levels, std::vector<FoundFile>& files) {
+  Result<std::vector<Entry>> entries = entriesOf(folder);
+  if (!entries) return Failure{entries.error()};
+  for (Entry& entry : *entries) {
     std::string path = folder + "/" + entry.name;
     if (!entry.isFolder) {
       files.push_back({std::move(path), std::move(entry.name)});
     } else if (levels > 0) {
-      addFiles(path, levels - 1, files);
+      Result<void> added = addFiles(path, levels - 1, files);
+      if (!added) return added;
     }
   }
+  return {};
 }
 
 /// The names that a text gives to its parts. Made once for a text, so that it is searched once and
@@ -138,60 +144,73 @@ void PartialFile::forget() {
   usedParts_ = 0;
 }
 
-void PartialFile::repair(const std::string& path, std::string& text) {
+Result<void> PartialFile::repair(const std::string& path, std::string& text,
+                                 const PartReader& readPart) {
   const std::size_t slash = path.rfind('/');
   const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
   const std::string number = name.substr(0, name.find(kStubEnding));
-  if (number.size() == name.size() || number.empty() || number == "." || number == "..") return;
+  if (number.size() == name.size() || number.empty() || number == "." || number == "..") return {};
   if (const std::size_t messages = path.rfind("/Messages"); messages != std::string::npos) {
-    collectFolder(path.substr(0, messages) + "/Attachments/" + number, text);
+    const std::string folder = path.substr(0, messages) + "/Attachments/" + number;
+    Result<void> collected = collectFolder(folder, text, readPart);
+    if (!collected) return collected;
   }
-  collectPartFiles(slash == std::string::npos ? "." : path.substr(0, slash), number);
+  return collectPartFiles(slash == std::string::npos ? "." : path.substr(0, slash), number,
+                          readPart);
 }
 
-void PartialFile::collectFolder(const std::string& folder, std::string& text) {
+Result<void> PartialFile::collectFolder(const std::string& folder, std::string& text,
+                                        const PartReader& readPart) {
   std::vector<FoundFile> files;
-  addFiles(folder, kFolderLevels, files);
-  if (files.empty()) return;
+  Result<void> found = addFiles(folder, kFolderLevels, files);
+  if (!found || files.empty()) return found;
   const NamePlaces places(text);
   std::vector<Insertion> insertions;
   for (const FoundFile& file : files) {
-    Result<std::string> data = readFile(file.path);
-    if (!data) continue;
+    Result<std::string> data = readPart(file.path);
+    if (!data) return Failure{data.error()};
     if (const auto at = places.bodyOf(file.name)) {
       insertions.push_back({*at, base64Lines(*data, kTextLineLength)});
     }
     partialParts_.push_back(std::move(*data));
   }
   if (!insertions.empty()) text = withInsertions(text, insertions);
+  return {};
 }
 
-void PartialFile::collectPartFiles(const std::string& folder, const std::string& number) {
-  const std::vector<std::string>& names = partFileNames(folder);
+Result<void> PartialFile::collectPartFiles(const std::string& folder, const std::string& number,
+                                           const PartReader& readPart) {
+  Result<void> listed = listPartFiles(folder);
+  if (!listed) return listed;
   std::vector<std::string> own;
-  for (auto it = std::lower_bound(names.begin(), names.end(), number);
-       it != names.end() && it->starts_with(number); ++it) {
+  for (auto it = std::lower_bound(listedNames_.begin(), listedNames_.end(), number);
+       it != listedNames_.end() && it->starts_with(number); ++it) {
     // A longer number is that of another message.
     if (!isDigit((*it)[number.size()])) own.push_back(*it);
   }
   std::sort(own.begin(), own.end(), numericLess);
   for (const std::string& name : own) {
-    const Result<std::string> data = readFile(folder + "/" + name);
-    if (data) partialParts_.push_back(base64Lines(*data, kPartLineLength));
+    const Result<std::string> data = readPart(folder + "/" + name);
+    if (!data) return Failure{data.error()};
+    partialParts_.push_back(base64Lines(*data, kPartLineLength));
   }
+  return {};
 }
 
-const std::vector<std::string>& PartialFile::partFileNames(const std::string& folder) {
-  if (folder == listedFolder_) return listedNames_;
-  listedFolder_ = folder;
+Result<void> PartialFile::listPartFiles(const std::string& folder) {
+  if (folder == listedFolder_) return {};
+  listedFolder_.clear();
   listedNames_.clear();
-  for (Entry& entry : entriesOf(folder)) {
+  Result<std::vector<Entry>> entries = entriesOf(folder);
+  if (!entries) return Failure{entries.error()};
+  for (Entry& entry : *entries) {
     if (!entry.isFolder && entry.name.ends_with(kPartEnding)) {
       listedNames_.push_back(std::move(entry.name));
     }
   }
   std::sort(listedNames_.begin(), listedNames_.end());
-  return listedNames_;
+  listedFolder_ = folder;
+  return {};
 }
 
 std::optional<std::string> PartialFile::takePart() {

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/result.h"
 
 namespace keldane {
 
@@ -20,15 +23,22 @@ class PartialFile {
  public:
   /// Begins the next file: the parts of the one before are gone.
   void forget();
+  /// Reads the file of a part; a failure names it.
+  using PartReader = std::function<Result<std::string>(const std::string& path)>;
   /// Mends the text of a message file. Nothing happens unless the file's name is that of a stub.
-  void repair(const std::string& path, std::string& text);
+  /// Fails when a part, or a folder of parts, is there and cannot be read: `text` is then of no
+  /// use.
+  [[nodiscard]] Result<void> repair(const std::string& path, std::string& text,
+                                    const PartReader& readPart);
   /// The next part that no stub has had. It belongs to the caller.
   [[nodiscard]] std::optional<std::string> takePart();
 
  private:
-  void collectFolder(const std::string& folder, std::string& text);
-  void collectPartFiles(const std::string& folder, const std::string& number);
-  [[nodiscard]] const std::vector<std::string>& partFileNames(const std::string& folder);
+  Result<void> collectFolder(const std::string& folder, std::string& text,
+                             const PartReader& readPart);
+  Result<void> collectPartFiles(const std::string& folder, const std::string& number,
+                                const PartReader& readPart);
+  Result<void> listPartFiles(const std::string& folder);
 
   std::vector<std::string> partialParts_;
   std::size_t usedParts_ = 0;

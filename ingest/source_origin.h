@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "mime/mail_source.h"
 
@@ -24,5 +25,17 @@ struct SourceOrigin {
   std::optional<std::uint64_t> offsetBytes;  ///< of its separator line in an mbox
   std::optional<std::string> exactBytes;
 };
+
+/// UTF-8 when the bytes are that, otherwise ISO Latin 1, which all bytes are.
+[[nodiscard]] mime::SourceEncoding encodingOf(std::string_view bytes);
+
+/// Makes `bytes` the text of a source: UTF-8 with "\n" line ends. Answers how the bytes are had
+/// back from it; path and place are the caller's to fill in. A copy of the bytes is made only where
+/// the text does not give them back. Throws when memory runs out.
+[[nodiscard]] SourceOrigin takeText(std::string& bytes, mime::SourceEncoding encoding);
+
+/// The bytes that `text` was made from. Those of a text that is no longer the one that was made
+/// then differ from `sha256` and `sizeBytes`; comparing is up to the caller.
+[[nodiscard]] std::string restoredBytes(std::string_view text, const SourceOrigin& origin);
 
 }  // namespace keldane

@@ -11,8 +11,10 @@
 namespace keldane {
 namespace {
 
-std::vector<MessagePiece> cut(const std::string& path) {
-  MboxReader reader(path);
+constexpr std::uint64_t kNoLimit = 1U << 30U;
+
+std::vector<MessagePiece> cut(const std::string& path, std::uint64_t limitBytes = kNoLimit) {
+  MboxReader reader(path, limitBytes);
   const Result<bool> opened = reader.open();
   EXPECT_TRUE(opened);
   std::vector<MessagePiece> pieces;
@@ -37,7 +39,9 @@ TEST_P(MboxReaderText, IsCutAtEachSeparator) {
     const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
     ASSERT_EQ(pieces.size(), GetParam().pieces.size()) << "line ends of " << end.size();
     for (std::size_t i = 0; i < pieces.size(); ++i) {
-      EXPECT_EQ(pieces[i].text, GetParam().pieces[i]);
+      std::string bytes = GetParam().pieces[i];
+      replaceAll(bytes, "\n", end);
+      EXPECT_EQ(pieces[i].bytes, bytes);
       if (i > 0) {
         EXPECT_EQ(text.substr(pieces[i].offsetBytes, 5), "From ");
       }
@@ -69,18 +73,64 @@ TEST(MboxReader, TheWordWithinTheFirstLinesDoesNotHideTheLineEnds) {
     replaceAll(text, "\n", end);
     const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
     ASSERT_EQ(pieces.size(), 2U);
-    EXPECT_EQ(pieces[0].text, "From a\nA: said From y\n>From z");
+    EXPECT_TRUE(pieces[0].bytes.ends_with(">From z"));
   }
 }
 
-TEST(MboxReader, TellsWhatCannotBeRead) {
+TEST(MboxReader, BytesThatAreNoTextAreHandedOutAsTheyStand) {
   const TemporaryFolder folder;
-  for (const std::string& path : {folder / "missing", folder.path(), std::string("/dev/null")}) {
-    const Result<bool> opened = MboxReader(path).open();
-    ASSERT_FALSE(opened) << path;
-    EXPECT_NE(opened.error().find(path), std::string::npos);
+  const std::string first = std::string("\xEF\xBB\xBF") + "From a\nA: \xFF";
+  const std::string second("b\nx\0y\0\0", 7);
+  const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", first + "\nFrom " + second));
+  ASSERT_EQ(pieces.size(), 2U);
+  EXPECT_EQ(pieces[0].bytes, first);
+  EXPECT_EQ(pieces[1].bytes, second);
+}
+
+TEST(MboxReader, APieceBeyondTheLimitIsPassedOver) {
+  const TemporaryFolder folder;
+  for (const std::size_t size : {std::size_t{200}, std::size_t{70000}, std::size_t{5000000}}) {
+    const std::string text = "From a\nA: 1\nFrom b\n" + std::string(size, 'x') + "\nFrom c\nC: 1\n";
+    const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text), 100);
+    ASSERT_EQ(pieces.size(), 3U);
+    EXPECT_EQ(pieces[0].bytes, "From a\nA: 1");
+    EXPECT_TRUE(pieces[1].isTooLong);
+    EXPECT_EQ(pieces[1].bytes, "");
+    EXPECT_EQ(pieces[1].offsetBytes, text.find("From b"));
+    EXPECT_EQ(pieces[2].bytes, "c\nC: 1\n");
+    EXPECT_EQ(pieces[2].offsetBytes, text.find("From c"));
+    const std::vector<MessagePiece> one =
+        cut(folder.write("image", std::string(size, '\0') + "end"), 100);
+    ASSERT_EQ(one.size(), 1U);
+    EXPECT_TRUE(one[0].isTooLong);
   }
-  const Result<bool> empty = MboxReader(folder.write("empty", "")).open();
+}
+
+TEST(MboxReader, KnowsThatNothingIsLeftWithItsLastPiece) {
+  const TemporaryFolder folder;
+  for (const std::uint64_t limit : {kNoLimit, std::uint64_t{1}}) {
+    MboxReader reader(folder.write("x.mbox", "From a\nA: 1\nFrom b\nB: 2\n"), limit);
+    ASSERT_TRUE(reader.open());
+    ASSERT_TRUE(reader.next());
+    EXPECT_FALSE(reader.isAtEnd());
+    ASSERT_TRUE(reader.next());
+    EXPECT_TRUE(reader.isAtEnd());
+    EXPECT_FALSE(reader.next());
+  }
+}
+
+TEST(MboxReader, TellsWhyAFileCannotBeRead) {
+  const TemporaryFolder folder;
+  const std::pair<std::string, std::string> cases[] = {
+      {folder / "missing", "No such file or directory"},
+      {folder.path(), "is a folder"},
+      {"/dev/null", "not a regular file (a device)"}};
+  for (const auto& [path, reason] : cases) {
+    const Result<bool> opened = MboxReader(path, kNoLimit).open();
+    ASSERT_FALSE(opened) << path;
+    EXPECT_EQ(opened.error(), reason);
+  }
+  const Result<bool> empty = MboxReader(folder.write("empty", ""), kNoLimit).open();
   ASSERT_TRUE(empty);
   EXPECT_FALSE(*empty);
 }

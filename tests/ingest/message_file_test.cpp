@@ -12,26 +12,17 @@
 namespace keldane {
 namespace {
 
-TEST(MessageFile, IsReadAsUtf8OrElseAsLatin1) {
-  const TemporaryFolder folder;
-  EXPECT_EQ(*readMessageFile(folder.write("utf8", "\xC3\xA4\r\nb\rc\n")), "\xC3\xA4\nb\nc\n");
-  EXPECT_EQ(*readMessageFile(folder.write("latin1", "\xE4\xC3\xA4\n")),
-            "\xC3\xA4\xC3\x83\xC2\xA4\n");
-  EXPECT_EQ(*readMessageFile(folder.write("nul", std::string("a\0b", 3))), std::string("a\0b", 3));
-  EXPECT_FALSE(readMessageFile(folder.path()));
-}
-
 TEST(MessageFile, IsCutAtEachSeparatorWithItsOffset) {
-  const TemporaryFolder folder;
   for (const std::string end : {"\n", "\r\n", "\r"}) {
     const std::string first = "From a" + end + "A: 1" + end + end + "x From y" + end;
-    const std::string path = folder.write("x.eml.txt", first + "From \xE4" + end + "B: 2" + end);
-    const auto pieces = readSeveralMessages(path);
-    ASSERT_EQ(pieces->size(), 2U);
-    EXPECT_EQ((*pieces)[0].text, "From a\nA: 1\n\nx From y");
-    EXPECT_EQ((*pieces)[0].offsetBytes, 0U);
-    EXPECT_EQ((*pieces)[1].text, "\xC3\xA4\nB: 2\n");
-    EXPECT_EQ((*pieces)[1].offsetBytes, first.size());
+    auto pieces = cutAtSeparators(first + "From \xE4" + end + "B: 2" + end);
+    ASSERT_EQ(pieces.size(), 2U);
+    EXPECT_EQ(pieces[0].bytes, "From a" + end + "A: 1" + end + end + "x From y");
+    EXPECT_EQ(pieces[0].offsetBytes, 0U);
+    EXPECT_EQ(pieces[1].bytes, "\xE4" + end + "B: 2" + end);
+    EXPECT_EQ(pieces[1].offsetBytes, first.size());
+    deleteFirstLine(pieces[1].bytes);
+    EXPECT_EQ(pieces[1].bytes, "B: 2" + end);
   }
 }
 

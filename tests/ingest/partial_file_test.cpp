@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/files.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
@@ -15,6 +16,11 @@ std::vector<std::string> takeAll(PartialFile& partial) {
   std::vector<std::string> parts;
   while (auto part = partial.takePart()) parts.push_back(std::move(*part));
   return parts;
+}
+
+/// Mends the text with the parts as they lie there.
+void repair(PartialFile& partial, const std::string& path, std::string& text) {
+  EXPECT_TRUE(partial.repair(path, text, readFile));
 }
 
 constexpr const char* kStub = "box/Data/Messages/12.partial.emlx";
@@ -31,7 +37,7 @@ TEST(PartialFile, PutsAttachmentsBackWhereTheirNamesStand) {
       "Content-Type: text/plain; name=a.txt\n\n\n--x\n"
       "Content-Type: text/plain; name=\"b c.txt\"\nX: y\n\n\n--x--\n";
   PartialFile partial;
-  partial.repair(folder / kStub, text);
+  repair(partial, folder / kStub, text);
   EXPECT_EQ(text,
             "Content-Type: text/plain; name=a.txt\n\nZmlyc3Q=\n--x\n"
             "Content-Type: text/plain; name=\"b c.txt\"\nX: y\n\nc2Vjb25k\n--x--\n");
@@ -43,17 +49,17 @@ TEST(PartialFile, ABareNameGoesBeforeAQuotedOneAndTheBlankLineMustBeNear) {
   folder.write("box/Data/Attachments/12/2/a.txt", "x");
   PartialFile partial;
   std::string both = "name=\"a.txt\"\n\n1\nname=a.txt\n\n2\n";
-  partial.repair(folder / kStub, both);
+  repair(partial, folder / kStub, both);
   EXPECT_EQ(both, "name=\"a.txt\"\n\n1\nname=a.txt\n\neA==2\n");
   // The name and what follows it may take 500 characters, of whatever width.
   std::string wide;
   for (int i = 0; i < 488; ++i) wide += "\xC3\xA4";
   std::string near = "name=a.txt" + wide + "\n\n2\n";
-  partial.repair(folder / kStub, near);
+  repair(partial, folder / kStub, near);
   EXPECT_EQ(near, "name=a.txt" + wide + "\n\neA==2\n");
   const std::string far = "name=a.txt" + wide + "-\n\n2\n";
   std::string kept = far;
-  partial.repair(folder / kStub, kept);
+  repair(partial, folder / kStub, kept);
   EXPECT_EQ(kept, far);
 }
 
@@ -65,7 +71,7 @@ TEST(PartialFile, CollectsPartFilesOfItsOwnNumberOnly) {
   folder.write("box/Data/Messages/12.2.emlx", "no part");
   PartialFile partial;
   std::string text = "Subject: x\n\n";
-  partial.repair(folder / kStub, text);
+  repair(partial, folder / kStub, text);
   EXPECT_EQ(text, "Subject: x\n\n");
   const std::vector<std::string> parts = takeAll(partial);
   ASSERT_EQ(parts.size(), 2U);
@@ -83,9 +89,30 @@ TEST(PartialFile, EntersNoLinkedFolder) {
                                             folder / "box/Data/Attachments/12/2");
   PartialFile partial;
   std::string text = "name=a.txt\n\n";
-  partial.repair(folder / kStub, text);
+  repair(partial, folder / kStub, text);
   EXPECT_EQ(text, "name=a.txt\n\n");
   EXPECT_FALSE(partial.takePart());
+}
+
+TEST(PartialFile, APartThatIsThereAndCannotBeReadIsTold) {
+  for (const std::string name :
+       {"box/Data/Attachments/12/2/a.txt", "box/Data/Messages/12.2.emlxpart"}) {
+    const TemporaryFolder folder;
+    const std::string part = folder.write(name, "x");
+    PartialFile partial;
+    std::string text = "name=a.txt\n\n";
+    const Result<void> repaired =
+        partial.repair(folder / kStub, text, [](const std::string& path) -> Result<std::string> {
+          return Failure{path + ": Input/output error"};
+        });
+    ASSERT_FALSE(repaired);
+    EXPECT_EQ(repaired.error(), part + ": Input/output error");
+  }
+  // A folder that cannot be listed, whoever runs the test: its path is longer than paths may be.
+  PartialFile partial;
+  std::string text = "name=a.txt\n\n";
+  const std::string longPath = "/" + std::string(5000, 'x');
+  EXPECT_FALSE(partial.repair(longPath + "/Messages/12.partial.emlx", text, readFile));
 }
 
 TEST(PartialFile, LeavesOtherFilesAlone) {
@@ -95,7 +122,7 @@ TEST(PartialFile, LeavesOtherFilesAlone) {
   for (const char* name : {"Messages/partial.emlx", "Messages/.partial.emlx", "Messages/partial"}) {
     PartialFile partial;
     std::string text = "name=a.txt\n\n";
-    partial.repair(folder / name, text);
+    repair(partial, folder / name, text);
     EXPECT_EQ(text, "name=a.txt\n\n") << name;
     EXPECT_FALSE(partial.takePart()) << name;
   }

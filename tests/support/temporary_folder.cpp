@@ -1,5 +1,6 @@
 #include "tests/support/temporary_folder.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -36,6 +37,8 @@ std::string TemporaryFolder::write(std::string_view name, std::string_view bytes
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
   EXPECT_TRUE(file) << path;
+  // A run waits for files that have just been written.
+  fs::last_write_time(path, fs::last_write_time(path) - std::chrono::hours(1));
   return path.string();
 }
 
