@@ -6,31 +6,19 @@ Usage: compare_sources.py SOCKET DATABASE LEDGER"""
 import sys
 
 from archive_db import Archive
-
-
-def unescape(text):
-    for code, plain in (("\\t", "\t"), ("\\n", "\n"), ("\\r", "\r")):
-        text = text.replace(code, plain)
-    return text.replace("\\\\", "\\")
+from mail_files import as_text, ledger_lines
 
 
 def archived(ledger):
     """Pairs of id and path of the lines "archived"."""
-    with open(ledger, encoding="utf-8", errors="surrogateescape") as lines:
-        for line in lines:
-            cells = line.rstrip("\n").split("\t")
-            if cells[0] == "archived":
-                yield cells[1], unescape(cells[3])
+    for outcome, detail, _, path in ledger_lines(ledger):
+        if outcome == "archived":
+            yield detail.split(",")[0], path
 
 
 def wanted(path):
     with open(path, "rb") as file:
-        data = file.read()
-    try:
-        text = data.decode("utf-8")
-    except UnicodeDecodeError:
-        text = data.decode("latin-1")
-    return text.replace("\r\n", "\n").replace("\r", "\n").replace("\0", "").encode("utf-8")
+        return as_text(file.read())
 
 
 def main():
