@@ -179,7 +179,13 @@ bool readDate(Cursor& cursor, Fields& fields, LogBase& log) {
   } else {
     if (!readMonth(cursor, monthWord, log)) return false;
     skipSeparators(cursor);
-    fields.day = smallNumber(cursor.takeDigits(3));
+    const std::string_view digits = cursor.takeDigits(3);
+    // No day has three digits: a word that is no month stands in front of a year.
+    if (digits.size() > 2) {
+      log.LogError("parseRfc822Date: day out of range (1-31)");
+      return false;
+    }
+    fields.day = smallNumber(digits);
   }
   skipSeparators(cursor);
   fields.year = smallNumber(cursor.takeDigits(6));
@@ -285,7 +291,7 @@ bool fail(TarnellSysTime& out) {
 
 bool parseFields(Cursor& cursor, TarnellSysTime& out, LogBase& log) {
   if (isWeekday(cursor.rest().substr(0, 3))) {
-    cursor.takeUntil(" \t");
+    cursor.takeUntil(" \t,");
     cursor.skipBlanks();
     cursor.take(',');
     cursor.skipBlanks();
