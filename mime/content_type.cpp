@@ -182,7 +182,7 @@ void _tnContentType::loadFromMimeHeaderValue(std::string_view value, _tnCharset&
   ParamString text;
   if (!text.setString(value, true)) return;
   const std::size_t typeEnd = std::min(text.view().find_first_of("; \t\r"), text.view().size());
-  setContentType(text.view().substr(0, typeEnd));
+  setContentType(text.resolve(text.view().substr(0, typeEnd)));
   text.text().removeFromStart(typeEnd);
   // Safe on the whole rest: what may hold blanks was in quotes and is out of the text.
   text.text().removeCharOccurances(' ');

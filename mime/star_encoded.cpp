@@ -9,21 +9,9 @@
 namespace keldane::mime {
 namespace {
 
-bool appendAsUtf8(const StringBuffer& text, int codePage, StringBuffer& out, LogBase& log) {
-  if (codePage == 0 || codePage == CharsetNaming::kUtf8) return out.append(text);
-  DataBuffer converted;
-  EncodingConvert convert;
-  convert.EncConvert(codePage, CharsetNaming::kUtf8, text.view(), converted, log);
-  return out.append(converted);
-}
-
-}  // namespace
-
-void urlDecodeSb(StringBuffer& text) {
-  if (!text.containsChar('%')) return;
-  const std::string_view in = text.view();
-  StringBuffer out;
-  out.expectNumBytes(in.size());
+/// Into bytes: a text would lose the zero that ends a letter of UTF-16.
+bool urlDecode(std::string_view in, DataBuffer& out) {
+  if (!out.ensureBuffer(in.size())) return false;
   std::size_t copied = 0;
   std::size_t at = 0;
   while ((at = in.find('%', at)) != std::string_view::npos) {
@@ -34,19 +22,35 @@ void urlDecodeSb(StringBuffer& text) {
       continue;
     }
     out.append(in.substr(copied, at - copied));
-    out.appendChar(static_cast<char>(high * 16 + low));
+    out.appendChar(static_cast<std::uint8_t>(high * 16 + low));
     at += 3;
     copied = at;
   }
-  out.append(in.substr(copied));
-  text.takeSb(out);
+  return out.append(in.substr(copied));
+}
+
+bool appendDecoded(std::string_view text, int codePage, StringBuffer& out, LogBase& log) {
+  DataBuffer bytes;
+  if (!urlDecode(text, bytes)) return false;
+  if (codePage == 0 || codePage == CharsetNaming::kUtf8) return out.append(bytes);
+  DataBuffer converted;
+  EncodingConvert convert;
+  convert.EncConvert(codePage, CharsetNaming::kUtf8, bytes.view(), converted, log);
+  return out.append(converted);
+}
+
+}  // namespace
+
+void urlDecodeSb(StringBuffer& text) {
+  if (!text.containsChar('%')) return;
+  DataBuffer bytes;
+  if (urlDecode(text.view(), bytes)) text.setString(bytes.view());
 }
 
 bool ContentCoding::decodeStarEncoded(StringBuffer& value, std::string_view charsetDefault,
                                       StringBuffer& out, StringBuffer& charsetOut, LogBase& log) {
   LogContextExitor context(log, "decodeStarEncoded");
   const std::size_t quotes = findBytes(value.view(), "''");
-  StringBuffer text;
   if (quotes != std::string_view::npos) {
     // The language between the quotes is skipped because it is empty; with one there is no "''".
     StringBuffer charset(value.view().substr(0, value.view().find('\'')));
@@ -54,16 +58,12 @@ bool ContentCoding::decodeStarEncoded(StringBuffer& value, std::string_view char
     charsetOut.setString(charset.view());
     int codePage = CharsetNaming::GetCodePage_p(charset.view());
     if (codePage == 0) codePage = CharsetNaming::kUtf8;
-    text.append(value.view().substr(quotes + 2));
-    urlDecodeSb(text);
-    return appendAsUtf8(text, codePage, out, log);
+    return appendDecoded(value.view().substr(quotes + 2), codePage, out, log);
   }
   charsetOut.setString(charsetDefault);
-  text.append(value.view());
-  urlDecodeSb(text);
   const int codePage =
       charsetDefault.empty() ? CharsetNaming::kUtf8 : CharsetNaming::GetCodePage_p(charsetDefault);
-  return appendAsUtf8(text, codePage, out, log);
+  return appendDecoded(value.view(), codePage, out, log);
 }
 
 }  // namespace keldane::mime
