@@ -33,6 +33,8 @@ int CharsetNaming::GetCodePage(StringBuffer& name) {
 
 int CharsetNaming::GetCodePage_p(std::string_view name) {
   name = trimmed(name);
+  // The end of a text is never a NUL, and so it is for the form above.
+  while (!name.empty() && name.back() == '\0') name.remove_suffix(1);
   char plain[kLongestName];
   std::size_t size = 0;
   for (const char c : name.substr(0, kLongestName)) {

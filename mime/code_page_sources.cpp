@@ -23,6 +23,8 @@ constexpr char kMacArabic[] =
     "98:00BB 99:00F4 9A-9B:00F6 9C:00FA 9D:00F9 9E-9F:00FB A0-A4:0020 A5:066A A6-AB:0026 "
     "AD-AF:002D B0-B9:0660 BA:003A BC-BE:003C C0:274A DB-DF:005B F3:067E F4:0679 F5:0686 F6:06D5 "
     "F7:06A4 F8:06AF F9:0688 FA:0691 FB-FD:007B FE:0698 FF:06D2";
+/// What the Macintosh added to the double-byte pages, which are else the Windows ones.
+constexpr char kMacSigns[] = "80:005C A0:00A0 FD:00A9 FE:2122 FF:2026";
 constexpr char kMacCroatian[] =
     "A9:0160 AE:017D B4:2206 B9:0161 BE:017E C6:0106 C8:010C D0:0110 D8:F8FF D9:00A9 DE:00C6 "
     "DF:00BB E0:2013 E6:0107 E8:010D F0:0111 F9:03C0 FA:00CB FD:00CA FE:00E6";
@@ -82,9 +84,14 @@ constexpr PageSource kPageSources[] = {
     {1258, kS, kIcu, "ibm-5354_P100-1998", kWindows, ""},
     {1361, kD, kIconv, "JOHAB", kWindows | kPrivateUndefined, ""},
     {10000, kS, kIcu, "macos-0_2-10.2", kLow, ""},
+    {10001, kD, kIcu, "ibm-943_P15A-2003", kWindows, kMacSigns},
+    {10002, kD, kIcu, "windows-950-2000", kWindows | kPrivateUndefined, kMacSigns},
+    {10003, kD, kIcu, "windows-949-2000", kWindows | kPrivateUndefined, ""},
     {10004, kS, kPage, "28596", kNone, kMacArabic},
     {10006, kS, kIcu, "macos-6_2-10.4", kLow, ""},
     {10007, kS, kIcu, "macos-7_3-10.2", kLow, ""},
+    {10008, kD, kIcu, "windows-936-2000", kWindows | kPrivateUndefined,
+     "80:00FC A0:00A0 FD:00A9 FE:2122 FF:2026"},
     {10010, kS, kPage, "10000", kNone, "AE:0102 AF:0218 BE:0103 BF:0219 DE-DF:021A"},
     {10017, kS, kIcu, "macos-7_3-10.2", kLow, ""},
     {10029, kS, kIcu, "macos-29-10.2", kLow, ""},

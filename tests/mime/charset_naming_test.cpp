@@ -52,6 +52,9 @@ TEST_F(CharsetNamingTest, Normalises) {
   };
   for (const auto& row : rows) {
     EXPECT_EQ(CharsetNaming::GetCodePage_p(row.name), row.page) << row.name;
+    // Out of a text of two bytes a letter, say.
+    const std::string withNul = row.name + std::string(1, '\0');
+    EXPECT_EQ(CharsetNaming::GetCodePage_p(withNul), row.page) << row.name;
   }
   StringBuffer name(" 'UTF_8' ");
   CharsetNaming::GetCodePage(name);

@@ -85,6 +85,10 @@ TEST(EncodingConvert, TwoBytePages) {
       {"a lone lead at the end", 932, 65001, "a\x93", "a", true},
       {"a bad pair takes one elsewhere", 20936, 65001, "\x81\x40x", "@x", true},
       {"extension kanji as Windows writes them", 65001, 932, "\xE9\xAB\x99", "\xFB\xFC"},
+      {"Mac Japanese", 10001, 65001, "\x93\xFA\x80\xFE", "\xE6\x97\xA5\\\xE2\x84\xA2"},
+      {"Mac Chinese", 10008, 65001, "\xD6\xD0\xA0", "\xE4\xB8\xAD\xC2\xA0"},
+      {"Mac Chinese, traditional", 10002, 65001, "\xA4\xA4", "\xE4\xB8\xAD"},
+      {"Mac Korean", 10003, 65001, "\xC7\xD1", "\xED\x95\x9C"},
       {"johab", 1361, 65001, "\xD0\x65", "\xED\x95\x9C"},
       {"T.61", 20261, 65001,
        "\xC2"
