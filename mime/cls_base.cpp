@@ -47,6 +47,16 @@ void ClsBase::logSuccessFailure(bool ok) {
   log_.LogOutcome(ok ? "Success." : "Failed.");
 }
 
+std::string errorTextOf(const ClsBase* object) noexcept {
+  try {
+    StringBuffer text;
+    if (object) object->get_LastErrorText(text);
+    return std::string(text.view());
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
 bool ClsBase::dbToXString_cp(int codePage, const DataBuffer& db, XString& out, LogBase& log) {
   if (codePage == 65001) return out.setFromUtf8(db.view());
   EncodingConvert convert;

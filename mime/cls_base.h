@@ -2,7 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <new>
+#include <string>
 #include <string_view>
 
 #include "mime/log_base.h"
@@ -132,6 +135,19 @@ class ClsRef {
  private:
   T* object_ = nullptr;
 };
+
+/// A new object; null when there is no memory for it.
+template <typename T>
+std::unique_ptr<T> makeOrNull() noexcept {
+  try {
+    return std::make_unique<T>();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+/// The story of the object's last call; empty without an object, and when memory runs out.
+[[nodiscard]] std::string errorTextOf(const ClsBase* object) noexcept;
 
 /// Base of the `Tn*` wrappers: their stamp and the flag that says how their texts are meant (UTF-8,
 /// unless switched off).

@@ -157,8 +157,7 @@ void _tnLogger::StartCall(const char* name) {
   clearLocked();
   callName_ = name;
   depth_ = 1;
-  if (debugPath_.empty()) return;
-  for (const Entry& entry : callHead()) writeDebugLine(entry);
+  writeDebugLines(&_tnLogger::callHead);
 }
 
 void _tnLogger::FinishCall(const char* outcome) {
@@ -166,8 +165,17 @@ void _tnLogger::FinishCall(const char* outcome) {
   const std::lock_guard<std::mutex> lock(mutex_);
   callOutcome_ = outcome;
   depth_ = 0;
+  writeDebugLines(&_tnLogger::callTail);
+}
+
+void _tnLogger::writeDebugLines(std::vector<Entry> (_tnLogger::*entries)() const) const {
   if (debugPath_.empty()) return;
-  for (const Entry& entry : callTail()) writeDebugLine(entry);
+  try {
+    for (const Entry& entry : (this->*entries)()) writeDebugLine(entry);
+  } catch (const std::bad_alloc&) {
+    // As in `record`.
+    return;
+  }
 }
 
 std::vector<_tnLogger::Entry> _tnLogger::callHead() const {

@@ -166,6 +166,7 @@ class _tnLogger final : public LogBase {
   void record(Kind kind, std::string_view name, std::string_view text);
   void clearLocked();
   void writeDebugLine(const Entry& entry) const;
+  void writeDebugLines(std::vector<Entry> (_tnLogger::*entries)() const) const;
   std::vector<Entry> callHead() const;
   std::vector<Entry> callTail() const;
   std::vector<Entry> allEntries() const;

@@ -99,6 +99,7 @@ bool MimeField::setMfContents(std::string_view name, std::string_view value,
                               const MimeControl& control, LogBase& log) {
   if (!name_.setString(trimmed(name))) return false;
   trimStored(name_);
+  name_.minimizeMemoryUsage();
   return setMfValue(value, control, log);
 }
 
@@ -106,6 +107,7 @@ bool MimeField::setMfValue(std::string_view value, const MimeControl& control, L
   // Outer blanks go first: they never matter, and most values then fit inside the object.
   if (!value_.setString(trimmed(value))) return false;
   setMfPostProcess(control, log);
+  value_.minimizeMemoryUsage();
   return true;
 }
 

@@ -82,7 +82,12 @@ ClsStream::~ClsStream() = default;
 void ClsStream::put_SourceFile(std::string_view path) {
   CritSecExitor lock(*this);
   forget();
-  path_ = path;
+  try {
+    path_ = path;
+  } catch (const std::bad_alloc&) {
+    // Without a source, and the first read says so.
+    path_.clear();
+  }
 }
 
 bool ClsStream::put_StringCharset(std::string_view name) {

@@ -13,17 +13,20 @@ class TnMime : public TnMultiByteBase {
  public:
   ClsMime& object() { return *object_; }
 
+  /// `self`: null when there was no memory even for the object.
   template <typename Call>
-  bool run(const Call& call) {
-    object_->put_LastMethodSuccess(false);
+  static bool run(const std::unique_ptr<TnMime>& self, const Call& call) {
+    if (!self) return false;
+    ClsMime& mime = *self->object_;
+    mime.put_LastMethodSuccess(false);
     bool ok = false;
     // The one place where the standard library's strings come in, and so its exceptions.
     try {
-      ok = call(*object_);
+      ok = call(mime);
     } catch (const std::bad_alloc&) {
       ok = false;
     }
-    object_->put_LastMethodSuccess(ok);
+    mime.put_LastMethodSuccess(ok);
     return ok;
   }
 
@@ -31,24 +34,24 @@ class TnMime : public TnMultiByteBase {
   ClsRef<ClsMime> object_{new ClsMime};
 };
 
-TnoMime::TnoMime() : impl_(std::make_unique<TnMime>()) {}
+TnoMime::TnoMime() : impl_(makeOrNull<TnMime>()) {}
 TnoMime::~TnoMime() = default;
 
 bool TnoMime::LoadMime(std::string_view text) {
-  return impl_->run([text](ClsMime& mime) { return mime.LoadMimeUtf8(text); });
+  return TnMime::run(impl_, [text](ClsMime& mime) { return mime.LoadMimeUtf8(text); });
 }
 
 bool TnoMime::LoadMimeBytes(std::string_view bytes) {
-  return impl_->run([bytes](ClsMime& mime) { return mime.LoadMimeBytes(bytes); });
+  return TnMime::run(impl_, [bytes](ClsMime& mime) { return mime.LoadMimeBytes(bytes); });
 }
 
 bool TnoMime::takeLeaves(const PartVisitor& visit) {
-  return impl_->run([&visit](ClsMime& mime) { return mime.takeLeaves(visit); });
+  return TnMime::run(impl_, [&visit](ClsMime& mime) { return mime.takeLeaves(visit); });
 }
 
 std::optional<std::string> TnoMime::GetMime() {
   std::optional<std::string> result;
-  const bool ok = impl_->run([&result](ClsMime& mime) {
+  const bool ok = TnMime::run(impl_, [&result](ClsMime& mime) {
     XString text;
     if (!mime.GetMime(text)) return false;
     result.emplace(text.utf8View());
@@ -59,7 +62,7 @@ std::optional<std::string> TnoMime::GetMime() {
 
 std::optional<std::string> TnoMime::GetHeaderField(std::string_view name) {
   std::optional<std::string> result;
-  const bool ok = impl_->run([&result, name](ClsMime& mime) {
+  const bool ok = TnMime::run(impl_, [&result, name](ClsMime& mime) {
     XString value;
     if (!mime.GetHeaderField(name, value)) return false;
     result.emplace(value.utf8View());
@@ -70,7 +73,7 @@ std::optional<std::string> TnoMime::GetHeaderField(std::string_view name) {
 
 std::string TnoMime::describeTree() {
   std::string result;
-  (void)impl_->run([&result](ClsMime& mime) {
+  (void)TnMime::run(impl_, [&result](ClsMime& mime) {
     StringBuffer text;
     if (!mime.describeTree(text)) return false;
     result = text.view();
@@ -79,14 +82,14 @@ std::string TnoMime::describeTree() {
   return result;
 }
 
-bool TnoMime::LastMethodSuccess() const { return impl_->object().get_LastMethodSuccess(); }
+bool TnoMime::LastMethodSuccess() const { return impl_ && impl_->object().get_LastMethodSuccess(); }
 
 std::string TnoMime::LastErrorText() const {
-  StringBuffer text;
-  impl_->object().get_LastErrorText(text);
-  return std::string(text.view());
+  return errorTextOf(impl_ ? &impl_->object() : nullptr);
 }
 
-void TnoMime::setVerboseLogging(bool on) { impl_->object().put_VerboseLogging(on); }
+void TnoMime::setVerboseLogging(bool on) {
+  if (impl_) impl_->object().put_VerboseLogging(on);
+}
 
 }  // namespace keldane::mime

@@ -11,36 +11,42 @@ class TnStream : public TnMultiByteBase {
   ClsRef<ClsStream> stream{new ClsStream()};
 };
 
-TnoStream::TnoStream() : impl_(std::make_unique<TnStream>()) {}
+TnoStream::TnoStream() : impl_(makeOrNull<TnStream>()) {}
 TnoStream::~TnoStream() = default;
 
-void TnoStream::setSourceFile(std::string_view path) { impl_->stream->put_SourceFile(path); }
+void TnoStream::setSourceFile(std::string_view path) {
+  if (impl_) impl_->stream->put_SourceFile(path);
+}
 
 std::optional<std::string> TnoStream::ReadUntilMatch(std::string_view match) {
   std::string out;
-  if (!impl_->stream->ReadUntilMatch(match, out)) return std::nullopt;
+  if (!impl_ || !impl_->stream->ReadUntilMatch(match, out)) return std::nullopt;
   return out;
 }
 
 bool TnoStream::ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes,
                                     std::string& bytes, bool& isTooLong) {
-  return impl_->stream->ReadBytesUntilMatch(match, limitBytes, bytes, isTooLong);
+  return impl_ && impl_->stream->ReadBytesUntilMatch(match, limitBytes, bytes, isTooLong);
 }
 
-std::string TnoStream::failureText() const { return impl_->stream->failureText(); }
+std::string TnoStream::failureText() const {
+  return impl_ ? impl_->stream->failureText() : "out of memory";
+}
 
-bool TnoStream::EndOfStream() const { return impl_->stream->get_EndOfStream(); }
+bool TnoStream::EndOfStream() const { return impl_ && impl_->stream->get_EndOfStream(); }
 
-void TnoStream::Reset() { impl_->stream->Reset(); }
+void TnoStream::Reset() {
+  if (impl_) impl_->stream->Reset();
+}
 
-std::uint64_t TnoStream::offsetBytes() const { return impl_->stream->offsetBytes(); }
+std::uint64_t TnoStream::offsetBytes() const { return impl_ ? impl_->stream->offsetBytes() : 0; }
 
-bool TnoStream::LastMethodSuccess() const { return impl_->stream->get_LastMethodSuccess(); }
+bool TnoStream::LastMethodSuccess() const {
+  return impl_ && impl_->stream->get_LastMethodSuccess();
+}
 
 std::string TnoStream::LastErrorText() const {
-  StringBuffer text;
-  impl_->stream->get_LastErrorText(text);
-  return std::string(text.view());
+  return errorTextOf(impl_ ? impl_->stream.get() : nullptr);
 }
 
 }  // namespace keldane::mime
