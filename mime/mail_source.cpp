@@ -73,6 +73,7 @@ Result<void> MailSource::loadChain(std::string_view text, const Options& options
   receivedField_ = mime_->GetHeaderField("received");
   const std::optional<std::string> mimeText = mime_->GetMime();
   if (!mimeText) return failureOf(*mime_);
+  if (options.visitTree) options.visitTree(*mime_, *mimeText);
   // Behind the writing, since it uses the tree up.
   if (options.visitPart && !mime_->takeLeaves(options.visitPart)) return failureOf(*mime_);
   if (text.size() > kLargeBytes) mime_.emplace();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,8 @@ class MailSource {
     bool declaredCharsets = true;
     /// Called for each leaf of the tree, see `walkParts`. May be empty.
     PartVisitor visitPart = {};
+    /// Called with the whole tree and the message as it was written anew. May be empty.
+    std::function<void(TnoMime& tree, const std::string& mimeText)> visitTree = {};
   };
 
   /// `text`: UTF-8, without count line and property list. Fails when the engine refuses the text or
