@@ -150,8 +150,10 @@ INSTANTIATE_TEST_SUITE_P(
         BodyRow{"QpByHeader",
                 "Subject: =?koi8-r?Q?=C1?=\nContent-Transfer-Encoding: quoted-printable\n",
                 "=C1=C2", "\xD0\xB0\xD0\xB1", 20866},
-        BodyRow{"AttachedTextStays", "Content-Type: multipart/mixed; boundary=b\n",
-                "--b\nA: b\n\nx\n--b--", "", 0},
+        BodyRow{"QpUtf8WithoutLatinShape", "Content-Transfer-Encoding: quoted-printable\n",
+                "=D0=BC", "\xD0\xBC", 65001},
+        BodyRow{"QpUtf8CutAtTheEnd", "Content-Transfer-Encoding: quoted-printable\n",
+                "=D0=BC=D0=BC=D0", "\xD0\xBC\xD0\xBC\xC3\x90", 65001},
         BodyRow{"Declared",
                 "Content-Type: text/plain; charset=iso-8859-1\n"
                 "Content-Transfer-Encoding: quoted-printable\n",
@@ -303,24 +305,35 @@ TEST(LoadedMail, StaysShallowWhateverTheTree) {
     return all;
   };
   const std::string alternative = multi("alternative", {kPlain, kHtml});
-  const std::string rows[] = {
-      mail(multi("related", std::vector<std::string>(3000, alternative))),
-      mail(multi("mixed", std::vector<std::string>(3000, multi("related", {alternative, kImage})))),
-      mail(multi("mixed", std::vector<std::string>(20000, kPlain))),
-      mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
-      mail(part("text/plain", repeat("begin 6", 100000))),
-      repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml,
+  struct {
+    const char* name;
+    std::string text;
+    std::size_t attachments;
+    std::size_t textSize;
+  } const rows[] = {
+      {"alternatives in a related",
+       mail(multi("related", std::vector<std::string>(3000, alternative))), 0, 5},
+      {"relateds in a mixed",
+       mail(
+           multi("mixed", std::vector<std::string>(3000, multi("related", {alternative, kImage})))),
+       0, 5},
+      {"texts", mail(multi("mixed", std::vector<std::string>(20000, kPlain))), 0, 20000 * 7 - 2},
+      {"uuencoded files", mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
+       Email2::kMaxUuFiles, 0},
+      {"beginnings of such", mail(part("text/plain", repeat("begin 6", 100000))), 0, 700000},
+      {"nesting",
+       repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml, 0, 0},
   };
-  for (const std::string& text : rows) {
-    const Email2::Part email = load(text);
-    EXPECT_LE(email->attachments().size(), text.size());
-    EXPECT_LE(email->relatedItems().size(), text.size());
+  for (const auto& row : rows) {
+    const Email2::Part email = load(row.text);
+    EXPECT_EQ(email->attachments().size(), row.attachments) << row.name;
     std::string out;
     LogNull log;
     email->getPlainTextBodyUtf8(out, log);
+    EXPECT_EQ(out.size(), row.textSize) << row.name;
     email->getHtmlBodyUtf8(out, log);
     DataBuffer written;
-    EXPECT_TRUE(email->getMimeText(written, log));
+    EXPECT_TRUE(email->getMimeText(written, log)) << row.name;
   }
 }
 

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -447,9 +446,8 @@ TEST(HtmlCharset, StaysLinear) {
   std::string html;
   while (html.size() < 3000000) html += "<!--<meta a=\"content='";
   StringBuffer out;
-  const std::clock_t start = std::clock();
+  // With the square of its length this would take longer than a test may.
   EXPECT_FALSE(_tnHtmlHelp::getCharset(html, out));
-  EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
 }
 
 TEST(MimeMessage2, HandsTheCharsetOfABodyToLaterHeaders) {
