@@ -1,17 +1,19 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace keldane::bench {
 
+/// A message made to cost a reader more than its size.
 struct HostileMail {
-  std::string name;
-  std::string text;
+  const char* name;
+  /// A text of about `bytes` bytes, or less where a limit of the reader is what is aimed at.
+  std::string (*make)(std::size_t bytes);
 };
 
-/// Messages made to cost a reader more than their size: each is made at twice the size in turn, so
-/// that growth beyond linear shows as a growing time a MB.
-[[nodiscard]] std::vector<HostileMail> hostileMail();
+/// Each is to be made at several sizes, so that growth beyond linear shows as a growing time a MB.
+[[nodiscard]] const std::vector<HostileMail>& hostileMail();
 
 }  // namespace keldane::bench

@@ -8,6 +8,7 @@
 #include "mime/byte_search.h"
 #include "mime/content_coding.h"
 #include "mime/encoded_word.h"
+#include "mime/limits.h"
 #include "mime/log_base.h"
 
 namespace keldane::mime {
@@ -36,6 +37,8 @@ class AddressListParser {
       : tokens_(text), list_(list), depth_(depth), enough_(enough), log_(log) {}
 
   bool run();
+  /// What is left of the text, if it is more than separators, as one entry.
+  bool keepRest();
 
  private:
   enum class State { kStart, kAfterLess, kAddressDone, kName, kAfterAddress };
@@ -170,12 +173,14 @@ bool AddressListParser::takeAddress(std::string_view address, std::string_view m
   return appendEntry();
 }
 
-bool AddressListParser::appendEntry() {
-  if (list_.getSize() >= _tnEmailAddress::kMaxEntries) {
-    log_.LogError("Too many addresses in one field.");
-    return false;
-  }
-  return list_.appendObject(std::move(entry_));
+bool AddressListParser::appendEntry() { return list_.appendObject(std::move(entry_)); }
+
+bool AddressListParser::keepRest() {
+  const std::size_t begin = tokens_.rest().find_first_not_of(">,; \t\r\n");
+  if (list_.getSize() < enough_ || begin == std::string_view::npos) return true;
+  log_.LogError("Too many addresses in one field -- the rest is kept as one.");
+  return makeEntry() && entry_->address_rw().setFromUtf8(trimmed(tokens_.rest().substr(begin))) &&
+         appendEntry();
 }
 
 // What looked like a name was an address without its brackets, or a whole entry in encoded words.
@@ -205,7 +210,8 @@ bool parseRawAddressList(std::string_view text, ExtPtrArray<_tnEmailAddress>& li
                          int enough, LogBase& log) {
   if (depth > _tnEmailAddress::kMaxDepth) return false;
   StringBuffer decoded;
-  return AddressListParser(decodeWhole(text, decoded, log), list, depth, enough, log).run();
+  AddressListParser parser(decodeWhole(text, decoded, log), list, depth, enough, log);
+  return parser.run() && (enough == 1 || parser.keepRest());
 }
 
 bool _tnEmailAddress::loadSingleEmailAddr(std::string_view text, int depth, LogBase& log) {
@@ -239,7 +245,7 @@ bool _tnEmailAddress::parseAndLoadList(std::string_view text, ExtPtrArray<_tnEma
                                        int depth, LogBase& log) {
   const LogContextExitor context(log, "parseAndLoadList");
   const int known = list.getSize();
-  const bool ok = parseRawAddressList(text, list, depth, kMaxEntries + 1, log);
+  const bool ok = parseRawAddressList(text, list, depth, limits::kMaxAddresses, log);
   for (int i = known; i < list.getSize(); ++i) list.elementAt(i)->name_.qbDecode(log);
   return ok;
 }

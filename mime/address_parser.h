@@ -10,7 +10,8 @@ namespace keldane::mime {
 class LogBase;
 
 /// The list grammar. Names come out as they stand, encoded words and all. Reading ends, true, as
-/// soon as `list` holds `enough` entries. Other results as `_tnEmailAddress::parseAndLoadList`.
+/// soon as `list` holds `enough` entries; at `limits::kMaxAddresses` the rest becomes one more.
+/// Other results as `_tnEmailAddress::parseAndLoadList`.
 bool parseRawAddressList(std::string_view text, ExtPtrArray<_tnEmailAddress>& list, int depth,
                          int enough, LogBase& log);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -29,6 +30,10 @@ class AddressTokens {
   /// Text of the last word, quoted string (without its quotes and backslashes) or encoded word (as
   /// it stands). Valid until the next token.
   [[nodiscard]] std::string_view token() const { return token_; }
+  /// What lies behind the last token.
+  [[nodiscard]] std::string_view rest() const {
+    return text_.substr(std::min(position_, text_.size()));
+  }
   /// Sets `raw` to the text from here to the next `>`, where the cursor then stands. False, and
   /// nothing changed, when there is none.
   bool captureToGreater(std::string_view& raw);

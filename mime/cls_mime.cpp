@@ -158,6 +158,13 @@ bool ClsMime::takeLeaves(const PartVisitor& visit) {
   return call.finish(walkParts(part(call.log()), visit, call.log()));
 }
 
+bool ClsMime::isBeyondLimits() {
+  const CritSecExitor lock(*this);
+  const std::lock_guard treeLock(shared_->criticalSection());
+  LogNull quiet;
+  return part(quiet).isBeyondLimits();
+}
+
 bool ClsMime::describeTree(StringBuffer& out) {
   ClsCall call(*this, "describeTree");
   if (!call.ok()) return false;

@@ -55,6 +55,8 @@ class ClsMime final : public ClsBase {
   bool GetHeaderField(std::string_view name, XString& out);
   /// Shows each leaf of the tree, and uses the tree up, see `walkParts`.
   bool takeLeaves(const PartVisitor& visit);
+  /// Something of the message was kept as text because it lay beyond a limit.
+  [[nodiscard]] bool isBeyondLimits();
   /// Appends the tree, one indented line a part; control characters of the message's own texts are
   /// shown as `?`.
   bool describeTree(StringBuffer& out);

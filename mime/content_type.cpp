@@ -1,9 +1,12 @@
 #include "mime/content_type.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 #include "mime/byte_search.h"
 #include "mime/content_coding.h"
+#include "mime/limits.h"
 #include "mime/log_base.h"
 
 namespace keldane::mime {
@@ -66,6 +69,7 @@ void appendQuotedParam(std::string_view value, StringBuffer& out) {
 
 bool ParamString::setString(std::string_view text, bool takeOutQuoted) {
   quoted_.removeAllSbs();
+  beyondLimits_ = false;
   if (!takeOutQuoted || text.find('"') == kNone) return text_.setString(text);
   text_.weakClear();
   StringBuffer inner;
@@ -74,6 +78,10 @@ bool ParamString::setString(std::string_view text, bool takeOutQuoted) {
     const std::size_t open = std::min(text.find('"', at), text.size());
     if (!text_.append(text.substr(at, open - at))) return false;
     if (open == text.size()) break;
+    if (quoted_.getSize() == limits::kMaxQuotedStrings) {
+      beyondLimits_ = true;
+      return text_.append(text.substr(open));
+    }
     inner.weakClear();
     for (at = open + 1; at < text.size(); ++at) {
       const char c = text[at];
@@ -105,49 +113,29 @@ std::string_view ParamString::resolve(std::string_view piece) const {
 }
 
 bool _tnParamSet::addParam(std::string_view name, std::string_view value) {
-  if (!names_.appendString(name)) return false;
-  if (values_.appendString(value)) return true;
-  names_.deleteAt(names_.getSize() - 1);
-  return false;
-}
-
-int _tnParamSet::find(std::string_view name) const {
-  for (int i = 0; i < names_.getSize(); ++i) {
-    if (equalsNoCase(names_.viewAt(i), name)) return i;
+  const std::uint32_t sizes[2] = {static_cast<std::uint32_t>(name.size()),
+                                  static_cast<std::uint32_t>(value.size())};
+  const std::size_t wanted = sizeof sizes + name.size() + value.size();
+  // Twice the room each time, in place of the buffer's own steps, which are made for large bodies.
+  if (wanted > bytes_.getCapacity() - bytes_.getSize() &&
+      !bytes_.ensureBuffer(std::max<std::size_t>(wanted, bytes_.getSize()))) {
+    return false;
   }
-  return -1;
+  return bytes_.append(sizes, sizeof sizes) && bytes_.append(name) && bytes_.append(value);
 }
 
-bool _tnParamSet::setParam(std::string_view name, std::string_view value) {
-  StringBuffer* present = values_.sbAt(find(name));
-  return present ? present->setString(value) : addParam(name, value);
-}
-
-bool _tnParamSet::getParam(std::string_view name, StringBuffer& value) const {
-  const StringBuffer* present = values_.sbAt(find(name));
-  return present && value.append(*present);
-}
-
-bool _tnParamSet::removeParam(std::string_view name) {
-  const int index = find(name);
-  if (index < 0) return false;
-  names_.deleteAt(index);
-  values_.deleteAt(index);
-  return true;
-}
-
-void _tnParamSet::clear() {
-  names_.removeAllSbs();
-  values_.removeAllSbs();
+_tnParamSet::Param _tnParamSet::next(std::size_t& at) const {
+  std::uint32_t sizes[2];
+  std::memcpy(sizes, bytes_.getData2() + at, sizeof sizes);
+  const std::string_view texts = bytes_.view().substr(at + sizeof sizes);
+  at += sizeof sizes + sizes[0] + sizes[1];
+  return {texts.substr(0, sizes[0]), texts.substr(sizes[0], sizes[1])};
 }
 
 bool _tnParamSet::copyFrom(const _tnParamSet& other) {
   if (this == &other) return true;
   clear();
-  for (int i = 0; i < other.getNumParams(); ++i) {
-    if (!addParam(other.nameAt(i), other.valueAt(i))) return false;
-  }
-  return true;
+  return bytes_.ensureBuffer(other.bytes_.getSize()) && bytes_.append(other.bytes_);
 }
 
 void _tnContentType::clear() {
@@ -156,12 +144,14 @@ void _tnContentType::clear() {
     member->weakClear();
   }
   formatFlowed_ = false;
+  beyondLimits_ = false;
   params_.clear();
 }
 
 bool _tnContentType::copyFrom(const _tnContentType& other) {
   if (this == &other) return true;
   formatFlowed_ = other.formatFlowed_;
+  beyondLimits_ = other.beyondLimits_;
   return type_.setString(other.type_) && name_.setString(other.name_) &&
          protocol_.setString(other.protocol_) && micalg_.setString(other.micalg_) &&
          boundary_.setString(other.boundary_) && smimeType_.setString(other.smimeType_) &&
@@ -187,17 +177,23 @@ void _tnContentType::loadFromMimeHeaderValue(std::string_view value, _tnCharset&
   // Safe on the whole rest: what may hold blanks was in quotes and is out of the text.
   text.text().removeCharOccurances(' ');
   text.text().removeCharOccurances('\t');
+  beyondLimits_ = text.isBeyondLimits();
   StringBuffer starText;
   std::string_view rest = skipSeparators(text.view());
-  while (!rest.empty()) {
+  for (int taken = 0; !rest.empty(); ++taken) {
     const std::size_t equals = rest.find('=');
     if (equals == kNone) break;
+    if (taken == limits::kMaxParameters) {
+      beyondLimits_ = true;
+      break;
+    }
     const std::string_view attr = rest.substr(0, equals);
     rest.remove_prefix(equals + 1);
     const std::size_t end = std::min(rest.find(';'), rest.size());
     takeParam(attr, text.resolve(rest.substr(0, end)), charset, starText);
     rest = skipSeparators(rest.substr(end));
   }
+  if (beyondLimits_) log.LogError("Too many parameters -- the rest stays in the field alone.");
   if (starText.isEmpty()) return;
   StringBuffer label;
   name_.weakClear();
@@ -243,9 +239,8 @@ void _tnContentType::buildMimeHeaderValue(StringBuffer& out, const _tnCharset& c
   appendParam("report-type", reportType_.view(), out);
   if (!typeParam_.isEmpty()) appendParam("type", typeParam_.view(), out);
   if (formatFlowed_) out.append("; format=flowed");
-  for (int i = 0; i < params_.getNumParams(); ++i) {
-    appendParam(params_.nameAt(i), params_.valueAt(i), out);
-  }
+  params_.forEach(
+      [&out](const _tnParamSet::Param& param) { appendParam(param.name, param.value, out); });
   appendParam("boundary", boundary_.view(), out);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
+#include "mime/data_buffer.h"
 #include "mime/ext_ptr_array.h"
 #include "mime/string_buffer.h"
 #include "mime/tn_charset.h"
@@ -15,47 +17,54 @@ class LogBase;
 class ParamString {
  public:
   /// With `takeOutQuoted` false the text stays as it is. In a quoted string a backslash takes a
-  /// following quote; the string ends at a quote, CR or LF.
+  /// following quote; the string ends at a quote, CR or LF. Strings beyond
+  /// `limits::kMaxQuotedStrings` stay in the text.
   bool setString(std::string_view text, bool takeOutQuoted);
   [[nodiscard]] StringBuffer& text() { return text_; }
   [[nodiscard]] std::string_view view() const { return text_.view(); }
   /// The quoted string that `piece` stands for when it begins with a token, else `piece` itself.
   /// Valid until the next `setString`.
   [[nodiscard]] std::string_view resolve(std::string_view piece) const;
+  [[nodiscard]] bool isBeyondLimits() const { return beyondLimits_; }
 
  private:
   StringBuffer text_;
   ExtPtrArraySb quoted_;
+  bool beyondLimits_ = false;
 };
 
 /// Appends a parameter's value in quotes, so that `ParamString` reads it back. What it could not
 /// read goes: line ends, and backslashes in front of a quote.
 void appendQuotedParam(std::string_view value, StringBuffer& out);
 
-/// The parameters that have no member of their own, in the order of the text.
+/// The parameters that have no member of their own, in the order of the text. One block holds them
+/// all, so that the shortest takes little more than its text.
 class _tnParamSet {
  public:
+  struct Param {
+    std::string_view name;
+    std::string_view value;
+  };
+
   bool addParam(std::string_view name, std::string_view value);
-  /// Replaces the first of the name or adds it.
-  bool setParam(std::string_view name, std::string_view value);
-  /// Appends the first value of that name, in any case; false when there is none.
-  bool getParam(std::string_view name, StringBuffer& value) const;
-  bool removeParam(std::string_view name);
-  [[nodiscard]] int getNumParams() const { return names_.getSize(); }
-  [[nodiscard]] std::string_view nameAt(int index) const { return names_.viewAt(index); }
-  [[nodiscard]] std::string_view valueAt(int index) const { return values_.viewAt(index); }
-  void clear();
+  /// Calls `visit` with each, which is valid until the next change.
+  template <typename Visit>
+  void forEach(const Visit& visit) const {
+    for (std::size_t at = 0; at < bytes_.getSize();) visit(next(at));
+  }
+  void clear() { bytes_.clear(); }
   bool copyFrom(const _tnParamSet& other);
 
  private:
-  [[nodiscard]] int find(std::string_view name) const;
+  /// The parameter at this place of the block; `at` then is that of the next one.
+  [[nodiscard]] Param next(std::size_t& at) const;
 
-  ExtPtrArraySb names_;
-  ExtPtrArraySb values_;
+  // For each: the sizes of both texts, then the texts.
+  DataBuffer bytes_;
 };
 
-/// A Content-Type taken apart. The charset is not kept here: it goes to the entity's `_tnCharset`.
-/// One thread at a time.
+/// A Content-Type taken apart, up to `limits::kMaxParameters`. The charset is not kept here: it
+/// goes to the entity's `_tnCharset`. One thread at a time.
 class _tnContentType {
  public:
   /// Replaces all members. `charset` changes only when the value has a charset parameter; an
@@ -87,7 +96,8 @@ class _tnContentType {
   [[nodiscard]] const StringBuffer& reportType() const { return reportType_; }
   [[nodiscard]] bool formatFlowed() const { return formatFlowed_; }
   void setFormatFlowed(bool on) { formatFlowed_ = on; }
-  [[nodiscard]] _tnParamSet& params() { return params_; }
+  /// The value holds more than was taken apart.
+  [[nodiscard]] bool isBeyondLimits() const { return beyondLimits_; }
   [[nodiscard]] const _tnParamSet& params() const { return params_; }
 
  private:
@@ -103,6 +113,7 @@ class _tnContentType {
   StringBuffer typeParam_;
   StringBuffer reportType_;
   bool formatFlowed_ = false;
+  bool beyondLimits_ = false;
   _tnParamSet params_;
 };
 

@@ -17,9 +17,6 @@ class _tnEmailAddress : public TarnellObject {
  public:
   /// A list nested deeper in encoded words than this is not read further.
   static constexpr int kMaxDepth = 32;
-  /// Entries read from one field; the rest is dropped, so that a field of separators cannot fill
-  /// the memory.
-  static constexpr int kMaxEntries = 100000;
 
   [[nodiscard]] const XString& name() const { return name_; }
   [[nodiscard]] const XString& address() const { return address_; }
@@ -31,7 +28,8 @@ class _tnEmailAddress : public TarnellObject {
   /// there is no entry in it.
   bool loadSingleEmailAddr(std::string_view text, int depth, LogBase& log);
   /// Appends the entries of an address field to `list`, their names decoded. False beyond
-  /// `kMaxDepth`, for too many entries or when memory runs out; what was read until then stays.
+  /// `kMaxDepth` or when memory runs out; what was read until then stays. Beyond
+  /// `limits::kMaxAddresses` the rest of the text is the address of one more entry.
   /// Time is linear in the length of the text.
   static bool parseAndLoadList(std::string_view text, ExtPtrArray<_tnEmailAddress>& list, int depth,
                                LogBase& log);

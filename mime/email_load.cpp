@@ -95,7 +95,11 @@ Email2::Part Email2::createFromEntity(const Common& common, MimeMessage2& mime, 
     email->loadPeople(mime.getHeader(), log);
     email->loadDate(mime.getHeader(), log);
   }
+  // What was left a text need not go the way round.
+  MimeHeader rest;
+  rest.takeUnparsed(mime.header_rw());
   loadHeaderByField(mime, email->header_, log);
+  email->header_.takeUnparsed(rest);
   email->takeDescription(mime);
   email->m_body.takeData(mime.bodyDb_rw());
   if (!email->takeUuencodedFiles(mime.getHeaderDetectedCP(), log) &&

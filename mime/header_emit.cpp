@@ -245,6 +245,8 @@ void appendWithFolding(std::string_view line, MimeField::Kind kind, StringBuffer
     out.append(line);
     return;
   }
+  // A fold takes the place of a blank, and two of them are 33 characters apart or more.
+  out.expectNumBytes(line.size() + line.size() / 16 + 2);
   bool quoted = false;
   std::size_t column = 0;
   std::size_t written = 0;  // of the line
@@ -292,6 +294,8 @@ void MimeField::emitMfEncoded(StringBuffer& out, int codePage, const MimeControl
   const bool encode =
       allowEncoding_ && !control.rawMode && !isAllAscii(value) && !hasEncodedWordMark(value);
   StringBuffer line;
+  // A buffer left to itself grows in steps that a value of many megabytes would take forever in.
+  line.expectNumBytes(name_.getSize() + 2 + value.size());
   line.append2(name_.view(), ": ");
   if (encode) {
     appendEncodedValue(line, codePage, log);
@@ -316,6 +320,10 @@ void MimeHeader::getMimeHeader(StringBuffer& out, std::string_view only, int cod
     isFirst = false;
     field->emitMfEncoded(out, codePage, control_, log);
   }
+  if (unparsed_.isEmpty() || !only.empty() || contentOnly) return;
+  out.expectNumBytes(unparsed_.getSize() + 2);
+  if (!isFirst) out.append("\r\n");
+  out.append(unparsed_);
 }
 
 }  // namespace keldane::mime

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "mime/limits.h"
 #include "mime/log_base.h"
 #include "mime/mime_message.h"
 #include "mime/string_buffer.h"
@@ -12,7 +13,10 @@ struct MimeMessage2::LoadJob {
   bool isUtf8;
   StringBuffer& charsetClue;
   LogBase& log;
-  int partsLeft = kMaxParts;
+  int partsLeft = limits::kMaxParts;
+  int fieldsLeft = limits::kMaxFields;
+  /// The bytes at hand lie in a part that is kept as it was signed.
+  bool isInsideSigned = false;
   /// The message holds no CR CR and no LF LF.
   bool noPairs = false;
   /// The text of an ISO Latin-1 body turned out to be Windows text; told by the body just set. It

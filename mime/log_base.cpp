@@ -5,6 +5,7 @@
 #include <ctime>
 #include <new>
 
+#include "mime/limits.h"
 #include "mime/psdk.h"
 #include "mime/string_buffer.h"
 
@@ -34,6 +35,13 @@ void appendMarkup(std::string_view text, StringBuffer& out) {
         out.appendChar(c);
     }
   }
+}
+
+/// A text out of a message as the log keeps it, cut at its limit.
+std::string keptText(std::string_view text) {
+  if (text.size() <= limits::kMaxLogText) return std::string(text);
+  return std::string(text.substr(0, limits::kMaxLogText)) + "... (" + std::to_string(text.size()) +
+         " bytes)";
 }
 
 }  // namespace
@@ -132,19 +140,26 @@ void _tnLogger::record(Kind kind, std::string_view name, std::string_view text) 
   try {
     if (kind != Kind::kLeave) openPendingContexts();
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (kind == Kind::kLeave) {
-      if (openNames_.empty()) return;
-      --depth_;
-    }
-    entries_.push_back({kind, depth_, std::string(name), std::string(text)});
+    bool isKept = entries_.size() < limits::kMaxLogEntries;
+    Entry entry{kind, depth_, keptText(name), keptText(text)};
     if (kind == Kind::kEnter) {
-      openNames_.emplace_back(name);
+      open_.push_back({entry.name, isKept});
       ++depth_;
     } else if (kind == Kind::kLeave) {
-      entries_.back().name = std::move(openNames_.back());
-      openNames_.pop_back();
+      if (open_.empty()) return;
+      // A context in the log has its end there too.
+      isKept = open_.back().isKept;
+      entry.name = std::move(open_.back().name);
+      entry.depth = --depth_;
+      open_.pop_back();
     }
-    if (!debugPath_.empty()) writeDebugLine(entries_.back());
+    if (!debugPath_.empty()) writeDebugLine(entry);
+    if (isKept) {
+      entries_.push_back(std::move(entry));
+    } else {
+      ++omitted_;
+      if (kind == Kind::kError) lastOmittedError_ = std::move(entry.text);
+    }
   } catch (const std::bad_alloc&) {
     // A log that cannot grow must not bring down the call that it tells of.
     return;
@@ -190,11 +205,22 @@ std::vector<_tnLogger::Entry> _tnLogger::callTail() const {
   return {{Kind::kInfo, 1, "", callOutcome_}, {Kind::kLeave, 0, callName_, ""}};
 }
 
+std::vector<_tnLogger::Entry> _tnLogger::omittedTail() const {
+  std::vector<Entry> tail;
+  if (omitted_ != 0) {
+    tail.push_back({Kind::kInfo, 1, "", std::to_string(omitted_) + " more entries are left out."});
+  }
+  // What a call failed of is told last.
+  if (!lastOmittedError_.empty()) tail.push_back({Kind::kError, 1, "", lastOmittedError_});
+  return tail;
+}
+
 std::vector<_tnLogger::Entry> _tnLogger::allEntries() const {
   std::vector<Entry> all = callHead();
   all.insert(all.end(), entries_.begin(), entries_.end());
-  const std::vector<Entry> tail = callTail();
-  all.insert(all.end(), tail.begin(), tail.end());
+  for (const std::vector<Entry>& more : {omittedTail(), callTail()}) {
+    all.insert(all.end(), more.begin(), more.end());
+  }
   return all;
 }
 
@@ -233,7 +259,9 @@ void _tnLogger::ClearLog() {
 
 void _tnLogger::clearLocked() {
   entries_.clear();
-  openNames_.clear();
+  omitted_ = 0;
+  lastOmittedError_.clear();
+  open_.clear();
   depth_ = 0;
   callName_ = nullptr;
   callOutcome_ = nullptr;

@@ -125,6 +125,10 @@ class LogNull final : public LogBase {
 
 /// The log of one public object: entries in call order with the depth of their context. Its own
 /// mutex lets another thread read the text while a call runs.
+///
+/// What a message can make a call say is bounded (`limits::kMaxLogEntries`, `kMaxLogText`): the
+/// entries beyond are counted, the last error among them is kept, and only the debug file has them
+/// all.
 class _tnLogger final : public LogBase {
  public:
   void getXml(StringBuffer& out) const override;
@@ -163,19 +167,28 @@ class _tnLogger final : public LogBase {
     std::string text;
   };
 
+  /// A context entered and not left.
+  struct Context {
+    std::string name;
+    bool isKept;
+  };
+
   void record(Kind kind, std::string_view name, std::string_view text);
   void clearLocked();
   void writeDebugLine(const Entry& entry) const;
   void writeDebugLines(std::vector<Entry> (_tnLogger::*entries)() const) const;
   std::vector<Entry> callHead() const;
   std::vector<Entry> callTail() const;
+  std::vector<Entry> omittedTail() const;
   std::vector<Entry> allEntries() const;
   static void renderText(const Entry& entry, StringBuffer& out);
 
   mutable std::mutex mutex_;
   std::vector<Entry> entries_;
+  std::size_t omitted_ = 0;
+  std::string lastOmittedError_;
   int depth_ = 0;
-  std::vector<std::string> openNames_;
+  std::vector<Context> open_;
   const char* callName_ = nullptr;
   const char* callOutcome_ = nullptr;
   std::string debugPath_;

@@ -69,6 +69,7 @@ Result<void> MailSource::loadChain(std::string_view text, const Options& options
   const bool isLoaded = bytes ? mime_->LoadMimeBytes(*bytes) : mime_->LoadMime(text);
   if (!isLoaded) return failureOf(*mime_);
   bytes.reset();
+  beyondLimits_ = mime_->beyondLimits();
   dateField_ = mime_->GetHeaderField("Date");
   receivedField_ = mime_->GetHeaderField("received");
   const std::optional<std::string> mimeText = mime_->GetMime();

@@ -41,6 +41,8 @@ class MailSource {
   /// Kept are "Date" and "Received".
   [[nodiscard]] const std::optional<std::string>& dateField() const { return dateField_; }
   [[nodiscard]] const std::optional<std::string>& receivedField() const { return receivedField_; }
+  /// Something of the source was kept as text because it lay beyond a limit, see `TnoMime`.
+  [[nodiscard]] bool beyondLimits() const { return beyondLimits_; }
   /// Gives back the memory of the message; `email` is then that of none.
   void clear();
 
@@ -52,6 +54,7 @@ class MailSource {
   std::optional<TnoEmail> email_{std::in_place};
   std::optional<std::string> dateField_;
   std::optional<std::string> receivedField_;
+  bool beyondLimits_ = false;
 };
 
 }  // namespace keldane::mime

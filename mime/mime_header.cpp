@@ -1,5 +1,6 @@
 #include "mime/mime_header.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -92,6 +93,23 @@ class LineCutter {
   const char* carriage_;
 };
 
+/// The text up to the first semicolon that is neither quoted nor escaped, which goes from `rest`
+/// with it.
+std::string_view cutAtSemicolon(std::string_view& rest) {
+  bool quoted = false;
+  std::size_t end = 0;
+  for (; end < rest.size() && (quoted || rest[end] != ';'); ++end) {
+    if (rest[end] == '\\') {
+      ++end;
+    } else if (rest[end] == '"') {
+      quoted = !quoted;
+    }
+  }
+  const std::string_view piece = rest.substr(0, end);
+  rest.remove_prefix(std::min(end + 1, rest.size()));
+  return piece;
+}
+
 }  // namespace
 
 /// One run over the lines of a header. A field that stands on one line is taken straight from the
@@ -112,6 +130,10 @@ class MimeHeader::Loader {
         continue;
       }
       finishField();
+      if (header_.fields_.getSize() >= header_.maxFields_ && !line.empty()) {
+        keepUnparsed(line, lines);
+        return;
+      }
       pending_ = line;
       isJoined_ = false;
     }
@@ -127,6 +149,22 @@ class MimeHeader::Loader {
       isJoined_ = true;
     }
     joined_.append(line);
+  }
+
+  /// From here on the lines stay lines. Without the blank ones, at which a reader would see the end
+  /// of the header.
+  void keepUnparsed(std::string_view line, LineCutter& lines) {
+    log_.LogError("Too many header fields -- the rest is kept unparsed.");
+    DataBuffer& kept = header_.unparsed_;
+    kept.ensureBuffer(line.size() + 2 + lines.bytesLeft());
+    do {
+      if (line.empty() || line.substr(0, 5) == "From ") continue;
+      const bool isReadable =
+          charset_.is7bit || charset_.codePage == CharsetNaming::kUtf8 || isAllAscii(line);
+      kept.append(isReadable ? line : toUtf8(line));
+      kept.append("\r\n");
+    } while (lines.next(line));
+    kept.shorten(2);
   }
 
   void finishField() {
@@ -187,6 +225,7 @@ class MimeHeader::Loader {
 
 void MimeHeader::clear() {
   fields_.removeAllObjects();
+  unparsed_.clearWithDeallocate();
   detectedCodePage_ = 0;
 }
 
@@ -240,14 +279,13 @@ bool MimeHeader::getSubFieldUtf8(std::string_view field, std::string_view attr, 
   LogContextExitor context(log, "getSubFieldUtf8");
   const MimeField* found = getMimeFieldByName(field);
   if (!found || !found->value().containsSubstringNoCase(attr)) return false;
-  ExtPtrArraySb pieces;
-  if (!found->value().split(pieces, ';', true, true)) return false;
+  StringBuffer piece;
   StringBuffer name;
   StringBuffer value;
-  for (int i = 0; i < pieces.getSize(); ++i) {
-    const StringBuffer* piece = pieces.sbAt(i);
-    if (!piece || !piece->containsChar('=')) continue;
-    piece->splitAttrValue(name, value, true);
+  for (std::string_view rest = found->value().view(); !rest.empty();) {
+    if (!piece.setString(cutAtSemicolon(rest))) return false;
+    if (!piece.containsChar('=')) continue;
+    piece.splitAttrValue(name, value, true);
     if (name.equalsIgnoreCase2(attr)) return out.append(value);
   }
   return false;

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <string_view>
 
+#include "mime/data_buffer.h"
 #include "mime/ext_ptr_array.h"
+#include "mime/limits.h"
 #include "mime/mime_field.h"
 #include "mime/string_buffer.h"
 
@@ -15,6 +17,9 @@ class _tnContentType;
 
 /// The header block of one entity: its fields in file order. Loading guesses the charset of a
 /// header that does not declare one, in a fixed order, and brings every value to UTF-8.
+///
+/// Beyond a number of fields the rest of the header is kept as text: it is written again, but not
+/// found by name.
 ///
 /// Nothing fails loudly: what is not a field is dropped, a wrong guess gives wrong letters. Loading
 /// takes time in proportion to the text, whatever it holds. Field lookup walks the list and ignores
@@ -44,6 +49,12 @@ class MimeHeader {
                        charsetClue, log);
   }
   void clear();
+  /// Fields that a load may make.
+  void setMaxFields(int count) { maxFields_ = count; }
+  /// The lines beyond the limit, in UTF-8, each with its CR LF; empty for all real mail.
+  [[nodiscard]] const DataBuffer& unparsed() const { return unparsed_; }
+  /// Moves them here from a header that is used up.
+  void takeUnparsed(MimeHeader& other) { unparsed_.takeData(other.unparsed_); }
 
   /// The charset decision of the last load; 0 when there was nothing to decide.
   [[nodiscard]] int getDetectedCP() const { return detectedCodePage_; }
@@ -104,6 +115,8 @@ class MimeHeader {
   void adoptContentType(MimeField& kept, MimeField& replacement, LogBase& log);
 
   ExtPtrArray<MimeField> fields_;
+  DataBuffer unparsed_;
+  int maxFields_ = limits::kMaxFields;
   MimeControl control_;
   int detectedCodePage_ = 0;
   _tnCharset* linkedCharset_ = nullptr;

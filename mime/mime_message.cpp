@@ -30,6 +30,7 @@ void MimeMessage2::clear() {
   contentType_.clear();
   signedData_.clearWithDeallocate();
   bodyLoaded_ = false;
+  beyondLimits_ = false;
   m_body.clearWithDeallocate();
   header_.clear();
   preambleWanted_ = false;
@@ -54,6 +55,14 @@ std::unique_ptr<MimeMessage2> MimeMessage2::removePart(int index) {
 }
 
 void MimeMessage2::removeSubparts() { subparts_.removeAllObjects(); }
+
+bool MimeMessage2::isBeyondLimits() const {
+  if (beyondLimits_ || contentType_.isBeyondLimits() || !header_.unparsed().isEmpty()) return true;
+  for (int i = 0; i < getNumParts(); ++i) {
+    if (getPart(i)->isBeyondLimits()) return true;
+  }
+  return false;
+}
 
 bool MimeMessage2::isMultipart() const { return contentType_.isMultipart(); }
 

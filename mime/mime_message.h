@@ -28,7 +28,8 @@ class TarnellObjectWithId : public TarnellObject {
 };
 
 /// One MIME entity: header, decoded body, subparts. Loading never rejects broken mail but for one
-/// limit on the header's size; it gives the tree that the text comes nearest to.
+/// limit on the header's size; it gives the tree that the text comes nearest to. Beyond the numbers
+/// of `limits` it leaves text as it is.
 ///
 /// Not kept: the preamble and epilogue of a multipart, and the raw text of any entity, but for the
 /// signed bytes of a multipart/signed. Text bodies are UTF-8 whenever their charset was known or
@@ -37,16 +38,10 @@ class TarnellObjectWithId : public TarnellObject {
 /// One thread at a time. Nothing throws.
 class MimeMessage2 : public TarnellObjectWithId {
  public:
-  /// A multipart nested deeper keeps its body as text instead of parts: real mail stays far below,
-  /// and each level costs stack and another search of everything inside it.
-  static constexpr int kMaxNesting = 200;
   /// A text of this size with no end of the header is no mail.
   static constexpr std::size_t kHeaderTooLarge = 20000001;
   /// A part of fewer bytes is passed over.
   static constexpr std::size_t kMinPartSize = 5;
-  /// Parts of one message; those behind it are left out. A part of five bytes costs some thousand
-  /// bytes of memory, so a text of nothing but delimiters could otherwise take all there is.
-  static constexpr int kMaxParts = 200000;
 
   MimeMessage2() = default;
   MimeMessage2(const MimeMessage2&) = delete;
@@ -74,6 +69,8 @@ class MimeMessage2 : public TarnellObjectWithId {
                          StringBuffer& charsetClue, LogBase& log, bool isUtf8);
   /// False before the first load and after `clear`.
   [[nodiscard]] bool isBodyLoaded() const { return bodyLoaded_; }
+  /// Something in this entity or below it was kept as text because it lay beyond a limit.
+  [[nodiscard]] bool isBeyondLimits() const;
 
   // Regeneration; appended to `out`. `noHeader`: the content alone.
   bool getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const;
@@ -168,6 +165,7 @@ class MimeMessage2 : public TarnellObjectWithId {
   bool findDelimiter(std::string_view body, Delimiter& delimiter, LogBase& log);
   void walkParts(std::string_view body, const Delimiter& delimiter, LoadJob& job, int depth);
   bool loadPart(std::string_view part, LoadJob& job, int depth);
+  void keepRestAsPart(std::string_view rest, LoadJob& job);
   void renameBoundaryTo7bit(LogBase& log);
 
   // mime_body.cpp
@@ -194,6 +192,7 @@ class MimeMessage2 : public TarnellObjectWithId {
   _tnContentType contentType_;
   DataBuffer signedData_;
   bool bodyLoaded_ = false;
+  bool beyondLimits_ = false;
   DataBuffer m_body;
   MimeHeader header_;
   bool preambleWanted_ = false;

@@ -7,6 +7,7 @@
 #include "mime/charset_naming.h"
 #include "mime/content_coding.h"
 #include "mime/header_end.h"
+#include "mime/limits.h"
 #include "mime/load_job.h"
 #include "mime/unlabelled_text.h"
 
@@ -128,6 +129,7 @@ bool MimeMessage2::loadWhole(const char* data, std::size_t n, LoadJob& job) {
 
 bool MimeMessage2::loadEntity(std::string_view text, LoadJob& job, int depth) {
   clear();
+  header_.setMaxFields(job.fieldsLeft);
   text = withoutMboxSeparator(text, job.log);
   DataBuffer repaired;
   HeaderEnd end;
@@ -150,6 +152,7 @@ void MimeMessage2::loadWithHeader(std::string_view text, std::size_t headerSize,
     const std::string_view all = depth > kDeepNesting ? text.substr(0, headerSize + kNearby) : text;
     loadHeader(all, terminator, headerSize, job);
   }
+  job.fieldsLeft -= header_.getNumFields();
   cacheAll(job.log);
   const std::string_view body = withoutOneLineEnd(withoutOneLineEnd(text.substr(headerSize)));
   if (!body.empty()) parseMimeBody(body, job, depth);
@@ -203,6 +206,7 @@ bool MimeMessage2::loadWithoutHeaderEnd(std::string_view text, std::size_t origi
   }
   job.log.LogInfo("Assuming the entire MIME message is a header with no body.");
   loadHeader(text, MimeHeader::kTerminator, text.size(), job);
+  job.fieldsLeft -= header_.getNumFields();
   cacheAll(job.log);
   return true;
 }
@@ -240,11 +244,17 @@ void MimeMessage2::cacheDisposition(LogBase& log) {
   disposition_.toLowerCase();
   rest.remove_prefix(kind.size());
 
+  beyondLimits_ = beyondLimits_ || params.isBeyondLimits();
   StringBuffer starText;
-  while (true) {
+  for (int taken = 0;; ++taken) {
     const std::size_t start = rest.find_first_not_of(";\r\n");
     const std::size_t equals = start == kNone ? kNone : rest.find('=', start);
     if (equals == kNone) break;
+    if (taken == limits::kMaxParameters) {
+      log.LogError("Too many parameters -- the rest stays in the field alone.");
+      beyondLimits_ = true;
+      break;
+    }
     const std::string_view attr = rest.substr(start, equals - start);
     const std::string_view stored = upToSemicolon(rest.substr(equals + 1));
     rest.remove_prefix(equals + 1 + stored.size());
@@ -276,7 +286,8 @@ void MimeMessage2::parseMimeBody(std::string_view body, LoadJob& job, int depth)
 }
 
 void MimeMessage2::parseMultipart(std::string_view body, LoadJob& job, int depth) {
-  if (depth >= kMaxNesting) {
+  if (depth >= limits::kMaxNesting) {
+    beyondLimits_ = true;
     job.log.LogError("Nested too deeply -- the rest is kept unparsed.");
     keepUnparsed(body, job);
     return;
@@ -321,6 +332,14 @@ void MimeMessage2::walkParts(std::string_view body, const Delimiter& delimiter, 
   const std::string_view open = delimiter.open.view();
   std::size_t at = delimiter.first + open.size();
   for (bool last = false; !last;) {
+    if (job.partsLeft == 0) {
+      const std::size_t close = body.rfind(delimiter.close.view());
+      const std::size_t end = close == kNone || close < at + delimiter.lineEnd
+                                  ? body.size()
+                                  : close - delimiter.lineEnd;
+      keepRestAsPart(body.substr(at, end - at), job);
+      return;
+    }
     std::size_t stop = findBytes(body, open, at);
     last = stop == kNone;
     // Only the last part is looked through for the close, so that the walk stays linear.
@@ -334,24 +353,44 @@ void MimeMessage2::walkParts(std::string_view body, const Delimiter& delimiter, 
 }
 
 bool MimeMessage2::loadPart(std::string_view text, LoadJob& job, int depth) {
-  if (job.partsLeft-- <= 0) {
-    job.log.LogError("Too many parts -- the rest is left out.");
-    return false;
-  }
   std::unique_ptr<MimeMessage2> part(new (std::nothrow) MimeMessage2);
   if (!part) {
     job.log.LogError("Out of memory allocating MimeMessage2.");
     job.outOfMemory = true;
     return false;
   }
-  (void)part->loadEntity(text, job, depth + 1);
+  --job.partsLeft;
   // Signatures of this kind cover the bytes as they came, and a rewritten part would break them.
-  if (subparts_.isEmpty() && isMultipartSigned(job.log) &&
-      !contentType_.protocol().equalsIgnoreCase("application/pgp-signature")) {
+  // What is signed within is among these bytes already.
+  const bool keepsSigned = !job.isInsideSigned && subparts_.isEmpty() &&
+                           isMultipartSigned(job.log) &&
+                           !contentType_.protocol().equalsIgnoreCase("application/pgp-signature");
+  job.isInsideSigned = job.isInsideSigned || keepsSigned;
+  (void)part->loadEntity(text, job, depth + 1);
+  if (keepsSigned) {
+    job.isInsideSigned = false;
     if (!signedData_.ensureBuffer(text.size()) || !signedData_.append(text)) job.outOfMemory = true;
   }
   if (!appendPart(std::move(part))) job.outOfMemory = true;
   return !job.outOfMemory;
+}
+
+// Delimiters and all, but for the close, so that nothing of it is lost. It is written as a part
+// with a header, which the next reading finds here again and takes off.
+void MimeMessage2::keepRestAsPart(std::string_view rest, LoadJob& job) {
+  constexpr std::string_view kHeader = "Content-Type: text/plain\r\n\r\n";
+  job.log.LogError("Too many parts -- the rest is kept as text.");
+  beyondLimits_ = true;
+  std::unique_ptr<MimeMessage2> part(new (std::nothrow) MimeMessage2);
+  if (!part || !part->header_.addMimeField("Content-Type", "text/plain", job.log)) {
+    job.outOfMemory = true;
+    return;
+  }
+  part->cacheAll(job.log);
+  if (rest.starts_with(kHeader)) rest.remove_prefix(kHeader.size());
+  part->keepUnparsed(rest, job);
+  part->bodyLoaded_ = true;
+  if (!appendPart(std::move(part))) job.outOfMemory = true;
 }
 
 void MimeMessage2::renameBoundaryTo7bit(LogBase& log) {

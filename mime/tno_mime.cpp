@@ -71,6 +71,8 @@ std::optional<std::string> TnoMime::GetHeaderField(std::string_view name) {
   return ok ? std::move(result) : std::nullopt;
 }
 
+bool TnoMime::beyondLimits() const { return impl_->object().isBeyondLimits(); }
+
 std::string TnoMime::describeTree() {
   std::string result;
   (void)TnMime::run(impl_, [&result](ClsMime& mime) {

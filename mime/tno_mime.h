@@ -33,6 +33,9 @@ class TnoMime {
   /// Shows each leaf of the tree, see `walkParts`, and uses the tree up: the object is to be loaded
   /// anew. False: no memory.
   bool takeLeaves(const PartVisitor& visit);
+  /// The message holds more parts, fields or parameters than are taken apart (mime/limits.h). What
+  /// lies beyond was kept as text.
+  [[nodiscard]] bool beyondLimits() const;
   /// The tree as indented lines, one a part: type, charset, encoding, disposition, name, body size.
   std::string describeTree();
 

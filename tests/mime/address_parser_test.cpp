@@ -160,15 +160,6 @@ TEST(AddressParser, StopsAtTheDepthLimitKeepingWhatItHas) {
   EXPECT_FALSE(_tnEmailAddress::parseAndLoadList("a@b.c", list, 33, log));
 }
 
-TEST(AddressParser, KeepsAFieldOfSeparatorsWithinItsLimit) {
-  std::string value;
-  for (int i = 0; i <= _tnEmailAddress::kMaxEntries; ++i) value += "a,";
-  LogNull log;
-  ExtPtrArray<_tnEmailAddress> list;
-  EXPECT_FALSE(_tnEmailAddress::parseAndLoadList(value, list, 0, log));
-  EXPECT_EQ(list.getSize(), _tnEmailAddress::kMaxEntries);
-}
-
 TEST(AddressParser, SurvivesHostileText) {
   const auto repeat = [](std::string_view text, std::size_t bytes) {
     std::string all;

@@ -8,6 +8,7 @@
 
 #include "mime/header_end.h"
 #include "mime/html_charset.h"
+#include "mime/limits.h"
 #include "mime/log_base.h"
 #include "mime/psdk.h"
 
@@ -508,18 +509,18 @@ TEST(MimeMessage2, LoadsThirtyLevelsAndStopsAtItsLimit) {
   MimeMessage2 mime;
   ASSERT_TRUE(load(mime, multipartNested(30)));
   EXPECT_EQ(depthOf(mime), 30);
-  ASSERT_TRUE(load(mime, multipartNested(MimeMessage2::kMaxNesting)));
-  EXPECT_EQ(depthOf(mime), MimeMessage2::kMaxNesting);
+  ASSERT_TRUE(load(mime, multipartNested(limits::kMaxNesting)));
+  EXPECT_EQ(depthOf(mime), limits::kMaxNesting);
 
   EXPECT_TRUE(load(mime, multipartNested(100000)));
-  EXPECT_EQ(depthOf(mime), MimeMessage2::kMaxNesting);
+  EXPECT_EQ(depthOf(mime), limits::kMaxNesting);
   const MimeMessage2* deepest = &mime;
   while (deepest->getNumParts() > 0) deepest = deepest->getPart(0);
   EXPECT_THAT(std::string(deepest->getMimeBodyDb().view()), testing::EndsWith("hello"));
 }
 
 TEST(MimeMessage2, StaysLinearOverPartsAndNearBoundaries) {
-  constexpr int kParts = 100000;
+  constexpr int kParts = limits::kMaxParts;
   std::string parts;
   for (int i = 0; i < kParts; ++i) parts += "--b\r\n\r\nabc\r\n";
   MimeMessage2 mime;
