@@ -11,6 +11,7 @@ namespace keldane {
 namespace {
 
 constexpr unsigned long kClientFlags = 0;
+constexpr const char* kInUse = "The archive run is using the connection.";
 
 const char* pointerOrNull(const std::optional<std::string>& text) {
   return text ? text->c_str() : nullptr;
@@ -113,12 +114,13 @@ class MysqlStatement : public Statement {
 class MysqlSession : public ServerSession {
  public:
   MysqlSession() = default;
-  ~MysqlSession() override { close(); }
+  ~MysqlSession() override { closeHandle(); }
   MysqlSession(const MysqlSession&) = delete;
   MysqlSession& operator=(const MysqlSession&) = delete;
 
   void init() override {
-    close();
+    if (isOthers()) return;
+    closeHandle();
     handle_ = mysql_init(nullptr);
   }
 
@@ -138,7 +140,7 @@ class MysqlSession : public ServerSession {
   }
 
   void close() override {
-    if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
+    if (!isOthers()) closeHandle();
   }
 
   [[nodiscard]] bool query(const std::string& sql) override {
@@ -147,6 +149,7 @@ class MysqlSession : public ServerSession {
   }
 
   [[nodiscard]] std::string error() const override {
+    if (isOthers()) return kInUse;
     return handle_ == nullptr ? std::string() : mysql_error(handle_);
   }
 
@@ -163,7 +166,7 @@ class MysqlSession : public ServerSession {
   }
 
   [[nodiscard]] std::uint64_t insertId() const override {
-    return handle_ == nullptr ? 0 : mysql_insert_id(handle_);
+    return handle_ == nullptr || isOthers() ? 0 : mysql_insert_id(handle_);
   }
 
   [[nodiscard]] std::unique_ptr<ResultRows> listDatabases() override {
@@ -180,8 +183,13 @@ class MysqlSession : public ServerSession {
   /// A call without a session goes to a fresh handle, so that the client itself says in `error`
   /// that there is no server: those who test for a lost link then find one.
   bool ready() {
+    if (isOthers()) return false;
     if (handle_ == nullptr) handle_ = mysql_init(nullptr);
     return handle_ != nullptr;
+  }
+
+  void closeHandle() {
+    if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
   }
 
   MYSQL* handle_ = nullptr;

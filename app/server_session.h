@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -7,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace keldane {
 
@@ -54,11 +56,14 @@ class Statement {
 };
 
 /// The one session of the process with its MySQL server. Thin: every call is one call of the client
-/// library, and nothing is retried. Not locked: one thread at a time, as an archive run and the
-/// main thread take turns.
+/// library, and nothing is retried. One thread at a time: an archive run takes the session with a
+/// `SessionClaim`, and calls of other threads fail until it is gone, with an error that says so.
 class ServerSession {
  public:
   virtual ~ServerSession() = default;
+  /// The thread that alone may use the session; none: any. Returns the one before. From a
+  /// `SessionClaim` only.
+  std::thread::id setOwner(std::thread::id owner) { return owner_.exchange(owner); }
   virtual void init() = 0;
   [[nodiscard]] virtual bool connect(const ServerAddress& address) = 0;
   virtual void close() = 0;
@@ -77,6 +82,31 @@ class ServerSession {
   [[nodiscard]] virtual std::unique_ptr<ResultRows> listDatabases() = 0;
   /// Null when memory runs out.
   [[nodiscard]] virtual std::unique_ptr<Statement> makeStatement() = 0;
+
+ protected:
+  [[nodiscard]] bool isOthers() const {
+    const std::thread::id owner = owner_;
+    return owner != std::thread::id() && owner != std::this_thread::get_id();
+  }
+
+ private:
+  std::atomic<std::thread::id> owner_;
+};
+
+/// While it lives, the session is its thread's alone. Within the claim of a thread that waits, the
+/// thread that it waits for takes the session over with a claim of its own. Made and gone on one
+/// thread; made while another thread uses the session, it does not stop that.
+class SessionClaim {
+ public:
+  explicit SessionClaim(ServerSession& session)
+      : session_(session), before_(session.setOwner(std::this_thread::get_id())) {}
+  ~SessionClaim() { session_.setOwner(before_); }
+  SessionClaim(const SessionClaim&) = delete;
+  SessionClaim& operator=(const SessionClaim&) = delete;
+
+ private:
+  ServerSession& session_;
+  const std::thread::id before_;
 };
 
 /// First cell of the first row of the last answer; "0" when there is no row or the cell is NULL.

@@ -18,7 +18,7 @@ ArchiveWorker::ArchiveWorker(Context context)
               .skipDupsState = context_.settings.archive.skipDupsState,
               .origState = context_.settings.archive.origState,
               .duplicateLogText = context_.duplicateLogText,
-              .doConnect = [this] { return pass_.onMainThread(context_.doConnect); },
+              .doConnect = [this] { return onMainThread(context_.doConnect); },
               .serverLost = context_.serverLost,
               .repair = &context_.repair}),
       reader_({.process = context_.process,
@@ -44,7 +44,7 @@ ArchiveWorker::ArchiveWorker(Context context)
              .sources = context_.sources,
              .reader = reader_,
              .ledger = context_.ledger,
-             .getMailboxNames = [this] { pass_.onMainThread(context_.getMailboxNames); },
+             .getMailboxNames = [this] { onMainThread(context_.getMailboxNames); },
              .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
              .isLetGo = [this] { return pass_.isLetGo(); }}),
       pass_(context_.mainQueue) {}
@@ -55,10 +55,18 @@ void ArchiveWorker::start() {
 
 void ArchiveWorker::work() {
   guarded([this] {
+    const SessionClaim claim(context_.session);
     if (context_.repairsFirst) context_.repair.run();
     walk_.getEmailPaths();
   });
   pass_.onMainThread(context_.taskCompleted);
+}
+
+bool ArchiveWorker::onMainThread(const std::function<void()>& task) {
+  return pass_.onMainThread([this, task] {
+    const SessionClaim claim(context_.session);
+    task();
+  });
 }
 
 void ArchiveWorker::guarded(const std::function<void()>& work) {

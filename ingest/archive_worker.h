@@ -61,6 +61,9 @@ class ArchiveWorker {
 
  private:
   void work();
+  /// Runs the task on the main thread, which has the session until its end, and waits for it. False
+  /// when the worker has been let go instead.
+  bool onMainThread(const std::function<void()>& task);
   void guarded(const std::function<void()>& work);
   void fail(const std::string& reason);
 

@@ -1,6 +1,8 @@
 #include "app/server_session.h"
 
+#include <functional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -163,6 +165,34 @@ TEST_F(ServerSessionTest, WithoutASessionTheServerHasGoneAway) {
   EXPECT_FALSE(session_->selectDatabase(database_));
   const auto statement = session_->makeStatement();
   EXPECT_TRUE(statement == nullptr || !statement->prepare("SELECT 1"));
+}
+
+TEST_F(ServerSessionTest, AThreadThatHasClaimedItHasItAlone) {
+  const auto onAnotherThread = [](const std::function<void()>& work) { std::thread(work).join(); };
+  const auto expectRefused = [this] {
+    EXPECT_FALSE(session_->query("SELECT 1"));
+    EXPECT_EQ(session_->error(), "The archive run is using the connection.");
+    EXPECT_FALSE(session_->selectDatabase("mysql"));
+    EXPECT_EQ(session_->makeStatement(), nullptr);
+    EXPECT_EQ(session_->listDatabases(), nullptr);
+    EXPECT_FALSE(session_->connect(TestServer::shared().address()));
+    session_->init();
+    session_->close();
+  };
+  {
+    const SessionClaim claim(*session_);
+    run("INSERT INTO t (v) VALUES('mine')");
+    onAnotherThread(expectRefused);
+    EXPECT_EQ(first("SELECT v FROM t"), "mine");
+    // The one that it waits for.
+    onAnotherThread([&] {
+      const SessionClaim inner(*session_);
+      EXPECT_EQ(first("SELECT v FROM t"), "mine");
+    });
+    onAnotherThread(expectRefused);
+    EXPECT_EQ(session_->error(), "");
+  }
+  onAnotherThread([this] { EXPECT_EQ(first("SELECT v FROM t"), "mine"); });
 }
 
 TEST_F(ServerSessionTest, ACrashedServerShowsAsALostConnection) {
