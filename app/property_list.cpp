@@ -1,6 +1,5 @@
 #include "app/property_list.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <memory>
@@ -8,6 +7,7 @@
 #include <fmt/format.h>
 #include <plist/plist.h>
 
+#include "app/property_list_bounds.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -117,19 +117,6 @@ Result<PlistValue> fromNode(plist_t node, int depth) {
   }
 }
 
-/// How deep the lists and dictionaries of an XML text go. The library follows them with the stack,
-/// so a damaged or hostile file is turned away before it gets there.
-int xmlNesting(std::string_view text) {
-  int depth = 0;
-  int deepest = 0;
-  for (std::size_t at = text.find('<'); at != std::string_view::npos; at = text.find('<', at + 1)) {
-    const std::string_view tag = text.substr(at + 1, 6);
-    if (tag.starts_with("dict>") || tag.starts_with("array>")) deepest = std::max(deepest, ++depth);
-    if (tag.starts_with("/dict>") || tag.starts_with("/array")) --depth;
-  }
-  return deepest;
-}
-
 struct NodeMaker {
   plist_t operator()(const std::string& text) const { return plist_new_string(text.c_str()); }
   // The library keeps negative numbers in the same 64 bits and writes them signed.
@@ -214,9 +201,17 @@ const PlistArray* PlistValue::array() const { return std::get_if<PlistArray>(&va
 const PlistDict* PlistValue::dict() const { return std::get_if<PlistDict>(&value); }
 
 Result<PlistValue> parsePlist(std::string_view bytes) {
+  if (const Result<void> bounded = checkPlistBounds(bytes); !bounded) {
+    return Failure{bounded.error()};
+  }
+  // The library's own choice between the forms has other arguments in each version, and in newer
+  // ones knows forms that nobody has asked for.
   plist_t raw = nullptr;
-  if (bytes.size() < kPlistMostBytes && xmlNesting(bytes) <= kPlistMostDepth) {
-    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &raw);
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  if (isBinaryPlist(bytes)) {
+    plist_from_bin(bytes.data(), length, &raw);
+  } else {
+    plist_from_xml(bytes.data(), length, &raw);
   }
   const OwnedPlist root(raw);
   if (!root) return Failure{"this is not a property list"};

@@ -38,11 +38,6 @@ struct PlistValue {
   bool operator==(const PlistValue&) const = default;
 };
 
-/// Deeper lists are refused.
-inline constexpr int kPlistMostDepth = 256;
-/// A preferences file of this size is none.
-inline constexpr std::size_t kPlistMostBytes = 256000000;
-
 /// Reads a property list in XML or binary form.
 [[nodiscard]] Result<PlistValue> parsePlist(std::string_view bytes);
 /// XML form. Reading it gives the same value again, but for fractions of a second of dates, which

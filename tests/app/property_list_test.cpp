@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <plist/plist.h>
@@ -57,9 +58,60 @@ TEST(PropertyList, RefusesWhatIsNone) {
     EXPECT_FALSE(parsePlist(whole.substr(0, length))) << length;
   }
   EXPECT_FALSE(parsePlist("garbage"));
-  std::string deep = "<plist version=\"1.0\">";
-  for (int i = 0; i < 200000; ++i) deep += "<array>";
-  EXPECT_FALSE(parsePlist(deep));
+}
+
+std::string repeated(int times, const std::string& text) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+/// A binary list of `count` arrays, each with two references to the next; the last one is empty, or
+/// begins the round anew.
+std::string nestedBinary(int count, bool round) {
+  std::string bytes = "bplist00";
+  std::string offsets;
+  const auto append = [](std::string& to, std::size_t number, int size) {
+    for (int i = size - 1; i >= 0; --i) to += static_cast<char>(number >> (8 * i) & 0xFF);
+  };
+  for (int i = 0; i < count; ++i) {
+    append(offsets, bytes.size(), 4);
+    const bool last = i + 1 == count;
+    bytes += last && !round ? '\xA0' : '\xA2';
+    const auto next = static_cast<std::size_t>(last ? 0 : i + 1);
+    if (!last || round) append(bytes, next, 4);
+    if (!last || round) append(bytes, next, 4);
+  }
+  const std::size_t table = bytes.size();
+  bytes += offsets + std::string(6, '\0') + "\4\4";
+  append(bytes, static_cast<std::size_t>(count), 8);
+  append(bytes, 0, 8);
+  append(bytes, table, 8);
+  return bytes;
+}
+
+TEST(PropertyList, RefusesWhatWouldExhaustStackOrMemory) {
+  const int deep = 200000;
+  const std::string begin = "<plist version=\"1.0\">";
+  const std::pair<const char*, std::string> rows[] = {
+      {"arrays", begin + repeated(deep, "<array>")},
+      {"arrays with a blank", begin + repeated(deep, "<array >")},
+      {"arrays with an attribute", begin + repeated(deep, "<array\ta='</array>'>")},
+      {"arrays with a commented end", begin + repeated(deep, "<array><!-- </array> -->")},
+      {"arrays with an end in a section", begin + repeated(deep, "<array><![CDATA[</array>]]>")},
+      {"arrays with an end in another tag", begin + repeated(deep, "<array><true a='</array>'/>")},
+      {"dictionaries", begin + repeated(deep, "<dict\n><key>k</key>")},
+      {"binary", nestedBinary(deep, false)},
+      {"binary, a value of values of values", nestedBinary(60, false)},
+      {"binary, in a circle", nestedBinary(3, true)},
+      {"another form", repeated(deep, "[")},
+  };
+  for (const auto& [name, bytes] : rows) EXPECT_FALSE(parsePlist(bytes)) << name;
+
+  EXPECT_TRUE(parsePlist(nestedBinary(10, false)));
+  const std::string body =
+      repeated(100, "<array >") + repeated(300, "<dict/><array />") + repeated(100, "</array >");
+  EXPECT_TRUE(parsePlist(begin + body + "</plist>"));
 }
 
 TEST(PlistValue, AnswersAcrossKinds) {
