@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -20,10 +21,8 @@ constexpr const char* kTemplate = "kdpro.schedule.plist";
 constexpr const char* kWindowProgram = "KeldanePro";
 constexpr std::string_view kMomentShape = "dddd-dd-dd dd:dd:dd";
 
-std::string withEscapedBlanks(std::string path) {
-  replaceAll(path, " ", "\\ ");
-  return path;
-}
+/// What `deleteConnection` leaves behind the command.
+constexpr std::string_view kLeftArgument = " 1\n";
 
 bool isMoment(const std::string& text) {
   std::string shape = text;
@@ -40,6 +39,15 @@ Schedule::Schedule(const Context& context)
     : context_(context), crontab_(context.tools, supportFolder(context.process)) {}
 
 bool Schedule::isScheduled() const { return fileExists(scheduleAgentPath(context_.process)); }
+
+InstalledSchedule Schedule::installed() const {
+  InstalledSchedule schedule = context_.agent.installed();
+  if (!schedule.times) {
+    const Result<std::string> agent = readFile(scheduleAgentPath(context_.process));
+    schedule.times = agent ? timesOfAgent(*agent) : std::vector<ScheduleTime>();
+  }
+  return schedule;
+}
 
 void Schedule::failureAlert(const std::string& text) {
   context_.ui.alert({"Schedule", text, AlertStyle::critical, {"OK"}});
@@ -58,18 +66,22 @@ std::string Schedule::program() const {
 }
 
 std::string Schedule::command() const {
-  const std::string& launched = context_.process.launchCommand;
+  const std::vector<std::string>& arguments = context_.process.launchArguments;
   const std::string chosen = program();
   // Started by name from a terminal, or beside the window program: its own name says too little.
-  const bool isItself = chosen == context_.environment.executablePath();
-  return isItself && launched.starts_with('/') ? launched : withEscapedBlanks(chosen);
+  const bool asLaunched = chosen == context_.environment.executablePath() && !arguments.empty() &&
+                          arguments.front().starts_with('/');
+  const bool hasArgument = asLaunched && context_.process.launchCommand.ends_with(kLeftArgument);
+  return agentCommand(asLaunched ? arguments.front() : chosen,
+                      hasArgument ? kLeftArgument : std::string_view());
 }
 
 std::string Schedule::readTemplate() const {
-  const std::vector<std::string>& arguments = context_.process.launchArguments;
-  const std::string path =
-      resourceFile(arguments.empty() ? std::string() : arguments.front(), kTemplate);
-  const Result<std::string> bytes = readFile(path);
+  const std::string running = context_.environment.executablePath();
+  std::error_code none;
+  const std::filesystem::path real = std::filesystem::canonical(running, none);
+  const Result<std::string> bytes =
+      readFile(resourceFile(none ? running : real.string(), kTemplate));
   if (bytes) return *bytes;
   std::fprintf(stderr, "%s is missing: %s\n", kTemplate, bytes.error().c_str());
   return {};
@@ -81,8 +93,7 @@ Result<void> Schedule::writeAgent(const std::string& text) const {
   if (::mkdir(folder.c_str(), 0700) != 0 && !isDirectory(folder)) {
     return Failure{folder + ": " + std::generic_category().message(errno)};
   }
-  // Kept: cut to the number of its characters, so that each character beyond ASCII in the
-  // program's path costs the end of the file.
+  // Kept: cut to the number of its characters. The command has none beyond ASCII.
   const std::string_view bytes = std::string_view(text).substr(0, utf16Length(text));
   return replaceFile(path, bytes);
 }

@@ -42,7 +42,10 @@ class Schedule {
   void changeSchedAll();
   void changeSchedDays();
 
+  /// Whether there is an agent file.
   [[nodiscard]] bool isScheduled() const;
+  /// The schedule as it is installed, whatever the settings say by now; with times always.
+  [[nodiscard]] InstalledSchedule installed() const;
   /// The next `removeSchedule` says nothing of its success.
   bool quietRemove = false;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/settings_values.h"
@@ -16,5 +17,14 @@ namespace keldane {
 
 /// The starts that the settings mean, for a scheduler that does not read the agent file.
 [[nodiscard]] std::vector<ScheduleTime> scheduleTimes(const UserSettings& user);
+
+/// The starts that an agent file holds, as the numbers that stand there; none when it cannot be
+/// read.
+[[nodiscard]] std::vector<ScheduleTime> timesOfAgent(std::string_view agentText);
+
+/// The command of an agent for a program: a word of the shell within XML. Every character of the
+/// path means itself, and what is beyond ASCII stands as a reference, so that the text has as many
+/// bytes as characters. `arguments` follows the word as it is.
+[[nodiscard]] std::string agentCommand(std::string_view program, std::string_view arguments);
 
 }  // namespace keldane

@@ -32,30 +32,40 @@ void setSchedule(const ScheduleRequest& request, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  std::fputs(fmt::format("Scheduled: {}\n", printable(scheduleInWords(settings.user))).c_str(),
-             stdout);
+  const InstalledSchedule installed = controller->schedule().installed();
+  std::fputs(fmt::format("Scheduled: {}\n", summaryOf(*installed.times).words).c_str(), stdout);
 }
 
 void showSchedule(bool json, Program& program) {
   KeldaneController& controller = program.controller();
-  const UserSettings& user = controller.settings().user;
-  const bool scheduled = controller.schedule().isScheduled();
+  const bool leavesLog = controller.settings().user.leaveLogState != 0;
+  const std::string agentFile = scheduleAgentPath(controller.process());
+  const bool written = controller.schedule().isScheduled();
+  const InstalledSchedule installed =
+      written ? controller.schedule().installed()
+              : InstalledSchedule{std::vector<ScheduleTime>(), Failure{"there is no schedule"}};
+  const ScheduleSummary summary = summaryOf(*installed.times);
   if (json) {
-    printJson({{"scheduled", scheduled},
-               {"time", scheduleTimeOfDay(user)},
-               {"days", scheduleDays(user)},
-               {"everyHours", user.hoursState != 0 ? user.hoursStep : 0},
-               {"leaveLog", user.leaveLogState != 0},
-               {"agentFile", scheduleAgentPath(controller.process())}});
+    printJson({{"scheduled", static_cast<bool>(installed.running)},
+               {"written", written},
+               {"problem", installed.running ? "" : installed.running.error()},
+               {"time", summary.time},
+               {"days", summary.days},
+               {"everyHours", summary.everyHours},
+               {"leaveLog", leavesLog},
+               {"agentFile", agentFile}});
     return;
   }
-  if (!scheduled) {
+  if (!written) {
     std::fputs("There is no schedule.\n", stdout);
     return;
   }
-  std::fputs(fmt::format("Scheduled: {}\nLog left on the Desktop: {}\nAgent file: {}\n",
-                         printable(scheduleInWords(user)), user.leaveLogState != 0 ? "yes" : "no",
-                         printable(scheduleAgentPath(controller.process())))
+  const std::string state =
+      installed.running
+          ? "Scheduled: " + summary.words
+          : fmt::format("Not running: {}\nWritten: {}", installed.running.error(), summary.words);
+  std::fputs(fmt::format("{}\nLog left on the Desktop: {}\nAgent file: {}\n", state,
+                         leavesLog ? "yes" : "no", printable(agentFile))
                  .c_str(),
              stdout);
 }

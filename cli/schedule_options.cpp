@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -12,6 +15,7 @@
 namespace keldane {
 namespace {
 
+constexpr int kHours = 24;
 constexpr int kMostHours = 23;
 /// In the order of the panel's boxes.
 constexpr std::array<std::string_view, 8> kDayNames = {"all", "sun", "mon", "tue",
@@ -86,25 +90,44 @@ Result<void> fillScheduleForm(SettingsForm& form, const ScheduleRequest& request
   return {};
 }
 
-std::string scheduleDays(const UserSettings& user) {
-  if (user.scheddays[0] != 0) return "all";
-  std::vector<std::string> names;
-  for (std::size_t i = 1; i < kDayNames.size(); ++i) {
-    if (user.scheddays.at(i) != 0) names.emplace_back(kDayNames.at(i));
+ScheduleSummary summaryOf(const std::vector<ScheduleTime>& times) {
+  ScheduleSummary summary;
+  std::set<int> days;
+  std::set<std::pair<int, int>> clock;
+  for (const ScheduleTime& time : times) {
+    days.insert(time.weekday);
+    clock.insert({time.hour, time.minute});
   }
-  return join(names, ",");
-}
-
-std::string scheduleTimeOfDay(const UserSettings& user) {
-  if (user.schedHour.empty() || user.schedMinute.empty()) return {};
-  return user.schedHour + ":" + user.schedMinute;
-}
-
-std::string scheduleInWords(const UserSettings& user) {
-  const std::string days = scheduleDays(user);
-  const std::string when = days == "all" ? "every day" : days.empty() ? "on no day" : days;
-  if (user.hoursState == 0) return when + " at " + scheduleTimeOfDay(user);
-  return fmt::format("{}, every {} hours from midnight", when, user.hoursStep);
+  std::vector<std::string> names;
+  for (const int day : days) {
+    // Monday is 1 there, and Sunday is the first of the week here.
+    const auto place = static_cast<std::size_t>(day == 7 ? 1 : day + 1);
+    names.push_back(day == 0                   ? "all"
+                    : place < kDayNames.size() ? std::string(kDayNames.at(place))
+                                               : fmt::format("weekday {}", day));
+  }
+  if (days.count(7) != 0) std::rotate(names.begin(), names.end() - 1, names.end());
+  summary.days = join(names, ",");
+  if (times.empty()) {
+    summary.words = "on no day";
+    return summary;
+  }
+  const std::string when = summary.days == "all" ? "every day" : summary.days;
+  std::vector<std::string> moments;
+  for (const auto& [hour, minute] : clock) {
+    moments.push_back(fmt::format("{:02}:{:02}", hour, minute));
+  }
+  const int step = clock.size() < 2 ? 0 : std::next(clock.begin())->first;
+  const bool repeats = step > 0 && *clock.begin() == std::pair(0, 0) &&
+                       static_cast<int>(clock.size()) == (kHours + step - 1) / step;
+  if (repeats) {
+    summary.everyHours = step;
+    summary.words = fmt::format("{}, every {} hours from midnight", when, step);
+    return summary;
+  }
+  if (moments.size() == 1) summary.time = moments.front();
+  summary.words = when + " at " + join(moments, ", ");
+  return summary;
 }
 
 }  // namespace keldane

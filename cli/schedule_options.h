@@ -1,9 +1,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "app/settings_values.h"
 #include "base/result.h"
+#include "platform/schedule_agent.h"
 
 namespace keldane {
 
@@ -22,11 +24,13 @@ struct ScheduleRequest {
 [[nodiscard]] Result<void> fillScheduleForm(SettingsForm& form, const ScheduleRequest& request,
                                             const std::string& today);
 
-/// The days as the request takes them, such as "all" or "mon,fri"; empty: none.
-[[nodiscard]] std::string scheduleDays(const UserSettings& user);
-/// "09:30"; empty when none has been chosen.
-[[nodiscard]] std::string scheduleTimeOfDay(const UserSettings& user);
-/// The schedule in words, such as "mon,fri at 09:30".
-[[nodiscard]] std::string scheduleInWords(const UserSettings& user);
+/// The starts as the request would ask for them.
+struct ScheduleSummary {
+  std::string days;    ///< "all", names of days between commas, or "" for none
+  std::string time;    ///< "09:30", of a schedule that starts once a day
+  int everyHours = 0;  ///< hours between the starts of a day, counted from midnight
+  std::string words;   ///< such as "mon,fri at 09:30"
+};
+[[nodiscard]] ScheduleSummary summaryOf(const std::vector<ScheduleTime>& times);
 
 }  // namespace keldane

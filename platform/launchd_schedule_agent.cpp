@@ -35,4 +35,10 @@ Result<void> LaunchdScheduleAgent::unload() {
   return {};
 }
 
+InstalledSchedule LaunchdScheduleAgent::installed() {
+  const Result<ToolOutcome> listed = tools_.run({"/bin/launchctl", {"list", kLabel}, "", ""});
+  if (listed && listed->exitStatus == 0) return {};
+  return {std::nullopt, Failure{"launchd does not know of it and will look at your next login"}};
+}
+
 }  // namespace keldane

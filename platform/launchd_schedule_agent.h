@@ -17,6 +17,7 @@ class LaunchdScheduleAgent : public ScheduleAgent {
 
   [[nodiscard]] Result<void> load(const ScheduledStart& start) override;
   [[nodiscard]] Result<void> unload() override;
+  [[nodiscard]] InstalledSchedule installed() override;
 
  private:
   [[nodiscard]] std::string userId();

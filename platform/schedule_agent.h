@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,14 @@ struct ScheduledStart {
   std::vector<ScheduleTime> times;  ///< may be empty: never
 };
 
+/// What the system's scheduler has been given.
+struct InstalledSchedule {
+  /// As its own file tells; nullopt: it reads the agent file and has none of its own.
+  std::optional<std::vector<ScheduleTime>> times;
+  /// Whether the scheduler runs by it; a failure tells why not.
+  Result<void> running;
+};
+
 /// Hands a schedule to the system's own scheduler, and takes it back. Main thread.
 class ScheduleAgent {
  public:
@@ -31,6 +40,8 @@ class ScheduleAgent {
   [[nodiscard]] virtual Result<void> load(const ScheduledStart& start) = 0;
   /// Takes it back; nothing to take back is no failure.
   [[nodiscard]] virtual Result<void> unload() = 0;
+  /// Asked only where there is an agent file.
+  [[nodiscard]] virtual InstalledSchedule installed() = 0;
 };
 
 }  // namespace keldane

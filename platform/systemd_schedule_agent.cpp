@@ -74,6 +74,21 @@ std::string timerText(const std::vector<ScheduleTime>& times) {
   return text;
 }
 
+/// The times of a timer that `timerText` has made, or that a user has changed in its manner.
+std::vector<ScheduleTime> timesOf(const std::string& timer) {
+  std::vector<ScheduleTime> times;
+  for (const std::string& line : split(timer, "\n")) {
+    for (std::size_t day = 0; day < kDays.size(); ++day) {
+      ScheduleTime time{static_cast<int>(day), 0, 0};
+      const std::string shape = std::string("OnCalendar=") + kDays.at(day) + "*-*-* %2d:%2d:00";
+      if (std::sscanf(line.c_str(), shape.c_str(), &time.hour, &time.minute) == 2) {
+        times.push_back(time);
+      }
+    }
+  }
+  return times;
+}
+
 /// A failure to remove a file that is there.
 Result<void> removeIfThere(const std::string& path) {
   if (::unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR) return {};
@@ -156,6 +171,19 @@ Result<void> SystemdScheduleAgent::unload() {
   }
   static_cast<void>(systemctl({"daemon-reload"}));
   return {};
+}
+
+InstalledSchedule SystemdScheduleAgent::installed() {
+  InstalledSchedule schedule;
+  const Result<std::string> timer = readFile(timerPath_);
+  schedule.times = timesOf(timer ? *timer : std::string());
+  if (!timer) {
+    schedule.running = Failure{"there is no timer: " + timer.error()};
+  } else if (const Result<void> active = systemctl({"is-active", "--quiet", kTimer}); !active) {
+    schedule.running = Failure{"the service manager of your session does not run its timer (" +
+                               active.error() + ")"};
+  }
+  return schedule;
 }
 
 }  // namespace keldane

@@ -20,6 +20,7 @@ class SystemdScheduleAgent : public ScheduleAgent {
   /// Without any time it is an `unload`: a timer must have one.
   [[nodiscard]] Result<void> load(const ScheduledStart& start) override;
   [[nodiscard]] Result<void> unload() override;
+  [[nodiscard]] InstalledSchedule installed() override;
 
  private:
   [[nodiscard]] Result<void> writeUnits(const ScheduledStart& start) const;

@@ -14,6 +14,7 @@
 #include "app/schedule_plist.h"
 #include "base/files.h"
 #include "base/text.h"
+#include "platform/process_tool_runner.h"
 #include "tests/app/settings_rig.h"
 #include "tests/support/fake_environment.h"
 #include "tests/support/recording_tool_runner.h"
@@ -41,6 +42,7 @@ class RecordingScheduleAgent : public ScheduleAgent {
     calls.emplace_back("unload");
     return {};
   }
+  [[nodiscard]] InstalledSchedule installed() override { return {}; }
   std::vector<std::string> calls;
   std::vector<ScheduleTime> times;
   bool agentThere = false;
@@ -93,7 +95,8 @@ std::vector<std::string> entriesOf(const std::string& text) {
 }
 
 TEST_F(ScheduleTest, WritesTheAgentToTheByte) {
-  rig.process.launchCommand = "/opt/my\\ mail/KeldanePro";
+  environment.argumentList = {"/opt/my mail/KeldanePro"};
+  rig.process.launchArguments = environment.argumentList;
   chooseDays({1, 2});
   EXPECT_TRUE(schedule.schedule());
   EXPECT_EQ(agent(), R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -191,6 +194,12 @@ TEST_F(ScheduleTest, EntriesFollowTheBoxes) {
     EXPECT_TRUE(schedule.schedule());
     EXPECT_EQ(entriesOf(agent()), row.entries);
     EXPECT_EQ(scheduler.times, row.times);
+    const auto installed = schedule.installed().times;
+    ASSERT_TRUE(installed);
+    EXPECT_EQ(installed->size(), row.times.size());
+    if (!row.everyHour) {
+      EXPECT_EQ(*installed, row.times);
+    }
   }
 }
 
@@ -237,19 +246,36 @@ TEST_F(ScheduleTest, CommandOfTheAgent) {
              "exec /opt/my\\ programs/K 1</string>"},
         Case{"behind a deleted connection", "/opt/K", "/opt/K 1\n", "exec /opt/K 1\n 1</string>"},
         Case{"beside the window program", both + "keldane", both + "keldane",
-             "exec " + both + "KeldanePro 1</string>"}}) {
+             "exec " + both + "KeldanePro 1</string>"},
+        Case{"with marks of the shell and of XML", "/opt/a&b <c>'d;e$f\"g/K", "",
+             "exec /opt/a\\&#38;b\\ \\&#60;c\\&#62;\\'d\\;e\\$f\\\"g/K 1</string>"}}) {
     SCOPED_TRACE(row.name);
     environment.argumentList = {row.program};
+    rig.process.launchArguments = environment.argumentList;
     rig.process.launchCommand = row.launchCommand;
     EXPECT_TRUE(schedule.schedule());
     EXPECT_THAT(agent(), HasSubstr(row.command));
   }
 }
 
-TEST_F(ScheduleTest, CutsTheAgentToTheNumberOfItsCharacters) {
-  rig.process.launchCommand = "/opt/Kätchen/KeldanePro";
+TEST_F(ScheduleTest, TheCommandStartsTheProgramWhateverItsPathIs) {
+  const std::string folderName =
+      "K\xC3\xA4tchen's <new> $HOME; `mail` & \"co\"\n*\\ \xF0\x9F\x93\xA7";
+  rig.folder.writeScript(folderName + "/K", "echo \"started $1 of $#\"");
+  environment.argumentList = {rig.folder / folderName + "/K"};
+  rig.process.launchArguments = environment.argumentList;
   EXPECT_TRUE(schedule.schedule());
-  EXPECT_THAT(agent(), ::testing::EndsWith("</array>\n</dict>\n</plist>"));
+  const Result<PlistValue> list = parsePlist(agent());
+  ASSERT_TRUE(list) << agent();
+  ToolCall call;
+  for (const PlistValue& word : *list->dict()->at("ProgramArguments").array()) {
+    call.arguments.push_back(*word.text());
+  }
+  call.program = call.arguments.front();
+  call.arguments.erase(call.arguments.begin());
+  const Result<ToolOutcome> outcome = ProcessToolRunner().run(call);
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->output, "started 1 of 1\n") << outcome->errorText;
 }
 
 TEST_F(ScheduleTest, AnEmptyOrOddTimeIsThePresentOne) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app/schedule_plist.h"
+
 namespace keldane {
 namespace {
 
@@ -35,10 +37,35 @@ TEST(ScheduleOptions, FillThePanelAsItsControlsWould) {
         Case{{"23:59", "", "", true, "no"}, "every day at 23:59"}}) {
     const Result<void> filled = fillScheduleForm(form, row.request, kToday);
     ASSERT_TRUE(filled) << filled.error();
-    EXPECT_EQ(scheduleInWords(settingsOf(form)), row.words);
+    EXPECT_EQ(summaryOf(scheduleTimes(settingsOf(form))).words, row.words);
   }
   EXPECT_EQ(form.schedTime, "2024-05-06 23:59:00");
   EXPECT_FALSE(form.leaveLogCheck);
+}
+
+TEST(ScheduleSummary, TellsWhatIsInstalled) {
+  struct Case {
+    const char* name;
+    std::vector<ScheduleTime> times;
+    const char* words;
+    const char* time;
+    int everyHours;
+  };
+  for (const Case& row :
+       {Case{"nothing", {}, "on no day", "", 0},
+        Case{"one of each day", {{7, 9, 5}, {2, 9, 5}}, "sun,tue at 09:05", "09:05", 0},
+        Case{"changed by hand", {{0, 0, 0}, {0, 7, 30}}, "every day at 00:00, 07:30", "", 0},
+        Case{"every five hours",
+             {{0, 0, 0}, {0, 5, 0}, {0, 10, 0}, {0, 15, 0}, {0, 20, 0}},
+             "every day, every 5 hours from midnight",
+             "",
+             5},
+        Case{"on a day that none is", {{8, 0, 0}}, "weekday 8 at 00:00", "00:00", 0}}) {
+    const ScheduleSummary summary = summaryOf(row.times);
+    EXPECT_EQ(summary.words, row.words) << row.name;
+    EXPECT_EQ(summary.time, row.time) << row.name;
+    EXPECT_EQ(summary.everyHours, row.everyHours) << row.name;
+  }
 }
 
 TEST(ScheduleOptions, RefuseWithWhatIsAccepted) {

@@ -97,6 +97,9 @@ TEST_F(SystemdScheduleAgentTest, WritesATimerThatBeginsWithEachLogin) {
   EXPECT_EQ(modeOf("keldanepro-schedule.timer"), 0600U);
   EXPECT_THAT(tools.lines(), ElementsAre("systemctl --user daemon-reload",
                                          "systemctl --user restart keldanepro-schedule.timer"));
+  const InstalledSchedule installed = agent.installed();
+  EXPECT_EQ(installed.times, (std::vector<ScheduleTime>{{0, 9, 5}, {1, 0, 0}, {7, 23, 59}}));
+  EXPECT_TRUE(installed.running);
 }
 
 TEST(UnitCommand, LetsNoCharacterOfThePathMeanAnything) {
@@ -132,6 +135,10 @@ TEST_F(SystemdScheduleAgentTest, WithoutAServiceManagerTheFilesStayAndTheMessage
     EXPECT_THAT(loaded.error(), HasSubstr("systemctl --user restart keldanepro-schedule.timer"));
     EXPECT_THAT(loaded.error(), HasSubstr("/opt/KeldanePro with the argument 1"));
     EXPECT_EQ(unitFiles().size(), 3U);
+    tools.outcomes = {{3, "inactive\n", ""}};
+    const InstalledSchedule installed = agent.installed();
+    EXPECT_EQ(installed.times, daily);
+    EXPECT_FALSE(installed.running);
   }
 }
 
