@@ -117,6 +117,7 @@ void KeldaneController::wireConnections() {
       return false;
     }
     form.hostTextField = "localhost";
+    form.userTextField = started->user;
     form.socketTextField = started->socket;
     return true;
   };

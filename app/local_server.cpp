@@ -29,6 +29,30 @@ constexpr std::size_t kLogTailLines = 15;
 constexpr std::uintmax_t kLongLogBytes = 1024 * 1024;
 /// The login that a fresh data folder has; who may reach the socket may use it.
 constexpr const char* kServerUser = "root";
+constexpr std::uint64_t kMegabyte = 1000000;
+
+ServerAddress addressOf(const std::string& socket, const char* user) {
+  ServerAddress address;
+  address.host = "localhost";
+  address.user = user;
+  address.socket = socket;
+  return address;
+}
+
+/// Of all files below, but not of the redo log.
+std::uint64_t dataBytes(const std::string& folder) {
+  std::uint64_t bytes = 0;
+  std::error_code failed;
+  std::filesystem::recursive_directory_iterator entry(folder, failed);
+  for (; !failed && entry != std::filesystem::recursive_directory_iterator();
+       entry.increment(failed)) {
+    if (entry->path().filename().string().starts_with("ib_logfile")) continue;
+    std::error_code unknown;
+    const std::uintmax_t size = entry->is_regular_file(unknown) ? entry->file_size(unknown) : 0;
+    if (!unknown) bytes += size;
+  }
+  return bytes;
+}
 
 std::string withoutTrailingSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -63,22 +87,28 @@ ServerPrograms LocalServer::findPrograms() const {
                             dataFolderMake(paths_.data));
 }
 
-bool LocalServer::answers() const {
+std::string LocalServer::socketFolder() const {
+  return paths_.socket.substr(0, paths_.socket.rfind('/'));
+}
+
+bool LocalServer::answers(const char* user) const {
   if (!fileExists(paths_.socket)) return false;
+  // Below /tmp anybody can have a server listen under our name, for us to hand our mail to.
+  if (socketFolder() != paths_.folder && !isPrivateFolder(socketFolder())) return false;
   const auto session = makeMysqlSession();
   session->init();
-  ServerAddress address;
-  address.host = "localhost";
-  address.user = kServerUser;
-  address.socket = paths_.socket;
-  return session->connect(address);
+  return session->connect(addressOf(paths_.socket, user));
 }
+
+bool LocalServer::answers() const { return answers(kServerUser); }
 
 LocalServer::Status LocalServer::runningStatus(const ServerPrograms& programs) const {
   Status status;
   status.running = true;
   status.processId = dataFolderHolder(paths_.data).processId;
   status.socket = paths_.socket;
+  // One that an older version of this program has started has only its first login.
+  status.user = answers(kLocalUser) ? kLocalUser : kServerUser;
   status.dataFolder = paths_.data;
   status.program = programs.server;
   return status;
@@ -99,14 +129,25 @@ Result<void> LocalServer::prepareFolders() {
   for (const std::string& folder : {paths_.scratch, paths_.files}) {
     if (Result<void> made = makePrivateFolder(folder, true); !made) return made;
   }
-  const std::string socketFolder = paths_.socket.substr(0, paths_.socket.rfind('/'));
-  if (socketFolder == paths_.folder) return {};
+  if (socketFolder() == paths_.folder) return {};
   // Below /tmp anybody may have made a folder or a link of this name before us.
-  return makePrivateFolder(socketFolder, false);
+  return makePrivateFolder(socketFolder(), false);
+}
+
+Result<void> LocalServer::checkSpace() const {
+  std::error_code unknown;
+  const std::filesystem::space_info space = std::filesystem::space(paths_.folder, unknown);
+  if (unknown || space.available >= options_.leastFreeBytes) return {};
+  return Failure{
+      fmt::format("The disk is too full for a new archive: {} MB are free where \"{}\" is, and {} "
+                  "MB are needed to begin with. Make room, or connect to a server of your own.",
+                  space.available / kMegabyte, paths_.folder,
+                  (options_.leastFreeBytes + kMegabyte - 1) / kMegabyte)};
 }
 
 Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
   if (isDirectory(paths_.data)) return {};
+  if (Result<void> enough = checkSpace(); !enough) return enough;
   // Made beside its place and then moved, so that a half-made one is never taken for an archive.
   const std::string fresh = paths_.data + ".new";
   std::error_code ignored;
@@ -122,7 +163,7 @@ Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
          {"--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve"}) {
       call.arguments.emplace_back(argument);
     }
-    call.arguments.push_back(fmt::format("--innodb-log-file-size={}", kLogFileBytes));
+    call.arguments.push_back(fmt::format("--innodb-log-file-size={}", kLeastLogBytes));
   } else {
     call.program = programs.server;
     call.arguments.emplace_back("--initialize-insecure");
@@ -151,7 +192,10 @@ Result<int> LocalServer::launch(const ServerPrograms& programs) {
   }
   const Result<void> written = replaceFile(
       paths_.config,
-      localServerConfig(paths_, programs.make, machineMemoryBytes(), options_.extraSettings));
+      localServerConfig(paths_,
+                        {programs.make, machineMemoryBytes(),
+                         logBytesFor(dataBytes(paths_.data), resizesLog(programs, tools_))},
+                        options_.extraSettings));
   if (!written) return Failure{written.error()};
   ToolCall call;
   call.program = programs.server;
@@ -198,25 +242,22 @@ Result<LocalServer::Status> LocalServer::start() {
   if (!*answered) {
     return Failure{"The private server did not start. The end of its log:\n" + logTail()};
   }
-  arrangeIdleEnd();
+  arrange(programs);
   return runningStatus(programs);
 }
 
-void LocalServer::arrangeIdleEnd() {
+void LocalServer::arrange(const ServerPrograms& programs) {
   const auto session = makeMysqlSession();
   session->init();
-  ServerAddress address;
-  address.host = "localhost";
-  address.user = kServerUser;
-  address.socket = paths_.socket;
-  bool arranged = session->connect(address);
-  for (const std::string& statement : idleEndStatements(options_.idleSeconds)) {
+  bool arranged = session->connect(addressOf(paths_.socket, kServerUser));
+  std::vector<std::string> statements =
+      watchStatements(options_.idleSeconds, resizesLog(programs, tools_));
+  for (std::string& login : loginStatements()) statements.push_back(std::move(login));
+  for (const std::string& statement : statements) {
     arranged = arranged && session->query(statement);
   }
   // The archive works all the same; the server only stays until it is stopped.
-  if (!arranged) {
-    noteInLog("the server will not end itself when nobody uses it: " + session->error());
-  }
+  if (!arranged) noteInLog("the server is not arranged as it should be: " + session->error());
 }
 
 Result<void> LocalServer::stop() {

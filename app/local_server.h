@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ class LocalServer {
     int startSeconds = 90;  ///< how long a start may take before it counts as failed
     /// Where else than on the PATH the server's programs may be.
     std::vector<std::string> programFolders = usualServerFolders();
+    /// What must be free on the disk before a first start; the server takes half of it at once.
+    std::uint64_t leastFreeBytes = 300ULL * 1024 * 1024;
     /// Lines for the end of the server's configuration.
     std::vector<std::string> extraSettings;
   };
@@ -33,6 +36,7 @@ class LocalServer {
     bool running = false;
     int processId = 0;
     std::string socket;
+    std::string user;  ///< the login for sessions, without a password
     std::string dataFolder;
     std::string program;  ///< the server program found, empty when there is none
   };
@@ -59,13 +63,17 @@ class LocalServer {
 
   [[nodiscard]] ServerPrograms findPrograms() const;
   [[nodiscard]] Status runningStatus(const ServerPrograms& programs) const;
+  /// Whether the server answers to this login.
+  [[nodiscard]] bool answers(const char* user) const;
   [[nodiscard]] bool answers() const;
+  [[nodiscard]] std::string socketFolder() const;
+  [[nodiscard]] Result<void> checkSpace() const;
   [[nodiscard]] Result<void> prepareFolders();
   [[nodiscard]] Result<void> makeDataFolder(const ServerPrograms& programs);
   [[nodiscard]] Result<int> launch(const ServerPrograms& programs);
   /// True once it answers, false when its process has ended before.
   [[nodiscard]] Result<bool> waitForAnswer(int processId, Deadline deadline);
-  void arrangeIdleEnd();
+  void arrange(const ServerPrograms& programs);
   void noteInLog(const std::string& text) const;
 
   Options options_;

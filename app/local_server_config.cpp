@@ -16,9 +16,10 @@ constexpr std::uint64_t kLeastPoolBytes = 64 * kMebibyte;
 constexpr std::uint64_t kMostPoolBytes = 1024 * kMebibyte;
 constexpr std::uint64_t kPoolShare = 4;
 /// How often the server looks for clients: ten times in the time that it waits for one, but no more
-/// often than its clock of events allows and no more seldom than this.
+/// often than its clock of events allows and no more seldom than this: a run may fill the smallest
+/// log in as many seconds.
 constexpr int kLooks = 10;
-constexpr int kLongestLookSeconds = 30;
+constexpr int kLongestLookSeconds = 5;
 constexpr std::size_t kSocketNameBytes = sizeof(sockaddr_un::sun_path);
 
 /// FNV-1a, 64 bits: names a folder in a few characters, alike in every program.
@@ -43,6 +44,9 @@ std::uint64_t poolBytes(std::uint64_t memoryBytes) {
   return std::clamp(memoryBytes / kPoolShare, kLeastPoolBytes, kMostPoolBytes);
 }
 
+/// Bytes of data to one of redo log.
+constexpr std::uint64_t kDataToLog = 2;
+
 /// Settings of both makes. Those that a version may not know begin with "loose_".
 constexpr std::string_view kCommonSettings = R"(skip_networking
 skip_name_resolve
@@ -59,6 +63,7 @@ sql_mode =
 max_allowed_packet = 1G
 innodb_flush_log_at_trx_commit = 2
 innodb_file_per_table = ON
+innodb_autoextend_increment = 8
 
 # Words of two letters count, and words that are common in English may be looked for.
 innodb_ft_min_token_size = 2
@@ -80,8 +85,17 @@ aria_pagecache_buffer_size = 8M
 
 constexpr std::string_view kMysqlSettings = R"(disable_log_bin
 loose_mysqlx = OFF
-loose_innodb_redo_log_capacity = 512M
 )";
+
+/// Run within each look. The age is what the log holds of changes that are in no data file yet.
+std::string growLogText() {
+  return fmt::format(
+      "IF @@GLOBAL.innodb_log_file_size < {0} AND (SELECT VARIABLE_VALUE FROM "
+      "information_schema.GLOBAL_STATUS WHERE VARIABLE_NAME = 'INNODB_CHECKPOINT_AGE') * 3 > "
+      "@@GLOBAL.innodb_log_file_size THEN "
+      "SET GLOBAL innodb_log_file_size = LEAST({0}, 4 * @@GLOBAL.innodb_log_file_size); END IF; ",
+      kMostLogBytes / 4096 * 4096);
+}
 
 }  // namespace
 
@@ -106,8 +120,13 @@ std::string configValue(std::string_view value) {
   return "\"" + text + "\"";
 }
 
-std::string localServerConfig(const LocalServerPaths& paths, ServerMake make,
-                              std::uint64_t memoryBytes,
+std::uint64_t logBytesFor(std::uint64_t dataBytes, bool canGrow) {
+  if (!canGrow) return kMostLogBytes;
+  const std::uint64_t share = dataBytes / kDataToLog / kMebibyte * kMebibyte;
+  return std::clamp(share, kLeastLogBytes, kMostLogBytes);
+}
+
+std::string localServerConfig(const LocalServerPaths& paths, const ServerNeeds& needs,
                               const std::vector<std::string>& extraLines) {
   std::string text = "# Written at each start of the private server; changes made here are lost.\n";
   text += "[mysqld]\n";
@@ -118,17 +137,17 @@ std::string localServerConfig(const LocalServerPaths& paths, ServerMake make,
   text += fmt::format("tmpdir = {}\n", configValue(paths.scratch));
   // A statement made of a message's text must not be able to read the user's files.
   text += fmt::format("secure_file_priv = {}\n", configValue(paths.files));
-  text += fmt::format("innodb_buffer_pool_size = {}\n", poolBytes(memoryBytes));
+  text += fmt::format("innodb_buffer_pool_size = {}\n", poolBytes(needs.memoryBytes));
   text += kCommonSettings;
-  if (make == ServerMake::mariadb) {
-    text += fmt::format("innodb_log_file_size = {}\n", kLogFileBytes);
-  }
-  text += make == ServerMake::mariadb ? kMariadbSettings : kMysqlSettings;
+  const bool mariadb = needs.make == ServerMake::mariadb;
+  text += fmt::format("loose_innodb_{} = {}\n", mariadb ? "log_file_size" : "redo_log_capacity",
+                      needs.logBytes);
+  text += mariadb ? kMariadbSettings : kMysqlSettings;
   for (const std::string& line : extraLines) text += line + "\n";
   return text;
 }
 
-std::vector<std::string> idleEndStatements(int idleSeconds) {
+std::vector<std::string> watchStatements(int idleSeconds, bool growsLog) {
   const int look = std::clamp(idleSeconds / kLooks, 1, kLongestLookSeconds);
   const int looks = std::max(1, idleSeconds / look);
   // Each look is a thread of the server with the next number. When the last look's number is not
@@ -140,6 +159,8 @@ std::vector<std::string> idleEndStatements(int idleSeconds) {
       "ENGINE=MEMORY",
       fmt::format(
           "CREATE EVENT mysql.keldane_idle_end ON SCHEDULE EVERY {} SECOND DO BEGIN "
+          "DECLARE CONTINUE HANDLER FOR SQLEXCEPTION BEGIN END; "
+          "{}"
           "IF EXISTS (SELECT 1 FROM information_schema.PROCESSLIST "
           "WHERE ID <> CONNECTION_ID() AND COMMAND <> 'Daemon') "
           "OR NOT EXISTS (SELECT 1 FROM mysql.keldane_idle_look "
@@ -150,7 +171,16 @@ std::vector<std::string> idleEndStatements(int idleSeconds) {
           "UPDATE mysql.keldane_idle_look SET thread = CONNECTION_ID(), idle = idle + 1; "
           "IF EXISTS (SELECT 1 FROM mysql.keldane_idle_look WHERE idle >= {}) THEN SHUTDOWN; "
           "END IF; END IF; END",
-          look, looks),
+          look, growsLog ? growLogText() : std::string(), looks),
+  };
+}
+
+std::vector<std::string> loginStatements() {
+  const std::string login = std::string(kLocalUser) + "@localhost";
+  return {
+      "CREATE USER IF NOT EXISTS " + login,
+      "GRANT ALL PRIVILEGES ON *.* TO " + login,
+      "REVOKE SUPER ON *.* FROM " + login,
   };
 }
 

@@ -82,6 +82,12 @@ Result<void> makePrivateFolder(const std::string& path, bool mayBeLink) {
   return {};
 }
 
+bool isPrivateFolder(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == ::geteuid() && (status.st_mode & kOthersBits) == 0;
+}
+
 DataFolderHolder dataFolderHolder(const std::string& dataFolder) {
   // The first is locked soonest and the second longest; either is enough.
   for (const char* name : {"/aria_log_control", "/ibdata1"}) {

@@ -29,6 +29,9 @@ class FileLock {
 /// put it there.
 [[nodiscard]] Result<void> makePrivateFolder(const std::string& path, bool mayBeLink);
 
+/// Whether it is a folder of this user's, closed to others, and no link.
+[[nodiscard]] bool isPrivateFolder(const std::string& path);
+
 /// The process that has a server's data folder open, told by the locks that it holds on its files:
 /// no note about a process can be stale, and no other process that got the same number is taken for
 /// it.

@@ -1,6 +1,8 @@
 #include "app/server_tools.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
@@ -36,11 +38,17 @@ std::string findProgram(const std::vector<std::string>& folders, std::string_vie
   return {};
 }
 
+constexpr std::pair<int, int> kFirstToResizeLog = {10, 9};
+
+std::string versionText(const std::string& server, ToolRunner& tools) {
+  const Result<ToolOutcome> answer = tools.run({server, {"--no-defaults", "--version"}, "", ""});
+  return answer ? answer->output : std::string();
+}
+
 /// A program named "mysqld" is MySQL's own, or MariaDB's under its old name.
 ServerMake makeOf(const std::string& server, ToolRunner& tools) {
   if (lastPathComponent(server) == "mariadbd") return ServerMake::mariadb;
-  const Result<ToolOutcome> answer = tools.run({server, {"--no-defaults", "--version"}, "", ""});
-  const bool mariadb = answer && answer->output.find("MariaDB") != std::string::npos;
+  const bool mariadb = versionText(server, tools).find("MariaDB") != std::string::npos;
   return mariadb ? ServerMake::mariadb : ServerMake::mysql;
 }
 
@@ -79,6 +87,16 @@ ServerPrograms findServerPrograms(const Environment& environment, ToolRunner& to
     return programs;
   }
   return {};
+}
+
+bool resizesLog(const ServerPrograms& programs, ToolRunner& tools) {
+  if (programs.make != ServerMake::mariadb) return false;
+  const std::string text = versionText(programs.server, tools);
+  const std::size_t version = text.find("Ver ");
+  std::pair<int, int> number;
+  return version != std::string::npos &&
+         std::sscanf(text.c_str() + version, "Ver %d.%d", &number.first, &number.second) == 2 &&
+         number >= kFirstToResizeLog;
 }
 
 std::optional<ServerMake> dataFolderMake(const std::string& dataFolder) {

@@ -30,6 +30,9 @@ struct ServerPrograms {
                                                 const std::vector<std::string>& usualFolders,
                                                 std::optional<ServerMake> wanted = std::nullopt);
 
+/// Whether the server resizes its redo log while it runs; asks the program for its version.
+[[nodiscard]] bool resizesLog(const ServerPrograms& programs, ToolRunner& tools);
+
 /// The make of the server that a data folder belongs to; nullopt when it is no data folder.
 [[nodiscard]] std::optional<ServerMake> dataFolderMake(const std::string& dataFolder);
 
