@@ -54,11 +54,12 @@ Result<std::vector<std::string>> LastList::read() const {
   return ids;
 }
 
-std::string listViewClause(const std::vector<std::string>& ids) {
-  return "WITH listView1 AS (SELECT "
-         "id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,numAttach,"
-         "attachNames,attachText,headings FROM email WHERE id IN (" +
-         join(ids, ",") + ")) ";
+std::string withinList(std::string beginSql, const std::vector<std::string>& ids) {
+  replaceAll(beginSql, "FROM listView1",
+             "FROM (SELECT id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,numAttach,"
+             "attachNames,attachText,headings FROM email WHERE id IN (" +
+                 join(ids, ",") + ")) AS listView1");
+  return beginSql;
 }
 
 }  // namespace keldane

@@ -29,8 +29,8 @@ class LastList {
   KeldaneController& controller_;
 };
 
-/// What stands before a statement that selects from `listView1`, so that it finds exactly these
-/// messages there although no such view is on the server.
-[[nodiscard]] std::string listViewClause(const std::vector<std::string>& ids);
+/// The beginning of a statement that selects from `listView1`, so that it finds exactly these
+/// messages there although no such view is on the server. Every server knows the form.
+[[nodiscard]] std::string withinList(std::string beginSql, const std::vector<std::string>& ids);
 
 }  // namespace keldane

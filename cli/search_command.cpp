@@ -64,20 +64,20 @@ std::optional<std::string> statementFor(const SearchOptions& options, SearchForm
   }
   applyShortcut(sheet, options.request.dateShortcut);
   sheet.orderAndLimit = context;
-  std::string before;
+  std::vector<std::string> within;
   if (options.withinLastList) {
     const Result<std::vector<std::string>> ids = LastList(controller).read();
     if (!ids) {
       (void)program.fail(ids.error());
       return std::nullopt;
     }
-    before = listViewClause(*ids);
+    within = *ids;
     sheet.listMode = 1;
     controller.resultList().listViewCount = 1;
   }
   if (!sheet.makeSearchSQL()) return std::nullopt;
   if (!options.sql.empty()) sheet.whereSql = options.sql;
-  return before + sheet.beginSql + sheet.whereSql;
+  return (within.empty() ? sheet.beginSql : withinList(sheet.beginSql, within)) + sheet.whereSql;
 }
 
 bool saveAs(const std::string& name, const std::string& statement, KeldaneController& controller) {
