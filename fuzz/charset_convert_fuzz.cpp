@@ -1,7 +1,11 @@
 // Bytes from one code page to another; the first two bytes choose the pages.
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
 
+#include "fuzz/check.h"
+#include "mime/byte_search.h"
 #include "mime/data_buffer.h"
 #include "mime/encoding_convert.h"
 #include "mime/log_base.h"
@@ -19,7 +23,26 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   EncodingConvert convert;
   convert.setErrorAction(data[2] % 9);
   convert.setDefBytes("?", 1);
-  convert.EncConvert(kPages[data[0] % kPages.size()], kPages[data[1] % kPages.size()], data + 3,
-                     size - 3, out, log);
+  const int from = kPages[data[0] % kPages.size()];
+  const int to = kPages[data[1] % kPages.size()];
+  convert.EncConvert(from, to, data + 3, size - 3, out, log);
+  // A byte becomes an entity of ten characters of four bytes at most.
+  KELDANE_CHECK(out.getSize() <= 40 * size + 100);
+
+  // From one byte a character to UTF-8, and back: valid, and the same when nothing was dropped.
+  static constexpr std::array<int, 12> kSingleByte = {1252, 1250, 1251,  1253,  1254,  1257,
+                                                      437,  874,  28591, 28592, 28595, 20866};
+  const int page = kSingleByte[data[0] % kSingleByte.size()];
+  EncodingConvert plain;
+  DataBuffer utf8;
+  plain.EncConvert(page, 65001, data + 3, size - 3, utf8, log);
+  KELDANE_CHECK(isValidUtf8(utf8.view()));
+  const bool isWhole = !plain.foundErrors();
+  DataBuffer back;
+  plain.EncConvert(65001, page, utf8.view(), back, log);
+  // NUL bytes are no text and go; a PDF that travels as text is left alone.
+  std::string text(reinterpret_cast<const char*>(data + 3), size - 3);
+  text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+  if (isWhole && !text.starts_with("%PDF-1")) KELDANE_CHECK(back.view() == text);
   return 0;
 }

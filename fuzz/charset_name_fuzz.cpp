@@ -1,8 +1,8 @@
 // A charset's name.
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
+#include "fuzz/check.h"
 #include "mime/charset_naming.h"
 #include "mime/string_buffer.h"
 #include "mime/tn_charset.h"
@@ -16,7 +16,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CharsetNaming::GetCharsetName(codePage, canonical);
   _tnCharset charset;
   const bool known = charset.setByName(text);
-  // A charset has a page and a name, or neither.
-  if (!known && charset.getCodePage() != 0) std::abort();
+  // A charset has a page and a name, or neither; "default" is known, and is none.
+  KELDANE_CHECK(known || charset.getCodePage() == 0);
+  KELDANE_CHECK((charset.getCodePage() != 0) == !charset.nameView().empty());
+  // A page's own name leads back to it.
+  if (!canonical.isEmpty()) KELDANE_CHECK(CharsetNaming::GetCodePage(canonical) == codePage);
   return 0;
 }

@@ -2,6 +2,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "fuzz/check.h"
+#include "fuzz/memory_watch.h"
 #include "mime/content_type.h"
 #include "mime/log_base.h"
 #include "mime/mime_header.h"
@@ -13,6 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LogNull log;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   for (const int known : {0, 65001}) {
+    const MemoryWatch memory;
     MimeHeader header;
     StringBuffer clue("iso-8859-2");
     header.loadMimeHeaderText(text, MimeHeader::kTerminator, known, &clue, log);
@@ -32,6 +35,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     written.append("\r\n\r\n");
     MimeHeader again;
     again.loadMimeHeaderText(written.view(), MimeHeader::kTerminator, 65001, nullptr, log);
+    memory.check(size);
+    // What is written has as many fields, and none of them ends the header.
+    KELDANE_CHECK(again.getNumFields() == header.getNumFields());
+    for (int i = 0; i < again.getNumFields(); ++i) {
+      KELDANE_CHECK(header.fieldAt(i)->value().view().find('\n') == std::string_view::npos);
+    }
   }
   return 0;
 }

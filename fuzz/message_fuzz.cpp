@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "fuzz/memory_watch.h"
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"
 
@@ -48,13 +49,19 @@ void askEverything(keldane::mime::TnoEmail& email) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  keldane::mime::TnoEmail direct;
-  if (direct.SetFromMimeText(text)) askEverything(direct);
+  {
+    const MemoryWatch memory;
+    keldane::mime::TnoEmail direct;
+    if (direct.SetFromMimeText(text)) askEverything(direct);
+    memory.check(size);
+  }
+  const MemoryWatch memory;
   keldane::mime::TnoMime mime;
   mime.LoadMime(text);
   (void)mime.GetHeaderField("date");
   (void)mime.describeTree();
   keldane::mime::TnoEmail chained;
   if (chained.SetFromMimeText(mime.GetMime().value_or(""))) askEverything(chained);
+  memory.check(size);
   return 0;
 }
