@@ -1,5 +1,7 @@
 #include "app/content_digest.h"
 
+#include "base/text.h"
+
 namespace keldane {
 namespace {
 
@@ -50,7 +52,9 @@ void ContentDigest::addPart(const mime::PartView& part) {
 }
 
 std::string ContentDigest::finish(std::string_view subject) {
-  message_.add(sha256(collapsed(subject)));
+  std::string text = collapsed(subject);
+  repairUtf8(text);
+  message_.add(sha256(text));
   return message_.finish();
 }
 

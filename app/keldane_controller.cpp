@@ -246,6 +246,11 @@ void KeldaneController::makeTagParts() {
   sweep.dbPath = [this] { return database_->dbPath; };
   sweep.storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); };
   sweep.clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
+  sweep.stripPlist = [](std::string& source) {
+    MessageTags tags;
+    stripPlist(source, tags);
+  };
+  sweep.declaredCharsets = [this] { return settings_->user.declaredCharsets != 0; };
   duplicateSweep_ = std::make_unique<DuplicateSweep>(*session_, *resultList_, *progress_, ports_.ui,
                                                      std::move(sweep));
 }

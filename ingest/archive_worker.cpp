@@ -17,6 +17,8 @@ ArchiveWorker::ArchiveWorker(Context context)
               .tagRulesList = context_.tagRulesList,
               .skipDupsState = context_.settings.archive.skipDupsState,
               .origState = context_.settings.archive.origState,
+              .keepDiffering = context_.settings.user.keepDiffering,
+              .declaredCharsets = context_.settings.user.declaredCharsets,
               .duplicateLogText = context_.duplicateLogText,
               .doConnect = [this] { return onMainThread(context_.doConnect); },
               .serverLost = context_.serverLost,

@@ -68,7 +68,7 @@ bool doAttachment(ServerSession& session, std::uint32_t id, const MessagePart& p
   const std::string rowName = attachmentRowName(part.fileName);
   addToAttachNames(attachNames, rowName);
   if (!canQuoteAsItStands(part.contentType)) {
-    return errors.failWith(kError, "the content type cannot stand between quotes");
+    return errors.failForGood(kError, "the content type cannot stand between quotes");
   }
   std::string type = part.contentType;
   removeAll(type, "\n");

@@ -1,5 +1,6 @@
 #include "ingest/cut_off_repair.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -14,11 +15,13 @@ namespace {
 /// apart.
 constexpr int kMostCandidates = 1000;
 
-/// The order in which the rows of a message go. Nothing but `email` is found by a search, so a
-/// deletion that is cut off itself leaves nothing that anybody sees.
-constexpr std::string_view kDeletions[] = {
-    "DELETE FROM email WHERE id=", "DELETE FROM attachments WHERE id=",
-    "DELETE FROM tags WHERE id=", "DELETE FROM origemail WHERE id="};
+/// What a message that is gone may have left behind.
+constexpr std::string_view kLeftovers[] = {
+    "DELETE FROM attachments WHERE id=", "DELETE FROM tags WHERE id=",
+    "DELETE FROM origemail WHERE id="};
+/// What is written anew when a half is completed.
+constexpr std::string_view kParts[] = {"DELETE FROM attachments WHERE id=",
+                                       "DELETE FROM origemail WHERE id="};
 
 /// More messages than can be stored in a second. A server that writes its log to disk once a second
 /// may have lost what came in during the last one, though their lines were closed.
@@ -63,26 +66,25 @@ CutOffRepair::CutOffRepair(ServerSession& session, RunLedger& ledger, StoreLog& 
 
 void CutOffRepair::run() {
   for (const OpenEntry& entry : ledger_.leftOpen()) {
-    if (entry.database == database_ && repair(entry)) ledger_.settle(entry);
+    if (entry.database == database_ && look(entry)) ledger_.settle(entry);
   }
   for (const CutRun& run : ledger_.cutRuns()) {
     if (run.database == database_) collectSuspects(run);
   }
 }
 
-bool CutOffRepair::repair(const OpenEntry& entry) {
-  return entry.insertedId ? repairKnown(entry, *entry.insertedId) : repairUnknown(entry);
+bool CutOffRepair::look(const OpenEntry& entry) {
+  return entry.insertedId ? lookAtKnown(entry, *entry.insertedId) : lookAtUnknown(entry);
 }
 
-bool CutOffRepair::repairKnown(const OpenEntry& entry, std::uint32_t id) {
+bool CutOffRepair::lookAtKnown(const OpenEntry& entry, std::uint32_t id) {
   const Rows rows = readRows("id=" + std::to_string(id));
   if (!rows) {
     reportError(entry.path);
     return false;
   }
   if (rows->empty()) {
-    // The message has been deleted; if that was a repair that was cut off, the rest of it is not.
-    if (deleteRows(id)) return true;
+    if (deleteLeftovers(id)) return true;
     reportError(entry.path);
     return false;
   }
@@ -96,10 +98,10 @@ bool CutOffRepair::repairKnown(const OpenEntry& entry, std::uint32_t id) {
     reportError(entry.path);
     return false;
   }
-  return *whole || takeOut(entry, id);
+  return *whole || keepHalf(entry, id);
 }
 
-bool CutOffRepair::repairUnknown(const OpenEntry& entry) {
+bool CutOffRepair::lookAtUnknown(const OpenEntry& entry) {
   const MessageMark& mark = entry.mark;
   std::string condition = "id>" + std::to_string(mark.afterId);
   if (isServerDate(mark.msgDate)) condition += " AND date_fld=" + quotedInline(mark.msgDate);
@@ -123,7 +125,7 @@ bool CutOffRepair::repairUnknown(const OpenEntry& entry) {
     if (likeness == Likeness::equal) equals.push_back(row.id);
     if (!*whole) (likeness == Likeness::equal ? equalHalves : otherHalves).push_back(row.id);
   }
-  if (equals.size() == 1) return equalHalves.empty() || takeOut(entry, equals[0]);
+  if (equals.size() == 1) return equalHalves.empty() || keepHalf(entry, equals[0]);
   // Several rows that are the message's: nothing tells which of them this run has made. None: those
   // without a source may be of another message, or of this one in a form that is not recognised.
   for (const std::uint32_t id : equals.empty() ? otherHalves : equalHalves) {
@@ -132,21 +134,66 @@ bool CutOffRepair::repairUnknown(const OpenEntry& entry) {
   return true;
 }
 
-bool CutOffRepair::takeOut(const OpenEntry& entry, std::uint32_t id) {
-  // Written down first: without its row in `email`, nobody would find the others.
+/// Never dealt with: the message has to come by first.
+bool CutOffRepair::keepHalf(const OpenEntry& entry, std::uint32_t id) {
   if (!entry.insertedId) ledger_.found(entry, id);
-  if (!deleteRows(id)) {
-    reportError(entry.path);
-    return false;
-  }
-  earlierAttempts_[entry.mark.fingerprint] = entry.mark.attempt;
-  reportTakenOut(id, entry.path);
-  return true;
+  halves_.emplace(id, &entry);
+  halfIds_.emplace(entry.mark.fingerprint, id);
+  return false;
 }
 
-unsigned CutOffRepair::attemptFor(const std::string& fingerprint) const {
-  const auto earlier = earlierAttempts_.find(fingerprint);
-  return earlier == earlierAttempts_.end() ? 1 : earlier->second + 1;
+unsigned CutOffRepair::attemptAt(std::uint32_t id) const {
+  unsigned attempt = 0;
+  const auto [begin, end] = halves_.equal_range(id);
+  for (auto half = begin; half != end; ++half) {
+    attempt = std::max(attempt, half->second->mark.attempt);
+  }
+  return attempt + 1;
+}
+
+std::optional<std::uint32_t> CutOffRepair::halfOf(const EmailValues& values,
+                                                  const MessageMark& mark) {
+  const auto [begin, end] = halfIds_.equal_range(mark.fingerprint);
+  for (auto half = begin; half != end; ++half) {
+    const std::uint32_t id = half->second;
+    if (!halves_.contains(id)) continue;
+    const std::optional<bool> found = isHalf(id, values, mark);
+    if (!found) return std::nullopt;
+    if (*found) return id;
+  }
+  return 0;
+}
+
+std::optional<bool> CutOffRepair::isHalf(std::uint32_t id, const EmailValues& values,
+                                         const MessageMark& mark) {
+  const Rows rows = readRows("id=" + std::to_string(id));
+  if (!rows) return std::nullopt;
+  if (rows->empty()) return false;
+  const Row& row = rows->front();
+  EmailValues there = values;
+  there.mailbox = row.mailbox;
+  MessageMark marked = mark;
+  marked.fingerprint = fingerprintOf(there);
+  if (row.likeness(marked) != Likeness::equal) return false;
+  const std::optional<bool> whole = isWhole(row, mark, Likeness::equal);
+  if (!whole) return std::nullopt;
+  return !*whole;
+}
+
+void CutOffRepair::takeOver(std::uint32_t id, const std::string& path) {
+  const auto [begin, end] = halves_.equal_range(id);
+  for (auto half = begin; half != end; ++half) ledger_.settle(*half->second);
+  halves_.erase(begin, end);
+  for (SuspectRange& range : suspects_) range.withoutSource.erase(id);
+  storeLog_.write("Cut-off run: the half-stored message " + std::to_string(id) +
+                  " is being completed, " + printable(path) + "\n");
+}
+
+bool CutOffRepair::clearParts(std::uint32_t id) {
+  for (const std::string_view deletion : kParts) {
+    if (!session_.query(std::string(deletion) + std::to_string(id))) return false;
+  }
+  return true;
 }
 
 CutOffRepair::Rows CutOffRepair::readRows(const std::string& condition) {
@@ -204,8 +251,8 @@ std::optional<std::uint64_t> CutOffRepair::countRows(std::string_view table, std
   return number(result->cell(0));
 }
 
-bool CutOffRepair::deleteRows(std::uint32_t id) {
-  for (const std::string_view deletion : kDeletions) {
+bool CutOffRepair::deleteLeftovers(std::uint32_t id) {
+  for (const std::string_view deletion : kLeftovers) {
     if (!session_.query(std::string(deletion) + std::to_string(id))) return false;
   }
   return true;
@@ -233,6 +280,7 @@ void CutOffRepair::collectSuspects(const CutRun& run) {
 }
 
 bool CutOffRepair::isSuspect(std::uint32_t id) const {
+  if (halves_.contains(id)) return true;
   for (const SuspectRange& range : suspects_) {
     if (id <= range.run.fromId || id > range.run.toId || range.byRight.contains(id)) continue;
     if (id + kMayBeLost > range.run.lastClosedId || range.withoutSource.contains(id)) return true;
@@ -240,33 +288,11 @@ bool CutOffRepair::isSuspect(std::uint32_t id) const {
   return false;
 }
 
-bool CutOffRepair::takeOutSuspect(std::uint32_t id, const MessageMark& mark,
-                                  const std::string& path) {
-  const Rows rows = readRows("id=" + std::to_string(id));
-  if (!rows || rows->empty()) return false;
-  const Row& row = rows->front();
-  if (row.likeness(mark) != Likeness::equal) return false;
-  const std::optional<bool> whole = isWhole(row, mark, Likeness::equal);
-  if (!whole || *whole) return false;
-  if (!deleteRows(id)) {
-    reportError(path);
-    return false;
-  }
-  for (SuspectRange& range : suspects_) range.withoutSource.erase(id);
-  reportTakenOut(id, path);
-  return true;
-}
-
 void CutOffRepair::finish() {
   for (const SuspectRange& range : suspects_) {
     if (range.withoutSource.empty()) ledger_.settle(range.run);
   }
   suspects_.clear();
-}
-
-void CutOffRepair::reportTakenOut(std::uint32_t id, const std::string& path) {
-  storeLog_.write("Cut-off run: the half-stored message " + std::to_string(id) +
-                  " has been taken out to be read anew, " + printable(path) + "\n");
 }
 
 void CutOffRepair::reportLeftAlone(std::uint32_t id, const std::string& path) {

@@ -15,11 +15,12 @@
 
 namespace keldane {
 
-/// Puts right what a run that was cut off in the middle has left: a message half stored would be
-/// passed over by the duplicate test for ever. It takes out such a row with the four statements
-/// that delete a message, so that the message is read anew. Rows without a source exist by right,
-/// and other programs write to the same database: a row that cannot be shown to be that message's
-/// half is left alone and named in the log.
+/// Finds what a run that was cut off, or refused by the server, has left half stored: the duplicate
+/// test would pass over such a message for ever. Its row stays where it is until the message itself
+/// comes by, and is then completed in place by the store: nothing is deleted that this run does not
+/// write again at once, and what the user has made of the row since is kept. Rows without a source
+/// exist by right, and other programs write to the same database: a row that cannot be shown to be
+/// that message's half is left alone and named in the log.
 ///
 /// Worker thread only, before and during the walk; `finish` after it.
 class CutOffRepair {
@@ -27,20 +28,29 @@ class CutOffRepair {
   /// `database` as it was told to the ledger.
   CutOffRepair(ServerSession& session, RunLedger& ledger, StoreLog& storeLog, std::string database);
 
-  /// Settles the open entries of this database. To be called before the first message. An entry
-  /// stays open when the server refuses a statement.
+  /// Looks at the open entries of this database: settles those of messages that are whole, or gone,
+  /// and keeps the others for the message to come by. To be called before the first message. An
+  /// entry stays open when the server refuses a statement.
   void run();
 
-  /// The row may be the half of a message whose line the ledger lost. Costs nothing when the run
-  /// before came to its end.
+  /// Something was left half stored.
+  [[nodiscard]] bool hasHalves() const { return !halves_.empty(); }
+  /// The half of the message with these values; 0: there is none; nullopt: refused.
+  [[nodiscard]] std::optional<std::uint32_t> halfOf(const EmailValues& values,
+                                                    const MessageMark& mark);
+  /// The row may be a half. Costs nothing when the run before came to its end.
   [[nodiscard]] bool isSuspect(std::uint32_t id) const;
-  /// The duplicate test has found a suspect: takes the row out when all its values equal those of
-  /// the message at hand and it is not whole. True: the row is gone, the message is to be stored.
-  [[nodiscard]] bool takeOutSuspect(std::uint32_t id, const MessageMark& mark,
-                                    const std::string& path);
-  /// Which attempt it is to store the message with this fingerprint: 1, or more when what earlier
-  /// runs had stored of it has been taken out.
-  [[nodiscard]] unsigned attemptFor(const std::string& fingerprint) const;
+  /// Whether the row is a half of the message with these values, whatever the mailbox.
+  /// nullopt: refused.
+  [[nodiscard]] std::optional<bool> isHalf(std::uint32_t id, const EmailValues& values,
+                                           const MessageMark& mark);
+  /// Which attempt it is to store the message whose half this row is.
+  [[nodiscard]] unsigned attemptAt(std::uint32_t id) const;
+  /// The ledger has a new entry for the half, which is being completed: takes the place of the
+  /// older ones.
+  void takeOver(std::uint32_t id, const std::string& path);
+  /// Clears what a half has of the rows that are written anew. False: refused.
+  [[nodiscard]] bool clearParts(std::uint32_t id);
   /// Settles those cut-off runs that left nothing in doubt. To be called when the run ends.
   void finish();
 
@@ -54,18 +64,17 @@ class CutOffRepair {
   };
 
   /// Each of these answers whether the entry has been dealt with.
-  bool repair(const OpenEntry& entry);
-  bool repairKnown(const OpenEntry& entry, std::uint32_t id);
-  bool repairUnknown(const OpenEntry& entry);
-  bool takeOut(const OpenEntry& entry, std::uint32_t id);
+  bool look(const OpenEntry& entry);
+  bool lookAtKnown(const OpenEntry& entry, std::uint32_t id);
+  bool lookAtUnknown(const OpenEntry& entry);
+  bool keepHalf(const OpenEntry& entry, std::uint32_t id);
 
   [[nodiscard]] Rows readRows(const std::string& condition);
   [[nodiscard]] std::optional<bool> isWhole(const Row& row, const MessageMark& mark,
                                             Likeness likeness);
   [[nodiscard]] std::optional<std::uint64_t> countRows(std::string_view table, std::uint32_t id);
-  [[nodiscard]] bool deleteRows(std::uint32_t id);
+  [[nodiscard]] bool deleteLeftovers(std::uint32_t id);
   void collectSuspects(const CutRun& run);
-  void reportTakenOut(std::uint32_t id, const std::string& path);
   void reportLeftAlone(std::uint32_t id, const std::string& path);
   void reportError(const std::string& path);
 
@@ -74,7 +83,8 @@ class CutOffRepair {
   StoreLog& storeLog_;
   std::string database_;
   std::vector<SuspectRange> suspects_;
-  std::map<std::string, unsigned> earlierAttempts_;  ///< by fingerprint
+  std::multimap<std::uint32_t, const OpenEntry*> halves_;  ///< by row
+  std::multimap<std::string, std::uint32_t> halfIds_;      ///< by fingerprint
 };
 
 }  // namespace keldane

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 #include "base/text.h"
 
@@ -16,25 +17,13 @@ constexpr std::size_t kComparedLength = 400;
 /// A body of so few characters tells nothing and is not compared.
 constexpr std::size_t kTellsNothing = 2;
 
-/// Characters that the column of the sender holds. What is longer is stored cut, and asked for
-/// whole it would be archived again by every run.
-constexpr std::size_t kSenderLength = 255;
-
-std::string_view asStoredSender(std::string_view from) {
-  std::size_t characters = 0;
-  for (std::size_t at = 0; at < from.size(); ++at) {
-    const bool begins = (static_cast<unsigned char>(from[at]) & 0xC0U) != 0x80;
-    if (begins && ++characters > kSenderLength) return from.substr(0, at);
-  }
-  return from;
-}
-
-void startQuestion(StatementText& sql, const DuplicateKey& key) {
-  sql.start("SELECT id FROM email WHERE ");
-  if (!kIgnoreDate) sql.add("date_fld=").addQuoted(key.date).add(" AND ");
-  // A stored text ends at its first NUL character, and so must the one it is compared with.
-  sql.add("to_fld=").addQuoted(upToNul(key.to));
-  sql.add(" AND from_fld=").addQuoted(asStoredSender(upToNul(key.from)));
+std::string conditionOf(const DuplicateKey& key, const EmailColumns& columns) {
+  StatementText condition;
+  condition.start("");
+  if (!kIgnoreDate) condition.add("date_fld=").addQuoted(key.date).add(" AND ");
+  condition.add("to_fld=").addQuoted(columns.to.asHeld(key.to));
+  condition.add(" AND from_fld=").addQuoted(columns.from.asHeld(key.from));
+  return condition.text();
 }
 
 std::uint32_t firstId(ServerSession& session) {
@@ -43,27 +32,34 @@ std::uint32_t firstId(ServerSession& session) {
 
 }  // namespace
 
-std::uint32_t findDuplicate(ServerSession& session, const DuplicateKey& key, StatementText& sql,
-                            StoreErrors& errors) {
-  startQuestion(sql, key);
+DuplicateAnswer findDuplicate(ServerSession& session, const DuplicateKey& key,
+                              const EmailColumns& columns, StatementText& sql,
+                              StoreErrors& errors) {
+  constexpr std::string_view kQuestion = "SELECT id FROM email WHERE ";
+  DuplicateAnswer answer;
+  std::string condition = conditionOf(key, columns);
+  sql.start(kQuestion).add(condition);
   if (!session.query(sql.text())) {
     errors.note("SQL error: ");
-    return 0;
+    return answer;
   }
-  const std::uint32_t id = firstId(session);
-  if (id == 0) return 0;
+  answer.id = firstId(session);
+  if (answer.id == 0) return answer;
+  answer.condition = std::move(condition);
 
   const std::string_view beginning = utf16Prefix(upToNul(key.body), kComparedLength);
-  if (utf16Length(beginning) <= kTellsNothing) return id;
-  if (beginning.find_first_of("\"\\") != std::string_view::npos) return id;
+  if (utf16Length(beginning) <= kTellsNothing) return answer;
+  if (beginning.find_first_of("\"\\") != std::string_view::npos) return answer;
 
-  startQuestion(sql, key);
-  sql.add(" AND body_fld LIKE \"").add(beginning).add("%\"");
-  if (!session.query(sql.text())) {
+  sql.start(kQuestion).add(answer.condition);
+  sql.add(" AND body_fld LIKE \"").add(columns.body.asHeld(beginning)).add("%\"");
+  if (session.query(sql.text())) {
+    answer.id = firstId(session);
+  } else {
     errors.noteInSystemLog("SQL error: ");
-    return 0;
+    answer.id = 0;
   }
-  return firstId(session);
+  return answer;
 }
 
 }  // namespace keldane

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "app/server_session.h"
-#include "ingest/current_message.h"
+#include "ingest/email_columns.h"
 #include "ingest/statement_text.h"
 #include "ingest/store_errors.h"
 
@@ -18,11 +19,18 @@ struct DuplicateKey {
   std::string_view body;  ///< trimmed
 };
 
-/// Id of the stored message that this one repeats, or 0: same date, same to, same from, and the
+struct DuplicateAnswer {
+  std::uint32_t id = 0;  ///< of the stored message that this one repeats; 0: none
+  /// Selects those with the same date, to and from out of `email`; empty when there are none.
+  std::string condition;
+};
+
+/// Looks for the stored message that this one repeats: same date, same to, same from, and the
 /// first 400 characters of the body begin the stored body. A body of at most two characters, or one
 /// with a quote or backslash in those 400, is not looked at. The subject plays no part. Characters
 /// of the body that are wildcards act as such. A refused statement makes the message a new one.
-[[nodiscard]] std::uint32_t findDuplicate(ServerSession& session, const DuplicateKey& key,
-                                          StatementText& sql, StoreErrors& errors);
+[[nodiscard]] DuplicateAnswer findDuplicate(ServerSession& session, const DuplicateKey& key,
+                                            const EmailColumns& columns, StatementText& sql,
+                                            StoreErrors& errors);
 
 }  // namespace keldane

@@ -12,7 +12,7 @@
 #include "ingest/attachment_rows.h"
 #include "ingest/cut_off_repair.h"
 #include "ingest/duplicate_test.h"
-#include "ingest/message_fingerprint.h"
+#include "ingest/strip_plist.h"
 #include "ingest/tag_rows.h"
 
 namespace keldane {
@@ -94,11 +94,28 @@ class MessageStore::Fields {
 
 MessageStore::MessageStore(Context context)
     : context_(std::move(context)),
-      errors_(context_.session, context_.storeLog, context_.serverLost) {}
+      errors_(context_.session, context_.storeLog, context_.serverLost),
+      fingerprints_({.session = context_.session,
+                     .stripPlist =
+                         [](std::string& source) {
+                           MessageTags tags;
+                           stripPlist(source, tags);
+                         },
+                     .declaredCharsets = [this] { return context_.declaredCharsets != 0; }}) {}
+
+/// What is asked of the server once, before the first message.
+void MessageStore::beginPass() {
+  passBegun_ = true;
+  columns_ = readEmailColumns(context_.session);
+  keepsFingerprints_ = fingerprints_.open();
+  if (!keepsFingerprints_) errors_.note("SQL error: ");
+}
 
 void MessageStore::storeEmail(int partCount) {
   CurrentMessage& message = context_.message;
   errors_.begin(message.currentPath);
+  attempt_ = 1;
+  hasRow_ = false;
   const RuleVerdict verdict = checkRules();
   if (verdict.exclude) {
     context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
@@ -109,11 +126,16 @@ void MessageStore::storeEmail(int partCount) {
   trimInPlace(message.msgBody);
   Fields fields(message);
   ++context_.counters.processedCount;
-  const std::uint32_t id = context_.skipDupsState == 0 ? findKnown(fields, partCount) : 0;
-  if (id != 0) {
-    storeKnown(id);
+  if (!passBegun_) beginPass();
+  const Known known = findKnown(fields, partCount);
+  if (known.failed) {
+    closeFailed(std::nullopt);
+  } else if (known.isHalf) {
+    completeHalf(fields, partCount, known.id);
+  } else if (known.id != 0) {
+    storeKnown(known.id);
   } else {
-    storeNew(fields, partCount);
+    storeNew(fields, partCount, known.differsFrom);
   }
 }
 
@@ -121,15 +143,39 @@ RuleVerdict MessageStore::checkRules() {
   return checkTagRules(context_.tagRulesList, context_.message);
 }
 
-std::uint32_t MessageStore::findKnown(const Fields& fields, int partCount) {
+MessageStore::Known MessageStore::findKnown(const Fields& fields, int partCount) {
   const CurrentMessage& message = context_.message;
-  const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.msgBody};
-  const std::uint32_t id = findDuplicate(context_.session, key, sql_, errors_);
-  if (id == 0 || context_.repair == nullptr || !context_.repair->isSuspect(id)) return id;
-  if (!context_.repair->takeOutSuspect(id, makeMark(fields, partCount), message.currentPath)) {
-    return id;
+  CutOffRepair* repair = context_.repair;
+  if (repair != nullptr && repair->hasHalves()) {
+    const auto half = repair->halfOf(valuesOf(fields, partCount), makeMark(fields, partCount));
+    if (!half) return notFoundOut();
+    if (*half != 0) return {.id = *half, .isHalf = true};
   }
-  return findDuplicate(context_.session, key, sql_, errors_);
+  if (context_.skipDupsState != 0) return {};
+  const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.msgBody};
+  const DuplicateAnswer test = findDuplicate(context_.session, key, columns_, sql_, errors_);
+  if (test.condition.empty()) return {};
+  Known known{.id = test.id};
+  if (context_.keepDiffering != 0 && !message.contentSha256.empty()) {
+    const Fingerprints::Look look =
+        fingerprints_.find(test.condition, {fingerprint(), message.msgOriginal}, test.id);
+    // Passed over unseen, the message might be lost with its file.
+    if (look.match == Fingerprints::Match::refused) return notFoundOut();
+    known.id = look.id;
+    if (look.match == Fingerprints::Match::different) known.differsFrom = test.id;
+  }
+  if (known.id != 0 && repair != nullptr && repair->isSuspect(known.id)) {
+    const auto half =
+        repair->isHalf(known.id, valuesOf(fields, partCount), makeMark(fields, partCount));
+    if (!half) return notFoundOut();
+    known.isHalf = *half;
+  }
+  return known;
+}
+
+MessageStore::Known MessageStore::notFoundOut() {
+  errors_.fail("SQL error: ");
+  return {.failed = true};
 }
 
 // A message that is known already.
@@ -196,10 +242,8 @@ void MessageStore::tagKnown(std::uint32_t id) {
 
 // A new message.
 
-void MessageStore::storeNew(Fields& fields, int partCount) {
-  CurrentMessage& message = context_.message;
+void MessageStore::storeNew(Fields& fields, int partCount, std::uint32_t differsFrom) {
   const MessageMark mark = makeMark(fields, partCount);
-  attempt_ = mark.attempt;
   fields.unescapeForRow();
   const std::optional<std::uint32_t> id = insertRow(mark, numAttachOf(partCount));
   if (!id) {
@@ -207,6 +251,32 @@ void MessageStore::storeNew(Fields& fields, int partCount) {
     return;
   }
   countNewRow(*id);
+  storeRest(*id, partCount, false, differsFrom);
+}
+
+/// The row stays, with what the user has made of it since; all else is written anew.
+void MessageStore::completeHalf(Fields& fields, int partCount, std::uint32_t id) {
+  MessageMark mark = makeMark(fields, partCount);
+  mark.attempt = attempt_ = context_.repair->attemptAt(id);
+  fields.unescapeForRow();
+  context_.ledger.open(mark);
+  noteRow(id);
+  context_.repair->takeOver(id, context_.message.currentPath);
+  if (kUpdateKnownMailbox && !updateMailbox(id)) {
+    closeFailed(id);
+  } else if (!context_.repair->clearParts(id)) {
+    errors_.fail("SQL error: ");
+    closeFailed(id);
+  } else {
+    storeRest(id, partCount, true, 0);
+  }
+}
+
+/// Everything behind the row of `email`.
+void MessageStore::storeRest(std::uint32_t id, int partCount, bool wasHalf,
+                             std::uint32_t differsFrom) {
+  // Before the rules: a row that stays without a source is known again by its fingerprint.
+  writeFingerprint(id);
   const RuleVerdict verdict = checkRules();
   if (verdict.exclude) {
     // Kept: a rule that fires only now leaves the row as it is, without a source.
@@ -214,28 +284,55 @@ void MessageStore::storeNew(Fields& fields, int partCount) {
     return;
   }
   ++context_.counters.archivedCount;
-  if (message.tags.any() && !insertTags(*id)) {
+  if (context_.message.tags.any() && !insertTags(id, wasHalf)) {
     closeFailed(id);
     return;
   }
   if (context_.origState != 0) {
-    if (!insertSource(*id)) {
+    if (!insertSource(id)) {
       closeFailed(id);
       return;
     }
-    updateHeadings(*id);
-    storeParts(*id, partCount);
+    updateHeadings(id);
+    storeParts(id, partCount);
   }
-  updateAttachmentInformation(*id);
+  updateAttachmentInformation(id);
   if (errors_.failed()) {
     closeFailed(id);
-  } else {
-    context_.ledger.close(LedgerOutcome::archived, std::to_string(*id));
+    return;
   }
+  std::string detail = std::to_string(id);
+  if (differsFrom != 0) detail += ", differs from " + std::to_string(differsFrom);
+  context_.ledger.close(LedgerOutcome::archived, detail);
+}
+
+Fingerprint MessageStore::fingerprint() const {
+  const CurrentMessage& message = context_.message;
+  const SourceOrigin& origin = message.origin;
+  return {.sourceSha256 = origin.sha256,
+          .contentSha256 = message.contentSha256,
+          .sizeBytes = origin.sizeBytes,
+          .encoding = origin.encoding,
+          .lineEnds = static_cast<int>(origin.lineEnds),
+          .path = origin.path,
+          .offsetBytes = origin.offsetBytes,
+          .exactBytes = origin.exactBytes ? &*origin.exactBytes : nullptr};
+}
+
+void MessageStore::writeFingerprint(std::uint32_t id) {
+  if (!keepsFingerprints_) return;
+  // Only a help: a message that has none is as good as stored.
+  if (!fingerprints_.write(id, fingerprint())) errors_.note("SQL error: ");
 }
 
 int MessageStore::numAttachOf(int partCount) const {
   return partCount > 0 && context_.message.hasHtmlPart ? partCount - 1 : partCount;
+}
+
+EmailValues MessageStore::valuesOf(const Fields& fields, int partCount) const {
+  const CurrentMessage& message = context_.message;
+  return {fields.from.plain(), fields.to.plain(), fields.subject.plain(), fields.mailto.plain(),
+          message.msgMailbox,  message.msgBody,   numAttachOf(partCount)};
 }
 
 MessageMark MessageStore::makeMark(const Fields& fields, int partCount) const {
@@ -243,11 +340,8 @@ MessageMark MessageStore::makeMark(const Fields& fields, int partCount) const {
   const auto count = static_cast<std::size_t>(std::max(partCount, 0));
   const bool withSource = context_.origState != 0;
   MessageMark mark;
-  mark.fingerprint = fingerprintOf({fields.from.plain(), fields.to.plain(), fields.subject.plain(),
-                                    fields.mailto.plain(), message.msgMailbox, message.msgBody,
-                                    numAttachOf(partCount)});
+  mark.fingerprint = fingerprintOf(valuesOf(fields, partCount));
   mark.afterId = context_.ledger.greatestId();
-  if (context_.repair != nullptr) mark.attempt = context_.repair->attemptFor(mark.fingerprint);
   mark.msgDate = message.msgDate;
   mark.withSource = withSource;
   mark.attachTextBytes = message.msgAttachText.size();
@@ -292,7 +386,7 @@ std::optional<std::uint32_t> MessageStore::insertRow(const MessageMark& mark, in
     context_.ledger.open(mark);
     if (!statement->execute()) return insertAsText(numAttach);
     const auto id = static_cast<std::uint32_t>(context_.session.insertId());
-    context_.ledger.inserted(id);
+    noteRow(id);
     if (!statement->close()) {
       errors_.fail("SQL error4:");
       return std::nullopt;
@@ -322,8 +416,13 @@ std::optional<std::uint32_t> MessageStore::insertAsText(int numAttach) {
     return std::nullopt;
   }
   const auto id = static_cast<std::uint32_t>(context_.session.insertId());
-  context_.ledger.inserted(id);
+  noteRow(id);
   return id;
+}
+
+void MessageStore::noteRow(std::uint32_t id) {
+  hasRow_ = true;
+  context_.ledger.inserted(id);
 }
 
 void MessageStore::countNewRow(std::uint32_t id) {
@@ -333,7 +432,13 @@ void MessageStore::countNewRow(std::uint32_t id) {
   counters.lastStoredId = std::max(counters.lastStoredId, id);
 }
 
-bool MessageStore::insertTags(std::uint32_t id) {
+bool MessageStore::insertTags(std::uint32_t id, bool wasHalf) {
+  if (wasHalf) {
+    // Those that the row has already may be the user's own.
+    sql_.start("SELECT COUNT(id) FROM tags WHERE id=").addNumber(id);
+    if (!context_.session.query(sql_.text())) return errors_.fail("SQL error: ");
+    if (fetchFirstCell(context_.session) != "0") return true;
+  }
   if (insertTagRow(context_.session, tagRow(id, context_.message.tags), sql_)) return true;
   return errors_.fail("SQL error: ");
 }
@@ -386,8 +491,10 @@ void MessageStore::updateAttachmentInformation(std::uint32_t id) {
   storeOutcome_ = kStored;
 }
 
+/// Whether the next run is to see to the message: its row exists, or may, and it is not whole.
 bool MessageStore::staysOpen() const {
-  return errors_.lost() && context_.ledger.isOpen() && attempt_ < kMostAttempts;
+  if (!context_.ledger.isOpen() || !errors_.worthAnotherTry()) return false;
+  return errors_.lost() ? attempt_ < kMostAttempts : hasRow_;
 }
 
 void MessageStore::closeFailed(std::optional<std::uint32_t> id) {

@@ -6,9 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "app/fingerprints.h"
 #include "app/server_session.h"
 #include "base/spooled_text.h"
 #include "ingest/current_message.h"
+#include "ingest/email_columns.h"
+#include "ingest/message_fingerprint.h"
 #include "ingest/run_counters.h"
 #include "ingest/run_ledger.h"
 #include "ingest/statement_text.h"
@@ -22,8 +25,10 @@ class CutOffRepair;
 
 /// Settles the fate of the message at hand: excluded by a rule, known already, or new. The one
 /// place that writes `email`, `origemail`, `attachments` and, during a run, `tags`. Each statement
-/// stands on its own; a failed step leaves what is written so far, a line in the log, and the
-/// outcome in the ledger. Worker thread only.
+/// stands on its own; a failed step leaves what is written so far, a line in the log, the outcome
+/// in the ledger, and its entry there open, so that the next run completes the message. A message
+/// that the duplicate test takes for another is compared with it before it is passed over. Worker
+/// thread only.
 class MessageStore {
  public:
   struct Context {
@@ -35,12 +40,14 @@ class MessageStore {
     const std::vector<TagRule>& tagRulesList;
     const int& skipDupsState;
     const int& origState;
+    const int& keepDiffering;
+    const int& declaredCharsets;
     SpooledText& duplicateLogText;
     /// The full reconnect, on the main thread. False: there is nobody left to do it.
     std::function<bool()> doConnect;
     /// Told the client's text when the link turns out to be lost; may be empty.
     std::function<void(const std::string& error)> serverLost = {};
-    /// Told of duplicates that may be halves; may be null.
+    /// Knows of messages that an earlier run has left half stored; may be null.
     CutOffRepair* repair = nullptr;
   };
 
@@ -55,21 +62,36 @@ class MessageStore {
 
  private:
   class Fields;
+  /// What the archive holds of the message at hand.
+  struct Known {
+    std::uint32_t id = 0;           ///< its row; 0: none
+    bool isHalf = false;            ///< and the row is not whole
+    bool failed = false;            ///< it could not be found out
+    std::uint32_t differsFrom = 0;  ///< another message, which the duplicate test takes for it
+  };
 
+  void beginPass();
   void storeKnown(std::uint32_t id);
-  void storeNew(Fields& fields, int partCount);
-  [[nodiscard]] std::uint32_t findKnown(const Fields& fields, int partCount);
+  void storeNew(Fields& fields, int partCount, std::uint32_t differsFrom);
+  void completeHalf(Fields& fields, int partCount, std::uint32_t id);
+  void storeRest(std::uint32_t id, int partCount, bool wasHalf, std::uint32_t differsFrom);
+  [[nodiscard]] Known findKnown(const Fields& fields, int partCount);
+  [[nodiscard]] Known notFoundOut();
   [[nodiscard]] RuleVerdict checkRules();
   [[nodiscard]] bool updateMailbox(std::uint32_t id);
   void tagKnown(std::uint32_t id);
   [[nodiscard]] std::optional<std::uint32_t> insertRow(const MessageMark& mark, int numAttach);
   [[nodiscard]] std::optional<std::uint32_t> insertAsText(int numAttach);
-  [[nodiscard]] bool insertTags(std::uint32_t id);
+  void noteRow(std::uint32_t id);
+  [[nodiscard]] bool insertTags(std::uint32_t id, bool wasHalf);
   [[nodiscard]] bool insertSource(std::uint32_t id);
   void updateHeadings(std::uint32_t id);
   void storeParts(std::uint32_t id, int partCount);
   void updateAttachmentInformation(std::uint32_t id);
+  void writeFingerprint(std::uint32_t id);
+  [[nodiscard]] Fingerprint fingerprint() const;
   [[nodiscard]] MessageMark makeMark(const Fields& fields, int partCount) const;
+  [[nodiscard]] EmailValues valuesOf(const Fields& fields, int partCount) const;
   [[nodiscard]] int numAttachOf(int partCount) const;
   [[nodiscard]] bool reconnect();
   void closeFailed(std::optional<std::uint32_t> id);
@@ -79,8 +101,14 @@ class MessageStore {
   Context context_;
   StoreErrors errors_;
   StatementText sql_;
+  Fingerprints fingerprints_;
+  EmailColumns columns_;
+  bool passBegun_ = false;
+  bool keepsFingerprints_ = false;
   int storeOutcome_ = 0;
+  // Of the message at hand.
   unsigned attempt_ = 1;
+  bool hasRow_ = false;
 };
 
 }  // namespace keldane

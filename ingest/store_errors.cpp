@@ -15,15 +15,20 @@ void StoreErrors::begin(const std::string& label) {
   label_ = &label;
   first_.clear();
   failed_ = false;
+  worthAnotherTry_ = false;
   lost_ = false;
 }
 
-bool StoreErrors::fail(std::string_view head) { return failWith(head, serverText()); }
+bool StoreErrors::fail(std::string_view head) { return fail(head, serverText(), false); }
 
-bool StoreErrors::failWith(std::string_view head, std::string_view reason) {
+bool StoreErrors::failForGood(std::string_view head, std::string_view reason) {
+  return fail(head, reason, true);
+}
+
+bool StoreErrors::fail(std::string_view head, std::string_view reason, bool forGood) {
   std::string line(head);
   storeLog_.write(line.append(reason).append(", ").append(printable(*label_)).append("\n"));
-  remember(reason);
+  keep(reason, forGood);
   return false;
 }
 
@@ -56,7 +61,10 @@ std::string StoreErrors::serverText() {
   return printable(text);
 }
 
-void StoreErrors::remember(std::string_view reason) {
+void StoreErrors::remember(std::string_view reason) { keep(reason, false); }
+
+void StoreErrors::keep(std::string_view reason, bool forGood) {
+  if (!forGood) worthAnotherTry_ = true;
   if (failed_) return;
   failed_ = true;
   first_ = reason;

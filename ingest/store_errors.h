@@ -23,9 +23,10 @@ class StoreErrors {
   /// A failure that costs the message something. `head` is the line up to the server's text. Always
   /// false, so that a step can end with it.
   bool fail(std::string_view head);
-  /// The same with a text of our own in place of the server's, or without the path.
-  bool failWith(std::string_view head, std::string_view reason);
+  /// The same without the path.
   bool failWithoutLabel(std::string_view head);
+  /// A failure that no later run will get over either.
+  bool failForGood(std::string_view head, std::string_view reason);
   /// A failure that the step gets over.
   void note(std::string_view head);
   /// The same, for the system's log (standard error).
@@ -39,10 +40,14 @@ class StoreErrors {
 
   [[nodiscard]] bool failed() const { return failed_; }
   [[nodiscard]] const std::string& first() const { return first_; }
+  /// Another run may store what this one could not.
+  [[nodiscard]] bool worthAnotherTry() const { return worthAnotherTry_; }
   /// The link was lost at some point of this message.
   [[nodiscard]] bool lost() const { return lost_; }
 
  private:
+  bool fail(std::string_view head, std::string_view reason, bool forGood);
+  void keep(std::string_view reason, bool forGood);
   std::string serverText();
 
   ServerSession& session_;
@@ -51,6 +56,7 @@ class StoreErrors {
   const std::string* label_ = nullptr;
   std::string first_;
   bool failed_ = false;
+  bool worthAnotherTry_ = false;
   bool lost_ = false;
 };
 

@@ -42,7 +42,10 @@ DuplicateSweep::DuplicateSweep(ServerSession& session, ResultList& list, Progres
       list_(list),
       progress_(progress),
       ui_(ui),
-      callbacks_(std::move(callbacks)) {}
+      callbacks_(std::move(callbacks)),
+      fingerprints_({.session = session,
+                     .stripPlist = callbacks_.stripPlist,
+                     .declaredCharsets = callbacks_.declaredCharsets}) {}
 
 DuplicateSweep::Outcome DuplicateSweep::checkDups(bool deleteDuplicates) {
   deleteDuplicates_ = deleteDuplicates;
@@ -55,10 +58,13 @@ DuplicateSweep::Outcome DuplicateSweep::checkDups(bool deleteDuplicates) {
   ui_.progressChanged(0, "");
   progress_.doProgressPanel("Checking for duplicates...");
   handled_.clear();
+  distinct_.clear();
+  outcome_ = {};
   deletedDuplicateCount_ = 0;
   looked_ = 0;
   listed_ = 0;
   static_cast<void>(session_.query(kChooseByAverage));
+  static_cast<void>(fingerprints_.open());
   if (!session_.query("SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email")) {
     progress_.close();
     ui_.alert({"SQL Error",
@@ -68,7 +74,7 @@ DuplicateSweep::Outcome DuplicateSweep::checkDups(bool deleteDuplicates) {
     static_cast<void>(session_.query(kChooseAsBefore));
     return {};
   }
-  const bool complete = dupSweep() == 0;
+  outcome_.complete = dupSweep() == 0;
   static_cast<void>(session_.query(kChooseAsBefore));
   progress_.close();
 
@@ -91,15 +97,26 @@ DuplicateSweep::Outcome DuplicateSweep::checkDups(bool deleteDuplicates) {
                AlertStyle::informational,
                {"OK"}});
   }
-  const Outcome outcome{complete, deletedDuplicateCount_};
+  distinct_.clear();
+  outcome_.deleted = deletedDuplicateCount_;
   deletedDuplicateCount_ = 0;
   deleteDuplicates_ = false;
-  return outcome;
+  return outcome_;
 }
 
 std::uint32_t DuplicateSweep::keptOf(std::uint32_t id) const {
   const auto found = handled_.find(id);
-  return found == handled_.end() ? 0 : found->second;
+  return found == handled_.end() ? 0 : found->second.of;
+}
+
+DuplicateSweep::Relation DuplicateSweep::relationOf(std::uint32_t id) const {
+  const auto found = handled_.find(id);
+  return found == handled_.end() ? Relation::none : found->second.relation;
+}
+
+std::uint32_t DuplicateSweep::groupOf(std::uint32_t id) const {
+  const auto found = handled_.find(id);
+  return found == handled_.end() ? 0 : found->second.group;
 }
 
 int DuplicateSweep::dupSweep() {
@@ -143,15 +160,19 @@ bool DuplicateSweep::sweepRow(const Row& row) {
     return false;
   }
   const bool deleted = isDeleted(row.id);
-  if (match == 0 || (deleted && keptOf(match) == 0)) return true;
+  if (match == 0 || (deleted && groupOf(match) == 0)) return true;
   std::string date = row.date;
   if (!tagMark(row.id, date)) return false;
-  // A fourth copy is found only from its own side: it repeats what its match repeats.
-  const std::uint32_t known = keptOf(match);
-  const std::uint32_t kept = known != 0 ? known : row.id;
-  if (remember(row.id, kept)) addRow(row, row.id, std::move(date), row.mailbox);
+  if (groupOf(row.id) == 0) {
+    // A row may be found by none of its group: then it is its own turn that tells.
+    const std::uint32_t group = groupOf(match);
+    Handled handled{row.id, row.id, Relation::kept};
+    if (group != 0 && !relate(row.id, group, handled)) return false;
+    if (!take(row, row.id, handled, std::move(date), row.mailbox)) return false;
+    if (isDeleted(row.id)) return true;
+  }
   while (true) {
-    if (!takeMatch(row, match, keptOf(row.id))) return false;
+    if (!takeMatch(row, match, groupOf(row.id))) return false;
     // Only the last match is left out here, so an earlier copy may come back and end the search.
     const std::string sql = fmt::format(
         "SELECT id FROM email WHERE from_fld={} AND to_fld={} AND subj_fld={} AND {} AND NOT id = "
@@ -162,7 +183,7 @@ bool DuplicateSweep::sweepRow(const Row& row) {
   }
 }
 
-bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_t kept) {
+bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_t group) {
   const auto cell = [this](const std::string& sql, std::string& value) {
     if (!session_.query(sql)) return failed();
     value = toUtf8(fetchFirstCell(session_));
@@ -173,13 +194,48 @@ bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_
   if (!cell(fmt::format("SELECT mailbox FROM email WHERE id = {}", match), mailbox)) return false;
   if (!cell(fmt::format("SELECT date_fld FROM email WHERE id={}", match), date)) return false;
   if (!tagMark(match, date)) return false;
-  if (!remember(match, kept)) return true;
-  if (deleteDuplicates_) {
-    if (!deleteMessage(match)) return false;
-    ++deletedDuplicateCount_;
-  } else {
-    addRow(row, match, std::move(date), std::move(mailbox));
+  if (groupOf(match) != 0) return true;
+  Handled handled;
+  return relate(match, group, handled) &&
+         take(row, match, handled, std::move(date), std::move(mailbox));
+}
+
+/// Finds out what a row is to those of its group.
+bool DuplicateSweep::relate(std::uint32_t id, std::uint32_t group, Handled& handled) {
+  std::vector<Fingerprints::Stored>& known = distinct_[group];
+  if (known.empty()) {
+    std::optional<Fingerprints::Stored> first = fingerprints_.load(group);
+    if (!first) return failed();
+    known.push_back(std::move(*first));
   }
+  std::optional<Fingerprints::Stored> stored = fingerprints_.load(id);
+  if (!stored) return failed();
+  for (const Fingerprints::Stored& other : known) {
+    const Fingerprints::Match match = fingerprints_.compare(other, *stored);
+    if (match == Fingerprints::Match::refused) return failed();
+    if (match != Fingerprints::Match::same) continue;
+    handled = {group, other.id, Relation::copy};
+    return true;
+  }
+  known.push_back(std::move(*stored));
+  handled = {group, group, Relation::similar};
+  return true;
+}
+
+/// Deletes a row or puts it on the list.
+bool DuplicateSweep::take(const Row& row, std::uint32_t id, const Handled& handled,
+                          std::string date, std::string mailbox) {
+  if (handled.relation == Relation::copy) ++outcome_.copies;
+  if (handled.relation == Relation::similar) ++outcome_.similar;
+  const bool deletes = deleteDuplicates_ && handled.relation == Relation::copy;
+  handled_.emplace(id, handled);
+  list_.emailIds.push_back(fmt::format("{}", id));
+  if (!deletes) {
+    addRow(row, id, std::move(date), std::move(mailbox));
+    return true;
+  }
+  if (!deleteMessage(id)) return false;
+  ++deletedDuplicateCount_;
   return true;
 }
 
@@ -187,6 +243,7 @@ bool DuplicateSweep::deleteMessage(std::uint32_t id) {
   for (const char* table : {"email", "attachments", "tags", "origemail"}) {
     if (!session_.query(fmt::format("DELETE FROM {} WHERE id={}", table, id))) return failed();
   }
+  fingerprints_.remove(id);
   return true;
 }
 
@@ -214,15 +271,7 @@ void DuplicateSweep::addRow(const Row& row, std::uint32_t id, std::string date,
 /// Whether this sweep has deleted the row. One that was taken for a wildcard in a subject may have
 /// a copy of its own, and this copy is then the last of the two.
 bool DuplicateSweep::isDeleted(std::uint32_t id) const {
-  const std::uint32_t kept = keptOf(id);
-  return deleteDuplicates_ && kept != 0 && kept != id;
-}
-
-/// Notes an id as handled; false when it was already.
-bool DuplicateSweep::remember(std::uint32_t id, std::uint32_t kept) {
-  if (!handled_.emplace(id, kept).second) return false;
-  list_.emailIds.push_back(fmt::format("{}", id));
-  return true;
+  return deleteDuplicates_ && relationOf(id) == Relation::copy;
 }
 
 bool DuplicateSweep::failed() {

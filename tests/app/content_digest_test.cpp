@@ -10,6 +10,14 @@
 namespace keldane {
 namespace {
 
+mime::PartView leaf(std::string_view contentType, std::string_view name, std::string_view body) {
+  mime::PartView part;
+  part.contentType = contentType;
+  part.name = name;
+  part.body = body;
+  return part;
+}
+
 std::string digest(std::string_view subject, const std::vector<mime::PartView>& parts) {
   ContentDigest content;
   for (const mime::PartView& part : parts) content.addPart(part);
@@ -40,45 +48,52 @@ TEST(ContentDigest, TellsMessagesApartByWhatTheySayAndNotByTheirWay) {
     bool same;
   };
   const std::string nul("Dear\0 all,\nFrom here.\nBye\n", 26);
-  const mime::PartView text{"text/plain", "", "Dear all,\nFrom here.\nBye\n"};
-  const mime::PartView picture{"image/png", "p.png", "a\r\n \n"};
+  const mime::PartView text = leaf("text/plain", "", "Dear all,\nFrom here.\nBye\n");
+  const mime::PartView picture = leaf("image/png", "p.png", "a\r\n \n");
   const std::vector<Case> cases = {
       {"CR LF",
        "Hello you",
-       {{"text/plain", "", "Dear all,\r\nFrom here.\r\nBye\r\n"}, picture},
+       {leaf("text/plain", "", "Dear all,\r\nFrom here.\r\nBye\r\n"), picture},
        true},
-      {"CR", "Hello you", {{"text/plain", "", "Dear all,\rFrom here.\rBye"}, picture}, true},
-      {"no type", "Hello you", {{"", "", text.body}, picture}, true},
+      {"CR", "Hello you", {leaf("text/plain", "", "Dear all,\rFrom here.\rBye"), picture}, true},
+      {"no type", "Hello you", {leaf("", "", text.body), picture}, true},
       {"white space at the ends",
        "Hello you",
-       {{"text/plain", "", "\n \nDear all, \t\nFrom here.\nBye\n\n  \n"}, picture},
+       {leaf("text/plain", "", "\n \nDear all, \t\nFrom here.\nBye\n\n  \n"), picture},
        true},
       {"mark of an mbox",
        "Hello you",
-       {{"text/plain", "", "Dear all,\n>From here.\nBye"}, picture},
+       {leaf("text/plain", "", "Dear all,\n>From here.\nBye"), picture},
        true},
-      {"NUL", "Hello you", {{"text/plain", "", nul}, picture}, true},
+      {"NUL", "Hello you", {leaf("text/plain", "", nul), picture}, true},
       {"folded subject", " Hello\r\n\tyou ", {text, picture}, true},
-      {"an empty text beside it", "Hello you", {{"text/html", "", "\r\n"}, text, picture}, true},
+      {"an empty text beside it",
+       "Hello you",
+       {leaf("text/html", "", "\r\n"), text, picture},
+       true},
       {"another subject", "Hello you!", {text, picture}, false},
       {"another letter",
        "Hello you",
-       {{"text/plain", "", "Dear all,\nFrom there.\nBye\n"}, picture},
+       {leaf("text/plain", "", "Dear all,\nFrom there.\nBye\n"), picture},
        false},
       {"an empty line between",
        "Hello you",
-       {{"text/plain", "", "Dear all,\n\nFrom here.\nBye\n"}, picture},
+       {leaf("text/plain", "", "Dear all,\n\nFrom here.\nBye\n"), picture},
        false},
       {"bytes at the end of an attachment",
        "Hello you",
-       {text, {"image/png", "p.png", "a\n \n"}},
+       {text, leaf("image/png", "p.png", "a\n \n")},
        false},
-      {"name of an attachment", "Hello you", {text, {"image/png", "q.png", picture.body}}, false},
+      {"name of an attachment",
+       "Hello you",
+       {text, leaf("image/png", "q.png", picture.body)},
+       false},
       {"no attachment", "Hello you", {text}, false},
       {"order", "Hello you", {picture, text}, false},
       {"cut in two",
        "Hello you",
-       {{"text/plain", "", "Dear all,\n"}, {"text/plain", "", "From here.\nBye\n"}, picture},
+       {leaf("text/plain", "", "Dear all,\n"), leaf("text/plain", "", "From here.\nBye\n"),
+        picture},
        false},
   };
   const std::string stored = digest("Hello you", {text, picture});
@@ -94,8 +109,9 @@ TEST(ContentDigest, ALongTextCountsToItsEnd) {
   while (one.size() < 100000) one += "A line of some length, and one more.\r\n";
   std::string other = one;
   other[other.size() - 4] = 'x';
-  EXPECT_NE(digest("", {{"text/plain", "", one}}), digest("", {{"text/plain", "", other}}));
-  EXPECT_NE(digest("", {{"text/plain", "", one}}), digest("", {{"text/plain", "", one + "."}}));
+  EXPECT_NE(digest("", {leaf("text/plain", "", one)}), digest("", {leaf("text/plain", "", other)}));
+  EXPECT_NE(digest("", {leaf("text/plain", "", one)}),
+            digest("", {leaf("text/plain", "", one + ".")}));
 }
 
 }  // namespace

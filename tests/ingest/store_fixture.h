@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/sha256.h"
 #include "ingest/cut_off_repair.h"
 #include "ingest/message_store.h"
 #include "tests/support/temporary_folder.h"
@@ -51,6 +52,15 @@ inline CurrentMessage plainMessage(const std::string& body = "A plain body of so
   return message;
 }
 
+/// The message with a content that differs from others'.
+inline CurrentMessage saying(CurrentMessage message, const std::string& what) {
+  message.contentSha256 = sha256(what);
+  message.msgOriginal += what;
+  message.origin.sha256 = sha256(message.msgOriginal);
+  message.origin.path = message.currentPath;
+  return message;
+}
+
 /// A store step with everything it needs, over any session, with a ledger in a folder of its own.
 class StoreFixture {
  public:
@@ -75,6 +85,8 @@ class StoreFixture {
         .tagRulesList = rules,
         .skipDupsState = skipDupsState,
         .origState = origState,
+        .keepDiffering = keepDiffering,
+        .declaredCharsets = declaredCharsets,
         .duplicateLogText = duplicateLogText,
         .doConnect =
             [this] {
@@ -105,6 +117,8 @@ class StoreFixture {
   std::vector<TagRule> rules;
   int skipDupsState = 0;
   int origState = 1;
+  int keepDiffering = 1;
+  int declaredCharsets = 1;
   SpooledText duplicateLogText;
   std::string lostServer;
   int reconnects = 0;

@@ -31,8 +31,9 @@ class Archive:
         self_rows = self.rows(
             "SELECT e.id, MD5(CONCAT_WS('|', date_fld, from_fld, to_fld, subj_fld, mailto, mailbox,"
             " MD5(body_fld), numAttach, attachNames, MD5(attachText), MD5(headings),"
-            " IFNULL(MD5(orig_fld), 'no source'))) FROM email e"
-            " LEFT JOIN origemail o ON o.id = e.id")
+            " IFNULL(MD5(orig_fld), 'no source'), IFNULL(HEX(content_sha256), 'no fingerprint'),"
+            " IFNULL(HEX(source_sha256), ''))) FROM email e LEFT JOIN origemail o ON o.id = e.id"
+            " LEFT JOIN keldane_fingerprints f ON f.id = e.id")
         parts = {}
         for number, digest in self.rows(
                 "SELECT id, MD5(CONCAT_WS('|', type_fld, filename_fld, encode_fld, MD5(attach_fld)))"
