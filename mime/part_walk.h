@@ -10,14 +10,14 @@ class MimeMessage2;
 
 /// One leaf of the tree of parts, as it was decoded. Valid during the call that shows it.
 struct PartView {
-  std::string_view contentType;  ///< lower case, empty when the part names none
-  std::string_view name;
+  std::string_view contentType = {};  ///< lower case, empty when the part names none
+  std::string_view name = {};
   /// Without its transfer encoding: of an attachment the bytes, of a text of the message UTF-8.
-  std::string_view body;
+  std::string_view body = {};
   /// The declared charset by its usual name; empty when there is none.
-  std::string_view charset;
+  std::string_view charset = {};
   /// The body as UTF-8 text, of a text attachment too; empty when the part is no text.
-  std::string_view text;
+  std::string_view text = {};
 };
 
 using PartVisitor = std::function<void(const PartView&)>;
