@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "mime/cls_mime.h"
+#include "mime/unlabelled_text.h"
 #include "mime/xstring.h"
 
 namespace keldane::mime {
@@ -65,7 +66,7 @@ std::optional<std::string> TnoMime::GetHeaderField(std::string_view name) {
   const bool ok = TnMime::run(impl_, [&result, name](ClsMime& mime) {
     XString value;
     if (!mime.GetHeaderField(name, value)) return false;
-    result.emplace(value.utf8View());
+    mendUtf8(result.emplace(value.utf8View()));
     return true;
   });
   return ok ? std::move(result) : std::nullopt;

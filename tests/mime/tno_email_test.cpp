@@ -90,6 +90,22 @@ TEST(TnoEmail, SaysWhichFieldIsMissing) {
   EXPECT_TRUE(logHas(email, "Success."));
 }
 
+TEST(TnoEmail, GivesTextsAsUtf8WithoutABom) {
+  TnoEmail email;
+  ASSERT_TRUE(email.SetFromMimeText(
+      withCrLf("Subject: =?utf-8?B?77u/cw==?=\nFrom: =?utf-8?B?77u/w6k=?= <a@b>\n"
+               "To: =?utf-8?B?77u/w6k=?= <c@d>\nX-Wrong: =?utf-8?Q?caf=E9?=\n"
+               "Content-Type: multipart/mixed; boundary=b\n\n--b\n"
+               "Content-Type: text/plain; charset=utf-8\n"
+               "Content-Transfer-Encoding: base64\n\n77u/Y2Fm6Q==\n--b\n"
+               "Content-Type: x/y\nContent-Transfer-Encoding: base64\n\n77u/Y2Fm6Q==\n--b--\n")));
+  EXPECT_EQ(email.Subject(), "s");
+  EXPECT_EQ(email.From(), "é <a@b>");
+  EXPECT_EQ(email.GetTo(0), "é <c@d>");
+  EXPECT_EQ(email.GetHeaderField("X-Wrong"), "café");
+  EXPECT_EQ(email.GetPlainTextBody(), "café");
+}
+
 TEST(TnoEmail, DropsTheOldMailWhenTheNewOneFails) {
   TnoEmail email;
   ASSERT_TRUE(email.SetFromMimeText("Subject: s\r\n\r\nbody"));

@@ -53,6 +53,21 @@ def plain(text):
     return text.rstrip()
 
 
+def mended(text):
+    """The repair of a line that an mbox has escaped twice, which our reading does on purpose."""
+    return re.sub(r"^>>From", "Return-path:", text, flags=re.MULTILINE)
+
+
+def without_line_blanks(text):
+    """Blanks at the ends of quoted-printable lines are added on the way, and we drop them."""
+    return re.sub(r"[ \t]+$", "", text, flags=re.MULTILINE)
+
+
+def long_codes(data):
+    """Some mailers write a byte as a signed number, "=FFFFFFA9"."""
+    return re.sub(rb"\xff(?:FF)+([0-9A-F]{2})", lambda m: bytes.fromhex(m[1].decode()), data)
+
+
 def message_bytes(path):
     """The messages of a file as (label, bytes)."""
     with open(path, "rb") as file:
@@ -111,9 +126,9 @@ def our_parts(messages, program):
 
 
 class Part:
-    def __init__(self, part, charset, data):
-        self.type = part.get_content_type()
-        self.encoding = str(part.get("content-transfer-encoding", "")).strip().lower()
+    def __init__(self, entity, charset, data):
+        self.type = entity.get_content_type()
+        self.encoding = str(entity.get("content-transfer-encoding", "")).strip().lower()
         self.charset = charset
         self.data = data
 
@@ -176,18 +191,32 @@ def decode(data, codec, errors):
 def explain(part, texts):
     """"" when a text of ours is the declared reading, the reason of another reading, or None."""
     ours = {plain(text) for text in texts}
-    unescaped = None
+    is_quoted = part.encoding == "quoted-printable"
+    bare = {without_line_blanks(text) for text in ours} if is_quoted else set()
+    unescaped = {html.unescape(text) for text in bare}
     for reason, text in decodings(part):
         if text is None:
             continue
         wanted = plain(text)
         if wanted in ours:
             return reason
-        if part.encoding == "quoted-printable":
-            # Entities for bytes of the charset become these bytes before they are read.
-            unescaped = unescaped or {html.unescape(text) for text in ours}
-            if html.unescape(wanted) in unescaped:
-                return (reason + "; " if reason else "") + "numeric entities taken for bytes"
+        more = reason + "; " if reason else ""
+        if mended(wanted) in ours:
+            return more + '">>From" mended'
+        if not is_quoted:
+            continue
+        # Blanks alone are no difference worth a line.
+        if without_line_blanks(wanted) in bare:
+            return reason
+        if without_line_blanks(mended(wanted)) in bare:
+            return more + '">>From" mended'
+        # Entities for bytes of the charset become these bytes before they are read.
+        if html.unescape(without_line_blanks(wanted)) in unescaped:
+            return more + "numeric entities taken for bytes"
+    if is_quoted and (shorter := long_codes(part.data)) != part.data:
+        part.data = shorter
+        rest = explain(part, texts)
+        return None if rest is None else (rest + "; " if rest else "") + "=FFxx read as one byte"
     return None
 
 
