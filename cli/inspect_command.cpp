@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include <fmt/format.h>
 #include <openssl/evp.h>
@@ -186,7 +187,13 @@ void addInspectCommand(CLI::App& app, Program& program) {
   json->excludes(tree)->excludes(mime);
   tree->excludes(mime);
   command->callback([options, &program] {
-    for (const std::string& file : options->files) inspectFile(file, *options, program);
+    for (const std::string& file : options->files) {
+      try {
+        inspectFile(file, *options, program);
+      } catch (const std::bad_alloc&) {
+        program.exitStatus = program.fail(file + ": There is not enough memory for this message.");
+      }
+    }
   });
 }
 

@@ -31,18 +31,22 @@ std::optional<std::string> latin1Bytes(std::string_view text) {
   return bytes;
 }
 
-/// The error that a call ended with, out of the story of the call.
+/// The last error in the story of a call. A call that succeeded, or failed without a word, has
+/// found no memory for its result.
 template <typename Object>
 Failure failureOf(const Object& object) {
-  std::string story = object.LastErrorText();
+  const std::string story = object.LastErrorText();
   std::string_view reason;
   for (std::string_view rest = story; !rest.empty();) {
     const std::size_t end = rest.find('\n');
     const std::string_view line = trimmed(rest.substr(0, end));
-    if (!line.empty() && !line.starts_with("--") && !line.ends_with(':') && line != "Failed.") {
-      reason = line;
-    }
     rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+    if (line == "Success.") return Failure{std::string(kNoMemory)};
+    const bool isData = line.starts_with("TarnellVersion: ") || line.starts_with("DllDate: ");
+    const bool isContext = line.starts_with("--") || line.ends_with(':');
+    const bool isOutcome =
+        line == "Failed." || line == "Failed to create email object from MIME text";
+    if (!line.empty() && !isData && !isContext && !isOutcome) reason = line;
   }
   return Failure{std::string(reason.empty() ? kNoMemory : reason)};
 }
