@@ -32,6 +32,10 @@ constexpr Signature kSignatures[] = {
     {"Rar!\x1A\x07"sv, 0, "rar archive"},
     {"ustar"sv, 257, "tar archive"},
     {"%PDF-"sv, 0, "PDF document"},
+    {"\x89PNG"sv, 0, "picture"},
+    {"\xFF\xD8\xFF"sv, 0, "picture"},
+    {"GIF8"sv, 0, "picture"},
+    {"SQLite format 3\0"sv, 0, "database"},
     {"!BDN"sv, 0, kOutlook},
     {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"sv, 0, "Office document"},
 };

@@ -9,6 +9,8 @@ namespace keldane {
 namespace {
 
 constexpr std::string_view kFrom = "From ";
+/// Of a longer piece its end alone tells how lines end.
+constexpr std::uint64_t kProbedBytes = 1U << 20U;
 
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
@@ -52,11 +54,11 @@ Result<bool> MboxReader::open() {
   // Up to the first message's line, and then up to the second's.
   for (int i = 0; i < 2 && !probe.EndOfStream(); ++i) {
     bool isTooLong = false;
-    if (!probe.ReadBytesUntilMatch(kFrom, limitBytes_, piece, isTooLong) && !probe.EndOfStream()) {
+    if (!probe.ReadBytesUntilMatch(kFrom, kProbedBytes, piece, isTooLong) && !probe.EndOfStream()) {
       return Failure{probe.failureText()};
     }
     // A file that is all one piece need not be gone through again: it may be the image of a disk.
-    isOneLongPiece_ = isTooLong && i == 0 && probe.EndOfStream();
+    isOneLongPiece_ = i == 0 && probe.EndOfStream() && probe.offsetBytes() > limitBytes_;
     signs.look(piece);
   }
   separator_ = signs.separator();

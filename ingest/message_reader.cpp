@@ -123,7 +123,7 @@ void MessageReader::readOneMessage(const EmailItem& item) {
       const Result<void> repaired = partial_.repair(
           item.path, source.text, [this](const std::string& path) { return readPart(path); });
       // Nothing by half: the next run may find what is missing now.
-      if (!repaired) return context_.ledger.close(LedgerOutcome::failed, repaired.error());
+      if (!repaired) return refuse({LedgerOutcome::failed, repaired.error()});
       if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
     }
     readMessage(std::move(source), accountMailbox(item.mailbox));
@@ -232,8 +232,10 @@ MessageReader::Source MessageReader::makeSource(std::string bytes, mime::SourceE
 
 /// Archives and documents get their line at once, however large they are.
 bool MessageReader::isForeign(const std::string& path) {
+  // What is no regular file is not opened: a device may do something then. The reading tells why.
+  if (!stateOf(path)) return false;
   const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
-  if (!beginning) return false;  // the reading tells why
+  if (!beginning) return false;
   const std::optional<std::string_view> kind = foreignKind(*beginning, path);
   if (kind) context_.ledger.notMail(path, *kind);
   return kind.has_value();
@@ -295,7 +297,7 @@ void MessageReader::readMessage(Source source, const std::string& mailbox) {
   message.msgOriginal = std::move(source.text);
   message.origin = std::move(source.origin);
   if (const auto refusal = fillMessage(mailbox)) {
-    context_.ledger.close(refusal->outcome, refusal->reason);
+    refuse(*refusal);
   } else {
     context_.storeEmail(static_cast<int>(message.msgParts.size()));
   }
@@ -317,7 +319,7 @@ std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::stri
     hasParts = true;
     digest.addPart(part);
   });
-  if (!loaded) return Refusal{LedgerOutcome::failed, printable(loaded.error())};
+  if (!loaded) return Refusal{LedgerOutcome::failed, loaded.error()};
   message.msgMailbox = mailbox;
   fillAddresses();
   if (hasParts) message.contentSha256 = digest.finish(message.msgSubject);
@@ -445,7 +447,15 @@ void MessageReader::releaseLargeMessage() {
 
 void MessageReader::refuseTooLong() {
   showOversized();
-  context_.ledger.close(LedgerOutcome::failed, kTooLong);
+  refuse({LedgerOutcome::failed, std::string(kTooLong)});
+}
+
+void MessageReader::refuse(const Refusal& refusal) {
+  if (refusal.outcome == LedgerOutcome::failed && context_.storeLog) {
+    context_.storeLog("Error: " + printable(refusal.reason) + ", " +
+                      printable(context_.message.currentPath) + "\n");
+  }
+  context_.ledger.close(refusal.outcome, refusal.reason);
 }
 
 void MessageReader::tell(const std::string& path, const Unread& why) {

@@ -120,6 +120,7 @@ class MessageReader {
   void showProgress();
   void showOversized();
   void refuseTooLong();
+  void refuse(const Refusal& refusal);
   void releaseLargeMessage();
 
   [[nodiscard]] bool isForeign(const std::string& path);

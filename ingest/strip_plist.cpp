@@ -9,6 +9,7 @@
 namespace keldane {
 namespace {
 
+constexpr std::string_view kBom = "\xEF\xBB\xBF";  ///< of UTF-8, put there by some programs
 constexpr std::string_view kQuotedFrom = "\n>>From";
 constexpr std::string_view kReturnPath = "\nReturn-path:";
 constexpr std::size_t kUnitsBeforeMarker = 100;  ///< how far before its DTD a list may begin
@@ -128,6 +129,7 @@ std::string_view strippedMessage(std::string_view text, std::string& scratch, Me
     replaceAll(scratch, kQuotedFrom, kReturnPath);
     text = scratch;
   }
+  if (text.starts_with(kBom)) text.remove_prefix(kBom.size());
   if (!text.empty() && isDigit(text.front())) {
     text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
   }

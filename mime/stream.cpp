@@ -25,7 +25,7 @@ constexpr std::size_t kChunk = 65536;
 /// growth.
 constexpr std::size_t kSideBlock = 1048600;
 /// Of a piece that is too long so much is held, so that its caller sees how it ends.
-constexpr std::size_t kKeptBytes = 64;
+constexpr std::size_t kKeptBytes = 4096;
 constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
 }  // namespace

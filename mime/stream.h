@@ -63,7 +63,7 @@ class ClsStream : public ClsBase {
   bool ReadUntilMatch(std::string_view match, std::string& out);
   /// Replaces `out` by the bytes of the file up to and including the next `match`, or up to its
   /// end; nothing is left out, and the charset does not matter. A piece of more than `limitBytes`
-  /// is passed over without being held: `isTooLong` says so, and `out` has its last 64 bytes.
+  /// is passed over without being held: `isTooLong` says so, and `out` has its last 4096 bytes.
   /// False, and `out` empty, when nothing is left or the file cannot be read.
   bool ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes, std::string& out,
                            bool& isTooLong);

@@ -27,8 +27,8 @@ class TnoStream {
   std::optional<std::string> ReadUntilMatch(std::string_view match);
   /// Replaces `bytes` by those of the file up to and including the next `match`, as they stand; by
   /// the rest of the file when there is none. A piece of more than `limitBytes` is passed over
-  /// without being held: `isTooLong` says so, and `bytes` are its last ones, at most 64. False when
-  /// nothing is left or the file cannot be read.
+  /// without being held: `isTooLong` says so, and `bytes` are its last ones, at most 4096. False
+  /// when nothing is left or the file cannot be read.
   bool ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes, std::string& bytes,
                            bool& isTooLong);
   /// Why the file could not be read, in the system's words; empty unless a read has failed.

@@ -69,11 +69,14 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MboxReader, TheWordWithinTheFirstLinesDoesNotHideTheLineEnds) {
   const TemporaryFolder folder;
   for (const std::string end : {"\n", "\r"}) {
-    std::string text = "From a\nA: said From y\n>From z\nFrom b\n";
-    replaceAll(text, "\n", end);
-    const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
-    ASSERT_EQ(pieces.size(), 2U);
-    EXPECT_TRUE(pieces[0].bytes.ends_with(">From z"));
+    for (const std::size_t size : {3, 2000000}) {
+      std::string text =
+          "From a\n" + std::string(size, 'x') + "\nA: said From y\n>From z\nFrom b\n";
+      replaceAll(text, "\n", end);
+      const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
+      ASSERT_EQ(pieces.size(), 2U) << size;
+      EXPECT_TRUE(pieces[0].bytes.ends_with(">From z"));
+    }
   }
 }
 
