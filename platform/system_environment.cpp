@@ -8,6 +8,7 @@
 #include <random>
 #include <system_error>
 
+#include <pwd.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -29,6 +30,15 @@ constexpr const char* kLinuxVersionFile = "/etc/os-release";
 std::string kernelRelease() {
   utsname names{};
   return ::uname(&names) == 0 ? std::string(names.release) : std::string();
+}
+
+/// The home folder that the system knows for this user; nullopt when it knows none.
+std::optional<std::string> accountHome() {
+  const passwd* account = ::getpwuid(::getuid());
+  if (account == nullptr || account->pw_dir == nullptr || *account->pw_dir != '/') {
+    return std::nullopt;
+  }
+  return std::string(account->pw_dir);
 }
 
 }  // namespace
@@ -75,6 +85,7 @@ std::string SystemEnvironment::executablePath() const {
 
 std::optional<std::string> SystemEnvironment::variable(std::string_view name) const {
   const char* value = std::getenv(std::string(name).c_str());
+  if (name == "HOME" && (value == nullptr || *value != '/')) return accountHome();
   if (value == nullptr) return std::nullopt;
   return std::string(value);
 }

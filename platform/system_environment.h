@@ -11,6 +11,8 @@ class SystemEnvironment : public Environment {
 
   [[nodiscard]] std::vector<std::string> arguments() const override { return arguments_; }
   [[nodiscard]] std::string executablePath() const override;
+  /// Without a usable `HOME`, the home folder that the system knows for this user stands in for it:
+  /// a scheduler or `sudo` may start the program without one.
   [[nodiscard]] std::optional<std::string> variable(std::string_view name) const override;
   [[nodiscard]] std::string temporaryFolder() const override;
   [[nodiscard]] std::string uniqueString() override;

@@ -18,6 +18,23 @@ TEST(SystemEnvironment, NamesNothingTwice) {
   EXPECT_EQ(first.find('/'), std::string::npos);
 }
 
+TEST(SystemEnvironment, KnowsTheHomeFolderWithoutTheVariable) {
+  const std::string before = SystemEnvironment(0, nullptr).variable("HOME").value_or("");
+  const SystemEnvironment environment(0, nullptr);
+  for (const char* value : {"/some/where", "", "relative", static_cast<const char*>(nullptr)}) {
+    if (value == nullptr) {
+      ::unsetenv("HOME");
+    } else {
+      ::setenv("HOME", value, 1);
+    }
+    const std::string home = environment.variable("HOME").value_or("/none");
+    const bool usable = value != nullptr && *value == '/';
+    EXPECT_EQ(home == "/some/where", usable) << home;
+    EXPECT_EQ(home.front(), '/') << home;
+  }
+  ::setenv("HOME", before.c_str(), 1);
+}
+
 TEST(SystemEnvironment, FindsTheVersionInTheSystemsFiles) {
   EXPECT_EQ(macVersionFrom("<dict>\n<key>ProductUserVisibleVersion</key>\n\t<string>14.1</string>"
                            "<key>ProductVersion</key><string>9</string>"),
