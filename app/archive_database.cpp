@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/archive_schema.h"
+#include "app/existing_archive.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -62,7 +63,59 @@ bool ArchiveDatabase::createTable(std::string_view sql, bool longForm) {
   return send(sql) || fail(longForm);
 }
 
+bool ArchiveDatabase::refuse(const std::string& reason) {
+  ui_.alert({"No archive", reason, AlertStyle::critical, {"OK"}});
+  process_.cancelFlag = 1;
+  return false;
+}
+
+void ArchiveDatabase::openExisting() {
+  switch (lookForArchive(session_, dbPath)) {
+    case ArchivePresence::current:
+      open_ = true;
+      return;
+    case ArchivePresence::older:
+      // Additions only, as ever; without them it could not be read.
+      open_ = makeMessageTables() && makeSettingsTables();
+      return;
+    case ArchivePresence::foreign:
+      refuse("the database \"" + dbPath +
+             "\" holds no archive; `keldane connections list` tells which do");
+      return;
+    case ArchivePresence::missing:
+      if (opening == Opening::ifThere) return;
+      if (archivesOnServer(session_).empty()) {
+        refuse(
+            "there is no archive on this server yet; `keldane archive PATH` makes one of mail in "
+            "files and folders");
+        return;
+      }
+      refuse("there is no database \"" + dbPath +
+             "\" on this server; `keldane connections list` tells which there are");
+      return;
+    case ArchivePresence::unreachable:
+      // The connect opens it again; one that fails has told why.
+      if (isLostConnection(session_.error()) && callbacks_.reconnect && reconnects_ == 0) {
+        ++reconnects_;
+        callbacks_.reconnect();
+        --reconnects_;
+        return;
+      }
+      fail(true);
+  }
+}
+
 void ArchiveDatabase::openDatabase() {
+  open_ = false;
+  if (dbPath.empty()) dbPath = kDefaultDatabase;
+  if (const Result<void> named = checkDatabaseName(dbPath); !named) {
+    refuse(named.error());
+    return;
+  }
+  if (opening != Opening::create) {
+    openExisting();
+    return;
+  }
   if (!createDatabase()) {
     process_.cancelFlag = 1;
     return;
@@ -72,7 +125,8 @@ void ArchiveDatabase::openDatabase() {
     return;
   }
   if (session_.selectDatabase(dbPath)) useFourByteText();
-  if (makeMessageTables() && makeSettingsTables() && !indexesDone_) {
+  open_ = makeMessageTables() && makeSettingsTables();
+  if (open_ && !indexesDone_) {
     createIndexes();
     indexesDone_ = true;
   }

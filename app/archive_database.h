@@ -10,6 +10,13 @@
 
 namespace keldane {
 
+/// What the opening of a database may do.
+enum class Opening {
+  create,    ///< make it when it is missing, and bring an old archive up to date
+  existing,  ///< refuse a missing one: whoever only reads leaves nothing behind
+  ifThere,   ///< the same, and do without a missing one, as before there is an archive
+};
+
 /// The archive's schema: makes it, brings old ones up to date, opens it. There is no schema
 /// version: each call of `openDatabase` runs the whole sequence, and every step is idempotent or
 /// fails harmlessly. Main thread, and the worker of a run through a reconnect.
@@ -27,8 +34,12 @@ class ArchiveDatabase {
   void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
   /// Creates, upgrades and selects the database named by `dbPath`. A failure is shown as an alert
-  /// and sets `ProcessState::cancelFlag`.
+  /// and sets `ProcessState::cancelFlag`. With an `opening` other than `create` it only selects the
+  /// database, and sends no statement of the schema unless an older archive could not be read
+  /// without.
   void openDatabase();
+  /// Whether the last call of `openDatabase` has succeeded.
+  [[nodiscard]] bool isOpen() const { return open_; }
   /// Shows the schema as text; works without a connection.
   void showSchema();
   /// Drops the current database after a confirmation.
@@ -36,6 +47,10 @@ class ArchiveDatabase {
 
   /// Name of the database in use, the field of that name; empty: none chosen yet.
   std::string dbPath;
+  Opening opening = Opening::create;
+  /// Whether server and database in use are those of the next start too. A database that was named
+  /// for one command is not.
+  bool remembered = true;
 
  private:
   /// A step whose failure is expected on an archive that is up to date.
@@ -43,6 +58,8 @@ class ArchiveDatabase {
   bool fail(bool longForm);
   [[nodiscard]] bool send(std::string_view sql);
   [[nodiscard]] bool createDatabase();
+  void openExisting();
+  bool refuse(const std::string& reason);
   [[nodiscard]] bool makeMessageTables();
   [[nodiscard]] bool makeSettingsTables();
   [[nodiscard]] bool createTable(std::string_view sql, bool longForm);
@@ -59,8 +76,9 @@ class ArchiveDatabase {
   Callbacks callbacks_;
   std::string sqlText_;
   bool indexesDone_ = false;  ///< per process: a second archive gets no index step
-  int reconnects_ = 0;        ///< reconnects under way, one within the other
-  bool gaveUp_ = false;       ///< one of them has failed: those around it fail too, without a word
+  bool open_ = false;
+  int reconnects_ = 0;   ///< reconnects under way, one within the other
+  bool gaveUp_ = false;  ///< one of them has failed: those around it fail too, without a word
 };
 
 }  // namespace keldane

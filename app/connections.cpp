@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "app/existing_archive.h"
 #include "app/local_server.h"
 #include "app/resource_file.h"
 #include "base/text.h"
@@ -18,13 +19,18 @@ constexpr const char* kConnectPanel = "connectPanel";
 constexpr const char* kConnectionTable = "connectionTableView";
 constexpr const char* kDefaultHost = "localhost";
 constexpr const char* kDefaultUser = "root";
+constexpr const char* kDefaultDatabase = "myemaildb";
 constexpr double kStorePanelWhite = 0.6;
 
-constexpr std::array<const char*, 4> kSessionStatements = {
+/// A server may start its sessions with modes that refuse what the statements are built on: double
+/// quotes around texts, the backslash in them, texts that are cut to their column.
+constexpr const char* kPlainMode = "SET SESSION sql_mode=''";
+
+constexpr std::array<const char*, 4> kConfiguration = {
     "SET GLOBAL max_allowed_packet=500000000",
     "SET GLOBAL connect_timeout=86400",
     "SET GLOBAL innodb_log_file_size=500000000",
-    "SET SESSION sql_mode=''",
+    kPlainMode,
 };
 
 bool isAscii(std::string_view text) {
@@ -57,8 +63,8 @@ ServerConnection connectionFrom(const PlistDict& entry) {
   return connection;
 }
 
-PlistValue plistFrom(const ServerConnection& connection) {
-  PlistDict entry;
+/// The entry of a connection; whatever else stands in it stays.
+void putInto(PlistDict& entry, const ServerConnection& connection) {
   entry["name"] = PlistValue{connection.name};
   entry["host"] = PlistValue{connection.host};
   entry["user"] = PlistValue{connection.user};
@@ -66,7 +72,17 @@ PlistValue plistFrom(const ServerConnection& connection) {
   entry["database"] = PlistValue{connection.database};
   entry["socket"] = PlistValue{connection.socket};
   entry["port"] = PlistValue{std::int64_t{connection.port}};
-  return PlistValue{std::move(entry)};
+}
+
+/// The index under which the connection of this name stands now; -1 when it has gone.
+std::int64_t indexOf(const PlistArray& list, const std::string& name) {
+  std::int64_t index = 0;
+  for (const PlistValue& entry : list) {
+    if (entry.dict() == nullptr) continue;
+    if (textOf(*entry.dict(), "name") == name) return index;
+    ++index;
+  }
+  return -1;
 }
 
 PlistValue defaultFont() {
@@ -94,10 +110,10 @@ void Connections::fillDbPathFromPreference() {
   if (database_.dbPath.empty()) database_.dbPath = prefs_.text("dbPath").value_or("");
 }
 
-void Connections::savePreferencesFile() {
-  if (const Result<void> saved = prefs_.save(); !saved) {
-    std::fprintf(stderr, "%s\n", saved.error().c_str());
-  }
+bool Connections::editPreferences(std::function<void(PlistDict&)> change) {
+  const Result<void> saved = prefs_.edit(std::move(change));
+  if (!saved) std::fprintf(stderr, "%s\n", saved.error().c_str());
+  return saved.has_value();
 }
 
 void Connections::getConnectionPrefs() {
@@ -112,13 +128,7 @@ void Connections::getConnectionPrefs() {
     prefs_.set("panelFont", defaultFont());
     saveConnectionPrefs();
   }
-  connectionList_.clear();
-  const PlistValue* saved = prefs_.find("connections");
-  if (saved != nullptr && saved->array() != nullptr) {
-    for (const PlistValue& entry : *saved->array()) {
-      if (entry.dict() != nullptr) connectionList_.push_back(connectionFrom(*entry.dict()));
-    }
-  }
+  readConnectionList();
   const auto count = static_cast<std::int64_t>(connectionList_.size());
   selectedConnection_ = selected >= 0 && selected < count ? static_cast<int>(selected) : 0;
   if (connectionList_.empty()) return;
@@ -127,13 +137,35 @@ void Connections::getConnectionPrefs() {
   setConnection();
 }
 
-void Connections::saveConnectionPrefs() {
+void Connections::readConnectionList() {
+  connectionList_.clear();
+  const PlistValue* saved = prefs_.find("connections");
+  if (saved == nullptr || saved->array() == nullptr) return;
+  for (const PlistValue& entry : *saved->array()) {
+    if (entry.dict() != nullptr) connectionList_.push_back(connectionFrom(*entry.dict()));
+  }
+}
+
+void Connections::selectNamed(const std::string& name) {
+  readConnectionList();
+  const std::vector<std::string> names = connectionNames();
+  const auto found = std::find(names.begin(), names.end(), name);
+  selectedConnection_ = found == names.end() ? 0 : static_cast<int>(found - names.begin());
+}
+
+bool Connections::saveConnectionPrefs() {
   if (callbacks_.saveSelectedSources) callbacks_.saveSelectedSources();
-  prefs_.setInteger("selectedConnection", selectedConnection_);
-  // A first start has no name yet.
-  if (!database_.dbPath.empty()) prefs_.setText("dbPath", database_.dbPath);
   if (!prefs_.has("panelFont")) prefs_.set("panelFont", defaultFont());
-  savePreferencesFile();
+  const bool remembered = database_.remembered;
+  return editPreferences([remembered, selected = selectedConnection_, name = current_.name,
+                          dbPath = database_.dbPath](PlistDict& keys) {
+    if (!remembered) return;
+    // Another program may have taken an entry out of the list.
+    const std::int64_t index = name.empty() ? -1 : indexOf(listAt(keys, "connections"), name);
+    keys["selectedConnection"] = PlistValue{index >= 0 ? index : std::int64_t{selected}};
+    // A first start has no name yet.
+    if (!dbPath.empty()) keys["dbPath"] = PlistValue{dbPath};
+  });
 }
 
 void Connections::getConnection() {
@@ -160,15 +192,7 @@ void Connections::selectConnection(std::size_t row) {
   setConnection();
 }
 
-void Connections::writeConnectionList() {
-  PlistArray list;
-  for (const ServerConnection& connection : connectionList_) list.push_back(plistFrom(connection));
-  prefs_.set("connections", PlistValue{std::move(list)});
-  prefs_.setInteger("selectedConnection", selectedConnection_);
-  savePreferencesFile();
-}
-
-void Connections::saveConnection() {
+bool Connections::saveConnection() {
   current_.password = form.passwordTextField;
   const ServerConnection entry = {form.connectNameTextField,
                                   form.hostTextField,
@@ -177,27 +201,37 @@ void Connections::saveConnection() {
                                   form.dbPathTextField,
                                   form.socketTextField,
                                   leadingInt(form.portTextField)};
-  const auto same =
-      std::find_if(connectionList_.begin(), connectionList_.end(),
-                   [&entry](const ServerConnection& saved) { return saved.name == entry.name; });
-  selectedConnection_ = static_cast<int>(same - connectionList_.begin());
-  if (same == connectionList_.end()) {
-    connectionList_.push_back(entry);
-  } else {
-    *same = entry;
-  }
-  writeConnectionList();
+  const bool saved = editPreferences([entry](PlistDict& keys) {
+    PlistArray& list = listAt(keys, "connections");
+    PlistDict* present = entryNamed(list, "name", entry.name);
+    if (present == nullptr) {
+      present = std::get_if<PlistDict>(&list.emplace_back(PlistValue{PlistDict{}}).value);
+    }
+    putInto(*present, entry);
+    keys["selectedConnection"] = PlistValue{indexOf(list, entry.name)};
+  });
+  selectNamed(entry.name);
   getConnectionPrefs();
   ui_.changed(kConnectionTable);
   if (process_.unattendedRun != 0 && callbacks_.setStoreDate) callbacks_.setStoreDate();
+  return saved;
 }
 
-void Connections::deleteConnection() {
+bool Connections::deleteConnection() {
+  bool saved = true;
   if (!connectionList_.empty()) {
-    connectionList_.erase(connectionList_.begin() + selectedConnection_);
+    const std::string name = connectionList_[static_cast<std::size_t>(selectedConnection_)].name;
+    saved = editPreferences([name](PlistDict& keys) {
+      PlistArray& list = listAt(keys, "connections");
+      const auto gone = std::find_if(list.begin(), list.end(), [&name](const PlistValue& entry) {
+        return entry.dict() != nullptr && textOf(*entry.dict(), "name") == name;
+      });
+      if (gone != list.end()) list.erase(gone);
+      keys["selectedConnection"] = PlistValue{std::int64_t{0}};
+    });
   }
+  readConnectionList();
   selectedConnection_ = 0;
-  writeConnectionList();
   ui_.changed(kConnectionTable);
   selectConnection(0);
   // The rest has nothing to do with connections. Kept: a schedule made from here on carries the
@@ -206,6 +240,31 @@ void Connections::deleteConnection() {
   ui_.changed("storePanel");
   readArgumentsAgain();
   process_.launchCommand += " 1\n";
+  return saved;
+}
+
+bool Connections::useConnection(std::size_t row) {
+  if (row >= connectionList_.size()) return false;
+  const std::string wanted = connectionList_[row].name;
+  const std::string left = current_.name;
+  const std::string used = prefs_.text("dbPath").value_or("");
+  if (left != wanted && current_.database.empty() && !used.empty()) {
+    const bool noted = editPreferences([left, used](PlistDict& keys) {
+      PlistDict* entry = entryNamed(listAt(keys, "connections"), "name", left);
+      if (entry != nullptr) (*entry)["database"] = PlistValue{used};
+    });
+    if (!noted) return false;
+  }
+  selectNamed(wanted);
+  getConnection();
+  setConnection();
+  database_.remembered = true;
+  if (!current_.database.empty()) {
+    database_.dbPath = current_.database;
+  } else if (left != wanted) {
+    database_.dbPath = kDefaultDatabase;
+  }
+  return saveConnectionPrefs();
 }
 
 void Connections::readArgumentsAgain() {
@@ -221,7 +280,7 @@ void Connections::newConnect() {
 }
 
 void Connections::doConfigure() {
-  for (const char* statement : kSessionStatements) {
+  for (const char* statement : kConfiguration) {
     // A server that keeps its values to itself is not an error.
     static_cast<void>(session_.query(statement));
   }
@@ -260,6 +319,12 @@ void Connections::doConnect() {
     return;
   }
   readForm();
+  for (const std::string& name : {form.dbPathTextField, current_.database}) {
+    const Result<void> named = name.empty() ? Result<void>() : checkDatabaseName(name);
+    if (named) continue;
+    connectionFailed(named.error());
+    return;
+  }
   const std::vector<std::string>& arguments = process_.launchArguments;
   cnfPath_ = resourceFile(arguments.empty() ? std::string() : arguments.front(), "mymy.cnf");
   session_.init();
@@ -281,13 +346,20 @@ ServerAddress Connections::address(const std::string& database) const {
   return address;
 }
 
+bool Connections::openSession(const std::string& database) {
+  if (!session_.connect(address(database))) return false;
+  // The values of the whole server are left to `doConfigure`: a command that only reads does not
+  // change them.
+  return session_.query(kPlainMode);
+}
+
 bool Connections::connectToServer() {
   const std::string database = form.dbPathTextField;
-  if (database.empty()) return session_.connect(address(""));
-  if (!session_.connect(address(database))) {
+  if (database.empty()) return openSession("");
+  if (!openSession(database)) {
     // The server may be there and only the database missing.
-    if (!session_.connect(address(""))) return false;
-    openNewDatabase();
+    if (!openSession("")) return false;
+    if (database_.opening == Opening::create) openNewDatabase();
   }
   database_.dbPath = current_.database;
   fillDbPathFromPreference();
@@ -300,7 +372,7 @@ void Connections::openNewDatabase() {
   ui_.progressStarted("Indexing...");
   if (!database_.dbPath.empty()) database_.openDatabase();
   ui_.progressEnded();
-  saveConnectionPrefs();
+  if (database_.isOpen()) saveConnectionPrefs();
 }
 
 void Connections::connected() {
@@ -308,16 +380,25 @@ void Connections::connected() {
     if (step) step();
   };
   isConnected_ = true;
-  if (!database_.dbPath.empty()) database_.openDatabase();
+  const bool writes = database_.opening == Opening::create;
+  if (!database_.dbPath.empty() || !writes) {
+    database_.openDatabase();
+    // Nothing is read out of another database, and nothing remembered of a name that is none.
+    if (!database_.isOpen()) {
+      isConnected_ = database_.opening != Opening::existing;
+      ui_.progressEnded();
+      return;
+    }
+  }
   call(callbacks_.forgetPostboxFolder);
   call(callbacks_.getSettings);
   call(callbacks_.showAppearanceAndPostbox);
-  if (std::exchange(firstRun, false)) {
+  if (writes && std::exchange(firstRun, false)) {
     call(callbacks_.resetPrefs);
     call(callbacks_.savePreferences);
   }
   call(callbacks_.getPrefs);
-  call(callbacks_.savePreferences);
+  if (writes) call(callbacks_.savePreferences);
   call(callbacks_.getCategories);
   ui_.progressEnded();
   call(callbacks_.get500emails);

@@ -69,11 +69,17 @@ class Connections {
   void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
   void getConnectionPrefs();
-  void saveConnectionPrefs();
+  bool saveConnectionPrefs();
   void getConnection();
   void setConnection();
-  void saveConnection();
-  void deleteConnection();
+  /// Saves the form, over an entry of this name. False when the preferences could not be written,
+  /// which has been told.
+  bool saveConnection();
+  /// False as above.
+  bool deleteConnection();
+  /// Makes a saved connection, with its own database, the one of the next start too. The one that
+  /// is left keeps the database it was used with. False as above.
+  bool useConnection(std::size_t row);
   /// Selects a row of the connection table.
   void selectConnection(std::size_t row);
   void newConnect();
@@ -99,14 +105,16 @@ class Connections {
  private:
   void readForm();
   [[nodiscard]] bool prepareServer(std::string& error);
+  [[nodiscard]] bool openSession(const std::string& database);
   [[nodiscard]] bool connectToServer();
   void openNewDatabase();
   void connected();
   void connectionFailed(const std::string& error);
-  void writeConnectionList();
+  void readConnectionList();
+  void selectNamed(const std::string& name);
+  [[nodiscard]] bool editPreferences(std::function<void(PlistDict&)> change);
   void readArgumentsAgain();
   void fillDbPathFromPreference();
-  void savePreferencesFile();
   [[nodiscard]] ServerAddress address(const std::string& database) const;
 
   ServerSession& session_;

@@ -128,7 +128,10 @@ void KeldaneController::wireConnections() {
     settings_->form.selectEmailAppMatrix = settings_->archive.postbox;
     settings_->form.selectAppearanceMatrix = settings_->archive.appearanceState;
   };
-  callbacks.resetPrefs = [this] { settings_->resetPrefs(); };
+  callbacks.resetPrefs = [this] {
+    // An archive that has settings keeps them, however new this machine is.
+    if (!settings_->archiveHasSettings()) settings_->resetPrefs();
+  };
   callbacks.savePreferences = [this] { settings_->savePreferences(); };
   callbacks.getPrefs = [this] { settings_->getPrefs(); };
   callbacks.getCategories = [this] { settings_->getCategories(); };
@@ -208,6 +211,8 @@ void KeldaneController::wireSearch() {
     settings_->archive.browseNameString = name;
   };
   browse.savePreferences = [this] { settings_->savePreferences(); };
+  // The searches are this user's, the choice is the archive's: another user may have that one.
+  browse.forgetsMissingSearch = [this] { return database_->opening == Opening::create; };
   browse.settings = [this] { return searchSettings(); };
   browse_->setCallbacks(std::move(browse));
 }
@@ -342,6 +347,8 @@ void KeldaneController::applicationDidFinishLaunching() {
   schedule_->removeCrontab();
   if (process_.unattendedRun != 0) {
     ensureConnection();
+    database_->remembered = !prefs_->has("dbPath");
+    takeConnectionsDatabase();
     connections_->doConnect();
     if (!connections_->isConnected()) return;
     connections_->doConfigure();
@@ -401,24 +408,34 @@ void KeldaneController::doneGettingStarted() {
 }
 
 bool KeldaneController::connectForCommand(const std::string& connectionName,
-                                          const std::string& databaseName) {
+                                          const std::string& databaseName, Opening opening) {
   ensureConnection();
+  database_->opening = opening;
+  // Only a choice is remembered, and what a first archive is called.
+  const bool asUsual = connectionName.empty() && databaseName.empty();
+  database_->remembered = asUsual && opening == Opening::create && !prefs_->has("dbPath");
   if (!connectionName.empty()) {
     const std::vector<std::string> names = connections_->connectionNames();
     for (std::size_t row = 0; row < names.size(); ++row) {
       if (names[row] == connectionName) connections_->selectConnection(row);
     }
   }
-  if (!databaseName.empty()) {
-    database_->dbPath = databaseName;
-    connections_->form.dbPathTextField = databaseName;
-  }
+  if (!databaseName.empty()) connections_->form.dbPathTextField = databaseName;
+  takeConnectionsDatabase();
   connections_->doConnect();
   return connections_->isConnected();
 }
 
+void KeldaneController::takeConnectionsDatabase() {
+  const std::string& own = connections_->form.dbPathTextField;
+  if (!own.empty()) database_->dbPath = own;
+}
+
 void KeldaneController::ensureConnection() {
-  if (!connections_->connectionList().empty()) return;
+  if (connections_->connectionList().empty()) savePrivateServer();
+}
+
+bool KeldaneController::savePrivateServer() {
   connections_->form = {};
   connections_->form.connectNameTextField = kLocalConnectionName;
   connections_->form.hostTextField = "localhost";
@@ -427,8 +444,9 @@ void KeldaneController::ensureConnection() {
   // Saving a connection goes on to a run when the start is unattended; this one is only noted.
   const int unattended = process_.unattendedRun;
   process_.unattendedRun = 0;
-  connections_->saveConnection();
+  const bool saved = connections_->saveConnection();
   process_.unattendedRun = unattended;
+  return saved;
 }
 
 void KeldaneController::terminate() {

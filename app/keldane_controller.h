@@ -98,12 +98,17 @@ class KeldaneController {
 
   /// The start of a terminal command: as far as `awakeFromNib`, then a connect with the saved
   /// connection, or with the private server when there is none, in place of the connection form.
-  /// Answers whether the session stands.
+  /// The names, where they are given, hold for this command alone. The database is the one named,
+  /// the connection's own, or the one of the last time, in this order. Answers whether the session
+  /// stands.
   [[nodiscard]] bool connectForCommand(const std::string& connectionName = "",
-                                       const std::string& databaseName = "");
+                                       const std::string& databaseName = "",
+                                       Opening opening = Opening::create);
 
   /// Saves the private server among the connections and selects it, when none is saved yet.
   void ensureConnection();
+  /// The same whatever is saved. False when the preferences could not be written.
+  bool savePrivateServer();
 
   ProcessState& process() { return process_; }
   ServerSession& session() { return *session_; }
@@ -146,6 +151,7 @@ class KeldaneController {
   void makeSchedule();
   void wireViewer();
   void terminate();
+  void takeConnectionsDatabase();
   void makeWorkFolder();
   void removeWorkFiles(const std::array<std::string, 3>& files);
   void openSplashScreen();

@@ -3,12 +3,15 @@
 #include <ctime>
 #include <utility>
 
+#include "app/server_process.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "platform/environment.h"
 
 namespace keldane {
 namespace {
+
+constexpr int kLockSeconds = 20;
 
 /// A name beside the file that is not taken yet.
 std::string freeName(const std::string& path) {
@@ -24,6 +27,18 @@ std::string freeName(const std::string& path) {
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string::npos ? "" : path.substr(0, slash);
+}
+
+void put(const std::map<std::string, std::optional<PlistValue>, std::less<>>& changes,
+         const std::vector<std::function<void(PlistDict&)>>& edits, PlistDict& keys) {
+  for (const auto& [key, value] : changes) {
+    if (value) {
+      keys.insert_or_assign(key, *value);
+    } else {
+      keys.erase(key);
+    }
+  }
+  for (const auto& edit : edits) edit(keys);
 }
 
 }  // namespace
@@ -42,6 +57,7 @@ Result<PreferencesFile::Contents> PreferencesFile::read() const {
 Result<void> PreferencesFile::load() {
   values_.clear();
   changes_.clear();
+  edits_.clear();
   asidePath_.clear();
   Result<Contents> contents = read();
   if (!contents) return Failure{"The settings cannot be read: " + contents.error()};
@@ -63,31 +79,47 @@ Result<void> PreferencesFile::keepAside(const std::string& bytes) {
   return kept;
 }
 
+Result<void> PreferencesFile::edit(std::function<void(PlistDict& keys)> change) {
+  // In force until the program ends, even when it cannot be saved.
+  change(values_);
+  edits_.push_back(std::move(change));
+  return save();
+}
+
 Result<void> PreferencesFile::save() {
+  if (const std::string folder = folderOf(path_); !folder.empty()) {
+    if (Result<void> made = makeFolders(folder); !made) return made;
+  }
+  const Result<FileLock> lock = FileLock::take(path_ + ".lock", kLockSeconds);
+  if (!lock) return Failure{lock.error()};
   Result<Contents> contents = read();
   if (!contents) return Failure{contents.error()};
   if (contents->damage) {
     if (Result<void> kept = keepAside(*contents->damage); !kept) return kept;
   }
   // A file that has gone or broken since we read it is written anew with all that was in it.
-  PlistDict merged = contents->keys ? std::move(*contents->keys) : values_;
-  for (const auto& [key, value] : changes_) {
-    if (value) {
-      merged.insert_or_assign(key, *value);
-    } else {
-      merged.erase(key);
-    }
-  }
+  const bool fromFile = contents->keys.has_value();
+  const PlistDict present = fromFile ? std::move(*contents->keys) : values_;
+  PlistDict merged = present;
+  // What is in memory has them already.
+  if (fromFile) put(changes_, edits_, merged);
   PlistValue list{std::move(merged)};
+  const PlistDict& wanted = *list.dict();
+  if (fromFile && wanted == present) {
+    keep(std::move(list));
+    return {};
+  }
   const Result<std::string> xml = plistToXml(list);
   if (!xml) return Failure{path_ + ": " + xml.error()};
-  if (const std::string folder = folderOf(path_); !folder.empty()) {
-    if (Result<void> made = makeFolders(folder); !made) return made;
-  }
   if (Result<void> replaced = replaceFile(path_, *xml); !replaced) return replaced;
+  keep(std::move(list));
+  return {};
+}
+
+void PreferencesFile::keep(PlistValue list) {
   values_ = std::get<PlistDict>(std::move(list.value));
   changes_.clear();
-  return {};
+  edits_.clear();
 }
 
 bool PreferencesFile::has(std::string_view key) const { return find(key) != nullptr; }
@@ -132,6 +164,22 @@ std::vector<std::string> PreferencesFile::keys() const {
   std::vector<std::string> names;
   for (const auto& [key, value] : values_) names.push_back(key);
   return names;
+}
+
+PlistArray& listAt(PlistDict& keys, const std::string& key) {
+  PlistValue& value = keys[key];
+  if (value.array() == nullptr) value = PlistValue{PlistArray{}};
+  return std::get<PlistArray>(value.value);
+}
+
+PlistDict* entryNamed(PlistArray& list, const std::string& key, const std::string& text) {
+  for (PlistValue& entry : list) {
+    PlistDict* dict = std::get_if<PlistDict>(&entry.value);
+    if (dict == nullptr) continue;
+    const auto found = dict->find(key);
+    if (found != dict->end() && found->second.text() == text) return dict;
+  }
+  return nullptr;
 }
 
 }  // namespace keldane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,7 +17,9 @@ namespace keldane {
 /// every key that nobody here knows kept as it is. A file that cannot be read as a property list is
 /// copied aside (name + ".damaged-" + date) before the first save, so that nothing in it is lost.
 /// Main thread only; other programs may write the file between our saves, so `save` reads it again
-/// and puts only the keys that were changed or removed here over what it finds.
+/// under a lock (name + ".lock"), and puts only the keys that were changed or removed here over
+/// what it finds. A list is changed entry by entry with `edit`: a `set` would take back what
+/// another program has added to it.
 class PreferencesFile {
  public:
   explicit PreferencesFile(std::string path);
@@ -27,6 +30,9 @@ class PreferencesFile {
   [[nodiscard]] Result<void> load();
   /// Fails with the file as it was, and keeps the changes for the next time.
   [[nodiscard]] Result<void> save();
+  /// Saves, and does `change` to the keys as they stand in the file by then. Called again in a
+  /// later `save` when this one fails, so it must hold its own values.
+  [[nodiscard]] Result<void> edit(std::function<void(PlistDict& keys)> change);
 
   [[nodiscard]] bool has(std::string_view key) const;
   [[nodiscard]] const PlistValue* find(std::string_view key) const;
@@ -47,12 +53,20 @@ class PreferencesFile {
     std::optional<std::string> damage;
   };
   [[nodiscard]] Result<Contents> read() const;
+  void keep(PlistValue list);
   [[nodiscard]] Result<void> keepAside(const std::string& bytes);
 
   std::string path_;
   std::string asidePath_;  ///< for a damaged file, once one has been seen
   PlistDict values_;
   std::map<std::string, std::optional<PlistValue>, std::less<>> changes_;
+  std::vector<std::function<void(PlistDict&)>> edits_;
 };
+
+/// The list under a key, made when there is none, for the use within an `edit`.
+[[nodiscard]] PlistArray& listAt(PlistDict& keys, const std::string& key);
+/// First dictionary of a list with this text under `key`; nullptr when there is none.
+[[nodiscard]] PlistDict* entryNamed(PlistArray& list, const std::string& key,
+                                    const std::string& text);
 
 }  // namespace keldane

@@ -6,7 +6,12 @@ namespace keldane {
 
 Settings::Settings(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
                    UserInterface& ui, ProcessState& process)
-    : session_(session), database_(database), prefs_(prefs), ui_(ui), process_(process) {}
+    : session_(session),
+      database_(database),
+      prefs_(prefs),
+      ui_(ui),
+      process_(process),
+      store_(session) {}
 
 void Settings::sqlErrorAlert() {
   ui_.alert({"SQL Error", "SQL error: " + session_.error() + "\n", AlertStyle::critical, {"OK"}});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "app/preferences_file.h"
 #include "app/process_state.h"
 #include "app/server_session.h"
+#include "app/settings_store.h"
 #include "app/settings_values.h"
 #include "base/result.h"
 #include "platform/user_interface.h"
@@ -57,8 +59,11 @@ class Settings {
   /// The archive's rows to state and controls. Without a row the state stays: a new archive takes
   /// over the settings of the one before.
   void getSettings();
-  /// False after the first statement that failed; the alert has been shown. What was deleted before
-  /// it stays deleted.
+  /// Whether the archive had a row of settings when they were read last.
+  [[nodiscard]] bool archiveHasSettings() const { return hasRow_; }
+  /// Saves what has changed since `getSettings`; what other programs have saved meanwhile stays.
+  /// False when it could not be, with the archive's settings as they were; the alert has been
+  /// shown.
   bool saveSettings();
   /// The categories in use, into the three menus. On failure the menus stay.
   void getCategories();
@@ -119,13 +124,11 @@ class Settings {
   void noteDatabase();
   void readControls();
   void writeUserKeys();
+  [[nodiscard]] bool toBeWritten(const char* key, bool changed) const;
   void fillDbPathFromPreference();
 
   // settings_rows.cpp
-  void readSettingsRow();
-  bool readNames(const char* sql, std::vector<std::string>& names);
-  bool saveNames(const char* deleteSql, std::string_view insertSql,
-                 const std::vector<std::string>& names);
+  [[nodiscard]] StoredSettings presentSettings() const;
   void fillCategoryMenus();
   void clearImportWithoutFolder();
 
@@ -141,6 +144,13 @@ class Settings {
   UserInterface& ui_;
   ProcessState& process_;
   Callbacks callbacks_;
+  SettingsStore store_;
+  /// The archive's settings as they were read or saved last; nullopt when they could not be read.
+  std::optional<StoredSettings> known_;
+  bool hasRow_ = false;
+  /// As the preferences were read or saved last: only what differs is written, since another
+  /// program may have changed the rest.
+  UserSettings knownUser_;
 };
 
 }  // namespace keldane

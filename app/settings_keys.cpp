@@ -42,6 +42,7 @@ struct Entry {
   const char* name;
   const char* meaning;
   std::variant<Check, Choice, WholeNumber, Millions, ImportFolder, SortField> kind;
+  bool windowOnly = false;
 };
 
 /// Fields in the second row of the window's sort choice, by column. The first row does not outlast
@@ -54,7 +55,7 @@ const std::vector<std::string>& sortFields() {
 const std::vector<Entry>& entries() {
   using F = SettingsForm;
   static const std::vector<Entry> all = {
-      {"updatesState", "check for updates at the start", Check{&F::updatesCheck}},
+      {"updatesState", "check for updates at the start", Check{&F::updatesCheck}, true},
       {"skipDupsState", "skip messages that are already stored", Check{&F::skipDupsCheck}},
       {"keepDiffering", "store a message that the duplicate test takes for another one",
        Check{&F::keepDifferingCheck}},
@@ -63,11 +64,12 @@ const std::vector<Entry>& entries() {
       {"largeAttachState", "skip large attachments", Check{&F::largeAttachCheck}},
       {"attachSize", "size from which an attachment is large, in millions of bytes",
        Millions{&F::attachSizeTextField}},
-      {"launchAttachments", "open an attachment once it is taken out",
-       Check{&F::launchAttachCheck}},
-      {"showOnStartupState", "show the getting-started window", Check{&F::showOnStartupCheck}},
+      {"launchAttachments", "open an attachment once it is taken out", Check{&F::launchAttachCheck},
+       true},
+      {"showOnStartupState", "show the getting-started window", Check{&F::showOnStartupCheck},
+       true},
       {"appearanceState", "light or dark windows",
-       Choice{&F::selectAppearanceMatrix, {"system", "light", "dark"}}},
+       Choice{&F::selectAppearanceMatrix, {"system", "light", "dark"}}, true},
       {"postbox", "mail client whose store is read",
        Choice{&F::selectEmailAppMatrix, {"applemail", "postbox"}}},
       {"mailboxesState", "what a run goes by: the chosen accounts, or the chosen mailboxes",
@@ -182,6 +184,17 @@ Refusal put(SettingsForm& form, const SortField&, const std::string& value) {
   return std::nullopt;
 }
 
+/// Whether a folder is the home folder or one above it, whatever links lead to either.
+bool isOrHolds(const std::string& folder, const std::string& homePath) {
+  std::error_code failed;
+  const fs::path inner = fs::weakly_canonical(homePath, failed);
+  if (failed) return true;
+  const fs::path outer = fs::canonical(folder, failed);
+  if (failed) return true;
+  const auto [end, unused] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
+  return end == outer.end();
+}
+
 Refusal putFolder(SettingsForm& form, const std::string& value, const std::string& homePath) {
   if (value.empty()) {
     form.importFolderTextField.clear();
@@ -199,8 +212,7 @@ Refusal putFolder(SettingsForm& form, const std::string& value, const std::strin
   }
   if (utf16Length(path) > kMostFolderLength) return "the path of the folder is too long to be kept";
   // An import folder is read whole, and may be emptied.
-  const std::string below = path == "/" ? path : path + "/";
-  if ((homePath + "/").starts_with(below)) {
+  if (isOrHolds(path, homePath)) {
     return "the home folder and those above it are no import folders";
   }
   form.importFolderTextField = std::move(path);
@@ -215,7 +227,7 @@ const std::vector<SettingKey>& settingKeys() {
     std::vector<SettingKey> made;
     for (const Entry& entry : entries()) {
       std::string accepts = std::visit([](const auto& kind) { return accepted(kind); }, entry.kind);
-      made.push_back({entry.name, std::move(accepts), entry.meaning});
+      made.push_back({entry.name, std::move(accepts), entry.meaning, entry.windowOnly});
     }
     return made;
   }();

@@ -15,6 +15,7 @@ struct SettingKey {
   std::string name;
   std::string accepts;  ///< what may be put in, in plain words
   std::string meaning;
+  bool windowOnly = false;  ///< without effect in the terminal
 };
 
 /// All of them, in the order of the window's tabs.

@@ -88,10 +88,15 @@ std::vector<std::string> textsOf(const PlistValue* value) {
   return texts;
 }
 
-PlistValue textArray(const std::vector<std::string>& texts) {
-  PlistArray array;
-  for (const std::string& text : texts) array.push_back({text});
-  return {std::move(array)};
+constexpr const char* kDatabases = "databases";
+
+/// Adds to the list of databases; those that others have added stay.
+void addNames(PlistDict& keys, const std::vector<std::string>& names) {
+  PlistArray& list = listAt(keys, kDatabases);
+  for (const std::string& name : names) {
+    const PlistValue entry{name};
+    if (std::find(list.begin(), list.end(), entry) == list.end()) list.push_back(entry);
+  }
 }
 
 FontSetting fontOf(const PlistValue* attributes) {
@@ -148,6 +153,7 @@ void Settings::getPrefs() {
   readUserKeys();
   readSchedule();
   readFonts();
+  knownUser_ = user;
   showChecks();
   showSelection();
   addTitles(form.databasesPullDown, user.databaseList);
@@ -188,7 +194,7 @@ void Settings::migrateOlderLayout() {
 }
 
 void Settings::readUserKeys() {
-  user.databaseList = textsOf(prefs_.find("databases"));
+  user.databaseList = textsOf(prefs_.find(kDatabases));
   for (const UserKey& key : kKeysWhenSet) {
     if (const int value = intOf(prefs_, key.name); value != 0) user.*key.member = value;
   }
@@ -285,13 +291,18 @@ void Settings::noteDatabase() {
       if (rows->cell(0) == name) break;
     }
   }
-  if (!database_.dbPath.empty()) addTitles(user.databaseList, {database_.dbPath});
+  if (!database_.dbPath.empty() && database_.remembered) {
+    addTitles(user.databaseList, {database_.dbPath});
+  }
   addTitles(form.databasesPullDown, user.databaseList);
   ui_.changed("databasesPullDown");
 }
 
 void Settings::forgetDatabase(const std::string& name) {
   std::erase(user.databaseList, name);
+  const Result<void> saved = prefs_.edit(
+      [name](PlistDict& keys) { std::erase(listAt(keys, kDatabases), PlistValue{name}); });
+  if (!saved) failureAlert("The settings could not be saved: " + saved.error());
   std::erase(form.databasesPullDown, name);
   ui_.changed("databasesPullDown");
 }
@@ -330,19 +341,38 @@ void Settings::readControls() {
   user.leaveLogState = form.leaveLogCheck ? 1 : 0;
 }
 
+bool Settings::toBeWritten(const char* key, bool changed) const {
+  return changed || !prefs_.has(key);
+}
+
 void Settings::writeUserKeys() {
   if (user.listFont.name.empty()) user.listFont = fontOf(prefs_.find("listFont"));
-  prefs_.setText("dbPath", database_.dbPath);
-  prefs_.set("databases", textArray(user.databaseList));
-  if (!user.schedTime.empty()) prefs_.setText("schedDateValue", user.schedTime);
-  PlistArray days;
-  for (const int day : user.scheddays) days.push_back({std::int64_t{day}});
-  prefs_.set("scheddays", {std::move(days)});
-  prefs_.set("listFont", fontAttributes(user.listFont, prefs_.find("listFont")));
-  prefs_.set("bodyFont", fontAttributes(user.bodyFont, prefs_.find("bodyFont")));
-  for (const UserKey& key : kKeysWhenSet) prefs_.setInteger(key.name, user.*key.member);
-  for (const UserKey& key : kKeysOnAtFirst) prefs_.setInteger(key.name, user.*key.member);
-  for (const UserKey& key : kOtherKeys) prefs_.setInteger(key.name, user.*key.member);
+  if (database_.remembered) prefs_.setText("dbPath", database_.dbPath);
+  if (!user.schedTime.empty() &&
+      toBeWritten("schedDateValue", user.schedTime != knownUser_.schedTime)) {
+    prefs_.setText("schedDateValue", user.schedTime);
+  }
+  if (toBeWritten("scheddays", user.scheddays != knownUser_.scheddays)) {
+    PlistArray days;
+    for (const int day : user.scheddays) days.push_back({std::int64_t{day}});
+    prefs_.set("scheddays", {std::move(days)});
+  }
+  const std::pair<const char*, FontSetting UserSettings::*> fonts[] = {
+      {"listFont", &UserSettings::listFont}, {"bodyFont", &UserSettings::bodyFont}};
+  for (const auto& [key, font] : fonts) {
+    if (!toBeWritten(key, user.*font != knownUser_.*font)) continue;
+    prefs_.set(key, fontAttributes(user.*font, prefs_.find(key)));
+  }
+  const auto writeAll = [this](const auto& keys) {
+    for (const UserKey& key : keys) {
+      if (!toBeWritten(key.name, user.*key.member != knownUser_.*key.member)) continue;
+      prefs_.setInteger(key.name, user.*key.member);
+    }
+  };
+  writeAll(kKeysWhenSet);
+  writeAll(kKeysOnAtFirst);
+  writeAll(kOtherKeys);
+  knownUser_ = user;
   if (!prefs_.has("connections")) prefs_.set("connections", {PlistArray{}});
   // No update feed: an empty address keeps the update framework still.
   prefs_.setText("SUFeedURL", "");
@@ -353,19 +383,23 @@ void Settings::writeUserKeys() {
 }
 
 bool Settings::savePreferences() {
+  // Asked first: opening the database gives it a name.
+  const bool unnamed = database_.dbPath.empty();
   noteDatabase();
   getCategories();
   addTitles(searchCatButton.titles, categoryList);
   addTitles(setCatButton.titles, categoryList);
   readControls();
-  if (database_.dbPath.empty()) {
+  if (unnamed) {
     database_.dbPath = kDefaultDatabase;
     user.showOnStartupState = 1;
+    form.showOnStartupCheck = true;
   }
   archive.attachSize = form.attachSizeTextField;
   archive.limitSearchSize = form.limitSearchTextField;
   writeUserKeys();
-  const Result<void> written = prefs_.save();
+  const Result<void> written =
+      prefs_.edit([known = user.databaseList](PlistDict& keys) { addNames(keys, known); });
   if (!written) failureAlert("The settings could not be saved: " + written.error());
   const bool saved = saveSettings() && written;
   form.largeAttachCheckEnabled = archive.attachState != 0;

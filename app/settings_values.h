@@ -39,6 +39,8 @@ struct ArchiveSettings {
   int junkState = 0;
   int postbox = 0;
   int appearanceState = 0;
+
+  bool operator==(const ArchiveSettings&) const = default;
 };
 
 struct FontSetting {

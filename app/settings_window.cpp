@@ -43,8 +43,14 @@ Result<PlistDict> readCopy(const std::string& path) {
 void Settings::fillSettingsPanel() {
   fillDbPathFromPreference();
   // Left over from an older layout, where they are there.
-  form.attachSizeTextField = prefs_.text("attachSize").value_or(form.attachSizeTextField);
-  form.limitSearchTextField = prefs_.text("limitSearchSize").value_or(form.limitSearchTextField);
+  form.attachSizeTextField = prefs_.text("attachSize").value_or(archive.attachSize);
+  form.limitSearchTextField = prefs_.text("limitSearchSize").value_or(archive.limitSearchSize);
+  // What was typed and clicked before a cancel is no setting.
+  form.importFolderTextField = archive.importFolderPath;
+  form.schedTime = user.schedTime;
+  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
+    form.schedChecks[i] = user.scheddays[i] != 0;
+  }
   call(callbacks_.fillSelectionTable);
   showChecks();
   showUserState();

@@ -111,7 +111,8 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   std::vector<AcctsRow> rows = importRows(options.paths, program);
   if (rows.empty() && !options.paths.empty()) return;
   watchInterrupts();
-  KeldaneController* controller = program.connected(options.connection, options.database);
+  KeldaneController* controller =
+      program.connected(options.connection, options.database, Opening::create);
   if (controller == nullptr) {
     program.exitStatus = kExitFailed;
     return;

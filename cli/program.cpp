@@ -1,14 +1,18 @@
 #include "cli/program.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <system_error>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+
+#include "app/existing_archive.h"
 
 namespace keldane {
 namespace {
@@ -57,6 +61,11 @@ KeldaneController& Program::controller() {
         KeldaneController::Ports{terminal, queue, tools, environment, host,
                                  [this] { terminateAsked_ = true; }},
         std::move(options));
+    if (!environment.variable("HOME")) {
+      // Everything would be looked for, and kept, below the root folder.
+      fail("there is no home folder: set HOME to the folder that holds your archive's settings");
+      std::exit(kExitFailed);
+    }
     controller_->init();
     controller_->awakeFromNib();
   }
@@ -64,7 +73,7 @@ KeldaneController& Program::controller() {
 }
 
 KeldaneController* Program::connected(const std::string& connectionName,
-                                      const std::string& databaseName) {
+                                      const std::string& databaseName, Opening opening) {
   KeldaneController& made = controller();
   made.ensureConnection();
   if (!connectionName.empty()) {
@@ -75,7 +84,13 @@ KeldaneController* Program::connected(const std::string& connectionName,
       return nullptr;
     }
   }
-  if (!made.connectForCommand(connectionName, databaseName)) return nullptr;
+  if (!databaseName.empty()) {
+    if (const Result<void> named = checkDatabaseName(databaseName); !named) {
+      fail(named.error());
+      return nullptr;
+    }
+  }
+  if (!made.connectForCommand(connectionName, databaseName, opening)) return nullptr;
   if (made.process().cancelFlag.exchange(0) != 0) return nullptr;
   return &made;
 }

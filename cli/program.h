@@ -31,9 +31,10 @@ class Program {
   /// The controller, started as far as a command needs without a server.
   KeldaneController& controller();
   /// The same with an open session and database. Null when the connect failed; the reason has been
-  /// printed.
+  /// printed. A command that makes an archive where there is none says so with `opening`.
   KeldaneController* connected(const std::string& connectionName = "",
-                               const std::string& databaseName = "");
+                               const std::string& databaseName = "",
+                               Opening opening = Opening::existing);
   /// Runs the main queue until `done`, and ends the run under way on the first interrupt.
   void runUntil(const std::function<bool()>& done);
   /// A whole unattended run, as the schedule starts it.

@@ -22,7 +22,7 @@ void setSchedule(const ScheduleRequest& request, Program& program) {
     program.exitStatus = program.fail(filled.error());
     return;
   }
-  KeldaneController* controller = program.connected();
+  KeldaneController* controller = program.connected("", "", Opening::create);
   if (controller == nullptr) {
     program.exitStatus = kExitFailed;
     return;

@@ -20,33 +20,38 @@ struct SettingsOptions {
   bool json = false;
 };
 
-KeldaneController* connected(Program& program) {
-  KeldaneController* controller = program.connected();
+KeldaneController* connected(Program& program, Opening opening) {
+  KeldaneController* controller = program.connected("", "", opening);
   if (controller == nullptr) program.exitStatus = kExitFailed;
   return controller;
 }
 
 void listSettings(bool json, Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::ifThere);
   if (controller == nullptr) return;
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
   std::vector<std::vector<std::string>> rows;
+  std::vector<std::vector<std::string>> ofTheWindow;
   for (const SettingKey& key : settingKeys()) {
     const std::string value = settingValue(controller->settings(), key.name).value();
     object[key.name] = value;
-    rows.push_back({key.name, value, fmt::format("{} ({})", key.meaning, key.accepts)});
+    (key.windowOnly ? ofTheWindow : rows)
+        .push_back({key.name, value, fmt::format("{} ({})", key.meaning, key.accepts)});
   }
   if (json) {
     printJson(object);
     return;
   }
+  rows.push_back({"", "", ""});
+  rows.push_back({"In the window only:", "", ""});
+  rows.insert(rows.end(), ofTheWindow.begin(), ofTheWindow.end());
   std::fputs(formatTable({{"NAME", false, 0}, {"VALUE", false, 0}, {"MEANING", false, 0}}, rows, 0)
                  .c_str(),
              stdout);
 }
 
 void getSetting(const SettingsOptions& options, Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::ifThere);
   if (controller == nullptr) return;
   const Result<std::string> value = settingValue(controller->settings(), options.name);
   if (!value) {
@@ -57,7 +62,7 @@ void getSetting(const SettingsOptions& options, Program& program) {
 }
 
 void setSetting(const SettingsOptions& options, Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::create);
   if (controller == nullptr) return;
   const Result<void> put = setSettingValue(controller->settings(), options.name, options.value,
                                            controller->process().homePath);

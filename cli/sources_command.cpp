@@ -31,8 +31,8 @@ const std::vector<std::string>& chosenNames(const Settings& settings, bool mailb
   return mailboxes ? settings.selectedMailboxes : settings.selectedAccounts;
 }
 
-KeldaneController* connected(Program& program) {
-  KeldaneController* controller = program.connected();
+KeldaneController* connected(Program& program, Opening opening) {
+  KeldaneController* controller = program.connected("", "", opening);
   if (controller == nullptr) program.exitStatus = kExitFailed;
   return controller;
 }
@@ -84,7 +84,7 @@ void printSources(const std::vector<Source>& sources, bool mailboxes) {
 }
 
 void listSources(const SourcesOptions& options, Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::ifThere);
   if (controller == nullptr) return;
   // Looking at the one kind changes nothing in what a run goes by.
   const bool runTakesMailboxes = controller->settings().archive.mailboxesState != 0;
@@ -146,7 +146,7 @@ void save(KeldaneController& controller, Program& program) {
 }
 
 void chooseSources(const SourcesOptions& options, Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::create);
   if (controller == nullptr || !fillRows(options.mailboxes, *controller, program)) return;
   const std::size_t longest = options.mailboxes ? kLongestMailbox : kLongestAccount;
   std::vector<std::size_t> rows;
@@ -167,7 +167,7 @@ void chooseSources(const SourcesOptions& options, Program& program) {
 }
 
 void clearSources(Program& program) {
-  KeldaneController* controller = connected(program);
+  KeldaneController* controller = connected(program, Opening::create);
   if (controller == nullptr) return;
   controller->settings().selectedAccounts.clear();
   controller->settings().selectedMailboxes.clear();

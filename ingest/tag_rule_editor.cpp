@@ -9,6 +9,11 @@
 #include "ingest/tag_rule_plist.h"
 
 namespace keldane {
+namespace {
+
+constexpr const char* kKey = "tagRules";
+
+}  // namespace
 
 TagRuleEditor::TagRuleEditor(std::vector<TagRule>& tagRulesList, PreferencesFile& prefs,
                              Settings& settings, UserInterface& ui)
@@ -17,7 +22,7 @@ TagRuleEditor::TagRuleEditor(std::vector<TagRule>& tagRulesList, PreferencesFile
 }
 
 void TagRuleEditor::loadRules() {
-  const PlistValue* rules = prefs_.find("tagRules");
+  const PlistValue* rules = prefs_.find(kKey);
   if (rules == nullptr || rules->array() == nullptr) return;
   tagRulesList_ = tagRulesFromPlist(*rules->array());
   tagRuleRows_.clear();
@@ -51,43 +56,39 @@ void TagRuleEditor::editRule() {
 bool TagRuleEditor::doAddRule() {
   loadRules();
   TagRule rule = ruleFromSheet();
+  bool saved = false;
   if (editingRule_ && hasSelectedRule()) {
-    const std::size_t row = selectedRows.back();
-    const bool check = tagRuleRows_[row].tagRuleCheck;
-    tagRuleRows_[row] = TagRulesRow::initWithID(check, rule.ruleDescription);
-    rule.ruleActive = check ? 1 : 0;
-    tagRulesList_[row] = std::move(rule);
+    const TagRule before = tagRulesList_[selectedRows.back()];
+    rule.ruleActive = before.ruleActive;
+    saved = editRules([before, rule](PlistArray& list) { replaceTagRule(list, before, rule); });
   } else {
-    tagRuleRows_.push_back(TagRulesRow::initWithID(true, rule.ruleDescription));
     rule.ruleActive = 1;
-    tagRulesList_.push_back(std::move(rule));
+    saved = editRules([rule](PlistArray& list) { addTagRule(list, rule); });
   }
-  const bool saved = saveRules();
   cancelTagRulesSheet();
   ui_.changed("tagRulesTableView");
   return saved;
 }
 
 bool TagRuleEditor::removeRule() {
-  std::vector<std::size_t> rows = selectedRows;
-  std::sort(rows.rbegin(), rows.rend());
-  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  for (const std::size_t row : rows) {
-    if (row >= tagRulesList_.size()) continue;
-    const auto offset = static_cast<std::ptrdiff_t>(row);
-    tagRulesList_.erase(tagRulesList_.begin() + offset);
-    tagRuleRows_.erase(tagRuleRows_.begin() + offset);
+  std::vector<TagRule> gone;
+  for (std::size_t row = 0; row < tagRulesList_.size(); ++row) {
+    const bool selected =
+        std::find(selectedRows.begin(), selectedRows.end(), row) != selectedRows.end();
+    if (selected) gone.push_back(tagRulesList_[row]);
   }
   selectedRows.clear();
-  ui_.changed("tagRulesTableView");
-  return saveRules();
+  return editRules([gone](PlistArray& list) {
+    for (const TagRule& rule : gone) removeTagRule(list, rule);
+  });
 }
 
 bool TagRuleEditor::didClickRuleCheck(std::size_t row) {
-  if (row >= tagRuleRows_.size()) return true;
-  tagRuleRows_[row].tagRuleCheck = !tagRuleRows_[row].tagRuleCheck;
-  tagRulesList_[row].ruleActive = tagRuleRows_[row].tagRuleCheck ? 1 : 0;
-  return saveRules();
+  if (row >= tagRulesList_.size()) return true;
+  const TagRule before = tagRulesList_[row];
+  TagRule after = before;
+  after.ruleActive = before.ruleActive != 0 ? 0 : 1;
+  return editRules([before, after](PlistArray& list) { replaceTagRule(list, before, after); });
 }
 
 void TagRuleEditor::cancelTagRulesSheet() {
@@ -108,15 +109,16 @@ void TagRuleEditor::resetRules() {
   settings_.ruleCatButton.selected = 0;
 }
 
-bool TagRuleEditor::saveRules() {
-  prefs_.set("tagRules", {tagRulesToPlist(tagRulesList_)});
-  const Result<void> saved = prefs_.save();
+bool TagRuleEditor::editRules(std::function<void(PlistArray&)> change) {
+  const Result<void> saved =
+      prefs_.edit([change = std::move(change)](PlistDict& keys) { change(listAt(keys, kKey)); });
   if (!saved) {
     ui_.alert({"Settings",
                "The rules could not be saved: " + saved.error(),
                AlertStyle::critical,
                {"OK"}});
   }
+  loadRules();
   return saved.has_value();
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,9 +44,10 @@ struct TagRuleSheet {
 };
 
 /// The table of tag rules and the sheet in which one is written. Nothing is checked: a rule without
-/// values stays and never fires. Every change is saved at once; a save that fails is told of and
-/// leaves the change in force until the program ends. Main thread; a run goes on with the rules
-/// that it was started with.
+/// values stays and never fires. Every change is saved at once, rule by rule, so that those which
+/// another program has saved meanwhile stay; a save that fails is told of and leaves the change in
+/// force until the program ends. Main thread; a run goes on with the rules that it was started
+/// with.
 class TagRuleEditor {
  public:
   TagRuleEditor(std::vector<TagRule>& tagRulesList, PreferencesFile& prefs, Settings& settings,
@@ -66,7 +68,6 @@ class TagRuleEditor {
   bool didClickRuleCheck(std::size_t row);
   void cancelTagRulesSheet();
   void resetRules();
-  bool saveRules();
   /// The action of `ruleCatButton`.
   void chooseRuleCat();
 
@@ -81,6 +82,8 @@ class TagRuleEditor {
   [[nodiscard]] TagRule ruleFromSheet() const;
   void fillSheet(const TagRule& rule);
   [[nodiscard]] bool hasSelectedRule() const;
+  /// Saves a change to the rules as they stand by now, and reads them again.
+  [[nodiscard]] bool editRules(std::function<void(PlistArray&)> change);
 
   std::vector<TagRule>& tagRulesList_;
   PreferencesFile& prefs_;

@@ -1,5 +1,8 @@
 #include "ingest/tag_rule_plist.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace keldane {
 namespace {
 
@@ -27,48 +30,74 @@ std::vector<RuleCriterion> criteriaAt(const PlistDict& dict) {
   return criteria;
 }
 
+TagRule ruleFrom(const PlistDict& dict) {
+  TagRule rule;
+  rule.ruleDescription = textAt(dict, "ruleDescription");
+  rule.ruleAll = textAt(dict, "ruleAll");
+  rule.ruleCat = textAt(dict, "ruleCat");
+  rule.ruleKeywords = textAt(dict, "ruleKeywords");
+  rule.ruleNotes = textAt(dict, "ruleNotes");
+  rule.rulePriority = textAt(dict, "rulePriority");
+  rule.tagOrExclude = numberAt(dict, "tagOrExclude");
+  rule.ruleActive = numberAt(dict, "ruleActive");
+  rule.ruleCriteria = criteriaAt(dict);
+  return rule;
+}
+
+PlistArray::iterator findRule(PlistArray& array, const TagRule& wanted) {
+  const auto same = [&wanted](const PlistValue& entry) {
+    return entry.dict() != nullptr && ruleFrom(*entry.dict()) == wanted;
+  };
+  const auto found = std::find_if(array.begin(), array.end(), same);
+  if (found != array.end()) return found;
+  return std::find_if(array.begin(), array.end(), [&wanted](const PlistValue& entry) {
+    return entry.dict() != nullptr &&
+           textAt(*entry.dict(), "ruleDescription") == wanted.ruleDescription;
+  });
+}
+
 }  // namespace
 
 std::vector<TagRule> tagRulesFromPlist(const PlistArray& array) {
   std::vector<TagRule> rules;
   for (const PlistValue& entry : array) {
-    const PlistDict* dict = entry.dict();
-    if (dict == nullptr) continue;
-    TagRule rule;
-    rule.ruleDescription = textAt(*dict, "ruleDescription");
-    rule.ruleAll = textAt(*dict, "ruleAll");
-    rule.ruleCat = textAt(*dict, "ruleCat");
-    rule.ruleKeywords = textAt(*dict, "ruleKeywords");
-    rule.ruleNotes = textAt(*dict, "ruleNotes");
-    rule.rulePriority = textAt(*dict, "rulePriority");
-    rule.tagOrExclude = numberAt(*dict, "tagOrExclude");
-    rule.ruleActive = numberAt(*dict, "ruleActive");
-    rule.ruleCriteria = criteriaAt(*dict);
-    rules.push_back(std::move(rule));
+    if (entry.dict() != nullptr) rules.push_back(ruleFrom(*entry.dict()));
   }
   return rules;
 }
 
-PlistArray tagRulesToPlist(const std::vector<TagRule>& rules) {
-  PlistArray array;
-  for (const TagRule& rule : rules) {
-    PlistArray criteria;
-    for (const RuleCriterion& criterion : rule.ruleCriteria) {
-      criteria.push_back({PlistArray{{criterion.field}, {criterion.relation}, {criterion.value}}});
-    }
-    array.push_back({PlistDict{
-        {"ruleDescription", {rule.ruleDescription}},
-        {"ruleAll", {rule.ruleAll}},
-        {"ruleCat", {rule.ruleCat}},
-        {"ruleKeywords", {rule.ruleKeywords}},
-        {"ruleNotes", {rule.ruleNotes}},
-        {"rulePriority", {rule.rulePriority}},
-        {"tagOrExclude", {std::int64_t{rule.tagOrExclude}}},
-        {"ruleActive", {std::int64_t{rule.ruleActive}}},
-        {"ruleCriteria", {std::move(criteria)}},
-    }});
+PlistValue tagRuleToPlist(const TagRule& rule) {
+  PlistArray criteria;
+  for (const RuleCriterion& criterion : rule.ruleCriteria) {
+    criteria.push_back({PlistArray{{criterion.field}, {criterion.relation}, {criterion.value}}});
   }
-  return array;
+  return {PlistDict{
+      {"ruleDescription", {rule.ruleDescription}},
+      {"ruleAll", {rule.ruleAll}},
+      {"ruleCat", {rule.ruleCat}},
+      {"ruleKeywords", {rule.ruleKeywords}},
+      {"ruleNotes", {rule.ruleNotes}},
+      {"rulePriority", {rule.rulePriority}},
+      {"tagOrExclude", {std::int64_t{rule.tagOrExclude}}},
+      {"ruleActive", {std::int64_t{rule.ruleActive}}},
+      {"ruleCriteria", {std::move(criteria)}},
+  }};
+}
+
+void addTagRule(PlistArray& array, const TagRule& rule) { array.push_back(tagRuleToPlist(rule)); }
+
+void replaceTagRule(PlistArray& array, const TagRule& before, const TagRule& after) {
+  const auto found = findRule(array, before);
+  if (found == array.end()) {
+    addTagRule(array, after);
+  } else {
+    *found = tagRuleToPlist(after);
+  }
+}
+
+void removeTagRule(PlistArray& array, const TagRule& before) {
+  const auto found = findRule(array, before);
+  if (found != array.end()) array.erase(found);
 }
 
 }  // namespace keldane

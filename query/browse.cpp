@@ -15,7 +15,7 @@ void Browse::browseDatabase() {
       sheet_.run(*statement);
       return;
     }
-    saveBrowseName("");
+    if (!callbacks_.forgetsMissingSearch || callbacks_.forgetsMissingSearch()) saveBrowseName("");
   }
   resetRetrieve(sheet_.form);
   resetTagSearch(sheet_.form);

@@ -19,13 +19,16 @@ class Browse {
     std::function<std::string()> browseSearchName;
     std::function<void(const std::string& name)> setBrowseSearchName;
     std::function<void()> savePreferences;
+    /// Whether a chosen search that is not among the saved ones is forgotten; empty: it is.
+    std::function<bool()> forgetsMissingSearch;
     std::function<SearchContext()> settings;
   };
 
   Browse(RetrieveSheet& sheet, SavedSearches& searches, ResultList& list, UserInterface& ui);
   void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
-  /// Lists the archive as the Browse button does; a chosen saved search that is gone is forgotten.
+  /// Lists the archive as the Browse button does; a chosen saved search that is gone is
+  /// forgotten where that is wanted, and the whole archive listed.
   void browseDatabase();
   /// Lists by length of the raw source, the longest first, after a question.
   void browseBySize();

@@ -21,28 +21,21 @@ SavedSearches::SavedSearches(PreferencesFile& prefs, RetrieveSheet& sheet, UserI
     : prefs_(prefs), sheet_(sheet), ui_(ui) {}
 
 void SavedSearches::load() {
-  savedSearchList_.clear();
+  savedSearchNames_.clear();
+  statements_.clear();
   const PlistValue* stored = prefs_.find(kKey);
   if (stored != nullptr && stored->array() != nullptr) {
     for (const PlistValue& entry : *stored->array()) {
-      if (entry.dict() != nullptr) savedSearchList_.push_back(entry);
+      if (entry.dict() == nullptr) continue;
+      savedSearchNames_.push_back(textOf(entry, kName));
+      statements_.push_back(textOf(entry, kStatement));
     }
   }
   savedSearchIndex_ = -1;
-  rebuildNames();
   if (savedSearchNames_.empty()) return;
   ui_.changed("savedSearchesTableView");
   getSavedSearch();
   setSavedSearch();
-}
-
-void SavedSearches::rebuildNames() {
-  savedSearchNames_.clear();
-  statements_.clear();
-  for (const PlistValue& entry : savedSearchList_) {
-    savedSearchNames_.push_back(textOf(entry, kName));
-    statements_.push_back(textOf(entry, kStatement));
-  }
 }
 
 void SavedSearches::openPanel() {
@@ -71,41 +64,46 @@ void SavedSearches::savedEditedSearches() {
 }
 
 bool SavedSearches::saveSearch() {
-  const std::string& name = sheet_.form.searchNameTextField;
-  const auto found = std::find(savedSearchNames_.begin(), savedSearchNames_.end(), name);
-  const auto index = static_cast<std::size_t>(found - savedSearchNames_.begin());
-  if (found == savedSearchNames_.end()) savedSearchList_.push_back({PlistDict{}});
-  PlistDict& entry = std::get<PlistDict>(savedSearchList_[index].value);
-  entry.insert_or_assign(kName, PlistValue{name});
-  entry.insert_or_assign(kStatement, PlistValue{sheet_.form.savedSearchTextField});
-  savedSearchIndex_ = static_cast<int>(index);
-  rebuildNames();
-  const bool saved = persist();
-  ui_.changed("savedSearchesTableView");
+  const bool saved = persist([name = sheet_.form.searchNameTextField,
+                              statement = sheet_.form.savedSearchTextField](PlistDict& keys) {
+    PlistArray& list = listAt(keys, kKey);
+    PlistDict* present = entryNamed(list, kName, name);
+    if (present == nullptr) {
+      present = std::get_if<PlistDict>(&list.emplace_back(PlistValue{PlistDict{}}).value);
+    }
+    present->insert_or_assign(kName, PlistValue{name});
+    present->insert_or_assign(kStatement, PlistValue{statement});
+  });
   // The first row is selected, whichever was saved.
   selectRow(0);
   return saved;
 }
 
 bool SavedSearches::deleteSearch() {
-  if (savedSearchIndex_ < 0 || savedSearchList_.empty()) return true;
-  savedSearchList_.erase(savedSearchList_.begin() + savedSearchIndex_);
-  rebuildNames();
-  const bool saved = persist();
-  ui_.changed("savedSearchesTableView");
-  savedSearchIndex_ = savedSearchList_.empty() ? -1 : 0;
+  if (savedSearchIndex_ < 0 || savedSearchNames_.empty()) return true;
+  // By its name: another program may have moved it.
+  const std::string name = savedSearchNames_.at(static_cast<std::size_t>(savedSearchIndex_));
+  const bool saved = persist([name](PlistDict& keys) {
+    PlistArray& list = listAt(keys, kKey);
+    const auto gone = std::find_if(list.begin(), list.end(), [&name](const PlistValue& entry) {
+      return entry.dict() != nullptr && textOf(entry, kName) == name;
+    });
+    if (gone != list.end()) list.erase(gone);
+  });
+  savedSearchIndex_ = savedSearchNames_.empty() ? -1 : 0;
   getSavedSearch();
   setSavedSearch();
   return saved;
 }
 
-bool SavedSearches::persist() {
-  prefs_.set(kKey, {savedSearchList_});
-  const Result<void> saved = prefs_.save();
+bool SavedSearches::persist(std::function<void(PlistDict&)> change) {
+  const Result<void> saved = prefs_.edit(std::move(change));
   if (!saved) {
     ui_.alert({"Saved Searches", saved.error(), AlertStyle::critical, {"OK"}});
   }
+  load();
   if (callbacks_.getPrefs) callbacks_.getPrefs();
+  ui_.changed("savedSearchesTableView");
   return saved.has_value();
 }
 

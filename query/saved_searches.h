@@ -13,7 +13,8 @@ namespace keldane {
 
 /// The saved searches and their panel. A saved search is a name and one whole statement, never the
 /// state of the form. They are kept in the preferences under "savedSearches"; whatever else stands
-/// in an entry there stays with it. Main thread.
+/// in an entry there stays with it, and what other programs have saved there meanwhile stays too.
+/// Main thread.
 class SavedSearches {
  public:
   struct Callbacks {
@@ -56,14 +57,12 @@ class SavedSearches {
 
  private:
   void openPanel();
-  bool persist();
-  void rebuildNames();
+  bool persist(std::function<void(PlistDict&)> change);
 
   PreferencesFile& prefs_;
   RetrieveSheet& sheet_;
   UserInterface& ui_;
   Callbacks callbacks_;
-  PlistArray savedSearchList_;  ///< dictionaries only
   std::vector<std::string> savedSearchNames_;
   std::vector<std::string> statements_;
   int savedSearchIndex_ = -1;

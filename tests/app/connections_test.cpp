@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app/existing_archive.h"
 #include "app/local_server.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
@@ -95,11 +96,12 @@ TEST_F(ConnectionsTest, AConnectTakesItsStepsInOrder) {
               ElementsAre("endModal", "close connectPanel", "forgetPostboxFolder", "getSettings",
                           "showAppearanceAndPostbox", "resetPrefs", "savePreferences", "getPrefs",
                           "savePreferences", "getCategories", "progress end", "get500emails"));
-  ASSERT_GE(session_.calls.size(), 4u);
+  ASSERT_GE(session_.calls.size(), 5u);
   EXPECT_EQ(session_.calls[0], "close");
   EXPECT_EQ(session_.calls[1], "init");
   EXPECT_EQ(session_.calls[2], "connect localhost root  mail - 0");
-  EXPECT_EQ(session_.calls[3], "query CREATE DATABASE IF NOT EXISTS mail");
+  EXPECT_EQ(session_.calls[3], "query SET SESSION sql_mode=''");
+  EXPECT_EQ(session_.calls[4], "query CREATE DATABASE IF NOT EXISTS mail");
   EXPECT_FALSE(connections_.firstRun);
   EXPECT_TRUE(connections_.takeConnectPanelMayClose());
   EXPECT_FALSE(connections_.takeConnectPanelMayClose());
@@ -137,12 +139,44 @@ TEST_F(ConnectionsTest, AMissingDatabaseIsMadeAndKept) {
   EXPECT_TRUE(connections_.isConnected());
   EXPECT_THAT(connects(),
               ElementsAre("connect localhost root  mail - 0", "connect localhost root  - - 0"));
-  EXPECT_EQ(session_.statements().front(), "CREATE DATABASE IF NOT EXISTS mail");
+  EXPECT_EQ(session_.statements().at(1), "CREATE DATABASE IF NOT EXISTS mail");
   EXPECT_EQ(ui_.calls[1], "progress Indexing...");
   PreferencesFile saved(bench_.folder / "prefs.plist");
   ASSERT_TRUE(saved.load());
   EXPECT_EQ(saved.text("dbPath"), "mail");
   EXPECT_TRUE(saved.has("panelFont"));
+}
+
+TEST_F(ConnectionsTest, AReadingCommandMakesAndSavesNothing) {
+  bench_.database.opening = Opening::existing;
+  connections_.firstRun = true;
+  connections_.form.dbPathTextField = bench_.database.dbPath = "mail";
+  connections_.doConnect();
+  EXPECT_TRUE(connections_.isConnected());
+  EXPECT_THAT(ui_.calls, ElementsAre("endModal", "forgetPostboxFolder", "getSettings",
+                                     "showAppearanceAndPostbox", "getPrefs", "getCategories",
+                                     "progress end", "get500emails"));
+  for (const std::string& sql : session_.statements()) {
+    EXPECT_TRUE(sql.starts_with("SELECT ") || sql.starts_with("SET SESSION")) << sql;
+  }
+}
+
+TEST_F(ConnectionsTest, ANameThatIsNoneIsNeitherSentNorKept) {
+  Connections::Callbacks callbacks = bench_.callbacks();
+  callbacks.connectFailed = [](const std::string&) {};
+  connections_.setCallbacks(std::move(callbacks));
+  for (const char* name :
+       {"my mail", "mail;", "12", "1e5", "0x1F", "a`b", "a/b", "a-b", "\x1B[2J"}) {
+    connections_.form.dbPathTextField = name;
+    bench_.database.dbPath.clear();
+    connections_.doConnect();
+    EXPECT_THAT(connects(), IsEmpty()) << name;
+    EXPECT_FALSE(connections_.isConnected()) << name;
+  }
+  EXPECT_FALSE(bench_.prefs.has("dbPath"));
+  for (const char* name : {"mail", "2019mail", "$m_1", "gr\xC3\xBC\xC3\x9F", "e5"}) {
+    EXPECT_TRUE(checkDatabaseName(name)) << name;
+  }
 }
 
 TEST_F(ConnectionsTest, AFailureIsShownAndTheFormComesBackUntilItWorks) {
@@ -236,6 +270,35 @@ TEST_F(ConnectionsTest, TheNameIsTheIdentityOfASavedConnection) {
   EXPECT_EQ(ui_.lines("setStoreDate").size(), 1u);
 }
 
+TEST_F(ConnectionsTest, TwoProgramsKeepEachOthersConnections) {
+  bench_.save("one");
+  bench_.save("two");
+  Bench other(session_);
+  PreferencesFile shared(bench_.prefs.path());
+  ASSERT_TRUE(shared.load());
+  Connections theirs(session_, other.database, shared, other.ui, other.process);
+  theirs.getConnectionPrefs();
+  theirs.selectConnection(0);
+  EXPECT_TRUE(theirs.deleteConnection());
+  bench_.save("three");
+  EXPECT_THAT(connections_.connectionNames(), ElementsAre("two", "three"));
+  EXPECT_EQ(connections_.selectedConnection(), 1);
+}
+
+TEST_F(ConnectionsTest, AUsedConnectionBringsItsDatabaseAndLeavesThatOfTheOther) {
+  bench_.save("own");
+  connections_.form = {"work", "h", "", "", "mail", "", ""};
+  connections_.saveConnection();
+  bench_.prefs.setText("dbPath", "archive");
+  connections_.selectConnection(0);
+  EXPECT_TRUE(connections_.useConnection(1));
+  EXPECT_EQ(bench_.prefs.text("dbPath"), "mail");
+  EXPECT_EQ(bench_.prefs.integer("selectedConnection"), 1);
+  EXPECT_TRUE(connections_.useConnection(0));
+  EXPECT_EQ(bench_.prefs.text("dbPath"), "archive");
+  EXPECT_EQ(bench_.prefs.integer("selectedConnection"), 0);
+}
+
 TEST_F(ConnectionsTest, APortOfZeroIsShownBlank) {
   bench_.save("plain", "h", "");
   EXPECT_EQ(connections_.form.portTextField, "");
@@ -309,8 +372,13 @@ TEST(ConnectionsOnServer, ALostServerIsFoundAgainByItself) {
 
   server.kill();
   server.restart();
+  const auto strict = server.connect();
+  ASSERT_TRUE(
+      strict->query("SET GLOBAL sql_mode='STRICT_ALL_TABLES,ANSI_QUOTES,NO_BACKSLASH_ESCAPES'"));
   bench.database.openDatabase();
   EXPECT_THAT(bench.ui.alertLines(), IsEmpty());
+  ASSERT_TRUE(session->query("SELECT @@SESSION.sql_mode")) << session->error();
+  EXPECT_EQ(fetchFirstCell(*session), "");
   ASSERT_TRUE(session->query("SELECT DATABASE()")) << session->error();
   EXPECT_EQ(fetchFirstCell(*session), name);
 }

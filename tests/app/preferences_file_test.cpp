@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -26,7 +27,8 @@ std::string list(const std::string& keys) {
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
+    const std::string name = entry.path().filename().string();
+    if (!name.ends_with(".lock")) names.push_back(name);
   }
   std::sort(names.begin(), names.end());
   return names;
@@ -86,6 +88,55 @@ TEST(PreferencesFile, LeavesAloneWhatAnotherProgramHasWritten) {
   EXPECT_EQ(ours.integer("dateFormat"), 2);
   EXPECT_EQ(ours.integer("separator"), 2);
   EXPECT_EQ(ours.text("tagRules"), "theirs");
+}
+
+std::function<void(PlistDict&)> adds(const std::string& entry) {
+  return [entry](PlistDict& keys) { listAt(keys, "rules").push_back({entry}); };
+}
+
+TEST(PreferencesFile, AListTakesTheEntriesOfAllPrograms) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "p.plist";
+  constexpr int kPrograms = 6;
+  constexpr int kEntries = 20;
+  std::vector<pid_t> children;
+  for (int program = 0; program < kPrograms; ++program) {
+    const pid_t child = ::fork();
+    if (child != 0) {
+      children.push_back(child);
+      continue;
+    }
+    PreferencesFile prefs(path);
+    bool good = prefs.load().has_value();
+    for (int i = 0; i < kEntries && good; ++i) {
+      good = prefs.edit(adds(std::to_string(program * kEntries + i))).has_value();
+    }
+    ::_exit(good ? 0 : 1);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  PreferencesFile prefs(path);
+  ASSERT_TRUE(prefs.load());
+  ASSERT_TRUE(prefs.has("rules"));
+  EXPECT_EQ(prefs.find("rules")->array()->size(), static_cast<std::size_t>(kPrograms * kEntries));
+}
+
+TEST(PreferencesFile, AnEditThatCouldNotBeSavedWaitsForTheNextSave) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "p.plist";
+  PreferencesFile ours(path);
+  fs::create_directory(path);  // nothing can be read or written there
+  EXPECT_FALSE(ours.edit(adds("ours")));
+  EXPECT_EQ(ours.find("rules")->array()->size(), 1U) << "in force all the same";
+  fs::remove(path);
+  PreferencesFile theirs(path);
+  ASSERT_TRUE(theirs.edit(adds("theirs")));
+  ASSERT_TRUE(ours.save());
+  EXPECT_EQ(*ours.find("rules"),
+            (PlistValue{PlistArray{{std::string("theirs")}, {std::string("ours")}}}));
 }
 
 TEST(PreferencesFile, WritesAllAgainWhenTheFileHasGone) {

@@ -16,6 +16,8 @@ TEST(SettingsKeys, TakeWhatTheirControlTakes) {
   const std::string file = rig.folder.write("file", "");
   std::filesystem::create_directories(folder);
   std::filesystem::create_directories(quoted);
+  const std::string link = rig.folder / "link";
+  std::filesystem::create_directory_symlink(rig.folder.path(), link);
   struct {
     const char* name;
     std::string key, value;
@@ -43,6 +45,8 @@ TEST(SettingsKeys, TakeWhatTheirControlTakes) {
       {"quote", "importFolderPath", quoted, "double quote"},
       {"home", "importFolderPath", rig.folder.path(), "home folder"},
       {"root", "importFolderPath", "/", "home folder"},
+      {"link to the home", "importFolderPath", link, "home folder"},
+      {"through a link", "importFolderPath", link + "/in", ""},
       {"unknown", "noSuch", "1", "there is no setting \"noSuch\""},
   };
   for (const auto& c : cases) {

@@ -249,13 +249,25 @@ TEST(SavePreferences, ListsEachDatabaseOnce) {
   EXPECT_THAT(rig.settings.form.databasesPullDown, ElementsAre("Choose database...", "mail"));
 }
 
-TEST(SavePreferences, NamesADatabaseWhenThereIsNone) {
+TEST(SavePreferences, NamesADatabaseWhenThereIsNoneAndShowsTheStart) {
   SettingsRig rig;
-  rig.database.dbPath.clear();
-  // Opening it would name it before.
-  rig.session.failOn("query *", "no server");
+  rig.settings.savePreferences();
+  EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 0);
+  rig.database.dbPath.clear();  // as a dropped database leaves it
+  rig.settings.savePreferences();
   rig.settings.savePreferences();
   EXPECT_EQ(rig.prefs.text("dbPath"), "myemaildb");
+  EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 1);
+}
+
+TEST(SavePreferences, RemembersNoDatabaseOfOneCommand) {
+  SettingsRig rig;
+  rig.settings.savePreferences();
+  rig.database.dbPath = "once";
+  rig.database.remembered = false;
+  rig.settings.savePreferences();
+  EXPECT_EQ(rig.prefs.text("dbPath"), "mail");
+  EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail"}));
 }
 
 TEST(SavePreferences, TakesTheControlsIntoTheRow) {

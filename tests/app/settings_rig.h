@@ -40,8 +40,8 @@ struct SettingsRig : private OwnScriptedSession, public SettingsRigOver<Scripted
   [[nodiscard]] std::vector<std::string> settingsStatements() const {
     std::vector<std::string> found;
     for (const std::string& sql : session.statements()) {
-      const bool opens =
-          sql.starts_with("CREATE") || sql.starts_with("ALTER") || sql.starts_with("SHOW");
+      const bool opens = sql.starts_with("CREATE") || sql.starts_with("ALTER") ||
+                         sql.starts_with("SHOW") || sql.starts_with("SELECT table_collation");
       if (!opens) found.push_back(sql);
     }
     return found;

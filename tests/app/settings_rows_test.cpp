@@ -81,48 +81,79 @@ TEST(GetSettings, GoesOnWithoutTheRowButNotWithoutAList) {
                                                "alert critical [SQL Error] SQL error: no list\\n"));
 }
 
-TEST(SaveSettings, SendsItsStatementsInOrder) {
+TEST(SaveSettings, WritesOnlyWhatHasChanged) {
   SettingsRig rig;
-  rig.settings.archive.browseNameString = "a\\\"b";
-  rig.settings.archive.importFolderPath = "/in\\";
-  rig.settings.selectedAccounts = {"1-2", "x\"; DROP TABLE email; -- \\"};
-  rig.settings.categoryList = {"c"};
+  rig.session.answerOn("query SELECT attachState*", {fullRow()});
+  rig.session.answerOn("query SELECT * FROM accounts", {{"a"}});
+  rig.session.answerOn("query SELECT GET_LOCK*", {{"1"}});
+  rig.settings.getSettings();
+  rig.session.calls.clear();
   EXPECT_TRUE(rig.settings.saveSettings());
-  const Names statements = rig.session.statements();
-  ASSERT_EQ(statements.size(), 8U);
-  EXPECT_EQ(statements[0], "DELETE FROM settings");
-  EXPECT_THAT(statements[1],
-              testing::EndsWith("VALUES(1,1,1,0,0,\"1.6\",1,\"a\\\\\"\"b\",1,0,0,0,0,"
-                                "0,0,0,0,\"/in\\\",0,0,0,1,\"1000\",0,0,0)"));
-  EXPECT_THAT(Names(statements.begin() + 2, statements.end()),
-              ElementsAre("DELETE FROM accounts", "INSERT INTO accounts (account) VALUES(\"1-2\")",
+  EXPECT_THAT(rig.session.calls, IsEmpty());
+  rig.settings.selectedAccounts = {"a", "x\"; DROP TABLE email; -- \\"};
+  EXPECT_TRUE(rig.settings.saveSettings());
+  Names statements = rig.session.statements();
+  std::erase_if(statements, [](const std::string& sql) { return sql.starts_with("SELECT "); });
+  EXPECT_THAT(statements,
+              ElementsAre("START TRANSACTION", "DELETE FROM accounts",
+                          "INSERT INTO accounts (account) VALUES(\"a\")",
                           "INSERT INTO accounts (account) VALUES(\"x\"\"; DROP TABLE email; -- "
                           "\\\\\")",
-                          "DELETE FROM mailboxes", "DELETE FROM categories",
-                          "INSERT INTO categories (category) VALUES(\"c\")"));
-  EXPECT_EQ(rig.settings.archive.browseNameString, "a\\\\\"\"b") << "escaped in place";
+                          "COMMIT"));
 }
 
-TEST(SaveSettings, StopsAtTheFirstFailure) {
-  const char* const failures[] = {"query DELETE FROM settings", "query INSERT INTO settings*",
-                                  "query INSERT INTO accounts*", "query DELETE FROM categories"};
-  for (const char* failing : failures) {
+TEST(SaveSettings, LeavesAloneWhatItCouldNotReadOrLock) {
+  const struct {
+    const char* name;
+    const char* failing;
+    const char* alert;
+  } rows[] = {
+      {"row", "query SELECT attachState*", "have not been read"},
+      {"list", "query SELECT * FROM mailboxes", "have not been read"},
+      {"lock", nullptr, "another program is saving"},
+  };
+  for (const auto& row : rows) {
     SettingsRig rig;
-    rig.settings.selectedAccounts = {"a", "b"};
-    rig.session.failOn(failing, "refused");
-    EXPECT_FALSE(rig.settings.saveSettings());
-    EXPECT_THAT(rig.ui.alertLines(),
-                ElementsAre("alert critical [SQL Error] SQL error: refused\\n"));
-    EXPECT_TRUE(rig.session.calls.back().starts_with(
-        std::string(failing).substr(0, std::string(failing).find('*'))));
+    rig.session.answerOn("query SELECT attachState*", {fullRow()});
+    if (row.failing != nullptr) {
+      rig.session.failOn(row.failing, "refused", 1);
+    } else {
+      rig.session.answerOn("query SELECT GET_LOCK*", {{"0"}});
+    }
+    rig.settings.getSettings();
+    rig.settings.archive.trashState = 7;
+    rig.ui.alerts.clear();
+    rig.session.calls.clear();
+    EXPECT_FALSE(rig.settings.saveSettings()) << row.name;
+    ASSERT_EQ(rig.ui.alerts.size(), 1U) << row.name;
+    EXPECT_THAT(rig.ui.alerts[0].text, testing::HasSubstr(row.alert)) << row.name;
+    EXPECT_THAT(rig.session.calls, testing::Not(testing::Contains("query DELETE FROM settings")))
+        << row.name;
   }
 }
 
-TEST(SaveSettings, DoesNotLetABrowseNameGrowForEver) {
-  SettingsRig rig;
-  rig.settings.archive.browseNameString = "\\";
-  for (int i = 0; i < 200; ++i) ASSERT_TRUE(rig.settings.saveSettings());
-  EXPECT_LT(rig.settings.archive.browseNameString.size(), 10000U);
+TEST(SaveSettings, RefusesWhatDoesNotFitBeforeItDeletes) {
+  const struct {
+    const char* name;
+    void (*change)(Settings&);
+  } rows[] = {
+      {"browse name", [](Settings& s) { s.archive.browseNameString = std::string(128, 'n'); }},
+      {"folder", [](Settings& s) { s.archive.importFolderPath = "/" + std::string(127, 'n'); }},
+      {"folder with a quote", [](Settings& s) { s.archive.importFolderPath = "/a\"b"; }},
+      {"size", [](Settings& s) { s.archive.attachSize = "1.6\\"; }},
+      {"account", [](Settings& s) { s.selectedAccounts = {std::string(128, 'n')}; }},
+      {"mailbox", [](Settings& s) { s.selectedMailboxes = {std::string(256, 'n')}; }},
+  };
+  for (const auto& row : rows) {
+    SettingsRig rig;
+    rig.settings.getSettings();
+    rig.session.calls.clear();
+    row.change(rig.settings);
+    EXPECT_FALSE(rig.settings.saveSettings()) << row.name;
+    EXPECT_THAT(rig.session.calls, IsEmpty()) << row.name;
+    ASSERT_EQ(rig.ui.alerts.size(), 1U) << row.name;
+    EXPECT_THAT(rig.ui.alerts[0].text, testing::HasSubstr("cannot be kept")) << row.name;
+  }
 }
 
 TEST(GetCategories, FillsTheThreeMenus) {
@@ -211,21 +242,64 @@ TEST(SettingsOnServer, ANewArchiveTakesOverTheOnesBefore) {
   EXPECT_THAT(settings.selectedAccounts, ElementsAre("first"));
 }
 
-TEST(SettingsOnServer, AQuoteInAFolderBreaksOneStatementAndNoMore) {
-  ServerRig server;
-  Settings& settings = server.rig.settings;
-  server.rig.database.dbPath = server.database;
-  settings.getSettings();
-  settings.selectedAccounts = {"kept"};
-  ASSERT_TRUE(settings.saveSettings());
-  settings.archive.importFolderPath = "/in\",0,0,0,1,\"9\",0,0,0); DROP TABLE accounts; -- ";
-  EXPECT_FALSE(settings.saveSettings());
-  ASSERT_EQ(server.rig.ui.alerts.size(), 1U);
-  EXPECT_EQ(server.rig.ui.alerts[0].title, "SQL Error");
-  EXPECT_EQ(TestServer::shared().value("SELECT COUNT(*) FROM " + server.database + ".settings"),
-            "0");
-  EXPECT_EQ(TestServer::shared().value("SELECT account FROM " + server.database + ".accounts"),
-            "kept");
+TEST(SettingsOnServer, TwoProgramsKeepEachOthersChanges) {
+  ServerRig first;
+  ServerRig second;
+  ServerRig reader;
+  for (ServerRig* each : {&first, &second, &reader}) each->rig.database.dbPath = first.database;
+  Settings& one = first.rig.settings;
+  Settings& two = second.rig.settings;
+  one.getSettings();
+  one.selectedAccounts = {"old", "gone"};
+  one.archive.trashState = 1;
+  ASSERT_TRUE(one.saveSettings());
+  two.getSettings();
+  one.selectedAccounts = {"old", "mine"};
+  one.archive.limitSearchSize = "5";
+  two.selectedAccounts = {"yours", "old", "gone"};
+  two.archive.browseNameString = "yours";
+  ASSERT_TRUE(one.saveSettings());
+  ASSERT_TRUE(two.saveSettings());
+  one.archive.junkState = 1;
+  ASSERT_TRUE(one.saveSettings());
+
+  Settings& found = reader.rig.settings;
+  found.getSettings();
+  EXPECT_THAT(found.selectedAccounts, testing::UnorderedElementsAre("old", "mine", "yours"));
+  EXPECT_EQ(found.archive.trashState, 1);
+  EXPECT_EQ(found.archive.limitSearchSize, "5");
+  EXPECT_EQ(found.archive.browseNameString, "yours");
+  EXPECT_EQ(found.archive.junkState, 1);
+  EXPECT_EQ(TestServer::shared().value("SELECT COUNT(*) FROM " + first.database + ".settings"),
+            "1");
+}
+
+TEST(SettingsOnServer, AFailureLeavesThemAsTheyWere) {
+  for (const std::string engine : {"InnoDB", "MyISAM"}) {
+    ServerRig server;
+    Settings& settings = server.rig.settings;
+    server.rig.database.dbPath = server.database;
+    settings.getSettings();
+    for (const char* table : {"settings", "accounts"}) {
+      ASSERT_TRUE(server.session->query("ALTER TABLE " + std::string(table) + " ENGINE=" + engine));
+    }
+    settings.selectedAccounts = {"kept"};
+    settings.archive.trashState = 1;
+    ASSERT_TRUE(settings.saveSettings());
+    ASSERT_TRUE(server.session->query(
+        "CREATE TRIGGER refuses BEFORE INSERT ON accounts FOR EACH ROW IF NEW.account='refused' "
+        "THEN SIGNAL SQLSTATE '45000' SET MESSAGE_TEXT='not this one'; END IF"))
+        << server.session->error();
+    settings.archive.trashState = 0;
+    settings.selectedAccounts = {"kept", "refused"};
+    EXPECT_FALSE(settings.saveSettings()) << engine;
+    EXPECT_THAT(server.rig.ui.alertLines(),
+                ElementsAre("alert critical [SQL Error] SQL error: not this one\\n"));
+    const std::string from = " FROM " + server.database + ".";
+    TestServer& other = TestServer::shared();
+    EXPECT_EQ(other.value("SELECT SUM(trashState)" + from + "settings"), "1") << engine;
+    EXPECT_EQ(other.value("SELECT GROUP_CONCAT(account)" + from + "accounts"), "kept") << engine;
+  }
 }
 
 TEST(SettingsOnServer, ListsTheCategoriesInUse) {

@@ -59,6 +59,7 @@ TEST(SettingsWindow, IsFilledWhenItOpensAndNotWhileItIsOpen) {
   EXPECT_TRUE(rig.settings.form.trashCheck);
   EXPECT_EQ(rig.settings.form.limitSearchTextField, "33") << "left over from the older layout";
   rig.settings.form.trashCheck = false;  // the user's change
+  rig.settings.form.schedChecks[2] = true;
   rig.settings.archive.mailboxesState = 1;
   rig.settings.form.settingsToolbar = 1;
   rig.settings.doPrefPanel();
@@ -68,6 +69,7 @@ TEST(SettingsWindow, IsFilledWhenItOpensAndNotWhileItIsOpen) {
   rig.settings.cancelPrefs();
   rig.settings.doPrefPanel();
   EXPECT_TRUE(rig.settings.form.trashCheck);
+  EXPECT_FALSE(rig.settings.form.schedChecks[2]);
 }
 
 TEST(SettingsWindow, SavesTheImportFolderAtOnce) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "app/archive_database.h"
+#include "ingest/tag_rule_plist.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
@@ -131,6 +132,24 @@ TEST_F(TagRuleEditorTest, CopiesAndEditsTheSelectedRule) {
   EXPECT_EQ(rules.size(), 4U) << "a cancelled edit does not turn a new rule into one";
 }
 
+TEST_F(TagRuleEditorTest, KeepsTheRulesOfAnotherProgram) {
+  for (const char* name : {"a", "b", "c"}) add(name);
+  PreferencesFile shared(prefs.path());
+  ASSERT_TRUE(shared.load());
+  std::vector<TagRule> theirRules;
+  TagRuleEditor theirs(theirRules, shared, settings, ui);
+  theirs.loadRules();
+  theirs.selectedRows = {0};
+  EXPECT_TRUE(theirs.removeRule());
+  theirs.addRule();
+  theirs.sheet.ruleDescTextField = "theirs";
+  EXPECT_TRUE(theirs.doAddRule());
+
+  EXPECT_TRUE(editor.didClickRuleCheck(2));
+  EXPECT_THAT(names(), ElementsAre("+b", "-c", "+theirs"));
+  EXPECT_EQ(stored(), rules);
+}
+
 TEST_F(TagRuleEditorTest, NeedsASelectedRuleToCopyOrEdit) {
   add("one");
   ui.calls.clear();
@@ -178,8 +197,8 @@ TEST_F(TagRuleEditorTest, ShowsForeignRulesWithoutHarm) {
   foreign.rulePriority = "99";
   foreign.ruleAll = "some";
   foreign.ruleCriteria.assign(7, {"list-id", "begins with", "x"});
-  rules = {foreign};
-  EXPECT_TRUE(editor.saveRules());
+  prefs.set("tagRules", {PlistArray{tagRuleToPlist(foreign)}});
+  editor.loadRules();
   editor.selectedRows = {0};
   editor.editRule();
   EXPECT_EQ(editor.sheet.rulePriorityButton, 0U);

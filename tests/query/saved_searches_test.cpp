@@ -45,7 +45,7 @@ TEST_F(SavedSearchesTest, StandInThePreferencesWithWhatOthersPutThere) {
   PreferencesFile again(prefs.path());
   ASSERT_TRUE(again.load());
   const PlistArray& stored = *again.find("savedSearches")->array();
-  ASSERT_EQ(stored.size(), 2U);
+  ASSERT_EQ(stored.size(), 3U);
   EXPECT_EQ(stored[0].dict()->at("savedSearch").text(), "new \"quoted\" <&>\nline");
   EXPECT_EQ(stored[0].dict()->at("colour").text(), "red");
 }
