@@ -1,9 +1,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
 
+#include "app/existing_archive.h"
+#include "base/files.h"
+#include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
@@ -44,52 +48,146 @@ void listConnections(bool json, Program& program) {
              stdout);
 }
 
+/// Which archives the server in use has. A private server that has never been started has none, and
+/// is not made for the question.
+void listArchives(Program& program) {
+  KeldaneController& controller = program.controller();
+  controller.ensureConnection();
+  const std::string name = controller.connections().current().name;
+  const std::string data = controller.localServer().status().dataFolder;
+  const bool isNew = name == kLocalConnectionName && (data.empty() || !isDirectory(data));
+  std::fflush(stdout);
+  if (!isNew && program.connected("", "", Opening::ifThere) == nullptr) return;
+  std::string names;
+  if (!isNew) names = join(archivesOnServer(controller.session()), ", ");
+  std::fputs(fmt::format("Archives on \"{}\": {}\n", printable(name),
+                         names.empty() ? "none yet" : printable(names))
+                 .c_str(),
+             stdout);
+}
+
 struct AddOptions {
-  ConnectForm form;
-  unsigned port = 0;
+  std::string name;
+  std::optional<std::string> host;
+  std::optional<std::string> user;
+  std::optional<std::string> database;
+  std::optional<std::string> socket;
+  std::optional<unsigned> port;
+  bool replaces = false;
 };
 
-void addConnection(AddOptions options, Program& program) {
+/// Row of the connection of this name; nullopt when there is none.
+std::optional<std::size_t> rowNamed(const std::string& name, Program& program) {
+  const auto names = program.controller().connections().connectionNames();
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - names.begin());
+}
+
+/// The form of the connection as it stands, with what has been given in it.
+ConnectForm formOf(const AddOptions& options, Program& program) {
   Connections& connections = program.controller().connections();
-  if (options.form.connectNameTextField == kLocalConnectionName) {
+  ConnectForm form;
+  if (const auto row = rowNamed(options.name, program)) {
+    connections.selectConnection(*row);
+    form = connections.form;
+  }
+  form.connectNameTextField = options.name;
+  form.hostTextField = options.host.value_or(form.hostTextField);
+  form.userTextField = options.user.value_or(form.userTextField);
+  form.dbPathTextField = options.database.value_or(form.dbPathTextField);
+  form.socketTextField = options.socket.value_or(form.socketTextField);
+  if (options.port) form.portTextField = fmt::format("{}", *options.port);
+  // A password on the command line would stand in the list of processes.
+  const std::optional<std::string> password = program.environment.variable("KELDANE_PASSWORD");
+  form.passwordTextField = password.value_or(form.passwordTextField);
+  return form;
+}
+
+/// Makes the connection of this name the selected one again, after the list has changed.
+bool selectAgain(const std::string& name, Program& program) {
+  const auto row = rowNamed(name, program);
+  if (!row) return true;
+  Connections& connections = program.controller().connections();
+  connections.selectConnection(*row);
+  return connections.saveConnectionPrefs();
+}
+
+void addConnection(const AddOptions& options, Program& program) {
+  if (options.name == kLocalConnectionName) {
     program.exitStatus = program.fail(fmt::format(
         "\"{}\" is the name of the private server; take another name", kLocalConnectionName));
     return;
   }
-  // A password on the command line would stand in the list of processes.
-  options.form.passwordTextField = program.environment.variable("KELDANE_PASSWORD").value_or("");
-  if (options.port != 0) options.form.portTextField = fmt::format("{}", options.port);
-  connections.form = options.form;
-  connections.saveConnection();
+  if (options.database && !options.database->empty()) {
+    if (const Result<void> named = checkDatabaseName(*options.database); !named) {
+      program.exitStatus = program.fail(named.error());
+      return;
+    }
+  }
+  Connections& connections = program.controller().connections();
+  if (rowNamed(options.name, program) && !options.replaces) {
+    program.exitStatus = program.fail(
+        fmt::format("there is a connection named \"{}\" already; with --replace it is changed in "
+                    "what is given, and keeps the rest",
+                    printable(options.name)));
+    return;
+  }
+  const std::string inUse = connections.current().name;
+  connections.form = formOf(options, program);
+  const bool saved = connections.saveConnection();
+  if (!saved || !selectAgain(inUse, program)) program.exitStatus = kExitFailed;
 }
 
-/// Index of the connection of this name; -1, and a message, when there is none.
-int findConnection(const std::string& name, Program& program) {
-  const auto names = program.controller().connections().connectionNames();
-  const auto found = std::find(names.begin(), names.end(), name);
-  if (found != names.end()) return static_cast<int>(found - names.begin());
-  program.exitStatus = program.fail(fmt::format("there is no connection named \"{}\"", name));
-  return -1;
+/// Row of the connection of this name; nullopt, and a message, when there is none.
+std::optional<std::size_t> findConnection(const std::string& name, Program& program) {
+  const auto row = rowNamed(name, program);
+  if (!row) {
+    program.exitStatus = program.fail(
+        fmt::format("there is no connection named \"{}\"; `keldane connections list` shows them",
+                    printable(name)));
+  }
+  return row;
+}
+
+bool switchTo(const std::string& name, Program& program) {
+  KeldaneController& controller = program.controller();
+  const std::string inUse = controller.connections().current().name;
+  if (name == kLocalConnectionName && !rowNamed(name, program)) {
+    if (!controller.savePrivateServer()) return false;
+    // Saving has selected it; what is left is the one before.
+    if (const auto former = rowNamed(inUse, program)) {
+      controller.connections().selectConnection(*former);
+    }
+  }
+  const auto row = findConnection(name, program);
+  return row && controller.connections().useConnection(*row);
 }
 
 void useConnection(const std::string& name, Program& program) {
-  if (name == kLocalConnectionName) program.controller().ensureConnection();
-  const int row = findConnection(name, program);
-  if (row < 0) return;
-  Connections& connections = program.controller().connections();
-  connections.selectConnection(static_cast<std::size_t>(row));
-  connections.saveConnectionPrefs();
-  if (const Result<void> saved = program.controller().preferences().save(); !saved) {
-    program.exitStatus = program.fail(saved.error());
-  }
+  if (!switchTo(name, program)) program.exitStatus = kExitFailed;
 }
 
 void removeConnection(const std::string& name, Program& program) {
-  const int row = findConnection(name, program);
-  if (row < 0) return;
+  if (!findConnection(name, program)) return;
   Connections& connections = program.controller().connections();
-  connections.selectConnection(static_cast<std::size_t>(row));
-  connections.deleteConnection();
+  std::string inUse = connections.current().name;
+  if (inUse == name && name != kLocalConnectionName) {
+    // Another one takes over first, with the database that belongs to it.
+    inUse = kLocalConnectionName;
+    for (const std::string& other : connections.connectionNames()) {
+      if (other == name) continue;
+      inUse = other;
+      break;
+    }
+    if (!switchTo(inUse, program)) {
+      program.exitStatus = kExitFailed;
+      return;
+    }
+  }
+  connections.selectConnection(rowNamed(name, program).value_or(0));
+  const bool removed = connections.deleteConnection();
+  if (!removed || !selectAgain(inUse, program)) program.exitStatus = kExitFailed;
 }
 
 }  // namespace
@@ -99,20 +197,26 @@ void addConnectionsCommand(CLI::App& app, Program& program) {
   command->require_subcommand(1);
 
   auto json = std::make_shared<bool>(false);
-  CLI::App* list = command->add_subcommand("list", "Show them; * marks the one in use");
+  CLI::App* list =
+      command->add_subcommand("list", "Show them, * marks the one in use, and the archives on it");
   list->add_flag("--json", *json, "One JSON object a line for each connection");
-  list->callback([json, &program] { listConnections(*json, program); });
+  list->callback([json, &program] {
+    listConnections(*json, program);
+    if (!*json) listArchives(program);
+  });
 
   auto add = std::make_shared<AddOptions>();
   CLI::App* adding = command->add_subcommand(
       "add",
-      "Add one, or change the one of this name; the password is read from the environment "
-      "variable KELDANE_PASSWORD");
-  adding->add_option("NAME", add->form.connectNameTextField, "Its name")->required();
-  adding->add_option("--host", add->form.hostTextField, "Server (localhost when not given)");
-  adding->add_option("--user", add->form.userTextField, "Login (root when not given)");
-  adding->add_option("--database", add->form.dbPathTextField, "Database to open");
-  adding->add_option("--socket", add->form.socketTextField, "Path of a local socket");
+      "Add one, for `connections use`; the password is read from the environment variable "
+      "KELDANE_PASSWORD");
+  adding->add_option("NAME", add->name, "Its name")->required();
+  adding->add_option("--host", add->host, "Server (localhost when not given)");
+  adding->add_option("--user", add->user, "Login (root when not given)");
+  adding->add_option("--database", add->database, "Database to open");
+  adding->add_option("--socket", add->socket, "Path of a local socket");
+  adding->add_flag("--replace", add->replaces,
+                   "Change the one of this name in what is given; it keeps the rest");
   adding->add_option("--port", add->port, "Port (the client's default when not given)")
       ->check(CLI::Range(1, 65535));
   adding->callback([add, &program] { addConnection(*add, program); });

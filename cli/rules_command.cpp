@@ -173,11 +173,56 @@ void finish(bool saved, Program& program) {
   if (!saved) program.exitStatus = kExitFailed;
 }
 
+/// A name that no rule has: this one, or the first free one of those that count on from it.
+std::string freeName(const std::string& name, const std::vector<TagRule>& rules) {
+  const auto taken = [&rules](const std::string& text) {
+    return std::any_of(rules.begin(), rules.end(),
+                       [&text](const TagRule& rule) { return rule.ruleDescription == text; });
+  };
+  std::string free = name;
+  for (int i = 2; taken(free); ++i) free = fmt::format("{} {}", name, i);
+  return free;
+}
+
+/// Why a rule is not to be saved: names tell rules apart, and a rule that never fires, or that does
+/// nothing when it does, is a mistake. Empty: nothing is wrong with it.
+std::string whatIsWrong(const TagRuleSheet& sheet, std::optional<std::size_t> ownRow,
+                        const std::vector<TagRule>& rules) {
+  for (std::size_t i = 0; i < rules.size(); ++i) {
+    if (ownRow != i && rules[i].ruleDescription == sheet.ruleDescTextField) {
+      return fmt::format("there is a rule named \"{}\" already; give another --name",
+                         printable(sheet.ruleDescTextField));
+    }
+  }
+  const bool conditions =
+      std::any_of(sheet.ruleCriteriaList.begin(), sheet.ruleCriteriaList.end(),
+                  [](const RuleCriterion& criterion) { return !criterion.value.empty(); });
+  if (!conditions) return "the rule would never do anything: give it a condition with --when";
+  const bool effect = sheet.tagOrExcludeMatrix != 0 || !sheet.ruleCatTextField.empty() ||
+                      !sheet.ruleKeywordsTextField.empty() || !sheet.ruleNotesTextField.empty() ||
+                      sheet.rulePriorityButton != 0;
+  if (effect) return {};
+  return "the rule would do nothing: give --category, --keywords, --notes, --priority or --exclude";
+}
+
+void saveSheet(std::optional<std::size_t> ownRow, Program& program) {
+  TagRuleEditor& editor = program.controller().tagRuleEditor();
+  const std::string wrong = whatIsWrong(editor.sheet, ownRow, program.controller().tagRulesList());
+  if (wrong.empty()) {
+    finish(editor.doAddRule(), program);
+    return;
+  }
+  editor.cancelTagRulesSheet();
+  program.exitStatus = program.fail(wrong);
+}
+
 void addRule(const RuleOptions& options, Program& program) {
   TagRuleEditor& editor = program.controller().tagRuleEditor();
   editor.addRule();
+  editor.sheet.ruleDescTextField =
+      freeName(editor.sheet.ruleDescTextField, program.controller().tagRulesList());
   fillSheet(options, editor.sheet);
-  finish(editor.doAddRule(), program);
+  saveSheet(std::nullopt, program);
 }
 
 void changeRule(const RuleOptions& options, bool copies, Program& program) {
@@ -187,11 +232,13 @@ void changeRule(const RuleOptions& options, bool copies, Program& program) {
   editor.selectedRows = *rows;
   if (copies) {
     editor.dupRule();
+    editor.sheet.ruleDescTextField =
+        freeName(editor.sheet.ruleDescTextField, program.controller().tagRulesList());
   } else {
     editor.editRule();
   }
   fillSheet(options, editor.sheet);
-  finish(editor.doAddRule(), program);
+  saveSheet(copies ? std::nullopt : std::optional(rows->front()), program);
 }
 
 void removeRules(const RuleOptions& options, Program& program) {
@@ -205,10 +252,16 @@ void removeRules(const RuleOptions& options, Program& program) {
 void switchRules(const RuleOptions& options, bool on, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  TagRuleEditor& editor = program.controller().tagRuleEditor();
-  for (const std::size_t row : *rows) {
-    if (editor.tagRuleRows()[row].tagRuleCheck == on) continue;
-    finish(editor.didClickRuleCheck(row), program);
+  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  std::vector<TagRule> chosen;
+  for (const std::size_t row : *rows) chosen.push_back(rules[row]);
+  for (const TagRule& rule : chosen) {
+    // Each change reads the rules again, and another program may have moved them.
+    const auto row = std::find(rules.begin(), rules.end(), rule);
+    if (row == rules.end() || (rule.ruleActive != 0) == on) continue;
+    finish(program.controller().tagRuleEditor().didClickRuleCheck(
+               static_cast<std::size_t>(row - rules.begin())),
+           program);
   }
 }
 

@@ -210,6 +210,11 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"archive", "missing.mbox"}, 1, "missing.mbox"},
       {{"list", "--connection", "Elsewhere"}, 1, "Elsewhere"},
       {{"settings", "set", "attachSize", "much"}, 1, "attachSize"},
+      {{"list", "--database", "typo"}, 1, "there is no database \"typo\" on this server"},
+      {{"list", "--database", "my mail"}, 1, "cannot be the name of a database"},
+      {{"connections", "add", "Tests"}, 1, "--replace"},
+      {{"rules", "add", "--name", "x", "--category", "c"}, 1, "--when"},
+      {{"rules", "add", "--name", "x", "--when", "from contains x"}, 1, "--category"},
   };
   for (const Case& each : cases) {
     const ToolOutcome outcome = run(each.arguments);
@@ -287,6 +292,56 @@ TEST_F(TerminalProgram, SavedAttachmentsStayInTheirFolderAndOverwriteNothing) {
     EXPECT_EQ(*readFile(entry.path()), std::string("\0\1\2\3", 4));
   }
   EXPECT_EQ(files, 2U);
+}
+
+TEST_F(TerminalProgram, ReadingChangesNothingOnTheServerAndNothingThatIsRemembered) {
+  const auto writes = [] {
+    const auto session = TestServer::shared().connect();
+    std::string counts;
+    EXPECT_TRUE(session->query(
+        "SHOW GLOBAL STATUS WHERE Variable_name IN ('Com_insert','Com_delete','Com_update',"
+        "'Com_create_db','Com_alter_db','Com_create_table','Com_alter_table','Com_create_index')"));
+    const auto rows = session->storeResult();
+    while (rows && rows->next()) counts.append(*rows->cell(0)).append(*rows->cell(1)).append(" ");
+    return counts;
+  };
+  const std::string preferences = home() + "/Library/Preferences/com.varnwick.KeldanePro.plist";
+  const std::string kept = readFile(preferences).value();
+  const std::string before = writes();
+  for (const Words& words :
+       {Words{"list"}, Words{"show", "1"}, Words{"search", "--and", "from=ann"}, Words{"stats"},
+        Words{"status"}, Words{"browse"}, Words{"settings", "list"}, Words{"connections", "list"},
+        Words{"attachments", "1"}, Words{"list", "--database", "typo"}}) {
+    run(words);
+    EXPECT_EQ(writes(), before) << ::testing::PrintToString(words);
+  }
+  EXPECT_EQ(readFile(preferences).value(), kept);
+}
+
+TEST_F(TerminalProgram, OptionsOfOneCommandAreNotRemembered) {
+  const std::string other = TestServer::shared().freshDatabase("terminal");
+  output({"archive", "--database", other, home() + "/mail/1.eml"});
+  EXPECT_THAT(subjects({"list", "--database", other}), ElementsAre("Invoice 12"));
+  EXPECT_THAT(subjects({"list"}), ::testing::SizeIs(3));
+  EXPECT_THAT(output({"connections", "list"}), HasSubstr(other));
+  output({"connections", "add", "Other", "--socket", *TestServer::shared().address().socket,
+          "--user", *TestServer::shared().address().user, "--database", other});
+  EXPECT_THAT(subjects({"list"}), ::testing::SizeIs(3));
+  EXPECT_THAT(subjects({"list", "--connection", "Other"}), ElementsAre("Invoice 12"));
+  output({"connections", "use", "Other"});
+  EXPECT_THAT(subjects({"list"}), ElementsAre("Invoice 12"));
+  output({"connections", "add", "Other", "--port", "3999", "--replace"});
+  EXPECT_THAT(subjects({"list"}), ElementsAre("Invoice 12")) << "the socket was kept";
+  output({"connections", "remove", "Other"});
+  EXPECT_THAT(subjects({"list"}), ::testing::SizeIs(3));
+}
+
+TEST_F(TerminalProgram, ABrowseSearchMayHaveAnyName) {
+  const std::string name = "say \"hi\" \\ bye";
+  output({"search", "--and", "from=carl", "--save", name});
+  output({"searches", "set-browse", name});
+  for (int i = 0; i < 2; ++i) EXPECT_THAT(subjects({"browse"}), ElementsAre("Lunch"));
+  output({"searches", "reset-browse"});
 }
 
 TEST_F(TerminalProgram, TagsAndTakesThemAway) {
