@@ -317,7 +317,7 @@ TEST(LoadedMail, StaysShallowWhateverTheTree) {
        mail(
            multi("mixed", std::vector<std::string>(3000, multi("related", {alternative, kImage})))),
        0, 5},
-      {"texts", mail(multi("mixed", std::vector<std::string>(20000, kPlain))), 0, 20000 * 7 - 2},
+      {"texts", mail(multi("mixed", std::vector<std::string>(9000, kPlain))), 0, 9000 * 7 - 2},
       {"uuencoded files", mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
        Email2::kMaxUuFiles, 0},
       {"beginnings of such", mail(part("text/plain", repeat("begin 6", 100000))), 0, 700000},
