@@ -48,6 +48,8 @@ def make_lookalikes(folder):
     with open(os.path.join(folder, "again.mbox"), "w", newline="") as file:
         for source in sources + sources[::-1]:
             file.write("From feed@example.org Tue Mar  5 10:20:30 2019\n" + source + "\n")
+    for name in os.listdir(folder):
+        os.utime(os.path.join(folder, name), (1e9, 1e9))  # a new file would be left to rest
     return sources
 
 
