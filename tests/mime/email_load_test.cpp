@@ -315,7 +315,7 @@ TEST(LoadedMail, StaysShallowWhateverTheTree) {
        mail(multi("related", std::vector<std::string>(3000, alternative))), 0, 5},
       {"relateds in a mixed",
        mail(
-           multi("mixed", std::vector<std::string>(3000, multi("related", {alternative, kImage})))),
+           multi("mixed", std::vector<std::string>(1500, multi("related", {alternative, kImage})))),
        0, 5},
       {"texts", mail(multi("mixed", std::vector<std::string>(9000, kPlain))), 0, 9000 * 7 - 2},
       {"uuencoded files", mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
