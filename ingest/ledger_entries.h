@@ -63,6 +63,17 @@ struct CutRun {
   bool operator==(const CutRun&) const = default;
 };
 
+/// A source (an account, a mailbox, the import folder) that a run has begun to read and not yet
+/// come to the end of, with the limits of the dates that the run was to take in.
+struct UnfinishedSource {
+  std::string database;
+  std::string source;
+  std::string from;  ///< "YYYY-MM-DD 00:00:00", as is `to`
+  std::string to;
+  std::string startedAt;  ///< of the first run that did not come to its end
+  bool operator==(const UnfinishedSource&) const = default;
+};
+
 struct LedgerSums {
   long met = 0;  ///< messages met; always the sum of the five below
   long archived = 0;

@@ -238,6 +238,23 @@ std::optional<CutRun> parseCut(const std::vector<std::string_view>& fields) {
   return run;
 }
 
+void addUnfinished(std::string& out, const UnfinishedSource& source) {
+  out += kUnfinished;
+  addField(out, source.database);
+  addField(out, source.from);
+  addField(out, source.to);
+  addField(out, source.startedAt);
+  addField(out, source.source);
+  out += '\n';
+}
+
+std::optional<UnfinishedSource> parseUnfinished(const std::vector<std::string_view>& fields) {
+  if (fields.size() != 6) return std::nullopt;
+  return UnfinishedSource{unescapeField(fields[1]), unescapeField(fields[5]),
+                          unescapeField(fields[2]), unescapeField(fields[3]),
+                          unescapeField(fields[4])};
+}
+
 std::string sumsLine(const LedgerSums& sums) {
   std::string line(kSums);
   addField(line, "met=" + std::to_string(sums.met));

@@ -21,8 +21,10 @@
 ///   #settled key                                      an open entry has been dealt with
 ///   #uncut   database  from                           so has a run without an end
 ///   #elsewhere  path                                  another run keeps its ledger there
+///   #unfinished  database  from  to  started  source  reading it has begun
+///   #finished  database  source                       and has come to its end
 ///   #sums    met=1 archived=1 ...
-///   #end     run  how many of #open, #cut and #elsewhere the next run has to see to
+///   #end     run  how many of the above the next run has to see to
 namespace keldane::ledger {
 
 inline constexpr std::string_view kHeader = "#ledger\t1\t";
@@ -34,6 +36,8 @@ inline constexpr std::string_view kLeft = "#left";
 inline constexpr std::string_view kSettled = "#settled";
 inline constexpr std::string_view kUncut = "#uncut";
 inline constexpr std::string_view kElsewhere = "#elsewhere";
+inline constexpr std::string_view kUnfinished = "#unfinished";
+inline constexpr std::string_view kFinished = "#finished";
 inline constexpr std::string_view kSums = "#sums";
 inline constexpr std::string_view kEnd = "#end";
 
@@ -54,6 +58,9 @@ void addEntry(std::string& out, std::string_view word, const OpenEntry& entry);
 [[nodiscard]] std::optional<OpenEntry> parseEntry(const std::vector<std::string_view>& fields);
 void addCut(std::string& out, const CutRun& run);
 [[nodiscard]] std::optional<CutRun> parseCut(const std::vector<std::string_view>& fields);
+void addUnfinished(std::string& out, const UnfinishedSource& source);
+[[nodiscard]] std::optional<UnfinishedSource> parseUnfinished(
+    const std::vector<std::string_view>& fields);
 [[nodiscard]] std::string sumsLine(const LedgerSums& sums);
 
 }  // namespace keldane::ledger

@@ -110,6 +110,16 @@ class StateReader {
       });
     } else if (word == ledger::kElsewhere && fields.size() == 2) {
       state_.elsewhere.push_back(ledger::unescapeField(fields[1]));
+    } else if (word == ledger::kUnfinished) {
+      if (auto source = ledger::parseUnfinished(fields)) {
+        state_.unfinished.push_back(std::move(*source));
+      }
+    } else if (word == ledger::kFinished && fields.size() == 3) {
+      std::erase_if(state_.unfinished,
+                    [database = ledger::unescapeField(fields[1]),
+                     source = ledger::unescapeField(fields[2])](const UnfinishedSource& it) {
+                      return it.database == database && it.source == source;
+                    });
     }
   }
 

@@ -36,6 +36,7 @@ struct LedgerState {
   std::vector<std::uint32_t> byRight;
   std::vector<OpenEntry> open;  ///< in the order in which they were opened
   std::vector<CutRun> cuts;
+  std::vector<UnfinishedSource> unfinished;
   std::vector<std::string> elsewhere;  ///< ledgers of runs that kept theirs in another place
 };
 

@@ -17,7 +17,28 @@ struct Legacy {
   std::vector<OpenEntry> open;
   std::vector<CutRun> cuts;
   std::vector<std::string> elsewhere;
+  std::vector<UnfinishedSource> unfinished;
 };
+
+UnfinishedSource* findSource(Legacy& legacy, const UnfinishedSource& source) {
+  const auto found = std::find_if(
+      legacy.unfinished.begin(), legacy.unfinished.end(), [&source](const UnfinishedSource& it) {
+        return it.database == source.database && it.source == source.source;
+      });
+  return found == legacy.unfinished.end() ? nullptr : &*found;
+}
+
+/// Of two runs over one source, what either has left undone is to be done.
+void adoptSource(Legacy& legacy, UnfinishedSource source) {
+  UnfinishedSource* known = findSource(legacy, source);
+  if (known == nullptr) {
+    legacy.unfinished.push_back(std::move(source));
+    return;
+  }
+  known->from = std::min(known->from, source.from);
+  known->to = std::max(known->to, source.to);
+  known->startedAt = std::min(known->startedAt, source.startedAt);
+}
 
 void adoptCut(Legacy& legacy, CutRun run, const LedgerStart& start) {
   if (run.database.empty()) return;
@@ -45,6 +66,7 @@ void adoptEntry(Legacy& legacy, OpenEntry entry) {
 void adopt(Legacy& legacy, LedgerState state, const LedgerStart& start) {
   for (OpenEntry& entry : state.open) adoptEntry(legacy, std::move(entry));
   for (CutRun& run : state.cuts) adoptCut(legacy, std::move(run), start);
+  for (UnfinishedSource& source : state.unfinished) adoptSource(legacy, std::move(source));
   if (!state.orderly) {
     adoptCut(legacy,
              {state.database, state.greatestId, state.lastClosedId, 0, std::move(state.byRight)},
@@ -66,6 +88,31 @@ void adoptElsewhere(Legacy& legacy, const std::vector<std::string>& paths,
     if (path == ownPath) continue;
     if (!adoptFrom(legacy, path, start)) legacy.elsewhere.push_back(path);
   }
+}
+
+/// Adopts what the ledger that every run looks at knows, when it is another than this run's.
+std::optional<LedgerState> adoptHome(Legacy& legacy, const std::string& path,
+                                     const std::string& realPath, const LedgerStart& start) {
+  if (start.home.empty() || start.home == path || start.home == realPath) return std::nullopt;
+  Result<LedgerState> home = readLedgerState(start.home);
+  if (!home) return std::nullopt;
+  adoptFrom(legacy, start.home, start);
+  adoptElsewhere(legacy, home->elsewhere, realPath, start);
+  return std::move(*home);
+}
+
+/// Begins the sources of this run. Those that it will have finished at its end: a run whose range
+/// is narrower than what earlier ones have left undone finishes nothing.
+std::vector<UnfinishedSource> beginSources(Legacy& legacy, const LedgerStart& start) {
+  std::vector<UnfinishedSource> own;
+  for (const std::string& name : start.sources) {
+    const UnfinishedSource source{start.database, name, start.rangeFrom, start.rangeTo,
+                                  start.startedAt};
+    adoptSource(legacy, source);
+    const UnfinishedSource* merged = findSource(legacy, source);
+    if (merged->from == source.from && merged->to == source.to) own.push_back(source);
+  }
+  return own;
 }
 
 std::string headerLine(const LedgerStart& start, const std::string& runId) {
@@ -134,15 +181,11 @@ Result<void> RunLedger::begin(const std::string& path, const LedgerStart& start)
   const std::vector<std::string> elsewhere = state->elsewhere;
   adopt(legacy, std::move(*state), start);
   adoptElsewhere(legacy, elsewhere, realPath, start);
-  if (!start.home.empty() && start.home != path && start.home != realPath) {
-    Result<LedgerState> homeState = readLedgerState(start.home);
-    if (homeState) {
-      adoptFrom(legacy, start.home, start);
-      adoptElsewhere(legacy, homeState->elsewhere, realPath, start);
-      pointFrom(start.home, *homeState, realPath);
-      legacy.elsewhere.clear();  // home keeps them
-    }
+  if (const auto home = adoptHome(legacy, path, realPath, start)) {
+    pointFrom(start.home, *home, realPath);
+    legacy.elsewhere.clear();  // home keeps them
   }
+  std::vector<UnfinishedSource> ownSources = beginSources(legacy, start);
 
   runId_ = std::to_string(std::time(nullptr)) + "-" + std::to_string(::getpid());
   std::string content = headerLine(start, runId_);
@@ -153,6 +196,7 @@ Result<void> RunLedger::begin(const std::string& path, const LedgerStart& start)
   }
   for (const CutRun& run : legacy.cuts) ledger::addCut(content, run);
   for (const std::string& other : legacy.elsewhere) content += pathLine(other);
+  for (const UnfinishedSource& source : legacy.unfinished) ledger::addUnfinished(content, source);
   const Result<void> restarted = (*file)->restart(content);
   if (!restarted) return Failure{restarted.error()};
 
@@ -161,9 +205,26 @@ Result<void> RunLedger::begin(const std::string& path, const LedgerStart& start)
   greatestId_ = start.greatestId;
   leftOpen_ = std::move(legacy.open);
   cutRuns_ = std::move(legacy.cuts);
-  leftToNext_ = leftOpen_.size() + cutRuns_.size() + legacy.elsewhere.size();
+  ownSources_ = std::move(ownSources);
+  leftToNext_ =
+      leftOpen_.size() + cutRuns_.size() + legacy.elsewhere.size() + legacy.unfinished.size();
   file_ = std::move(*file);
   return {};
+}
+
+std::vector<UnfinishedSource> RunLedger::unfinishedSources(const std::string& path,
+                                                           const std::string& home) {
+  LedgerStart start;
+  start.home = home;
+  Legacy legacy;
+  Result<LedgerState> state = readLedgerState(path);
+  if (state && state->isLedger) {
+    const std::vector<std::string> elsewhere = state->elsewhere;
+    adopt(legacy, std::move(*state), start);
+    adoptElsewhere(legacy, elsewhere, path, start);
+  }
+  adoptHome(legacy, path, path, start);
+  return legacy.unfinished;
 }
 
 void RunLedger::forget() {
@@ -172,6 +233,7 @@ void RunLedger::forget() {
   sums_ = {};
   leftOpen_.clear();
   cutRuns_.clear();
+  ownSources_.clear();
   leftToNext_ = 0;
   unwrittenLines_ = 0;
   greatestId_ = 0;
@@ -198,6 +260,18 @@ void RunLedger::settle(const CutRun& run) {
   line += '\n';
   append(line);
   if (leftToNext_ > 0) --leftToNext_;
+}
+
+void RunLedger::sourcesRead() {
+  for (const UnfinishedSource& source : ownSources_) {
+    std::string line(ledger::kFinished);
+    ledger::addField(line, source.database);
+    ledger::addField(line, source.source);
+    line += '\n';
+    append(line);
+    if (leftToNext_ > 0) --leftToNext_;
+  }
+  ownSources_.clear();
 }
 
 void RunLedger::message(const std::string& path, std::optional<std::uint64_t> offsetBytes) {
@@ -245,6 +319,7 @@ void RunLedger::writeOutcome(LedgerOutcome outcome, std::string_view detail) {
   append(line_);
   openKey_ = 0;
   pending_ = false;
+  if (watcher_) watcher_(outcome, detail);
 }
 
 void RunLedger::notMail(const std::string& path, std::string_view reason) {
@@ -267,6 +342,7 @@ void RunLedger::writeFile(LedgerOutcome outcome, const std::string& path, std::s
   ledger::addField(line, path);
   line += '\n';
   append(line);
+  if (watcher_) watcher_(outcome, reason);
 }
 
 void RunLedger::finish(bool serverLost) {

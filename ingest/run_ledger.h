@@ -2,10 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/result.h"
@@ -21,6 +23,11 @@ struct LedgerStart {
   /// Path of the ledger that every run looks at. A run that keeps its ledger elsewhere leaves a
   /// pointer there, so that its open entries are found all the same. Empty: none.
   std::string home;
+  /// What the run reads, and the limits of the dates that it takes in. The ledger remembers them
+  /// until a run over them has come to its end. Empty: nothing to remember.
+  std::vector<std::string> sources;
+  std::string rangeFrom;
+  std::string rangeTo;
 };
 
 class LedgerFile;
@@ -43,6 +50,15 @@ class RunLedger {
   /// written, when another run holds it, or when it holds something else than a ledger.
   [[nodiscard]] Result<void> begin(const std::string& path, const LedgerStart& start);
   [[nodiscard]] Result<void> begin(const std::string& path, const std::string& database);
+
+  /// Sources that earlier runs have not read to the end, as a run with this ledger and this home
+  /// would find them. Reads only.
+  [[nodiscard]] static std::vector<UnfinishedSource> unfinishedSources(const std::string& path,
+                                                                       const std::string& home);
+
+  /// Called with each outcome when it has been counted and written. Empty: nobody watches.
+  using Watcher = std::function<void(LedgerOutcome outcome, std::string_view detail)>;
+  void watch(Watcher watcher) { watcher_ = std::move(watcher); }
 
   /// Open entries of earlier runs, of any database; those not settled stay in the file.
   [[nodiscard]] const std::vector<OpenEntry>& leftOpen() const { return leftOpen_; }
@@ -68,6 +84,8 @@ class RunLedger {
   void leaveOpen(std::string_view error);
   /// The message at hand has an open entry.
   [[nodiscard]] bool isOpen() const { return openKey_ != 0; }
+  /// Where in its file the message at hand begins; absent when the file is that message.
+  [[nodiscard]] const std::optional<std::uint64_t>& offsetBytes() const { return messageOffset_; }
   /// The message at hand has no outcome yet.
   [[nodiscard]] bool isPending() const { return pending_; }
   /// A file that is not mail.
@@ -77,6 +95,8 @@ class RunLedger {
   /// A file that is left for the next run.
   void postponed(const std::string& path, std::string_view reason);
 
+  /// All sources of this run have been read to their end.
+  void sourcesRead();
   /// Writes the sums and the mark of an orderly end, and lets go of the file. A run that has lost
   /// its server gets no such mark: what the server had taken in last may not have outlived it.
   void finish(bool serverLost = false);
@@ -100,7 +120,8 @@ class RunLedger {
   LedgerSums sums_;
   std::vector<OpenEntry> leftOpen_;
   std::vector<CutRun> cutRuns_;
-  std::size_t leftToNext_ = 0;  ///< open entries, cut runs and pointers that the next run takes on
+  std::vector<UnfinishedSource> ownSources_;  ///< that this run will have finished at its end
+  std::size_t leftToNext_ = 0;                ///< lines that the next run takes on
   long unwrittenLines_ = 0;
   std::uint32_t greatestId_ = 0;
   std::uint64_t nextKey_ = 1;
@@ -108,6 +129,7 @@ class RunLedger {
   std::string messagePath_;
   std::optional<std::uint64_t> messageOffset_;
   bool pending_ = false;
+  Watcher watcher_;
   std::string line_;
 };
 

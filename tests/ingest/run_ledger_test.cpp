@@ -320,6 +320,43 @@ TEST(RunLedger, KeptElsewhereIsFoundFromHome) {
   }
 }
 
+TEST(RunLedger, RemembersASourceUntilARunOfItsRangeHasReadIt) {
+  const TemporaryFolder folder;
+  const std::string home = folder / "Ledger.log";
+  struct Run {
+    const char* name;
+    const char* ledger;
+    std::vector<std::string> sources;
+    const char* from;
+    bool readToTheEnd;
+    bool finishes;
+    std::vector<std::string> left;  ///< "source from"
+  };
+  const Run runs[] = {
+      {"killed", "Ledger.log", {"A", "B"}, "1901", false, false, {"A 1901", "B 1901"}},
+      {"narrower", "Ledger.log", {"A"}, "2020", true, true, {"A 1901", "B 1901"}},
+      {"elsewhere, cancelled", "other", {"C"}, "2021", false, true, {"A 1901", "B 1901", "C 2021"}},
+      {"one of them", "Ledger.log", {"A"}, "1901", true, true, {"B 1901", "C 2021"}},
+      {"import", "Ledger.log", {}, "1901", true, true, {"B 1901", "C 2021"}},
+      {"the rest", "Ledger.log", {"B", "C"}, "1901", true, true, {}},
+  };
+  for (const Run& run : runs) {
+    RunLedger ledger;
+    LedgerStart start = startOf("mail", 0, home);
+    start.sources = run.sources;
+    start.rangeFrom = run.from;
+    start.rangeTo = "2050";
+    beginOrFail(ledger, folder / run.ledger, start);
+    if (run.readToTheEnd) ledger.sourcesRead();
+    if (run.finishes) ledger.finish();
+    std::vector<std::string> left;
+    for (const UnfinishedSource& it : RunLedger::unfinishedSources(home, home)) {
+      left.push_back(it.source + " " + it.from);
+    }
+    EXPECT_THAT(left, ::testing::UnorderedElementsAreArray(run.left)) << run.name;
+  }
+}
+
 TEST(RunLedger, KeptElsewhereByALivingRunIsNotTouched) {
   const TemporaryFolder folder;
   const std::string home = folder / "Ledger.log";
