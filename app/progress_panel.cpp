@@ -1,6 +1,11 @@
 #include "app/progress_panel.h"
 
 namespace keldane {
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenShows{200};
+
+}  // namespace
 
 ProgressPanel::ProgressPanel(UserInterface& ui, MainQueue& mainQueue)
     : ui_(ui), mainQueue_(mainQueue) {}
@@ -18,6 +23,20 @@ void ProgressPanel::doProgressCount(int count, int step) {
       detail = detail_;
     }
     ui_.progressChanged(count, detail);
+  });
+}
+
+void ProgressPanel::showReading(const ReadingProgress& progress) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - shown_ < kBetweenShows && progress.files < progress.allFiles) return;
+  shown_ = now;
+  mainQueue_.post([this, progress] {
+    std::string detail;
+    {
+      std::lock_guard lock(mutex_);
+      detail = detail_;
+    }
+    ui_.readingProgress(progress, detail);
   });
 }
 

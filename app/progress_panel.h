@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
 
@@ -20,6 +21,8 @@ class ProgressPanel {
   /// Shows the count, and the detail as it stands when the main thread gets to it, whenever `count`
   /// is a multiple of `step` (with a step of 0, when the count is 0).
   void doProgressCount(int count, int step);
+  /// Shows how far a run has come, a few times a second at most and at its end.
+  void showReading(const ReadingProgress& progress);
   /// Date and subject of the message at hand.
   void setDetail(const std::string& date, const std::string& subject);
 
@@ -28,6 +31,7 @@ class ProgressPanel {
   MainQueue& mainQueue_;
   std::mutex mutex_;
   std::string detail_;
+  std::chrono::steady_clock::time_point shown_;  ///< of the thread that reads
 };
 
 }  // namespace keldane

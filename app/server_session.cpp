@@ -153,6 +153,10 @@ class MysqlSession : public ServerSession {
     return handle_ == nullptr ? std::string() : mysql_error(handle_);
   }
 
+  [[nodiscard]] unsigned errorNumber() const override {
+    return handle_ == nullptr ? 0 : mysql_errno(handle_);
+  }
+
   [[nodiscard]] bool selectDatabase(const std::string& name) override {
     return ready() && mysql_select_db(handle_, name.c_str()) == 0;
   }

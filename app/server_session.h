@@ -72,6 +72,8 @@ class ServerSession {
   [[nodiscard]] virtual bool query(const std::string& sql) = 0;
   /// The client library's text for the last failure, empty when there was none.
   [[nodiscard]] virtual std::string error() const = 0;
+  /// The client library's number for it; 0 when there was none.
+  [[nodiscard]] virtual unsigned errorNumber() const = 0;
   [[nodiscard]] virtual bool selectDatabase(const std::string& name) = 0;
   /// The answer of the last statement, fetched whole; null when it has none.
   [[nodiscard]] virtual std::unique_ptr<ResultRows> storeResult() = 0;

@@ -50,6 +50,7 @@ class RecordingSession : public ServerSession {
     tape_.put(kQuery, sql);
     return below_->query(sql);
   }
+  unsigned errorNumber() const override { return below_->errorNumber(); }
   std::string error() const override { return below_->error(); }
   bool selectDatabase(const std::string& name) override { return below_->selectDatabase(name); }
   std::unique_ptr<ResultRows> storeResult() override { return below_->storeResult(); }

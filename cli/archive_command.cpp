@@ -11,6 +11,7 @@
 #include "cli/day_text.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
+#include "cli/run_report.h"
 
 namespace keldane {
 namespace {
@@ -38,35 +39,6 @@ void setDay(const std::string& text, std::string& year, std::string& month, std:
   day = read->day;
 }
 
-nlohmann::ordered_json summaryJson(const LedgerSums& sums, int processed, int archived,
-                                   int duplicates) {
-  return {{"processed", processed},
-          {"archived", archived},
-          {"duplicates", duplicates},
-          {"ledger",
-           {{"met", sums.met},
-            {"archived", sums.archived},
-            {"duplicates", sums.duplicates},
-            {"excluded", sums.excluded},
-            {"dropped", sums.dropped},
-            {"failed", sums.failed},
-            {"notMail", sums.notMail},
-            {"unreadable", sums.unreadable},
-            {"postponed", sums.postponed}}}};
-}
-
-/// The three numbers of the summary's lines, which outlive the counters of the run.
-std::array<int, 3> summaryNumbers(const std::string& summary) {
-  std::array<int, 3> numbers{};
-  std::size_t next = 0;
-  for (const std::string& line : split(summary, "\n")) {
-    const std::size_t colon = line.find(": ");
-    if (colon == std::string::npos || next == numbers.size()) continue;
-    numbers[next++] = leadingInt(std::string_view(line).substr(colon + 2));
-  }
-  return numbers;
-}
-
 /// Absolute paths of what is to be imported. Empty, and a message, when one of them is not there.
 std::vector<AcctsRow> importRows(const std::vector<std::string>& paths, Program& program) {
   std::vector<AcctsRow> rows;
@@ -85,25 +57,13 @@ std::vector<AcctsRow> importRows(const std::vector<std::string>& paths, Program&
 }
 
 void report(const ArchiveOptions& options, const ArchiveRun& run, Program& program) {
-  const LedgerSums& sums = run.lastSums();
   if (options.json) {
-    const auto [processed, archived, duplicates] = summaryNumbers(run.lastSummary());
-    printJson(summaryJson(sums, processed, archived, duplicates));
+    printJson(runSummaryJson(run.lastReport()));
   } else {
-    std::fputs(run.lastSummary().c_str(), stdout);
+    printRunSummary(run.lastReport());
   }
   std::fflush(stdout);
-  if (const std::string lost = run.lostServerError(); !lost.empty()) {
-    program.exitStatus = program.fail(fmt::format(
-        "the server went away during the run: {}\nWhat was stored before is safe. Run the same "
-        "command again: it goes on where this run was cut off.",
-        lost));
-  } else if (sums.failed != 0) {
-    program.exitStatus = program.fail(
-        fmt::format("{} message{} could not be stored; `keldane logs ledger --only failed` tells "
-                    "which and why",
-                    sums.failed, sums.failed == 1 ? "" : "s"));
-  }
+  if (!reportRunProblems(run)) program.exitStatus = kExitFailed;
   if (interruptCount() > 0) program.exitStatus = kExitInterrupted;
 }
 
@@ -113,8 +73,8 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   watchInterrupts();
   KeldaneController* controller =
       program.connected(options.connection, options.database, Opening::create);
-  if (controller == nullptr) {
-    program.exitStatus = kExitFailed;
+  if (controller == nullptr || interruptCount() > 0) {
+    program.exitStatus = interruptCount() > 0 ? kExitInterrupted : kExitFailed;
     return;
   }
   ArchiveRun& run = controller->archiveRun();
@@ -124,6 +84,7 @@ void runArchive(const ArchiveOptions& options, Program& program) {
     controller->sources().importMode = true;
   } else {
     run.setStoreDate();
+    if (options.from.empty() && !run.goingOn().empty()) program.terminal.notice(run.goingOn());
   }
   setDay(options.from, run.form.beginStoreYr, run.form.beginStoreMo, run.form.beginStoreDa);
   setDay(options.to, run.form.endStoreYr, run.form.endStoreMo, run.form.endStoreDa);

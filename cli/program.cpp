@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "app/existing_archive.h"
+#include "cli/run_report.h"
 
 namespace keldane {
 namespace {
@@ -20,8 +21,13 @@ namespace {
 std::atomic<int> interrupts = 0;
 static_assert(std::atomic<int>::is_always_lock_free, "touched by a signal handler");
 
+/// The main thread looks at the interrupts itself.
+std::atomic<bool> watched = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "touched by a signal handler");
+
 void onInterrupt(int) {
-  if (++interrupts > 1) _exit(kExitInterrupted);
+  const int count = ++interrupts;
+  if (count > 2 || (count > 1 && !watched)) _exit(kExitInterrupted);
 }
 
 }  // namespace
@@ -96,14 +102,24 @@ KeldaneController* Program::connected(const std::string& connectionName,
 }
 
 void Program::runUntil(const std::function<bool()>& done) {
-  bool cancelled = false;
+  bool told = false;
+  watched = true;
   queue.runUntil([&] {
-    if (!cancelled && interruptCount() > 0) {
-      cancelled = true;
-      if (controller_) controller_->archiveRun().cancelParse();
+    if (!controller_ || interruptCount() == 0) return done();
+    ArchiveRun& run = controller_->archiveRun();
+    if (interruptCount() > 1) {
+      // The worker may hang in a statement for long, so nothing waits for it.
+      run.logInterrupted();
+      _exit(kExitInterrupted);
     }
+    if (!told) {
+      terminal.notice("Stopping after the message at hand; press Ctrl-C again to end at once.");
+      run.interrupt();
+    }
+    told = true;
     return done();
   });
+  watched = false;
 }
 
 int Program::runUnattended() {
@@ -113,12 +129,18 @@ int Program::runUnattended() {
   terminal.showsInformation = true;  // what stops a run before it starts must be seen
   made.applicationDidFinishLaunching();
   terminal.showsInformation = false;
-  if (!made.connections().isConnected()) return kExitFailed;
+  if (!made.connections().isConnected()) {
+    return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
+  }
+  if (!made.archiveRun().goingOn().empty()) terminal.notice(made.archiveRun().goingOn());
   runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
-  if (interruptCount() > 0) return kExitInterrupted;
   // A start that was refused has no summary; its alert has told why.
-  const bool ran = !made.archiveRun().lastSummary().empty();
-  return ran && made.archiveRun().lostServerError().empty() ? kExitDone : kExitFailed;
+  if (made.archiveRun().lastSummary().empty()) {
+    return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
+  }
+  const bool isSound = reportRunProblems(made.archiveRun());
+  if (interruptCount() > 0) return kExitInterrupted;
+  return isSound ? kExitDone : kExitFailed;
 }
 
 int Program::finishOutput() {

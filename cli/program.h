@@ -35,7 +35,8 @@ class Program {
   KeldaneController* connected(const std::string& connectionName = "",
                                const std::string& databaseName = "",
                                Opening opening = Opening::existing);
-  /// Runs the main queue until `done`, and ends the run under way on the first interrupt.
+  /// Runs the main queue until `done`. The first interrupt ends the run under way after its message
+  /// at hand, the second one the program.
   void runUntil(const std::function<bool()>& done);
   /// A whole unattended run, as the schedule starts it.
   int runUnattended();

@@ -1,6 +1,7 @@
 #include "cli/terminal_interface.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include <fmt/format.h>
@@ -11,6 +12,42 @@
 #include "cli/text_table.h"
 
 namespace keldane {
+namespace {
+
+/// Before that much is done, the rest cannot be guessed.
+constexpr double kLeastShare = 0.01;
+constexpr double kLeastSeconds = 2;
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::string withCommas(std::size_t number) {
+  std::string digits = std::to_string(number);
+  for (std::size_t at = digits.size(); at > 3;) digits.insert(at -= 3, ",");
+  return digits;
+}
+
+std::string timeText(double seconds) {
+  if (seconds < 60) return fmt::format("{:.0f} s", seconds);
+  if (seconds < 5400) return fmt::format("{:.0f} min", seconds / 60);
+  return fmt::format("{:.1f} h", seconds / 3600);
+}
+
+}  // namespace
+
+std::string readingLine(const ReadingProgress& progress, double seconds) {
+  std::string line =
+      progress.allFiles == 1
+          ? withCommas(static_cast<std::size_t>(progress.messages)) + " messages"
+          : withCommas(progress.files) + " of " + withCommas(progress.allFiles) + " files";
+  line += fmt::format(", {:.0f} %", std::floor(progress.share * 100));
+  if (progress.share >= kLeastShare && progress.share < 1 && seconds >= kLeastSeconds) {
+    const double rest = seconds * (1 - progress.share) / progress.share;
+    line += ", about " + timeText(std::max(rest, 1.0)) + " left";
+  }
+  return line;
+}
 
 TerminalInterface::TerminalInterface()
     : canShowProgress_(::isatty(STDERR_FILENO) != 0 && terminalTakesEscapes()) {}
@@ -26,6 +63,7 @@ int TerminalInterface::alert(const Alert& alert) {
 
 void TerminalInterface::progressStarted(std::string_view title) {
   started_ = std::chrono::steady_clock::now();
+  readingShown_ = false;
   if (!canShowProgress_ || quiet) return;
   clearLine();
   std::fputs(fitToWidth(title, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr);
@@ -34,15 +72,27 @@ void TerminalInterface::progressStarted(std::string_view title) {
 }
 
 void TerminalInterface::progressChanged(int count, std::string_view detail) {
+  if (!canShowProgress_ || quiet || readingShown_) return;
+  const double perSecond = count / std::max(secondsSince(started_), 0.001);
+  showLine(fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail)));
+}
+
+void TerminalInterface::readingProgress(const ReadingProgress& progress, std::string_view detail) {
   if (!canShowProgress_ || quiet) return;
-  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started_;
-  const double perSecond = count / std::max(passed.count(), 0.001);
-  const std::string line =
-      fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail));
+  readingShown_ = true;
+  showLine(readingLine(progress, secondsSince(started_)) + "  " + printable(detail));
+}
+
+void TerminalInterface::showLine(const std::string& line) {
   clearLine();
   std::fputs(fitToWidth(line, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr);
   std::fflush(stderr);
   lineShown_ = true;
+}
+
+void TerminalInterface::notice(std::string_view line) {
+  clearLine();
+  std::fputs((std::string(line) + "\n").c_str(), stderr);
 }
 
 void TerminalInterface::progressEnded() { clearLine(); }

@@ -7,6 +7,10 @@
 
 namespace keldane {
 
+/// "1,234 of 6,046 files, 20 %, about 3 min left": how far a run has come in so many seconds. A
+/// single file shows its messages. No guess is made before there is something to go by.
+[[nodiscard]] std::string readingLine(const ReadingProgress& progress, double seconds);
+
 /// The face of the terminal program: alerts go to standard error and take their first button, the
 /// progress line is drawn there when it is a terminal, and there are no panels.
 class TerminalInterface : public UserInterface {
@@ -26,7 +30,11 @@ class TerminalInterface : public UserInterface {
   void progressStarted(std::string_view title) override;
   void progressChanged(int count, std::string_view detail) override;
   void progressEnded() override;
+  void readingProgress(const ReadingProgress& progress, std::string_view detail) override;
   void showText(std::string_view title, std::string_view text) override;
+
+  /// A line on standard error, in place of the progress line.
+  void notice(std::string_view line);
 
   /// No progress line, whatever standard error is.
   bool quiet = false;
@@ -36,9 +44,11 @@ class TerminalInterface : public UserInterface {
 
  private:
   void clearLine();
+  void showLine(const std::string& line);
 
   const bool canShowProgress_;
   bool lineShown_ = false;
+  bool readingShown_ = false;  ///< the line tells of a run's reading, which the count would cover
   std::chrono::steady_clock::time_point started_;
 };
 

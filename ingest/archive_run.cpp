@@ -1,7 +1,9 @@
 #include "ingest/archive_run.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,8 +20,13 @@ constexpr std::string_view kStoreLogEnding = ".storelog";
 constexpr const char* kRunLog = "Keldane.log";
 constexpr const char* kDuplicatesLog = "Duplicates.log";
 constexpr const char* kLedger = "Ledger.log";
+constexpr const char* kAllAccounts = "all accounts";
 /// Above every id of a first run.
 constexpr std::uint32_t kNoFirstId = 9999999;
+
+bool holds(const std::vector<std::string>& list, const std::string& what) {
+  return std::find(list.begin(), list.end(), what) != list.end();
+}
 
 std::string textOf(const std::string& path) {
   const Result<std::string> text = readFile(path);
@@ -29,7 +36,9 @@ std::string textOf(const std::string& path) {
 }  // namespace
 
 ArchiveRun::ArchiveRun(Context context, Callbacks callbacks)
-    : context_(context), callbacks_(std::move(callbacks)) {}
+    : context_(context),
+      callbacks_(std::move(callbacks)),
+      watch_(context_.session, ledger_, context_.progress) {}
 
 ArchiveRun::~ArchiveRun() { abandon(); }
 
@@ -53,6 +62,7 @@ void ArchiveRun::setStoreDate() {
     return;
   }
   beginWithNewest(form, fetchFirstCell(context_.session), context_.environment.now());
+  beginWithUnfinished();
   context_.progress.close();
   if (context_.process.unattendedRun != 0) {
     parseEmail();
@@ -61,9 +71,53 @@ void ArchiveRun::setStoreDate() {
   }
 }
 
+void ArchiveRun::beginWithUnfinished() {
+  goingOn_.clear();
+  const std::vector<std::string> sources = sourcesOfRun();
+  const std::string begin = rangeOf(form).rangeStartText;
+  const UnfinishedSource* earliest = nullptr;
+  const auto unfinished = RunLedger::unfinishedSources(ledgerFile(), supportPath(kLedger));
+  for (const UnfinishedSource& source : unfinished) {
+    const bool isChosen = holds(sources, source.source) || holds(sources, kAllAccounts);
+    if (source.database != ledgerDatabase() || !isChosen) continue;
+    if (earliest == nullptr || source.from < earliest->from) earliest = &source;
+  }
+  if (earliest == nullptr) return;
+  goingOn_ = "Going on with the unfinished run of " + earliest->startedAt + ".";
+  if (earliest->from < begin) beginAt(form, earliest->from);
+}
+
+/// As the ledger names them; empty for files and folders that are named for one run.
+std::vector<std::string> ArchiveRun::sourcesOfRun() const {
+  const Settings& settings = context_.settings;
+  std::vector<std::string> sources;
+  if (context_.sources.importMode) return sources;
+  if (settings.archive.mailboxesState != 0) {
+    for (const std::string& mailbox : settings.selectedMailboxes) {
+      sources.push_back("mailbox " + mailbox);
+    }
+  } else {
+    // Accounts that nobody has chosen yet are all of them, and get their names at the start.
+    if (settings.selectedAccounts.empty()) sources.emplace_back(kAllAccounts);
+    for (const std::string& account : settings.selectedAccounts) {
+      sources.push_back("account " + account);
+    }
+  }
+  if (settings.archive.importFolderState != 0) {
+    sources.push_back("folder " + settings.archive.importFolderPath);
+  }
+  return sources;
+}
+
 void ArchiveRun::cancelStore() { context_.ui.closePanel("storeDatePanel"); }
 
 void ArchiveRun::cancelParse() { context_.process.cancelFlag = 1; }
+
+void ArchiveRun::interrupt() {
+  if (!running_) return;
+  interrupted_ = true;
+  cancelParse();
+}
 
 void ArchiveRun::parseEmail() {
   if (!running_) static_cast<void>(startPass());
@@ -123,6 +177,10 @@ void ArchiveRun::startCounters() {
   counters_.duplicateCount = 0;
   counters_.lastStoredId = 0;
   counters_.firstStoredId = kNoFirstId;
+  report_ = {};
+  watch_.reset();
+  isWhole_ = true;
+  interrupted_ = false;
   const std::lock_guard lock(lostServerMutex_);
   lostServerError_.clear();
 }
@@ -202,6 +260,10 @@ std::string ArchiveRun::ledgerDatabase() const {
   return text;
 }
 
+std::string ArchiveRun::ledgerFile() const {
+  return ledgerPath.empty() ? supportPath(kLedger) : ledgerPath;
+}
+
 bool ArchiveRun::beginLedger() {
   if (!context_.session.query("SELECT MAX(id) FROM email")) {
     context_.ui.alert(
@@ -214,9 +276,11 @@ bool ArchiveRun::beginLedger() {
   start.database = ledgerDatabase();
   start.startedAt = localDateTime(context_.environment.now());
   start.home = supportPath(kLedger);
+  start.sources = sourcesOfRun();
+  start.rangeFrom = range_.rangeStartText;
+  start.rangeTo = range_.rangeEndText;
   const Result<void> folder = makeFolders(supportFolder(context_.process));
-  const Result<void> begun =
-      folder ? ledger_.begin(ledgerPath.empty() ? start.home : ledgerPath, start) : folder;
+  const Result<void> begun = folder ? ledger_.begin(ledgerFile(), start) : folder;
   if (!begun) {
     context_.ui.alert({"No ledger",
                        "The run has not been started, because its ledger cannot be kept. " +
@@ -232,9 +296,16 @@ void ArchiveRun::openLogs() {
   ProcessState& process = context_.process;
   const bool onDesktop = process.unattendedRun != 0 && context_.settings.user.leaveLogState != 0;
   const std::string& database = context_.database.dbPath;
-  const std::string folder = onDesktop ? process.homePath + "/Desktop" : process.workFolder;
-  process.storeLogPath = folder + "/" + database + std::string(kStoreLogEnding);
+  const std::string name = "/" + database + std::string(kStoreLogEnding);
+  process.storeLogPath = (onDesktop ? process.homePath + "/Desktop" : process.workFolder) + name;
   storeLog_.openForAppend(process.storeLogPath);
+  if (onDesktop && !storeLog_.isOpen()) {
+    const std::string wanted = process.storeLogPath;
+    process.storeLogPath = supportFolder(process) + name;
+    storeLog_.openForAppend(process.storeLogPath);
+    std::fprintf(stderr, "The log of this run cannot be kept in %s; it is in %s\n", wanted.c_str(),
+                 process.storeLogPath.c_str());
+  }
   process.logFilePath = process.workFolder + "/" + database + ".log";
 }
 
@@ -259,6 +330,7 @@ void ArchiveRun::startWorker() {
       .message = message_,
       .counters = counters_,
       .ledger = ledger_,
+      .watch = watch_,
       .repair = *repair_,
       .range = range_,
       .attachSizeBytes = attachSizeBytes_,
@@ -267,8 +339,14 @@ void ArchiveRun::startWorker() {
       .debugLog = debugLog_,
       .repairsFirst = !running_,
       .getMailboxNames = callbacks_.getMailboxNames,
-      .doConnect = [this] { context_.connections.doConnect(); },
+      .doConnect =
+          [this] {
+            context_.connections.doConnect();
+            return context_.connections.isConnected();
+          },
       .serverLost = [this](const std::string& error) { noteLostServer(error); },
+      .leftInFolder = [this](LeftInFolder left) { report_.left = std::move(left); },
+      .walkEnded = [this](bool isWhole) { isWhole_ = isWhole_ && isWhole; },
       .taskCompleted = [this] { taskCompleted(); }};
   // In a second pass, the worker of the first is waiting for the call that we are in.
   previousWorker_ = std::move(worker_);
@@ -282,8 +360,11 @@ void ArchiveRun::startWorker() {
 void ArchiveRun::taskCompleted() {
   context_.progress.close();
   if (context_.process.unattendedRun == 0) context_.ui.closePanel("ProgressPanel");
-  const bool importFolderNext =
-      context_.settings.archive.importFolderState != 0 && !context_.sources.importMode;
+  // A walk that was cancelled is followed by the import folder all the same; after Ctrl-C, or with
+  // a server that stores no more, nothing is.
+  const bool importFolderNext = context_.settings.archive.importFolderState != 0 &&
+                                !context_.sources.importMode && !interrupted_ &&
+                                !watch_.isStopped();
   if (importFolderNext && startImportFolderPass()) return;
   report();
 }
@@ -300,6 +381,7 @@ bool ArchiveRun::startImportFolderPass() {
   // Nothing will come back from a pass that has not begun, so the run ends here with its report,
   // and the folder keeps its files.
   storeLog_.openForAppend(context_.process.storeLogPath);
+  isWhole_ = false;
   return false;
 }
 
@@ -326,6 +408,8 @@ void ArchiveRun::report() {
   }
   const RunTotals totals{counters_.processedCount, counters_.archivedCount,
                          counters_.duplicateCount};
+  report_.totals = totals;
+  fillReport();
   lastSummary_ = runSummary(totals);
   storeLog_.write(storeLogSummary(totals, debugLog));
   storeLog_.close();
@@ -341,8 +425,22 @@ void ArchiveRun::report() {
   if (process.unattendedRun != 0 && callbacks_.terminate) callbacks_.terminate();
 }
 
+void ArchiveRun::fillReport() {
+  report_.sums = lastSums_;
+  report_.differing = watch_.differing();
+  report_.noMessages = watch_.noMessages();
+  report_.interrupted = interrupted_;
+  const std::optional<StopReason>& stop = watch_.stopReason();
+  if (stop && !stop->serverLost) report_.stoppedBy = stop->text;
+  lastReport_ = report_;
+}
+
 void ArchiveRun::closeLedger() {
+  const std::optional<StopReason>& stop = watch_.stopReason();
+  if (stop && stop->serverLost && lostServerError().empty()) noteLostServer(stop->text);
   const bool serverLost = !lostServerError().empty();
+  // What was being written is left to the next run, so that must not begin behind it.
+  if (isWhole_ && !watch_.isStopped() && ledger_.sums().postponed == 0) ledger_.sourcesRead();
   if (repair_ && !serverLost) repair_->finish();
   ledger_.finish(serverLost);
   lastSums_ = ledger_.sums();
@@ -374,13 +472,22 @@ void ArchiveRun::announce(const std::string& summary) {
 
 void ArchiveRun::writeRunLogs(const RunTotals& totals) {
   const std::string date = dateDefaultText(context_.environment.now());
-  const bool written =
-      rewriteRunLog(pathForLogFile(kRunLog), date, totals) &&
+  const bool runWritten = rewriteRunLog(pathForLogFile(kRunLog), date, totals);
+  const bool duplicatesWritten =
       rewriteDuplicatesLog(pathForLogFile(kDuplicatesLog), date, duplicateLogText_);
-  if (!written) {
+  if (!runWritten || !duplicatesWritten) {
     std::fprintf(stderr, "The logs in %s cannot be written\n",
                  supportFolder(context_.process).c_str());
   }
+}
+
+void ArchiveRun::logInterrupted() {
+  if (!running_) return;
+  const RunTotals totals{counters_.processedCount, counters_.archivedCount,
+                         counters_.duplicateCount};
+  // What fails leaves the log as it was; nobody is there to be told.
+  static_cast<void>(
+      rewriteRunLog(pathForLogFile(kRunLog), dateDefaultText(context_.environment.now()), totals));
 }
 
 // The logs.

@@ -16,6 +16,7 @@
 #include "ingest/run_counters.h"
 #include "ingest/run_ledger.h"
 #include "ingest/run_logs.h"
+#include "ingest/run_watch.h"
 #include "ingest/store_date.h"
 #include "ingest/tag_rules.h"
 #include "platform/environment.h"
@@ -27,6 +28,18 @@ namespace keldane {
 
 class ArchiveWorker;
 class CutOffRepair;
+
+/// How the last run went, beside the sums of its ledger.
+struct RunReport {
+  RunTotals totals;
+  LedgerSums sums;
+  long differing = 0;   ///< archived ones that differ from a message of the same date and addresses
+  long noMessages = 0;  ///< of those left out, what was no mail message
+  bool interrupted = false;  ///< ended by the user before all was read
+  /// Why the run was ended before all was read; empty when it was not.
+  std::string stoppedBy;
+  LeftInFolder left;  ///< in the import folder, when it was to be emptied
+};
 
 /// One pass over the chosen mail, from the user's start to the final report: date range, checks,
 /// the worker thread, cancelling, the second pass for the import folder, logs and summary.
@@ -70,6 +83,12 @@ class ArchiveRun {
   void parseEmail();
   void cancelStore();
   void cancelParse();
+  /// The same of a user who wants the program back: the run ends after the message at hand, and no
+  /// second pass begins.
+  void interrupt();
+  /// Leaves the line of the run under way in `Keldane.log`, for a program that is about to end
+  /// without waiting for its worker.
+  void logInterrupted();
   void taskCompleted();
   void viewLogFile();
   void viewDuplicateLog();
@@ -87,6 +106,12 @@ class ArchiveRun {
   [[nodiscard]] const std::string& lastSummary() const { return lastSummary_; }
   /// Of the last run that has ended.
   [[nodiscard]] const LedgerSums& lastSums() const { return lastSums_; }
+  [[nodiscard]] const RunReport& lastReport() const { return lastReport_; }
+  /// Where the ledger of the last run lies.
+  [[nodiscard]] const std::string& lastLedgerPath() const { return ledger_.path(); }
+  /// "Going on with the unfinished run of ...", when `setStoreDate` has made the range begin where
+  /// that run began; else empty.
+  [[nodiscard]] const std::string& goingOn() const { return goingOn_; }
   /// The last error text of a server that was lost during the run; empty when none was.
   [[nodiscard]] std::string lostServerError() const;
   /// What the run is about to do, in a sentence or two, made at its start. No face shows it so far.
@@ -103,6 +128,8 @@ class ArchiveRun {
   [[nodiscard]] bool isSecondPass() const;
   [[nodiscard]] bool startPass();
   void startCounters();
+  void beginWithUnfinished();
+  [[nodiscard]] std::vector<std::string> sourcesOfRun() const;
   [[nodiscard]] bool somethingSelected();
   void adoptCheckedAccounts();
   void composeConfirmation();
@@ -114,12 +141,14 @@ class ArchiveRun {
   [[nodiscard]] bool startImportFolderPass();
   void report();
   void closeLedger();
+  void fillReport();
   void showStoredMessages();
   void announce(const std::string& summary);
   void writeRunLogs(const RunTotals& totals);
   void noteLostServer(const std::string& error);
   [[nodiscard]] bool databaseOpened();
   [[nodiscard]] std::string supportPath(const std::string& name) const;
+  [[nodiscard]] std::string ledgerFile() const;
   [[nodiscard]] std::string ledgerDatabase() const;
 
   Context context_;
@@ -128,6 +157,7 @@ class ArchiveRun {
   CurrentMessage message_;
   std::vector<TagRule> runRules_;  ///< as the worker under way sees them
   RunLedger ledger_;
+  RunWatch watch_;
   std::unique_ptr<CutOffRepair> repair_;
   RunRange range_;
   double attachSizeBytes_ = 0;
@@ -135,6 +165,11 @@ class ArchiveRun {
   std::string confirmationText_;
   std::string lastSummary_;
   LedgerSums lastSums_;
+  RunReport lastReport_;
+  RunReport report_;  ///< of the run under way
+  std::string goingOn_;
+  bool isWhole_ = true;  ///< every pass so far has read all
+  std::atomic<bool> interrupted_ = false;
   LogFile storeLog_;
   LogFile debugLog_;
   std::atomic<bool> running_ = false;

@@ -1,6 +1,9 @@
 #include "ingest/archive_worker.h"
 
+#include <chrono>
 #include <exception>
+#include <memory>
+#include <thread>
 #include <utility>
 
 #include "base/text.h"
@@ -20,7 +23,7 @@ ArchiveWorker::ArchiveWorker(Context context)
               .keepDiffering = context_.settings.user.keepDiffering,
               .declaredCharsets = context_.settings.user.declaredCharsets,
               .duplicateLogText = context_.duplicateLogText,
-              .doConnect = [this] { return onMainThread(context_.doConnect); },
+              .doConnect = [this] { return reconnect(); },
               .serverLost = context_.serverLost,
               .repair = &context_.repair}),
       reader_({.process = context_.process,
@@ -39,16 +42,21 @@ ArchiveWorker::ArchiveWorker(Context context)
                .storeEmail = [this](int partCount) { store_.storeEmail(partCount); },
                .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
                .guarded = [this](const std::function<void()>& work) { guarded(work); },
-               .isLetGo = [this] { return pass_.isLetGo(); },
+               .isLetGo = [this] { return mustEnd(); },
                .declaredCharsets = context_.settings.user.declaredCharsets != 0}),
       walk_({.process = context_.process,
              .settings = context_.settings,
              .sources = context_.sources,
              .reader = reader_,
              .ledger = context_.ledger,
+             .watch = context_.watch,
+             .session = context_.session,
+             .environment = context_.environment,
              .getMailboxNames = [this] { onMainThread(context_.getMailboxNames); },
              .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
-             .isLetGo = [this] { return pass_.isLetGo(); }}),
+             .isLetGo = [this] { return mustEnd(); },
+             .pause = [this](int seconds) { pause(seconds); },
+             .leftInFolder = context_.leftInFolder}),
       pass_(context_.mainQueue) {}
 
 void ArchiveWorker::start() {
@@ -56,11 +64,14 @@ void ArchiveWorker::start() {
 }
 
 void ArchiveWorker::work() {
-  guarded([this] {
+  bool isWhole = false;
+  guarded([this, &isWhole] {
     const SessionClaim claim(context_.session);
     if (context_.repairsFirst) context_.repair.run();
-    walk_.getEmailPaths();
+    isWhole = walk_.getEmailPaths();
   });
+  context_.watch.beginWalk(0, nullptr);
+  context_.walkEnded(isWhole);
   pass_.onMainThread(context_.taskCompleted);
 }
 
@@ -69,6 +80,20 @@ bool ArchiveWorker::onMainThread(const std::function<void()>& task) {
     const SessionClaim claim(context_.session);
     task();
   });
+}
+
+bool ArchiveWorker::reconnect() {
+  if (context_.process.cancelFlag != 0) return false;
+  // Shared: when the program ends meanwhile, the task is left running.
+  const auto connected = std::make_shared<bool>(false);
+  return onMainThread([this, connected] { *connected = context_.doConnect(); }) && *connected;
+}
+
+void ArchiveWorker::pause(int seconds) const {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  while (std::chrono::steady_clock::now() < end && !pass_.isLetGo()) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
 }
 
 void ArchiveWorker::guarded(const std::function<void()>& work) {
@@ -90,6 +115,9 @@ void ArchiveWorker::fail(const std::string& reason) {
     ledger.leaveOpen(reason);
   } else if (ledger.isPending()) {
     ledger.close(LedgerOutcome::failed, reason);
+  } else {
+    // Outside a message: what has not been read by now is not read at all.
+    ledger.unreadable(context_.message.currentPath, "the reading ended here: " + reason);
   }
 }
 

@@ -17,6 +17,7 @@
 #include "ingest/run_counters.h"
 #include "ingest/run_ledger.h"
 #include "ingest/run_logs.h"
+#include "ingest/run_watch.h"
 #include "ingest/tag_rules.h"
 
 namespace keldane {
@@ -39,6 +40,7 @@ class ArchiveWorker {
     CurrentMessage& message;
     RunCounters& counters;
     RunLedger& ledger;
+    RunWatch& watch;
     CutOffRepair& repair;
     const RunRange& range;
     const double& attachSizeBytes;
@@ -47,8 +49,12 @@ class ArchiveWorker {
     LogFile& debugLog;
     bool repairsFirst = false;  ///< the first pass of a run
     std::function<void()> getMailboxNames;
-    std::function<void()> doConnect;
+    /// Connects anew, on the main thread; false when there is no session then.
+    std::function<bool()> doConnect;
     std::function<void(const std::string& error)> serverLost;
+    std::function<void(LeftInFolder)> leftInFolder;
+    /// The walk of this pass has ended, on the worker; false: before all was read.
+    std::function<void(bool isWhole)> walkEnded;
     /// Called on the main thread, while the worker waits.
     std::function<void()> taskCompleted;
   };
@@ -64,6 +70,10 @@ class ArchiveWorker {
   /// Runs the task on the main thread, which has the session until its end, and waits for it. False
   /// when the worker has been let go instead.
   bool onMainThread(const std::function<void()>& task);
+  /// No further message is to be read.
+  [[nodiscard]] bool mustEnd() const { return pass_.isLetGo() || context_.watch.isStopped(); }
+  void pause(int seconds) const;
+  [[nodiscard]] bool reconnect();
   void guarded(const std::function<void()>& work);
   void fail(const std::string& reason);
 

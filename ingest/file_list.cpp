@@ -36,24 +36,19 @@ EntryKind kindOf(const std::string& path, unsigned char type) {
   return isLink ? EntryKind::linkToFolder : EntryKind::folder;
 }
 
-/// Links to folders are left out. `withSlash` ends in a slash.
-std::vector<Entry> entriesOf(const std::string& withSlash, const FileList::Complaint& complaint) {
+/// The entries of a folder that is open, in order; links to folders go to `links`.
+std::vector<Entry> entriesOf(DIR* folder, const std::string& withSlash,
+                             std::vector<std::string>& links) {
   std::vector<Entry> entries;
-  const std::unique_ptr<DIR, CloseFolder> folder(::opendir(withSlash.c_str()));
-  if (!folder) {
-    if (errno != ENOENT && complaint) {
-      complaint("Unable to read folder: " + std::generic_category().message(errno) + ", " +
-                printable(withSlash) + "\n");
-    }
-    return entries;
-  }
-  while (const dirent* entry = ::readdir(folder.get())) {
+  while (const dirent* entry = ::readdir(folder)) {
     std::string name = entry->d_name;
     if (name == "." || name == "..") continue;
     const EntryKind kind = kindOf(withSlash + name, entry->d_type);
-    if (kind == EntryKind::linkToFolder) continue;
-    const bool isFolder = kind == EntryKind::folder;
-    entries.push_back({std::move(name), isFolder});
+    if (kind == EntryKind::linkToFolder) {
+      links.push_back(withSlash + name + "/");
+    } else {
+      entries.push_back({std::move(name), kind == EntryKind::folder});
+    }
   }
   std::sort(entries.begin(), entries.end(),
             [](const Entry& a, const Entry& b) { return a.name < b.name; });
@@ -65,20 +60,38 @@ std::vector<Entry> entriesOf(const std::string& withSlash, const FileList::Compl
 void FileList::add(const std::string& path, const Complaint& complaint) {
   if (isDirectory(path)) {
     const std::size_t last = path.find_last_not_of('/');
-    addFolder(last == std::string::npos ? "/" : path.substr(0, last + 1) + "/", complaint);
+    addFolder(last == std::string::npos ? "/" : path.substr(0, last + 1) + "/", false, complaint);
+    while (!links_.empty()) {
+      std::vector<std::string> links = std::exchange(links_, {});
+      std::sort(links.begin(), links.end());
+      for (const std::string& link : links) addFolder(link, true, complaint);
+    }
   } else if (fileExists(path)) {
     folders_.emplace_back();
     addName(static_cast<std::uint32_t>(folders_.size() - 1), path);
   }
 }
 
-void FileList::addFolder(const std::string& folder, const Complaint& complaint) {
+void FileList::addFolder(const std::string& folder, bool behindLink, const Complaint& complaint) {
+  std::unique_ptr<DIR, CloseFolder> opened(::opendir(folder.c_str()));
+  struct stat status {};
+  if (!opened || ::fstat(::dirfd(opened.get()), &status) != 0) {
+    if (errno != ENOENT && complaint) {
+      complaint(folder.substr(0, folder.size() - 1), std::generic_category().message(errno));
+    }
+    return;
+  }
+  const bool isNew = entered_.emplace(status.st_dev, status.st_ino).second;
+  // Without a link on the way, a folder comes twice only when it has been chosen twice.
+  if (behindLink && !isNew) return;
   folders_.push_back(folder);
   const auto index = static_cast<std::uint32_t>(folders_.size() - 1);
-  for (const Entry& entry : entriesOf(folder, complaint)) {
+  const std::vector<Entry> entries = entriesOf(opened.get(), folder, links_);
+  opened.reset();
+  for (const Entry& entry : entries) {
     if (entry.isFolder) {
       // As deep as the system's longest path, beyond which no folder opens.
-      addFolder(folder + entry.name + "/", complaint);
+      addFolder(folder + entry.name + "/", behindLink, complaint);
     } else {
       addName(index, entry.name);
     }

@@ -1,14 +1,14 @@
 #include "ingest/mail_walk.h"
 
-#include <array>
 #include <filesystem>
 #include <optional>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "base/text.h"
-#include "ingest/file_list.h"
 #include "ingest/mail_store_probe.h"
+#include "ingest/resting_file.h"
 #include "ingest/walk_filter.h"
 
 namespace keldane {
@@ -22,27 +22,94 @@ bool holds(std::string_view text, std::string_view what) {
 
 }  // namespace
 
-void MailWalk::getEmailPaths() {
+bool MailWalk::getEmailPaths() {
+  const bool empties = std::exchange(context_.sources.deleteImportFiles, false);
+  importFolder_.reset();
+  if (empties) importFolder_.emplace(context_.settings.archive.importFolderPath);
   FileList files;
-  for (const std::string& selected : selection()) {
-    files.add(pathOf(selected), context_.storeLog);
+  for (const std::string& selected : selection()) addSelected(files, selected);
+  context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr);
+  const bool isWhole = readAll(files);
+  context_.watch.beginWalk(0, nullptr);
+  if (!importFolder_) return isWhole;
+  LeftInFolder left = ImportFolder::leaveAll("not all of it was read");
+  if (isWhole) {
+    left = importFolder_->empty(context_.session, context_.process.homePath, [this](int seconds) {
+      if (context_.pause) context_.pause(seconds);
+    });
+    context_.sources.mailboxNamesLoaded = false;
   }
+  importFolder_.reset();
+  if (context_.leftInFolder) context_.leftInFolder(std::move(left));
+  return isWhole;
+}
+
+void MailWalk::addSelected(FileList& files, const std::string& selected) {
+  files.add(pathOf(selected), [this](const std::string& folder, const std::string& reason) {
+    if (context_.storeLog) {
+      context_.storeLog("Unable to read folder: " + reason + ", " + printable(folder) + "\n");
+    }
+    context_.ledger.unreadable(folder, reason);
+    if (importFolder_) importFolder_->keep(folder, reason);
+  });
+}
+
+bool MailWalk::readAll(const FileList& files) {
   const ArchiveSettings& settings = context_.settings.archive;
   const WalkFilter filter{context_.sources.importMode, settings.mailboxesState != 0,
                           settings.trashState != 0, settings.junkState != 0};
+  std::vector<std::size_t> young;
   for (std::size_t i = 0; i < files.size(); ++i) {
     const std::string path = files.path(i);
     if (const std::optional<std::string_view> reason = filter.exclusion(path)) {
-      context_.ledger.notMail(path, *reason);
+      skip(path, *reason);
       continue;
     }
-    const std::string mailbox =
-        mailboxNameOf(path, context_.process.homePath, context_.process.mailRootSuffix);
-    if (mustStop()) return;
-    readOne(path, mailbox);
+    if (mustStop()) return false;
+    if (isYoung(path)) {
+      young.push_back(i);
+    } else {
+      readFile(path);
+    }
   }
-  if (context_.isLetGo && context_.isLetGo()) return;
-  if (context_.sources.deleteImportFiles) emptyImportFolder();
+  for (const std::size_t i : young) {
+    if (mustStop()) return false;
+    readFile(files.path(i));
+  }
+  // A file of many messages may have been left in the middle.
+  return !mustStop();
+}
+
+void MailWalk::skip(const std::string& path, std::string_view reason) {
+  context_.ledger.notMail(path, reason);
+  if (importFolder_) importFolder_->keep(path, reason);
+  context_.watch.endFile();
+}
+
+bool MailWalk::isYoung(const std::string& path) const {
+  const Result<FileState> state = stateOf(path);
+  return state && secondsUntilRested(*state, context_.environment.now()) > 0;
+}
+
+void MailWalk::readFile(const std::string& path) {
+  const ProcessState& process = context_.process;
+  const Result<FileState> state = stateOf(path);
+  context_.watch.beginFile(state ? state->sizeBytes : 0);
+  if (importFolder_) importFolder_->beginFile(path, state ? *state : FileState{});
+  std::error_code code;
+  if (!state && !fs::exists(fs::symlink_status(path, code))) {
+    // Mail clients move messages about while we read; where it lies now, the next run finds it.
+    context_.ledger.postponed(path, "gone before its turn came");
+  } else if (!state) {
+    if (context_.storeLog) {
+      context_.storeLog("Unable to read file: " + state.error() + ", " + printable(path) + "\n");
+    }
+    context_.ledger.unreadable(path, state.error());
+  } else {
+    readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
+  }
+  if (importFolder_) importFolder_->endFile();
+  context_.watch.endFile();
 }
 
 std::vector<std::string> MailWalk::selection() {
@@ -80,27 +147,6 @@ void MailWalk::readOne(const std::string& path, const std::string& mailbox) {
   } else {
     context_.reader.doOneEmail(currentEmailItem);
   }
-}
-
-void MailWalk::emptyImportFolder() {
-  const std::string& folder = context_.settings.archive.importFolderPath;
-  std::error_code code;
-  if (!folder.empty()) {
-    // The entries are listed first: removing while reading a folder may skip some.
-    std::vector<fs::path> entries;
-    fs::directory_iterator it(folder, code);
-    for (; !code && it != fs::directory_iterator(); it.increment(code))
-      entries.push_back(it->path());
-    for (const fs::path& entry : entries) {
-      fs::remove_all(entry, code);
-      if (code && context_.storeLog) {
-        context_.storeLog("Unable to remove: " + code.message() + ", " + printable(entry.string()) +
-                          "\n");
-      }
-    }
-  }
-  context_.sources.deleteImportFiles = false;
-  context_.sources.mailboxNamesLoaded = false;
 }
 
 }  // namespace keldane

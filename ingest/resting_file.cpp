@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace keldane {
@@ -20,9 +21,12 @@ std::string kindOf(mode_t mode) {
 
 }  // namespace
 
-Result<FileState> stateOf(const std::string& path) {
+Result<FileState> stateOf(const std::string& path) { return stateOf(AT_FDCWD, path); }
+
+Result<FileState> stateOf(int folder, const std::string& name) {
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return Failure{std::generic_category().message(errno)};
+  if (::fstatat(folder, name.c_str(), &status, 0) != 0)
+    return Failure{std::generic_category().message(errno)};
   if (!S_ISREG(status.st_mode)) return Failure{kindOf(status.st_mode)};
 #ifdef __APPLE__
   const timespec modified = status.st_mtimespec;

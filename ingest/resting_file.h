@@ -25,6 +25,8 @@ struct FileState {
 /// The file as it lies there now; a link is followed, nothing is opened. Fails, with the reason
 /// alone, for a file that cannot be reached and for anything that is no regular file.
 [[nodiscard]] Result<FileState> stateOf(const std::string& path);
+/// The same for a name in the folder behind the descriptor.
+[[nodiscard]] Result<FileState> stateOf(int folder, const std::string& name);
 
 /// How long the file has still to rest until `restSeconds` have gone by since its last change; 0
 /// when they have. One that is dated in the future rests: its time tells nothing.

@@ -36,14 +36,19 @@ RunRange rangeOf(const StoreDateForm& form) {
                    orElse(form.endStoreDa, lastDayOf(endMonth)))};
 }
 
+void beginAt(StoreDateForm& form, const std::string& limit) {
+  if (limit.size() < kDayLength) return;
+  form.beginStoreYr = limit.substr(0, 4);
+  form.beginStoreMo = limit.substr(5, 2);
+  form.beginStoreDa = limit.substr(8, 2);
+}
+
 void beginWithNewest(StoreDateForm& form, const std::string& newestDate, std::int64_t now) {
   if (leadingInt(newestDate) == 0) return;
   std::string day = newestDate.substr(0, kDayLength);
   const std::string twoDaysAgo = localDateTime(now - kTwoDays).substr(0, kDayLength);
   if (day.size() < kDayLength || day > twoDaysAgo) day = twoDaysAgo;
-  form.beginStoreYr = day.substr(0, 4);
-  form.beginStoreMo = day.substr(5, 2);
-  form.beginStoreDa = day.substr(8, 2);
+  beginAt(form, day);
 }
 
 }  // namespace keldane

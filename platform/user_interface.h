@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,12 +30,20 @@ struct FileChooser {
   bool several = false;
 };
 
+/// How far an archive run has come in reading.
+struct ReadingProgress {
+  std::size_t files = 0;
+  std::size_t allFiles = 0;
+  long messages = 0;
+  double share = 0;  ///< of the files, 0 to 1; a file of many messages counts by how far it is read
+};
+
 /// The face of the program, as the operations see it. Panels and controls are named by the names
 /// that the controller's state uses ("storePanel", "connectPanel", "storeTableView"); their values
 /// are plain structs held by the components, so this port only says that something has changed.
 ///
-/// Called on the main thread only, except `progressChanged`, which is called there through the main
-/// queue. Nothing here throws.
+/// Called on the main thread only; `progressChanged` and `readingProgress` get there through the
+/// main queue. Nothing here throws.
 class UserInterface {
  public:
   virtual ~UserInterface() = default;
@@ -62,6 +71,8 @@ class UserInterface {
   virtual void progressStarted(std::string_view title) = 0;
   virtual void progressChanged(int count, std::string_view detail) = 0;
   virtual void progressEnded() = 0;
+  /// The same of an archive run, in more detail; a face that shows the count may leave it out.
+  virtual void readingProgress(const ReadingProgress&, std::string_view /*detail*/) {}
 
   /// Shows a text (a log, a raw source) in the viewer window.
   virtual void showText(std::string_view title, std::string_view text) = 0;

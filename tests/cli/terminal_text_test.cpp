@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/terminal_interface.h"
+
 namespace keldane {
 namespace {
 
@@ -33,6 +35,22 @@ TEST(TerminalText, LetsNothingThroughThatSteersATerminal) {
       {"nothing", "", ""},
   };
   for (const Case& each : cases) EXPECT_EQ(terminalText(each.given), each.shown) << each.name;
+}
+
+TEST(TerminalText, ReadingLineTellsShareAndRest) {
+  struct Case {
+    ReadingProgress progress;
+    double seconds;
+    const char* line;
+  };
+  const Case cases[] = {
+      {{1234, 6046, 1300, 1234.0 / 6046}, 46, "1,234 of 6,046 files, 20 %, about 3 min left"},
+      {{0, 1, 1234567, 0.5}, 20000, "1,234,567 messages, 50 %, about 5.6 h left"},
+      {{1, 1000, 1, 0.001}, 60, "1 of 1,000 files, 0 %"},
+      {{10, 100, 10, 0.1}, 0.5, "10 of 100 files, 10 %"},
+      {{100, 100, 1, 1}, 60, "100 of 100 files, 100 %"},
+  };
+  for (const Case& row : cases) EXPECT_EQ(readingLine(row.progress, row.seconds), row.line);
 }
 
 }  // namespace

@@ -37,6 +37,9 @@ class CutSession : public ServerSession {
   [[nodiscard]] bool query(const std::string& sql) override {
     return play([&] { return inner_.query(sql); });
   }
+  [[nodiscard]] unsigned errorNumber() const override {
+    return lost_ ? 2006 : inner_.errorNumber();
+  }
   [[nodiscard]] std::string error() const override {
     return lost_ ? "MySQL server has gone away" : inner_.error();
   }

@@ -1,9 +1,15 @@
 #include "ingest/mail_walk.h"
 
+#include <array>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <vector>
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "tests/ingest/reader_bench.h"
 
@@ -16,17 +22,49 @@ std::string mail(const std::string& body) {
 
 class MailWalkTest : public testing::Test, public ReaderBench {
  protected:
-  void walk() {
-    MailWalk({.process = process,
-              .settings = *settings,
-              .sources = sources,
-              .reader = reader,
-              .ledger = ledger,
-              .getMailboxNames = [this] { ++mailboxListings; },
-              .storeLog = [this](const std::string& line) { log += line; }})
+  bool walk() {
+    return MailWalk({.process = process,
+                     .settings = *settings,
+                     .sources = sources,
+                     .reader = reader,
+                     .ledger = ledger,
+                     .watch = watch,
+                     .session = session,
+                     .environment = environment,
+                     .getMailboxNames = [this] { ++mailboxListings; },
+                     .storeLog = [this](const std::string& line) { log += line; },
+                     .leftInFolder = [this](LeftInFolder told) { left = std::move(told); }})
         .getEmailPaths();
   }
 
+  /// The import folder is read and to be emptied; the archive has the row of every message.
+  void importFolder() {
+    sources.importMode = sources.deleteImportFiles = true;
+    process.homePath = folder.write("home/keep", "");
+    process.homePath = folder / "home";
+    archive.importFolderPath = folder / "import";
+    sources.acctRows = {{true, folder / "import"}};
+    session.answerOn("*JOIN origemail*", {{"1"}});
+  }
+  /// Names of what lies at the top of the import folder.
+  std::vector<std::string> remaining() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "import")) {
+      names.push_back(entry.path().filename());
+    }
+    return names;
+  }
+  std::vector<std::string> leftLines() const {
+    std::vector<std::string> lines;
+    for (const LeftInFolder::Entry& entry : left.entries) {
+      lines.push_back(entry.name + ": " + entry.reason);
+    }
+    return lines;
+  }
+
+  RunWatch watch{session, ledger, progress};
+  LeftInFolder left;
+  std::vector<std::string> firstPaths;
   int mailboxListings = 0;
 };
 
@@ -55,20 +93,131 @@ TEST_F(MailWalkTest, ReadsTheChosenMailboxes) {
   EXPECT_EQ(mailboxListings, 1);
 }
 
-TEST_F(MailWalkTest, ImportsPlainPathsAndEmptiesTheFolderAtTheEnd) {
-  sources.importMode = sources.deleteImportFiles = sources.mailboxNamesLoaded = true;
-  const std::string single = folder.write("single.eml", mail("x\n"));
-  folder.write("import/box", "From a\n" + mail("x\n"));
-  folder.write("import/sub/.hidden", "x");
-  std::filesystem::create_symlink(single, folder / "import/link.eml");
-  archive.importFolderPath = folder / "import";
-  sources.acctRows = {{false, single}, {true, folder / "import"}};
-  walk();
-  EXPECT_EQ(stored.size(), 3U);
-  EXPECT_TRUE(std::filesystem::is_empty(folder / "import"));
-  EXPECT_TRUE(std::filesystem::exists(single));
+TEST_F(MailWalkTest, RemovesOfTheImportFolderOnlyWhatIsInTheArchive) {
+  importFolder();
+  sources.mailboxNamesLoaded = true;
+  const std::string outside = folder.write("outside/1.eml", mail("x\n"));
+  folder.write("import/box", "From a\n" + mail("x\n") + "\nFrom b\n" + mail("y\n"));
+  folder.write("import/sub/deep/1.eml", mail("x\n"));
+  std::filesystem::create_directories(folder / "import/empty");
+  std::filesystem::create_symlink(outside, folder / "import/link.eml");
+  folder.write("import/old.eml", "From: a@b.c\nDate: Mon, 15 Jan 1990 10:20:30 +0000\n\nx\n");
+  folder.write("import/half.eml", mail("later"));
+  folder.write("import/mixed/1.eml", mail("x\n"));
+  folder.write("import/mixed/.hidden", "x");
+  folder.write("import/notes.zip", "PK");
+  std::filesystem::create_directory_symlink(folder / "outside", folder / "import/linked");
+  onStore = [this](const CurrentMessage& now) {
+    if (now.msgBody.starts_with("later")) folder.write("import/half.eml", mail("later on"));
+    folder.write("import/sub/late.eml", mail("x\n"));
+    folder.write("import/late.eml", mail("x\n"));
+  };
+  EXPECT_TRUE(walk());
+  EXPECT_THAT(
+      leftLines(),
+      testing::ElementsAre("half.eml: changed during the run", "late.eml: came during the run",
+                           "linked: a link: is a folder", "mixed: hidden file",
+                           testing::HasSubstr("notes.zip: "),
+                           testing::HasSubstr("old.eml: dropped: "), "sub: came during the run"));
+  EXPECT_EQ(left.count, 7U);
+  EXPECT_EQ(remaining().size(), 7U);
+  EXPECT_TRUE(std::filesystem::exists(folder / "import/mixed/1.eml"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "import/sub/deep/1.eml"));
+  EXPECT_TRUE(std::filesystem::exists(outside));
   EXPECT_FALSE(sources.deleteImportFiles);
   EXPECT_FALSE(sources.mailboxNamesLoaded);
+}
+
+TEST_F(MailWalkTest, RemovesNothingThatTheArchiveDoesNotVouchFor) {
+  struct Case {
+    const char* name;
+    std::function<void()> prepare;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {"row gone", [this] { session.answerOn("*JOIN origemail*", {}); }, "were not found"},
+      {"server gone",
+       [this] { session.failOn("*JOIN origemail*", "MySQL server has gone away", -1, 2006); },
+       "could not be asked"},
+      {"home folder", [this] { process.homePath = folder / "import"; }, "home folder"},
+      {"home folder behind a link",
+       [this] {
+         std::filesystem::create_directory_symlink(folder.path(), folder / "import/up");
+         process.homePath = folder / "import/up/import/deep";
+       },
+       "home folder"},
+  };
+  for (const Case& row : cases) {
+    importFolder();
+    folder.write("import/1.eml", mail("x\n"));
+    std::filesystem::create_directories(folder / "import/deep");
+    row.prepare();
+    EXPECT_TRUE(walk()) << row.name;
+    EXPECT_TRUE(std::filesystem::exists(folder / "import/1.eml")) << row.name;
+    EXPECT_THAT(left.reason + testing::PrintToString(leftLines()), testing::HasSubstr(row.reason))
+        << row.name;
+  }
+}
+
+TEST_F(MailWalkTest, FollowsALinkedFolderOnce) {
+  sources.importMode = true;
+  folder.write("tree/b/1.eml", mail("x\n"));
+  folder.write("other/2.eml", mail("x\n"));
+  std::filesystem::create_directory_symlink(folder / "tree", folder / "tree/b/up");
+  std::filesystem::create_directory_symlink(folder / "tree/b", folder / "tree/a");
+  std::filesystem::create_directory_symlink(folder / "other", folder / "tree/c");
+  std::filesystem::create_directory_symlink(folder / "other", folder / "tree/d");
+  std::filesystem::create_symlink(folder / "nowhere", folder / "tree/gone.eml");
+  sources.acctRows = {{true, folder / "tree"}};
+  EXPECT_TRUE(walk());
+  std::vector<std::string> read;
+  for (const CurrentMessage& each : stored) read.push_back(each.currentPath);
+  EXPECT_THAT(read, testing::ElementsAre(folder / "tree/b/1.eml", folder / "tree/c/2.eml"));
+  EXPECT_EQ(ledger.sums().unreadable, 1);
+}
+
+TEST_F(MailWalkTest, WhatHasJustBeenWrittenComesLast) {
+  sources.importMode = true;
+  for (const char* name : {"a", "b", "c"}) {
+    folder.write(std::string("import/") + name + ".eml", mail("x\n"));
+  }
+  const auto written = stateOf(folder / "import/a.eml").value().modifiedSeconds;
+  environment.seconds = written + 60;
+  ASSERT_EQ(::utimensat(AT_FDCWD, (folder / "import/a.eml").c_str(),
+                        std::array<timespec, 2>{{{written + 58, 0}, {written + 58, 0}}}.data(), 0),
+            0);
+  sources.acctRows = {{true, folder / "import"}};
+  onStore = [this](const CurrentMessage& now) {
+    firstPaths.push_back(now.currentPath);
+    environment.seconds += 10;
+  };
+  EXPECT_TRUE(walk());
+  EXPECT_THAT(firstPaths,
+              testing::ElementsAre(testing::EndsWith("b.eml"), testing::EndsWith("c.eml"),
+                                   testing::EndsWith("a.eml")));
+}
+
+TEST_F(MailWalkTest, EndsAtAFailureThatWouldRepeatItself) {
+  struct Case {
+    unsigned number;
+    const char* text;
+    bool stops;
+    bool isLost;
+  };
+  const Case cases[] = {
+      {1114, "The table 'email' is full", true, false},
+      {1030, "Got error 28 from storage engine", true, false},
+      {1030, "Got error 122 from storage engine", false, false},
+      {1836, "Running in read-only mode", true, false},
+      {2013, "Lost connection to MySQL server during query", true, true},
+      {1153, "Got a packet bigger than 'max_allowed_packet' bytes", false, false},
+      {1064, "You have an error near 'errno: 28'", false, false},
+  };
+  for (const Case& row : cases) {
+    const auto stop = lastingFailure(row.number, row.text, "");
+    EXPECT_EQ(stop.has_value(), row.stops) << row.text;
+    EXPECT_EQ(stop && stop->serverLost, row.isLost) << row.text;
+  }
 }
 
 TEST_F(MailWalkTest, ACancelledWalkStopsBeforeTheNextFileAndRemovesNothing) {
@@ -78,7 +227,7 @@ TEST_F(MailWalkTest, ACancelledWalkStopsBeforeTheNextFileAndRemovesNothing) {
   archive.importFolderPath = folder / "import";
   sources.acctRows = {{true, folder / "import"}};
   onStore = [this](const CurrentMessage&) { process.cancelFlag = 1; };
-  walk();
+  EXPECT_FALSE(walk());
   EXPECT_EQ(stored.size(), 1U);
   EXPECT_EQ(process.cancelFlag, 0);
   EXPECT_TRUE(std::filesystem::exists(folder / "import/1.eml"));

@@ -55,12 +55,13 @@ class ScriptedStatement : public Statement {
   ScriptedSession& session_;
 };
 
-void ScriptedSession::failOn(const std::string& pattern, const std::string& error, int times) {
-  rules_.push_back({pattern, error, {}, times, true});
+void ScriptedSession::failOn(const std::string& pattern, const std::string& error, int times,
+                             unsigned number) {
+  rules_.push_back({pattern, error, {}, times, true, number});
 }
 
 void ScriptedSession::answerOn(const std::string& pattern, std::vector<Row> rows, int times) {
-  rules_.push_back({pattern, {}, std::move(rows), times, false});
+  rules_.push_back({pattern, {}, std::move(rows), times, false, 0});
 }
 
 bool ScriptedSession::play(const std::string& line) {
@@ -70,10 +71,12 @@ bool ScriptedSession::play(const std::string& line) {
     return candidate.times != 0 && matchesWildcard(line, candidate.pattern);
   });
   error_.clear();
+  errorNumber_ = 0;
   if (rule == rules_.rend()) return true;
   if (rule->times > 0) --rule->times;
   answer_ = rule->rows;
   error_ = rule->error;
+  errorNumber_ = rule->number;
   return !rule->fails;
 }
 

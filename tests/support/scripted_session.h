@@ -24,7 +24,8 @@ class ScriptedSession : public ServerSession {
 
   /// The next `times` calls whose line matches the pattern (`*`: any characters) fail with this
   /// error; -1: all of them. Of several patterns that match, the one laid out last is taken.
-  void failOn(const std::string& pattern, const std::string& error, int times = -1);
+  void failOn(const std::string& pattern, const std::string& error, int times = -1,
+              unsigned number = 0);
   /// Rows that matching queries answer with.
   void answerOn(const std::string& pattern, std::vector<Row> rows, int times = -1);
 
@@ -33,6 +34,7 @@ class ScriptedSession : public ServerSession {
   void close() override { note("close"); }
   [[nodiscard]] bool query(const std::string& sql) override;
   [[nodiscard]] std::string error() const override { return error_; }
+  [[nodiscard]] unsigned errorNumber() const override { return errorNumber_; }
   [[nodiscard]] bool selectDatabase(const std::string& name) override;
   [[nodiscard]] std::unique_ptr<ResultRows> storeResult() override;
   [[nodiscard]] std::unique_ptr<ResultRows> useResult() override { return storeResult(); }
@@ -58,6 +60,7 @@ class ScriptedSession : public ServerSession {
     std::vector<Row> rows;
     int times = -1;
     bool fails = false;
+    unsigned number = 0;
   };
 
   void note(std::string line) { calls.push_back(std::move(line)); }
@@ -66,6 +69,7 @@ class ScriptedSession : public ServerSession {
 
   std::vector<Rule> rules_;
   std::string error_;
+  unsigned errorNumber_ = 0;
   std::string lastSql_;
   std::vector<Row> answer_;
 };

@@ -1,0 +1,134 @@
+#include "cli/run_report.h"
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+#include "ingest/ledger_reader.h"
+
+namespace keldane {
+namespace {
+
+/// More are counted and not named; the ledger has them all.
+constexpr long kMostNamed = 20;
+constexpr std::size_t kMostLeftNamed = 10;
+
+void printCount(const char* name, long count, const char* only) {
+  if (count == 0) return;
+  fmt::print("{}: {} (see keldane logs ledger --only {})\n", name, count, only);
+}
+
+void tell(const std::string& message) { std::fprintf(stderr, "keldane: %s\n", message.c_str()); }
+
+bool hasLeft(const LeftInFolder& left) { return left.count > 0 || !left.reason.empty(); }
+
+/// "notes.zip: zip archive; box: came during the run; ..."
+std::string leftText(const LeftInFolder& left) {
+  if (!left.reason.empty()) return "everything (" + printable(left.reason) + ")";
+  std::string text = std::to_string(left.count) + " (";
+  const std::size_t named = std::min(left.entries.size(), kMostLeftNamed);
+  for (std::size_t i = 0; i < named; ++i) {
+    if (i > 0) text += "; ";
+    text += printable(left.entries[i].name) + ": " + printable(left.entries[i].reason);
+  }
+  if (left.count > named) text += fmt::format("; and {} more", left.count - named);
+  return text + ")";
+}
+
+nlohmann::ordered_json leftJson(const LeftInFolder& left) {
+  nlohmann::ordered_json entries = nlohmann::ordered_json::array();
+  for (const LeftInFolder::Entry& entry : left.entries) {
+    entries.push_back({{"name", toUtf8(entry.name)}, {"reason", toUtf8(entry.reason)}});
+  }
+  return {{"count", left.count}, {"entries", entries}, {"reason", toUtf8(left.reason)}};
+}
+
+void tellUnreadable(const std::string& ledgerPath) {
+  long told = 0;
+  const auto read = forEachLedgerLine(ledgerPath, [&](const LedgerLine& line) {
+    if (line.outcome != LedgerOutcome::unreadable || ++told > kMostNamed) return;
+    tell(fmt::format("cannot be read: {}: {}", printable(toUtf8(line.path)),
+                     printable(toUtf8(line.detail))));
+  });
+  if (!read) tell(read.error());
+  if (told > kMostNamed) {
+    tell(
+        fmt::format("and {} more that cannot be read; `keldane logs ledger --only "
+                    "unreadable` tells which",
+                    told - kMostNamed));
+  }
+}
+
+}  // namespace
+
+void printRunSummary(const RunReport& report) {
+  const LedgerSums& sums = report.sums;
+  fmt::print("Messages read: {}\nArchived: {}\n", sums.met, sums.archived);
+  if (report.differing > 0) {
+    fmt::print("  of these {} differ from a message with the same date, sender and receivers\n",
+               report.differing);
+  }
+  fmt::print("Duplicates: {}\n", sums.duplicates);
+  printCount("Kept out by rules", sums.excluded, "excluded");
+  printCount("Left out", sums.dropped, "dropped");
+  printCount("Failed", sums.failed, "failed");
+  printCount("Unreadable", sums.unreadable, "unreadable");
+  if (sums.postponed > 0) {
+    fmt::print("Postponed: {} (will be read by the next run)\n", sums.postponed);
+  }
+  if (hasLeft(report.left)) fmt::print("Left in the import folder: {}\n", leftText(report.left));
+  if (report.interrupted) {
+    fmt::print("The run was interrupted before all was read.\n");
+  } else if (sums.met == report.noMessages) {
+    fmt::print("No mail was found.\n");
+  }
+}
+
+nlohmann::ordered_json runSummaryJson(const RunReport& report) {
+  const LedgerSums& sums = report.sums;
+  return {{"processed", report.totals.processed},
+          {"archived", sums.archived},
+          {"duplicates", sums.duplicates},
+          {"differing", report.differing},
+          {"interrupted", report.interrupted},
+          {"stoppedBy", toUtf8(report.stoppedBy)},
+          {"ledger",
+           {{"met", sums.met},
+            {"archived", sums.archived},
+            {"duplicates", sums.duplicates},
+            {"excluded", sums.excluded},
+            {"dropped", sums.dropped},
+            {"failed", sums.failed},
+            {"notMail", sums.notMail},
+            {"unreadable", sums.unreadable},
+            {"postponed", sums.postponed}}},
+          {"leftInFolder", leftJson(report.left)}};
+}
+
+bool reportRunProblems(const ArchiveRun& run) {
+  const RunReport& report = run.lastReport();
+  if (report.sums.unreadable > 0) tellUnreadable(run.lastLedgerPath());
+  if (const std::string lost = run.lostServerError(); !lost.empty()) {
+    tell(fmt::format(
+        "the server went away during the run: {}\nWhat was stored before is safe. Run the same "
+        "command again: it goes on where this run was cut off.",
+        printable(lost)));
+  } else if (!report.stoppedBy.empty()) {
+    tell(fmt::format(
+        "the run has been stopped: {}\nWhat was stored before is safe. When the server can store "
+        "again, run the same command again: it goes on where this run was cut off.",
+        report.stoppedBy));
+  } else if (report.sums.failed != 0) {
+    tell(
+        fmt::format("{} message{} could not be stored; `keldane logs ledger --only failed` tells "
+                    "which and why",
+                    report.sums.failed, report.sums.failed == 1 ? "" : "s"));
+  }
+  return report.sums.unreadable == 0 && report.sums.failed == 0 && report.stoppedBy.empty() &&
+         run.lostServerError().empty();
+}
+
+}  // namespace keldane

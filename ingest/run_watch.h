@@ -1,0 +1,71 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "app/progress_panel.h"
+#include "app/server_session.h"
+#include "ingest/import_folder.h"
+#include "ingest/run_ledger.h"
+
+namespace keldane {
+
+/// Why no further message can be stored: the server is gone, its disk is full, or it takes no
+/// changes. Absent for a failure of one message. `number` and `text` as the session has them,
+/// `detail` as the ledger.
+struct StopReason {
+  bool serverLost = false;
+  std::string text;  ///< a sentence for the user
+};
+[[nodiscard]] std::optional<StopReason> lastingFailure(unsigned number, std::string_view text,
+                                                       std::string_view detail);
+
+/// Looks at each outcome of a run as the ledger takes it: counts what the summary tells beyond the
+/// ledger's sums, moves the progress on, ends the run at a failure that would repeat itself for
+/// every message, and tells the import folder. Worker thread; the rest is to be asked when the walk
+/// has ended, but for `isStopped`.
+class RunWatch {
+ public:
+  RunWatch(ServerSession& session, RunLedger& ledger, ProgressPanel& progress);
+  ~RunWatch();
+  RunWatch(const RunWatch&) = delete;
+  RunWatch& operator=(const RunWatch&) = delete;
+
+  /// A run begins.
+  void reset();
+  /// A walk over so many files begins. `folder`: to be told of what becomes of them; may be null.
+  void beginWalk(std::size_t files, ImportFolder* folder);
+  void beginFile(std::uint64_t sizeBytes);
+  void endFile();
+
+  /// No further message can be stored.
+  [[nodiscard]] bool isStopped() const { return stopped_; }
+  [[nodiscard]] const std::optional<StopReason>& stopReason() const { return stopReason_; }
+  /// Archived messages that differ from one of the same date, sender and receivers.
+  [[nodiscard]] long differing() const { return differing_; }
+  /// Of those left out, what was no mail message.
+  [[nodiscard]] long noMessages() const { return noMessages_; }
+
+ private:
+  void take(LedgerOutcome outcome, std::string_view detail);
+  void showProgress();
+
+  ServerSession& session_;
+  RunLedger& ledger_;
+  ProgressPanel& progress_;
+  ImportFolder* folder_ = nullptr;
+  std::atomic<bool> stopped_ = false;
+  std::optional<StopReason> stopReason_;
+  long differing_ = 0;
+  long noMessages_ = 0;
+  std::size_t files_ = 0;
+  std::size_t filesRead_ = 0;
+  std::uint64_t fileBytes_ = 0;
+};
+
+}  // namespace keldane
