@@ -31,7 +31,7 @@ def main():
     bodies = {number: folded(bytes.fromhex(body).decode("utf-8", "replace")) for number, body in
               archive.rows("SELECT id, HEX(body_fld) FROM email")}
     choice = random.Random(options.seed)
-    found = {"ASCII": [0, 0], "non-ASCII": [0, 0]}
+    found = {"ASCII": [0, 0, 0], "non-ASCII": [0, 0, 0]}
     empty = lead_only = messages = 0
     for outcome, detail, offset, path in ledger_lines(options.ledger):
         if outcome != "archived":
@@ -41,8 +41,7 @@ def main():
         messages += 1
         body = bodies.get(number, "")
         if text.strip() and not body.strip():
-            # The first paragraph of a plain text is no part of the stored one.
-            if text.lstrip("\n").find("\n\n") >= 0 and not text.split("\n\n", 1)[1].strip():
+            if not text.strip("\n").partition("\n\n")[2].strip():
                 lead_only += 1
             else:
                 empty += 1
@@ -53,12 +52,16 @@ def main():
                               ("non-ASCII", [w for w in words if not w.isascii()])):
             for word in choice.sample(of_kind, min(options.words, len(of_kind))):
                 found[kind][1] += 1
+                # The first paragraph of a plain text is no part of the stored one.
                 if folded(word) in body:
                     found[kind][0] += 1
+                elif word not in text.partition("\n\n")[2]:
+                    found[kind][2] += 1
                 elif options.list:
                     print(f"{number}: {word!r} is missing, {path}")
-    for kind, (there, asked) in found.items():
-        print(f"{kind}: {there} of {asked} words found ({100 * there / max(asked, 1):.1f} %)")
+    for kind, (there, asked, in_lead) in found.items():
+        print(f"{kind}: {there} of {asked} words found ({100 * there / max(asked, 1):.1f} %), "
+              f"{in_lead} stand in the first paragraph alone")
     print(f"{messages} messages; {empty} with text have none stored, {lead_only} more have one "
           "paragraph only")
     return 0
