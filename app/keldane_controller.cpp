@@ -224,6 +224,7 @@ void KeldaneController::wireViewer() {
     MessageTags tags;
     stripPlist(source, tags);
   };
+  viewer.declaredCharsets = [this] { return settings_->user.declaredCharsets != 0; };
   viewer.parseDate = parseNaturalDate;
   viewer.now = [this] { return ports_.environment.now(); };
   viewer.dateFormat = [this] { return settings_->user.dateFormat; };

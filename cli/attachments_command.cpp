@@ -1,9 +1,11 @@
 #include <cstdio>
+#include <limits>
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "cli/commands.h"
+#include "cli/count_text.h"
 #include "cli/json_text.h"
 #include "cli/pager.h"
 #include "cli/program.h"
@@ -27,7 +29,7 @@ struct AttachmentsOptions {
 bool hasMessage(std::uint32_t id, KeldaneController& controller, Program& program) {
   ServerSession& session = controller.session();
   if (!session.query(fmt::format("SELECT count(id) FROM email WHERE id={}", id))) {
-    program.exitStatus = program.fail("SQL error: " + session.error());
+    program.exitStatus = program.failSql(session.error());
     return false;
   }
   if (fetchFirstCell(session) != "0") return true;
@@ -60,7 +62,10 @@ void print(const std::vector<AttachmentInfo>& found, std::size_t first,
   std::vector<TableColumn> columns = {
       {"NO", true, 0}, {"NAME", false, 0}, {"TYPE", false, 40}, {"SIZE", true, 0}};
   if (!paths.empty()) columns.push_back({"FILE", false, 0});
-  std::fputs(formatTable(columns, rows, paths.empty() ? pager.width() : 0).c_str(), stdout);
+  // A path that is cut is of no use.
+  const bool isCut = paths.empty() || pager.width() == 0;
+  const std::size_t width = isCut ? pager.width() : std::numeric_limits<std::size_t>::max();
+  std::fputs(formatTable(columns, rows, width).c_str(), stdout);
 }
 
 void runAttachments(const AttachmentsOptions& options, Program& program) {
@@ -79,9 +84,9 @@ void runAttachments(const AttachmentsOptions& options, Program& program) {
   if (options.only != 0) {
     only = options.only - 1;
     if (*only >= found->size()) {
-      program.exitStatus =
-          program.fail(fmt::format("message {} has {} attachments, and none of the number {}",
-                                   options.id, found->size(), options.only));
+      program.exitStatus = program.fail(fmt::format(
+          "message {} has {}, and none of the number {}", options.id,
+          countText(static_cast<long long>(found->size()), "attachment"), options.only));
       return;
     }
     found = std::vector<AttachmentInfo>{(*found)[*only]};

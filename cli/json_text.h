@@ -10,6 +10,8 @@ namespace keldane {
 /// terminal every character beyond ASCII is escaped, because JSON itself leaves the controls from
 /// U+007F on as they are.
 [[nodiscard]] std::string jsonLine(const nlohmann::ordered_json& value);
+/// The server's "YYYY-MM-DD HH:MM:SS" as ISO 8601 writes it; any other text as it stands.
+[[nodiscard]] std::string isoDate(std::string date);
 /// Prints that line.
 void printJson(const nlohmann::ordered_json& value);
 

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "app/existing_archive.h"
+#include "cli/database_words.h"
 #include "cli/run_report.h"
 
 namespace keldane {
@@ -160,5 +161,7 @@ int Program::fail(const std::string& message) {
   std::fprintf(stderr, "keldane: %s\n", message.c_str());
   return kExitFailed;
 }
+
+int Program::failSql(const std::string& serverError) { return fail(databaseSentence(serverError)); }
 
 }  // namespace keldane

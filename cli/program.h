@@ -47,6 +47,8 @@ class Program {
 
   /// Prints "keldane: <message>" on standard error and answers kExitFailed.
   int fail(const std::string& message);
+  /// The same for a statement that the database has refused, with the server's words.
+  int failSql(const std::string& serverError);
 
   LocalMainQueue queue;
   ProcessToolRunner tools;

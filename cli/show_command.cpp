@@ -10,9 +10,12 @@
 #include "cli/json_text.h"
 #include "cli/pager.h"
 #include "cli/program.h"
+#include "cli/tag_text.h"
 #include "cli/terminal_text.h"
 #include "ingest/strip_plist.h"
 #include "query/header_block.h"
+#include "query/html_page.h"
+#include "query/message_tags.h"
 
 namespace keldane {
 namespace {
@@ -29,14 +32,16 @@ struct ShowOptions {
 };
 
 /// The row of the list that the message would have; nullopt, and the reason printed, without one.
-std::optional<Emailrow> findRow(std::uint32_t id, KeldaneController& controller, Program& program) {
+std::optional<Emailrow> findRow(const ShowOptions& options, KeldaneController& controller,
+                                Program& program) {
+  const std::uint32_t id = options.id;
   ServerSession& session = controller.session();
   const std::string sql = fmt::format(
       "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email WHERE id={}", id);
   const bool sent = session.query(sql);
   const auto rows = sent ? session.storeResult() : nullptr;
   if (!rows) {
-    program.exitStatus = program.fail("SQL error: " + session.error());
+    program.exitStatus = program.failSql(session.error());
     return std::nullopt;
   }
   if (!rows->next()) {
@@ -47,13 +52,9 @@ std::optional<Emailrow> findRow(std::uint32_t id, KeldaneController& controller,
     return toUtf8(rows->cell(column).value_or(std::string_view()));
   };
   const UserSettings& user = controller.settings().user;
-  return Emailrow{id,
-                  leadingInt(text(6)),
-                  formatListDate(text(1), {user.dateFormat, user.separator}),
-                  text(2),
-                  text(3),
-                  text(4),
-                  text(5)};
+  const DateStyle style = options.json ? DateStyle{} : DateStyle{user.dateFormat, user.separator};
+  return Emailrow{
+      id, leadingInt(text(6)), formatListDate(text(1), style), text(2), text(3), text(4), text(5)};
 }
 
 /// A message without an HTML version as a page of its own, so that a browser shows any message.
@@ -73,26 +74,55 @@ std::string headersOf(std::string source) {
   return source;
 }
 
+std::optional<std::string> readSource(const ShowOptions& options, MessageViewer& viewer,
+                                      Program& program) {
+  Result<std::string> source = viewer.fetchRawSource(options.id);
+  if (!source) {
+    program.exitStatus = program.failSql(source.error());
+    return std::nullopt;
+  }
+  if (source->size() < 2) {
+    program.exitStatus = program.fail(
+        fmt::format("the archive has no raw source of message {}; `keldane show {}` shows its text",
+                    options.id, options.id));
+    return std::nullopt;
+  }
+  return options.headers ? headersOf(std::move(*source)) : std::move(*source);
+}
+
+/// The message's text with its tags among the lines above it.
+std::string withTags(std::string text, const std::optional<TagRow>& tags) {
+  const std::size_t end = text.find("\n\n");
+  if (tags && end != std::string::npos) text.insert(end + 1, tagLines(*tags));
+  return text;
+}
+
 /// What is to be printed; nullopt, and the reason printed, when it is not to be had.
 std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
-                                MessageViewer& viewer, Program& program) {
-  if (options.source || options.headers) {
-    std::string source = viewer.fetchRawSource(row.emailID);
-    if (source.size() < 2) {
-      program.exitStatus =
-          program.fail("There is no original raw source for this email in the database.");
-      return std::nullopt;
-    }
-    return options.headers ? headersOf(std::move(source)) : std::move(source);
-  }
+                                const std::optional<TagRow>& tags, MessageViewer& viewer,
+                                Program& program) {
+  if (options.source || options.headers) return readSource(options, viewer, program);
   const bool shown = options.html ? viewer.showMessage(row.emailID, row.emailDate)
                                   : viewer.showStoredText(row.emailID, row.emailDate);
   if (!shown) {
-    program.exitStatus = program.fail("the message could not be read");
+    program.exitStatus = program.fail(fmt::format("message {} could not be read", options.id));
     return std::nullopt;
   }
-  if (!options.html) return viewer.messageText;
-  return viewer.views.htmlShowing ? viewer.views.htmlText : pageOfText(row, viewer.messageText);
+  if (!options.html) return withTags(viewer.messageText, tags);
+  return standalonePage(viewer.views.htmlShowing ? viewer.views.htmlText
+                                                 : pageOfText(row, viewer.messageText));
+}
+
+/// The message's tags. False, and the reason printed, when they are not to be had.
+bool findTags(std::uint32_t id, ServerSession& session, std::optional<TagRow>& tags,
+              Program& program) {
+  const auto found = readTags(session, {id});
+  if (!found) {
+    program.exitStatus = program.failSql(found.error());
+    return false;
+  }
+  if (const auto at = found->find(id); at != found->end()) tags = at->second;
+  return true;
 }
 
 const char* keyOf(const ShowOptions& options) {
@@ -101,15 +131,17 @@ const char* keyOf(const ShowOptions& options) {
   return options.headers ? "headers" : "text";
 }
 
-void print(const ShowOptions& options, const Emailrow& row, const std::string& text) {
+void print(const ShowOptions& options, const Emailrow& row, const std::optional<TagRow>& tags,
+           const std::string& text) {
   if (options.json) {
     const nlohmann::ordered_json message = {{"id", row.emailID},
-                                            {"date", row.emailDate},
+                                            {"date", isoDate(row.emailDate)},
                                             {"from", row.emailFrom},
                                             {"to", row.emailTo},
                                             {"subject", row.emailSubject},
                                             {"mailbox", row.emailMailbox},
                                             {"attachments", row.emailAtch},
+                                            {"tags", tagsJson(tags)},
                                             {keyOf(options), text}};
     printJson(message);
     return;
@@ -128,10 +160,11 @@ void runShow(const ShowOptions& options, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const std::optional<Emailrow> row = findRow(options.id, *controller, program);
-  if (!row) return;
-  const std::optional<std::string> text = read(options, *row, controller->messageViewer(), program);
-  if (text) print(options, *row, *text);
+  const std::optional<Emailrow> row = findRow(options, *controller, program);
+  std::optional<TagRow> tags;
+  if (!row || !findTags(options.id, controller->session(), tags, program)) return;
+  const auto text = read(options, *row, tags, controller->messageViewer(), program);
+  if (text) print(options, *row, tags, *text);
 }
 
 }  // namespace
@@ -140,11 +173,10 @@ void addShowCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<ShowOptions>();
   CLI::App* command = app.add_subcommand("show", "Show a message of the archive");
   command->add_option("ID", options->id, "Its id, as the lists show it")->required();
-  auto* text =
-      command->add_flag("--text", options->text, "Its text, as it is stored; this is the default");
+  auto* text = command->add_flag("--text", options->text, "Its whole text; this is the default");
   auto* html = command->add_flag("--html", options->html,
-                                 "Its HTML version under a block of header lines; a message "
-                                 "without one as a plain page");
+                                 "Its HTML version under a block of header lines, as a page that "
+                                 "runs and fetches nothing; a message without one as a plain page");
   auto* source = command->add_flag("--source", options->source,
                                    "Its raw source; byte for byte into a file or pipe");
   auto* headers = command->add_flag("--headers", options->headers, "The headers of its source");

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "base/text.h"
 #include "cli/commands.h"
@@ -107,11 +108,10 @@ void listSources(const SourcesOptions& options, Program& program) {
     rows.push_back(
         {source.chosen ? "*" : "", source.name, source.found ? source.id : "no longer there"});
   }
+  const std::size_t width = ::isatty(STDOUT_FILENO) == 0 ? 0 : terminalWidth(STDOUT_FILENO);
+  const std::string title = options.mailboxes ? "MAILBOX" : "ACCOUNT";
   std::fputs(
-      formatTable(
-          {{"", false, 0}, {options.mailboxes ? "MAILBOX" : "ACCOUNT", false, 0}, {"ID", false, 0}},
-          rows, 0)
-          .c_str(),
+      formatTable({{"", false, 0}, {title, false, 0}, {"ID", false, 0}}, rows, width).c_str(),
       stdout);
   if (runTakesMailboxes != options.mailboxes) {
     std::fputs(fmt::format("A run goes by the chosen {}; `keldane sources choose` changes that.\n",

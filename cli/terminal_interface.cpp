@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "base/text.h"
+#include "cli/database_words.h"
 #include "cli/terminal_text.h"
 #include "cli/text_table.h"
 
@@ -34,6 +35,33 @@ std::string timeText(double seconds) {
   return fmt::format("{:.1f} h", seconds / 3600);
 }
 
+constexpr std::string_view kDatabaseTitle = "SQL Error";
+constexpr std::string_view kOversizedTitle = "Max Size Exceeded";
+
+/// What a terminal says in place of an alert that speaks of windows and buttons; empty: the alert's
+/// own text.
+std::string_view ownWords(std::string_view title) {
+  struct Words {
+    std::string_view title;
+    std::string_view sentence;
+  };
+  constexpr Words kWords[] = {
+      {"No accounts selected",
+       "no account is chosen; `keldane sources list` shows them and `keldane sources choose NAME` "
+       "chooses, or name what to archive: `keldane archive PATH`"},
+      {"No mailboxes selected",
+       "no mailbox is chosen; `keldane sources list --mailboxes` shows them and `keldane sources "
+       "choose --mailboxes NAME` chooses, or name what to archive: `keldane archive PATH`"},
+      {kOversizedTitle,
+       "a message is larger than the database server takes and has been left out; `keldane logs "
+       "ledger --only dropped` names it"},
+  };
+  for (const Words& words : kWords) {
+    if (words.title == title) return words.sentence;
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string readingLine(const ReadingProgress& progress, double seconds) {
@@ -54,10 +82,16 @@ TerminalInterface::TerminalInterface()
 
 int TerminalInterface::alert(const Alert& alert) {
   clearLine();
+  const std::string_view known = ownWords(alert.title);
   // "Archive Log" and its kind announce an end that the command prints itself.
-  if (alert.style == AlertStyle::informational && !showsInformation) return kFirstButton;
+  const bool isNews = alert.style == AlertStyle::informational && !showsInformation;
+  if (isNews && alert.title != kOversizedTitle) return kFirstButton;
   const std::string_view text = trimWhitespace(alert.text);
-  std::fputs(fmt::format("{}: {}\n", alert.title, printable(text)).c_str(), stderr);
+  std::string sentence(known);
+  if (known.empty()) {
+    sentence = alert.title == kDatabaseTitle ? databaseSentence(text) : printable(text);
+  }
+  std::fputs(fmt::format("keldane: {}\n", sentence).c_str(), stderr);
   return kFirstButton;
 }
 
@@ -83,7 +117,8 @@ void TerminalInterface::readingProgress(const ReadingProgress& progress, std::st
   showLine(readingLine(progress, secondsSince(started_)) + "  " + printable(detail));
 }
 
-void TerminalInterface::showLine(const std::string& line) {
+void TerminalInterface::showLine(const std::string& text) {
+  const std::string line = terminalIsPlain() ? plainText(text) : text;
   clearLine();
   std::fputs(fitToWidth(line, terminalWidth(STDERR_FILENO) - 1).c_str(), stderr);
   std::fflush(stderr);

@@ -11,8 +11,9 @@ namespace keldane {
 /// single file shows its messages. No guess is made before there is something to go by.
 [[nodiscard]] std::string readingLine(const ReadingProgress& progress, double seconds);
 
-/// The face of the terminal program: alerts go to standard error and take their first button, the
-/// progress line is drawn there when it is a terminal, and there are no panels.
+/// The face of the terminal program: alerts go to standard error as one sentence in the terminal's
+/// own words and take their first button, the progress line is drawn there when it is a terminal,
+/// and there are no panels.
 class TerminalInterface : public UserInterface {
  public:
   TerminalInterface();

@@ -2,30 +2,51 @@
 
 #include <cstdlib>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 
 namespace keldane {
 
-std::string terminalText(std::string_view text) {
-  std::string shown;
-  shown.reserve(text.size() + text.size() / 16);
-  while (!text.empty()) {
-    const std::size_t end = text.find_first_of("\n\t");
-    std::string_view piece = text.substr(0, end);
-    if (end != std::string_view::npos && text[end] == '\n' && piece.ends_with('\r')) {
-      piece.remove_suffix(1);
-    }
-    shown += printable(piece);
-    if (end == std::string_view::npos) break;
-    shown += text[end];
-    text.remove_prefix(end + 1);
+namespace {
+
+bool isDumb() {
+  const char* terminal = std::getenv("TERM");
+  return terminal != nullptr && std::string_view(terminal) == "dumb";
+}
+
+}  // namespace
+
+bool terminalIsPlain() {
+  if (isDumb()) return true;
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') continue;
+    const std::string_view locale(value);
+    const bool namesCharset = locale.find('.') != std::string_view::npos;
+    const bool isUtf8 = findNoCase(locale, "utf-8") || findNoCase(locale, "utf8");
+    return locale == "C" || locale == "POSIX" || (namesCharset && !isUtf8);
   }
-  return shown;
+  return false;
+}
+
+std::string plainText(std::string_view text) {
+  std::string plain;
+  plain.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) plain += c;
+    if (byte >= 0xC0) plain += '?';  // the others go on with a character
+  }
+  return plain;
+}
+
+std::string terminalText(std::string_view text, bool plain) {
+  return plain ? plainText(shownText(text)) : shownText(text);
 }
 
 bool terminalTakesEscapes() {
   const char* terminal = std::getenv("TERM");
-  return terminal != nullptr && std::string_view(terminal) != "dumb";
+  return terminal != nullptr && !isDumb();
 }
 
 }  // namespace keldane

@@ -5,8 +5,10 @@
 #include <sys/ioctl.h>
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
+#include <unistd.h>
 
 #include "base/text.h"
+#include "cli/terminal_text.h"
 
 namespace keldane {
 namespace {
@@ -46,6 +48,9 @@ void appendCell(std::string& line, const std::string& cell, std::size_t width, b
   if (!rightAligned && !last) line += pad;
 }
 
+/// A column of a table that is too wide is not cut further than this.
+constexpr std::size_t kNarrowest = 8;
+
 /// Widths of the columns: what their cells need, cut where a limit or the line asks for it.
 std::vector<std::size_t> columnWidths(const std::vector<TableColumn>& columns,
                                       const std::vector<std::vector<std::string>>& cells,
@@ -60,19 +65,27 @@ std::vector<std::size_t> columnWidths(const std::vector<TableColumn>& columns,
   if (width == 0) return widths;
   std::size_t total = 2 * (columns.size() - 1);
   for (const std::size_t each : widths) total += each;
-  // What is too much comes off the columns without a limit, the widest first.
+  // What is too much comes off the widest first.
   while (total > width) {
     std::size_t victim = columns.size();
     for (std::size_t c = 0; c < columns.size(); ++c) {
-      if (columns[c].widest == 0 && (victim == columns.size() || widths[c] > widths[victim])) {
-        victim = c;
-      }
+      if (columns[c].rightAligned || columns[c].neverCut) continue;
+      if (victim == columns.size() || widths[c] > widths[victim]) victim = c;
     }
-    if (victim == columns.size() || widths[victim] <= 8) break;
+    if (victim == columns.size() || widths[victim] <= kNarrowest) break;
     --widths[victim];
     --total;
   }
   return widths;
+}
+
+std::string tabbedTable(const std::vector<TableColumn>& columns,
+                        const std::vector<std::vector<std::string>>& rows) {
+  std::string text;
+  for (const TableColumn& column : columns) text.append(column.title).append("\t");
+  text.back() = '\n';
+  for (const auto& row : rows) text.append(join(row, "\t")).append("\n");
+  return text;
 }
 
 }  // namespace
@@ -90,7 +103,10 @@ std::string fitToWidth(std::string_view text, std::size_t width) {
   while (at < static_cast<int32_t>(text.size())) {
     taken += stepCharacter(text, at);
     if (taken + 1 <= width) cut = at;
-    if (taken > width) return std::string(text.substr(0, static_cast<std::size_t>(cut))) + "…";
+    if (taken > width) {
+      return std::string(text.substr(0, static_cast<std::size_t>(cut)))
+          .append(terminalIsPlain() ? "~" : "…");
+    }
   }
   return std::string(text);
 }
@@ -103,10 +119,13 @@ std::size_t terminalWidth(int descriptor) {
 
 std::string formatTable(const std::vector<TableColumn>& columns,
                         std::vector<std::vector<std::string>> rows, std::size_t width) {
+  const bool isShown = width != 0 || ::isatty(STDOUT_FILENO) != 0;
+  const bool isPlain = isShown && terminalIsPlain();
   for (auto& row : rows) {
-    for (std::string& cell : row) cell = printable(cell);
+    for (std::string& cell : row) cell = isPlain ? plainText(printable(cell)) : printable(cell);
     row.resize(columns.size());
   }
+  if (!isShown) return tabbedTable(columns, rows);
   const std::vector<std::size_t> widths = columnWidths(columns, rows, width);
   std::string text;
   const auto appendLine = [&](const std::vector<std::string>& line) {

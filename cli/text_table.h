@@ -10,19 +10,22 @@ namespace keldane {
 /// Columns that a text takes on a terminal: wide East Asian characters count two, combining marks
 /// and other zero-width characters none.
 [[nodiscard]] std::size_t displayWidth(std::string_view text);
-/// The text cut to at most `width` columns, with "…" at the end when something was cut.
+/// The text cut to at most `width` columns, with "…" at the end when something was cut, or "~" on a
+/// plain terminal.
 [[nodiscard]] std::string fitToWidth(std::string_view text, std::size_t width);
 /// Columns of the terminal behind this descriptor; 80 when it is none.
 [[nodiscard]] std::size_t terminalWidth(int descriptor);
 
 struct TableColumn {
   std::string title;
-  bool rightAligned = false;
-  std::size_t widest = 0;  ///< the most columns it may take; 0: no limit, shares what is left
+  bool rightAligned = false;  ///< a number: never cut
+  std::size_t widest = 0;     ///< the most columns it may take; 0: as many as there are
+  bool neverCut = false;
 };
 
-/// Rows of a table as lines, with a line of titles. Cells are made printable. With `width` 0
-/// nothing is cut.
+/// Rows of a table as lines, with a line of titles. Cells are made printable. `width` is that of
+/// the terminal that shows the table; 0: it is shown by none, or nothing is to be cut. What is
+/// shown by none has a tab between its cells and no padding.
 [[nodiscard]] std::string formatTable(const std::vector<TableColumn>& columns,
                                       std::vector<std::vector<std::string>> rows,
                                       std::size_t width);

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "app/sql_values.h"
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "query/base64_lines.h"
 
@@ -77,11 +78,12 @@ AttachmentStrip makeAttachmentStrip(const std::vector<std::string>& names, bool 
     std::string name = names[index];
     if (htmlShowing && name.ends_with(".html")) continue;
     removeAll(name, "\n");
+    const std::string shown = shownLine(name);
     strip.text += '\n';
-    strip.links.push_back({strip.text.size(), name.size(),
+    strip.links.push_back({strip.text.size(), shown.size(),
                            fmt::format("{}{}{}{}{}", folder, folder.ends_with('/') ? "" : "/",
                                        index, kLinkMark, safeFileName(name))});
-    strip.text.append(name).append("\n\n");
+    strip.text.append(shown).append("\n\n");
   }
   if (names.size() >= 2) strip.text += "\n\n";
   strip.isShown = true;

@@ -30,8 +30,10 @@ std::string messageRowSql(std::uint32_t id) {
       id);
 }
 
-std::string formatMessageText(const ResultRows& row, std::string_view listDate, bool stripQuoted) {
-  const std::string_view body = utf8OrNothing(row, kBody);
+std::string formatMessageText(const ResultRows& row, std::string_view listDate, bool stripQuoted,
+                              const std::optional<std::string>& wholeBody) {
+  const std::string_view body =
+      wholeBody ? std::string_view(*wholeBody) : utf8OrNothing(row, kBody);
   std::string text;
   text.reserve(body.size() + 1024);
   text.append("ID: ").append(utf8OrNothing(row, kId));

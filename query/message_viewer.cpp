@@ -7,16 +7,15 @@
 
 #include <fmt/format.h>
 
+#include "base/shown_text.h"
 #include "base/text.h"
-#include "mime/tno_email.h"
-#include "mime/tno_mime.h"
+#include "mime/mail_source.h"
 #include "query/header_block.h"
 #include "query/message_text.h"
 
 namespace keldane {
 namespace {
 
-constexpr std::size_t kLeastSourceUnits = 3;   ///< for an HTML view
 constexpr std::size_t kLeastOrigUnits = 2;     ///< for the window of the raw source
 constexpr std::size_t kLeastHtmlUnits = 300;   ///< a shorter HTML is not the one in the attachment
 constexpr std::size_t kUnitsBeforeHtml = 200;  ///< within which the fields of a message text end
@@ -48,6 +47,10 @@ bool hasAtLeast(std::string_view text, std::size_t units) {
   return text.size() >= 4 * units || utf16Length(text) >= units;
 }
 
+void printSqlError(const std::string& error) {
+  std::fputs(fmt::format("SQL error: {}\n", error).c_str(), stderr);
+}
+
 /// What stands below the headers.
 std::string withoutHeaders(const std::string& text) {
   const std::size_t end = text.find("\n\n");
@@ -60,12 +63,18 @@ std::string withoutHeaders(const std::string& text) {
 struct MessageViewer::Source {
   std::string text;  ///< stripped
   bool isLongEnough = false;
-  mime::TnoEmail email;
+  mime::MailSource message;
   std::optional<std::string> html;
 };
 
 MessageViewer::MessageViewer(ServerSession& session, ResultList& list, UserInterface& ui)
-    : session_(session), list_(list), ui_(ui) {}
+    : session_(session), list_(list), ui_(ui), sources_(session) {}
+
+void MessageViewer::setCallbacks(Callbacks callbacks) {
+  callbacks_ = std::move(callbacks);
+  sources_.setCallbacks({callbacks_.stripPlist, callbacks_.declaredCharsets,
+                         [this](const std::string& sql) { return query(sql); }});
+}
 
 /// Opening the database sends the whole sequence of the schema, ten times the cost of a message.
 /// The list has come over this session, so it is opened only when the session turns out to be lost.
@@ -123,21 +132,24 @@ bool MessageViewer::showMessage(std::uint32_t id, const std::string& date) {
   removeAll(listDate, "*");
   if (isSessionTaken()) return false;
 
-  std::string raw = fetchRawSource(id);
+  Result<std::string> raw = fetchRawSource(id);
+  if (!raw) printSqlError(raw.error());
   const bool origIsOpen = ui_.isPanelVisible("origWindow");
-  const std::string orig = origIsOpen ? raw : "";
+  const Result<std::string> orig = origIsOpen ? raw : Result<std::string>("");
   {
     Source source;
-    readSource(std::move(raw), source);
+    readSource(id, raw ? std::move(*raw) : std::string(), source);
+    const std::optional<std::string> whole =
+        source.isLongEnough ? wholePlainText(source.message.email()) : std::nullopt;
     if (source.html && source.isLongEnough) {
       showHtml(composedHtml(source));
-      if (!loadMessageText(id)) return false;
+      if (!loadMessageText(id, whole)) return false;
     } else {
       std::string text = withoutHeaders(source.text);
       deleteOnce(text, kAttachmentsWord);
       if (callbacks_.stripPlist) callbacks_.stripPlist(text);
-      showText(std::move(text));
-      if (!loadMessageText(id)) return false;
+      showText(text);
+      if (!loadMessageText(id, whole)) return false;
       showText(messageText);
     }
     if (ui_.isPanelVisible("tagPanel") && callbacks_.setTags) callbacks_.setTags();
@@ -149,22 +161,19 @@ bool MessageViewer::showMessage(std::uint32_t id, const std::string& date) {
   return true;
 }
 
-std::string MessageViewer::fetchRawSource(std::uint32_t id) {
-  if (!query(fmt::format("SELECT orig_fld FROM origemail WHERE id={}", id))) {
-    std::fputs(fmt::format("SQL error: {}\n", session_.error()).c_str(), stderr);
-    return {};
-  }
-  return fetchFirstCell(session_);
+/// What is read goes on without a source that could not be had.
+std::string MessageViewer::sourceOrNone(std::uint32_t id) {
+  Result<std::string> raw = fetchRawSource(id);
+  if (raw) return std::move(*raw);
+  printSqlError(raw.error());
+  return {};
 }
 
-void MessageViewer::readSource(std::string raw, Source& source) {
-  source.text = isValidUtf8(raw) ? std::move(raw) : latin1ToUtf8(raw);
-  source.isLongEnough = hasAtLeast(source.text, kLeastSourceUnits);
-  if (callbacks_.stripPlist) callbacks_.stripPlist(source.text);
-  mime::TnoMime mime;
-  static_cast<void>(mime.LoadMime(source.text));  // what it cannot load gives an empty message
-  static_cast<void>(source.email.SetFromMimeText(mime.GetMime().value_or("")));
-  source.html = source.email.GetHtmlBody();
+void MessageViewer::readSource(std::uint32_t id, std::string raw, Source& source) {
+  source.text = std::move(raw);
+  source.isLongEnough = isSource(source.text);
+  sources_.read(id, source.text, source.message);
+  source.html = source.message.email().GetHtmlBody();
   if (source.html && source.html->empty()) source.html.reset();
   // A part that calls itself ASCII and is not may come out of the engine as the bytes it has.
   if (source.html && !isValidUtf8(*source.html)) source.html = latin1ToUtf8(*source.html);
@@ -176,10 +185,10 @@ std::string MessageViewer::composedHtml(Source& source) {
   date.now = callbacks_.now ? callbacks_.now() : 0;
   date.dateFormat = callbacks_.dateFormat ? callbacks_.dateFormat() : 0;
   date.parseDate = callbacks_.parseDate;
-  return headerBlockHtml(readHeaderBlock(source.email, date)) + *source.html;
+  return headerBlockHtml(readHeaderBlock(source.message.email(), date)) + *source.html;
 }
 
-bool MessageViewer::loadMessageText(std::uint32_t id) {
+bool MessageViewer::loadMessageText(std::uint32_t id, const std::optional<std::string>& whole) {
   const std::string sql = messageRowSql(id);
   const bool sent = query(sql);
   const auto rows = sent ? session_.storeResult() : nullptr;
@@ -188,13 +197,13 @@ bool MessageViewer::loadMessageText(std::uint32_t id) {
     return false;
   }
   if (!rows->next()) return false;
-  messageText = formatMessageText(*rows, listDate, false);
+  messageText = formatMessageText(*rows, listDate, false, whole);
   if (rows->cell(kAttachColumn)) attachOwnerId = id;
   return true;
 }
 
-void MessageViewer::showText(std::string text) {
-  views.bodyTextView = std::move(text);
+void MessageViewer::showText(std::string_view text) {
+  views.bodyTextView = shownText(text);
   ui_.changed("bodyTextView");
 }
 
@@ -250,12 +259,17 @@ void MessageViewer::showSize(std::uint32_t id) {
   ui_.changed("sizeTextField");
 }
 
-void MessageViewer::showOrig(const std::string& raw, std::string_view alertTitle) {
-  if (!hasAtLeast(raw, kLeastOrigUnits)) {
+void MessageViewer::showOrig(const Result<std::string>& raw, std::string_view alertTitle) {
+  if (!raw) {
+    ui_.alert(
+        {"SQL Error", fmt::format("SQL error: {}", raw.error()), AlertStyle::critical, {"OK"}});
+    return;
+  }
+  if (!hasAtLeast(*raw, kLeastOrigUnits)) {
     ui_.alert({std::string(alertTitle), kNoSourceText});
     return;
   }
-  views.origTextView = toUtf8(raw);
+  views.origTextView = toUtf8(*raw);
   ui_.setWindowTitle("origWindow", kOrigTitle);
   ui_.changed("origTextView");
   ui_.showPanel("origWindow");
@@ -279,7 +293,10 @@ bool MessageViewer::showStoredText(std::uint32_t id, const std::string& date) {
   attachOwnerId = 0;
   listDate = date;
   removeAll(listDate, "*");
-  if (isSessionTaken() || !loadMessageText(id)) return false;
+  if (isSessionTaken()) return false;
+  const Result<std::optional<std::string>> whole = sources_.wholeText(id);
+  if (!whole) printSqlError(whole.error());
+  if (!loadMessageText(id, whole ? *whole : std::nullopt)) return false;
   showText(messageText);
   return true;
 }
@@ -312,7 +329,7 @@ void MessageViewer::clearMessageViews() {
 void MessageViewer::showHtmlVersion(const std::string& path) {
   if (isSessionTaken()) return;
   Source source;
-  readSource(fetchRawSource(attachOwnerId), source);
+  readSource(attachOwnerId, sourceOrNone(attachOwnerId), source);
   if (source.html && hasAtLeast(*source.html, kLeastHtmlUnits)) {
     showHtml(composedHtml(source));
     return;

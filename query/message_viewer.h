@@ -12,6 +12,7 @@
 #include "query/attachment_list.h"
 #include "query/message_web_view.h"
 #include "query/result_list.h"
+#include "query/stored_source.h"
 
 namespace keldane {
 
@@ -38,8 +39,9 @@ struct MessageViews {
   bool tagButtonEnabled = false;
 };
 
-/// Shows the message that is selected in the list: as HTML, rebuilt from its raw source with the
-/// engine, or as the text that the database has of it; its attachments as links; its raw source.
+/// Shows the message that is selected in the list: as HTML or as text, rebuilt from its raw
+/// source with the engine, or without one as the database has it; its attachments as links; its raw
+/// source. In the text view nothing is left that could steer a view: it shows as U+FFFD.
 /// Attachments are only named here, their bytes stay on the server.
 ///
 /// A statement that fails leaves a line on standard error and the views as they are. Main thread;
@@ -49,6 +51,8 @@ class MessageViewer {
   struct Callbacks {
     /// Takes what the mail client has added off a raw source.
     std::function<void(std::string& source)> stripPlist;
+    /// Whether parts are read in the charsets that they declare; empty: they are.
+    std::function<bool()> declaredCharsets;
     /// Reads a date as people write it.
     std::function<std::optional<std::int64_t>(std::string_view text, std::int64_t now)> parseDate;
     std::function<std::int64_t()> now;
@@ -62,7 +66,7 @@ class MessageViewer {
   };
 
   MessageViewer(ServerSession& session, ResultList& list, UserInterface& ui);
-  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+  void setCallbacks(Callbacks callbacks);
   /// The control that shows HTML; null: there is none, and `views` alone tells what it would show.
   void setWebView(MessageWebView* webView) { webView_ = webView; }
 
@@ -84,9 +88,9 @@ class MessageViewer {
   /// False when it is not in the database, or a statement failed.
   bool showMessage(std::uint32_t id, const std::string& date);
   bool showStoredText(std::uint32_t id, const std::string& date);
-  /// The raw source to the byte, unstripped; empty when a statement failed, and a single character
-  /// for a message without one.
-  [[nodiscard]] std::string fetchRawSource(std::uint32_t id);
+  /// The raw source to the byte, unstripped; "0" for a message without one. Fails with the server's
+  /// words.
+  [[nodiscard]] Result<std::string> fetchRawSource(std::uint32_t id) { return sources_.fetch(id); }
 
   TableSelection selection;
   MessageViews views;
@@ -100,20 +104,22 @@ class MessageViewer {
   [[nodiscard]] bool query(const std::string& sql);
   [[nodiscard]] const Emailrow* selectedMessage() const;
   void showButtons();
-  void readSource(std::string raw, Source& source);
+  void readSource(std::uint32_t id, std::string raw, Source& source);
+  [[nodiscard]] std::string sourceOrNone(std::uint32_t id);
   [[nodiscard]] std::string composedHtml(Source& source);
-  [[nodiscard]] bool loadMessageText(std::uint32_t id);
-  void showText(std::string text);
+  [[nodiscard]] bool loadMessageText(std::uint32_t id, const std::optional<std::string>& whole);
+  void showText(std::string_view text);
   void showHtml(std::string html);
   void showWebView();
   void showStoredHtml(const std::optional<std::string>& html);
   void showSize(std::uint32_t id);
-  void showOrig(const std::string& raw, std::string_view alertTitle);
+  void showOrig(const Result<std::string>& raw, std::string_view alertTitle);
   [[nodiscard]] bool isSessionTaken() const;
 
   ServerSession& session_;
   ResultList& list_;
   UserInterface& ui_;
+  StoredSources sources_;
   Callbacks callbacks_;
   MessageWebView* webView_ = nullptr;
 };

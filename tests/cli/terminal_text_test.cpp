@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
 #include "cli/terminal_interface.h"
+#include "cli/text_table.h"
 
 namespace keldane {
 namespace {
@@ -32,9 +34,24 @@ TEST(TerminalText, LetsNothingThroughThatSteersATerminal) {
        "2J"},
       {"NUL and DEL", std::string("a\0\x7F", 3), "a\uFFFD\uFFFD"},
       {"letters", "größe 日本", "größe 日本"},
+      {"direction", "a\u202Efdp.exe", "a\uFFFDfdp.exe"},
       {"nothing", "", ""},
   };
-  for (const Case& each : cases) EXPECT_EQ(terminalText(each.given), each.shown) << each.name;
+  for (const Case& each : cases)
+    EXPECT_EQ(terminalText(each.given, false), each.shown) << each.name;
+}
+
+TEST(TerminalText, APlainTerminalGetsAsciiAlone) {
+  EXPECT_EQ(terminalText("größe\n日本 \x9B", true), "gr??e\n?? ?");
+}
+
+TEST(TextTable, FitsANarrowTerminal) {
+  const std::vector<TableColumn> columns = {
+      {"ID", true, 0}, {"DATE", false, 0, true}, {"FROM", false, 32}, {"SUBJECT", false, 0}};
+  const std::string table = formatTable(
+      columns, {{"123456", "2024-02-28", std::string(40, 'f'), std::string(90, 's')}}, 60);
+  for (const std::string& line : split(table, "\n")) EXPECT_LE(displayWidth(line), 60U) << line;
+  EXPECT_NE(table.find("123456  2024-02-28  fff"), std::string::npos);
 }
 
 TEST(TerminalText, ReadingLineTellsShareAndRest) {

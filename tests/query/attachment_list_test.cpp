@@ -60,6 +60,13 @@ TEST(AttachmentStripTest, LinksEveryNameBesideTheText) {
   EXPECT_EQ(strip.text.substr(strip.links[1].offsetBytes, strip.links[1].lengthBytes), "a.pdf");
 }
 
+TEST(AttachmentStripTest, ShowsMarksInPlaceOfWhatSteersAView) {
+  const AttachmentStrip strip = makeAttachmentStrip({"a\u202Efdp\x1B.exe", "b"}, false, "/work");
+  const AttachmentStrip::Link& link = strip.links.at(0);
+  EXPECT_EQ(strip.text.substr(link.offsetBytes, link.lengthBytes), "a\uFFFDfdp\uFFFD.exe");
+  EXPECT_EQ(strip.text.substr(strip.links.at(1).offsetBytes, 1), "b");
+}
+
 TEST(AttachmentStripTest, LeavesTheHtmlVersionOutBesideTheHtmlView) {
   const AttachmentStrip alone = makeAttachmentStrip({"htmlversion.html"}, true, "/work");
   EXPECT_FALSE(alone.isShown);

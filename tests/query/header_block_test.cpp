@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "query/html_page.h"
+
 namespace keldane {
 namespace {
 
@@ -84,6 +86,18 @@ TEST_F(HeaderBlockTest, TakesADateOfTheLastFiveSecondsForNone) {
   };
   EXPECT_EQ(dated("15"), "2023-11-14 22:13:15");
   EXPECT_EQ(dated("16"), "as in the list");
+}
+
+TEST(StandalonePage, NoMetaOfTheMessageSpeaksForThePage) {
+  const std::string page = standalonePage(
+      "<p>\xC3\xA9<MeTa charset=koi8-r><meta http-equiv=refresh content='0;url=//x'>meta");
+  EXPECT_TRUE(
+      page.starts_with("<meta charset=\"utf-8\"><meta http-equiv=\"Content-Security-Policy\" "
+                       "content=\"default-src 'none'; img-src data: cid:; style-src "
+                       "'unsafe-inline'\">\n<p>"));
+  EXPECT_TRUE(
+      page.ends_with("<p>\xC3\xA9<x-meta charset=koi8-r><x-meta http-equiv=refresh "
+                     "content='0;url=//x'>meta"));
 }
 
 }  // namespace

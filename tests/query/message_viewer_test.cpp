@@ -26,7 +26,8 @@ const std::string kHtmlSource =
     "Date: Mon, 02 Jan 2006 22:04:05 +0000\nContent-Type: text/html\n\n" +
     kHtml + "\n";
 const std::string kTextSource =
-    "From: Ann <ann@x.example>\nTo: bob@x.example\nSubject: Hi\n\nAn ATTACHMENTS: word\n";
+    "From: Ann <ann@x.example>\nTo: bob@x.example\nSubject: Hi\nContent-Type: text/plain\n\n"
+    "Forty sunflowers.\r\n\r\nAll of them \x1B[2J up.\n";
 
 class WebView : public MessageWebView {
  public:
@@ -117,15 +118,43 @@ TEST_F(MessageViewerTest, GivesTheWebViewUtf8WhateverThePartCallsItself) {
   }
 }
 
-TEST_F(MessageViewerTest, ShowsTheStoredTextOfAMessageWithoutHtml) {
-  for (const std::string& source : {kTextSource, std::string("ab"), std::string("0")}) {
+TEST_F(MessageViewerTest, ShowsTheWholeTextOfTheSourceAndTheStoredOneWithoutIt) {
+  const std::string whole = "MAILBOX: INBOX\n\nForty sunflowers.\n\nAll of them ";
+  answerSource(kTextSource);
+  select(0);
+  EXPECT_FALSE(viewer.views.htmlShowing);
+  EXPECT_THAT(viewer.views.bodyTextView, HasSubstr(whole + "\uFFFD[2J up."));
+  EXPECT_THAT(viewer.messageText, HasSubstr(whole + "\x1B[2J up."));
+  EXPECT_EQ(viewer.views.attachmentView.links.size(), 2U);
+  for (const char* source : {"ab", "0"}) {
     answerSource(source);
     select(0);
-    EXPECT_FALSE(viewer.views.htmlShowing);
     EXPECT_THAT(viewer.views.bodyTextView, testing::EndsWith("MAILBOX: INBOX\n\nstored body"));
-    EXPECT_EQ(viewer.views.attachmentView.links.size(), 2U);
   }
   EXPECT_THAT(webView.loaded, IsEmpty());
+}
+
+TEST_F(MessageViewerTest, TheTextBesideAnHtmlVersionIsWholeToo) {
+  answerSource(
+      "From: a@x.example\nContent-Type: multipart/alternative; boundary=b\n\n--b\n"
+      "Content-Type: text/plain\n\nFirst.\n\nSecond.\n--b\nContent-Type: text/html\n\n" +
+      kHtml + "\n--b--\n");
+  select(0);
+  EXPECT_TRUE(viewer.views.htmlShowing);
+  EXPECT_THAT(viewer.messageText, HasSubstr("\n\nFirst.\n\nSecond."));
+  viewer.viewText();
+  EXPECT_THAT(viewer.views.bodyTextView, HasSubstr("\n\nFirst.\n\nSecond."));
+}
+
+TEST_F(MessageViewerTest, AsksForTheEncodingOfWhatMayHaveBeenReadAsLatin1) {
+  const std::string head = "From: a@x.example\nContent-Type: text/plain\n\n";
+  const std::string ask = "query SELECT encoding FROM keldane_fingerprints WHERE id=5";
+  for (const auto& [text, isAsked] :
+       {std::pair("plain", false), std::pair("größe", true), std::pair("größe Ж", false)}) {
+    answerSource(head + text);
+    select(0);
+    EXPECT_EQ(testing::Value(session.calls, testing::Contains(ask)), isAsked) << text;
+  }
 }
 
 TEST_F(MessageViewerTest, ChangesToTheTextAndBack) {
@@ -133,7 +162,6 @@ TEST_F(MessageViewerTest, ChangesToTheTextAndBack) {
   EXPECT_EQ(viewer.views.textButtonTitle, "Text");
   session.calls.clear();
   viewer.viewText();
-  EXPECT_EQ(session.calls.size(), 1U);
   EXPECT_EQ(viewer.views.textButtonTitle, "HTML");
   EXPECT_FALSE(viewer.views.htmlShowing);
   EXPECT_EQ(viewer.views.bodyTextView, viewer.messageText);
@@ -179,7 +207,7 @@ TEST_F(MessageViewerTest, ShowsABodyThatIsAnHtmlDocument) {
 }
 
 TEST_F(MessageViewerTest, LeavesABodyAloneThatOnlySpeaksOfHtml) {
-  answerSource(kTextSource);
+  answerSource("0");
   answerRow(std::string(200, 'x') + "<html></html>");
   select(0);
   EXPECT_FALSE(viewer.views.htmlShowing) << "too far below the fields";
@@ -218,6 +246,9 @@ TEST_F(MessageViewerTest, GoesOnWithoutASourceButNotWithoutTheRow) {
   select(0);
   EXPECT_FALSE(viewer.views.htmlShowing);
   EXPECT_THAT(viewer.views.bodyTextView, testing::EndsWith("stored body"));
+  viewer.viewOrig();
+  EXPECT_THAT(ui.alertLines(), ElementsAre("alert critical [SQL Error] SQL error: refused"))
+      << "which does not mean that there is none";
   session.failOn("query SELECT id,date_fld,*", "refused");
   select(1);
   EXPECT_EQ(session.calls.size(), 2U);

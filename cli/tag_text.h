@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "app/tag_row.h"
+
+namespace keldane {
+
+/// Words of a text between blanks.
+[[nodiscard]] std::vector<std::string> wordsOf(const std::string& text);
+
+/// An object with category, keywords, priority and notes; null without tags.
+[[nodiscard]] nlohmann::ordered_json tagsJson(const std::optional<TagRow>& tags);
+
+/// A line for each tag that is given, in the manner of the lines above a message.
+[[nodiscard]] std::string tagLines(const TagRow& tags);
+
+}  // namespace keldane
