@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/text.h"
+
 namespace keldane {
 namespace {
 
@@ -10,6 +12,8 @@ bool allDigits(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
 }
+
+bool isLeapYear(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
 
 /// The two digits behind a "-" at `at`, when they are from "01" to `last`.
 std::optional<std::string> readPair(std::string_view text, std::size_t at, std::string_view last) {
@@ -19,6 +23,11 @@ std::optional<std::string> readPair(std::string_view text, std::size_t at, std::
 }
 
 }  // namespace
+
+std::string lastDayOfMonth(std::string_view year, std::string_view month) {
+  if (month == "02") return isLeapYear(leadingInt(year)) ? "29" : "28";
+  return month == "04" || month == "06" || month == "09" || month == "11" ? "30" : "31";
+}
 
 std::optional<DayText> readDay(std::string_view text) {
   if (text.size() != 4 && text.size() != 7 && text.size() != 10) return std::nullopt;
@@ -31,7 +40,7 @@ std::optional<DayText> readDay(std::string_view text) {
     read.month = *month;
   }
   if (text.size() == 10) {
-    const std::optional<std::string> day = readPair(text, 7, "31");
+    const std::optional<std::string> day = readPair(text, 7, lastDayOfMonth(read.year, read.month));
     if (!day) return std::nullopt;
     read.day = *day;
   }

@@ -13,8 +13,11 @@ struct DayText {
   std::string day = "All";
 };
 
-/// Reads "YYYY", "YYYY-MM" or "YYYY-MM-DD"; absent for anything else. A day that its month does not
-/// have, such as 31 February, is not told apart.
+/// Reads "YYYY", "YYYY-MM" or "YYYY-MM-DD"; absent for anything else, and for a day that its month
+/// does not have.
 [[nodiscard]] std::optional<DayText> readDay(std::string_view text);
+
+/// The number of the last day of a month, as two digits.
+[[nodiscard]] std::string lastDayOfMonth(std::string_view year, std::string_view month);
 
 }  // namespace keldane

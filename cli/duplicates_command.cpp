@@ -2,9 +2,13 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include "base/text.h"
 #include "cli/commands.h"
+#include "cli/count_text.h"
 #include "cli/json_text.h"
+#include "cli/message_rows.h"
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/text_table.h"
@@ -14,6 +18,8 @@ namespace {
 
 struct DuplicatesOptions {
   bool deletes = false;
+  bool dryRun = false;
+  bool yes = false;
   bool json = false;
   std::string database;
   std::string connection;
@@ -21,7 +27,7 @@ struct DuplicatesOptions {
 
 void printDeleted(const DuplicatesOptions& options, const ResultList& list, unsigned long deleted) {
   if (!options.json) {
-    fmt::print("{} duplicate emails have been deleted from the database.\n", deleted);
+    fmt::print("{} deleted.\n", countText(static_cast<long long>(deleted), "duplicate"));
     return;
   }
   nlohmann::ordered_json kept = nlohmann::ordered_json::array();
@@ -29,56 +35,107 @@ void printDeleted(const DuplicatesOptions& options, const ResultList& list, unsi
   printJson({{"deleted", deleted}, {"kept", std::move(kept)}});
 }
 
+nlohmann::ordered_json jsonOf(const Emailrow& row, const DuplicateSweep& sweep) {
+  nlohmann::ordered_json object = {{"id", row.emailID},
+                                   {"copy_of", nullptr},
+                                   {"similar_to", nullptr},
+                                   {"date", isoDate(plainDate(row))},
+                                   {"from", row.emailFrom},
+                                   {"to", row.emailTo},
+                                   {"subject", row.emailSubject},
+                                   {"mailbox", row.emailMailbox},
+                                   {"attachments", row.emailAtch},
+                                   {"tagged", isTagged(row)}};
+  const DuplicateSweep::Relation relation = sweep.relationOf(row.emailID);
+  if (relation == DuplicateSweep::Relation::copy) object["copy_of"] = sweep.keptOf(row.emailID);
+  if (relation == DuplicateSweep::Relation::similar) {
+    object["similar_to"] = sweep.keptOf(row.emailID);
+  }
+  return object;
+}
+
+std::string relationText(std::uint32_t id, const DuplicateSweep& sweep) {
+  const DuplicateSweep::Relation relation = sweep.relationOf(id);
+  if (relation == DuplicateSweep::Relation::copy)
+    return fmt::format("copy of {}", sweep.keptOf(id));
+  if (relation != DuplicateSweep::Relation::similar) return {};
+  return fmt::format("similar to {}", sweep.keptOf(id));
+}
+
 void printCopies(const DuplicatesOptions& options, const ResultList& list,
                  const DuplicateSweep& sweep) {
-  std::string text;
+  const Pager pager(!options.json);
+  if (options.json) {
+    for (const Emailrow& row : list.emailRows) printJson(jsonOf(row, sweep));
+    return;
+  }
   std::vector<std::vector<std::string>> rows;
   for (const Emailrow& row : list.emailRows) {
-    const std::uint32_t kept = sweep.keptOf(row.emailID);
-    const bool copy = kept != row.emailID;
-    if (options.json) {
-      const bool tagged = row.emailDate.ends_with("*");
-      nlohmann::ordered_json object = {
-          {"id", row.emailID},
-          {"copy_of", nullptr},
-          {"date", row.emailDate.substr(0, row.emailDate.size() - (tagged ? 1 : 0))},
-          {"from", row.emailFrom},
-          {"to", row.emailTo},
-          {"subject", row.emailSubject},
-          {"mailbox", row.emailMailbox},
-          {"attachments", row.emailAtch},
-          {"tagged", tagged}};
-      if (copy) object["copy_of"] = kept;
-      text += jsonLine(object);
-      continue;
-    }
-    rows.push_back({fmt::format("{}", row.emailID), copy ? fmt::format("{}", kept) : "",
-                    row.emailDate, row.emailFrom, row.emailSubject, row.emailMailbox});
+    rows.push_back({fmt::format("{}", row.emailID), relationText(row.emailID, sweep),
+                    dateToFit(row, pager.width()), isTagged(row) ? "*" : "", row.emailFrom,
+                    row.emailSubject, row.emailMailbox});
   }
-  const Pager pager(!options.json);
-  if (!options.json) {
-    text = formatTable({{"ID", true, 0},
-                        {"COPY OF", true, 0},
-                        {"DATE", false, 20},
-                        {"FROM", false, 32},
-                        {"SUBJECT", false, 0},
-                        {"MAILBOX", false, 24}},
-                       rows, pager.width());
+  const std::string table = formatTable({{"ID", true, 0},
+                                         {"IS", false, 0, true},
+                                         {"DATE", false, 0, true},
+                                         {"TAG", false, 0, true},
+                                         {"FROM", false, 32},
+                                         {"SUBJECT", false, 0},
+                                         {"MAILBOX", false, 24}},
+                                        rows, pager.width());
+  std::fwrite(table.data(), 1, table.size(), stdout);
+}
+
+bool canAsk() { return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDERR_FILENO) != 0; }
+
+/// Asks on the terminal; anything but a yes is a no, also the end of the input.
+bool asksAndHearsYes(unsigned long copies) {
+  std::fprintf(stderr, "Delete %s? One of each stays. [y/N] ",
+               countText(static_cast<long long>(copies), "duplicate").c_str());
+  std::fflush(stderr);
+  std::string answer;
+  for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
+    answer += static_cast<char>(c);
   }
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  return compareNoCase(answer, "y") == 0 || compareNoCase(answer, "yes") == 0;
+}
+
+/// Whether the copies may be deleted: they are counted first when somebody can be asked.
+bool mayDelete(const DuplicatesOptions& options, KeldaneController& controller, Program& program) {
+  if (options.yes) return true;
+  const DuplicateSweep::Outcome found = controller.duplicateSweep().checkDups(false);
+  if (!found.complete) return false;
+  const unsigned long copies = found.copies;
+  if (copies != 0 && asksAndHearsYes(copies)) return true;
+  std::fputs(copies == 0 ? "There are no duplicates.\n" : "Nothing is deleted.\n", stdout);
+  program.exitStatus = kExitDone;
+  return false;
 }
 
 void runDuplicates(const DuplicatesOptions& options, Program& program) {
+  const bool deletes = options.deletes && !options.dryRun;
+  if (deletes && !options.yes && !canAsk()) {
+    (void)program.fail(
+        "--delete wants --yes where nobody can be asked; --dry-run shows what it would delete");
+    program.exitStatus = kExitUsage;
+    return;
+  }
   program.exitStatus = kExitFailed;
   KeldaneController* controller = program.connected(options.connection, options.database);
   if (controller == nullptr) return;
+  if (deletes && !mayDelete(options, *controller, program)) return;
   DuplicateSweep& sweep = controller->duplicateSweep();
-  const DuplicateSweep::Outcome outcome = sweep.checkDups(options.deletes);
+  const DuplicateSweep::Outcome outcome = sweep.checkDups(deletes);
+  const ResultList& list = controller->resultList();
   if (outcome.complete) program.exitStatus = kExitDone;
-  if (options.deletes) {
-    printDeleted(options, controller->resultList(), outcome.deleted);
+  if (deletes) {
+    printDeleted(options, list, outcome.deleted);
   } else if (outcome.complete) {
-    printCopies(options, controller->resultList(), sweep);
+    printCopies(options, list, sweep);
+    if (options.dryRun && !options.json) {
+      fmt::print("{} would be deleted.\n",
+                 countText(static_cast<long long>(outcome.copies), "duplicate"));
+    }
   }
 }
 
@@ -88,10 +145,16 @@ void addDuplicatesCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<DuplicatesOptions>();
   CLI::App* command = app.add_subcommand("duplicates",
                                          "List messages that are stored twice: the same sender, "
-                                         "receivers, subject and time. What they "
-                                         "say, and the mailbox, does not count");
-  command->add_flag("--delete", options->deletes,
-                    "Delete the copies; of each message the one that the server names first stays");
+                                         "receivers, subject, time and content, in whatever "
+                                         "mailbox. Those of another content are called similar");
+  CLI::Option* deletes =
+      command->add_flag("--delete", options->deletes,
+                        "Delete the copies; of each message the one that the server names first "
+                        "stays, and so does what is "
+                        "similar. Asks on a terminal, and wants --yes elsewhere");
+  command->add_flag("--dry-run", options->dryRun, "Only show what --delete would delete")
+      ->needs(deletes);
+  command->add_flag("--yes", options->yes, "Delete without asking")->needs(deletes);
   command->add_flag("--json", options->json,
                     "One JSON object a line for each message; with --delete one for all");
   command->add_option("--database", options->database, "Use this database");

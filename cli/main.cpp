@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/overview.h"
 #include "cli/program.h"
 #include "platform/process_memory.h"
 
@@ -49,6 +50,11 @@ int main(int argc, char** argv) {
   keldane::addStatsCommand(app, program);
   keldane::addStatusCommand(app, program);
   keldane::addTagCommand(app, program);
+  keldane::groupCommands(app);
+  if (argc == 1) {
+    keldane::printOverview(app, !program.controller().connections().connectionNames().empty());
+    return program.finishOutput();
+  }
   app.footer(
       "A first argument that is a number other than 0 is a run by the schedule: it archives the "
       "chosen sources and ends.");

@@ -7,6 +7,7 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/day_option.h"
 #include "cli/last_list.h"
 #include "cli/message_rows.h"
 #include "cli/program.h"
@@ -113,8 +114,12 @@ void runSearch(const SearchOptions& options, Program& program) {
     program.exitStatus = kExitDone;
     return;
   }
+  options.rows.prepare(controller->resultList());
   controller->retrieveSheet().run(*statement);
-  program.exitStatus = showList(*controller, options.rows, program);
+  RowOptions rows = options.rows;
+  if (!options.saved.empty()) rows.withoutLimit = "the limit stands in the saved search";
+  if (!options.sql.empty()) rows.withoutLimit = "the limit stands in --sql";
+  program.exitStatus = showList(*controller, rows, program);
 }
 
 void addRows(CLI::App& command, SearchOptions& options) {
@@ -148,10 +153,8 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
   for (const char* row : {"--and", "--or", "--and-not", "--or-not"}) {
     phrase->excludes(command.get_option(row));
   }
-  command.add_option("--since", request.since, "From this day, month or year on")
-      ->option_text("DAY");
-  command.add_option("--until", request.until, "To the end of this day, month or year")
-      ->option_text("DAY");
+  addDayOption(command, "--since", request.since, "From this day, month or year on");
+  addDayOption(command, "--until", request.until, "To the end of this day, month or year");
   for (const char* shortcut : kShortcuts) {
     CLI::Option* flag =
         command.add_flag(fmt::format("--{}", shortcut), options.shortcuts[shortcut],
@@ -171,7 +174,7 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   command.add_option("--category", request.category, "Tagged with this category");
   command.add_option("--keywords", request.keywords,
-                     "Tagged with these keywords; goes into the statement as it stands");
+                     "Tagged with these keywords, side by side in their order");
   command.add_option("--notes", request.notes, "Tagged with notes that hold this");
   command.add_option("--priority", request.priority, "Tagged with this priority")
       ->option_text("none|lowest|low|medium|high|highest");
@@ -186,15 +189,17 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
   command.add_flag("--descending", request.descending, "The last first");
   command
       .add_option("--limit", request.limit, "At most so many (that of the settings when not given)")
-      ->option_text("N|none");
+      ->option_text(kLimitWords);
 }
 
 void addStatementOptions(CLI::App& command, SearchOptions& options) {
-  CLI::Option* within = command.add_flag("--within-last-list", options.withinLastList,
-                                         "Search in what list, search or browse has shown last");
+  CLI::Option* within =
+      command.add_flag("--within-last-list", options.withinLastList,
+                       "Search in the results of the last list, search or browse");
   command
-      .add_option("--sql", options.sql,
-                  "Your own end of the statement, from WHERE on, sent as it stands")
+      .add_option(
+          "--sql", options.sql,
+          "Your own end of the statement, from WHERE on, sent as it stands; % stands for any text")
       ->option_text("\"WHERE ...\"");
   CLI::Option* saved =
       command.add_option("--saved", options.saved, "Run the saved search of this name")
@@ -235,6 +240,9 @@ void addStatementOptions(CLI::App& command, SearchOptions& options) {
 void addSearchCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<SearchOptions>();
   CLI::App* command = app.add_subcommand("search", "Search the archive");
+  command->footer(
+      "In conditions every character stands for itself. The window's form and --sql give % (any "
+      "text), _ (any character) and \\ their meaning in a pattern of MySQL.");
   addFormOptions(*command, *options);
   addStatementOptions(*command, *options);
   options->rows.addTo(*command);

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/result.h"
@@ -36,12 +37,19 @@ struct SearchRequest {
   std::string limit;
 };
 
+/// A text as a pattern that only this text matches, for the form of the search: `%`, `_` and the
+/// backslash, which have a meaning there, stand for themselves.
+[[nodiscard]] std::string literalPattern(std::string_view text);
+
 /// Puts the request into a fresh form. Fails with a sentence for the user when something in it has
 /// no place there. Date shortcuts are left to the caller, who knows the day.
 [[nodiscard]] Result<SearchForm> searchFormOf(const SearchRequest& request);
 /// The settings with what the request says otherwise about order and limit.
 [[nodiscard]] Result<SearchContext> searchContextOf(const SearchRequest& request,
                                                     SearchContext settings);
+
+/// Sets the limit that an option asks for: a number, or "none". An empty text changes nothing.
+[[nodiscard]] Result<void> applyLimit(const std::string& limit, SearchContext& context);
 
 /// Names for the options, in the order of the form.
 [[nodiscard]] std::string searchFieldNames();

@@ -2,8 +2,11 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include "base/shown_text.h"
 #include "cli/commands.h"
+#include "cli/day_option.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
@@ -33,6 +36,7 @@ Result<StatsForm> formOf(const StatsOptions& options) {
   form.dates = filled->dates;
   form.limitSenderTextField = std::to_string(options.top);
   form.statsByMailboxCheck = options.mailboxes;
+  form.includesLastDay = true;
   return form;
 }
 
@@ -61,7 +65,8 @@ void printFigures(const StatsFigures& figures, const StatsForm& form) {
 void runStats(const StatsOptions& options, Program& program) {
   const Result<StatsForm> form = formOf(options);
   if (!form) {
-    program.exitStatus = program.fail(form.error());
+    (void)program.fail(form.error());
+    program.exitStatus = kExitUsage;
     return;
   }
   KeldaneController* controller = program.connected(options.connection, options.database);
@@ -73,7 +78,9 @@ void runStats(const StatsOptions& options, Program& program) {
   if (options.json) {
     printFigures(figures, *form);
   } else {
-    std::fputs(terminalText(statsReportText(figures, *form)).c_str(), stdout);
+    const std::string report = statsReportText(figures, *form);
+    const bool isShown = ::isatty(STDOUT_FILENO) != 0;
+    std::fputs((isShown ? terminalText(report) : shownText(report)).c_str(), stdout);
   }
   if (!figures.complete) program.exitStatus = kExitFailed;
 }
@@ -84,12 +91,9 @@ void addStatsCommand(CLI::App& app, Program& program) {
   auto options = std::make_shared<StatsOptions>();
   CLI::App* command = app.add_subcommand(
       "stats", "Report how many messages there are: by year, by sender, by recipient");
-  command->add_option("--since", options->since, "From this day on: 2024-02-28, 2024-02 or 2024")
-      ->type_name("DAY");
-  command
-      ->add_option("--until", options->until,
-                   "Up to the beginning of this day; the mail of the day itself is left out")
-      ->type_name("DAY");
+  addDayOption(*command, "--since", options->since,
+               "From this day, month or year on: 2024-02-28, 2024-02 or 2024");
+  addDayOption(*command, "--until", options->until, "To the end of this day, month or year");
   command->add_option("--top", options->top, "Length of the lists of senders and recipients (10)");
   command->add_flag("--mailboxes", options->mailboxes, "List the mailboxes too");
   command->add_option("--connection", options->connection, "Saved connection to use");

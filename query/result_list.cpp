@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -60,19 +61,21 @@ void ResultList::clear() {
   dbCountTextField.clear();
   listCountTextField.clear();
   rowCount = 0;
+  receivedCount = archiveCount = 0;
   ui_.changed("storeTableView");
 }
 
 void ResultList::retrieve() {
   ui_.closePanel("SQLPanel");
   showRetrieving();
-  withTags_ = withTagsCheck;
-  withoutTags_ = withoutTagsCheck;
+  withTags_ = std::exchange(withTagsCheck, false);
+  withoutTags_ = std::exchange(withoutTagsCheck, false);
   getResults();
 }
 
 void ResultList::retrieveBySize(const std::string& limit) {
   showRetrieving();
+  withTags_ = withoutTags_ = false;
   currentSql =
       "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email,origemail "
       "WHERE origemail.id=email.id ORDER BY length(origemail.orig_fld) DESC" +
@@ -107,6 +110,7 @@ void ResultList::getResults() {
   const std::string countSql = "SELECT count(id) FROM email";
   if (session_.query(countSql)) {
     count = fetchFirstCell(session_);
+    archiveCount = std::strtoull(count.c_str(), nullptr, 10);
   } else if (callbacks_.storeLog) {
     callbacks_.storeLog(fmt::format("SQL error: {}, {}\n", session_.error(), countSql));
   }
@@ -151,7 +155,8 @@ void ResultList::loadEmailRows() {
     return toUtf8(rows->cell(column).value_or(std::string_view()));
   };
   std::vector<Emailrow> found;
-  found.reserve(rows->rowCount());
+  receivedCount = rows->rowCount();
+  found.reserve(receivedCount);
   std::vector<bool> latin1Senders;
   while (rows->next()) {
     Emailrow row;
@@ -169,7 +174,8 @@ void ResultList::loadEmailRows() {
   rows.reset();
 
   const std::optional<std::unordered_set<std::uint32_t>> tagged = findTaggedIds(found);
-  const DateStyle style = callbacks_.dateStyle ? callbacks_.dateStyle() : DateStyle{};
+  const DateStyle style =
+      callbacks_.dateStyle && !keepsServerDates ? callbacks_.dateStyle() : DateStyle{};
   emailRows.reserve(found.size());
   emailIds.reserve(found.size());
   for (std::size_t i = 0; i < found.size(); ++i) {

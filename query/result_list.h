@@ -66,12 +66,17 @@ class ResultList {
   std::vector<Emailrow> emailRows;
   std::vector<std::string> emailIds;  ///< in the server's order, never sorted
   int rowCount = 0;
+  std::uint64_t receivedCount = 0;  ///< rows the server gave, with those that a tag filter left out
+  std::uint64_t archiveCount = 0;   ///< messages of the archive; 0 when they could not be counted
   int listViewCount = 0;
   bool reverseList = false;
+  // Filters of the next `retrieve`, and of that alone.
   bool withTagsCheck = false;
   bool withoutTagsCheck = false;
   bool onlyAttach = false;
   bool listSearchButtonEnabled = true;
+  /// Dates stay as the server writes them, whatever the date style.
+  bool keepsServerDates = false;
   /// Off in a program that ends after one list: it leaves no view on the server.
   bool makesListViews = true;
   bool messageButtonsEnabled = false;  ///< reply, forward, text, tag

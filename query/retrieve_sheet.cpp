@@ -100,6 +100,8 @@ void RetrieveSheet::run(std::string sql) {
 }
 
 bool RetrieveSheet::makeSearchSQL() {
+  // What was cancelled before is not this search. The flag of a run is left to the run.
+  if (!isArchiving()) process_.cancelFlag = 0;
   if (callbacks_.openDatabase) callbacks_.openDatabase();
   if (process_.cancelFlag != 0) return false;
   SearchContext context;

@@ -11,6 +11,7 @@ namespace keldane {
 namespace {
 
 constexpr std::size_t kCountWidth = 9;
+constexpr std::size_t kTimeAt = 11;  // of the time in "2024-02-28 00:00:00"
 /// So many years in a row without mail, and the next one with mail is asked for: one forged date in
 /// a far future must not cost a search of the archive for each year until then.
 constexpr int kEmptyYears = 20;
@@ -21,7 +22,8 @@ struct StatsRange {
   bool full = false;
 };
 
-StatsRange statsRange(const DateMenus& dates) {
+StatsRange statsRange(const StatsForm& asked) {
+  const DateMenus& dates = asked.dates;
   const auto chosen = [](const std::string& title, const char* otherwise) {
     return title == "All" ? std::string(otherwise) : title;
   };
@@ -34,6 +36,7 @@ StatsRange statsRange(const DateMenus& dates) {
   range.end = fmt::format("{}-{}-{} 00:00:00", chosen(dates.endYr, "2050"), endMonth,
                           chosen(dates.endDa, lastDay));
   range.full = range.begin == "1901-01-01 00:00:00" && range.end == "2050-12-31 00:00:00";
+  if (asked.includesLastDay) range.end.replace(kTimeAt, std::string::npos, "23:59:59");
   return range;
 }
 
@@ -119,7 +122,7 @@ std::vector<std::pair<int, int>> StatisticsReport::readYears(int first, int last
 }
 
 StatsFigures StatisticsReport::figures(const StatsForm& asked) {
-  const StatsRange range = statsRange(asked.dates);
+  const StatsRange range = statsRange(asked);
   const std::string between =
       fmt::format("date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin, range.end);
   const std::string where =

@@ -17,6 +17,8 @@ struct StatsForm {
   DateMenus dates;
   std::string limitSenderTextField = "10";
   bool statsByMailboxCheck = false;
+  /// The mail of the last day counts. The panel leaves it out.
+  bool includesLastDay = false;
 };
 
 /// What the report tells.

@@ -35,13 +35,26 @@ TEST(SearchOptions, WhatHasNoPlaceInTheFormIsRefused) {
   request.terms.assign(9, {"AND", "from=x"});
   EXPECT_FALSE(searchFormOf(request));
   request.terms.clear();
-  for (const char* day : {"24", "2024-13", "2024-1-1", "2024-02-32", "2024/02/01", "2024-02-0\""}) {
+  for (const char* day : {"24", "2024-13", "2024-1-1", "2024-02-30", "2023-02-29", "1900-02-29",
+                          "2024/02/01", "2024-02-0\""}) {
     request.since = day;
     EXPECT_FALSE(searchFormOf(request)) << day;
   }
   request.since.clear();
   request.types = {"images"};
   EXPECT_FALSE(searchFormOf(request));
+}
+
+TEST(SearchOptions, TheLastDayOfARangeIsTheLastOfItsMonth) {
+  SearchRequest request;
+  for (const auto& [until, end] :
+       {std::pair("2024-02", "2024-02-29"), std::pair("2023-02", "2023-02-28"),
+        std::pair("2000", "2000-12-31"), std::pair("2024-06", "2024-06-30")}) {
+    request.until = until;
+    const Result<SearchForm> form = searchFormOf(request);
+    ASSERT_TRUE(form);
+    EXPECT_EQ(dateRange(form->dates).end, std::string(end) + " 23:59:59");
+  }
 }
 
 TEST(SearchOptions, OrderAndLimitStandOverTheSettings) {

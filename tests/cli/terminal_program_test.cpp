@@ -39,7 +39,7 @@ constexpr const char* kInvoice =
     "From: Ann <ann@example.org>\nTo: bob@example.org\nSubject: Invoice 12\n"
     "Date: Mon, 2 Jan 2023 03:04:05 +0000\nMIME-Version: 1.0\n"
     "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\n"
-    "Please pay\n--b\nContent-Type: application/pdf\n"
+    "Dear Bob,\n\nPlease pay\n--b\nContent-Type: application/pdf\n"
     "Content-Disposition: attachment; filename=\"../../bill\x1B[31m.pdf\"\n"
     "Content-Transfer-Encoding: base64\n\nAAECAw==\n--b--\n";
 // Its subject and its body try to steer a terminal, its subject also a page.
@@ -64,8 +64,9 @@ class TerminalProgram : public ::testing::Test {
     home_->write("mail/4.eml", kThird);
     home_->write("mail/notes.txt", "no mail");
     TestServer& server = TestServer::shared();
+    database_ = server.freshDatabase("terminal");
     run({"connections", "add", "Tests", "--socket", *server.address().socket, "--user",
-         *server.address().user, "--database", server.freshDatabase("terminal")});
+         *server.address().user, "--database", database_});
     run({"connections", "use", "Tests"});
     firstArchive_ = run({"archive", home() + "/mail", "--json"});
   }
@@ -83,7 +84,8 @@ class TerminalProgram : public ::testing::Test {
   /// What it printed; its end must be a good one.
   static std::string output(const Words& arguments) {
     const ToolOutcome outcome = run(arguments);
-    EXPECT_EQ(outcome.exitStatus, 0) << arguments[0] << ": " << outcome.errorText;
+    EXPECT_EQ(outcome.exitStatus, 0)
+        << ::testing::PrintToString(arguments) << ": " << outcome.errorText;
     return outcome.output;
   }
   /// The values of one name in lines of JSON.
@@ -137,10 +139,12 @@ class TerminalProgram : public ::testing::Test {
 
   static std::unique_ptr<TemporaryFolder> home_;
   static ToolOutcome firstArchive_;
+  static std::string database_;
 };
 
 std::unique_ptr<TemporaryFolder> TerminalProgram::home_;
 ToolOutcome TerminalProgram::firstArchive_;
+std::string TerminalProgram::database_;
 
 TEST_F(TerminalProgram, ArchivesOnceAndAccountsForEveryFile) {
   EXPECT_EQ(firstArchive_.exitStatus, 0) << firstArchive_.errorText;
@@ -199,10 +203,15 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
     const char* text;
   };
   const Case cases[] = {
-      {{}, 2, "subcommand"},
-      {{"search", "--and", "colour=red"}, 2, "none of from, to"},
+      {{"-q"}, 2, "subcommand"},
+      {{"search", "--and", "colour=red"}, 2, "unknown field \"colour\"; use from, to"},
       {{"search", "--since", "2023-13"}, 2, "2023-13"},
+      {{"search", "--since", "2002-02-30"}, 2, "\"2002-02-30\" is not a date"},
+      {{"search", "--until", ""}, 2, "\"\" is not a date"},
+      {{"stats", "--until", "2002-02-30"}, 2, "\"2002-02-30\" is not a date"},
       {{"search", "--limit", "few"}, 2, "neither a number nor none"},
+      {{"list", "--limit", "0"}, 2, "neither a number nor none"},
+      {{"browse", "--limit", "-1"}, 2, "neither a number nor none"},
       {{"search", "--sql", "WHERE nothing = 1"}, 1, "Unknown column"},
       {{"search", "--saved", "Missing"}, 1, "Missing"},
       {{"show", "99"}, 1, "99"},
@@ -257,24 +266,86 @@ TEST_F(TerminalProgram, TheManualKnowsEveryCommandAndOption) {
     for (const std::string& option : firstWords(help, "Options")) {
       EXPECT_THAT(manual, HasSubstr(option)) << name;
     }
-    for (const std::string& command : firstWords(help, "Subcommands")) {
-      commands.push_back(words);
-      commands.back().push_back(command);
+    for (const char* title : {"Subcommands", "Fill the archive", "Find and read", "Keep it"}) {
+      for (const std::string& command : firstWords(help, title)) {
+        commands.push_back(words);
+        commands.back().push_back(command);
+      }
     }
   }
   EXPECT_GT(commands.size(), 40U);
 }
 
+TEST_F(TerminalProgram, TellsWhatALimitHasCut) {
+  EXPECT_EQ(run({"list", "--limit", "2"}).errorText,
+            "keldane: the first 2 of 3; --limit none for all\n");
+  EXPECT_THAT(run({"search", "--and", "to=bob", "--limit", "1"}).errorText, HasSubstr("1 of 3"));
+  EXPECT_THAT(run({"browse", "--size", "--limit", "1"}).errorText, HasSubstr("1 of 3"));
+  output({"list"});
+  EXPECT_THAT(run({"search", "--within-last-list", "--limit", "2"}).errorText, HasSubstr("2 of 3"));
+  for (const char* limit : {"3", "none"}) {
+    EXPECT_EQ(run({"list", "--limit", limit}).errorText, "") << limit;
+  }
+}
+
+TEST_F(TerminalProgram, WordsOfASearchStandForThemselves) {
+  const std::string back = "a\\b";
+  output({"tag", "1", "--category", "5%", "--keywords", "k_1 " + back, "--notes", back + "\"%"});
+  const Words found[] = {{"--category", "5%"},
+                         {"--keywords", "k_1"},
+                         {"--keywords", back},
+                         {"--notes", back + "\"%"},
+                         {"--and", "subject=12"}};
+  const Words missed[] = {{"--category", "%"},
+                          {"--keywords", "k%1"},
+                          {"--keywords", "__1"},
+                          {"--notes", "\\%\""},
+                          {"--and", "subject=1_"},
+                          {"--entire-message", "%"},
+                          {"--keywords", "\" OR 1=1 -- "}};
+  for (const auto& [list, count] : {std::pair(std::begin(found), std::size(found)),
+                                    std::pair(std::begin(missed), std::size(missed))}) {
+    for (std::size_t i = 0; i < count; ++i) {
+      Words words = {"search"};
+      words.insert(words.end(), list[i].begin(), list[i].end());
+      EXPECT_EQ(subjects(words).size(), list == std::begin(found) ? 1U : 0U)
+          << ::testing::PrintToString(words);
+    }
+  }
+  output({"untag", "1"});
+}
+
+TEST_F(TerminalProgram, DatesOfDataAreThoseOfTheStandardWhateverTheSettings) {
+  output({"settings", "set", "dateFormat", "day-first"});
+  EXPECT_THAT(output({"list"}), HasSubstr("02-01-2023 03:04:05"));
+  EXPECT_THAT(values(output({"list", "--json"}), "date"),
+              ::testing::Contains("2023-01-02T03:04:05"));
+  EXPECT_THAT(output({"list", "--format", "tsv"}), HasSubstr("\t2023-01-02T03:04:05\t"));
+  EXPECT_THAT(output({"show", "1", "--json"}), HasSubstr("\"2023-01-02T03:04:05\""));
+  output({"settings", "set", "dateFormat", "year-first"});
+}
+
+TEST_F(TerminalProgram, SaysWhatThereIsAndHowToBegin) {
+  EXPECT_THAT(output({}), AllOf(HasSubstr("search"), HasSubstr("keldane list"),
+                                Not(HasSubstr("There is no archive yet"))));
+  const TemporaryFolder empty;
+  const auto begin =
+      ProcessToolRunner().run({"/usr/bin/env", {"HOME=" + empty.path(), KELDANE_PROGRAM}, "", ""});
+  ASSERT_TRUE(begin);
+  EXPECT_THAT(begin->output, HasSubstr("There is no archive yet. `keldane archive FOLDER`"));
+}
+
 TEST_F(TerminalProgram, ShowsAMessageInEachOfItsForms) {
-  EXPECT_THAT(output({"show", "1"}),
-              AllOf(StartsWith("ID: 1\nDATE: 2023-01-02 03:04:05\n"), HasSubstr("Please pay")));
+  EXPECT_THAT(output({"show", "1"}), AllOf(StartsWith("ID: 1\nDATE: 2023-01-02 03:04:05\n"),
+                                           HasSubstr("Dear Bob,\n\nPlease pay")));
   EXPECT_EQ(output({"show", "1", "--source"}), kInvoice);
   EXPECT_THAT(output({"show", "1", "--headers"}),
               AllOf(HasSubstr("Subject: Invoice 12"), Not(HasSubstr("Please pay"))));
   const std::string id =
       values(output({"search", "--and", "from=eve", "--json"}), "id").at(0).dump();
   EXPECT_THAT(output({"show", id, "--html"}),
-              AllOf(HasSubstr("&lt;script&gt;"), Not(HasSubstr("<script>")), HasSubstr("<b>you")));
+              AllOf(StartsWith("<meta charset=\"utf-8\">"), HasSubstr("&lt;script&gt;"),
+                    Not(HasSubstr("<script>")), HasSubstr("<b>you")));
 }
 
 TEST_F(TerminalProgram, SavedAttachmentsStayInTheirFolderAndOverwriteNothing) {
@@ -345,13 +416,57 @@ TEST_F(TerminalProgram, ABrowseSearchMayHaveAnyName) {
   output({"searches", "reset-browse"});
 }
 
-TEST_F(TerminalProgram, TagsAndTakesThemAway) {
+TEST_F(TerminalProgram, TagsAreGivenReadChangedAndTakenAway) {
+  const auto tags = [] { return nlohmann::json::parse(output({"show", "1", "--json"}))["tags"]; };
+  EXPECT_TRUE(tags().is_null());
   output({"tag", "1", "--category", "Tax", "--keywords", "paid late", "--priority", "high"});
   EXPECT_THAT(subjects({"search", "--category", "Tax", "--priority", "high"}),
               ElementsAre("Invoice 12"));
-  EXPECT_THAT(output({"list"}), HasSubstr("2023-01-02 03:04:05*"));
-  output({"untag", "1"});
+  output({"tag", "1", "--add", "new", "--remove", "Late", "--notes", "x"});
+  EXPECT_EQ(tags().dump(), nlohmann::ordered_json({{"category", "Tax"},
+                                                   {"keywords", {"new", "paid"}},
+                                                   {"notes", "x"},
+                                                   {"priority", "high"}})
+                               .dump());
+  EXPECT_THAT(output({"show", "1"}), HasSubstr("\nCATEGORY: Tax\nKEYWORDS: new paid\n"));
+  EXPECT_EQ(run({"tag", "1", "2", "--add", std::string(120, 'k')}).exitStatus, 1);
+  EXPECT_EQ(run({"tag", "1", "99", "--category", "Other"}).exitStatus, 1);
+  EXPECT_EQ(tags()["category"], "Tax") << "all or nothing";
+  EXPECT_THAT(subjects({"search", "--with-tags"}), ElementsAre("Invoice 12"));
+  output({"tag", "1", "--replace", "--notes", "y"});
+  EXPECT_EQ(tags()["category"], "");
+  EXPECT_EQ(output({"untag", "1", "2"}), "Tags removed from 1 message.\n");
   EXPECT_THAT(subjects({"search", "--with-tags"}), IsEmpty());
+}
+
+TEST_F(TerminalProgram, DeletesDuplicatesOnlyWhenItIsTold) {
+  const std::unique_ptr<ServerSession> session = TestServer::shared().connect();
+  const std::string columns =
+      "date_fld,from_fld,to_fld,subj_fld,mailbox,body_fld,numAttach,attachNames,attachText,"
+      "headings";
+  for (const std::string& sql :
+       {"USE " + database_,
+        "INSERT INTO email (" + columns + ") SELECT " + columns + " FROM email WHERE id=3",
+        std::string("INSERT INTO origemail SELECT LAST_INSERT_ID(),orig_fld FROM origemail "
+                    "WHERE id=3")}) {
+    ASSERT_TRUE(session->query(sql)) << session->error();
+  }
+  const auto stored = [] { return subjects({"search", "--and", "subject=Lunch"}).size(); };
+  EXPECT_EQ(run({"duplicates", "--delete"}).exitStatus, 2) << "nobody can be asked";
+  EXPECT_THAT(output({"duplicates", "--delete", "--dry-run"}),
+              HasSubstr("1 duplicate would be deleted."));
+  EXPECT_THAT(values(output({"duplicates", "--json"}), "copy_of"),
+              ElementsAre(nlohmann::json(), 3));
+  EXPECT_EQ(stored(), 2U);
+  EXPECT_EQ(output({"duplicates", "--delete", "--yes"}), "1 duplicate deleted.\n");
+  EXPECT_EQ(stored(), 1U);
+}
+
+TEST_F(TerminalProgram, TellsOfSourcesThatAreNotThere) {
+  EXPECT_THAT(output({"sources", "list"}), HasSubstr("No accounts found below " + home()));
+  const ToolOutcome outcome = run({"sources", "choose", "nobody"});
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_THAT(outcome.errorText, HasSubstr("there is no account \"nobody\""));
 }
 
 TEST_F(TerminalProgram, AMessageCannotSteerTheTerminal) {

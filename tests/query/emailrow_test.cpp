@@ -42,10 +42,10 @@ TEST(EmailrowOrder, TaggedRowSortsBehindAnUntaggedOneOfTheSameSecond) {
   EXPECT_EQ(emailDateComparison(plain, tagged, 2), 0);
 }
 
-TEST(EmailrowOrder, ShortDatesSurviveTheReordering) {
-  for (const char* date : {"", "*", "1", "04.03.", "04.03.2021"}) {
-    for (int format = 0; format < 4; ++format) (void)reorderDate(date, format);
-  }
+TEST(EmailrowOrder, DatesWithoutATimeAreReorderedAsFarAsTheyGo) {
+  EXPECT_EQ(reorderDate("04.03.2021*", 2), "2021-03-04");
+  EXPECT_EQ(reorderDate("04.03.", 2), "-03-04");
+  EXPECT_EQ(reorderDate("", 1), "--");
   EXPECT_EQ(formatListDate("short", {2, 1}), "short");
 }
 

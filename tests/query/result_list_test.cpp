@@ -75,7 +75,10 @@ TEST_F(ResultListTest, TagFiltersLeaveRowsOut) {
     retrieveThree();
     EXPECT_EQ(ids(), filter.left) << filter.name;
     EXPECT_EQ(list.rowCount, static_cast<int>(filter.left.size())) << filter.name;
+    EXPECT_EQ(list.receivedCount, 3U) << filter.name;
   }
+  retrieveThree();
+  EXPECT_EQ(list.rowCount, 3) << "the next list is not filtered";
 }
 
 TEST_F(ResultListTest, RefusedStatementLeavesAnEmptyListAndTheViews) {

@@ -108,6 +108,16 @@ TEST_F(RetrieveSheetTest, EditedSecondHalfRunsAsItStands) {
             "id<5");
 }
 
+TEST_F(RetrieveSheetTest, WhatWasCancelledBeforeIsNotTheNextSearch) {
+  process.cancelFlag = 1;
+  EXPECT_TRUE(sheet.makeSearchSQL());
+  openFails = true;
+  EXPECT_FALSE(sheet.makeSearchSQL());
+  archiving = true;
+  openFails = false;
+  EXPECT_FALSE(sheet.makeSearchSQL()) << "the flag of a run is the run's";
+}
+
 TEST_F(RetrieveSheetTest, AttachmentTypesTurnTheAttachmentCheckOn) {
   sheet.form.typeCheck[1] = true;
   sheet.doAttchTypes();
