@@ -71,26 +71,37 @@ void ContentDigest::addText(std::string_view text) {
     ++lineEnds_;
     text.remove_prefix(end + (text.substr(end).starts_with("\r\n") ? 2 : 1));
   }
+  flush();
+}
+
+void ContentDigest::flush() {
   part_.add(buffer_);
   buffer_.clear();
+}
+
+void ContentDigest::write(std::string_view text) {
+  if (buffer_.size() + text.size() > kBufferBytes) flush();
+  // A line can be as long as its message, and is not gathered then.
+  if (text.size() > kBufferBytes) {
+    part_.add(text);
+  } else {
+    buffer_.append(text);
+  }
 }
 
 void ContentDigest::addLine(std::string_view line) {
   const std::size_t last = line.find_last_not_of(kBlanks);
   if (last == std::string_view::npos) return;
   line = withoutFromMarks(line.substr(0, last + 1));
-  if (anyText_) buffer_.append(lineEnds_, '\n');
+  for (; anyText_ && lineEnds_ != 0; --lineEnds_) write("\n");
   lineEnds_ = 0;
   anyText_ = true;
   // A NUL is lost where a source is kept as text.
   for (std::size_t nul = line.find('\0'); nul != std::string_view::npos; nul = line.find('\0')) {
-    buffer_.append(line.substr(0, nul));
+    write(line.substr(0, nul));
     line.remove_prefix(nul + 1);
   }
-  buffer_.append(line);
-  if (buffer_.size() < kBufferBytes) return;
-  part_.add(buffer_);
-  buffer_.clear();
+  write(line);
 }
 
 }  // namespace keldane

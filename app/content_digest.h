@@ -22,6 +22,8 @@ class ContentDigest {
  private:
   void addText(std::string_view text);
   void addLine(std::string_view line);
+  void write(std::string_view text);
+  void flush();
 
   Sha256 message_;
   Sha256 part_;

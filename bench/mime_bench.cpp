@@ -22,6 +22,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "app/content_digest.h"
 #include "base/files.h"
 #include "bench/gmime_reader.h"
 #include "bench/hostile_mail.h"
@@ -98,9 +99,12 @@ bool readFileAsArchive(const std::string& path) {
     if (!text) return false;
     message.msgOriginal = std::move(*text);
   }
-  message.msgHeadings = message.msgOriginal.substr(0, message.msgOriginal.find("\n\n"));
   mime::MailSource source;
-  if (!source.load(message.msgOriginal, {})) return false;
+  mime::MailSource::Options options;
+  ContentDigest digest;
+  options.visitPart = [&digest](const mime::PartView& part) { digest.addPart(part); };
+  if (!source.load(message.msgOriginal, options)) return false;
+  message.msgHeadings = message.msgOriginal.substr(0, message.msgOriginal.find("\n\n"));
   mime::TnoEmail& email = source.email();
   message.msgFrom = email.From().value_or("");
   message.msgSubject = email.Subject().value_or("");
@@ -111,7 +115,7 @@ bool readFileAsArchive(const std::string& path) {
   if (plain) message.msgBody = std::move(*plain);
   if (email.HasHtmlBody()) message.msgHtml = email.GetHtmlBody().value_or("");
   PartialFile partial;
-  collectAttachments(email, {}, partial, message);
+  if (!collectAttachments(email, {}, partial, message)) return false;
   source.clear();
   if (!message.msgHtml.empty()) message.msgParts.push_back({"text/html", "", message.msgHtml});
   return true;

@@ -156,7 +156,7 @@ void inspectFile(const std::string& file, const InspectOptions& options, Program
     };
   }
   if (options.tree || options.mime) {
-    reading.visitTree = [&options](mime::TnoMime& tree, const std::string& mimeText) {
+    reading.visitTree = [&options](mime::TnoMime& tree, std::string_view mimeText) {
       if (options.tree) std::fputs(tree.describeTree().c_str(), stdout);
       if (options.mime) std::fwrite(mimeText.data(), 1, mimeText.size(), stdout);
     };

@@ -342,12 +342,14 @@ Result<void> MessageReader::loadEmail(
   CurrentMessage& message = context_.message;
   std::string scratch;
   const std::string_view text = strippedMessage(message.msgOriginal, scratch, message.tags);
-  message.msgHeadings = headingsOf(text);
   mime::MailSource::Options options;
   options.encoding = message.origin.encoding;
   options.declaredCharsets = context_.declaredCharsets;
   options.visitPart = visitPart;
-  return source_.load(text, options);
+  Result<void> loaded = source_.load(text, options);
+  // Behind it: of a huge header a copy less lies beside the engine's while that is at work.
+  if (loaded) message.msgHeadings = headingsOf(text);
+  return loaded;
 }
 
 void MessageReader::fillAddresses() {

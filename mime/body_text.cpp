@@ -1,4 +1,5 @@
 #include <cstddef>
+#include <utility>
 
 #include "mime/email_parts.h"
 
@@ -9,6 +10,8 @@
 namespace keldane::mime {
 
 namespace {
+
+constexpr std::string_view kBom = "\xEF\xBB\xBF";
 
 /// Every CR is followed by LF, every LF comes after a CR, and there is no NUL.
 bool isCleanText(std::string_view text) {
@@ -39,7 +42,6 @@ bool isCleanText(std::string_view text) {
 }  // namespace
 
 void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out) {
-  constexpr std::string_view kBom = "\xEF\xBB\xBF";
   if (body.substr(0, kBom.size()) == kBom) body.remove_prefix(kBom.size());
   if (isCleanText(body)) {
     out.assign(body);
@@ -58,6 +60,14 @@ void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out) {
     } else {
       out += c == '\0' && nulsToBlanks ? ' ' : c;
     }
+  }
+}
+
+void takeBodyAsText(std::string& body, bool nulsToBlanks, std::string& out) {
+  if (!body.starts_with(kBom) && isCleanText(body)) {
+    out = std::move(body);
+  } else {
+    bodyToText(body, nulsToBlanks, out);
   }
 }
 

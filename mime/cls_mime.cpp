@@ -125,17 +125,18 @@ bool ClsMime::load(std::string_view text, const Loader& loader) {
   return call.finish(loader(part(call.log()), text, call.log()));
 }
 
-bool ClsMime::GetMime(XString& out) {
+bool ClsMime::GetMime(StringBuffer& out) {
   ClsCall call(*this, "GetMime");
   if (!call.ok()) return false;
   const std::lock_guard lock(shared_->criticalSection());
   LogBase& log = call.log();
   MimeMessage2& root = part(log);
-  StringBuffer text;
+  out.weakClear();
   root.makeBinarySafeForString(log);
-  const bool ok = root.getMimeTextUtf8(text, log);
+  const bool ok = root.getMimeTextUtf8(out, log);
   root.restoreBinarySafeForString(log);
-  return call.finish(ok && out.takeFromUtf8Sb(text));
+  if (out.beginsWith(kBom)) out.removeFromStart(kBom.size());
+  return call.finish(ok);
 }
 
 bool ClsMime::GetHeaderField(std::string_view name, XString& out) {

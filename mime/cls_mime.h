@@ -49,7 +49,7 @@ class ClsMime final : public ClsBase {
   /// The bytes of a file that is not UTF-8, see `MimeMessage2::loadFileBytes`.
   bool LoadMimeBytes(std::string_view bytes);
   /// Replaces `out` by the message written anew.
-  bool GetMime(XString& out);
+  bool GetMime(StringBuffer& out);
   /// Replaces `out` by the first field of that name, encoded words decoded. False when missing:
   /// "Header field does not exist".
   bool GetHeaderField(std::string_view name, XString& out);

@@ -46,6 +46,16 @@ void appendParam(std::string_view name, std::string_view value, StringBuffer& ou
   }
 }
 
+/// Stands in front of a size that takes four bytes.
+constexpr std::uint8_t kLongSize = 0xFF;
+constexpr std::size_t kLargestSize = 1 + sizeof(std::uint32_t);
+
+bool appendSize(std::size_t size, DataBuffer& out) {
+  if (size < kLongSize) return out.appendChar(static_cast<std::uint8_t>(size));
+  const auto bytes = static_cast<std::uint32_t>(size);
+  return out.appendChar(kLongSize) && out.append(&bytes, sizeof bytes);
+}
+
 void setLower(StringBuffer& member, std::string_view text) {
   member.setString(trimmed(text));
   member.toLowerCase();
@@ -113,23 +123,31 @@ std::string_view ParamString::resolve(std::string_view piece) const {
 }
 
 bool _tnParamSet::addParam(std::string_view name, std::string_view value) {
-  const std::uint32_t sizes[2] = {static_cast<std::uint32_t>(name.size()),
-                                  static_cast<std::uint32_t>(value.size())};
-  const std::size_t wanted = sizeof sizes + name.size() + value.size();
+  const std::size_t wanted = 2 * kLargestSize + name.size() + value.size();
   // Twice the room each time, in place of the buffer's own steps, which are made for large bodies.
   if (wanted > bytes_.getCapacity() - bytes_.getSize() &&
       !bytes_.ensureBuffer(std::max<std::size_t>(wanted, bytes_.getSize()))) {
     return false;
   }
-  return bytes_.append(sizes, sizeof sizes) && bytes_.append(name) && bytes_.append(value);
+  return appendSize(name.size(), bytes_) && appendSize(value.size(), bytes_) &&
+         bytes_.append(name) && bytes_.append(value);
+}
+
+std::size_t _tnParamSet::nextSize(std::size_t& at) const {
+  const std::uint8_t first = bytes_.byteAt(at++);
+  if (first != kLongSize) return first;
+  std::uint32_t size = 0;
+  std::memcpy(&size, bytes_.getData2() + at, sizeof size);
+  at += sizeof size;
+  return size;
 }
 
 _tnParamSet::Param _tnParamSet::next(std::size_t& at) const {
-  std::uint32_t sizes[2];
-  std::memcpy(sizes, bytes_.getData2() + at, sizeof sizes);
-  const std::string_view texts = bytes_.view().substr(at + sizeof sizes);
-  at += sizeof sizes + sizes[0] + sizes[1];
-  return {texts.substr(0, sizes[0]), texts.substr(sizes[0], sizes[1])};
+  const std::size_t nameSize = nextSize(at);
+  const std::size_t valueSize = nextSize(at);
+  const std::string_view texts = bytes_.view().substr(at, nameSize + valueSize);
+  at += texts.size();
+  return {texts.substr(0, nameSize), texts.substr(nameSize)};
 }
 
 bool _tnParamSet::copyFrom(const _tnParamSet& other) {
@@ -149,14 +167,20 @@ void _tnContentType::clear() {
 }
 
 bool _tnContentType::copyFrom(const _tnContentType& other) {
-  if (this == &other) return true;
+  return this == &other || (copyMembers(other) && params_.copyFrom(other.params_));
+}
+
+bool _tnContentType::takeFrom(_tnContentType& other) {
+  return this == &other || (copyMembers(other) && params_.takeFrom(other.params_));
+}
+
+bool _tnContentType::copyMembers(const _tnContentType& other) {
   formatFlowed_ = other.formatFlowed_;
   beyondLimits_ = other.beyondLimits_;
   return type_.setString(other.type_) && name_.setString(other.name_) &&
          protocol_.setString(other.protocol_) && micalg_.setString(other.micalg_) &&
          boundary_.setString(other.boundary_) && smimeType_.setString(other.smimeType_) &&
-         typeParam_.setString(other.typeParam_) && reportType_.setString(other.reportType_) &&
-         params_.copyFrom(other.params_);
+         typeParam_.setString(other.typeParam_) && reportType_.setString(other.reportType_);
 }
 
 void _tnContentType::setContentType(std::string_view type) {
@@ -193,6 +217,7 @@ void _tnContentType::loadFromMimeHeaderValue(std::string_view value, _tnCharset&
     takeParam(attr, text.resolve(rest.substr(0, end)), charset, starText);
     rest = skipSeparators(rest.substr(end));
   }
+  params_.minimizeMemoryUsage();
   if (beyondLimits_) log.LogError("Too many parameters -- the rest stays in the field alone.");
   if (starText.isEmpty()) return;
   StringBuffer label;

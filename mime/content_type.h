@@ -54,12 +54,16 @@ class _tnParamSet {
   }
   void clear() { bytes_.clear(); }
   bool copyFrom(const _tnParamSet& other);
+  bool takeFrom(_tnParamSet& other) { return bytes_.takeData(other.bytes_); }
+  void minimizeMemoryUsage() { bytes_.minimizeMemoryUsage(); }
 
  private:
   /// The parameter at this place of the block; `at` then is that of the next one.
   [[nodiscard]] Param next(std::size_t& at) const;
+  [[nodiscard]] std::size_t nextSize(std::size_t& at) const;
 
-  // For each: the sizes of both texts, then the texts.
+  // For each: the sizes of both texts, then the texts. A size is one byte, or 0xFF and four: the
+  // shortest parameters take no more here than in the field.
   DataBuffer bytes_;
 };
 
@@ -74,6 +78,8 @@ class _tnContentType {
   /// is left out.
   void buildMimeHeaderValue(StringBuffer& out, const _tnCharset& charset, LogBase& log) const;
   bool copyFrom(const _tnContentType& other);
+  /// The same from one that is used up; it loses its `params`.
+  bool takeFrom(_tnContentType& other);
   void clear();
 
   /// Lower case, no blanks: "text/plain".
@@ -101,6 +107,7 @@ class _tnContentType {
   [[nodiscard]] const _tnParamSet& params() const { return params_; }
 
  private:
+  bool copyMembers(const _tnContentType& other);
   void takeParam(std::string_view attr, std::string_view value, _tnCharset& charset,
                  StringBuffer& starText);
 

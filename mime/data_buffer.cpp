@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint64_t kMaxSize = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kSmallestGrowth = 20000;
 constexpr std::uint64_t kRetrySlack = 400;
+constexpr std::uint32_t kWorthShrinking = 256;
 constexpr std::uint64_t kTiers[] = {12000000, 8000000, 4000000, 3000000,
                                     2000000,  1000000, 100000,  50000};
 
@@ -57,6 +58,10 @@ void DataBuffer::clearWithDeallocate() {
     std::free(data_);
   }
   forget();
+}
+
+void DataBuffer::minimizeMemoryUsage() {
+  if (!borrowed_ && capacity_ - size_ > kWorthShrinking) (void)reallocate(std::max(size_, 1U));
 }
 
 bool DataBuffer::reallocate(std::uint64_t capacity) {

@@ -67,6 +67,8 @@ class DataBuffer : public TarnellObject {
   /// Size 0, the block is kept.
   void clear();
   void clearWithDeallocate();
+  /// Gives back the room behind the data, when it is much.
+  void minimizeMemoryUsage();
   void setSecure(bool on) { secure_ = on; }
   /// Moves the other's bytes here; the other is empty afterwards.
   bool takeData(DataBuffer& other);

@@ -165,7 +165,7 @@ class Email2 : public TarnellObject {
   static Part createFromEntity(const Common& common, MimeMessage2& mime, bool isRoot, LogBase& log);
   void loadPeople(const MimeHeader& header, LogBase& log);
   void loadDate(const MimeHeader& header, LogBase& log);
-  void takeDescription(const MimeMessage2& mime);
+  void takeDescription(MimeMessage2& mime);
   bool loadParts(MimeMessage2& mime, LogBase& log);
 
   // email_text_fix.cpp

@@ -163,17 +163,22 @@ bool Email2::getPlainTextBodyUtf8(std::string& out, LogBase& log) {
 // Several texts in a row are one text: mail programs cut it where an attachment was put into it.
 bool Email2::getMixedPlainText(std::string& out, LogBase& log) const {
   if (log.verbose()) log.LogInfo("Found text body (3)");
-  std::string_view whole = getPart(0)->getEffectiveBodyData();
+  const std::string_view first = getPart(0)->getEffectiveBodyData();
   std::string joined;
+  bool isJoined = false;
   for (int i = 1; i < getNumParts(); ++i) {
     const Email2* part = getPart(i);
     if (part->comparedType() != kPlain || part->isEmailAttachment(true)) continue;
-    if (joined.empty()) joined.assign(whole);
+    if (!isJoined) joined.assign(first);
+    isJoined = true;
     joined += "\r\n";
     joined += part->getEffectiveBodyData();
-    whole = joined;
   }
-  bodyToText(whole, true, out);
+  if (isJoined) {
+    takeBodyAsText(joined, true, out);
+  } else {
+    bodyToText(first, true, out);
+  }
   return true;
 }
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "mime/byte_search.h"
 #include "mime/email_parts.h"
@@ -90,18 +92,25 @@ std::unique_ptr<MimeField> roundTrip(const MimeField& field, int codePage,
   return back;
 }
 
-/// Adds the fields one by one. False when the header has to be read as a whole.
-bool takeFieldByField(const MimeHeader& from, int codePage, MimeHeader& to, LogBase& log) {
+/// Moves the fields over, those that the way round changes as it leaves them. False, and nothing
+/// moved, when the header has to be read as a whole.
+bool takeFieldByField(MimeHeader& from, int codePage, MimeHeader& to, LogBase& log) {
+  std::vector<std::pair<int, std::unique_ptr<MimeField>>> changed;
+  bool hasContentType = false;
   for (int i = 0; i < from.getNumFields(); ++i) {
     const MimeField* field = from.fieldAt(i);
-    if (!field) continue;
-    std::unique_ptr<MimeField> copy;
-    if (isUnchangedByRoundTrip(*field)) {
-      copy.reset(new (std::nothrow) MimeField(*field));
-    } else {
-      copy = roundTrip(*field, codePage, from.control(), log);
+    if (!field) return false;
+    if (field->nameEquals("content-type")) {
+      if (hasContentType) return false;
+      hasContentType = true;
     }
-    if (!copy || !to.appendMf_noDupContentType(copy.release(), log)) return false;
+    if (isUnchangedByRoundTrip(*field)) continue;
+    changed.emplace_back(i, roundTrip(*field, codePage, from.control(), log));
+    if (!changed.back().second) return false;
+  }
+  to.takeFieldsOf(from);
+  for (auto& [index, field] : changed) {
+    if (!to.replaceFieldAt(index, std::move(field))) return false;
   }
   return true;
 }
@@ -116,11 +125,16 @@ void loadHeaderByText(const MimeMessage2& mime, MimeHeader& header, LogBase& log
                             text.getSize());
 }
 
-void loadHeaderByField(const MimeMessage2& mime, MimeHeader& header, LogBase& log) {
+void takeHeaderByField(MimeMessage2& mime, MimeHeader& header, LogBase& log) {
   const int codePage = mime.getCharset().getCodePage();
-  if (takeFieldByField(mime.getHeader(), codePage, header, log)) return;
-  header.clear();
-  loadHeaderByText(mime, header, log);
+  // What was left a text need not go the way round.
+  MimeHeader rest;
+  rest.takeUnparsed(mime.header_rw());
+  if (!takeFieldByField(mime.header_rw(), codePage, header, log)) {
+    header.clear();
+    loadHeaderByText(mime, header, log);
+  }
+  header.takeUnparsed(rest);
 }
 
 }  // namespace keldane::mime

@@ -95,11 +95,7 @@ Email2::Part Email2::createFromEntity(const Common& common, MimeMessage2& mime, 
     email->loadPeople(mime.getHeader(), log);
     email->loadDate(mime.getHeader(), log);
   }
-  // What was left a text need not go the way round.
-  MimeHeader rest;
-  rest.takeUnparsed(mime.header_rw());
-  loadHeaderByField(mime, email->header_, log);
-  email->header_.takeUnparsed(rest);
+  takeHeaderByField(mime, email->header_, log);
   email->takeDescription(mime);
   email->m_body.takeData(mime.bodyDb_rw());
   if (!email->takeUuencodedFiles(mime.getHeaderDetectedCP(), log) &&
@@ -140,11 +136,11 @@ void Email2::loadDate(const MimeHeader& header, LogBase& log) {
   _tnDateParser::parseRFC822Date(text, date_, log);
 }
 
-void Email2::takeDescription(const MimeMessage2& mime) {
+void Email2::takeDescription(MimeMessage2& mime) {
   disposition_.setString(mime.getDisposition());
   encoding_.setString(mime.getContentEncoding());
   contentId_.setString(mime.getContentId());
-  contentType_.copyFrom(mime.getContentType());
+  contentType_.takeFrom(mime.contentType_rw());
   filename_.setString(mime.getMimeFilename());
   const _tnCharset& charset = mime.getCharset();
   if (charset.getCodePage() == 0 || charset.equals("x-user-defined") || charset.equals("default")) {

@@ -18,13 +18,15 @@ void makeBoundary(std::string_view seed, StringBuffer& out);
 
 /// Fills `header`, which is empty, with the header of the entity as it reads when it is written as
 /// text and read back. The second form does the same, field by field where that is safe, and is
-/// the one to use; the first is there to hold it against.
+/// the one to use; it uses the entity's header up. The first is there to hold it against.
 void loadHeaderByText(const MimeMessage2& mime, MimeHeader& header, LogBase& log);
-void loadHeaderByField(const MimeMessage2& mime, MimeHeader& header, LogBase& log);
+void takeHeaderByField(MimeMessage2& mime, MimeHeader& header, LogBase& log);
 
 /// Replaces `out` by a body as text: line ends as CR LF, no BOM in front. `nulsToBlanks`: NUL bytes
 /// become blanks.
 void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out);
+/// The same of a text that is used up, and is moved when nothing has to be changed in it.
+void takeBodyAsText(std::string& body, bool nulsToBlanks, std::string& out);
 
 /// Replaces `out` by the bytes of an attachment as text, in whichever charset they make sense.
 void readAttachmentText(const DataBuffer& body, std::string_view charset, std::string& out,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "mime/psdk.h"
 
@@ -61,6 +62,21 @@ bool ExtPtrArrayBase::insertObject(int index, TarnellObject* object) {
   items_[index] = object;
   ++size_;
   return true;
+}
+
+bool ExtPtrArrayBase::replaceObject(int index, TarnellObject* object) {
+  if (!object || index < 0 || index >= size_) return false;
+  if (ownsObjects_) delete objectAt(index);
+  items_[index] = object;
+  return true;
+}
+
+void ExtPtrArrayBase::swapBase(ExtPtrArrayBase& other) noexcept {
+  std::swap(items_, other.items_);
+  std::swap(growBy_, other.growBy_);
+  std::swap(capacity_, other.capacity_);
+  std::swap(size_, other.size_);
+  std::swap(ownsObjects_, other.ownsObjects_);
 }
 
 TarnellObject* ExtPtrArrayBase::takeAt(int index) {

@@ -27,7 +27,9 @@ class ExtPtrArrayBase : public TarnellObject {
  protected:
   TarnellObject* objectAt(int index) const;
   bool insertObject(int index, TarnellObject* object);
+  bool replaceObject(int index, TarnellObject* object);
   TarnellObject* takeAt(int index);
+  void swapBase(ExtPtrArrayBase& other) noexcept;
 
  private:
   bool growForOne();
@@ -61,6 +63,13 @@ class ExtPtrArray : public ExtPtrArrayBase {
     (void)object.release();
     return true;
   }
+  /// Deletes the object there, if it is owned. On failure the new one is deleted.
+  bool replaceAt(int index, std::unique_ptr<T> object) {
+    if (!replaceObject(index, object.get())) return false;
+    (void)object.release();
+    return true;
+  }
+  void swap(ExtPtrArray& other) noexcept { swapBase(other); }
   /// Closes the gap and hands the object to the caller, who owns it from now on.
   [[nodiscard]] T* removeAt(int index) { return static_cast<T*>(takeAt(index)); }
   /// As `removeAt`, and deletes the object when it is owned by nobody else.

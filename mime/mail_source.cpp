@@ -3,6 +3,7 @@
 #include <new>
 
 #include "mime/byte_search.h"
+#include "mime/string_buffer.h"
 
 namespace keldane::mime {
 namespace {
@@ -76,13 +77,13 @@ Result<void> MailSource::loadChain(std::string_view text, const Options& options
   beyondLimits_ = mime_->beyondLimits();
   dateField_ = mime_->GetHeaderField("Date");
   receivedField_ = mime_->GetHeaderField("received");
-  const std::optional<std::string> mimeText = mime_->GetMime();
-  if (!mimeText) return failureOf(*mime_);
-  if (options.visitTree) options.visitTree(*mime_, *mimeText);
+  StringBuffer mimeText;
+  if (!mime_->takeMimeText(mimeText)) return failureOf(*mime_);
+  if (options.visitTree) options.visitTree(*mime_, mimeText.view());
   // Behind the writing, since it uses the tree up.
   if (options.visitPart && !mime_->takeLeaves(options.visitPart)) return failureOf(*mime_);
   if (text.size() > kLargeBytes) mime_.emplace();
-  if (!email_->SetFromMimeText(*mimeText)) return failureOf(*email_);
+  if (!email_->SetFromMimeText(mimeText.view())) return failureOf(*email_);
   return {};
 }
 

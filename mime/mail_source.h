@@ -29,7 +29,7 @@ class MailSource {
     /// Called for each leaf of the tree, see `walkParts`. May be empty.
     PartVisitor visitPart = {};
     /// Called with the whole tree and the message as it was written anew. May be empty.
-    std::function<void(TnoMime& tree, const std::string& mimeText)> visitTree = {};
+    std::function<void(TnoMime& tree, std::string_view mimeText)> visitTree = {};
   };
 
   /// `text`: UTF-8, without count line and property list. Fails when the engine refuses the text or

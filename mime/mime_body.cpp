@@ -294,6 +294,8 @@ void MimeMessage2::convertBodyToUtf8(int codePage, LoadJob& job) {
   if (sharesAscii && isAllAscii(body) && !hasNul(body)) return;
   DataBuffer converted;
   const bool ok = EncodingConvert().EncConvert(codePage, kUtf8, body, converted, job.log);
+  // What grows in steps made for large bodies would take twenty thousand bytes for each small one.
+  converted.minimizeMemoryUsage();
   if (ok || !converted.isEmpty()) m_body.takeData(converted);
   // UTF-16 of an odd length is all there but for a byte.
   if (!ok && !converted.isEmpty() && !isWide(codePage)) job.outOfMemory = true;

@@ -17,6 +17,7 @@ constexpr std::string_view kPreamble = "This is a multi-part message in MIME for
 /// Bytes encoded at a time: whole base64 lines, so that the pieces join without a seam.
 constexpr std::size_t kBase64Piece = 57 * 1024;
 constexpr std::size_t kHeaderEstimate = 512;
+constexpr std::uint32_t kLargeScratch = 1U << 20U;
 
 /// Text, XML and JSON, which are written in the charset that they declare.
 bool isTextLike(const StringBuffer& type) {
@@ -70,9 +71,22 @@ bool MimeMessage2::Emitter::assemble2(const MimeMessage2& entity, bool noHeader)
 }
 
 bool MimeMessage2::Emitter::header(const MimeMessage2& entity) {
-  scratch_.weakClear();
-  entity.header_.getMimeHeader(scratch_, {}, entity.m_charset.getCodePage(), false, log_);
-  return out_.append(scratch_) && out_.append("\r\n\r\n");
+  // Field by field: a header can be the whole message, and would stand in the scratch text too.
+  const MimeHeader& fields = entity.header_;
+  const int codePage = entity.m_charset.getCodePage();
+  std::string_view between;
+  for (int i = 0; i < fields.getNumFields(); ++i) {
+    const MimeField* field = fields.fieldAt(i);
+    if (!field) continue;
+    scratch_.weakClear();
+    field->emitMfEncoded(scratch_, codePage, fields.control(), log_);
+    if (!out_.append(between) || !out_.append(scratch_)) return false;
+    between = kCrLf;
+  }
+  const DataBuffer& unparsed = fields.unparsed();
+  if (!unparsed.isEmpty() && (!out_.append(between) || !out_.append(unparsed))) return false;
+  if (scratch_.getCapacity() > kLargeScratch) scratch_.strongClear();
+  return out_.append("\r\n\r\n");
 }
 
 bool MimeMessage2::Emitter::parts(const MimeMessage2& entity) {

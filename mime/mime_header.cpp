@@ -165,6 +165,7 @@ class MimeHeader::Loader {
       kept.append("\r\n");
     } while (lines.next(line));
     kept.shorten(2);
+    kept.minimizeMemoryUsage();
   }
 
   void finishField() {
@@ -384,6 +385,10 @@ bool MimeHeader::appendMf_noDupContentType(MimeField* field, LogBase& log) {
   if (!first) return fields_.appendObject(std::move(owned));
   adoptContentType(*first, *owned, log);
   return true;
+}
+
+bool MimeHeader::replaceFieldAt(int index, std::unique_ptr<MimeField> field) {
+  return fields_.replaceAt(index, std::move(field));
 }
 
 bool MimeHeader::appendFieldsOf(const MimeHeader& other) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string_view>
 
 #include "mime/data_buffer.h"
@@ -101,6 +102,10 @@ class MimeHeader {
   bool appendMf_noDupContentType(MimeField* field, LogBase& log);
   /// Adds copies of all fields of `other`.
   bool appendFieldsOf(const MimeHeader& other);
+  /// Moves all fields here in place of one's own; `other` gets those.
+  void takeFieldsOf(MimeHeader& other) { fields_.swap(other.fields_); }
+  /// False, and nothing changed, when the index is out of range.
+  bool replaceFieldAt(int index, std::unique_ptr<MimeField> field);
 
   /// Appends the fields as text, folded, CR LF between them and none at the end. `only` names the
   /// single field wanted, empty for all; `contentOnly` keeps the fields that begin "content-".

@@ -2,10 +2,12 @@
 
 #include <limits>
 #include <new>
+#include <optional>
 
 #include "mime/byte_search.h"
 #include "mime/charset_naming.h"
 #include "mime/content_coding.h"
+#include "mime/encoded_word.h"
 #include "mime/header_end.h"
 #include "mime/limits.h"
 #include "mime/load_job.h"
@@ -38,6 +40,18 @@ constexpr int kDeepNesting = 32;
 constexpr std::size_t kNearby = 100000;
 
 std::string_view upToSemicolon(std::string_view text) { return text.substr(0, text.find(';')); }
+
+/// The value of a field, its encoded words decoded; they make `decoded`. Without any it is the
+/// stored text itself, which in a hostile message may be as large as that.
+std::optional<std::string_view> decodedValue(const MimeHeader& header, std::string_view name,
+                                             StringBuffer& decoded, LogBase& log) {
+  const StringBuffer* stored = header.getMimeFieldValue(name);
+  if (!stored) return std::nullopt;
+  if (!hasEncodedWordMark(stored->view())) return stored->view();
+  decoded.setString(*stored);
+  decoded.qbDecode(log);
+  return decoded.view();
+}
 
 }  // namespace
 
@@ -212,30 +226,25 @@ bool MimeMessage2::loadWithoutHeaderEnd(std::string_view text, std::size_t origi
 }
 
 void MimeMessage2::cacheAll(LogBase& log) {
-  StringBuffer value;
-  if (header_.getMimeFieldUtf8("content-type", value, log)) {
-    value.qbDecode(log);
-    contentType_.loadFromMimeHeaderValue(value.view(), m_charset, log);
+  StringBuffer decoded;
+  if (const auto value = decodedValue(header_, "content-type", decoded, log)) {
+    contentType_.loadFromMimeHeaderValue(*value, m_charset, log);
   }
-  value.weakClear();
-  if (header_.getMimeFieldUtf8("content-id", value, log)) {
-    value.qbDecode(log);
-    contentId_.setString(upToSemicolon(trimmed(value.view())));
+  if (const auto value = decodedValue(header_, "content-id", decoded, log)) {
+    contentId_.setString(upToSemicolon(trimmed(*value)));
   }
   cacheDisposition(log);
-  value.weakClear();
-  if (header_.getMimeFieldUtf8("content-transfer-encoding", value, log)) {
-    value.qbDecode(log);
-    encoding_.setString(upToSemicolon(trimmed(value.view())));
+  if (const auto value = decodedValue(header_, "content-transfer-encoding", decoded, log)) {
+    encoding_.setString(upToSemicolon(trimmed(*value)));
   }
 }
 
 void MimeMessage2::cacheDisposition(LogBase& log) {
-  StringBuffer value;
-  if (!header_.getMimeFieldUtf8("content-disposition", value, log)) return;
-  value.qbDecode(log);
+  StringBuffer decoded;
+  const auto value = decodedValue(header_, "content-disposition", decoded, log);
+  if (!value) return;
   ParamString params;
-  params.setString(value.view(), true);
+  params.setString(*value, true);
   params.text().removeCharOccurances(' ');
   params.text().removeCharOccurances('\t');
   std::string_view rest = params.view();

@@ -50,12 +50,16 @@ bool TnoMime::takeLeaves(const PartVisitor& visit) {
   return TnMime::run(impl_, [&visit](ClsMime& mime) { return mime.takeLeaves(visit); });
 }
 
+bool TnoMime::takeMimeText(StringBuffer& out) {
+  return TnMime::run(impl_, [&out](ClsMime& mime) { return mime.GetMime(out); });
+}
+
 std::optional<std::string> TnoMime::GetMime() {
   std::optional<std::string> result;
   const bool ok = TnMime::run(impl_, [&result](ClsMime& mime) {
-    XString text;
+    StringBuffer text;
     if (!mime.GetMime(text)) return false;
-    result.emplace(text.utf8View());
+    result.emplace(text.view());
     return true;
   });
   return ok ? std::move(result) : std::nullopt;

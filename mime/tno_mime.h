@@ -9,6 +9,7 @@
 
 namespace keldane::mime {
 
+class StringBuffer;
 class TnMime;
 
 /// The tree of parts of one message text. The archiver loads a text, takes it back repaired and
@@ -28,6 +29,8 @@ class TnoMime {
   bool LoadMimeBytes(std::string_view bytes);
   /// The message written anew from the tree, as UTF-8 text.
   std::optional<std::string> GetMime();
+  /// The same into a text of the engine, without a copy of it. Replaces `out`.
+  bool takeMimeText(StringBuffer& out);
   /// First field of that name, in any case, encoded words decoded; nullopt when missing.
   std::optional<std::string> GetHeaderField(std::string_view name);
   /// Shows each leaf of the tree, see `walkParts`, and uses the tree up: the object is to be loaded

@@ -160,7 +160,8 @@ TEST(ClsMime, RefusesCallsAfterDeletion) {
   mime->deleteObject();
   XString text("Subject: x\r\n\r\ny");
   EXPECT_FALSE(mime->LoadMime(text));
-  EXPECT_FALSE(mime->GetMime(text));
+  StringBuffer out;
+  EXPECT_FALSE(mime->GetMime(out));
   mime->decRefCount();
 }
 
