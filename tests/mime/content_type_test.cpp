@@ -40,6 +40,17 @@ std::string read(std::string_view value) {
   return summary(type, charset);
 }
 
+TEST(ContentType, KeepsParametersOfAnyLength) {
+  std::string value = "a/b";
+  std::string expected = "a/b|cs=0";
+  for (const std::size_t size : {1U, 254U, 255U, 256U, 70000U}) {
+    const std::string text(size, 'v');
+    value += "; p=" + text + "; " + text + "=q";
+    expected += "|+p=" + text + "|+" + text + "=q";
+  }
+  EXPECT_EQ(read(value), expected);
+}
+
 TEST(ContentType, TakesValuesApart) {
   struct {
     const char* name;

@@ -208,6 +208,14 @@ struct TextRow {
   std::string expected;
 };
 
+/// A text of over a megabyte whose second megabyte begins like a PDF, behind a hundred letters.
+std::string longText(const std::string& letter) {
+  std::string text = "xxxx";
+  for (int i = 0; i < 100; ++i) text += letter + "23456!";
+  for (int i = 0; i < 200000; ++i) text += "%PDF-1" + letter;
+  return text;
+}
+
 class AttachmentText : public testing::TestWithParam<TextRow> {};
 
 TEST_P(AttachmentText, IsReadInTheRightCharset) {
@@ -224,23 +232,25 @@ TEST_P(AttachmentText, IsReadInTheRightCharset) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, AttachmentText,
-    testing::Values(TextRow{"Declared", "caf\xE9 au lait", "iso-8859-1", "caf\xC3\xA9 au lait"},
-                    TextRow{"UnknownMeansUtf8", "caf\xC3\xA9 au lait", "x-bogus-charset",
-                            "caf\xC3\xA9 au lait"},
-                    TextRow{"Utf8WinsOverDeclared", "caf\xC3\xA9 au lait", "iso-8859-1",
-                            "caf\xC3\xA9 au lait"},
-                    TextRow{"NotUtf8AfterAll", "caf\xE9 au lait", "utf-8", "caf\xC3\xA9 au lait"},
-                    TextRow{"BomWins",
-                            "\xEF\xBB\xBF"
-                            "caf\xC3\xA9",
-                            "iso-8859-1", "caf\xC3\xA9"},
-                    TextRow{"WideBomWins",
-                            "\xFF\xFE"
-                            "a\0b\0c\0"s,
-                            "iso-8859-1", "abc"},
-                    TextRow{"WideByItsNuls", "a\0b\0c\0d\0e\0f\0g\0h\0"s, "us-ascii", "abcdefgh"},
-                    TextRow{"WideDeclaredButNot", "thirty-three bytes without any NUL", "utf-16",
-                            "thirty-three bytes without any NUL"}),
+    testing::Values(
+        TextRow{"LongDeclared", longText("\x80"), "windows-1252", longText("\xE2\x82\xAC")},
+        TextRow{"LongAndNotUtf8", longText("\x80"), "utf-8", longText("\xE2\x82\xAC")},
+        TextRow{"Declared", "caf\xE9 au lait", "iso-8859-1", "caf\xC3\xA9 au lait"},
+        TextRow{"UnknownMeansUtf8", "caf\xC3\xA9 au lait", "x-bogus-charset",
+                "caf\xC3\xA9 au lait"},
+        TextRow{"Utf8WinsOverDeclared", "caf\xC3\xA9 au lait", "iso-8859-1", "caf\xC3\xA9 au lait"},
+        TextRow{"NotUtf8AfterAll", "caf\xE9 au lait", "utf-8", "caf\xC3\xA9 au lait"},
+        TextRow{"BomWins",
+                "\xEF\xBB\xBF"
+                "caf\xC3\xA9",
+                "iso-8859-1", "caf\xC3\xA9"},
+        TextRow{"WideBomWins",
+                "\xFF\xFE"
+                "a\0b\0c\0"s,
+                "iso-8859-1", "abc"},
+        TextRow{"WideByItsNuls", "a\0b\0c\0d\0e\0f\0g\0h\0"s, "us-ascii", "abcdefgh"},
+        TextRow{"WideDeclaredButNot", "thirty-three bytes without any NUL", "utf-16",
+                "thirty-three bytes without any NUL"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(RelatedText, IsReadInTheGivenCharsetWhateverTheBytes) {
