@@ -53,7 +53,10 @@ TEST(FileList, HoldsAllThatLiesBelowInAStableOrder) {
   fs::create_symlink(folder / "c/round", folder / "c/round");
   std::string complaints;
   FileList files;
-  files.add(folder.path() + "/", [&complaints](const std::string& line) { complaints += line; });
+  files.add(folder.path() + "/",
+            [&complaints](const std::string& where, const std::string& reason) {
+              complaints += where + ": " + reason;
+            });
   files.add(folder / "a.eml", {});
   files.add(folder / "missing", {});
   EXPECT_EQ(listed(files, folder),
