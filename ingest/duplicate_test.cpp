@@ -21,8 +21,10 @@ std::string conditionOf(const DuplicateKey& key, const EmailColumns& columns) {
   StatementText condition;
   condition.start("");
   if (!kIgnoreDate) condition.add("date_fld=").addQuoted(key.date).add(" AND ");
-  condition.add("to_fld=").addQuoted(columns.to.asHeld(key.to));
-  condition.add(" AND from_fld=").addQuoted(columns.from.asHeld(key.from));
+  condition.add("to_fld=").add(columns.to.conversionStart);
+  condition.addQuoted(columns.to.asHeld(key.to)).add(columns.to.conversionEnd);
+  condition.add(" AND from_fld=").add(columns.from.conversionStart);
+  condition.addQuoted(columns.from.asHeld(key.from)).add(columns.from.conversionEnd);
   return condition.text();
 }
 
@@ -52,7 +54,8 @@ DuplicateAnswer findDuplicate(ServerSession& session, const DuplicateKey& key,
   if (beginning.find_first_of("\"\\") != std::string_view::npos) return answer;
 
   sql.start(kQuestion).add(answer.condition);
-  sql.add(" AND body_fld LIKE \"").add(columns.body.asHeld(beginning)).add("%\"");
+  sql.add(" AND body_fld LIKE ").add(columns.body.conversionStart).add("\"");
+  sql.add(columns.body.asHeld(beginning)).add("%\"").add(columns.body.conversionEnd);
   if (session.query(sql.text())) {
     answer.id = firstId(session);
   } else {

@@ -26,6 +26,11 @@ ColumnRoom roomOf(std::string_view type, std::string_view collation) {
   }
   // "utf8" is what servers of old call the one of three bytes.
   room.fourByteCharacters = !collation.starts_with("utf8_") && !collation.starts_with("utf8mb3_");
+  if (!collation.empty() && !collation.starts_with("utf8")) {
+    const std::string name(collation);
+    room.conversionStart = "CONVERT(";
+    room.conversionEnd = " USING " + name.substr(0, name.find('_')) + ") COLLATE " + name;
+  }
   return room;
 }
 

@@ -13,8 +13,12 @@ struct ColumnRoom {
   std::size_t characters = static_cast<std::size_t>(-1);
   std::size_t bytes = static_cast<std::size_t>(-1);
   bool fourByteCharacters = true;  ///< false: each of them is stored as "?"
+  /// Around a literal that is compared with the column, where its text is not UTF-8: the server
+  /// changes the literal as it did the value, and refuses to compare many that are unchanged.
+  std::string conversionStart{};
+  std::string conversionEnd{};
 
-  /// The value as it comes back from the column; it ends at its first NUL.
+  /// The value as it comes back from the column, but for that conversion; it ends at its first NUL.
   [[nodiscard]] std::string asHeld(std::string_view value) const;
 };
 

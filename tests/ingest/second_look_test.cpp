@@ -159,6 +159,8 @@ TEST_F(SecondLookTest, AnAnswerThatTheColumnsCannotHoldIsStillFound) {
     const char* change;
   };
   const std::vector<Case> cases = {
+      {"no UTF-8 at all",
+       "ALTER TABLE email CONVERT TO CHARACTER SET latin1 COLLATE latin1_german1_ci"},
       {"characters of three bytes", "ALTER TABLE email CONVERT TO CHARACTER SET utf8"},
       {"receivers of an archive of old", "ALTER TABLE email MODIFY to_fld VARCHAR(255) NOT NULL"},
       {"as new", "ALTER TABLE email MODIFY to_fld MEDIUMTEXT CHARACTER SET utf8mb4 NOT NULL"},
