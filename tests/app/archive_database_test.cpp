@@ -28,7 +28,6 @@ class ArchiveOnServer : public testing::Test {
  protected:
   void SetUp() override {
     session_ = TestServer::shared().connect();
-    run("SET SESSION sql_mode=''");  // as every connect does
     database_ = std::make_unique<ArchiveDatabase>(*session_, ui_, process_);
     database_->dbPath = TestServer::shared().freshDatabase("archive");
   }

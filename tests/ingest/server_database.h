@@ -22,7 +22,6 @@ class ServerDatabase {
     ArchiveDatabase database(*session, ui_, process_);
     database.dbPath = name;
     database.openDatabase();
-    static_cast<void>(session->query("SET SESSION sql_mode=''"));
   }
 
   /// All cells of the answer, between "|", rows between line ends.
