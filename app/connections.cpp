@@ -112,7 +112,10 @@ void Connections::fillDbPathFromPreference() {
 
 bool Connections::editPreferences(std::function<void(PlistDict&)> change) {
   const Result<void> saved = prefs_.edit(std::move(change));
-  if (!saved) std::fprintf(stderr, "%s\n", saved.error().c_str());
+  // A folder that takes no file refuses every change alike.
+  if (!saved && std::exchange(toldError_, saved.error()) != saved.error()) {
+    std::fprintf(stderr, "The preferences are not kept: %s\n", saved.error().c_str());
+  }
   return saved.has_value();
 }
 

@@ -120,6 +120,7 @@ class Connections {
   ServerSession& session_;
   ArchiveDatabase& database_;
   PreferencesFile& prefs_;
+  std::string toldError_;  ///< the last about the preferences
   UserInterface& ui_;
   ProcessState& process_;
   Callbacks callbacks_;

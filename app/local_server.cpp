@@ -164,9 +164,13 @@ Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
       call.arguments.emplace_back(argument);
     }
     call.arguments.push_back(fmt::format("--innodb-log-file-size={}", kLeastLogBytes));
+    // Any server that starts removes the temporary tables in the folder it shares with others. The
+    // script breaks a path at its blanks; the new data folder is where this one begins.
+    call.arguments.emplace_back("--tmpdir=.." + paths_.scratch.substr(paths_.folder.size()));
   } else {
     call.program = programs.server;
     call.arguments.emplace_back("--initialize-insecure");
+    call.arguments.push_back("--tmpdir=" + paths_.scratch);
     allowAdministrator(call.arguments);
   }
   if (call.program.empty()) return Failure{missingServerText(programs.make)};

@@ -56,7 +56,8 @@ const std::vector<Entry>& entries() {
   using F = SettingsForm;
   static const std::vector<Entry> all = {
       {"updatesState", "check for updates at the start", Check{&F::updatesCheck}, true},
-      {"skipDupsState", "skip messages that are already stored", Check{&F::skipDupsCheck}},
+      {"skipDupsState", "no test for duplicates: what is stored already is stored again",
+       Check{&F::skipDupsCheck}},
       {"keepDiffering", "store a message that the duplicate test takes for another one",
        Check{&F::keepDifferingCheck}},
       {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",

@@ -33,7 +33,7 @@ void listConnections(bool json, Program& program) {
                  {"selected", selected}});
     }
     rows.push_back({selected ? "*" : "", entry.name, entry.host, entry.user, entry.database,
-                    entry.socket, entry.port == 0 ? "" : fmt::format("{}", entry.port)});
+                    entry.port == 0 ? "" : fmt::format("{}", entry.port), entry.socket});
   }
   if (json) return;
   std::fputs(formatTable({{"", false, 0},
@@ -41,9 +41,9 @@ void listConnections(bool json, Program& program) {
                           {"HOST", false, 0},
                           {"USER", false, 0},
                           {"DATABASE", false, 0},
-                          {"SOCKET", false, 0},
-                          {"PORT", true, 0}},
-                         rows, 0)
+                          {"PORT", true, 0},
+                          {.title = "SOCKET", .wraps = true}},
+                         rows, outputWidth())
                  .c_str(),
              stdout);
 }

@@ -11,8 +11,8 @@
 namespace keldane {
 namespace {
 
-constexpr std::array<std::string_view, 3> kPrefixes = {
-    "SQL error: ", "SQL Error: ", "Failed to connect to server: Error: "};
+constexpr std::string_view kConnecting = "Failed to connect to server: Error: ";
+constexpr std::array<std::string_view, 3> kPrefixes = {"SQL error: ", "SQL Error: ", kConnecting};
 
 std::string_view withoutPrefixes(std::string_view text) {
   for (const std::string_view prefix : kPrefixes) {
@@ -71,6 +71,8 @@ std::string databaseSentence(std::string_view text) {
   if (words.starts_with("Table '") && words.ends_with("doesn't exist")) {
     return "the database holds no archive yet; `keldane archive PATH` fills one";
   }
+  // No statement has been sent yet: a folder, a program or the disk is in the way.
+  if (text.starts_with(kConnecting)) return "the archive cannot be opened: " + words;
   return "the database refused the statement: " + words;
 }
 

@@ -139,7 +139,7 @@ std::string readableText(const Json& message) {
 void inspectFile(const std::string& file, const InspectOptions& options, Program& program) {
   Result<std::string> bytes = readFile(file);
   if (!bytes) {
-    program.exitStatus = program.fail(fmt::format("{}: {}", file, bytes.error()));
+    program.exitStatus = program.fail(bytes.error());
     return;
   }
   // The same steps as on the way into the archive, up to the engine.

@@ -61,6 +61,12 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    const std::string unknown = keldane::unknownCommand(app, argc, argv);
+    if (!unknown.empty() && error.get_exit_code() != 0) {
+      program.fail("there is no command \"" + keldane::printable(unknown) +
+                   "\"; `keldane` alone and --help show what there is");
+      return keldane::kExitUsage;
+    }
     return app.exit(error) == 0 ? keldane::kExitDone : keldane::kExitUsage;
   }
   return program.finishOutput();

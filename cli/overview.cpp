@@ -40,6 +40,24 @@ void groupCommands(CLI::App& app) {
   }
 }
 
+std::string unknownCommand(const CLI::App& app, int argc, char** argv) {
+  const CLI::App* at = &app;
+  std::string words;
+  for (int i = 1; i < argc && !at->get_subcommands([](const CLI::App*) { return true; }).empty();
+       ++i) {
+    const std::string word = argv[i];
+    if (word.starts_with('-')) continue;
+    words += words.empty() ? word : " " + word;
+    const CLI::App* next = nullptr;
+    for (const CLI::App* command : at->get_subcommands([](const CLI::App*) { return true; })) {
+      if (command->get_name() == word) next = command;
+    }
+    if (next == nullptr) return words;
+    at = next;
+  }
+  return {};
+}
+
 void printOverview(const CLI::App& app, bool hasArchive) {
   std::string text = app.get_description() + "\n\n";
   for (const CommandGroup& group : kGroups) {

@@ -51,7 +51,9 @@ void fillStandardFiles() {
   }
 }
 
-Program::Program(int argc, char** argv) : environment(argc, argv), host(tools) {}
+Program::Program(int argc, char** argv) : environment(argc, argv), host(tools) {
+  terminal.isInterrupted = [] { return interruptCount() > 0; };
+}
 
 Program::~Program() {
   if (controller_) controller_->applicationWillTerminate();

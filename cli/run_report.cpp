@@ -76,6 +76,7 @@ void printRunSummary(const RunReport& report) {
   printCount("Left out", sums.dropped, "dropped");
   printCount("Failed", sums.failed, "failed");
   printCount("Unreadable", sums.unreadable, "unreadable");
+  printCount("Not mail", sums.notMail, "not-mail");
   if (sums.postponed > 0) {
     fmt::print("Postponed: {} (will be read by the next run)\n", sums.postponed);
   }

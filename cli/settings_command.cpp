@@ -45,7 +45,9 @@ void listSettings(bool json, Program& program) {
   rows.push_back({"", "", ""});
   rows.push_back({"In the window only:", "", ""});
   rows.insert(rows.end(), ofTheWindow.begin(), ofTheWindow.end());
-  std::fputs(formatTable({{"NAME", false, 0}, {"VALUE", false, 0}, {"MEANING", false, 0}}, rows, 0)
+  const TableColumn meaning{.title = "MEANING", .wraps = true};
+  std::fputs(formatTable({{"NAME", false, 0, true}, {"VALUE", false, 0, true}, meaning}, rows,
+                         outputWidth())
                  .c_str(),
              stdout);
 }

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "base/text.h"
 #include "cli/commands.h"
@@ -108,7 +107,7 @@ void listSources(const SourcesOptions& options, Program& program) {
     rows.push_back(
         {source.chosen ? "*" : "", source.name, source.found ? source.id : "no longer there"});
   }
-  const std::size_t width = ::isatty(STDOUT_FILENO) == 0 ? 0 : terminalWidth(STDOUT_FILENO);
+  const std::size_t width = outputWidth();
   const std::string title = options.mailboxes ? "MAILBOX" : "ACCOUNT";
   std::fputs(
       formatTable({{"", false, 0}, {title, false, 0}, {"ID", false, 0}}, rows, width).c_str(),

@@ -87,6 +87,10 @@ int TerminalInterface::alert(const Alert& alert) {
   const bool isNews = alert.style == AlertStyle::informational && !showsInformation;
   if (isNews && alert.title != kOversizedTitle) return kFirstButton;
   const std::string_view text = trimWhitespace(alert.text);
+  if (isInterrupted != nullptr && isInterrupted() && text.starts_with("Failed to connect")) {
+    std::fputs("keldane: interrupted before the archive was open; nothing is lost\n", stderr);
+    return kFirstButton;
+  }
   std::string sentence(known);
   if (known.empty()) {
     sentence = alert.title == kDatabaseTitle ? databaseSentence(text) : printable(text);

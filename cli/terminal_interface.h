@@ -37,6 +37,8 @@ class TerminalInterface : public UserInterface {
   /// A line on standard error, in place of the progress line.
   void notice(std::string_view line);
 
+  /// Tells whether the user has interrupted the program: a failure to connect is then no news.
+  bool (*isInterrupted)() = nullptr;
   /// No progress line, whatever standard error is.
   bool quiet = false;
   /// Shows alerts that only inform, too. Else they are left out: the command itself prints what

@@ -48,6 +48,26 @@ void appendCell(std::string& line, const std::string& cell, std::size_t width, b
   if (!rightAligned && !last) line += pad;
 }
 
+/// The text in lines of at most `width` columns, broken at blanks where there are any.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+  std::vector<std::string> lines;
+  while (displayWidth(text) > width) {
+    int32_t at = 0;
+    std::size_t end = 0;
+    std::size_t blank = 0;
+    for (std::size_t taken = 0; at < static_cast<int32_t>(text.size());) {
+      taken += stepCharacter(text, at);
+      if (taken > width && end > 0) break;
+      end = static_cast<std::size_t>(at);
+      if (end < text.size() && text[end] == ' ') blank = end;
+    }
+    lines.emplace_back(text.substr(0, blank > 0 ? blank : end));
+    text.remove_prefix(blank > 0 ? blank + 1 : end);
+  }
+  lines.emplace_back(text);
+  return lines;
+}
+
 /// A column of a table that is too wide is not cut further than this.
 constexpr std::size_t kNarrowest = 8;
 
@@ -117,6 +137,10 @@ std::size_t terminalWidth(int descriptor) {
   return size.ws_col;
 }
 
+std::size_t outputWidth() {
+  return ::isatty(STDOUT_FILENO) == 0 ? 0 : terminalWidth(STDOUT_FILENO);
+}
+
 std::string formatTable(const std::vector<TableColumn>& columns,
                         std::vector<std::vector<std::string>> rows, std::size_t width) {
   const bool isShown = width != 0 || ::isatty(STDOUT_FILENO) != 0;
@@ -139,7 +163,18 @@ std::string formatTable(const std::vector<TableColumn>& columns,
   std::vector<std::string> titles;
   for (const TableColumn& column : columns) titles.push_back(column.title);
   appendLine(titles);
-  for (const auto& row : rows) appendLine(row);
+  for (auto& row : rows) {
+    if (width == 0 || !columns.back().wraps) {
+      appendLine(row);
+      continue;
+    }
+    const std::vector<std::string> lines = wrapped(row.back(), widths.back());
+    for (const std::string& line : lines) {
+      row.back() = line;
+      appendLine(row);
+      for (std::string& cell : row) cell.clear();
+    }
+  }
   return text;
 }
 

@@ -16,11 +16,15 @@ namespace keldane {
 /// Columns of the terminal behind this descriptor; 80 when it is none.
 [[nodiscard]] std::size_t terminalWidth(int descriptor);
 
+/// Columns of the terminal that shows standard output; 0 when none does.
+[[nodiscard]] std::size_t outputWidth();
+
 struct TableColumn {
   std::string title;
   bool rightAligned = false;  ///< a number: never cut
   std::size_t widest = 0;     ///< the most columns it may take; 0: as many as there are
   bool neverCut = false;
+  bool wraps = false;  ///< the last column: goes on in lines of its own instead of being cut
 };
 
 /// Rows of a table as lines, with a line of titles. Cells are made printable. `width` is that of

@@ -157,6 +157,8 @@ TEST_F(TerminalProgram, ArchivesOnceAndAccountsForEveryFile) {
   EXPECT_EQ(again["archived"], 0);
   EXPECT_EQ(again["duplicates"], 4);
   EXPECT_THAT(output({"logs", "ledger", "--only", "dropped"}), HasSubstr("notes.txt"));
+  const std::string packed = home_->write("packed.gz", "\x1F\x8B\x08");
+  EXPECT_THAT(output({"archive", packed}), HasSubstr("Not mail: 1 "));
   EXPECT_EQ(nlohmann::json::parse(output({"status", "--json"}))["messages"], 3);
 }
 
@@ -204,6 +206,9 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
   };
   const Case cases[] = {
       {{"-q"}, 2, "subcommand"},
+      {{"frobnicate"}, 2, "no command \"frobnicate\""},
+      {{"rules", "list2"}, 2, "no command \"rules list2\""},
+      {{"inspect", "/missing.eml"}, 1, "keldane: /missing.eml: No such"},
       {{"search", "--and", "colour=red"}, 2, "unknown field \"colour\"; use from, to"},
       {{"search", "--since", "2023-13"}, 2, "2023-13"},
       {{"search", "--since", "2002-02-30"}, 2, "\"2002-02-30\" is not a date"},

@@ -54,6 +54,17 @@ TEST(TextTable, FitsANarrowTerminal) {
   EXPECT_NE(table.find("123456  2024-02-28  fff"), std::string::npos);
 }
 
+TEST(TextTable, TheLastColumnGoesOnBelow) {
+  const std::string table = formatTable({{"A", false, 0, true}, {.title = "B", .wraps = true}},
+                                        {{"name", "two words 日本日本日本日本"}, {"x", ""}}, 17);
+  EXPECT_EQ(table,
+            "A     B\n"
+            "name  two words\n"
+            "      日本日本日\n"
+            "      本日本\n"
+            "x     \n");
+}
+
 TEST(TerminalText, ReadingLineTellsShareAndRest) {
   struct Case {
     ReadingProgress progress;
