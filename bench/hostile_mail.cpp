@@ -113,6 +113,14 @@ const std::vector<HostileMail>& hostileMail() {
                        "gICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICA\n",
                        "");
        }},
+      {"an HTML text that grows in UTF-8",
+       [](std::size_t n) {
+         return filled(n,
+                       "Content-Type: text/html; charset=windows-1252\n"
+                       "Content-Transfer-Encoding: base64\n\n",
+                       "gICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICAgICA\n",
+                       "");
+       }},
       {"an attached text that grows in UTF-8",
        [](std::size_t n) {
          return filled(n,

@@ -104,20 +104,21 @@ bool readFileAsArchive(const std::string& path) {
   ContentDigest digest;
   options.visitPart = [&digest](const mime::PartView& part) { digest.addPart(part); };
   if (!source.load(message.msgOriginal, options)) return false;
-  message.msgHeadings = message.msgOriginal.substr(0, message.msgOriginal.find("\n\n"));
   mime::TnoEmail& email = source.email();
   message.msgFrom = email.From().value_or("");
   message.msgSubject = email.Subject().value_or("");
-  for (int i = 0, n = email.NumTo(); i < n; ++i) message.msgTo += email.GetTo(i).value_or("") + ",";
-  for (int i = 0, n = email.NumCC(); i < n; ++i) message.msgTo += email.GetCC(i).value_or("") + ",";
+  message.msgTo = email.GetRecipients().value_or("");
   std::optional<std::string> plain;
-  if (email.HasPlainTextBody()) plain = email.GetPlainTextBody();
+  if (email.HasPlainTextBody()) plain = email.TakePlainTextBody();
   if (plain) message.msgBody = std::move(*plain);
-  if (email.HasHtmlBody()) message.msgHtml = email.GetHtmlBody().value_or("");
+  if (email.HasHtmlBody()) {
+    message.msgParts.push_back({"text/html", "", email.TakeHtmlBody().value_or("")});
+  }
   PartialFile partial;
   if (!collectAttachments(email, {}, partial, message)) return false;
   source.clear();
-  if (!message.msgHtml.empty()) message.msgParts.push_back({"text/html", "", message.msgHtml});
+  message.msgHeadings =
+      std::string_view(message.msgOriginal).substr(0, message.msgOriginal.find("\n\n"));
   return true;
 }
 

@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   _tnEmailAddress::parseAndLoadList(text, list, 0, log);
   _tnEmailAddress single;
   single.loadSingleEmailAddr(text, 0, log);
-  StringBuffer shown;
+  std::string shown;
   single.emitSelfAsMimeField(shown);
   for (int i = 0; i < list.getSize(); ++i) {
     const _tnEmailAddress& entry = *list.elementAt(i);
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     shown.clear();
     entry.emitSelfAsMimeField(shown);
     _tnEmailAddress again;
-    KELDANE_CHECK(again.loadSingleEmailAddr(shown.view(), 0, log));
+    KELDANE_CHECK(again.loadSingleEmailAddr(shown, 0, log));
     KELDANE_CHECK(again.address().utf8View() == entry.address().utf8View());
   }
   return 0;

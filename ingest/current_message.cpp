@@ -1,5 +1,7 @@
 #include "ingest/current_message.h"
 
+#include "base/text.h"
+
 namespace keldane {
 namespace {
 
@@ -14,13 +16,20 @@ void empty(std::string& text) {
 
 }  // namespace
 
+std::string_view CurrentMessage::body() const {
+  const std::string_view text = bodyIsHtmlPart ? msgParts.front().data : msgBody;
+  return bodyIsTrimmed ? trimWhitespace(text) : text;
+}
+
 void CurrentMessage::clearForNextMessage() {
   for (std::string* field : {&msgDate, &msgFrom, &msgTo, &msgSubject, &msgBody, &msgOriginal,
-                             &msgHeadings, &msgHtml, &msgAttachNames, &msgAttachText}) {
+                             &msgHeadings, &msgAttachNames, &msgAttachText}) {
     empty(*field);
   }
   msgParts.clear();
   hasHtmlPart = false;
+  bodyIsHtmlPart = false;
+  bodyIsTrimmed = false;
   tags = {};  // a rule's category is not for the message behind it
   contentSha256.clear();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ingest/source_origin.h"
@@ -37,18 +38,22 @@ struct CurrentMessage {
   std::string msgSubject;
   std::string msgMailto;
   std::string msgMailbox;
-  std::string msgBody;
+  std::string msgBody;      ///< empty when the HTML part is the body; see `body`
   std::string msgOriginal;  ///< the whole source, line ends "\n", property list still on it
   std::string msgHeadings;
-  std::string msgHtml;
   std::string msgAttachNames;
   std::string msgAttachText;
   std::vector<MessagePart> msgParts;
-  bool hasHtmlPart = false;
+  bool hasHtmlPart = false;     ///< the first of `msgParts`
+  bool bodyIsHtmlPart = false;  ///< there is no plain text
+  bool bodyIsTrimmed = false;   ///< `body` is without white space at its ends
   MessageTags tags;
   SourceOrigin origin;        ///< of `msgOriginal`
   std::string contentSha256;  ///< see app/content_digest.h; empty when it is not known
   std::string currentPath;    ///< file being read, for the lines of the log
+
+  /// What is searched, compared and stored as the body. HTML that is body and part is held once.
+  [[nodiscard]] std::string_view body() const;
 
   /// Empties what the reader refills for each message. Mailbox, origin and path stay, and so does
   /// `msgMailto`, which only an export fills.

@@ -70,10 +70,6 @@ std::size_t behindBlankLine(std::string_view body) {
   return std::string_view::npos;
 }
 
-void appendAddress(std::string& list, const std::optional<std::string>& address) {
-  if (address) list.append(*address).append(",");
-}
-
 }  // namespace
 
 int MessageReader::doOneEmail(const std::string& currentEmailItem) {
@@ -332,7 +328,7 @@ std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::stri
     const Result<void> collected = collectAttachments(source_.email(), limits, partial_, message);
     if (!collected) return Refusal{LedgerOutcome::failed, collected.error()};
   }
-  copyHtml();
+  fillHeadings();
   return std::nullopt;
 }
 
@@ -347,8 +343,14 @@ Result<void> MessageReader::loadEmail(
   options.declaredCharsets = context_.declaredCharsets;
   options.visitPart = visitPart;
   Result<void> loaded = source_.load(text, options);
-  // Behind it: of a huge header a copy less lies beside the engine's while that is at work.
-  if (loaded) message.msgHeadings = headingsOf(text);
+  headings_ = {};
+  if (!loaded) return loaded;
+  // A view of the source waits: a huge header is then not copied while the engine holds it too.
+  if (scratch.empty()) {
+    headings_ = headingsOf(text);
+  } else {
+    message.msgHeadings = headingsOf(text);
+  }
   return loaded;
 }
 
@@ -356,11 +358,7 @@ void MessageReader::fillAddresses() {
   CurrentMessage& message = context_.message;
   message.msgFrom = source_.email().From().value_or("");
   replaceAll(message.msgFrom, "\r\n", " ");
-  const int numTo = source_.email().NumTo();
-  for (int i = 0; i < numTo; ++i) appendAddress(message.msgTo, source_.email().GetTo(i));
-  const int numCC = source_.email().NumCC();
-  for (int i = 0; i < numCC; ++i) appendAddress(message.msgTo, source_.email().GetCC(i));
-  if (!message.msgTo.empty()) message.msgTo.pop_back();
+  message.msgTo = source_.email().GetRecipients().value_or("");
   message.msgSubject = source_.email().Subject().value_or("");
   // Bytes that are no UTF-8 would come back from the database as something else, or end the text
   // there: the message would be no duplicate of itself.
@@ -387,8 +385,11 @@ void MessageReader::showProgress() {
 /// False when nothing speaks for a message.
 bool MessageReader::fillBodies() {
   CurrentMessage& message = context_.message;
+  mime::TnoEmail& email = source_.email();
   std::optional<std::string> plain;
-  if (source_.email().HasPlainTextBody()) plain = source_.email().GetPlainTextBody();
+  if (email.HasPlainTextBody()) {
+    plain = isLarge() ? email.TakePlainTextBody() : email.GetPlainTextBody();
+  }
   if (plain) message.msgBody = std::move(*plain);
   repairUtf8(message.msgBody);
   const std::size_t secondParagraph = behindBlankLine(message.msgBody);
@@ -398,23 +399,26 @@ bool MessageReader::fillBodies() {
   }
   // Kept: the first paragraph of a plain body is no part of what is searched and compared.
   if (secondParagraph != std::string::npos) message.msgBody.erase(0, secondParagraph);
-  if (source_.email().HasHtmlBody()) message.msgHtml = source_.email().GetHtmlBody().value_or("");
-  hasPlainBody_ = plain.has_value();
-  message.hasHtmlPart = !message.msgHtml.empty();
-  if (message.hasHtmlPart) message.msgParts.push_back({"text/html", "htmlversion.html", ""});
+  std::optional<std::string> html;
+  if (email.HasHtmlBody()) html = isLarge() ? email.TakeHtmlBody() : email.GetHtmlBody();
+  message.hasHtmlPart = html && !html->empty();
+  if (!message.hasHtmlPart) return true;
+  message.bodyIsHtmlPart = !plain && isValidUtf8(*html);
+  if (!plain && !message.bodyIsHtmlPart) {
+    message.msgBody = *html;
+    repairUtf8(message.msgBody);
+  }
+  message.msgParts.push_back({"text/html", "htmlversion.html", std::move(*html)});
   return true;
 }
 
-/// The HTML text into the other places that have it. Last of all, when the engine's tree of a huge
-/// message, which is no longer needed, has made room.
-void MessageReader::copyHtml() {
-  CurrentMessage& message = context_.message;
-  if (message.msgOriginal.size() > kLargeBytes) source_.clear();
-  if (message.hasHtmlPart) message.msgParts.front().data = message.msgHtml;
-  if (hasPlainBody_) return;
-  message.msgBody = message.msgHtml;
-  repairUtf8(message.msgBody);
+/// Last of all, when the engine's tree of a huge message, which is no longer needed, has made room.
+void MessageReader::fillHeadings() {
+  if (isLarge()) source_.clear();
+  if (!headings_.empty()) context_.message.msgHeadings = headings_;
 }
+
+bool MessageReader::isLarge() const { return context_.message.msgOriginal.size() > kLargeBytes; }
 
 std::string MessageReader::accountMailbox(const std::string& mailbox) const {
   for (const MailAccount& account : context_.sources.mailAccounts) {
@@ -441,7 +445,7 @@ void MessageReader::showOversized() {
 
 /// What a huge message has filled would otherwise lie beside the next one while that is read.
 void MessageReader::releaseLargeMessage() {
-  if (context_.message.msgOriginal.size() <= kLargeBytes) return;
+  if (!isLarge()) return;
   context_.message.clearForNextMessage();
   context_.message.origin = {};
   source_.clear();  // a dropped one still has its tree

@@ -116,7 +116,8 @@ class MessageReader {
   void fillAddresses();
   [[nodiscard]] std::optional<std::string_view> fillDate();
   [[nodiscard]] bool fillBodies();
-  void copyHtml();
+  void fillHeadings();
+  [[nodiscard]] bool isLarge() const;
   void showProgress();
   void showOversized();
   void refuseTooLong();
@@ -139,7 +140,7 @@ class MessageReader {
   Context context_;
   PartialFile partial_;
   mime::MailSource source_;
-  bool hasPlainBody_ = false;
+  std::string_view headings_;       ///< of the message at hand, in its source
   std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
 };
 

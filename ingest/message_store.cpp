@@ -30,13 +30,6 @@ constexpr unsigned kMostAttempts = 3;
 constexpr int kStored = 1;
 constexpr int kKnown = 2;
 
-void trimInPlace(std::string& text) {
-  const std::string_view kept = trimWhitespace(text);
-  const std::size_t begin = kept.empty() ? 0 : static_cast<std::size_t>(kept.data() - text.data());
-  text.erase(begin + kept.size());
-  text.erase(0, begin);
-}
-
 /// One field of the message in its escaped form, with the way back.
 class EscapedField {
  public:
@@ -123,7 +116,7 @@ void MessageStore::storeEmail(int partCount) {
   }
   // What the rules added goes: they add it again, once, when the message's fate is known.
   message.tags.tagKeywords = message.tags.tagKeywordsFromFile;
-  trimInPlace(message.msgBody);
+  message.bodyIsTrimmed = true;
   Fields fields(message);
   ++context_.counters.processedCount;
   if (!passBegun_) beginPass();
@@ -152,7 +145,7 @@ MessageStore::Known MessageStore::findKnown(const Fields& fields, int partCount)
     if (*half != 0) return {.id = *half, .isHalf = true};
   }
   if (context_.skipDupsState != 0) return {};
-  const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.msgBody};
+  const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.body()};
   const DuplicateAnswer test = findDuplicate(context_.session, key, columns_, sql_, errors_);
   if (test.condition.empty()) return {};
   Known known{.id = test.id};
@@ -332,7 +325,7 @@ int MessageStore::numAttachOf(int partCount) const {
 EmailValues MessageStore::valuesOf(const Fields& fields, int partCount) const {
   const CurrentMessage& message = context_.message;
   return {fields.from.plain(), fields.to.plain(), fields.subject.plain(), fields.mailto.plain(),
-          message.msgMailbox,  message.msgBody,   numAttachOf(partCount)};
+          message.msgMailbox,  message.body(),    numAttachOf(partCount)};
 }
 
 MessageMark MessageStore::makeMark(const Fields& fields, int partCount) const {
@@ -377,7 +370,7 @@ std::optional<std::uint32_t> MessageStore::insertRow(const MessageMark& mark, in
     const std::array<BoundValue, 6> values = {
         BoundValue{upToNul(message.msgFrom)},    BoundValue{upToNul(message.msgTo)},
         BoundValue{upToNul(message.msgSubject)}, BoundValue{upToNul(message.msgMailto)},
-        BoundValue{upToNul(message.msgMailbox)}, BoundValue{upToNul(message.msgBody)}};
+        BoundValue{upToNul(message.msgMailbox)}, BoundValue{upToNul(message.body())}};
     if (!statement->bind(values)) {
       if (reconnect()) continue;
       errors_.fail("SQL error1:");
@@ -410,7 +403,7 @@ std::optional<std::uint32_t> MessageStore::insertAsText(int numAttach) {
   // The mailbox is escaped already.
   sql_.add("\"").add(mailbox).add("\",");
   // The stored body loses its line ends with those of the statement.
-  sql_.addQuoted(upToNul(message.msgBody), '\n').add(",").addNumber(numAttach).add(")");
+  sql_.addQuoted(upToNul(message.body()), '\n').add(",").addNumber(numAttach).add(")");
   if (!context_.session.query(sql_.text())) {
     errors_.fail("SQL Error3: ");
     return std::nullopt;

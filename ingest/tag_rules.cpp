@@ -14,7 +14,7 @@ std::string_view searchedText(const std::string& field, const CurrentMessage& me
   if (field == "from") return message.msgFrom;
   if (field == "to") return message.msgTo;
   if (field == "subject") return message.msgSubject;
-  if (field == "body") return message.msgBody;
+  if (field == "body") return message.body();
   if (field == "mailbox") return message.msgMailbox;
   return field;
 }

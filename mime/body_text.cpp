@@ -1,6 +1,6 @@
 #include <cstddef>
-#include <utility>
 
+#include "mime/data_buffer.h"
 #include "mime/email_parts.h"
 
 #if defined(__SSE2__)
@@ -39,19 +39,20 @@ bool isCleanText(std::string_view text) {
   return !afterCr;
 }
 
+std::string_view trimmedBody(std::string_view body, bool nulsToBlanks) {
+  if (body.substr(0, kBom.size()) == kBom) body.remove_prefix(kBom.size());
+  while (!nulsToBlanks && !body.empty() && body.back() == '\0') body.remove_suffix(1);
+  return body;
+}
+
 }  // namespace
 
-void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out) {
-  if (body.substr(0, kBom.size()) == kBom) body.remove_prefix(kBom.size());
+void appendBodyAsText(std::string_view body, bool nulsToBlanks, std::string& out) {
   if (isCleanText(body)) {
-    out.assign(body);
+    out.append(body);
     return;
   }
-  if (!nulsToBlanks) {
-    while (!body.empty() && body.back() == '\0') body.remove_suffix(1);
-  }
-  out.clear();
-  out.reserve(body.size() + body.size() / 32);
+  if (out.empty()) out.reserve(body.size() + body.size() / 32);
   for (std::size_t i = 0; i < body.size(); ++i) {
     const char c = body[i];
     if (c == '\r' || c == '\n') {
@@ -63,12 +64,32 @@ void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out) {
   }
 }
 
-void takeBodyAsText(std::string& body, bool nulsToBlanks, std::string& out) {
-  if (!body.starts_with(kBom) && isCleanText(body)) {
-    out = std::move(body);
-  } else {
-    bodyToText(body, nulsToBlanks, out);
-  }
+void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out) {
+  out.clear();
+  appendBodyAsText(trimmedBody(body, nulsToBlanks), nulsToBlanks, out);
+}
+
+void takeBodyAsText(DataBuffer& body, bool nulsToBlanks, std::string& out) {
+  const std::string_view text = trimmedBody(body.view(), nulsToBlanks);
+  const auto skipped = static_cast<std::size_t>(text.data() - body.view().data());
+  body.rollback(skipped + text.size());
+  body.removeFromStart(skipped);
+  out.clear();
+  appendTakenBody(body, nulsToBlanks, out);
+}
+
+void appendTakenBody(DataBuffer& body, bool nulsToBlanks, std::string& out) {
+  const std::string_view text = body.view();
+  std::size_t half = text.size() / 2;
+  // A line end stays whole.
+  while (half < text.size() && text[half] == '\n') ++half;
+  if (out.empty()) out.reserve(text.size() + text.size() / 32);
+  const std::string tail(text.substr(half));
+  body.rollback(half);
+  body.minimizeMemoryUsage();
+  appendBodyAsText(body.view(), nulsToBlanks, out);
+  body.clearWithDeallocate();
+  appendBodyAsText(tail, nulsToBlanks, out);
 }
 
 }  // namespace keldane::mime

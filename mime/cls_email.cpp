@@ -123,9 +123,27 @@ bool ClsEmail::getRecipient(const char* name, Recipients recipients, int index, 
       out.assign(entry->address().utf8View());
       return true;
     }
-    StringBuffer text;
-    entry->emitSelfAsMimeField(text);
-    out.assign(text.view());
+    entry->emitSelfAsMimeField(out);
+    return true;
+  });
+}
+
+bool ClsEmail::GetRecipients(std::string& out) {
+  return ask("GetRecipients", out, [&out](const Email2& email, LogBase&) {
+    constexpr std::string_view kBom = "\xEF\xBB\xBF";
+    bool isFirst = true;
+    for (const auto* list : {&email.to(), &email.cc()}) {
+      for (int i = 0; i < list->getSize(); ++i) {
+        const _tnEmailAddress* entry = list->elementAt(i);
+        if (!entry) continue;
+        // Before each and not behind it: the last one may be huge, and nothing grows behind it.
+        if (!isFirst) out += ',';
+        isFirst = false;
+        const std::size_t begin = out.size();
+        entry->emitSelfAsMimeField(out);
+        if (std::string_view(out).substr(begin).starts_with(kBom)) out.erase(begin, kBom.size());
+      }
+    }
     return true;
   });
 }
@@ -156,6 +174,28 @@ bool ClsEmail::GetPlainTextBody(std::string& out) {
 bool ClsEmail::GetHtmlBody(std::string& out) {
   return ask("GetHtmlBody", out,
              [&out](Email2& email, LogBase& log) { return email.getHtmlBodyUtf8(out, log); });
+}
+
+bool ClsEmail::TakePlainTextBody(std::string& out) {
+  return ask("TakePlainTextBody", out, [&](Email2& email, LogBase& log) {
+    Email2::PartList kept = itemParts(email);
+    kept.push_back(email.htmlLeaf());
+    return email.getPlainTextBodyUtf8(out, log, &kept);
+  });
+}
+
+bool ClsEmail::TakeHtmlBody(std::string& out) {
+  return ask("TakeHtmlBody", out, [&](Email2& email, LogBase& log) {
+    const Email2::PartList kept = itemParts(email);
+    return email.getHtmlBodyUtf8(out, log, &kept);
+  });
+}
+
+Email2::PartList ClsEmail::itemParts(Email2& email) {
+  Email2::PartList parts = listOf(email, attachments_);
+  const Email2::PartList& related = listOf(email, relatedItems_);
+  parts.insert(parts.end(), related.begin(), related.end());
+  return parts;
 }
 
 // ---- Attachments and related items

@@ -45,6 +45,9 @@ class ClsEmail final : public ClsBase {
     return getRecipient("GetCcAddr", &Email2::cc, index, true, out);
   }
 
+  /// The entries of To, then those of Cc, joined by ",", none with a BOM in front.
+  bool GetRecipients(std::string& out);
+
   /// UTC, put right where it is out of range; the present without a mail.
   bool GetDt(TarnellSysTime& out);
 
@@ -52,6 +55,10 @@ class ClsEmail final : public ClsBase {
   bool HasHtmlBody() { return hasBody("HasHtmlBody", "text/html"); }
   bool GetPlainTextBody(std::string& out);
   bool GetHtmlBody(std::string& out);
+  /// The same answers. A huge body that nothing else needs goes as it is read: the plain text is
+  /// asked first, neither is asked again, and attachments stay.
+  bool TakePlainTextBody(std::string& out);
+  bool TakeHtmlBody(std::string& out);
 
   int get_NumAttachments() { return countItems("NumAttachments", attachments_); }
   bool GetAttachmentFilename(int index, std::string& out) {
@@ -130,6 +137,7 @@ class ClsEmail final : public ClsBase {
                  [&items](Email2& email) { return static_cast<int>(listOf(email, items).size()); });
   }
   static const Email2::PartList& listOf(Email2& email, Items& items);
+  Email2::PartList itemParts(Email2& email);
   static const Email2* itemAt(Email2& email, Items& items, int index, LogBase& log);
   /// To be called whenever the tree changes: the lists point into it, and what counts as an
   /// attachment depends on transfer encodings too.

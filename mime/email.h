@@ -104,16 +104,19 @@ class Email2 : public TarnellObject {
   /// The bare address; empty when none could be read.
   void getFromAddressUtf8(std::string& out) const;
 
-  // Bodies; asked of the root. `out` is replaced.
+  // Bodies; asked of the root. `out` is replaced. With a list of parts to be `kept`, any other that
+  // is huge loses its body to the answer.
   [[nodiscard]] bool hasBodyOfType(std::string_view type);
-  bool getPlainTextBodyUtf8(std::string& out, LogBase& log);
-  bool getHtmlBodyUtf8(std::string& out, LogBase& log);
+  bool getPlainTextBodyUtf8(std::string& out, LogBase& log, const PartList* kept = nullptr);
+  bool getHtmlBodyUtf8(std::string& out, LogBase& log, const PartList* kept = nullptr);
+  /// The part whose bytes are the HTML text; null when there is none.
+  Email2* htmlLeaf();
   /// The texts that a reader may choose between, the first of each content type.
   void enumerateAlternatives(const Email2& root, PartList& list);
   /// Place in that list of the candidate with this type, or -1; the list is then filled.
   int getAlternativeIndexByContentType(std::string_view type, PartList& list);
-  /// The bytes that stand for the text of this part; empty when it is no text.
-  [[nodiscard]] std::string_view getEffectiveBodyData() const;
+  /// The part whose bytes stand for the text of this one; null when it is no text.
+  [[nodiscard]] Email2* effectiveBodyPart();
   [[nodiscard]] bool isNotAlternativeBody() const;
 
   // Attachments; asked of the root.
@@ -181,7 +184,10 @@ class Email2 : public TarnellObject {
   void checkAddEmailUniqueContentType(PartList& list);
   void enumerateMixed(const Email2& root, PartList& list);
   void enumerateAlternativeOrRelated(const Email2& root, PartList& list);
-  bool getMixedPlainText(std::string& out, LogBase& log) const;
+  bool findPlainText(PartList& texts, LogBase& log);
+  static bool mayTake(const Email2* leaf, const PartList* kept);
+  static void readBody(Email2* leaf, bool nulsToBlanks, const PartList* kept, std::string& out);
+  Email2* findHtml();
   Email2* findHtmlPart();
 
   // email_repair.cpp

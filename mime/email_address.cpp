@@ -16,7 +16,7 @@ bool needsNoQuotesToBeKept(std::string_view name) {
 
 }  // namespace
 
-void _tnEmailAddress::emitSelfAsMimeField(StringBuffer& out) const {
+void _tnEmailAddress::emitSelfAsMimeField(std::string& out) const {
   const std::string_view name = name_.utf8View();
   const std::string_view address = address_.utf8View();
   if (name.empty()) {
@@ -24,11 +24,11 @@ void _tnEmailAddress::emitSelfAsMimeField(StringBuffer& out) const {
     return;
   }
   if (!needsNoQuotesToBeKept(name) && needsQuotes(name)) {
-    out.append3("\"", name, "\"");
+    out.append("\"").append(name).append("\"");
   } else {
     out.append(name);
   }
-  out.append3(" <", address, ">");
+  out.append(" <").append(address).append(">");
 }
 
 }  // namespace keldane::mime

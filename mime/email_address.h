@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "mime/ext_ptr_array.h"
@@ -35,7 +36,7 @@ class _tnEmailAddress : public TarnellObject {
                                LogBase& log);
   /// Appends the entry as the application shows it: the address alone, or the name, in quotes when
   /// it holds more than plain letters, and the address in angle brackets.
-  void emitSelfAsMimeField(StringBuffer& out) const;
+  void emitSelfAsMimeField(std::string& out) const;
 
  private:
   friend class AddressListParser;

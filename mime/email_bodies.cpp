@@ -17,6 +17,8 @@ constexpr std::string_view kReport = "multipart/report";
 constexpr std::string_view kSigned = "multipart/signed";
 constexpr std::string_view kPlain = "text/plain";
 constexpr std::string_view kHtml = "text/html";
+/// A body longer than this is not kept beyond its use.
+constexpr std::size_t kLargeBody = 1U << 20U;
 
 }  // namespace
 
@@ -113,90 +115,115 @@ int Email2::getAlternativeIndexByContentType(std::string_view type, PartList& li
   return found == list.end() ? -1 : static_cast<int>(found - list.begin());
 }
 
-std::string_view Email2::getEffectiveBodyData() const {
-  const Email2* part = this;
+Email2* Email2::effectiveBodyPart() {
+  Email2* part = this;
   while (part->getNumParts() != 0) {
-    const Email2* next = part->getPart(0);
-    const Email2* second = part->getPart(1);
+    Email2* next = part->getPart(0);
+    Email2* second = part->getPart(1);
     if (next->isNotAlternativeBody() && second && !second->isNotAlternativeBody()) next = second;
     if (!next->isMultipart()) break;
     part = next;
   }
   if (part->getNumParts() != 0) {
     for (int i = 0; i < part->getNumParts(); ++i) {
-      const Email2* child = part->getPart(i);
-      if (!child->isMultipart() && !child->isNotAlternativeBody()) return child->body().view();
+      Email2* child = part->getPart(i);
+      if (!child->isMultipart() && !child->isNotAlternativeBody()) return child;
     }
-    return {};
+    return nullptr;
   }
   for (const std::string_view kind : {"application", "image", "video", "audio"}) {
-    if (part->contentType().substr(0, kind.size()) == kind) return {};
+    if (part->contentType().substr(0, kind.size()) == kind) return nullptr;
   }
-  return part->body().view();
+  return part;
 }
 
 // ---- The answers
 
-bool Email2::getPlainTextBodyUtf8(std::string& out, LogBase& log) {
-  const LogContextExitor context(log, "getPlainTextBodyUtf8");
-  const auto found = [&out, &log](const Email2& part, const char* message) {
+bool Email2::findPlainText(PartList& texts, LogBase& log) {
+  const auto found = [&texts, &log](Email2* part, const char* message) {
     if (log.verbose()) log.LogInfo(message);
-    bodyToText(part.getEffectiveBodyData(), true, out);
+    texts.push_back(part);
     return true;
   };
-  const Email2* first = getPart(0);
-  if (isType(kReport) && first) return found(*first, "Found text body (1)");
-  if (isType(kPlain) || contentType().empty()) return found(*this, "Found text body (2)");
+  Email2* first = getPart(0);
+  if (isType(kReport) && first) return found(first, "Found text body (1)");
+  if (isType(kPlain) || contentType().empty()) return found(this, "Found text body (2)");
   if (isType(kMixed) && first && first->comparedType() == kPlain) {
-    return getMixedPlainText(out, log);
+    found(first, "Found text body (3)");
+    // Several texts in a row are one text: mail programs cut it where an attachment was put in.
+    for (int i = 1; i < getNumParts(); ++i) {
+      Email2* part = getPart(i);
+      if (part->comparedType() == kPlain && !part->isEmailAttachment(true)) texts.push_back(part);
+    }
+    return true;
   }
   PartList list;
   const int index = getAlternativeIndexByContentType(kPlain, list);
-  if (index >= 0) return found(*list[static_cast<std::size_t>(index)], "Found text body (4)");
+  if (index >= 0) return found(list[static_cast<std::size_t>(index)], "Found text body (4)");
   if (isType(kMixed) && first && first->isType(kReport) && first->getPart(0)) {
-    return found(*first->getPart(0), "Found text body (5)");
+    return found(first->getPart(0), "Found text body (5)");
   }
   log.LogError("Did not find alternative based on content-type");
   return false;
 }
 
-// Several texts in a row are one text: mail programs cut it where an attachment was put into it.
-bool Email2::getMixedPlainText(std::string& out, LogBase& log) const {
-  if (log.verbose()) log.LogInfo("Found text body (3)");
-  const std::string_view first = getPart(0)->getEffectiveBodyData();
-  std::string joined;
-  bool isJoined = false;
-  for (int i = 1; i < getNumParts(); ++i) {
-    const Email2* part = getPart(i);
-    if (part->comparedType() != kPlain || part->isEmailAttachment(true)) continue;
-    if (!isJoined) joined.assign(first);
-    isJoined = true;
-    joined += "\r\n";
-    joined += part->getEffectiveBodyData();
+bool Email2::getPlainTextBodyUtf8(std::string& out, LogBase& log, const PartList* kept) {
+  const LogContextExitor context(log, "getPlainTextBodyUtf8");
+  PartList texts;
+  if (!findPlainText(texts, log)) return false;
+  std::size_t size = 0;
+  for (Email2*& text : texts) {
+    text = text->effectiveBodyPart();
+    if (text) size += text->body().getSize() + 2;
   }
-  if (isJoined) {
-    takeBodyAsText(joined, true, out);
-  } else {
-    bodyToText(first, true, out);
+  if (texts.size() > 1) out.reserve(size);
+  readBody(texts.front(), true, kept, out);
+  for (std::size_t i = 1; i < texts.size(); ++i) {
+    out += "\r\n";
+    Email2* leaf = texts[i];
+    if (mayTake(leaf, kept)) {
+      appendTakenBody(leaf->m_body, true, out);
+    } else if (leaf) {
+      appendBodyAsText(leaf->body().view(), true, out);
+    }
   }
   return true;
 }
 
-bool Email2::getHtmlBodyUtf8(std::string& out, LogBase& log) {
+bool Email2::getHtmlBodyUtf8(std::string& out, LogBase& log, const PartList* kept) {
   const LogContextExitor context(log, "getHtmlBodyUtf8");
-  if (isType(kHtml)) {
-    bodyToText(getEffectiveBodyData(), true, out);
-    return true;
-  }
-  PartList list;
-  const int index = getAlternativeIndexByContentType(kHtml, list);
-  const Email2* html = index >= 0 ? list[static_cast<std::size_t>(index)] : findHtmlPart();
+  Email2* html = findHtml();
   if (!html) {
     log.LogError("No HTML alternative.");
     return false;
   }
-  bodyToText(html->getEffectiveBodyData(), false, out);
+  readBody(html->effectiveBodyPart(), html == this, kept, out);
   return true;
+}
+
+bool Email2::mayTake(const Email2* leaf, const PartList* kept) {
+  return kept && leaf && leaf->m_body.getSize() > kLargeBody &&
+         std::find(kept->begin(), kept->end(), leaf) == kept->end();
+}
+
+void Email2::readBody(Email2* leaf, bool nulsToBlanks, const PartList* kept, std::string& out) {
+  if (mayTake(leaf, kept)) {
+    takeBodyAsText(leaf->m_body, nulsToBlanks, out);
+  } else {
+    bodyToText(leaf ? leaf->body().view() : std::string_view(), nulsToBlanks, out);
+  }
+}
+
+Email2* Email2::htmlLeaf() {
+  Email2* html = findHtml();
+  return html ? html->effectiveBodyPart() : nullptr;
+}
+
+Email2* Email2::findHtml() {
+  if (isType(kHtml)) return this;
+  PartList list;
+  const int index = getAlternativeIndexByContentType(kHtml, list);
+  return index >= 0 ? list[static_cast<std::size_t>(index)] : findHtmlPart();
 }
 
 Email2* Email2::findHtmlPart() {

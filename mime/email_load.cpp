@@ -60,16 +60,15 @@ Email2::Part Email2::createFromMimeText2(const Common& common, std::string_view 
 }
 
 void Email2::getFromFullUtf8(std::string& out, LogBase& log) const {
-  StringBuffer text;
+  out.clear();
   if (from_) {
-    from_->emitSelfAsMimeField(text);
+    from_->emitSelfAsMimeField(out);
   } else if (const StringBuffer* value = header_.getMimeFieldValue("from")) {
-    text.setString(*value);
+    StringBuffer text(*value);
     text.qbDecode(log);
+    out.assign(text.view());
   }
-  text.removeCharOccurances('\r');
-  text.removeCharOccurances('\n');
-  out.assign(text.view());
+  std::erase_if(out, [](char c) { return c == '\r' || c == '\n'; });
 }
 
 void Email2::getFromAddressUtf8(std::string& out) const {

@@ -25,8 +25,11 @@ void takeHeaderByField(MimeMessage2& mime, MimeHeader& header, LogBase& log);
 /// Replaces `out` by a body as text: line ends as CR LF, no BOM in front. `nulsToBlanks`: NUL bytes
 /// become blanks.
 void bodyToText(std::string_view body, bool nulsToBlanks, std::string& out);
-/// The same of a text that is used up, and is moved when nothing has to be changed in it.
-void takeBodyAsText(std::string& body, bool nulsToBlanks, std::string& out);
+/// The same behind what `out` holds; BOM and NUL bytes at the ends stay.
+void appendBodyAsText(std::string_view body, bool nulsToBlanks, std::string& out);
+/// Both of a body that goes as its text is made: body and text are never both in memory as a whole.
+void takeBodyAsText(DataBuffer& body, bool nulsToBlanks, std::string& out);
+void appendTakenBody(DataBuffer& body, bool nulsToBlanks, std::string& out);
 
 /// Replaces `out` by the bytes of an attachment as text, in whichever charset they make sense.
 void readAttachmentText(const DataBuffer& body, std::string_view charset, std::string& out,

@@ -1,7 +1,10 @@
 #include "mime/mime_message.h"
 
+#include <algorithm>
+
 #include "mime/byte_search.h"
 #include "mime/charset_naming.h"
+#include "mime/code_pages.h"
 #include "mime/content_coding.h"
 #include "mime/encoding_convert.h"
 #include "mime/log_base.h"
@@ -37,6 +40,33 @@ bool visitTree(Entity& entity, const Visit& visit) {
     if (Entity* part = entity.getPart(i); part && visitTree(*part, visit)) return true;
   }
   return false;
+}
+
+/// A text of many megabytes for a charset of one byte a character, converted piece by piece: of the
+/// UTF-16 on the way, twice its bytes, there is never more than a piece. False, and nothing done,
+/// for any other text.
+bool encodeInPieces(int codePage, std::string_view utf8, DataBuffer& out, LogBase& log) {
+  constexpr std::size_t kPiece = 1U << 20U;
+  constexpr char kPdfMark = '%';     // A piece that begins as a PDF would be left alone,
+  constexpr char kBomLead = '\xEF';  // and one that begins with a BOM would lose it.
+  const auto mayBegin = [](char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) != 0x80 && c != kPdfMark && c != kBomLead;
+  };
+  if (utf8.size() <= kPiece || !mayBegin(utf8.front()) || !isValidUtf8(utf8)) return false;
+  const code_pages::Page* page = code_pages::find(codePage);
+  if (!page || !page->single) return false;
+  if (!out.ensureBuffer(utf8.size())) return false;
+  EncodingConvert convert;
+  while (!utf8.empty()) {
+    std::size_t size = std::min(kPiece, utf8.size());
+    while (size < utf8.size() && !mayBegin(utf8[size])) ++size;
+    if (!convert.EncConvert(CharsetNaming::kUtf8, codePage, utf8.substr(0, size), out, log)) {
+      out.clear();
+      return false;
+    }
+    utf8.remove_prefix(size);
+  }
+  return true;
 }
 
 }  // namespace
@@ -113,6 +143,7 @@ bool MimeMessage2::Emitter::body(const MimeMessage2& entity) {
     const int declared = entity.m_charset.getCodePage();
     const int codePage = declared == CharsetNaming::kUsAscii ? 28591 : declared;
     const bool ok =
+        encodeInPieces(codePage, bytes, converted, log_) ||
         EncodingConvert().EncConvert(CharsetNaming::kUtf8, codePage, bytes, converted, log_);
     if (ok || !converted.isEmpty()) bytes = converted.view();
   }

@@ -111,6 +111,14 @@ std::optional<std::string> TnoEmail::GetCcAddr(int index) {
       impl_, [index](ClsEmail& mail, std::string& out) { return mail.GetCcAddr(index, out); });
 }
 
+std::optional<std::string> TnoEmail::GetRecipients() {
+  return TnEmail::text(impl_, [](ClsEmail& mail, std::string& out) {
+    if (!mail.GetRecipients(out)) return false;
+    mendUtf8(out);
+    return true;
+  });
+}
+
 std::unique_ptr<TnoDateTime> TnoEmail::GetDt() {
   return TnEmail::guarded(impl_, std::unique_ptr<TnoDateTime>(), [](ClsEmail& mail) {
     TarnellSysTime time;
@@ -135,6 +143,16 @@ bool TnoEmail::HasHtmlBody() {
 std::optional<std::string> TnoEmail::GetHtmlBody() {
   return TnEmail::shownText(impl_,
                             [](ClsEmail& mail, std::string& out) { return mail.GetHtmlBody(out); });
+}
+
+std::optional<std::string> TnoEmail::TakePlainTextBody() {
+  return TnEmail::shownText(
+      impl_, [](ClsEmail& mail, std::string& out) { return mail.TakePlainTextBody(out); });
+}
+
+std::optional<std::string> TnoEmail::TakeHtmlBody() {
+  return TnEmail::shownText(
+      impl_, [](ClsEmail& mail, std::string& out) { return mail.TakeHtmlBody(out); });
 }
 
 int TnoEmail::NumAttachments() {

@@ -41,6 +41,8 @@ class TnoEmail {
   int NumCC();
   std::optional<std::string> GetCC(int index);
   std::optional<std::string> GetCcAddr(int index);
+  /// All that `GetTo`, then `GetCC` give, joined by ",". Of a huge entry no copy is made beside it.
+  std::optional<std::string> GetRecipients();
 
   /// The message's date; the moment of loading when it has none that can be read. Null only when
   /// memory runs out.
@@ -50,6 +52,10 @@ class TnoEmail {
   std::optional<std::string> GetPlainTextBody();
   bool HasHtmlBody();
   std::optional<std::string> GetHtmlBody();
+  /// The same texts for a caller who wants each only once, the plain one first: a huge one is then
+  /// not in memory twice. Afterwards the bodies may be gone; attachments and related items stay.
+  std::optional<std::string> TakePlainTextBody();
+  std::optional<std::string> TakeHtmlBody();
 
   /// Attachments by index from 0. Each call walks the message again.
   int NumAttachments();

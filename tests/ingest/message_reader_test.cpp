@@ -82,13 +82,12 @@ TEST_F(MessageReaderTest, HtmlAloneIsBodyAndPart) {
   archive.attachState = 0;
   read("1.eml", mail("<p>a</p>\n\n<p>b</p>\n", "Content-Type: text/html; charset=utf-8\n"));
   ASSERT_EQ(stored.size(), 1U);
-  EXPECT_EQ(stored[0].msgBody, stored[0].msgHtml);
-  EXPECT_NE(stored[0].msgBody.find("<p>a</p>"), std::string::npos);
+  EXPECT_EQ(stored[0].body(), "<p>a</p>\r\n\r\n<p>b</p>\r\n");
   ASSERT_EQ(stored[0].msgParts.size(), 1U);
   EXPECT_TRUE(stored[0].hasHtmlPart);
   EXPECT_EQ(stored[0].msgParts[0].contentType, "text/html");
   EXPECT_EQ(stored[0].msgParts[0].fileName, "htmlversion.html");
-  EXPECT_EQ(stored[0].msgParts[0].data, stored[0].msgHtml);
+  EXPECT_EQ(stored[0].msgParts[0].data, stored[0].body());
 }
 
 TEST_F(MessageReaderTest, WhatIsStoredAsTextIsUtf8WhateverTheMessageHolds) {
@@ -98,7 +97,7 @@ TEST_F(MessageReaderTest, WhatIsStoredAsTextIsUtf8WhateverTheMessageHolds) {
   ASSERT_EQ(stored.size(), 2U);
   EXPECT_TRUE(isValidUtf8(stored[0].msgBody)) << stored[0].msgBody;
   EXPECT_TRUE(stored[0].msgBody.ends_with("\xC3\xA9z\r\n")) << stored[0].msgBody;
-  EXPECT_TRUE(isValidUtf8(stored[1].msgBody)) << stored[1].msgBody;
+  EXPECT_TRUE(isValidUtf8(stored[1].body())) << stored[1].body();
 }
 
 TEST_F(MessageReaderTest, CollectsAttachmentsUpToTheSize) {
@@ -133,6 +132,18 @@ TEST_F(MessageReaderTest, AHugeAttachmentIsStoredWholeAndAsText) {
   ASSERT_EQ(stored[0].msgParts.size(), 1U);
   EXPECT_TRUE(stored[0].msgParts[0].data.starts_with(content));
   EXPECT_TRUE(stored[0].msgAttachText.starts_with(content));
+}
+
+TEST_F(MessageReaderTest, AHugeHtmlTextIsBodyAndPart) {
+  const std::string page = "<p>" + std::string(1500000, 'x') + "</p>";
+  read("1.eml", mail(page + "\n \n", "Content-Type: text/html\n"));
+  read("2.eml", mixed({"Content-Type: text/plain\n\nfirst\n\nsecond\n"}));
+  ASSERT_EQ(stored.size(), 2U);
+  EXPECT_TRUE(stored[0].body() == page + "\r\n \r\n");
+  EXPECT_TRUE(stored[0].msgParts.at(0).data == stored[0].body());
+  EXPECT_TRUE(stored[0].msgHeadings.starts_with("From: Ann")) << stored[0].msgHeadings;
+  EXPECT_TRUE(stored[0].msgHeadings.ends_with("text/html")) << stored[0].msgHeadings;
+  EXPECT_EQ(stored[1].body(), "second\r\n");
 }
 
 TEST_F(MessageReaderTest, RelatedItemsAreMeasuredByTheAttachmentOfTheirIndex) {

@@ -39,9 +39,9 @@ std::string shown(std::string_view value) {
   LogNull log;
   _tnEmailAddress entry;
   entry.loadSingleEmailAddr(value, 0, log);
-  StringBuffer out;
+  std::string out;
   entry.emitSelfAsMimeField(out);
-  return std::string(out.view());
+  return out;
 }
 
 /// `text` as an encoded word, `times` times over.

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "mime/email_parts.h"
 #include "mime/tno_email.h"
@@ -120,6 +121,51 @@ TEST(MailBodies, SayWhyThereIsNone) {
   EXPECT_FALSE(email.LastMethodSuccess());
   EXPECT_FALSE(email.GetHtmlBody());
   EXPECT_NE(email.LastErrorText().find("No HTML alternative."), std::string::npos);
+}
+
+// Where a text is cut while it is read must not show: neither in it nor in what else the mail
+// holds.
+TEST(TakenBodies, ReadAsWhenTheyAreKept) {
+  const std::string head = "From: a@b.c\r\n";
+  const std::string half(1U << 20U, 'a');
+  const std::string base64 = "Content-Transfer-Encoding: base64\r\n";
+  std::string euros;
+  while (euros.size() < 4U << 20U) euros += "gICAgCUlJSWA/4CA\r\n";
+  const auto plain = [](const std::string& fields, const std::string& text) {
+    return "Content-Type: text/plain" + fields + "\r\n\r\n" + text;
+  };
+  const auto two = [](const std::string& kind, const std::string& a, const std::string& b) {
+    return "Content-Type: multipart/" + kind + "; boundary=b\r\n\r\n--b\r\n" + a + "\r\n--b\r\n" +
+           b + "\r\n--b--\r\n";
+  };
+  const std::string html = "Content-Type: text/html\r\n\r\n<p>" + half + "</p>";
+  const std::string file =
+      plain("\r\nContent-Disposition: attachment; filename=a.txt", half + half);
+  const std::pair<const char*, std::string> mails[] = {
+      {"a line end at the middle", plain("", half + "\r\n" + half)},
+      {"a mark in front", plain("", "\xEF\xBB\xBF" + half + half)},
+      {"nothing but line ends", plain("", std::string(1U << 21U, '\n'))},
+      {"a text that grows", base64 + plain("; charset=windows-1252", euros)},
+      {"HTML that grows", base64 + "Content-Type: text/html; charset=windows-1252\r\n\r\n" + euros},
+      {"two texts", two("mixed", plain("", half + "x"), plain("", half + "y"))},
+      {"both forms", two("alternative", plain("", half + half), html)},
+      {"a file is the text", file},
+      {"a file is the HTML", "Content-Disposition: attachment; filename=a.htm\r\n" + html},
+      {"HTML is both forms", two("report", html, plain("", "x"))},
+      {"a text beside its file", two("mixed", plain("", half + half), file)},
+  };
+  for (const auto& [name, text] : mails) {
+    TnoEmail kept;
+    TnoEmail taken;
+    ASSERT_TRUE(kept.SetFromMimeText(head + text)) << name;
+    ASSERT_TRUE(taken.SetFromMimeText(head + text)) << name;
+    EXPECT_TRUE(taken.TakePlainTextBody() == kept.GetPlainTextBody()) << name;
+    EXPECT_TRUE(taken.TakeHtmlBody() == kept.GetHtmlBody()) << name;
+    ASSERT_EQ(taken.NumAttachments(), kept.NumAttachments()) << name;
+    for (int i = 0; i < kept.NumAttachments(); ++i) {
+      EXPECT_TRUE(taken.GetAttachmentData(i) == kept.GetAttachmentData(i)) << name;
+    }
+  }
 }
 
 TEST(BodyToText, MendsLineEndsWhereverTheyStand) {

@@ -142,6 +142,19 @@ TEST(MailSource, ReadsLatin1AlikeWhenDeclaredCharsetsAreOff) {
   EXPECT_EQ(source.email().Subject(), latin1ToUtf8(kMoscowKoi));
 }
 
+TEST(MailSource, AHugeTextComesThroughItsCharset) {
+  // Each piece that it is converted in would begin like a document, which is left as it is.
+  std::string coded = "=E9=E9=E9=E9=\n";
+  std::string text = "éééé";
+  for (int i = 0; i < 300000; ++i) {
+    coded += "%PDF-1=E9=\n";
+    text += "%PDF-1é";
+  }
+  MailSource source;
+  ASSERT_TRUE(loadFile(source, plainMail("iso-8859-1", coded, "s", "quoted-printable")));
+  EXPECT_TRUE(source.email().GetPlainTextBody() == text);
+}
+
 TEST(MailSource, KeepsTheBytesOfAttachments) {
   MailSource source;
   const std::string bytes = "\x89PNG\xFF\xC3\xA9" + kMoscowKoi;

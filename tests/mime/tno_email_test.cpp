@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "tests/mime/mail_builder.h"
 
@@ -51,10 +52,31 @@ TEST(TnoEmail, TellsWhoWhenAndWhat) {
   ASSERT_EQ(email.NumCC(), 1);
   EXPECT_EQ(email.GetCC(0), "C <c@c.c>");
   EXPECT_EQ(email.GetCcAddr(0), "c@c.c");
+  EXPECT_EQ(email.GetRecipients(), "\"A B\" <a@b.c>,d@e.f,G\xC3\xA9 <g@h.i>,C <c@c.c>");
   EXPECT_EQ(email.Subject(), "caf\xC3\xA9");
   EXPECT_EQ(email.GetDt()->GetAsDateTime(0), 1136239445);
   EXPECT_EQ(email.GetHeaderField(" x-LONG "), "a b");
   EXPECT_EQ(email.GetHeaderField("to"), "\"A B\" <a@b.c>, d@e.f,G\xC3\xA9 <g@h.i>");
+}
+
+TEST(TnoEmail, RecipientsAreShownAloneAsTogether) {
+  const std::pair<const char*, std::string> fields[] = {
+      {"none", ""},
+      {"copies only", "Cc: a@b.c\n"},
+      {"bad bytes in a name", "To: =?utf-8?Q?a=FF=E2=82?= <a@b.c>, d@e.f\n"},
+      {"marks in front",
+       "To: =?utf-8?Q?=EF=BB=BF=EF=BB=BFa?= <a@b.c>, =?utf-8?Q?=EF=BB=BFb?= <b@c>"
+       "\nCc: =?utf-8?Q?=EF=BB=BFc?= <c@d>\n"},
+  };
+  for (const auto& [name, lines] : fields) {
+    TnoEmail email;
+    ASSERT_TRUE(email.SetFromMimeText(withCrLf("From: x@y.z\n" + lines + "\nbody"))) << name;
+    std::string list;
+    for (int i = 0; i < email.NumTo(); ++i) list += email.GetTo(i).value_or("(none)") + ",";
+    for (int i = 0; i < email.NumCC(); ++i) list += email.GetCC(i).value_or("(none)") + ",";
+    if (!list.empty()) list.pop_back();
+    EXPECT_EQ(email.GetRecipients(), list) << name;
+  }
 }
 
 TEST(TnoEmail, GivesTheRawSenderWhenThereIsNoAddressInIt) {
