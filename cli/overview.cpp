@@ -41,15 +41,16 @@ void groupCommands(CLI::App& app) {
 }
 
 std::string unknownCommand(const CLI::App& app, int argc, char** argv) {
+  // A group of options counts as a command without a name.
+  const auto hasName = [](const CLI::App* command) { return !command->get_name().empty(); };
   const CLI::App* at = &app;
   std::string words;
-  for (int i = 1; i < argc && !at->get_subcommands([](const CLI::App*) { return true; }).empty();
-       ++i) {
+  for (int i = 1; i < argc && !at->get_subcommands(hasName).empty(); ++i) {
     const std::string word = argv[i];
     if (word.starts_with('-')) continue;
     words += words.empty() ? word : " " + word;
     const CLI::App* next = nullptr;
-    for (const CLI::App* command : at->get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* command : at->get_subcommands(hasName)) {
       if (command->get_name() == word) next = command;
     }
     if (next == nullptr) return words;

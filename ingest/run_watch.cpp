@@ -28,6 +28,20 @@ bool saysNoSpace(std::string_view text) {
   return holds(text, "error 28") || holds(text, "errno: 28") || holds(text, "Errcode: 28");
 }
 
+/// The reason that stands in the ledger, without the row that it is about.
+std::string_view serverWords(std::string_view detail) {
+  if (!detail.starts_with("row ")) return detail;
+  const std::size_t colon = detail.find(": ");
+  return colon == std::string_view::npos ? detail : detail.substr(colon + 2);
+}
+
+// Only what the server itself begins with: it quotes text of messages further on.
+bool tellsOfFullDisk(std::string_view words) {
+  return (words.starts_with("The table '") && words.ends_with("' is full")) ||
+         words.starts_with("Disk full") || words.starts_with("Got error 28 ") ||
+         (words.starts_with("Error writing file") && saysNoSpace(words));
+}
+
 }  // namespace
 
 std::optional<StopReason> lastingFailure(unsigned number, std::string_view text,
@@ -36,7 +50,9 @@ std::optional<StopReason> lastingFailure(unsigned number, std::string_view text,
   if (isOneOf(number, kServerGone) || isLostConnection(text) || isLostConnection(detail)) {
     return StopReason{true, reason};
   }
-  if (isOneOf(number, kDiskFull) || (isOneOf(number, kSystemFailure) && saysNoSpace(text))) {
+  // The end of a prepared statement clears the number and the text; the ledger's reason stays.
+  if (isOneOf(number, kDiskFull) || (isOneOf(number, kSystemFailure) && saysNoSpace(text)) ||
+      tellsOfFullDisk(serverWords(detail))) {
     return StopReason{false, "there is no room left on the disk of the server: " + reason};
   }
   if (isOneOf(number, kReadOnly)) {

@@ -208,6 +208,7 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"-q"}, 2, "subcommand"},
       {{"frobnicate"}, 2, "no command \"frobnicate\""},
       {{"rules", "list2"}, 2, "no command \"rules list2\""},
+      {{"tag", "1", "--add", "a", "b"}, 2, "\"b\" is not the id"},
       {{"inspect", "/missing.eml"}, 1, "keldane: /missing.eml: No such"},
       {{"search", "--and", "colour=red"}, 2, "unknown field \"colour\"; use from, to"},
       {{"search", "--since", "2023-13"}, 2, "2023-13"},

@@ -218,6 +218,10 @@ TEST_F(MailWalkTest, EndsAtAFailureThatWouldRepeatItself) {
     EXPECT_EQ(stop.has_value(), row.stops) << row.text;
     EXPECT_EQ(stop && stop->serverLost, row.isLost) << row.text;
   }
+  // The end of a prepared statement has cleared what the session knew.
+  EXPECT_TRUE(lastingFailure(0, "", "The table 'email' is full"));
+  EXPECT_TRUE(lastingFailure(0, "", "row 406: The table 'origemail' is full"));
+  EXPECT_FALSE(lastingFailure(0, "", "row 406: Data too long near 'The table 'x' is full'"));
 }
 
 TEST_F(MailWalkTest, ACancelledWalkStopsBeforeTheNextFileAndRemovesNothing) {
