@@ -42,12 +42,14 @@ class Home:
 def write_mail(folder, first, count):
     os.makedirs(folder, exist_ok=True)
     for number in range(first, first + count):
-        with open(os.path.join(folder, f"{number}.eml"), "w", encoding="ascii") as mail:
+        path = os.path.join(folder, f"{number}.eml")
+        with open(path, "w", encoding="ascii") as mail:
             mail.write(f"From: ann{number}@example.org\nTo: bob@example.org\n"
                        f"Subject: Message {number}\n"
                        f"Date: Mon, 2 Jan 2023 {number // 3600 % 24:02}:{number // 60 % 60:02}:"
                        f"{number % 60:02} +0000\n"
                        f"Content-Type: text/plain\n\nText of message {number}\n")
+        os.utime(path, (1e9, 1e9))  # a new file would be left to rest
 
 
 class Worker(threading.Thread):
