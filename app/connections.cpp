@@ -26,6 +26,9 @@ constexpr double kStorePanelWhite = 0.6;
 /// quotes around texts, the backslash in them, texts that are cut to their column.
 constexpr const char* kPlainMode = "SET SESSION sql_mode=''";
 
+constexpr const char* kHasSmallPackets =
+    "SELECT @@SESSION.max_allowed_packet<@@GLOBAL.max_allowed_packet";
+
 constexpr std::array<const char*, 4> kConfiguration = {
     "SET GLOBAL max_allowed_packet=500000000",
     "SET GLOBAL connect_timeout=86400",
@@ -287,6 +290,11 @@ void Connections::doConfigure() {
     // A server that keeps its values to itself is not an error.
     static_cast<void>(session_.query(statement));
   }
+  // A session keeps the limit that the server had when it was opened, and a message above it would
+  // end the run as a lost server.
+  if (!isConnected_ || !session_.query(kHasSmallPackets) || fetchFirstCell(session_) != "1") return;
+  session_.init();
+  if (!openSession(database_.dbPath)) static_cast<void>(openSession(""));
 }
 
 void Connections::readForm() {

@@ -383,5 +383,24 @@ TEST(ConnectionsOnServer, ALostServerIsFoundAgainByItself) {
   EXPECT_EQ(fetchFirstCell(*session), name);
 }
 
+TEST(Connections, ASessionOpenedUnderASmallLimitTakesLargeMessages) {
+  TestServer& server = TestServer::shared();
+  const auto owner = server.connect();
+  ASSERT_TRUE(owner->query("SET GLOBAL max_allowed_packet=2097152")) << owner->error();
+  const auto session = makeMysqlSession();
+  Bench bench(*session);
+  const std::string name = server.freshDatabase("packets");
+  bench.connections.form.dbPathTextField = name;
+  bench.connections.form.socketTextField = *server.address().socket;
+  bench.connections.doConnect();
+  ASSERT_TRUE(bench.connections.isConnected());
+  bench.connections.doConfigure();
+  ASSERT_TRUE(session->query("SELECT LENGTH('" + std::string(4000000, 'x') + "')"))
+      << session->error();
+  EXPECT_EQ(fetchFirstCell(*session), "4000000");
+  ASSERT_TRUE(session->query("SELECT DATABASE()")) << session->error();
+  EXPECT_EQ(fetchFirstCell(*session), name);
+}
+
 }  // namespace
 }  // namespace keldane
