@@ -1,9 +1,8 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
 #include <fmt/format.h>
-#include <unistd.h>
-
 #include "base/shown_text.h"
 #include "cli/commands.h"
 #include "cli/day_option.h"
@@ -11,6 +10,7 @@
 #include "cli/program.h"
 #include "cli/search_options.h"
 #include "cli/terminal_text.h"
+#include "cli/text_table.h"
 #include "query/statistics.h"
 
 namespace keldane {
@@ -62,6 +62,24 @@ void printFigures(const StatsFigures& figures, const StatsForm& form) {
   printJson(object);
 }
 
+/// The report's lines cut to `width` columns: only an address or a mailbox, behind the last tab of
+/// its line, can be longer. Tabs lead to every eighth column.
+std::string fitted(const std::string& report, std::size_t width) {
+  constexpr std::size_t kTab = 8;
+  std::string fit;
+  for (std::size_t begin = 0; begin < report.size();) {
+    const std::size_t end = std::min(report.find('\n', begin), report.size());
+    const std::string_view line = std::string_view(report).substr(begin, end - begin);
+    begin = end + 1;
+    const std::size_t name = line.rfind('\t') + 1;
+    std::size_t column = 0;
+    for (const char c : line.substr(0, name)) column += c == '\t' ? kTab - column % kTab : 1;
+    fit += line.substr(0, name);
+    fit += fitToWidth(line.substr(name), width > column ? width - column : 1) + "\n";
+  }
+  return fit;
+}
+
 void runStats(const StatsOptions& options, Program& program) {
   const Result<StatsForm> form = formOf(options);
   if (!form) {
@@ -79,8 +97,9 @@ void runStats(const StatsOptions& options, Program& program) {
     printFigures(figures, *form);
   } else {
     const std::string report = statsReportText(figures, *form);
-    const bool isShown = ::isatty(STDOUT_FILENO) != 0;
-    std::fputs((isShown ? terminalText(report) : shownText(report)).c_str(), stdout);
+    const std::size_t width = outputWidth();
+    std::fputs((width != 0 ? fitted(terminalText(report), width) : shownText(report)).c_str(),
+               stdout);
   }
   if (!figures.complete) program.exitStatus = kExitFailed;
 }

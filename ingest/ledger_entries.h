@@ -38,7 +38,9 @@ struct MessageMark {
   std::size_t partCount = 0;  ///< rows of `attachments` that it asks for
   std::size_t attachNamesBytes = 0;
   std::size_t attachTextBytes = 0;
-  unsigned attempt = 1;  ///< which run in a row it is that tries to store the message
+  /// Which run it is that tries to store the message, those not counted in which the server only
+  /// refused something and did not go.
+  unsigned attempt = 1;
   bool operator==(const MessageMark&) const = default;
 };
 

@@ -17,7 +17,8 @@
 ///   #open    key  database  offset  mark...  path     storing begins
 ///   #row     key  id                                  its row has been made
 ///   archived 17  -  /mail/1.emlx                      storing has ended
-///   #left    key                                      the next outcome leaves the entry open
+///   #left    key  [refused]                           the next outcome leaves the entry open; a
+///                                                     refused statement is no lost server
 ///   #settled key                                      an open entry has been dealt with
 ///   #uncut   database  from                           so has a run without an end
 ///   #elsewhere  path                                  another run keeps its ledger there
@@ -33,6 +34,7 @@ inline constexpr std::string_view kCut = "#cut";
 inline constexpr std::string_view kOpen = "#open";
 inline constexpr std::string_view kRow = "#row";
 inline constexpr std::string_view kLeft = "#left";
+inline constexpr std::string_view kRefused = "refused";
 inline constexpr std::string_view kSettled = "#settled";
 inline constexpr std::string_view kUncut = "#uncut";
 inline constexpr std::string_view kElsewhere = "#elsewhere";

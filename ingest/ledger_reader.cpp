@@ -83,7 +83,8 @@ class StateReader {
       takeEntry(fields);
     } else if (word == ledger::kRow && fields.size() == 3) {
       takeRow(fields);
-    } else if (word == ledger::kLeft && fields.size() == 2) {
+    } else if (word == ledger::kLeft && fields.size() >= 2) {
+      if (fields.size() > 2 && fields[2] == ledger::kRefused) takeRefusal();
       current_ = 0;
     } else if (word == ledger::kSettled && fields.size() == 2) {
       std::erase_if(state_.open, [key = ledger::numberOf(fields[1])](const OpenEntry& entry) {
@@ -134,6 +135,12 @@ class StateReader {
     const std::optional<std::uint64_t> id = ledger::numberOf(fields[2]);
     const auto entry = find(ledger::numberOf(fields[1]).value_or(0));
     if (id && entry != state_.open.end()) entry->insertedId = static_cast<std::uint32_t>(*id);
+  }
+
+  /// The attempt did not cost the server.
+  void takeRefusal() {
+    const auto entry = find(current_);
+    if (entry != state_.open.end() && entry->mark.attempt > 0) --entry->mark.attempt;
   }
 
   void closeCurrent(LedgerOutcome outcome) {

@@ -484,7 +484,8 @@ void MessageStore::updateAttachmentInformation(std::uint32_t id) {
   storeOutcome_ = kStored;
 }
 
-/// Whether the next run is to see to the message: its row exists, or may, and it is not whole.
+/// Whether the next run is to see to the message: its row exists, or may, and it is not whole. One
+/// that costs the server run after run is given up, or nothing behind it would ever be read.
 bool MessageStore::staysOpen() const {
   if (!context_.ledger.isOpen() || !errors_.worthAnotherTry()) return false;
   return errors_.lost() ? attempt_ < kMostAttempts : hasRow_;
@@ -495,7 +496,7 @@ void MessageStore::closeFailed(std::optional<std::uint32_t> id) {
   if (id) detail = "row " + std::to_string(*id) + ": ";
   detail += errors_.first();
   if (staysOpen()) {
-    context_.ledger.leaveOpen(detail);
+    context_.ledger.leaveOpen(detail, !errors_.lost());
   } else {
     context_.ledger.close(LedgerOutcome::failed, detail);
   }

@@ -300,10 +300,11 @@ void RunLedger::close(LedgerOutcome outcome, std::string_view detail) {
   writeOutcome(outcome, detail);
 }
 
-void RunLedger::leaveOpen(std::string_view error) {
+void RunLedger::leaveOpen(std::string_view error, bool refused) {
   line_.clear();
   if (openKey_ != 0) {
     line_ = markLine(ledger::kLeft, openKey_);
+    if (refused) line_.insert(line_.size() - 1, std::string("\t") + std::string(ledger::kRefused));
     ++leftToNext_;
   }
   writeOutcome(LedgerOutcome::failed, error);

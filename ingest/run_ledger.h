@@ -79,9 +79,9 @@ class RunLedger {
   void inserted(std::uint32_t id);
   /// The outcome of the message at hand. `detail` is the id, the rule, the reason or the error.
   void close(LedgerOutcome outcome, std::string_view detail);
-  /// The storing was cut off by a lost server: the entry stays open for the next run, the outcome
-  /// is counted as failed.
-  void leaveOpen(std::string_view error);
+  /// The storing came to no end: the entry stays open for the next run, the outcome is counted as
+  /// failed. `refused`: the server is there and did not take a statement.
+  void leaveOpen(std::string_view error, bool refused = false);
   /// The message at hand has an open entry.
   [[nodiscard]] bool isOpen() const { return openKey_ != 0; }
   /// Where in its file the message at hand begins; absent when the file is that message.

@@ -180,6 +180,25 @@ TEST_F(CutOffRepairTest, AMessageThatTheServerIsLostAtEachTimeIsGivenUpAfterThre
   EXPECT_EQ(count("email"), "1");
 }
 
+TEST_F(CutOffRepairTest, RefusalsDoNotCountAmongTheRunsThatLoseTheServer) {
+  begin();
+  for (int run = 1; run <= 3; ++run) {
+    ASSERT_TRUE(database.session->query("RENAME TABLE origemail TO away"));
+    step.storeMessage(plainMessage());
+    ASSERT_TRUE(database.session->query("RENAME TABLE away TO origemail"));
+    step.finishRun();
+    ASSERT_EQ(openEntries(), 1U) << run;
+    beginWithRepair();
+  }
+  // The call is one behind the look for the half.
+  ASSERT_TRUE(storeAndCut(plainMessage(), Cut::lostBefore, kSource + 3));
+  EXPECT_EQ(openEntries(), 1U);
+  beginWithRepair();
+  step.storeMessage(plainMessage());
+  EXPECT_EQ(step.ledger->sums().archived, 1);
+  EXPECT_EQ(count("origemail"), "1");
+}
+
 TEST_F(CutOffRepairTest, AHalfStaysUntilItsMessageComesByAndKeepsWhatTheUserMadeOfIt) {
   begin();
   ASSERT_TRUE(storeAndCut(taggedMessage(), Cut::killedAfter, kEndOfInsert));
