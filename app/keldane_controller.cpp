@@ -10,10 +10,10 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "ingest/mail_store_probe.h"
-#include "ingest/natural_date.h"
-#include "ingest/strip_plist.h"
-#include "platform/system_schedule_agent.h"
+#include "ingest/reading/natural_date.h"
+#include "ingest/reading/strip_plist.h"
+#include "ingest/sources/mail_store_probe.h"
+#include "schedule/system_schedule_agent.h"
 
 namespace keldane {
 namespace {

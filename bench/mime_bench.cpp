@@ -22,14 +22,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "app/content_digest.h"
+#include "archive/content_digest.h"
 #include "base/files.h"
 #include "bench/gmime_reader.h"
 #include "bench/hostile_mail.h"
 #include "bench/mail_folder.h"
-#include "ingest/attachment_collector.h"
-#include "ingest/current_message.h"
-#include "ingest/partial_file.h"
+#include "ingest/reading/attachment_collector.h"
+#include "ingest/reading/current_message.h"
+#include "ingest/reading/partial_file.h"
 #include "mime/mail_source.h"
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"

@@ -4,12 +4,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include "mime/byte_search.h"
-#include "mime/content_coding.h"
-#include "mime/data_buffer.h"
-#include "mime/encoding_convert.h"
-#include "mime/log_base.h"
-#include "mime/string_buffer.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/charsets/encoding_convert.h"
+#include "mime/coding/content_coding.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 
 namespace keldane::bench {
 

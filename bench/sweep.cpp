@@ -21,9 +21,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "app/archive_database.h"
-#include "app/local_server.h"
-#include "app/sql_values.h"
+#include "archive/archive_database.h"
+#include "archive/sql_values.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "cli/terminal_interface.h"
@@ -31,6 +30,7 @@
 #include "platform/process_tool_runner.h"
 #include "platform/system_environment.h"
 #include "query/duplicate_sweep.h"
+#include "server/local_server.h"
 
 namespace keldane::bench {
 namespace {

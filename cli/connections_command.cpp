@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "app/existing_archive.h"
+#include "archive/existing_archive.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "cli/commands.h"

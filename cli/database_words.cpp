@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "base/text.h"
 
 namespace keldane {

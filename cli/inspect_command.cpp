@@ -10,7 +10,7 @@
 #include "cli/commands.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
-#include "ingest/message_reader.h"
+#include "ingest/reading/message_reader.h"
 #include "mime/mail_source.h"
 
 namespace keldane {

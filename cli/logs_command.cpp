@@ -7,7 +7,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/program.h"
-#include "ingest/ledger_view.h"
+#include "ingest/ledger/ledger_view.h"
 
 namespace keldane {
 namespace {

@@ -12,7 +12,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "app/existing_archive.h"
+#include "archive/existing_archive.h"
 #include "cli/database_words.h"
 #include "cli/run_report.h"
 

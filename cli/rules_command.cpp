@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "app/tag_row.h"
+#include "archive/tag_row.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
-#include "ingest/ledger_reader.h"
+#include "ingest/ledger/ledger_reader.h"
 
 namespace keldane {
 namespace {

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "app/settings_values.h"
 #include "base/result.h"
-#include "platform/schedule_agent.h"
+#include "schedule/schedule_agent.h"
+#include "settings/settings_values.h"
 
 namespace keldane {
 

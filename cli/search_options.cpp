@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "app/tag_row.h"
+#include "archive/tag_row.h"
 #include "base/text.h"
 #include "cli/day_text.h"
 #include "cli/priority_option.h"

@@ -3,11 +3,11 @@
 
 #include <fmt/format.h>
 
-#include "app/settings_keys.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
+#include "cli/settings_keys.h"
 #include "cli/text_table.h"
 
 namespace keldane {

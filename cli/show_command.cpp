@@ -12,7 +12,7 @@
 #include "cli/program.h"
 #include "cli/tag_text.h"
 #include "cli/terminal_text.h"
-#include "ingest/strip_plist.h"
+#include "ingest/reading/strip_plist.h"
 #include "query/header_block.h"
 #include "query/html_page.h"
 #include "query/message_tags.h"

@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"

@@ -10,7 +10,7 @@
 
 #include <fmt/format.h>
 
-#include "app/tag_row.h"
+#include "archive/tag_row.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/count_text.h"

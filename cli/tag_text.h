@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "app/tag_row.h"
+#include "archive/tag_row.h"
 
 namespace keldane {
 

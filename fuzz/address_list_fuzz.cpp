@@ -3,10 +3,10 @@
 #include <string_view>
 
 #include "fuzz/check.h"
-#include "mime/email_address.h"
-#include "mime/ext_ptr_array.h"
-#include "mime/log_base.h"
-#include "mime/string_buffer.h"
+#include "mime/buffers/ext_ptr_array.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/headers/email_address.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <string>
 
 #include "fuzz/check.h"
-#include "mime/byte_search.h"
-#include "mime/data_buffer.h"
-#include "mime/encoding_convert.h"
-#include "mime/log_base.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/log_base.h"
+#include "mime/charsets/encoding_convert.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane::mime;

@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "fuzz/check.h"
-#include "mime/charset_naming.h"
-#include "mime/string_buffer.h"
-#include "mime/tn_charset.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/charsets/charset_naming.h"
+#include "mime/charsets/tn_charset.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane::mime;

@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "mime/date_parser.h"
-#include "mime/log_base.h"
-#include "mime/tarnell_sys_time.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/tarnell_sys_time.h"
+#include "mime/headers/date_parser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane::mime;

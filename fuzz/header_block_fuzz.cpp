@@ -5,11 +5,11 @@
 
 #include "fuzz/check.h"
 #include "fuzz/memory_watch.h"
-#include "mime/content_type.h"
-#include "mime/log_base.h"
-#include "mime/mime_header.h"
-#include "mime/string_buffer.h"
-#include "mime/tn_charset.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/charsets/tn_charset.h"
+#include "mime/headers/content_type.h"
+#include "mime/headers/mime_header.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane::mime;

@@ -10,10 +10,10 @@
 
 #include "base/text.h"
 #include "fuzz/check.h"
-#include "ingest/mbox_reader.h"
-#include "ingest/natural_date.h"
-#include "ingest/source_origin.h"
-#include "ingest/strip_plist.h"
+#include "ingest/reading/mbox_reader.h"
+#include "ingest/reading/natural_date.h"
+#include "ingest/reading/source_origin.h"
+#include "ingest/reading/strip_plist.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "fuzz/check.h"
-#include "mime/content_coding.h"
-#include "mime/log_base.h"
-#include "mime/string_buffer.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/coding/content_coding.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane::mime;

@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "fuzz/check.h"
-#include "ingest/statement_text.h"
+#include "ingest/storing/statement_text.h"
 #include "query/search_builder.h"
 
 namespace {

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "fuzz/check.h"
-#include "mime/content_coding.h"
-#include "mime/data_buffer.h"
-#include "mime/string_buffer.h"
-#include "mime/uu.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/coding/content_coding.h"
+#include "mime/coding/uu.h"
 
 namespace {
 

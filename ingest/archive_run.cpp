@@ -11,7 +11,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/archive_worker.h"
-#include "ingest/cut_off_repair.h"
+#include "ingest/ledger/crash_recovery.h"
 
 namespace keldane {
 namespace {
@@ -288,7 +288,7 @@ bool ArchiveRun::beginLedger() {
                        AlertStyle::critical});
     return false;
   }
-  repair_ = std::make_unique<CutOffRepair>(context_.session, ledger_, storeLog_, start.database);
+  repair_ = std::make_unique<CrashRecovery>(context_.session, ledger_, storeLog_, start.database);
   return true;
 }
 
@@ -525,9 +525,9 @@ void ArchiveRun::noteLostServer(const std::string& error) {
 void ArchiveRun::abandon() {
   if (worker_) {
     context_.process.cancelFlag = 1;
-    worker_->letGo();
+    worker_->abandon();
   }
-  if (previousWorker_) previousWorker_->letGo();
+  if (previousWorker_) previousWorker_->abandon();
   worker_.reset();
   previousWorker_.reset();
   if (!running_) return;

@@ -6,28 +6,28 @@
 #include <mutex>
 #include <string>
 
-#include "app/archive_database.h"
-#include "app/connections.h"
-#include "app/process_state.h"
-#include "app/progress_panel.h"
-#include "app/settings.h"
-#include "ingest/current_message.h"
-#include "ingest/mail_sources.h"
+#include "archive/archive_database.h"
+#include "ingest/ledger/run_ledger.h"
+#include "ingest/reading/current_message.h"
 #include "ingest/run_counters.h"
-#include "ingest/run_ledger.h"
 #include "ingest/run_logs.h"
 #include "ingest/run_watch.h"
+#include "ingest/sources/mail_sources.h"
 #include "ingest/store_date.h"
-#include "ingest/tag_rules.h"
+#include "ingest/storing/tag_rules.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
+#include "platform/process_state.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
+#include "server/connections.h"
+#include "settings/settings.h"
 
 namespace keldane {
 
 class ArchiveWorker;
-class CutOffRepair;
+class CrashRecovery;
 
 /// How the last run went, beside the sums of its ledger.
 struct RunReport {
@@ -158,7 +158,7 @@ class ArchiveRun {
   std::vector<TagRule> runRules_;  ///< as the worker under way sees them
   RunLedger ledger_;
   RunWatch watch_;
-  std::unique_ptr<CutOffRepair> repair_;
+  std::unique_ptr<CrashRecovery> repair_;
   RunRange range_;
   double attachSizeBytes_ = 0;
   SpooledText duplicateLogText_;

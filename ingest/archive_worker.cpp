@@ -42,7 +42,7 @@ ArchiveWorker::ArchiveWorker(Context context)
                .storeEmail = [this](int partCount) { store_.storeEmail(partCount); },
                .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
                .guarded = [this](const std::function<void()>& work) { guarded(work); },
-               .isLetGo = [this] { return mustEnd(); },
+               .isAbandoned = [this] { return mustEnd(); },
                .declaredCharsets = context_.settings.user.declaredCharsets != 0}),
       walk_({.process = context_.process,
              .settings = context_.settings,
@@ -54,7 +54,7 @@ ArchiveWorker::ArchiveWorker(Context context)
              .environment = context_.environment,
              .getMailboxNames = [this] { onMainThread(context_.getMailboxNames); },
              .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
-             .isLetGo = [this] { return mustEnd(); },
+             .isAbandoned = [this] { return mustEnd(); },
              .pause = [this](int seconds) { pause(seconds); },
              .leftInFolder = context_.leftInFolder}),
       pass_(context_.mainQueue) {}
@@ -91,7 +91,7 @@ bool ArchiveWorker::reconnect() {
 
 void ArchiveWorker::pause(int seconds) const {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  while (std::chrono::steady_clock::now() < end && !pass_.isLetGo()) {
+  while (std::chrono::steady_clock::now() < end && !pass_.isAbandoned()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
 }
@@ -117,7 +117,7 @@ void ArchiveWorker::fail(const std::string& reason) {
     ledger.close(LedgerOutcome::failed, reason);
   } else {
     // Outside a message: what has not been read by now is not read at all.
-    ledger.unreadable(context_.message.currentPath, "the reading ended here: " + reason);
+    ledger.recordUnreadable(context_.message.currentPath, "the reading ended here: " + reason);
   }
 }
 

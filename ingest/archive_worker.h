@@ -3,22 +3,22 @@
 #include <functional>
 #include <string>
 
-#include "app/process_state.h"
-#include "app/progress_panel.h"
-#include "app/server_session.h"
-#include "app/settings.h"
-#include "ingest/archive_pass.h"
-#include "ingest/current_message.h"
-#include "ingest/cut_off_repair.h"
-#include "ingest/mail_sources.h"
-#include "ingest/mail_walk.h"
-#include "ingest/message_reader.h"
-#include "ingest/message_store.h"
+#include "archive/server_session.h"
+#include "ingest/ledger/crash_recovery.h"
+#include "ingest/ledger/run_ledger.h"
+#include "ingest/reading/current_message.h"
+#include "ingest/reading/message_reader.h"
 #include "ingest/run_counters.h"
-#include "ingest/run_ledger.h"
 #include "ingest/run_logs.h"
+#include "ingest/run_thread.h"
 #include "ingest/run_watch.h"
-#include "ingest/tag_rules.h"
+#include "ingest/sources/mail_sources.h"
+#include "ingest/sources/mail_walk.h"
+#include "ingest/storing/message_store.h"
+#include "ingest/storing/tag_rules.h"
+#include "platform/process_state.h"
+#include "platform/progress_panel.h"
+#include "settings/settings.h"
 
 namespace keldane {
 
@@ -41,7 +41,7 @@ class ArchiveWorker {
     RunCounters& counters;
     RunLedger& ledger;
     RunWatch& watch;
-    CutOffRepair& repair;
+    CrashRecovery& repair;
     const RunRange& range;
     const double& attachSizeBytes;
     SpooledText& duplicateLogText;
@@ -63,7 +63,7 @@ class ArchiveWorker {
 
   void start();
   /// The worker stops before the next message and waits for the main thread no more.
-  void letGo() { pass_.letGo(); }
+  void abandon() { pass_.abandon(); }
 
  private:
   void work();
@@ -71,7 +71,7 @@ class ArchiveWorker {
   /// when the worker has been let go instead.
   bool onMainThread(const std::function<void()>& task);
   /// No further message is to be read.
-  [[nodiscard]] bool mustEnd() const { return pass_.isLetGo() || context_.watch.isStopped(); }
+  [[nodiscard]] bool mustEnd() const { return pass_.isAbandoned() || context_.watch.isStopped(); }
   void pause(int seconds) const;
   [[nodiscard]] bool reconnect();
   void guarded(const std::function<void()>& work);
@@ -82,7 +82,7 @@ class ArchiveWorker {
   MessageReader reader_;
   MailWalk walk_;
   /// Last, so that the worker is joined before anything it uses goes.
-  ArchivePass pass_;
+  RunThread pass_;
 };
 
 }  // namespace keldane

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "base/spooled_text.h"
-#include "ingest/store_log.h"
+#include "ingest/storing/store_log.h"
 
 /// The files that a run writes for its user: the run's own `.storelog`, the `.log` of files read,
 /// and the two logs of the support folder. They hold private mail data: mode 0600. A log that

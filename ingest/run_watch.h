@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "app/progress_panel.h"
-#include "app/server_session.h"
-#include "ingest/import_folder.h"
-#include "ingest/run_ledger.h"
+#include "archive/server_session.h"
+#include "ingest/ledger/run_ledger.h"
+#include "ingest/sources/import_folder.h"
+#include "platform/progress_panel.h"
 
 namespace keldane {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "ingest/message_reader.h"
+#include "ingest/reading/message_reader.h"
 
 namespace keldane {
 

@@ -1,9 +1,9 @@
 #include "mime/cls_base.h"
 
-#include "mime/data_buffer.h"
-#include "mime/encoding_convert.h"
-#include "mime/psdk.h"
-#include "mime/xstring.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/psdk.h"
+#include "mime/buffers/xstring.h"
+#include "mime/charsets/encoding_convert.h"
 
 namespace keldane::mime {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "mime/log_base.h"
-#include "mime/string_buffer.h"
-#include "mime/tarnell_object.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/buffers/tarnell_object.h"
 
 namespace keldane::mime {
 

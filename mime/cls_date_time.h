@@ -1,7 +1,7 @@
 #pragma once
 
+#include "mime/buffers/tarnell_sys_time.h"
 #include "mime/cls_base.h"
-#include "mime/tarnell_sys_time.h"
 
 namespace keldane::mime {
 

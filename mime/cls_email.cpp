@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "mime/byte_search.h"
-#include "mime/content_coding.h"
-#include "mime/encoded_word.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/coding/content_coding.h"
+#include "mime/coding/encoded_word.h"
 
 namespace keldane::mime {
 

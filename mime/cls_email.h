@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
+#include "mime/buffers/tarnell_sys_time.h"
 #include "mime/cls_base.h"
-#include "mime/email.h"
-#include "mime/tarnell_sys_time.h"
+#include "mime/email/email.h"
 
 namespace keldane::mime {
 

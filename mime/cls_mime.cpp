@@ -1,7 +1,7 @@
 #include "mime/cls_mime.h"
 
-#include "mime/byte_search.h"
-#include "mime/xstring.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/xstring.h"
 
 namespace keldane::mime {
 

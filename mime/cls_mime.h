@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "mime/cls_base.h"
-#include "mime/mime_message.h"
-#include "mime/part_walk.h"
+#include "mime/tree/mime_message.h"
+#include "mime/tree/part_walk.h"
 
 namespace keldane::mime {
 

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "mime/byte_search.h"
-#include "mime/string_buffer.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/string_buffer.h"
 
 namespace keldane::mime {
 namespace {

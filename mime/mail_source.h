@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "base/result.h"
-#include "mime/part_walk.h"
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"
+#include "mime/tree/part_walk.h"
 
 namespace keldane::mime {
 

@@ -4,9 +4,9 @@
 #include <new>
 #include <utility>
 
+#include "mime/buffers/tarnell_sys_time.h"
+#include "mime/charsets/unlabelled_text.h"
 #include "mime/cls_email.h"
-#include "mime/tarnell_sys_time.h"
-#include "mime/unlabelled_text.h"
 
 namespace keldane::mime {
 

@@ -3,9 +3,9 @@
 #include <new>
 #include <utility>
 
+#include "mime/buffers/xstring.h"
+#include "mime/charsets/unlabelled_text.h"
 #include "mime/cls_mime.h"
-#include "mime/unlabelled_text.h"
-#include "mime/xstring.h"
 
 namespace keldane::mime {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "mime/part_walk.h"
+#include "mime/tree/part_walk.h"
 
 namespace keldane::mime {
 

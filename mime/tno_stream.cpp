@@ -1,8 +1,8 @@
 #include "mime/tno_stream.h"
 
+#include "mime/buffers/stream.h"
+#include "mime/buffers/string_buffer.h"
 #include "mime/cls_base.h"
-#include "mime/stream.h"
-#include "mime/string_buffer.h"
 
 namespace keldane::mime {
 

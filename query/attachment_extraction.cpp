@@ -11,7 +11,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "base/base64.h"
 #include "base/files.h"
 #include "base/text.h"

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "app/progress_panel.h"
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "base/result.h"
 #include "platform/host_services.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 
 namespace keldane {

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "query/base64_lines.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "base/result.h"
 
 namespace keldane {

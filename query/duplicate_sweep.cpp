@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "base/text.h"
 
 namespace keldane {

@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "app/fingerprints.h"
-#include "app/progress_panel.h"
-#include "app/server_session.h"
+#include "archive/fingerprints.h"
+#include "archive/server_session.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 #include "query/result_list.h"
 

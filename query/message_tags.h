@@ -4,8 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "app/server_session.h"
-#include "app/tag_row.h"
+#include "archive/server_session.h"
+#include "archive/tag_row.h"
 #include "base/result.h"
 
 namespace keldane {

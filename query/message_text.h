@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 
 namespace keldane {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "platform/user_interface.h"
 #include "query/attachment_list.h"
 #include "query/message_web_view.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "app/progress_panel.h"
-#include "app/server_session.h"
+#include "archive/server_session.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 #include "query/search_form.h"
 

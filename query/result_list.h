@@ -9,9 +9,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "app/process_state.h"
-#include "app/progress_panel.h"
-#include "app/server_session.h"
+#include "archive/server_session.h"
+#include "platform/process_state.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 #include "query/emailrow.h"
 

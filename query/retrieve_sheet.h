@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "app/process_state.h"
 #include "platform/environment.h"
+#include "platform/process_state.h"
 #include "platform/user_interface.h"
 #include "query/result_list.h"
 #include "query/search_builder.h"

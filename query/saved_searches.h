@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "app/preferences_file.h"
-#include "app/property_list.h"
 #include "platform/user_interface.h"
 #include "query/retrieve_sheet.h"
+#include "settings/preferences_file.h"
+#include "settings/property_list.h"
 
 namespace keldane {
 

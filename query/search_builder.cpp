@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "app/tag_row.h"
+#include "archive/tag_row.h"
 #include "base/text.h"
 
 namespace keldane {

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "app/progress_panel.h"
-#include "app/server_session.h"
+#include "archive/server_session.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 #include "query/search_form.h"
 

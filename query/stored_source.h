@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "base/result.h"
 #include "mime/mail_source.h"
 

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "app/progress_panel.h"
-#include "app/server_session.h"
-#include "app/settings.h"
-#include "app/tag_row.h"
+#include "archive/server_session.h"
+#include "archive/tag_row.h"
+#include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 #include "query/result_list.h"
 #include "query/search_form.h"
+#include "settings/settings.h"
 
 namespace keldane {
 

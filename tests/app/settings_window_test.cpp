@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "tests/app/settings_rig.h"
+#include "tests/settings/settings_rig.h"
 
 namespace keldane {
 namespace {

@@ -8,11 +8,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/preferences_file.h"
 #include "base/files.h"
-#include "ingest/ledger_file.h"
-#include "ingest/ledger_view.h"
+#include "ingest/ledger/ledger_file.h"
+#include "ingest/ledger/ledger_view.h"
 #include "platform/local_main_queue.h"
+#include "settings/preferences_file.h"
 #include "tests/ingest/server_database.h"
 #include "tests/support/fake_environment.h"
 #include "tests/support/recording_host_services.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 
 namespace keldane {
 

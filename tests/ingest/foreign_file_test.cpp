@@ -1,4 +1,4 @@
-#include "ingest/foreign_file.h"
+#include "ingest/reading/foreign_file.h"
 
 #include <string>
 

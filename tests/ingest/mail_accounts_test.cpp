@@ -1,11 +1,11 @@
-#include "ingest/mail_accounts.h"
+#include "ingest/sources/mail_accounts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/mail_store_probe.h"
-#include "ingest/mailbox_names.h"
-#include "ingest/postbox_accounts.h"
+#include "ingest/sources/mail_store_probe.h"
+#include "ingest/sources/mailbox_names.h"
+#include "ingest/sources/postbox_accounts.h"
 #include "tests/support/mail_store_tree.h"
 
 namespace keldane {

@@ -1,4 +1,4 @@
-#include "ingest/mail_walk.h"
+#include "ingest/sources/mail_walk.h"
 
 #include <array>
 #include <filesystem>

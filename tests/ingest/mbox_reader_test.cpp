@@ -1,4 +1,4 @@
-#include "ingest/mbox_reader.h"
+#include "ingest/reading/mbox_reader.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "ingest/message_date.h"
+#include "ingest/reading/message_date.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ingest/natural_date.h"
+#include "ingest/reading/natural_date.h"
 #include "platform/environment.h"
 
 namespace keldane {
@@ -94,7 +94,7 @@ class MessageDate : public Dates {
                         }};
     Settled settled;
     settled.msgDate = "left over";
-    settled.dropped = settleDate(sources, range, kNow, settled.msgDate).value_or("");
+    settled.dropped = chooseMessageDate(sources, range, kNow, settled.msgDate).value_or("");
     return settled;
   }
 };

@@ -1,4 +1,4 @@
-#include "ingest/message_file.h"
+#include "ingest/reading/message_file.h"
 
 #include <filesystem>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ingest/file_list.h"
+#include "ingest/sources/file_list.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {

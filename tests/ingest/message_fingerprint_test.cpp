@@ -1,4 +1,4 @@
-#include "ingest/message_fingerprint.h"
+#include "ingest/storing/message_fingerprint.h"
 
 #include <functional>
 #include <string>
@@ -43,21 +43,21 @@ TEST(MessageFingerprint, FindsARowWhateverTheServerLost) {
     const char* name;
     Change sent;
     Change stored;
-    Likeness likeness;
+    MatchLevel matchLevel;
   };
   const Change nothing = [](Message&) {};
   const std::vector<Case> cases = {
-      {"nothing lost", nothing, nothing, Likeness::equal},
+      {"nothing lost", nothing, nothing, MatchLevel::equal},
       {"line ends lost", nothing,
        [](Message& m) {
          replaceIn(m.to, "\n", "");
          replaceIn(m.body, "\n", "");
        },
-       Likeness::equal},
+       MatchLevel::equal},
       {"mailbox stored as it reads", nothing, [](Message& m) { m.mailbox = R"(V10/1/IN\BOX "a")"; },
-       Likeness::equal},
+       MatchLevel::equal},
       {"body ends at a NUL", [](Message& m) { m.body += std::string("\0more", 5); },
-       [](Message& m) { m.body.resize(m.body.find('\0')); }, Likeness::equal},
+       [](Message& m) { m.body.resize(m.body.find('\0')); }, MatchLevel::equal},
       {"columns cut after so many bytes",
        [](Message& m) {
          m.from = repeated("Ä<", 300);
@@ -69,14 +69,14 @@ TEST(MessageFingerprint, FindsARowWhateverTheServerLost) {
          m.mailto = repeated("x", 127);
          m.mailbox = repeated("box ", 100).substr(0, 255);
        },
-       Likeness::equal},
+       MatchLevel::equal},
       {"columns cut after so many characters", [](Message& m) { m.from = repeated("Ä<", 300); },
-       [](Message& m) { m.from = repeated("Ä<", 127); }, Likeness::equal},
+       [](Message& m) { m.from = repeated("Ä<", 127); }, MatchLevel::equal},
       {"only the beginning of a long body read",
        [](Message& m) { m.body = repeated("Ä line ", 10000); },
-       [](Message& m) { m.body = repeated("Ä line ", 1024 / 7); }, Likeness::equal},
+       [](Message& m) { m.body = repeated("Ä line ", 1024 / 7); }, MatchLevel::equal},
       {"characters of four bytes lost", [](Message& m) { m.body += "😀!"; },
-       [](Message& m) { replaceIn(m.body, "😀", "?"); }, Likeness::equal},
+       [](Message& m) { replaceIn(m.body, "😀", "?"); }, MatchLevel::equal},
       {"everything outside ASCII lost", nothing,
        [](Message& m) {
          for (std::string* text : {&m.from, &m.subject, &m.body}) {
@@ -86,19 +86,20 @@ TEST(MessageFingerprint, FindsARowWhateverTheServerLost) {
            replaceIn(*text, "↯", "?");
          }
        },
-       Likeness::ascii},
-      {"another subject", nothing, [](Message& m) { m.subject = "What now"; }, Likeness::different},
-      {"a body that goes on", nothing, [](Message& m) { m.body += "x"; }, Likeness::different},
+       MatchLevel::ascii},
+      {"another subject", nothing, [](Message& m) { m.subject = "What now"; },
+       MatchLevel::different},
+      {"a body that goes on", nothing, [](Message& m) { m.body += "x"; }, MatchLevel::different},
       {"a body that ends early", nothing, [](Message& m) { m.body.resize(12); },
-       Likeness::different},
+       MatchLevel::different},
       {"text moved to the next field", nothing,
        [](Message& m) {
          m.to += m.subject;
          m.subject.clear();
        },
-       Likeness::different},
+       MatchLevel::different},
       {"another count of attachments", nothing, [](Message& m) { m.numAttach = 0; },
-       Likeness::different},
+       MatchLevel::different},
   };
   for (const Case& row : cases) {
     Message sent;
@@ -107,7 +108,7 @@ TEST(MessageFingerprint, FindsARowWhateverTheServerLost) {
     row.sent(stored);
     row.stored(stored);
     const std::string print = fingerprintOf(sent.values());
-    EXPECT_EQ(compareFingerprint(print, stored.values()), row.likeness) << row.name;
+    EXPECT_EQ(compareFingerprint(print, stored.values()), row.matchLevel) << row.name;
     EXPECT_EQ(print.find('\t'), std::string::npos) << row.name;
   }
 }
@@ -116,11 +117,11 @@ TEST(MessageFingerprint, ThatCannotBeReadIsLikeNothing) {
   const Message message;
   const std::string print = fingerprintOf(message.values());
   for (std::size_t cut = 0; cut <= print.find('/'); ++cut) {
-    EXPECT_EQ(compareFingerprint(print.substr(0, cut), message.values()), Likeness::different)
+    EXPECT_EQ(compareFingerprint(print.substr(0, cut), message.values()), MatchLevel::different)
         << print.substr(0, cut);
   }
   EXPECT_EQ(compareFingerprint("x.1.2.3.4.5.6/x.1.2.3.4.5.6", message.values()),
-            Likeness::different);
+            MatchLevel::different);
 }
 
 }  // namespace

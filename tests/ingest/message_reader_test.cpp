@@ -1,4 +1,4 @@
-#include "ingest/message_reader.h"
+#include "ingest/reading/message_reader.h"
 
 #include <filesystem>
 #include <fstream>

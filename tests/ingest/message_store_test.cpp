@@ -1,4 +1,4 @@
-#include "ingest/message_store.h"
+#include "ingest/storing/message_store.h"
 
 #include <functional>
 #include <string>
@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/ledger_reader.h"
+#include "ingest/ledger/ledger_reader.h"
 #include "tests/ingest/store_fixture.h"
 #include "tests/support/scripted_session.h"
 

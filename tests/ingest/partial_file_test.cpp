@@ -1,4 +1,4 @@
-#include "ingest/partial_file.h"
+#include "ingest/reading/partial_file.h"
 
 #include <filesystem>
 #include <string>

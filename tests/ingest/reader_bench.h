@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ingest/ledger_reader.h"
-#include "ingest/message_reader.h"
+#include "ingest/ledger/ledger_reader.h"
+#include "ingest/reading/message_reader.h"
 #include "platform/local_main_queue.h"
 #include "tests/support/fake_environment.h"
 #include "tests/support/recording_user_interface.h"

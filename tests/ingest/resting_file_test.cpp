@@ -1,4 +1,4 @@
-#include "ingest/resting_file.h"
+#include "ingest/reading/resting_file.h"
 
 #include <filesystem>
 

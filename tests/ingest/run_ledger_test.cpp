@@ -1,4 +1,4 @@
-#include "ingest/run_ledger.h"
+#include "ingest/ledger/run_ledger.h"
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/ledger_file.h"
-#include "ingest/ledger_reader.h"
-#include "ingest/ledger_view.h"
+#include "ingest/ledger/ledger_file.h"
+#include "ingest/ledger/ledger_reader.h"
+#include "ingest/ledger/ledger_view.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
@@ -21,8 +21,8 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-MessageMark markOf(std::string fingerprint) {
-  MessageMark mark;
+ExpectedRows markOf(std::string fingerprint) {
+  ExpectedRows mark;
   mark.fingerprint = std::move(fingerprint);
   mark.afterId = 11;
   mark.msgDate = "2023-01-02 03:04:05";
@@ -70,14 +70,14 @@ TEST(RunLedger, GivesEachMessageOneLineWithWhatBecameOfIt) {
   const std::string path = folder / "Ledger.log";
   RunLedger ledger;
   beginOrFail(ledger, path, startOf("mail", 11));
-  ledger.notMail("/mail/notes.txt", "no mail");
-  ledger.message("/mail/box", 4096);
+  ledger.recordNonMail("/mail/notes.txt", "no mail");
+  ledger.beginMessage("/mail/box", 4096);
   ledger.open(markOf("f"));
-  ledger.inserted(12);
+  ledger.recordRow(12);
   ledger.close(LedgerOutcome::archived, "12");
-  ledger.message("/mail/box", 9000);
+  ledger.beginMessage("/mail/box", 9000);
   ledger.close(LedgerOutcome::duplicate, "12");
-  ledger.message("/mail/1.emlx", std::nullopt);
+  ledger.beginMessage("/mail/1.emlx", std::nullopt);
   ledger.close(LedgerOutcome::dropped, "out of range");
   ledger.finish();
 
@@ -112,7 +112,7 @@ TEST(RunLedger, KeepsAnyPathOnOneLine) {
   RunLedger ledger;
   beginOrFail(ledger, folder / "l", startOf("mail", 0));
   for (const std::string& path : paths) {
-    ledger.message(path, std::nullopt);
+    ledger.beginMessage(path, std::nullopt);
     ledger.close(LedgerOutcome::failed, "why: " + path);
   }
   ledger.finish();
@@ -126,14 +126,14 @@ TEST(RunLedger, KeepsAnyPathOnOneLine) {
 
 TEST(RunLedger, SumsMeetWhateverIsForgotten) {
   RunLedger ledger;  // adds up without a file, too
-  ledger.message("a", std::nullopt);
-  ledger.message("b", std::nullopt);  // "a" has been given no outcome
+  ledger.beginMessage("a", std::nullopt);
+  ledger.beginMessage("b", std::nullopt);  // "a" has been given no outcome
   ledger.open(markOf("f"));
   ledger.leaveOpen("gone");
-  ledger.message("c", std::nullopt);
+  ledger.beginMessage("c", std::nullopt);
   ledger.close(LedgerOutcome::excluded, "rule");
-  ledger.message("d", std::nullopt);
-  ledger.notMail("e", "no mail");
+  ledger.beginMessage("d", std::nullopt);
+  ledger.recordNonMail("e", "no mail");
   ledger.finish();
   const LedgerSums& sums = ledger.sums();
   EXPECT_EQ(sums.met, 4);
@@ -156,7 +156,7 @@ TEST(RunLedger, CutAtAnyByteKeepsWhatIsOpenAndOnlyThat) {
   {
     RunLedger first;
     beginOrFail(first, folder / "l", startOf("mail", 11));
-    first.message("left", 7);
+    first.beginMessage("left", 7);
     first.open(markOf("f"));
     first.leaveOpen("gone");
     first.finish();
@@ -166,10 +166,10 @@ TEST(RunLedger, CutAtAnyByteKeepsWhatIsOpenAndOnlyThat) {
     beginOrFail(ledger, folder / "l", startOf("mail", 11));
     spans.push_back({"left", size(), kNever});
     const auto store = [&](const std::string& path, LedgerOutcome outcome, std::uint32_t id) {
-      ledger.message(path, std::nullopt);
+      ledger.beginMessage(path, std::nullopt);
       ledger.open(markOf("print"));
       Span span{path, size(), 0};
-      ledger.inserted(id);
+      ledger.recordRow(id);
       ledger.close(outcome, "x");
       span.closedAt = size();
       spans.push_back(span);
@@ -179,11 +179,11 @@ TEST(RunLedger, CutAtAnyByteKeepsWhatIsOpenAndOnlyThat) {
     ledger.settle(ledger.leftOpen()[0]);
     spans[0].closedAt = size();
     store("two", LedgerOutcome::excluded, 13);
-    ledger.message("three", std::nullopt);
+    ledger.beginMessage("three", std::nullopt);
     ledger.open(markOf("print"));
     spans.push_back({"three", size(), kNever});
     ledger.leaveOpen("gone");
-    ledger.message("four", std::nullopt);
+    ledger.beginMessage("four", std::nullopt);
     ledger.close(LedgerOutcome::duplicate, "12");
     ledger.finish();
   }
@@ -210,9 +210,9 @@ TEST(RunLedger, CarriesOverWhatOtherDatabasesHaveOpen) {
   {
     RunLedger ledger;
     beginOrFail(ledger, folder / "l", startOf("first", 11));
-    ledger.message("/box\t1", 77);
+    ledger.beginMessage("/box\t1", 77);
     ledger.open(markOf("print"));
-    ledger.inserted(12);
+    ledger.recordRow(12);
     ledger.leaveOpen("gone");
     ledger.finish();
   }
@@ -226,7 +226,7 @@ TEST(RunLedger, CarriesOverWhatOtherDatabasesHaveOpen) {
     EXPECT_EQ(entry.offsetBytes, 77U);
     EXPECT_EQ(entry.insertedId, 12U);
     EXPECT_EQ(entry.mark, markOf("print"));
-    ledger.message("m", std::nullopt);
+    ledger.beginMessage("m", std::nullopt);
     ledger.close(LedgerOutcome::archived, "1");  // closes nothing that was carried over
     ledger.finish();
   }
@@ -240,9 +240,9 @@ TEST(RunLedger, CarriesOverWhatOtherDatabasesHaveOpen) {
 TEST(RunLedger, TellsWhichRowsACutOffRunHasAccountedFor) {
   const TemporaryFolder folder;
   const auto store = [](RunLedger& ledger, std::uint32_t id, LedgerOutcome outcome) {
-    ledger.message("m", std::nullopt);
+    ledger.beginMessage("m", std::nullopt);
     ledger.open(markOf("print"));
-    ledger.inserted(id);
+    ledger.recordRow(id);
     ledger.close(outcome, "x");
   };
   {
@@ -256,28 +256,28 @@ TEST(RunLedger, TellsWhichRowsACutOffRunHasAccountedFor) {
   {
     RunLedger other;
     beginOrFail(other, folder / "l", startOf("other", 900));
-    ASSERT_EQ(other.cutRuns().size(), 1U);
-    EXPECT_EQ(other.cutRuns()[0], (CutRun{"mail", 11, 15, 0, {13, 14}}));
+    ASSERT_EQ(other.interruptedRuns().size(), 1U);
+    EXPECT_EQ(other.interruptedRuns()[0], (InterruptedRun{"mail", 11, 15, 0, {13, 14}}));
     other.finish();
   }
   {
     RunLedger same;
     beginOrFail(same, folder / "l", startOf("mail", 20));
-    ASSERT_EQ(same.cutRuns().size(), 1U);
-    EXPECT_EQ(same.cutRuns()[0], (CutRun{"mail", 11, 15, 20, {13, 14}}));
-    same.settle(same.cutRuns()[0]);
+    ASSERT_EQ(same.interruptedRuns().size(), 1U);
+    EXPECT_EQ(same.interruptedRuns()[0], (InterruptedRun{"mail", 11, 15, 20, {13, 14}}));
+    same.settle(same.interruptedRuns()[0]);
     same.finish();
   }
   RunLedger last;
   beginOrFail(last, folder / "l", startOf("mail", 20));
-  EXPECT_THAT(last.cutRuns(), IsEmpty());
+  EXPECT_THAT(last.interruptedRuns(), IsEmpty());
 }
 
 TEST(RunLedger, IsKeptByOneRunAtATime) {
   const TemporaryFolder folder;
   RunLedger first;
   beginOrFail(first, folder / "l", startOf("mail", 0));
-  first.message("m", std::nullopt);
+  first.beginMessage("m", std::nullopt);
   first.open(markOf("f"));
   RunLedger second;
   const Result<void> refused = second.begin(folder / "l", "mail");
@@ -307,7 +307,7 @@ TEST(RunLedger, KeptElsewhereIsFoundFromHome) {
   {
     RunLedger ledger;
     beginOrFail(ledger, folder / "other", startOf("mail", 11, home));
-    ledger.message("m", std::nullopt);
+    ledger.beginMessage("m", std::nullopt);
     ledger.open(markOf("f"));
   }
   const std::string untouched = folder.read("other");
@@ -364,7 +364,7 @@ TEST(RunLedger, KeptElsewhereByALivingRunIsNotTouched) {
   beginOrFail(homeRun, home, startOf("mail", 11, home));
   RunLedger living;
   beginOrFail(living, folder / "other", startOf("mail", 11, home));
-  living.message("m", std::nullopt);
+  living.beginMessage("m", std::nullopt);
   living.open(markOf("f"));
   homeRun.finish();
   {

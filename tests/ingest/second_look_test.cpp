@@ -8,10 +8,10 @@
 #include <gtest/gtest.h>
 #include <zstd.h>
 
-#include "app/content_digest.h"
+#include "archive/content_digest.h"
 #include "base/text.h"
-#include "ingest/ledger_reader.h"
-#include "ingest/message_store.h"
+#include "ingest/ledger/ledger_reader.h"
+#include "ingest/storing/message_store.h"
 #include "tests/ingest/server_database.h"
 #include "tests/ingest/store_fixture.h"
 

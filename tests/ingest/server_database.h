@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "app/archive_database.h"
-#include "app/process_state.h"
+#include "archive/archive_database.h"
+#include "platform/process_state.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/test_server.h"
 

@@ -1,4 +1,4 @@
-#include "ingest/source_chooser.h"
+#include "ingest/sources/source_chooser.h"
 
 #include <filesystem>
 #include <memory>
@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/mail_store_probe.h"
+#include "ingest/sources/mail_store_probe.h"
 #include "platform/local_main_queue.h"
 #include "tests/support/mail_store_tree.h"
 #include "tests/support/recording_host_services.h"

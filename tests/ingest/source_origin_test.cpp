@@ -1,4 +1,4 @@
-#include "ingest/source_origin.h"
+#include "ingest/reading/source_origin.h"
 
 #include <random>
 #include <string>

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "base/sha256.h"
-#include "ingest/cut_off_repair.h"
-#include "ingest/message_store.h"
+#include "ingest/ledger/crash_recovery.h"
+#include "ingest/storing/message_store.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
@@ -75,7 +75,7 @@ class StoreFixture {
     start.database = kDatabase;
     start.greatestId = greatestId;
     const Result<void> begun = ledger->begin(ledgerPath(), start);
-    repair = std::make_unique<CutOffRepair>(session_, *ledger, log, kDatabase);
+    repair = std::make_unique<CrashRecovery>(session_, *ledger, log, kDatabase);
     store = std::make_unique<MessageStore>(MessageStore::Context{
         .session = session_,
         .message = message,
@@ -100,7 +100,7 @@ class StoreFixture {
 
   void storeMessage(CurrentMessage next) {
     message = std::move(next);
-    ledger->message(message.currentPath, std::nullopt);
+    ledger->beginMessage(message.currentPath, std::nullopt);
     store->storeEmail(static_cast<int>(message.msgParts.size()));
   }
 
@@ -124,7 +124,7 @@ class StoreFixture {
   int reconnects = 0;
   TemporaryFolder folder;
   std::unique_ptr<RunLedger> ledger;
-  std::unique_ptr<CutOffRepair> repair;
+  std::unique_ptr<CrashRecovery> repair;
   std::unique_ptr<MessageStore> store;
 
  private:

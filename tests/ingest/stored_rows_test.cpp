@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/message_store.h"
+#include "ingest/storing/message_store.h"
 #include "tests/ingest/server_database.h"
 #include "tests/ingest/store_fixture.h"
 

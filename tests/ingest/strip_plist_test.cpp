@@ -1,4 +1,4 @@
-#include "ingest/strip_plist.h"
+#include "ingest/reading/strip_plist.h"
 
 #include <string>
 #include <vector>

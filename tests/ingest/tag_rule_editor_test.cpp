@@ -1,10 +1,10 @@
-#include "ingest/tag_rule_editor.h"
+#include "ingest/storing/tag_rule_editor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/archive_database.h"
-#include "ingest/tag_rule_plist.h"
+#include "archive/archive_database.h"
+#include "ingest/storing/tag_rule_plist.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"

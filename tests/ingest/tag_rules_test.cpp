@@ -1,4 +1,4 @@
-#include "ingest/tag_rules.h"
+#include "ingest/storing/tag_rules.h"
 
 #include <gtest/gtest.h>
 

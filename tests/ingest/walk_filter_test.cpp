@@ -1,4 +1,4 @@
-#include "ingest/walk_filter.h"
+#include "ingest/sources/walk_filter.h"
 
 #include <string>
 

@@ -1,12 +1,12 @@
-#include "mime/address_parser.h"
+#include "mime/headers/address_parser.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
-#include "mime/log_base.h"
-#include "mime/type_table.h"
+#include "mime/buffers/log_base.h"
+#include "mime/headers/type_table.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,4 +1,4 @@
-#include "mime/byte_search.h"
+#include "mime/buffers/byte_search.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "mime/charset_naming.h"
+#include "mime/charsets/charset_naming.h"
 
 #include <gtest/gtest.h>
 
@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "mime/charset_names.h"
-#include "mime/code_page_sources.h"
-#include "mime/psdk.h"
-#include "mime/tn_charset.h"
+#include "mime/buffers/psdk.h"
+#include "mime/charsets/charset_names.h"
+#include "mime/charsets/code_page_sources.h"
+#include "mime/charsets/tn_charset.h"
 
 namespace keldane::mime {
 namespace {

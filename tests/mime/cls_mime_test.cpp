@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "mime/buffers/xstring.h"
 #include "mime/tno_mime.h"
-#include "mime/xstring.h"
 
 namespace keldane::mime {
 namespace {

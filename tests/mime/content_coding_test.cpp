@@ -1,13 +1,13 @@
-#include "mime/content_coding.h"
+#include "mime/coding/content_coding.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
-#include "mime/data_buffer.h"
-#include "mime/string_buffer.h"
-#include "mime/uu.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/coding/uu.h"
 
 namespace keldane::mime {
 namespace {

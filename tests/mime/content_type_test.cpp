@@ -1,4 +1,4 @@
-#include "mime/content_type.h"
+#include "mime/headers/content_type.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "mime/log_base.h"
-#include "mime/psdk.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/psdk.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,11 +1,11 @@
-#include "mime/data_buffer.h"
+#include "mime/buffers/data_buffer.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
-#include "mime/string_buffer.h"
+#include "mime/buffers/string_buffer.h"
 
 namespace keldane::mime {
 namespace {

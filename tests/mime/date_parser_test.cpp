@@ -1,4 +1,4 @@
-#include "mime/date_parser.h"
+#include "mime/headers/date_parser.h"
 
 #include <gtest/gtest.h>
 
@@ -7,10 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/buffers/tarnell_sys_time.h"
 #include "mime/cls_date_time.h"
-#include "mime/log_base.h"
-#include "mime/string_buffer.h"
-#include "mime/tarnell_sys_time.h"
 #include "mime/tno_date_time.h"
 
 namespace keldane::mime {

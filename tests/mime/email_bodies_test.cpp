@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "mime/email_parts.h"
+#include "mime/email/email_parts.h"
 #include "mime/tno_email.h"
 #include "tests/mime/mail_builder.h"
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "mime/email.h"
-#include "mime/email_parts.h"
-#include "mime/log_base.h"
-#include "mime/mime_message.h"
-#include "mime/tarnell_sys_time.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/tarnell_sys_time.h"
+#include "mime/email/email.h"
+#include "mime/email/email_parts.h"
+#include "mime/tree/mime_message.h"
 #include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {

@@ -1,15 +1,15 @@
-#include "mime/encoded_word.h"
+#include "mime/coding/encoded_word.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
-#include "mime/content_coding.h"
-#include "mime/data_buffer.h"
-#include "mime/log_base.h"
-#include "mime/psdk.h"
-#include "mime/string_buffer.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/psdk.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/coding/content_coding.h"
 
 namespace keldane::mime {
 namespace {

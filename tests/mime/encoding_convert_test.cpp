@@ -1,4 +1,4 @@
-#include "mime/encoding_convert.h"
+#include "mime/charsets/encoding_convert.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "mime/code_pages.h"
-#include "mime/psdk.h"
-#include "mime/utf_convert.h"
+#include "mime/buffers/psdk.h"
+#include "mime/charsets/code_pages.h"
+#include "mime/charsets/utf_convert.h"
 
 namespace keldane::mime {
 namespace {

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "mime/email_address.h"
-#include "mime/log_base.h"
-#include "mime/mime_message.h"
+#include "mime/buffers/log_base.h"
+#include "mime/headers/email_address.h"
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"
+#include "mime/tree/mime_message.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,4 +1,4 @@
-#include "mime/log_base.h"
+#include "mime/buffers/log_base.h"
 
 #include <gtest/gtest.h>
 
@@ -7,11 +7,11 @@
 #include <sstream>
 #include <string>
 
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/psdk.h"
+#include "mime/buffers/string_buffer.h"
+#include "mime/buffers/xstring.h"
 #include "mime/cls_base.h"
-#include "mime/data_buffer.h"
-#include "mime/psdk.h"
-#include "mime/string_buffer.h"
-#include "mime/xstring.h"
 
 namespace keldane::mime {
 namespace {

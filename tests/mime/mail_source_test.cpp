@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "mime/mime_message.h"
+#include "mime/tree/mime_message.h"
 #include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {

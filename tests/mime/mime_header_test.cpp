@@ -1,4 +1,4 @@
-#include "mime/mime_header.h"
+#include "mime/headers/mime_header.h"
 
 #include <gtest/gtest.h>
 
@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/byte_search.h"
-#include "mime/content_type.h"
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/psdk.h"
+#include "mime/charsets/tn_charset.h"
+#include "mime/headers/content_type.h"
 #include "mime/limits.h"
-#include "mime/log_base.h"
-#include "mime/psdk.h"
-#include "mime/tn_charset.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,4 +1,4 @@
-#include "mime/mime_message.h"
+#include "mime/tree/mime_message.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "mime/header_end.h"
-#include "mime/html_charset.h"
+#include "mime/buffers/log_base.h"
+#include "mime/buffers/psdk.h"
+#include "mime/charsets/html_charset.h"
+#include "mime/headers/header_end.h"
 #include "mime/limits.h"
-#include "mime/log_base.h"
-#include "mime/psdk.h"
 
 namespace keldane::mime {
 namespace {

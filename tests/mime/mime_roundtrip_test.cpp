@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "mime/log_base.h"
-#include "mime/mime_message.h"
+#include "mime/buffers/log_base.h"
+#include "mime/tree/mime_message.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,4 +1,4 @@
-#include "mime/stream.h"
+#include "mime/buffers/stream.h"
 
 #include <gtest/gtest.h>
 

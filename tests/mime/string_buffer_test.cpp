@@ -1,4 +1,4 @@
-#include "mime/string_buffer.h"
+#include "mime/buffers/string_buffer.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/data_buffer.h"
-#include "mime/ext_ptr_array.h"
-#include "mime/parse_engine.h"
-#include "mime/psdk.h"
+#include "mime/buffers/data_buffer.h"
+#include "mime/buffers/ext_ptr_array.h"
+#include "mime/buffers/psdk.h"
+#include "mime/tree/parse_engine.h"
 
 namespace keldane::mime {
 namespace {

@@ -1,10 +1,10 @@
-#include "mime/xstring.h"
+#include "mime/buffers/xstring.h"
 
 #include <gtest/gtest.h>
 
 #include <string_view>
 
-#include "mime/psdk.h"
+#include "mime/buffers/psdk.h"
 
 namespace keldane::mime {
 namespace {

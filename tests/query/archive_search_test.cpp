@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "tests/ingest/server_database.h"
 #include "tests/query/query_rig.h"
 

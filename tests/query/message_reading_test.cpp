@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ingest/natural_date.h"
-#include "ingest/strip_plist.h"
+#include "ingest/reading/natural_date.h"
+#include "ingest/reading/strip_plist.h"
 #include "platform/local_main_queue.h"
 #include "query/attachment_extraction.h"
 #include "query/message_viewer.h"

@@ -3,15 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "app/preferences_file.h"
-#include "app/progress_panel.h"
 #include "platform/local_main_queue.h"
+#include "platform/progress_panel.h"
 #include "query/browse.h"
 #include "query/pick_lists.h"
 #include "query/result_list.h"
 #include "query/retrieve_sheet.h"
 #include "query/saved_searches.h"
 #include "query/sql_editor.h"
+#include "settings/preferences_file.h"
 #include "tests/support/fake_environment.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"

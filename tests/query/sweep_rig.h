@@ -7,9 +7,9 @@
 
 #include <fmt/format.h>
 
-#include "app/process_state.h"
-#include "app/sql_values.h"
+#include "archive/sql_values.h"
 #include "platform/local_main_queue.h"
+#include "platform/process_state.h"
 #include "query/duplicate_sweep.h"
 #include "tests/support/recording_user_interface.h"
 

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/archive_database.h"
+#include "archive/archive_database.h"
 #include "platform/local_main_queue.h"
 #include "tests/ingest/server_database.h"
 #include "tests/support/recording_user_interface.h"

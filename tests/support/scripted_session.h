@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "app/server_session.h"
+#include "archive/server_session.h"
 
 namespace keldane {
 

@@ -10,7 +10,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "app/server_process.h"
+#include "base/private_files.h"
+#include "server/server_process.h"
 
 namespace keldane {
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "app/local_server.h"
-#include "app/server_session.h"
+#include "archive/server_session.h"
 #include "platform/process_tool_runner.h"
 #include "platform/system_environment.h"
+#include "server/local_server.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {

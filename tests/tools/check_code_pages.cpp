@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/charset_names.h"
-#include "mime/code_pages.h"
+#include "mime/charsets/charset_names.h"
+#include "mime/charsets/code_pages.h"
 
 namespace {
 

@@ -8,9 +8,11 @@ import sys
 FLOORS = [
     {"base"},
     {"mime", "platform"},
+    {"archive"},
+    {"settings"},
+    {"server", "schedule"},
+    {"ingest", "query", "find", "output"},
     {"app"},
-    {"ingest", "query", "output"},
-    {"controller"},
     {"cli", "desktop"},
 ]
 LEVEL = {folder: level for level, floor in enumerate(FLOORS) for folder in floor}
@@ -22,12 +24,12 @@ def room(path):
 
 
 def folder(path):
-    return "controller" if room(path) == "app/keldane_controller" else path.split("/")[0]
+    return path.split("/")[0]
 
 
 def includes(root):
     found = {}
-    for top in sorted(set(LEVEL) - {"controller"}):
+    for top in sorted(LEVEL):
         for here, _, names in os.walk(os.path.join(root, top)):
             for name in names:
                 if name.endswith((".h", ".cpp")):

@@ -1,0 +1,231 @@
+#include "archive/server_session.h"
+
+#include <array>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <mysql.h>
+
+namespace keldane {
+namespace {
+
+constexpr unsigned long kClientFlags = 0;
+constexpr const char* kInUse = "The archive run is using the connection.";
+
+const char* pointerOrNull(const std::optional<std::string>& text) {
+  return text ? text->c_str() : nullptr;
+}
+
+class MysqlRows : public ResultRows {
+ public:
+  MysqlRows(MYSQL_RES* result, bool streamed)
+      : result_(result), fieldCount_(mysql_num_fields(result)), streamed_(streamed) {}
+  /// Frees the answer; of a streamed one, what is left of it is read and thrown away first.
+  ~MysqlRows() override { mysql_free_result(result_); }
+  MysqlRows(const MysqlRows&) = delete;
+  MysqlRows& operator=(const MysqlRows&) = delete;
+
+  bool next() override {
+    row_ = mysql_fetch_row(result_);
+    // The lengths come from the client and not from a cell of the row: a value may hold NULs, and a
+    // server that names a wrong length must not make us read past the value.
+    lengths_ = row_ == nullptr ? nullptr : mysql_fetch_lengths(result_);
+    if (row_ != nullptr) ++fetched_;
+    return row_ != nullptr;
+  }
+
+  [[nodiscard]] std::optional<std::string_view> cell(std::size_t column) const override {
+    if (row_ == nullptr || lengths_ == nullptr || column >= fieldCount_) return std::nullopt;
+    if (row_[column] == nullptr) return std::nullopt;
+    return std::string_view(row_[column], lengths_[column]);
+  }
+
+  [[nodiscard]] std::size_t fieldCount() const override { return fieldCount_; }
+
+  [[nodiscard]] std::uint64_t rowCount() const override {
+    return streamed_ ? fetched_ : mysql_num_rows(result_);
+  }
+
+ private:
+  MYSQL_RES* result_;
+  MYSQL_ROW row_ = nullptr;
+  const unsigned long* lengths_ = nullptr;
+  std::size_t fieldCount_;
+  std::uint64_t fetched_ = 0;
+  bool streamed_;
+};
+
+std::unique_ptr<ResultRows> wrapResult(MYSQL_RES* result, bool streamed) {
+  if (result == nullptr) return nullptr;
+  return std::make_unique<MysqlRows>(result, streamed);
+}
+
+class MysqlStatement : public Statement {
+ public:
+  explicit MysqlStatement(MYSQL_STMT* statement) : statement_(statement) {}
+  ~MysqlStatement() override { close(); }
+  MysqlStatement(const MysqlStatement&) = delete;
+  MysqlStatement& operator=(const MysqlStatement&) = delete;
+
+  [[nodiscard]] bool prepare(std::string_view sql) override {
+    return statement_ != nullptr && mysql_stmt_prepare(statement_, sql.data(), sql.size()) == 0;
+  }
+
+  [[nodiscard]] bool bind(std::span<const BoundValue> values) override {
+    // The client reads as many entries as the statement has parameters. Text quoted inline may have
+    // brought parameters of its own, and then there would be too few.
+    if (statement_ == nullptr || statement_->param_count != values.size()) return false;
+    if (values.empty()) return true;
+    // The client is given pointers to the lengths, so both arrays live as long as the statement.
+    binds_.assign(values.size(), MYSQL_BIND{});
+    lengths_.assign(values.size(), 0);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const BoundValue& value = values[i];
+      lengths_[i] = static_cast<unsigned long>(value.bytes.size());
+      MYSQL_BIND& bind = binds_[i];
+      // The client does not write through this pointer; its struct serves results as well. An empty
+      // view may have no address, which the client would send as NULL.
+      bind.buffer =
+          value.bytes.empty() ? static_cast<void*>(&empty_) : const_cast<char*>(value.bytes.data());
+      bind.buffer_length = lengths_[i];
+      bind.length = &lengths_[i];
+      bind.buffer_type = value.type == BindType::blob ? MYSQL_TYPE_LONG_BLOB : MYSQL_TYPE_STRING;
+    }
+    return mysql_stmt_bind_param(statement_, binds_.data()) == 0;
+  }
+
+  [[nodiscard]] bool execute() override {
+    return statement_ != nullptr && mysql_stmt_execute(statement_) == 0;
+  }
+
+  bool close() override {
+    if (statement_ == nullptr) return true;
+    return mysql_stmt_close(std::exchange(statement_, nullptr)) == 0;
+  }
+
+ private:
+  MYSQL_STMT* statement_;
+  std::vector<MYSQL_BIND> binds_;
+  std::vector<unsigned long> lengths_;
+  char empty_ = 0;
+};
+
+class MysqlSession : public ServerSession {
+ public:
+  MysqlSession() = default;
+  ~MysqlSession() override { closeHandle(); }
+  MysqlSession(const MysqlSession&) = delete;
+  MysqlSession& operator=(const MysqlSession&) = delete;
+
+  void init() override {
+    if (isOthers()) return;
+    closeHandle();
+    handle_ = mysql_init(nullptr);
+  }
+
+  [[nodiscard]] bool connect(const ServerAddress& address) override {
+    if (!ready()) return false;
+    if (mysql_real_connect(handle_, pointerOrNull(address.host), pointerOrNull(address.user),
+                           pointerOrNull(address.password), pointerOrNull(address.database),
+                           address.port, pointerOrNull(address.socket), kClientFlags) == nullptr) {
+      return false;
+    }
+    // What a client says of its text by itself depends on its make and version, down to Latin 1.
+    // Servers before 5.5.3 know only the UTF-8 of three bytes.
+    if (mysql_query(handle_, "SET NAMES utf8mb4") != 0) {
+      static_cast<void>(mysql_query(handle_, "SET NAMES utf8"));
+    }
+    return true;
+  }
+
+  void close() override {
+    if (!isOthers()) closeHandle();
+  }
+
+  [[nodiscard]] bool query(const std::string& sql) override {
+    // A NUL in it ends the statement there: the client takes C strings.
+    return ready() && mysql_query(handle_, sql.c_str()) == 0;
+  }
+
+  [[nodiscard]] std::string error() const override {
+    if (isOthers()) return kInUse;
+    return handle_ == nullptr ? std::string() : mysql_error(handle_);
+  }
+
+  [[nodiscard]] unsigned errorNumber() const override {
+    return handle_ == nullptr ? 0 : mysql_errno(handle_);
+  }
+
+  [[nodiscard]] bool selectDatabase(const std::string& name) override {
+    return ready() && mysql_select_db(handle_, name.c_str()) == 0;
+  }
+
+  [[nodiscard]] std::unique_ptr<ResultRows> storeResult() override {
+    return ready() ? wrapResult(mysql_store_result(handle_), false) : nullptr;
+  }
+
+  [[nodiscard]] std::unique_ptr<ResultRows> useResult() override {
+    return ready() ? wrapResult(mysql_use_result(handle_), true) : nullptr;
+  }
+
+  [[nodiscard]] std::uint64_t insertId() const override {
+    return handle_ == nullptr || isOthers() ? 0 : mysql_insert_id(handle_);
+  }
+
+  [[nodiscard]] std::unique_ptr<ResultRows> listDatabases() override {
+    return ready() ? wrapResult(mysql_list_dbs(handle_, nullptr), false) : nullptr;
+  }
+
+  [[nodiscard]] std::unique_ptr<Statement> makeStatement() override {
+    MYSQL_STMT* statement = ready() ? mysql_stmt_init(handle_) : nullptr;
+    if (statement == nullptr) return nullptr;
+    return std::make_unique<MysqlStatement>(statement);
+  }
+
+ private:
+  /// A call without a session goes to a fresh handle, so that the client itself says in `error`
+  /// that there is no server: those who test for a lost link then find one.
+  bool ready() {
+    if (isOthers()) return false;
+    if (handle_ == nullptr) handle_ = mysql_init(nullptr);
+    return handle_ != nullptr;
+  }
+
+  void closeHandle() {
+    if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
+  }
+
+  MYSQL* handle_ = nullptr;
+};
+
+constexpr std::array<std::string_view, 8> kLostConnectionTexts = {
+    "gone away",
+    "Lost connection",
+    "Can't connect to",
+    "shutdown in progress",
+    "was killed",
+    "Connection was closed",
+    "Server closed the connection",
+    "disconnected by the server",
+};
+
+}  // namespace
+
+std::string fetchFirstCell(ServerSession& session) {
+  const auto rows = session.storeResult();
+  if (rows == nullptr || !rows->next()) return "0";
+  const auto cell = rows->cell(0);
+  return cell ? std::string(*cell) : std::string("0");
+}
+
+std::unique_ptr<ServerSession> makeMysqlSession() { return std::make_unique<MysqlSession>(); }
+
+bool isLostConnection(std::string_view errorText) {
+  for (const std::string_view text : kLostConnectionTexts) {
+    if (errorText.find(text) != std::string_view::npos) return true;
+  }
+  return false;
+}
+
+}  // namespace keldane

@@ -1,0 +1,273 @@
+#include "cli/settings_keys.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <variant>
+
+#include "base/files.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The text columns of the archive's row hold no more characters.
+constexpr std::size_t kMostNumberLength = 16;
+constexpr std::size_t kMostFolderLength = 127;
+constexpr int kMostHours = 23;
+constexpr int kMostLimit = 999999999;
+
+struct Check {
+  bool SettingsForm::*control;
+};
+struct Choice {
+  int SettingsForm::*control;
+  std::vector<std::string> words;  ///< by the number that is stored
+};
+struct WholeNumber {
+  std::string SettingsForm::*control;
+  int least;
+  int most;
+};
+struct Millions {
+  std::string SettingsForm::*control;
+};
+struct ImportFolder {};
+struct SortField {};
+
+struct Entry {
+  const char* name;
+  const char* meaning;
+  std::variant<Check, Choice, WholeNumber, Millions, ImportFolder, SortField> kind;
+  bool windowOnly = false;
+};
+
+/// Fields in the second row of the window's sort choice, by column. The first row does not outlast
+/// the program's end, because a stored row 0 is passed over when the settings are read.
+const std::vector<std::string>& sortFields() {
+  static const std::vector<std::string> fields = {"date", "subject", "mailbox"};
+  return fields;
+}
+
+const std::vector<Entry>& entries() {
+  using F = SettingsForm;
+  static const std::vector<Entry> all = {
+      {"updatesState", "check for updates at the start", Check{&F::updatesCheck}, true},
+      {"skipDupsState", "no test for duplicates: what is stored already is stored again",
+       Check{&F::skipDupsCheck}},
+      {"keepDiffering", "store a message that the duplicate test takes for another one",
+       Check{&F::keepDifferingCheck}},
+      {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",
+       Check{&F::declaredCharsetsCheck}},
+      {"largeAttachState", "skip large attachments", Check{&F::largeAttachCheck}},
+      {"attachSize", "size from which an attachment is large, in millions of bytes",
+       Millions{&F::attachSizeTextField}},
+      {"launchAttachments", "open an attachment once it is taken out", Check{&F::launchAttachCheck},
+       true},
+      {"showOnStartupState", "show the getting-started window", Check{&F::showOnStartupCheck},
+       true},
+      {"appearanceState", "light or dark windows",
+       Choice{&F::selectAppearanceMatrix, {"system", "light", "dark"}}, true},
+      {"postbox", "mail client whose store is read",
+       Choice{&F::selectEmailAppMatrix, {"applemail", "postbox"}}},
+      {"mailboxesState", "what a run goes by: the chosen accounts, or the chosen mailboxes",
+       Choice{&F::selectAcctsMboxMatrix, {"accounts", "mailboxes"}}},
+      {"trashState", "archive trash mailboxes too", Check{&F::trashCheck}},
+      {"junkState", "archive junk mailboxes too", Check{&F::junkCheck}},
+      {"importFolderState", "archive the import folder too", Check{&F::importFolderCheck}},
+      {"importFolderPath", "the import folder; choosing one turns importFolderState on",
+       ImportFolder{}},
+      {"deleteFolderState", "empty the import folder once it is archived",
+       Check{&F::deleteFolderCheck}},
+      {"limitSearchState", "limit the rows of a search", Check{&F::limitSearchCheck}},
+      {"limitSearchSize", "that limit; 0 is none",
+       WholeNumber{&F::limitSearchTextField, 0, kMostLimit}},
+      {"dateFormat", "order of a date's parts",
+       Choice{&F::dateFormats, {"year-first", "month-first", "day-first"}}},
+      {"separator", "what stands between a date's parts", Choice{&F::separators, {"-", "/", "."}}},
+      {"sortField", "what found messages are sorted by", SortField{}},
+      {"sortOrder", "how found messages are sorted",
+       Choice{&F::sortOrderMatrix, {"ascending", "descending"}}},
+      {"hoursState", "scheduled runs repeat through the day", Check{&F::everyHourCheck}},
+      {"hoursStep", "hours between them", WholeNumber{&F::hoursTextField, 1, kMostHours}},
+      {"leaveLogState", "a scheduled run leaves its log on the Desktop", Check{&F::leaveLogCheck}},
+  };
+  return all;
+}
+
+const Entry* find(std::string_view name) {
+  for (const Entry& entry : entries()) {
+    if (name == entry.name) return &entry;
+  }
+  return nullptr;
+}
+
+Failure noSuchSetting(std::string_view name) {
+  return Failure{"there is no setting \"" + printable(name) + "\""};
+}
+
+std::string accepted(const Check&) { return "on or off"; }
+std::string accepted(const Choice& choice) { return join(choice.words, ", "); }
+std::string accepted(const WholeNumber& number) {
+  return "a whole number from " + std::to_string(number.least) + " to " +
+         std::to_string(number.most);
+}
+std::string accepted(const Millions&) { return "a number such as 1.6"; }
+std::string accepted(const ImportFolder&) { return "a folder that exists, or \"\" for none"; }
+std::string accepted(const SortField&) { return join(sortFields(), ", "); }
+
+std::string shown(const SettingsForm& form, const Check& check) {
+  return form.*check.control ? "on" : "off";
+}
+std::string shown(const SettingsForm& form, const Choice& choice) {
+  const int number = form.*choice.control;
+  const bool known = number >= 0 && static_cast<std::size_t>(number) < choice.words.size();
+  return known ? choice.words[static_cast<std::size_t>(number)] : std::to_string(number);
+}
+std::string shown(const SettingsForm& form, const WholeNumber& number) {
+  return form.*number.control;
+}
+std::string shown(const SettingsForm& form, const Millions& size) { return form.*size.control; }
+std::string shown(const SettingsForm& form, const ImportFolder&) {
+  return form.importFolderTextField;
+}
+std::string shown(const SettingsForm& form, const SortField&) {
+  if (form.sortFieldMatrixRow == 0) return form.sortFieldMatrixCol == 0 ? "id" : "from";
+  const auto column = static_cast<std::size_t>(std::clamp(form.sortFieldMatrixCol, 0, 2));
+  return sortFields()[column];
+}
+
+bool isDigits(std::string_view text) {
+  return !text.empty() &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// Each of these puts the value in, or says why not; an empty reason: not what is accepted.
+using Refusal = std::optional<std::string>;
+
+Refusal put(SettingsForm& form, const Check& check, const std::string& value) {
+  if (value != "on" && value != "off" && value != "1" && value != "0") return "";
+  form.*check.control = value == "on" || value == "1";
+  return std::nullopt;
+}
+
+Refusal put(SettingsForm& form, const Choice& choice, const std::string& value) {
+  const auto word = std::find(choice.words.begin(), choice.words.end(), value);
+  if (word == choice.words.end()) return "";
+  form.*choice.control = static_cast<int>(word - choice.words.begin());
+  return std::nullopt;
+}
+
+Refusal put(SettingsForm& form, const WholeNumber& number, const std::string& value) {
+  const int read = leadingInt(value);
+  if (!isDigits(value) || read < number.least || read > number.most) return "";
+  form.*number.control = std::to_string(read);
+  return std::nullopt;
+}
+
+Refusal put(SettingsForm& form, const Millions& size, const std::string& value) {
+  const std::size_t point = value.find('.');
+  const bool whole = isDigits(std::string_view(value).substr(0, point));
+  const bool fraction = point == std::string::npos || isDigits(value.substr(point + 1));
+  if (!whole || !fraction || value.size() > kMostNumberLength) return "";
+  form.*size.control = value;
+  return std::nullopt;
+}
+
+Refusal put(SettingsForm& form, const SortField&, const std::string& value) {
+  const auto field = std::find(sortFields().begin(), sortFields().end(), value);
+  if (field == sortFields().end()) return "";
+  form.sortFieldMatrixRow = 1;
+  form.sortFieldMatrixCol = static_cast<int>(field - sortFields().begin());
+  return std::nullopt;
+}
+
+/// Whether a folder is the home folder or one above it, whatever links lead to either.
+bool isOrHolds(const std::string& folder, const std::string& homePath) {
+  std::error_code failed;
+  const fs::path inner = fs::weakly_canonical(homePath, failed);
+  if (failed) return true;
+  const fs::path outer = fs::canonical(folder, failed);
+  if (failed) return true;
+  const auto [end, unused] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
+  return end == outer.end();
+}
+
+Refusal putFolder(SettingsForm& form, const std::string& value, const std::string& homePath) {
+  if (value.empty()) {
+    form.importFolderTextField.clear();
+    form.importFolderCheck = false;
+    return std::nullopt;
+  }
+  std::error_code failed;
+  if (!isDirectory(value)) return "";
+  std::string path = fs::absolute(value, failed).lexically_normal().string();
+  if (failed) return failed.message();
+  if (path.size() > 1 && path.back() == '/') path.pop_back();
+  // The path goes into its statement as it stands.
+  if (path.find_first_of("\"\\") != std::string::npos) {
+    return "a folder whose path holds a double quote or a backslash cannot be kept";
+  }
+  if (utf16Length(path) > kMostFolderLength) return "the path of the folder is too long to be kept";
+  // An import folder is read whole, and may be emptied.
+  if (isOrHolds(path, homePath)) {
+    return "the home folder and those above it are no import folders";
+  }
+  form.importFolderTextField = std::move(path);
+  form.importFolderCheck = true;
+  return std::nullopt;
+}
+
+}  // namespace
+
+const std::vector<SettingKey>& settingKeys() {
+  static const std::vector<SettingKey> keys = [] {
+    std::vector<SettingKey> made;
+    for (const Entry& entry : entries()) {
+      std::string accepts = std::visit([](const auto& kind) { return accepted(kind); }, entry.kind);
+      made.push_back({entry.name, std::move(accepts), entry.meaning, entry.windowOnly});
+    }
+    return made;
+  }();
+  return keys;
+}
+
+Result<std::string> settingValue(const Settings& settings, std::string_view name) {
+  const Entry* entry = find(name);
+  if (entry == nullptr) return noSuchSetting(name);
+  return std::visit([&settings](const auto& kind) { return shown(settings.form, kind); },
+                    entry->kind);
+}
+
+Result<void> setSettingValue(Settings& settings, std::string_view name, const std::string& value,
+                             const std::string& homePath) {
+  const Entry* entry = find(name);
+  if (entry == nullptr) return noSuchSetting(name);
+  const Refusal refusal = std::visit(
+      [&](const auto& kind) -> Refusal {
+        if constexpr (std::is_same_v<std::decay_t<decltype(kind)>, ImportFolder>) {
+          return putFolder(settings.form, value, homePath);
+        } else {
+          return put(settings.form, kind, value);
+        }
+      },
+      entry->kind);
+  if (!refusal) {
+    // Without a folder there is nothing to import.
+    if (name == "importFolderState" && settings.form.importFolderTextField.empty() &&
+        settings.form.importFolderCheck) {
+      settings.form.importFolderCheck = false;
+      return Failure{"choose the folder first: set importFolderPath"};
+    }
+    return {};
+  }
+  if (!refusal->empty()) return Failure{*refusal};
+  const std::string accepts =
+      std::visit([](const auto& kind) { return accepted(kind); }, entry->kind);
+  return Failure{std::string(name) + " takes " + accepts + ", not \"" + printable(value) + "\""};
+}
+
+}  // namespace keldane

@@ -1,0 +1,91 @@
+#include "ingest/reading/mbox_reader.h"
+
+#include <string_view>
+#include <utility>
+
+#include "ingest/reading/resting_file.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::string_view kFrom = "From ";
+/// Of a longer piece its end alone tells how lines end.
+constexpr std::uint64_t kProbedBytes = 1U << 20U;
+
+bool holds(std::string_view text, std::string_view what) {
+  return text.find(what) != std::string_view::npos;
+}
+
+/// What the beginning of a file shows of its line ends.
+struct LineEndSigns {
+  bool crlfFrom = false;
+  bool crFrom = false;
+  bool lfFrom = false;
+  bool cr = false;
+  bool lf = false;
+
+  void look(std::string_view piece) {
+    crlfFrom = crlfFrom || holds(piece, "\r\nFrom ");
+    crFrom = crFrom || holds(piece, "\rFrom ");
+    lfFrom = lfFrom || holds(piece, "\nFrom ");
+    cr = cr || holds(piece, "\r");
+    lf = lf || holds(piece, "\n");
+  }
+  [[nodiscard]] std::string separator() const {
+    if (crlfFrom) return "\r\nFrom ";
+    if (crFrom) return "\rFrom ";
+    if (lfFrom) return "\nFrom ";
+    // The word may have stood in the middle of a line; then the other line ends tell.
+    return cr && !lf ? "\rFrom " : "\nFrom ";
+  }
+};
+
+}  // namespace
+
+Result<bool> MboxReader::open() {
+  // Opening a pipe would wait for its writer.
+  const Result<FileState> state = stateOf(path_);
+  if (!state) return Failure{state.error()};
+  if (state->sizeBytes == 0) return false;
+  mime::TnoStream probe;
+  probe.setSourceFile(path_);
+  LineEndSigns signs;
+  std::string piece;
+  // Up to the first message's line, and then up to the second's.
+  for (int i = 0; i < 2 && !probe.EndOfStream(); ++i) {
+    bool isTooLong = false;
+    if (!probe.ReadBytesUntilMatch(kFrom, kProbedBytes, piece, isTooLong) && !probe.EndOfStream()) {
+      return Failure{probe.failureText()};
+    }
+    // A file that is all one piece need not be gone through again: it may be the image of a disk.
+    isOneLongPiece_ = i == 0 && probe.EndOfStream() && probe.offsetBytes() > limitBytes_;
+    signs.look(piece);
+  }
+  separator_ = signs.separator();
+  stream_.setSourceFile(path_);
+  return true;
+}
+
+std::optional<MessagePiece> MboxReader::next() {
+  if (isDone_ || stream_.EndOfStream()) return std::nullopt;
+  MessagePiece piece;
+  if (isOneLongPiece_) {
+    isDone_ = piece.isTooLong = true;
+    return piece;
+  }
+  const std::uint64_t begin = stream_.offsetBytes();
+  if (!stream_.ReadBytesUntilMatch(separator_, limitBytes_, piece.bytes, piece.isTooLong)) {
+    failure_ = stream_.failureText();
+    return std::nullopt;
+  }
+  // The separator, all but its line, was handed out with the piece before.
+  piece.offsetBytes = begin < kFrom.size() ? 0 : begin - kFrom.size();
+  if (piece.isTooLong) {
+    piece.bytes.clear();
+  } else if (piece.bytes.ends_with(separator_)) {
+    piece.bytes.resize(piece.bytes.size() - separator_.size());
+  }
+  return piece;
+}
+
+}  // namespace keldane

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "base/result.h"
+#include "ingest/reading/message_file.h"
+#include "mime/tno_stream.h"
+
+namespace keldane {
+
+/// Cuts a file of many messages at its separator lines, which are all lines that begin with "From
+/// ": nothing looks at the rest of the line. Reads piece by piece; memory is of the order of the
+/// largest message, whatever the size of the file, and never much above the limit of one.
+class MboxReader {
+ public:
+  /// A piece of more than `limitBytes` is passed over.
+  MboxReader(std::string path, std::uint64_t limitBytes)
+      : path_(std::move(path)), limitBytes_(limitBytes) {}
+
+  /// Finds out how the file's lines end. False: there is nothing to cut. Fails, with the reason
+  /// alone, when the file cannot be read.
+  [[nodiscard]] Result<bool> open();
+  /// The next piece, without the line end before the next separator, beginning with what is left of
+  /// its own separator line (the first one: with the file's first line). Absent at the end of the
+  /// file, and when reading fails, which `failure` then tells.
+  [[nodiscard]] std::optional<MessagePiece> next();
+  /// Nothing is left behind the piece handed out last.
+  [[nodiscard]] bool isAtEnd() const { return isOneLongPiece_ || stream_.EndOfStream(); }
+  [[nodiscard]] const std::string& failure() const { return failure_; }
+
+ private:
+  std::string path_;
+  std::uint64_t limitBytes_;
+  std::string separator_;
+  std::string failure_;
+  mime::TnoStream stream_;
+  bool isOneLongPiece_ = false;  ///< longer than the limit, and not yet handed out
+  bool isDone_ = false;
+};
+
+}  // namespace keldane

@@ -1,0 +1,494 @@
+#include "ingest/reading/message_reader.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "archive/content_digest.h"
+#include "base/files.h"
+#include "base/text.h"
+#include "ingest/reading/attachment_collector.h"
+#include "ingest/reading/foreign_file.h"
+#include "ingest/reading/mbox_reader.h"
+
+namespace keldane {
+namespace {
+
+/// Of a source longer than this nothing is kept beyond its use.
+constexpr std::size_t kLargeBytes = 1U << 20U;
+constexpr int kProgressStep = 2;
+
+constexpr std::string_view kPropertyList = "property list";
+constexpr std::string_view kOfMessage = "attachment of a message";
+constexpr std::string_view kTooLong = "no message of a size that can be stored";
+constexpr const char* kChanged = "changed while it was read";
+constexpr const char* kBeingWritten = "still being written";
+constexpr std::string_view kOversized = "over 200,000,000 characters";
+constexpr std::string_view kNotAMessage = "no sender, recipients or subject";
+
+struct EndingOfNoMbox {
+  std::string_view ending;
+  std::string_view kind;
+};
+constexpr EndingOfNoMbox kEndingsOfNoMbox[] = {
+    {".plist", kPropertyList}, {".zip", "zip archive"}, {".pdf", "PDF document"}};
+
+bool holds(std::string_view text, std::string_view what) {
+  return text.find(what) != std::string_view::npos;
+}
+
+bool isInAttachments(std::string_view path) { return holds(path, "/Attachments/"); }
+
+/// A mark of UTF-8 at the beginning of the file does not count.
+bool beginsWithSeparator(std::string_view bytes) {
+  constexpr std::string_view kBom = "\xEF\xBB\xBF";
+  if (bytes.starts_with(kBom)) bytes.remove_prefix(kBom.size());
+  return bytes.starts_with("From ");
+}
+
+/// The header block; none when the text begins with it empty.
+std::string_view headingsOf(std::string_view text) {
+  const std::size_t end = text.find("\n\n");
+  return end == std::string_view::npos || end <= 1 ? std::string_view() : text.substr(0, end);
+}
+
+bool isLonger(std::string_view text, std::size_t units) {
+  // No character takes more units than bytes.
+  return text.size() > units && utf16Length(text) > units;
+}
+
+/// Where the text behind the first blank line begins; npos when there is none. The engine's texts
+/// have CR LF line ends.
+std::size_t behindBlankLine(std::string_view body) {
+  for (std::size_t end = body.find('\n'); end != std::string_view::npos;
+       end = body.find('\n', end + 1)) {
+    const std::string_view rest = body.substr(end + 1);
+    if (rest.starts_with('\n')) return end + 2;
+    if (rest.starts_with("\r\n")) return end + 3;
+  }
+  return std::string_view::npos;
+}
+
+}  // namespace
+
+int MessageReader::doOneEmail(const std::string& currentEmailItem) {
+  const EmailItem item = splitEmailItem(currentEmailItem);
+  if (item.path.empty()) return 0;
+  if (item.path.ends_with(".plist")) {
+    context_.ledger.recordNonMail(item.path, kPropertyList);
+    return 0;
+  }
+  const bool several =
+      context_.sources.importMode && !item.path.ends_with(".emlx") && !item.path.ends_with(".eml");
+  if (!several && isInAttachments(item.path)) {
+    // It counts as a file read, though its content would be of no use.
+    if (context_.process.debugLogOn && fileExists(item.path)) context_.debugLog(item.path + "\n");
+    context_.ledger.recordNonMail(item.path, kOfMessage);
+    return 0;
+  }
+  partial_.forget();
+  context_.message.currentPath = item.path;
+  if (isForeign(item.path)) return 0;
+  if (several) {
+    readSeveral(item);
+  } else {
+    readOneMessage(item);
+  }
+  return 1;
+}
+
+void MessageReader::readOneMessage(const EmailItem& item) {
+  Unread why;
+  const std::optional<FileState> state = rested(item.path, why);
+  if (state && state->sizeBytes > limitBytes()) {
+    context_.ledger.beginMessage(item.path, std::nullopt);
+    return refuseTooLong();
+  }
+  std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
+  if (!bytes) return tell(item.path, why);
+  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
+  context_.ledger.beginMessage(item.path, std::nullopt);
+  guarded([this, &item, &bytes] {
+    const bool isStub = holds(item.path, "partial");
+    std::string stub = isStub ? *bytes : std::string();
+    const mime::SourceEncoding encoding = encodingOf(*bytes);
+    Source source = makeSource(std::move(*bytes), encoding, item.path, std::nullopt);
+    if (isStub) {
+      const std::size_t length = source.text.size();
+      const Result<void> repaired = partial_.repair(
+          item.path, source.text, [this](const std::string& path) { return readPart(path); });
+      // Nothing by half: the next run may find what is missing now.
+      if (!repaired) return refuse({LedgerOutcome::failed, repaired.error()});
+      if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
+    }
+    readMessage(std::move(source), accountMailbox(item.mailbox));
+  });
+}
+
+void MessageReader::readSeveral(const EmailItem& item) {
+  const std::string mailbox = accountMailbox(item.mailbox);
+  Unread why;
+  const std::optional<FileState> state = rested(item.path, why);
+  if (state && state->sizeBytes > limitBytes()) return readPieces(item.path, mailbox, *state);
+  std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
+  if (!bytes) return tell(item.path, why);
+  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
+  // Whether the file is UTF-8 is decided for all of it.
+  const mime::SourceEncoding encoding = encodingOf(*bytes);
+  std::vector<MessagePiece> pieces;
+  context_.ledger.beginMessage(item.path, 0);
+  guarded([&pieces, &bytes] {
+    pieces = cutAtSeparators(*bytes);
+    bytes.reset();
+  });
+  bool isFirst = true;
+  for (MessagePiece& piece : pieces) {
+    if (mustStop() && !isFirst) return;
+    if (!isFirst) context_.ledger.beginMessage(item.path, piece.offsetBytes);
+    readPiece(std::move(piece), isFirst, item.path, mailbox, encoding);
+    isFirst = false;
+  }
+}
+
+int MessageReader::doMboxFile(const std::string& currentEmailItem) {
+  const EmailItem item = splitEmailItem(currentEmailItem);
+  if (isInAttachments(currentEmailItem)) {
+    context_.ledger.recordNonMail(item.path, kOfMessage);
+    return 0;
+  }
+  for (const auto& [ending, kind] : kEndingsOfNoMbox) {
+    if (!item.path.ends_with(ending)) continue;
+    context_.ledger.recordNonMail(item.path, kind);
+    return 1;
+  }
+  partial_.forget();
+  context_.message.msgMailbox = item.path;
+  context_.message.currentPath = item.path;
+  if (isForeign(item.path)) return 1;
+  Unread why;
+  if (const std::optional<FileState> state = rested(item.path, why)) {
+    readPieces(item.path, item.path, *state);
+  } else {
+    tell(item.path, why);
+  }
+  return 1;
+}
+
+void MessageReader::readPieces(const std::string& path, const std::string& mailbox,
+                               const FileState& state) {
+  MboxReader mbox(path, limitBytes());
+  const Result<bool> opened = mbox.open();
+  if (!opened) return tell(path, {LedgerOutcome::unreadable, opened.error()});
+  bool isFirst = true;
+  while (*opened && !mustStop()) {
+    std::optional<MessagePiece> piece = mbox.next();
+    if (!piece) break;
+    // The message at the end is the one that may be in the middle of being written.
+    if (mbox.isAtEnd()) {
+      const Result<FileState> after = stateOf(path);
+      if (!after || *after != state) return tell(path, {LedgerOutcome::postponed, kChanged});
+    }
+    context_.ledger.beginMessage(path, piece->offsetBytes);
+    readPiece(std::move(*piece), isFirst, path, mailbox, std::nullopt);
+    isFirst = false;
+  }
+  if (!mbox.failure().empty()) {
+    tell(path, {LedgerOutcome::unreadable, mbox.failure()});
+  } else if (isFirst && !mustStop()) {
+    context_.ledger.recordNonMail(path, "no message in it");
+  }
+}
+
+/// One message of a file of many; its encoding is judged by its own bytes if none is given.
+void MessageReader::readPiece(MessagePiece piece, bool isFirst, const std::string& path,
+                              const std::string& mailbox,
+                              std::optional<mime::SourceEncoding> encoding) {
+  if (piece.isTooLong) return refuseTooLong();
+  guarded([&] {
+    // A file that is no mbox after all begins with its message.
+    if (!isFirst || beginsWithSeparator(piece.bytes)) deleteFirstLine(piece.bytes);
+    if (!encoding) encoding = encodingOf(piece.bytes);
+    Source source = makeSource(std::move(piece.bytes), *encoding, path, piece.offsetBytes);
+    while (source.text.ends_with('\0')) source.text.pop_back();
+    readMessage(std::move(source), mailbox);
+  });
+}
+
+MessageReader::Source MessageReader::makeSource(std::string bytes, mime::SourceEncoding encoding,
+                                                const std::string& path,
+                                                std::optional<std::uint64_t> offsetBytes) {
+  Source source;
+  source.origin = takeText(bytes, encoding);
+  source.origin.path = path;
+  source.origin.offsetBytes = offsetBytes;
+  source.text = std::move(bytes);
+  return source;
+}
+
+/// Archives and documents get their line at once, however large they are.
+bool MessageReader::isForeign(const std::string& path) {
+  // What is no regular file is not opened: a device may do something then. The reading tells why.
+  if (!stateOf(path)) return false;
+  const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
+  if (!beginning) return false;
+  const std::optional<std::string_view> kind = foreignKind(*beginning, path);
+  if (kind) context_.ledger.recordNonMail(path, *kind);
+  return kind.has_value();
+}
+
+/// The file's state when it has not been changed for a while. For all files of a run together it is
+/// not waited longer than for one: the others rest meanwhile.
+std::optional<FileState> MessageReader::rested(const std::string& path, Unread& why) {
+  Result<FileState> state = stateOf(path);
+  std::int64_t now = context_.environment.now();
+  while (state && secondsUntilRested(*state, now, context_.restSeconds) > 0) {
+    if (mustStop()) return std::nullopt;
+    if (waitedSeconds_ >= context_.restSeconds) {
+      why = {LedgerOutcome::postponed, kBeingWritten};
+      return std::nullopt;
+    }
+    pause();
+    waitedSeconds_ += std::max<std::int64_t>(0, context_.environment.now() - now);
+    now = context_.environment.now();
+    state = stateOf(path);
+  }
+  if (state) return *state;
+  why = {LedgerOutcome::unreadable, state.error()};
+  return std::nullopt;
+}
+
+/// The bytes of a file that was in this state before; absent, too, when it no longer is.
+std::optional<std::string> MessageReader::readRested(const std::string& path,
+                                                     const FileState& state, Unread& why) {
+  Result<std::string> bytes = readFile(path);
+  if (!bytes) {
+    std::string_view reason = bytes.error();
+    if (reason.starts_with(path + ": ")) reason.remove_prefix(path.size() + 2);
+    why = {LedgerOutcome::unreadable, std::string(reason)};
+    return std::nullopt;
+  }
+  const Result<FileState> after = stateOf(path);
+  if (after && *after == state && bytes->size() == state.sizeBytes) return std::move(*bytes);
+  why = {LedgerOutcome::postponed, kChanged};
+  return std::nullopt;
+}
+
+Result<std::string> MessageReader::readPart(const std::string& path) {
+  Unread why;
+  const std::optional<FileState> state = rested(path, why);
+  std::optional<std::string> bytes = state ? readRested(path, *state, why) : std::nullopt;
+  if (bytes) return std::move(*bytes);
+  return Failure{path + ": " + (why.outcome ? why.reason : "the run was ended")};
+}
+
+void MessageReader::pause() {
+  if (context_.pause) return context_.pause();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+}
+
+void MessageReader::readMessage(Source source, const std::string& mailbox) {
+  CurrentMessage& message = context_.message;
+  message.clearForNextMessage();
+  message.msgOriginal = std::move(source.text);
+  message.origin = std::move(source.origin);
+  if (const auto refusal = fillMessage(mailbox)) {
+    refuse(*refusal);
+  } else {
+    context_.storeEmail(static_cast<int>(message.msgParts.size()));
+  }
+  releaseLargeMessage();
+}
+
+std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::string& mailbox) {
+  CurrentMessage& message = context_.message;
+  const auto dropped = [](std::string_view reason) {
+    return Refusal{LedgerOutcome::dropped, std::string(reason)};
+  };
+  if (isLonger(message.msgOriginal, context_.mostUnits)) {
+    showOversized();
+    return dropped(kOversized);
+  }
+  ContentDigest digest;
+  bool hasParts = false;
+  const Result<void> loaded = loadEmail([&digest, &hasParts](const mime::PartView& part) {
+    hasParts = true;
+    digest.addPart(part);
+  });
+  if (!loaded) return Refusal{LedgerOutcome::failed, loaded.error()};
+  message.msgMailbox = mailbox;
+  fillAddresses();
+  if (hasParts) message.contentSha256 = digest.finish(message.msgSubject);
+  if (const auto reason = fillDate()) return dropped(*reason);
+  showProgress();
+  if (!fillBodies()) return dropped(kNotAMessage);
+  if (context_.settings.attachState != 0) {
+    const AttachmentLimits limits{context_.settings.largeAttachState != 0,
+                                  context_.attachSizeBytes};
+    const Result<void> collected = collectAttachments(source_.email(), limits, partial_, message);
+    if (!collected) return Refusal{LedgerOutcome::failed, collected.error()};
+  }
+  fillHeadings();
+  return std::nullopt;
+}
+
+/// Strips the source and gives it to the engine.
+Result<void> MessageReader::loadEmail(
+    const std::function<void(const mime::PartView& part)>& visitPart) {
+  CurrentMessage& message = context_.message;
+  std::string scratch;
+  const std::string_view text = strippedMessage(message.msgOriginal, scratch, message.tags);
+  mime::MailSource::Options options;
+  options.encoding = message.origin.encoding;
+  options.declaredCharsets = context_.declaredCharsets;
+  options.visitPart = visitPart;
+  Result<void> loaded = source_.load(text, options);
+  headings_ = {};
+  if (!loaded) return loaded;
+  // A view of the source waits: a huge header is then not copied while the engine holds it too.
+  if (scratch.empty()) {
+    headings_ = headingsOf(text);
+  } else {
+    message.msgHeadings = headingsOf(text);
+  }
+  return loaded;
+}
+
+void MessageReader::fillAddresses() {
+  CurrentMessage& message = context_.message;
+  message.msgFrom = source_.email().From().value_or("");
+  replaceAll(message.msgFrom, "\r\n", " ");
+  message.msgTo = source_.email().GetRecipients().value_or("");
+  message.msgSubject = source_.email().Subject().value_or("");
+  // Bytes that are no UTF-8 would come back from the database as something else, or end the text
+  // there: the message would be no duplicate of itself.
+  for (std::string* text : {&message.msgFrom, &message.msgTo, &message.msgSubject}) {
+    repairUtf8(*text);
+  }
+}
+
+std::optional<std::string_view> MessageReader::fillDate() {
+  DateSources sources;
+  if (const auto date = source_.email().GetDt()) sources.sent = date->GetAsDateTime(1);
+  sources.hasSender = !context_.message.msgFrom.empty();
+  sources.header = [this](std::string_view name) {
+    return name == "Date" ? source_.dateField() : source_.receivedField();
+  };
+  return chooseMessageDate(sources, context_.range, context_.environment.now(),
+                           context_.message.msgDate);
+}
+
+void MessageReader::showProgress() {
+  context_.progress.setDetail(context_.message.msgDate, context_.message.msgSubject);
+  context_.progress.doProgressCount(++context_.counters.progressCount, kProgressStep);
+}
+
+/// False when nothing speaks for a message.
+bool MessageReader::fillBodies() {
+  CurrentMessage& message = context_.message;
+  mime::TnoEmail& email = source_.email();
+  std::optional<std::string> plain;
+  if (email.HasPlainTextBody()) {
+    plain = isLarge() ? email.TakePlainTextBody() : email.GetPlainTextBody();
+  }
+  if (plain) message.msgBody = std::move(*plain);
+  repairUtf8(message.msgBody);
+  const std::size_t secondParagraph = behindBlankLine(message.msgBody);
+  if (message.msgFrom.empty() && message.msgTo.empty() && message.msgSubject.empty() &&
+      secondParagraph == std::string::npos) {
+    return false;
+  }
+  // Kept: the first paragraph of a plain body is no part of what is searched and compared.
+  if (secondParagraph != std::string::npos) message.msgBody.erase(0, secondParagraph);
+  std::optional<std::string> html;
+  if (email.HasHtmlBody()) html = isLarge() ? email.TakeHtmlBody() : email.GetHtmlBody();
+  message.hasHtmlPart = html && !html->empty();
+  if (!message.hasHtmlPart) return true;
+  message.bodyIsHtmlPart = !plain && isValidUtf8(*html);
+  if (!plain && !message.bodyIsHtmlPart) {
+    message.msgBody = *html;
+    repairUtf8(message.msgBody);
+  }
+  message.msgParts.push_back({"text/html", "htmlversion.html", std::move(*html)});
+  return true;
+}
+
+/// Last of all, when the engine's tree of a huge message, which is no longer needed, has made room.
+void MessageReader::fillHeadings() {
+  if (isLarge()) source_.clear();
+  if (!headings_.empty()) context_.message.msgHeadings = headings_;
+}
+
+bool MessageReader::isLarge() const { return context_.message.msgOriginal.size() > kLargeBytes; }
+
+std::string MessageReader::accountMailbox(const std::string& mailbox) const {
+  for (const MailAccount& account : context_.sources.mailAccounts) {
+    std::string_view id = account.path;
+    for (char version = '2'; version <= '8'; ++version) {
+      const std::string prefix = std::string("~/Library/Mail/V") + version + "/";
+      if (id.starts_with(prefix)) id.remove_prefix(prefix.size());
+    }
+    const std::size_t at =
+        id.empty() || account.name.empty() ? std::string::npos : mailbox.find(id);
+    if (at != std::string::npos) return std::string(mailbox).replace(at, id.size(), account.name);
+  }
+  return mailbox;
+}
+
+void MessageReader::showOversized() {
+  // Queued: the run goes on while the user reads.
+  context_.mainQueue.post([&ui = context_.ui] {
+    ui.alert({.title = "Max Size Exceeded",
+              .text = "This email exceeds the MySQL maximum allowed size and will be skipped.",
+              .buttons = {"Continue"}});
+  });
+}
+
+/// What a huge message has filled would otherwise lie beside the next one while that is read.
+void MessageReader::releaseLargeMessage() {
+  if (!isLarge()) return;
+  context_.message.clearForNextMessage();
+  context_.message.origin = {};
+  source_.clear();  // a dropped one still has its tree
+}
+
+void MessageReader::refuseTooLong() {
+  showOversized();
+  refuse({LedgerOutcome::failed, std::string(kTooLong)});
+}
+
+void MessageReader::refuse(const Refusal& refusal) {
+  if (refusal.outcome == LedgerOutcome::failed && context_.storeLog) {
+    context_.storeLog("Error: " + printable(refusal.reason) + ", " +
+                      printable(context_.message.currentPath) + "\n");
+  }
+  context_.ledger.close(refusal.outcome, refusal.reason);
+}
+
+void MessageReader::tell(const std::string& path, const Unread& why) {
+  if (!why.outcome) return;
+  const bool isPostponed = *why.outcome == LedgerOutcome::postponed;
+  if (context_.storeLog) {
+    context_.storeLog((isPostponed ? "Left for the next run: " : "Unable to read file: ") +
+                      printable(path + ": " + why.reason) + "\n");
+  }
+  if (isPostponed) {
+    context_.ledger.recordPostponed(path, why.reason);
+  } else {
+    context_.ledger.recordUnreadable(path, why.reason);
+  }
+}
+
+bool MessageReader::mustStop() const {
+  return context_.process.cancelFlag != 0 || (context_.isAbandoned && context_.isAbandoned());
+}
+
+void MessageReader::guarded(const std::function<void()>& work) {
+  if (context_.guarded) {
+    context_.guarded(work);
+  } else {
+    work();
+  }
+}
+
+}  // namespace keldane

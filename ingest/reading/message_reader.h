@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/result.h"
+#include "ingest/ledger/run_ledger.h"
+#include "ingest/reading/current_message.h"
+#include "ingest/reading/message_date.h"
+#include "ingest/reading/message_file.h"
+#include "ingest/reading/partial_file.h"
+#include "ingest/reading/resting_file.h"
+#include "ingest/reading/source_origin.h"
+#include "ingest/reading/strip_plist.h"
+#include "ingest/run_counters.h"
+#include "ingest/sources/mail_sources.h"
+#include "mime/mail_source.h"
+#include "platform/environment.h"
+#include "platform/main_queue.h"
+#include "platform/progress_panel.h"
+#include "platform/user_interface.h"
+#include "settings/settings.h"
+
+namespace keldane {
+
+/// Turns one file of the walk into messages ready to store: one `.emlx` or `.eml` file, or an mbox
+/// cut piece by piece. Decides what is a message, which date it has and which attachments come
+/// along, and tells the ledger of each message that goes no further. Worker thread only.
+///
+/// A file that has just been changed is left alone until it rests; one that changes while it is
+/// read, or that cannot be read, is told to the ledger, and nothing of it is stored by half: of a
+/// file of one message nothing, of an mbox not the last one.
+///
+/// In memory is one message at a time; of a huge one, its source, one tree of its parts, and what
+/// the store is to have of it.
+class MessageReader {
+ public:
+  struct Context {
+    ProcessState& process;
+    const ArchiveSettings& settings;
+    SourceSelection& sources;
+    CurrentMessage& message;
+    RunCounters& counters;
+    RunLedger& ledger;
+    const RunRange& range;
+    const double& attachSizeBytes;
+    Environment& environment;
+    MainQueue& mainQueue;
+    UserInterface& ui;
+    ProgressPanel& progress;
+    /// Writes the path of a file read, with a line end, and flushes. Called while `debugLogOn` is
+    /// set.
+    std::function<void(const std::string& line)> debugLog;
+    /// Stores the message at hand, which has this many parts.
+    std::function<void(int partCount)> storeEmail;
+    /// A line for the run's log, with its line end: a file or a piece of one cannot be read. May be
+    /// empty.
+    std::function<void(const std::string& line)> storeLog = {};
+    /// Runs the work on one message and deals with what it throws, the ledger's line included.
+    /// Empty: the work is run as it is.
+    std::function<void(const std::function<void()>& work)> guarded = {};
+    /// The program ends: true stops a file of many messages before its next one. May be empty.
+    std::function<bool()> isAbandoned = {};
+    /// UTF-16 units of the longest source that goes further. Nothing is held that must be longer.
+    std::size_t mostUnits = 200000000;
+    /// Files that are not UTF-8 are read in the charsets that their parts declare.
+    bool declaredCharsets = true;
+    /// How long a file has to be unchanged before it is read.
+    std::int64_t restSeconds = kRestSeconds;
+    /// Lets a moment go by, while a file comes to rest. Empty: a tenth of a second.
+    std::function<void()> pause = {};
+  };
+
+  explicit MessageReader(Context context) : context_(std::move(context)) {}
+
+  /// Reads `currentEmailItem` (path, five colons, mailbox) as one message file. 0 when it is not a
+  /// file to read, else 1.
+  int doOneEmail(const std::string& currentEmailItem);
+  /// The same for a file of many messages. They are stored under the file's path.
+  int doMboxFile(const std::string& currentEmailItem);
+
+ private:
+  /// The text of one message, and the bytes that it was made from.
+  struct Source {
+    std::string text;
+    SourceOrigin origin;
+  };
+  /// Why a message goes no further.
+  struct Refusal {
+    LedgerOutcome outcome = LedgerOutcome::dropped;
+    std::string reason;
+  };
+  /// Why a file is not read; without an outcome: the run ends.
+  struct Unread {
+    std::optional<LedgerOutcome> outcome;
+    std::string reason;
+  };
+
+  void readOneMessage(const EmailItem& item);
+  void readSeveral(const EmailItem& item);
+  void readPieces(const std::string& path, const std::string& mailbox, const FileState& state);
+  [[nodiscard]] static Source makeSource(std::string bytes, mime::SourceEncoding encoding,
+                                         const std::string& path,
+                                         std::optional<std::uint64_t> offsetBytes);
+  void readPiece(MessagePiece piece, bool isFirst, const std::string& path,
+                 const std::string& mailbox, std::optional<mime::SourceEncoding> encoding);
+  void readMessage(Source source, const std::string& mailbox);
+  [[nodiscard]] std::optional<Refusal> fillMessage(const std::string& mailbox);
+  [[nodiscard]] Result<void> loadEmail(
+      const std::function<void(const mime::PartView& part)>& visitPart);
+  void fillAddresses();
+  [[nodiscard]] std::optional<std::string_view> fillDate();
+  [[nodiscard]] bool fillBodies();
+  void fillHeadings();
+  [[nodiscard]] bool isLarge() const;
+  void showProgress();
+  void showOversized();
+  void refuseTooLong();
+  void refuse(const Refusal& refusal);
+  void releaseLargeMessage();
+
+  [[nodiscard]] bool isForeign(const std::string& path);
+  [[nodiscard]] std::optional<FileState> rested(const std::string& path, Unread& why);
+  [[nodiscard]] std::optional<std::string> readRested(const std::string& path,
+                                                      const FileState& state, Unread& why);
+  [[nodiscard]] Result<std::string> readPart(const std::string& path);
+  void tell(const std::string& path, const Unread& why);
+  void pause();
+  void guarded(const std::function<void()>& work);
+  [[nodiscard]] std::string accountMailbox(const std::string& mailbox) const;
+  [[nodiscard]] bool mustStop() const;
+  /// No text of so many bytes has few enough units.
+  [[nodiscard]] std::uint64_t limitBytes() const { return 3 * std::uint64_t{context_.mostUnits}; }
+
+  Context context_;
+  PartialFile partial_;
+  mime::MailSource source_;
+  std::string_view headings_;       ///< of the message at hand, in its source
+  std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
+};
+
+}  // namespace keldane

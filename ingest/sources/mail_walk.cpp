@@ -1,0 +1,152 @@
+#include "ingest/sources/mail_walk.h"
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "base/text.h"
+#include "ingest/reading/resting_file.h"
+#include "ingest/sources/mail_store_probe.h"
+#include "ingest/sources/walk_filter.h"
+
+namespace keldane {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool holds(std::string_view text, std::string_view what) {
+  return text.find(what) != std::string_view::npos;
+}
+
+}  // namespace
+
+bool MailWalk::getEmailPaths() {
+  const bool empties = std::exchange(context_.sources.deleteImportFiles, false);
+  importFolder_.reset();
+  if (empties) importFolder_.emplace(context_.settings.archive.importFolderPath);
+  FileList files;
+  for (const std::string& selected : selection()) addSelected(files, selected);
+  context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr);
+  const bool isWhole = readAll(files);
+  context_.watch.beginWalk(0, nullptr);
+  if (!importFolder_) return isWhole;
+  LeftInFolder left = ImportFolder::leaveAll("not all of it was read");
+  if (isWhole) {
+    left = importFolder_->empty(context_.session, context_.process.homePath, [this](int seconds) {
+      if (context_.pause) context_.pause(seconds);
+    });
+    context_.sources.mailboxNamesLoaded = false;
+  }
+  importFolder_.reset();
+  if (context_.leftInFolder) context_.leftInFolder(std::move(left));
+  return isWhole;
+}
+
+void MailWalk::addSelected(FileList& files, const std::string& selected) {
+  files.add(pathOf(selected), [this](const std::string& folder, const std::string& reason) {
+    if (context_.storeLog) {
+      context_.storeLog("Unable to read folder: " + reason + ", " + printable(folder) + "\n");
+    }
+    context_.ledger.recordUnreadable(folder, reason);
+    if (importFolder_) importFolder_->keep(folder, reason);
+  });
+}
+
+bool MailWalk::readAll(const FileList& files) {
+  const ArchiveSettings& settings = context_.settings.archive;
+  const WalkFilter filter{context_.sources.importMode, settings.mailboxesState != 0,
+                          settings.trashState != 0, settings.junkState != 0};
+  std::vector<std::size_t> young;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const std::string path = files.path(i);
+    if (const std::optional<std::string_view> reason = filter.exclusion(path)) {
+      skip(path, *reason);
+      continue;
+    }
+    if (mustStop()) return false;
+    if (isYoung(path)) {
+      young.push_back(i);
+    } else {
+      readFile(path);
+    }
+  }
+  for (const std::size_t i : young) {
+    if (mustStop()) return false;
+    readFile(files.path(i));
+  }
+  // A file of many messages may have been left in the middle.
+  return !mustStop();
+}
+
+void MailWalk::skip(const std::string& path, std::string_view reason) {
+  context_.ledger.recordNonMail(path, reason);
+  if (importFolder_) importFolder_->keep(path, reason);
+  context_.watch.endFile();
+}
+
+bool MailWalk::isYoung(const std::string& path) const {
+  const Result<FileState> state = stateOf(path);
+  return state && secondsUntilRested(*state, context_.environment.now()) > 0;
+}
+
+void MailWalk::readFile(const std::string& path) {
+  const ProcessState& process = context_.process;
+  const Result<FileState> state = stateOf(path);
+  context_.watch.beginFile(state ? state->sizeBytes : 0);
+  if (importFolder_) importFolder_->beginFile(path, state ? *state : FileState{});
+  std::error_code code;
+  if (!state && !fs::exists(fs::symlink_status(path, code))) {
+    // Mail clients move messages about while we read; where it lies now, the next run finds it.
+    context_.ledger.recordPostponed(path, "gone before its turn came");
+  } else if (!state) {
+    if (context_.storeLog) {
+      context_.storeLog("Unable to read file: " + state.error() + ", " + printable(path) + "\n");
+    }
+    context_.ledger.recordUnreadable(path, state.error());
+  } else {
+    readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
+  }
+  if (importFolder_) importFolder_->endFile();
+  context_.watch.endFile();
+}
+
+std::vector<std::string> MailWalk::selection() {
+  std::vector<std::string> selected;
+  if (context_.sources.importMode) {
+    for (const AcctsRow& row : context_.sources.acctRows) selected.push_back(row.acctDesc);
+    return selected;
+  }
+  if (context_.settings.archive.mailboxesState == 0) return context_.settings.selectedAccounts;
+  if (!context_.sources.mailboxNamesLoaded && context_.getMailboxNames) context_.getMailboxNames();
+  return context_.settings.selectedMailboxes;
+}
+
+std::string MailWalk::pathOf(const std::string& selected) const {
+  const ArchiveSettings& settings = context_.settings.archive;
+  if (context_.sources.importMode || settings.postbox != 0) return selected;
+  const ProcessState& process = context_.process;
+  std::string path = process.homePath + process.mailRootSuffix;
+  // A chosen mailbox begins with its version folder.
+  if (settings.mailboxesState == 0) path += versionFolder(process);
+  return path + "/" + selected;
+}
+
+bool MailWalk::mustStop() {
+  if (context_.isAbandoned && context_.isAbandoned()) return true;
+  return context_.process.cancelFlag.exchange(0) != 0;
+}
+
+void MailWalk::readOne(const std::string& path, const std::string& mailbox) {
+  std::string currentEmailItem = path;
+  currentEmailItem.append(kItemSeparator).append(mailbox);
+  // ".emlx" holds ".eml".
+  if (context_.sources.importMode && !holds(currentEmailItem, ".eml")) {
+    context_.reader.doMboxFile(currentEmailItem);
+  } else {
+    context_.reader.doOneEmail(currentEmailItem);
+  }
+}
+
+}  // namespace keldane

@@ -1,0 +1,67 @@
+#include "ingest/storing/tag_rules.h"
+
+#include <string_view>
+
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+enum class Hit { match, miss, none };
+
+/// An unknown field word stands for itself, as a text to search in.
+std::string_view searchedText(const std::string& field, const CurrentMessage& message) {
+  if (field == "from") return message.msgFrom;
+  if (field == "to") return message.msgTo;
+  if (field == "subject") return message.msgSubject;
+  if (field == "body") return message.body();
+  if (field == "mailbox") return message.msgMailbox;
+  return field;
+}
+
+Hit test(const RuleCriterion& criterion, const CurrentMessage& message) {
+  if (criterion.value.empty()) return Hit::none;
+  const bool wanted = criterion.relation == "contains";
+  if (!wanted && criterion.relation != "does not contain") return Hit::none;
+  const bool found =
+      findNoCase(searchedText(criterion.field, message), criterion.value).has_value();
+  return found == wanted ? Hit::match : Hit::miss;
+}
+
+bool fires(const TagRule& rule, const CurrentMessage& message) {
+  const bool any = rule.ruleAll == "any";
+  const bool all = rule.ruleAll == "all";
+  bool matched = false;
+  for (const RuleCriterion& criterion : rule.ruleCriteria) {
+    const Hit hit = test(criterion, message);
+    if (hit == Hit::match && any) return true;
+    if (hit == Hit::match && all) matched = true;
+    if (hit == Hit::miss && all) return false;
+  }
+  return matched;
+}
+
+void giveTags(const TagRule& rule, MessageTags& tags) {
+  if (!rule.ruleCat.empty()) tags.tagCategory = rule.ruleCat;
+  tags.tagKeywords.append(" ").append(rule.ruleKeywords);
+  if (tags.tagKeywords.front() == ' ') tags.tagKeywords.erase(0, 1);
+  // Kept: a rule overrides notes and priority that came with the file, and never gives new ones.
+  if (!tags.tagNotes.empty()) tags.tagNotes = rule.ruleNotes;
+  if (!tags.tagPriority.empty()) tags.tagPriority = rule.rulePriority;
+}
+
+}  // namespace
+
+RuleVerdict checkTagRules(const std::vector<TagRule>& tagRulesList, CurrentMessage& message) {
+  for (const TagRule& rule : tagRulesList) {
+    if (rule.ruleActive == 0) continue;
+    // Kept: an active rule without criteria ends the list, so that nothing behind it works.
+    if (rule.ruleCriteria.empty()) return {};
+    if (!fires(rule, message)) continue;
+    if (rule.tagOrExclude != 0) return {true, rule.ruleDescription};
+    giveTags(rule, message.tags);
+  }
+  return {};
+}
+
+}  // namespace keldane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ingest/reading/current_message.h"
+
+namespace keldane {
+
+/// One criterion of a rule: which field, which relation, which text.
+struct RuleCriterion {
+  std::string field;     ///< "from", "to", "subject", "body", "mailbox"
+  std::string relation;  ///< "contains", "does not contain"
+  std::string value;
+  bool operator==(const RuleCriterion&) const = default;
+};
+
+/// A rule that tags messages on their way into the archive, or keeps them out.
+struct TagRule {
+  std::string ruleDescription;
+  std::string ruleAll = "any";  ///< "any" or "all"
+  std::string ruleCat;
+  std::string ruleKeywords;
+  std::string ruleNotes;
+  std::string rulePriority = "0";
+  int tagOrExclude = 0;  ///< 0 tag, 1 exclude
+  int ruleActive = 1;
+  std::vector<RuleCriterion> ruleCriteria;
+  bool operator==(const TagRule&) const = default;
+};
+
+/// What an evaluation of the rules came to.
+struct RuleVerdict {
+  bool exclude = false;
+  std::string excludedBy;  ///< description of the excluding rule
+};
+
+/// Evaluates the rules in order on the message at hand and changes its tags. Order matters: a rule
+/// that excludes wins only over those behind it.
+[[nodiscard]] RuleVerdict checkTagRules(const std::vector<TagRule>& tagRulesList,
+                                        CurrentMessage& message);
+
+}  // namespace keldane

@@ -1,0 +1,422 @@
+#include "archive/archive_database.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "archive/existing_archive.h"
+#include "base/text.h"
+#include "tests/support/recording_user_interface.h"
+#include "tests/support/scripted_session.h"
+#include "tests/support/test_server.h"
+
+namespace keldane {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Table and column to type, nullability and default of every column of a database.
+using Schema = std::map<std::string, std::string>;
+
+class ArchiveOnServer : public testing::Test {
+ protected:
+  void SetUp() override {
+    session_ = TestServer::shared().connect();
+    database_ = std::make_unique<ArchiveDatabase>(*session_, ui_, process_);
+    database_->dbPath = TestServer::shared().freshDatabase("archive");
+  }
+  void run(const std::string& sql) {
+    ASSERT_TRUE(session_->query(sql)) << sql << ": " << session_->error();
+  }
+  std::string first(const std::string& sql) {
+    EXPECT_TRUE(session_->query(sql)) << sql << ": " << session_->error();
+    return fetchFirstCell(*session_);
+  }
+  Schema schemaOf(const std::string& database) {
+    Schema schema;
+    EXPECT_TRUE(session_->query(
+        "SELECT CONCAT(table_name,'.',column_name),CONCAT_WS(' ',column_type,is_nullable,"
+        "REPLACE(column_default,CHAR(39),''),column_key,extra,character_set_name) FROM "
+        "information_schema.columns "
+        "WHERE table_schema='" +
+        database + "'"));
+    const auto rows = session_->storeResult();
+    while (rows->next()) schema[std::string(*rows->cell(0))] = rows->cell(1).value_or("");
+    return schema;
+  }
+  std::string indexCount(const std::string& database) {
+    return first(
+        "SELECT COUNT(DISTINCT index_name) FROM information_schema.statistics WHERE "
+        "table_name='email' AND index_name NOT IN ('PRIMARY','toIndex') AND table_schema='" +
+        database + "'");
+  }
+
+  RecordingUserInterface ui_;
+  ProcessState process_;
+  std::unique_ptr<ServerSession> session_;
+  std::unique_ptr<ArchiveDatabase> database_;
+};
+
+TEST_F(ArchiveOnServer, ANewArchiveIsMadeWholeAndOpenedAgainUnchanged) {
+  database_->openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_EQ(process_.cancelFlag, 0);
+  EXPECT_EQ(first("SELECT DATABASE()"), database_->dbPath);
+  const Schema schema = schemaOf(database_->dbPath);
+  EXPECT_EQ(schema.size(), 12u + 5 + 2 + 5 + 27 + 3);
+  EXPECT_EQ(schema.at("email.headings"), "mediumtext NO   utf8mb4");
+  EXPECT_EQ(schema.at("settings.limitSearchSize"), "varchar(16) YES 1000   utf8mb4");
+  EXPECT_THAT(ui_.lines("progress Enlarging"), IsEmpty());
+
+  run("INSERT INTO settings (appearanceState) VALUES(2)");
+  database_->openDatabase();
+  EXPECT_EQ(schemaOf(database_->dbPath), schema);
+  EXPECT_EQ(first("SELECT appearanceState FROM settings"), "2");
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+}
+
+TEST_F(ArchiveOnServer, ReadingLeavesNoTrace) {
+  const std::string archive = database_->dbPath;
+  database_->openDatabase();
+  const std::string foreign = TestServer::shared().freshDatabase("archive");
+  run("CREATE DATABASE " + foreign);
+  run("CREATE TABLE " + foreign + ".email (id INT, customer INT)");
+  const std::string missing = TestServer::shared().freshDatabase("archive");
+  const Schema before = schemaOf(foreign);
+  const struct {
+    const std::string& name;
+    Opening opening;
+    bool opens;
+    const char* alert;
+  } rows[] = {{archive, Opening::existing, true, nullptr},
+              {missing, Opening::existing, false, "there is no database"},
+              {missing, Opening::ifThere, false, nullptr},
+              {foreign, Opening::existing, false, "holds no archive"}};
+  for (const auto& row : rows) {
+    ui_.alerts.clear();
+    process_.cancelFlag = 0;
+    database_->dbPath = row.name;
+    database_->opening = row.opening;
+    database_->openDatabase();
+    EXPECT_EQ(database_->isOpen(), row.opens) << row.name;
+    EXPECT_EQ(process_.cancelFlag, row.alert != nullptr ? 1 : 0) << row.name;
+    ASSERT_EQ(ui_.alerts.size(), row.alert != nullptr ? 1U : 0U) << row.name;
+    if (row.alert == nullptr) continue;
+    EXPECT_THAT(ui_.alerts[0].text, testing::HasSubstr(row.alert)) << row.name;
+  }
+  EXPECT_EQ(
+      first("SELECT COUNT(*) FROM information_schema.schemata WHERE schema_name='" + missing + "'"),
+      "0");
+  EXPECT_EQ(schemaOf(foreign), before);
+  EXPECT_THAT(archivesOnServer(*session_),
+              testing::AllOf(testing::Contains(archive), testing::Not(testing::Contains(foreign))));
+}
+
+TEST_F(ArchiveOnServer, AnOldArchiveIsBroughtUpToDateWithItsRows) {
+  const std::string old = database_->dbPath;
+  run("CREATE DATABASE " + old + " CHARACTER SET utf8mb4");
+  ASSERT_TRUE(session_->selectDatabase(old));
+  run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
+      "from_fld VARCHAR(255) NOT NULL DEFAULT '',to_fld VARCHAR(255) NOT NULL,"
+      "subj_fld MEDIUMTEXT NOT NULL,date_fld DATETIME NOT NULL,"
+      "mailbox VARCHAR(127) NOT NULL DEFAULT '',mailto VARCHAR(127) NOT NULL DEFAULT '',"
+      "body_fld LONGTEXT NOT NULL,numAttach INTEGER NOT NULL DEFAULT 0,"
+      "attachNames MEDIUMTEXT NOT NULL,attachText LONGTEXT NOT NULL)");
+  run("CREATE TABLE settings (attachState INT DEFAULT 1,htmlState INT DEFAULT 1,"
+      "origState INT DEFAULT 1,trashState INT DEFAULT 0,allmbState INT DEFAULT 0,"
+      "largeAttachState INT DEFAULT 0,attachSize VARCHAR(16) DEFAULT '1.6',"
+      "updatesState INT DEFAULT 1,browseNameString VARCHAR(127) DEFAULT '',"
+      "indexDateState INT DEFAULT 1,indexFromState INT DEFAULT 0,indexToState INT DEFAULT 0,"
+      "indexSubjectState INT DEFAULT 0,indexBodyState INT DEFAULT 0,"
+      "indexAttachNameState INT DEFAULT 0,indexAttachConState INT DEFAULT 0)");
+  run("CREATE TABLE mailboxes (mailbox VARCHAR(127) DEFAULT '')");
+  run("INSERT INTO email (subj_fld,to_fld,mailbox,date_fld,body_fld,attachNames,attachText) "
+      "VALUES('kept','you','INBOX','2001-02-03 04:05:06','','','')");
+  run("INSERT INTO settings (trashState) VALUES(1)");
+
+  database_->openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_THAT(ui_.lines("progress Enlarging"),
+              ElementsAre("progress Enlarging size of mailbox field in database..."));
+  EXPECT_EQ(first("SELECT CONCAT_WS('|',subj_fld,to_fld,mailbox,headings) FROM email"),
+            "kept|you|INBOX|");
+  EXPECT_EQ(first("SELECT CONCAT_WS('|',trashState,appearanceState,limitSearchSize,postbox) "
+                  "FROM settings"),
+            "1|0|1000|0");
+  ui_.calls.clear();
+  database_->openDatabase();
+  EXPECT_THAT(ui_.calls, IsEmpty()) << "nothing is left to enlarge";
+
+  Schema upgraded = schemaOf(old);
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  database_->openDatabase();
+  Schema fresh = schemaOf(database_->dbPath);
+  // An address list of 255 characters is taken as wide enough, and the wider mailbox column has no
+  // default of its own.
+  EXPECT_EQ(upgraded.at("email.to_fld"), "varchar(255) NO MUL  utf8mb4");
+  EXPECT_EQ(upgraded.at("email.mailbox"), "varchar(255) NO MUL  utf8mb4");
+  for (Schema* schema : {&upgraded, &fresh}) {
+    // Indexes belong to the first archive of a process.
+    for (const char* column : {"email.to_fld", "email.mailbox", "email.from_fld", "email.date_fld",
+                               "email.subj_fld", "email.body_fld"}) {
+      schema->erase(column);
+    }
+  }
+  EXPECT_EQ(upgraded, fresh);
+}
+
+TEST_F(ArchiveOnServer, OnlyTheFirstArchiveOfAProcessGetsIndexes) {
+  const std::string one = database_->dbPath;
+  database_->openDatabase();
+  EXPECT_THAT(ui_.lines("progress"),
+              ElementsAre("progress Indexing Date field...", "progress end",
+                          "progress Indexing From field...", "progress end",
+                          "progress Indexing Mailbox field...", "progress end",
+                          "progress Indexing To field...", "progress end",
+                          "progress Indexing Subject field...", "progress end",
+                          "progress Indexing Body Text field...", "progress end",
+                          "progress Indexing Attach Name field...",
+                          "progress Creating composite indes...", "progress end"));
+  EXPECT_EQ(indexCount(one), "6") << "and toIndex where the server needs no length for it";
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  database_->openDatabase();
+  EXPECT_EQ(indexCount(database_->dbPath), "0");
+}
+
+TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsItsOwn) {
+  // As most servers have it; one that knows no such mode has it so anyway.
+  static_cast<void>(session_->query("SET SESSION old_mode='UTF8_IS_UTF8MB3'"));
+  const auto hasFourBytes = [this](const std::string& table) {
+    return first(
+        "SELECT SUBSTRING_INDEX(table_collation,'_',1)='utf8mb4' FROM information_schema.tables "
+        "WHERE table_schema=DATABASE() AND table_name='" +
+        table + "'");
+  };
+  database_->openDatabase();
+  database_->openDatabase();
+  run("CREATE TABLE later (t MEDIUMTEXT)");
+  EXPECT_EQ(hasFourBytes("email"), "1");
+  EXPECT_EQ(hasFourBytes("later"), "1") << "a dump that is read back makes its tables anew";
+  run("INSERT INTO tags (id,notes_fld) VALUES(1,'\xF0\x9F\x98\x80')");
+  EXPECT_EQ(first("SELECT notes_fld FROM tags"), "\xF0\x9F\x98\x80");
+
+  database_->dbPath = TestServer::shared().freshDatabase("archive");
+  run("CREATE DATABASE " + database_->dbPath);
+  ASSERT_TRUE(session_->selectDatabase(database_->dbPath));
+  run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
+      "to_fld MEDIUMTEXT NOT NULL,mailbox VARCHAR(255) NOT NULL) DEFAULT CHARACTER SET utf8");
+  database_->openDatabase();
+  run("CREATE TABLE later (t MEDIUMTEXT)");
+  EXPECT_EQ(hasFourBytes("email"), "0");
+  EXPECT_EQ(hasFourBytes("later"), "0");
+}
+
+TEST_F(ArchiveOnServer, AnEmptyNameOpensTheDefault) {
+  if (TestServer::shared().isGiven()) GTEST_SKIP() << "a server that is given may have one";
+  database_->dbPath.clear();
+  database_->openDatabase();
+  EXPECT_EQ(database_->dbPath, "myemaildb");
+  EXPECT_EQ(first("SELECT DATABASE()"), "myemaildb");
+}
+
+TEST_F(ArchiveOnServer, ANameThatIsNoIdentifierIsNotSent) {
+  const std::string other = database_->dbPath;
+  database_->openDatabase();
+  for (const std::string& name : {std::string("my mail"), "x; DROP DATABASE " + other,
+                                  std::string("a-b"), std::string("`")}) {
+    ui_.alerts.clear();
+    process_.cancelFlag = 0;
+    database_->dbPath = name;
+    database_->openDatabase();
+    ASSERT_EQ(ui_.alerts.size(), 1u) << name;
+    EXPECT_THAT(ui_.alerts[0].text, testing::HasSubstr("cannot be the name of a database"));
+    EXPECT_EQ(process_.cancelFlag, 1) << name;
+  }
+  EXPECT_TRUE(session_->selectDatabase(other));
+}
+
+TEST_F(ArchiveOnServer, ADeletedDatabaseIsForgottenAndAFailedDeletionIsNot) {
+  std::vector<std::string> followed;
+  database_->setCallbacks(
+      {.reconnect = {},
+       .databaseDropped = [&] { followed.push_back("dropped [" + database_->dbPath + "]"); },
+       .forgetDatabase = [&](const std::string& name) { followed.push_back("forget " + name); }});
+  const std::string name = database_->dbPath;
+  database_->openDatabase();
+
+  ui_.alertAnswers = {kSecondButton};
+  database_->deleteDatabase();
+  EXPECT_TRUE(session_->selectDatabase(name)) << "cancelled";
+
+  database_->deleteDatabase();
+  EXPECT_FALSE(session_->selectDatabase(name));
+  EXPECT_EQ(ui_.alerts.back().text, "The " + name + " database has been deleted.");
+  EXPECT_THAT(followed, ElementsAre("forget " + name, "dropped []"));
+
+  database_->dbPath = name;
+  database_->deleteDatabase();
+  EXPECT_EQ(ui_.alerts.back().style, AlertStyle::critical);
+  EXPECT_TRUE(ui_.alerts.back().text.starts_with("SQL error: Can't drop database"));
+  EXPECT_EQ(database_->dbPath, name);
+  EXPECT_EQ(followed.size(), 2u);
+}
+
+class ArchiveByScript : public testing::Test {
+ protected:
+  ArchiveByScript() : database_(session_, ui_, process_) {
+    database_.dbPath = "mail";
+    session_.answerOn("query SHOW COLUMNS*", {{"to_fld", "mediumtext", "NO"}});
+  }
+  ScriptedSession session_;
+  RecordingUserInterface ui_;
+  ProcessState process_;
+  ArchiveDatabase database_;
+};
+
+TEST_F(ArchiveByScript, AFatalFailureIsShownAndEndsTheSequence) {
+  struct Row {
+    const char* statement;
+    const char* text;
+  };
+  const char* const shortForm = "SQL error: no disk\n";
+  const char* const longForm = "SQL Error: mail no disk";
+  const Row rows[] = {{"CREATE DATABASE IF NOT EXISTS mail", shortForm},
+                      {"ALTER DATABASE mail CHARACTER SET utf8", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS email (*", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS attachments (*", shortForm},
+                      {"CREATE TABLE IF NOT EXISTS origemail (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS tags (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS settings (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS accounts (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS mailboxes (*", longForm},
+                      {"CREATE TABLE IF NOT EXISTS categories (*", longForm}};
+  for (const Row& row : rows) {
+    session_.failOn("query " + std::string(row.statement), "no disk", 1);
+    session_.calls.clear();
+    ui_.alerts.clear();
+    process_.cancelFlag = 0;
+    database_.openDatabase();
+    ASSERT_EQ(ui_.alerts.size(), 1u) << row.statement;
+    EXPECT_EQ(ui_.alerts[0].title, "SQL Error") << row.statement;
+    EXPECT_EQ(ui_.alerts[0].text, row.text) << row.statement;
+    EXPECT_EQ(ui_.alerts[0].style, AlertStyle::critical) << row.statement;
+    EXPECT_EQ(process_.cancelFlag, 1) << row.statement;
+    EXPECT_TRUE(matchesWildcard(session_.statements().back(), row.statement)) << row.statement;
+  }
+}
+
+TEST_F(ArchiveByScript, OtherFailuresDoNotStopIt) {
+  for (const char* statement : {"select mail", "query ALTER TABLE*", "query SHOW COLUMNS*",
+                                "query CREATE INDEX*", "query CREATE FULLTEXT INDEX*"}) {
+    session_.failOn(statement, "refused");
+  }
+  database_.openDatabase();
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_EQ(process_.cancelFlag, 0);
+  EXPECT_EQ(session_.statements().size(), 32u);
+  EXPECT_TRUE(session_.statements().back().starts_with("ALTER TABLE email ADD INDEX coverindex"));
+}
+
+TEST_F(ArchiveByScript, AnIndexIsAskedForWithoutAConditionThatTheServerDoesNotKnow) {
+  session_.failOn("query CREATE *INDEX IF NOT EXISTS*",
+                  "You have an error in your SQL syntax; ...");
+  session_.failOn("query CREATE INDEX IF NOT EXISTS toIndex*", "BLOB without a key length");
+  database_.openDatabase();
+  std::vector<std::string> sent;
+  for (const std::string& sql : session_.statements()) {
+    if (sql.starts_with("CREATE") && sql.find("INDEX") < 20 && sql.find("EXISTS") > sql.size()) {
+      sent.push_back(sql);
+    }
+  }
+  EXPECT_THAT(sent, ElementsAre("CREATE INDEX dateIndex ON email (date_fld)",
+                                "CREATE INDEX FromIndex ON email (from_fld)",
+                                "CREATE INDEX mailboxIndex ON email (mailbox)",
+                                "CREATE FULLTEXT INDEX subjIndex ON email (subj_fld)",
+                                "CREATE FULLTEXT INDEX bodyIndex ON email (body_fld)"));
+}
+
+TEST_F(ArchiveByScript, ALostSessionIsOpenedAnewAsOftenAsItTakes) {
+  session_.failOn("query CREATE DATABASE*", "MySQL server has gone away", 3);
+  int reconnects = 0;
+  database_.setCallbacks({.reconnect =
+                              [&] {
+                                ++reconnects;
+                                database_.openDatabase();  // as the full connect does
+                              },
+                          .databaseDropped = {}});
+  database_.openDatabase();
+  EXPECT_EQ(reconnects, 3);
+  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+}
+
+TEST_F(ArchiveByScript, ALostSessionIsGivenUpWhereNobodyWillBringItBack) {
+  // A full connect asks for the database more than once, and whoever tests the flag clears it.
+  const auto openTwice = [this] {
+    for (int i = 0; i < 2; ++i) {
+      database_.openDatabase();
+      process_.cancelFlag = 0;
+    }
+  };
+  struct Row {
+    const char* name;
+    std::function<void()> reconnect;
+    std::size_t alerts;
+    int mostReconnects;
+  };
+  const Row rows[] = {
+      {"a face that cannot ask the user", [this] { process_.cancelFlag = 1; }, 0, 1},
+      {"a server that takes logins and drops sessions", openTwice, 1, 1000},
+      {"the user cancels",
+       [this] {
+         process_.cancelFlag = 1;
+         database_.openDatabase();
+       },
+       0, 1},
+  };
+  session_.failOn("query CREATE DATABASE*", "Server has gone away");
+  for (const Row& row : rows) {
+    process_.cancelFlag = 0;
+    ui_.alerts.clear();
+    int reconnects = 0;
+    database_.setCallbacks({.reconnect =
+                                [&] {
+                                  ++reconnects;
+                                  row.reconnect();
+                                },
+                            .databaseDropped = {}});
+    database_.openDatabase();
+    EXPECT_EQ(process_.cancelFlag, 1) << row.name;
+    EXPECT_EQ(ui_.alerts.size(), row.alerts) << row.name;
+    EXPECT_LE(reconnects, row.mostReconnects) << row.name;
+  }
+  session_.failOn("query CREATE DATABASE*", "no disk", 1);
+  database_.openDatabase();
+  EXPECT_EQ(ui_.alerts.back().text, "SQL error: no disk\n") << "told again at the next time";
+}
+
+TEST_F(ArchiveByScript, NoOtherErrorIsALostSession) {
+  int reconnects = 0;
+  database_.setCallbacks({.reconnect = [&] { ++reconnects; }, .databaseDropped = {}});
+  session_.failOn("query CREATE DATABASE*", "Lost connection to server during query");
+  database_.openDatabase();
+  EXPECT_EQ(reconnects, 0);
+  EXPECT_EQ(ui_.alerts.size(), 1u);
+}
+
+TEST_F(ArchiveByScript, TheSchemaIsShownWithoutAConnection) {
+  database_.showSchema();
+  EXPECT_THAT(session_.calls, IsEmpty());
+  ASSERT_EQ(ui_.alerts.size(), 1u);
+  EXPECT_EQ(ui_.alerts[0].title, "Database Schema");
+  EXPECT_TRUE(ui_.alerts[0].text.starts_with("eemail table\n\tid\t\tINT\n"));
+  EXPECT_TRUE(ui_.alerts[0].text.ends_with("\tnotes_fld\t\tMEDIUMTEXT\n"));
+}
+
+}  // namespace
+}  // namespace keldane

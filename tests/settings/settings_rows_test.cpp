@@ -1,0 +1,318 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/settings/settings_rig.h"
+#include "tests/support/test_server.h"
+
+namespace keldane {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Names = std::vector<std::string>;
+
+ScriptedSession::Row fullRow() {
+  return {"0", "0", "0", "1", "1",   "2.5", "0", "inbox", "1", "2",  "3", "4", "5",
+          "6", "7", "1", "1", "/in", "1",   "8", "1",     "0", "70", "1", "1", "2"};
+}
+
+TEST(GetSettings, AssignsTheRowByPosition) {
+  SettingsRig rig;
+  rig.session.answerOn("query SELECT attachState*", {fullRow()});
+  rig.session.answerOn("query SELECT * FROM accounts", {{"a"}, {std::nullopt}, {""}, {"b"}});
+  rig.session.answerOn("query SELECT * FROM mailboxes", {{"gr\xFC\xDF"}});
+  rig.settings.selectedAccounts = {"stale"};
+  rig.settings.categoryList = {"stale"};
+  rig.settings.getSettings();
+  const ArchiveSettings& archive = rig.settings.archive;
+  EXPECT_EQ(archive.attachState, 0);
+  EXPECT_EQ(archive.htmlState, 1) << "whatever the row holds";
+  EXPECT_EQ(archive.origState, 1) << "whatever the row holds";
+  EXPECT_EQ(archive.trashState, 1);
+  EXPECT_EQ(archive.largeAttachState, 1);
+  EXPECT_EQ(archive.attachSize, "2.5");
+  EXPECT_EQ(archive.updatesState, 0);
+  EXPECT_EQ(archive.browseNameString, "inbox");
+  EXPECT_EQ(archive.indexFromState, 2);
+  EXPECT_EQ(archive.indexAttachConState, 7);
+  EXPECT_EQ(archive.mailboxesState, 1);
+  EXPECT_EQ(archive.importFolderState, 1);
+  EXPECT_EQ(archive.importFolderPath, "/in");
+  EXPECT_EQ(archive.skipDupsState, 1);
+  EXPECT_EQ(archive.indexHeadingsState, 8);
+  EXPECT_EQ(archive.deleteFolderState, 1);
+  EXPECT_EQ(archive.limitSearchState, 0);
+  EXPECT_EQ(archive.limitSearchSize, "70");
+  EXPECT_EQ(archive.junkState, 1);
+  EXPECT_EQ(archive.postbox, 1);
+  EXPECT_EQ(archive.appearanceState, 2);
+  EXPECT_EQ(rig.settings.form.attachSizeTextField, "2.5");
+  EXPECT_EQ(rig.settings.form.limitSearchTextField, "70");
+  EXPECT_EQ(rig.settings.form.importFolderTextField, "/in");
+  EXPECT_THAT(rig.settings.selectedAccounts, ElementsAre("a", "b"));
+  EXPECT_THAT(rig.settings.selectedMailboxes, ElementsAre("gr\xC3\xBC\xC3\x9F"));
+  EXPECT_THAT(rig.settings.categoryList, IsEmpty());
+}
+
+TEST(GetSettings, ClearsAnImportWithoutAFolder) {
+  SettingsRig rig;
+  ScriptedSession::Row row = fullRow();
+  row[17] = "";
+  rig.session.answerOn("query SELECT attachState*", {row});
+  rig.settings.form.importFolderCheck = true;
+  rig.settings.getSettings();
+  EXPECT_EQ(rig.settings.archive.importFolderState, 0);
+  EXPECT_FALSE(rig.settings.form.importFolderCheck);
+}
+
+TEST(GetSettings, GoesOnWithoutTheRowButNotWithoutAList) {
+  SettingsRig rig;
+  rig.session.failOn("query SELECT attachState*", "no row");
+  rig.session.answerOn("query SELECT * FROM accounts", {{"a"}});
+  rig.session.failOn("query SELECT * FROM mailboxes", "no list");
+  rig.settings.archive.trashState = 1;
+  rig.settings.categoryList = {"kept"};
+  rig.settings.getSettings();
+  EXPECT_EQ(rig.settings.archive.trashState, 1);
+  EXPECT_THAT(rig.settings.selectedAccounts, ElementsAre("a"));
+  EXPECT_THAT(rig.settings.categoryList, ElementsAre("kept"));
+  EXPECT_THAT(rig.ui.alertLines(), ElementsAre("alert critical [SQL Error] SQL error: no row\\n",
+                                               "alert critical [SQL Error] SQL error: no list\\n"));
+}
+
+TEST(SaveSettings, WritesOnlyWhatHasChanged) {
+  SettingsRig rig;
+  rig.session.answerOn("query SELECT attachState*", {fullRow()});
+  rig.session.answerOn("query SELECT * FROM accounts", {{"a"}});
+  rig.session.answerOn("query SELECT GET_LOCK*", {{"1"}});
+  rig.settings.getSettings();
+  rig.session.calls.clear();
+  EXPECT_TRUE(rig.settings.saveSettings());
+  EXPECT_THAT(rig.session.calls, IsEmpty());
+  rig.settings.selectedAccounts = {"a", "x\"; DROP TABLE email; -- \\"};
+  EXPECT_TRUE(rig.settings.saveSettings());
+  Names statements = rig.session.statements();
+  std::erase_if(statements, [](const std::string& sql) { return sql.starts_with("SELECT "); });
+  EXPECT_THAT(statements,
+              ElementsAre("START TRANSACTION", "DELETE FROM accounts",
+                          "INSERT INTO accounts (account) VALUES(\"a\")",
+                          "INSERT INTO accounts (account) VALUES(\"x\"\"; DROP TABLE email; -- "
+                          "\\\\\")",
+                          "COMMIT"));
+}
+
+TEST(SaveSettings, LeavesAloneWhatItCouldNotReadOrLock) {
+  const struct {
+    const char* name;
+    const char* failing;
+    const char* alert;
+  } rows[] = {
+      {"row", "query SELECT attachState*", "have not been read"},
+      {"list", "query SELECT * FROM mailboxes", "have not been read"},
+      {"lock", nullptr, "another program is saving"},
+  };
+  for (const auto& row : rows) {
+    SettingsRig rig;
+    rig.session.answerOn("query SELECT attachState*", {fullRow()});
+    if (row.failing != nullptr) {
+      rig.session.failOn(row.failing, "refused", 1);
+    } else {
+      rig.session.answerOn("query SELECT GET_LOCK*", {{"0"}});
+    }
+    rig.settings.getSettings();
+    rig.settings.archive.trashState = 7;
+    rig.ui.alerts.clear();
+    rig.session.calls.clear();
+    EXPECT_FALSE(rig.settings.saveSettings()) << row.name;
+    ASSERT_EQ(rig.ui.alerts.size(), 1U) << row.name;
+    EXPECT_THAT(rig.ui.alerts[0].text, testing::HasSubstr(row.alert)) << row.name;
+    EXPECT_THAT(rig.session.calls, testing::Not(testing::Contains("query DELETE FROM settings")))
+        << row.name;
+  }
+}
+
+TEST(SaveSettings, RefusesWhatDoesNotFitBeforeItDeletes) {
+  const struct {
+    const char* name;
+    void (*change)(Settings&);
+  } rows[] = {
+      {"browse name", [](Settings& s) { s.archive.browseNameString = std::string(128, 'n'); }},
+      {"folder", [](Settings& s) { s.archive.importFolderPath = "/" + std::string(127, 'n'); }},
+      {"folder with a quote", [](Settings& s) { s.archive.importFolderPath = "/a\"b"; }},
+      {"size", [](Settings& s) { s.archive.attachSize = "1.6\\"; }},
+      {"account", [](Settings& s) { s.selectedAccounts = {std::string(128, 'n')}; }},
+      {"mailbox", [](Settings& s) { s.selectedMailboxes = {std::string(256, 'n')}; }},
+  };
+  for (const auto& row : rows) {
+    SettingsRig rig;
+    rig.settings.getSettings();
+    rig.session.calls.clear();
+    row.change(rig.settings);
+    EXPECT_FALSE(rig.settings.saveSettings()) << row.name;
+    EXPECT_THAT(rig.session.calls, IsEmpty()) << row.name;
+    ASSERT_EQ(rig.ui.alerts.size(), 1U) << row.name;
+    EXPECT_THAT(rig.ui.alerts[0].text, testing::HasSubstr("cannot be kept")) << row.name;
+  }
+}
+
+TEST(GetCategories, FillsTheThreeMenus) {
+  SettingsRig rig;
+  rig.session.answerOn("query SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld",
+                       {{""}, {std::nullopt}, {"Home"}, {"None"}, {"Work"}});
+  rig.settings.searchCatButton.selected = 2;
+  rig.settings.getCategories();
+  EXPECT_THAT(rig.settings.categoryList, ElementsAre("Home", "None", "Work"));
+  for (const CategoryMenu* menu :
+       {&rig.settings.searchCatButton, &rig.settings.setCatButton, &rig.settings.ruleCatButton}) {
+    EXPECT_THAT(menu->titles, ElementsAre("None", "Home", "Work"));
+    EXPECT_EQ(menu->selected, 0U);
+  }
+  rig.settings.setCatButton.selected = 2;
+  rig.settings.chooseSetCat();
+  EXPECT_EQ(rig.settings.catTextField, "Work");
+  rig.settings.setCatButton.selected = 0;
+  rig.settings.chooseSetCat();
+  EXPECT_EQ(rig.settings.catTextField, "");
+}
+
+TEST(GetCategories, LeavesTheMenusOnFailure) {
+  SettingsRig rig;
+  rig.settings.setCatButton.titles = {"None", "Kept"};
+  rig.session.failOn("query SELECT DISTINCT*", "no tags");
+  testing::internal::CaptureStderr();
+  rig.settings.getCategories();
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "SQL error: no tags, SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld\n");
+  EXPECT_THAT(rig.settings.setCatButton.titles, ElementsAre("None", "Kept"));
+  EXPECT_THAT(rig.ui.alertLines(), IsEmpty());
+}
+
+struct ServerRig {
+  std::unique_ptr<ServerSession> session = TestServer::shared().connect();
+  SettingsRigOver<ServerSession> rig{*session};
+  std::string database = TestServer::shared().freshDatabase("settings");
+};
+
+TEST(SettingsOnServer, ComeBackAsTheyWere) {
+  ServerRig server;
+  Settings& settings = server.rig.settings;
+  server.rig.database.dbPath = server.database;
+  settings.getSettings();
+  const Names hostile = {
+      "plain",          "\"", "\"\"",    "\\", "x\\\"; -- ", "gr\xC3\xBC\xC3\x9F",
+      "a'b`c%s%d\n\t?", " ",  "\\\\\"\\"};
+  settings.selectedAccounts = settings.selectedMailboxes = settings.categoryList = hostile;
+  settings.archive.browseNameString = "say \"hi\" \\ bye";
+  settings.archive.skipDupsState = 1;
+  settings.archive.appearanceState = 2;
+  settings.archive.limitSearchSize = "77";
+  ASSERT_TRUE(settings.saveSettings());
+
+  SettingsRigOver<ServerSession> next(*server.session);
+  next.database.dbPath = server.database;
+  next.settings.getSettings();
+  EXPECT_EQ(next.settings.selectedAccounts, hostile);
+  EXPECT_EQ(next.settings.selectedMailboxes, hostile);
+  EXPECT_EQ(next.settings.categoryList, hostile);
+  EXPECT_EQ(next.settings.archive.browseNameString, "say \"hi\" \\ bye");
+  EXPECT_EQ(next.settings.archive.skipDupsState, 1);
+  EXPECT_EQ(next.settings.archive.appearanceState, 2);
+  EXPECT_EQ(next.settings.archive.limitSearchSize, "77");
+  EXPECT_THAT(next.ui.alertLines(), IsEmpty());
+}
+
+TEST(SettingsOnServer, ANewArchiveTakesOverTheOnesBefore) {
+  ServerRig server;
+  Settings& settings = server.rig.settings;
+  server.rig.database.dbPath = server.database;
+  settings.getSettings();
+  settings.archive.trashState = 1;
+  settings.selectedAccounts = {"first"};
+  ASSERT_TRUE(settings.saveSettings());
+  server.rig.database.dbPath = TestServer::shared().freshDatabase("settings");
+  settings.getSettings();
+  EXPECT_EQ(settings.archive.trashState, 1) << "until it is saved there";
+  EXPECT_THAT(settings.selectedAccounts, IsEmpty());
+  settings.archive.trashState = 0;
+  ASSERT_TRUE(settings.saveSettings());
+  server.rig.database.dbPath = server.database;
+  settings.getSettings();
+  EXPECT_EQ(settings.archive.trashState, 1);
+  EXPECT_THAT(settings.selectedAccounts, ElementsAre("first"));
+}
+
+TEST(SettingsOnServer, TwoProgramsKeepEachOthersChanges) {
+  ServerRig first;
+  ServerRig second;
+  ServerRig reader;
+  for (ServerRig* each : {&first, &second, &reader}) each->rig.database.dbPath = first.database;
+  Settings& one = first.rig.settings;
+  Settings& two = second.rig.settings;
+  one.getSettings();
+  one.selectedAccounts = {"old", "gone"};
+  one.archive.trashState = 1;
+  ASSERT_TRUE(one.saveSettings());
+  two.getSettings();
+  one.selectedAccounts = {"old", "mine"};
+  one.archive.limitSearchSize = "5";
+  two.selectedAccounts = {"yours", "old", "gone"};
+  two.archive.browseNameString = "yours";
+  ASSERT_TRUE(one.saveSettings());
+  ASSERT_TRUE(two.saveSettings());
+  one.archive.junkState = 1;
+  ASSERT_TRUE(one.saveSettings());
+
+  Settings& found = reader.rig.settings;
+  found.getSettings();
+  EXPECT_THAT(found.selectedAccounts, testing::UnorderedElementsAre("old", "mine", "yours"));
+  EXPECT_EQ(found.archive.trashState, 1);
+  EXPECT_EQ(found.archive.limitSearchSize, "5");
+  EXPECT_EQ(found.archive.browseNameString, "yours");
+  EXPECT_EQ(found.archive.junkState, 1);
+  EXPECT_EQ(TestServer::shared().value("SELECT COUNT(*) FROM " + first.database + ".settings"),
+            "1");
+}
+
+TEST(SettingsOnServer, AFailureLeavesThemAsTheyWere) {
+  for (const std::string engine : {"InnoDB", "MyISAM"}) {
+    ServerRig server;
+    Settings& settings = server.rig.settings;
+    server.rig.database.dbPath = server.database;
+    settings.getSettings();
+    for (const char* table : {"settings", "accounts"}) {
+      ASSERT_TRUE(server.session->query("ALTER TABLE " + std::string(table) + " ENGINE=" + engine));
+    }
+    settings.selectedAccounts = {"kept"};
+    settings.archive.trashState = 1;
+    ASSERT_TRUE(settings.saveSettings());
+    ASSERT_TRUE(server.session->query(
+        "CREATE TRIGGER refuses BEFORE INSERT ON accounts FOR EACH ROW IF NEW.account='refused' "
+        "THEN SIGNAL SQLSTATE '45000' SET MESSAGE_TEXT='not this one'; END IF"))
+        << server.session->error();
+    settings.archive.trashState = 0;
+    settings.selectedAccounts = {"kept", "refused"};
+    EXPECT_FALSE(settings.saveSettings()) << engine;
+    EXPECT_THAT(server.rig.ui.alertLines(),
+                ElementsAre("alert critical [SQL Error] SQL error: not this one\\n"));
+    const std::string from = " FROM " + server.database + ".";
+    TestServer& other = TestServer::shared();
+    EXPECT_EQ(other.value("SELECT SUM(trashState)" + from + "settings"), "1") << engine;
+    EXPECT_EQ(other.value("SELECT GROUP_CONCAT(account)" + from + "accounts"), "kept") << engine;
+  }
+}
+
+TEST(SettingsOnServer, ListsTheCategoriesInUse) {
+  ServerRig server;
+  server.rig.database.dbPath = server.database;
+  server.rig.database.openDatabase();
+  for (const char* values :
+       {"(1,'Work','',0,'')", "(2,'Home','',0,'')", "(3,'Work','',0,'')", "(4,'','',0,'')"}) {
+    ASSERT_TRUE(server.session->query(std::string("INSERT INTO tags VALUES") + values));
+  }
+  server.rig.settings.getCategories();
+  EXPECT_THAT(server.rig.settings.setCatButton.titles, ElementsAre("None", "Home", "Work"));
+}
+
+}  // namespace
+}  // namespace keldane
