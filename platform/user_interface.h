@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/progress.h"
+
 namespace keldane {
 
 enum class AlertStyle { informational = 1, critical = 2 };
@@ -28,14 +30,6 @@ struct FileChooser {
   bool files = true;
   bool folders = false;
   bool several = false;
-};
-
-/// How far an archive run has come in reading.
-struct ReadingProgress {
-  std::size_t files = 0;
-  std::size_t allFiles = 0;
-  long messages = 0;
-  double share = 0;  ///< of the files, 0 to 1; a file of many messages counts by how far it is read
 };
 
 /// The face of the program, as the operations see it. Panels and controls are named by the names
