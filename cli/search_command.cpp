@@ -125,10 +125,9 @@ void runSearch(const SearchOptions& options, Program& program) {
 void addRows(CLI::App& command, SearchOptions& options) {
   const std::pair<const char*, const char*> joins[] = {
       {"--and", "AND"}, {"--or", "OR"}, {"--and-not", "AND NOT"}, {"--or-not", "OR NOT"}};
-  const char* help[] = {
-      "A further condition; FIELD is from, to, subject, mailbox, body, "
-      "attachment-name, attachment-contents or raw-headings. Up to eight in all; "
-      "OR binds tighter than AND",
+  const std::string help[] = {
+      "A further condition; FIELD is " + namesOf(kSearchFields, ", ", " or ") +
+          ". Up to eight in all; OR binds tighter than AND",
       "An alternative to the condition before it", "A condition that must not hold",
       "An alternative: that this does not hold"};
   for (std::size_t i = 0; i < std::size(joins); ++i) {
@@ -147,9 +146,8 @@ void addRows(CLI::App& command, SearchOptions& options) {
 void addFormOptions(CLI::App& command, SearchOptions& options) {
   SearchRequest& request = options.request;
   addRows(command, options);
-  CLI::Option* phrase = command.add_option(
-      "--entire-message", request.entireMessage,
-      "A phrase in sender, recipients, subject, mailbox, body or names of attachments");
+  CLI::Option* phrase = command.add_option("--entire-message", request.entireMessage,
+                                           "A phrase in " + phrasePlaces());
   for (const char* row : {"--and", "--or", "--and-not", "--or-not"}) {
     phrase->excludes(command.get_option(row));
   }
@@ -169,15 +167,15 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
   command.add_flag("--has-attachment", request.hasAttachment, "Only messages with attachments");
   command
       .add_option("--type", request.types, "Only with attachments of this type; may be repeated")
-      ->option_text("graphics|documents|sound|video|compressed")
+      ->option_text(namesOf(kAttachTypeGroups, "|", "|"))
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command.add_option("--category", request.category, "Tagged with this category");
-  command.add_option("--keywords", request.keywords,
-                     "Tagged with these keywords, side by side in their order");
-  command.add_option("--notes", request.notes, "Tagged with notes that hold this");
-  command.add_option("--priority", request.priority, "Tagged with this priority")
-      ->option_text("none|lowest|low|medium|high|highest");
+  std::string* tags[] = {&request.category, &request.keywords, &request.notes, &request.priority};
+  for (std::size_t i = 0; i < kTagFields; ++i) {
+    command.add_option(fmt::format("--{}", kTagSearchFields[i].name), *tags[i],
+                       std::string(kTagSearchFields[i].help));
+  }
+  command.get_option("--priority")->option_text("none|lowest|low|medium|high|highest");
   CLI::Option* with = command.add_flag("--with-tags", request.withTags,
                                        "Only tagged messages, of those within the limit");
   command
@@ -185,7 +183,7 @@ void addFormOptions(CLI::App& command, SearchOptions& options) {
                 "Only messages without tags, of those within the limit")
       ->excludes(with);
   command.add_option("--sort", request.sort, "Order (that of the settings when not given)")
-      ->option_text("id|from|date|subject|mailbox");
+      ->option_text(namesOf(kSortColumns, "|", "|"));
   command.add_flag("--descending", request.descending, "The last first");
   command
       .add_option("--limit", request.limit, "At most so many (that of the settings when not given)")

@@ -17,52 +17,6 @@ namespace {
 
 constexpr std::size_t kMostLimitDigits = 9;  // what 32 bits hold
 
-struct Word {
-  std::string_view name;
-  std::string_view title;
-};
-
-constexpr std::array<Word, kSearchRows> kFields = {{
-    {"from", "From"},
-    {"to", "To"},
-    {"subject", "Subject"},
-    {"mailbox", "Mailbox"},
-    {"body", "Body Text"},
-    {"attachment-name", "Attachment Name"},
-    {"attachment-contents", "Attachment Contents"},
-    {"raw-headings", "Raw Headings"},
-}};
-constexpr std::array<Word, kAttachTypes> kTypes = {{
-    {"graphics", ""},
-    {"documents", ""},
-    {"sound", ""},
-    {"video", ""},
-    {"compressed", ""},
-}};
-
-struct SortField {
-  std::string_view name;
-  int row;
-  int column;
-};
-constexpr std::array<SortField, 5> kSortFields = {{
-    {"id", 0, 0},
-    {"from", 0, 1},
-    {"date", 1, 0},
-    {"subject", 1, 1},
-    {"mailbox", 1, 2},
-}};
-
-template <typename Words>
-std::string names(const Words& words) {
-  std::string text;
-  for (const auto& word : words) {
-    if (!text.empty()) text += ", ";
-    text += word.name;
-  }
-  return text;
-}
-
 template <typename Words>
 auto findWord(const Words& words, std::string_view name) {
   return std::find_if(words.begin(), words.end(),
@@ -84,8 +38,9 @@ Result<void> fillRows(SearchForm& form, const std::vector<SearchTerm>& terms) {
       return Failure{fmt::format("\"{}\" is not of the form FIELD=TEXT", printable(text))};
     }
     const std::string_view name = std::string_view(text).substr(0, equals);
-    const auto field = findWord(kFields, name);
-    if (field == kFields.end()) return unknown("field", name, searchFieldNames());
+    const auto field = findWord(kSearchFields, name);
+    if (field == kSearchFields.end())
+      return unknown("field", name, namesOf(kSearchFields, ", ", ", "));
     form.fieldButton[row] = field->title;
     form.searchTextField[row] = literalPattern(text.substr(equals + 1));
     form.opsButton[row] = terms[row].operation;
@@ -117,9 +72,10 @@ Result<void> fillDates(DateMenus& dates, const SearchRequest& request) {
 Result<void> fillAttachments(SearchForm& form, const SearchRequest& request) {
   form.onlyAttachCheck = request.hasAttachment || !request.types.empty();
   for (const std::string& type : request.types) {
-    const auto found = findWord(kTypes, type);
-    if (found == kTypes.end()) return unknown("type", type, attachTypeNames());
-    form.typeCheck[static_cast<std::size_t>(found - kTypes.begin())] = true;
+    const auto found = findWord(kAttachTypeGroups, type);
+    if (found == kAttachTypeGroups.end())
+      return unknown("type", type, namesOf(kAttachTypeGroups, ", ", ", "));
+    form.typeCheck[static_cast<std::size_t>(found - kAttachTypeGroups.begin())] = true;
   }
   return {};
 }
@@ -167,9 +123,6 @@ Result<void> applyLimit(const std::string& limit, SearchContext& context) {
   return {};
 }
 
-std::string searchFieldNames() { return names(kFields); }
-std::string attachTypeNames() { return names(kTypes); }
-
 Result<SearchForm> searchFormOf(const SearchRequest& request) {
   SearchForm form;
   form.entireMsgTextField = literalPattern(request.entireMessage);
@@ -182,8 +135,9 @@ Result<SearchForm> searchFormOf(const SearchRequest& request) {
 
 Result<SearchContext> searchContextOf(const SearchRequest& request, SearchContext settings) {
   if (!request.sort.empty()) {
-    const auto found = findWord(kSortFields, request.sort);
-    if (found == kSortFields.end()) return unknown("order", request.sort, names(kSortFields));
+    const auto found = findWord(kSortColumns, request.sort);
+    if (found == kSortColumns.end())
+      return unknown("order", request.sort, namesOf(kSortColumns, ", ", ", "));
     settings.sortFieldRow = found->row;
     settings.sortFieldCol = found->column;
     settings.sortOrder = 0;

@@ -51,8 +51,4 @@ struct SearchRequest {
 /// Sets the limit that an option asks for: a number, or "none". An empty text changes nothing.
 [[nodiscard]] Result<void> applyLimit(const std::string& limit, SearchContext& context);
 
-/// Names for the options, in the order of the form.
-[[nodiscard]] std::string searchFieldNames();
-[[nodiscard]] std::string attachTypeNames();
-
 }  // namespace keldane

@@ -1,7 +1,5 @@
 #include "query/search_builder.h"
 
-#include <array>
-
 #include <fmt/format.h>
 
 #include "archive/tag_row.h"
@@ -9,22 +7,6 @@
 
 namespace keldane {
 namespace {
-
-struct FieldColumn {
-  std::string_view title;
-  std::string_view column;
-};
-
-constexpr std::array<FieldColumn, kSearchRows> kFieldColumns = {{
-    {"From", "from_fld"},
-    {"To", "to_fld"},
-    {"Subject", "subj_fld"},
-    {"Mailbox", "mailbox"},
-    {"Body Text", "body_fld"},
-    {"Attachment Name", "attachNames"},
-    {"Attachment Contents", "attachText"},
-    {"Raw Headings", "headings"},
-}};
 
 bool isOr(const std::string& title) { return title.starts_with("OR"); }
 bool isNot(const std::string& title) { return title.ends_with("NOT"); }
@@ -106,10 +88,14 @@ class WhereBuilder {
   }
 
   /// A clause of the tag block: `before` is the operator that joins and negates it.
-  void tagClause(std::string& sql, const std::string& before, std::string_view positive,
-                 std::string_view negative, std::string_view value) {
+  void tagClause(std::string& sql, const std::string& before, TagField field,
+                 const std::string& value) {
     if (clauseCount_ != 0) sql += joiner(isOr(before));
-    sql.append(isNot(before) ? negative : positive).append(value);
+    const bool isNumber = field == TagField::priority;
+    sql += columnOf(field);
+    if (isNumber) sql += isNot(before) ? " != " : "=";
+    if (!isNumber) sql += isNot(before) ? " NOT LIKE \"" : " LIKE \"";
+    sql += value;
     ++clauseCount_;
   }
 
@@ -137,25 +123,22 @@ struct TagBlock {
 };
 
 void spreadEntireMessage(SearchForm& form) {
-  const SearchForm fresh;
-  form.fieldButton = fresh.fieldButton;
-  // Attachment contents and raw headings are left out: the phrase would match too much there.
+  form.fieldButton = searchFieldTitles();
   for (std::size_t i = 0; i < kSearchRows; ++i) {
-    form.searchTextField[i] = i < 6 ? form.entireMsgTextField : "";
+    form.searchTextField[i] = !kSearchFields[i].phrasePlace.empty() ? form.entireMsgTextField : "";
     form.opsButton[i] = i == 0 ? "AND" : "OR";
   }
 }
 
 std::string orderText(const SearchContext& context) {
-  std::string order;
-  if (context.sortFieldRow == 0) {
-    order = context.sortFieldCol == 0 ? "id " : "UPPER(from_fld) ";
-  } else {
-    order = context.sortFieldCol == 0   ? "date_fld "
-            : context.sortFieldCol == 1 ? "UPPER(subj_fld) "
-                                        : "UPPER(mailbox) ";
+  // A column beyond those of its row counts as the last one.
+  const SortColumn* chosen = &kSortColumns.front();
+  for (const SortColumn& field : kSortColumns) {
+    const bool sameRow = (field.row == 0) == (context.sortFieldRow == 0);
+    const bool reached = context.sortFieldCol < 0 || context.sortFieldCol >= field.column;
+    if (sameRow && reached) chosen = &field;
   }
-  return order + (context.sortOrder == 0 ? "ASC" : "DESC");
+  return std::string(chosen->order) + (context.sortOrder == 0 ? "ASC" : "DESC");
 }
 
 void appendFieldBlock(std::string& whereSql, const SearchForm& form, WhereBuilder& builder,
@@ -181,35 +164,27 @@ void appendTagBlock(std::string& whereSql, const SearchForm& form, WhereBuilder&
     whereSql = fmt::format(" WHERE {}=tags.id AND (", idExpression);
   }
   if (!tags.category.empty()) {
-    builder.tagClause(whereSql, negated ? "NOT" : "", "cat_fld LIKE \"", "cat_fld NOT LIKE \"",
+    builder.tagClause(whereSql, negated ? "NOT" : "", TagField::category,
                       closedQuotes(tags.category) + "\"");
   } else if (negated) {
     // Not counted as a clause, so that a tag clause behind it is refused by the server.
-    whereSql += "cat_fld != \"\"";
+    whereSql.append(columnOf(TagField::category)).append(" != \"\"");
   }
   if (!tags.keywords.empty()) {
-    builder.tagClause(whereSql, form.catAndButton, "key_fld LIKE \"%", "key_fld NOT LIKE \"%",
-                      tags.keywords + "%\"");
+    builder.tagClause(whereSql, form.catAndButton, TagField::keywords, "%" + tags.keywords + "%\"");
   }
   if (!tags.notes.empty()) {
-    builder.tagClause(whereSql, form.keywordsAndButton, "notes_fld LIKE \"%",
-                      "notes_fld NOT LIKE \"%", doubledQuotes(tags.notes) + "%\"");
+    builder.tagClause(whereSql, form.keywordsAndButton, TagField::notes,
+                      "%" + doubledQuotes(tags.notes) + "%\"");
   }
   if (!tags.priority.empty()) {
-    builder.tagClause(whereSql, form.priorityAndButton, "priority_fld=", "priority_fld != ",
+    builder.tagClause(whereSql, form.priorityAndButton, TagField::priority,
                       fmt::format("{}", priorityOfTitle(tags.priority)));
   }
   whereSql += ")";
 }
 
 }  // namespace
-
-std::string_view columnForField(std::string_view title) {
-  for (const FieldColumn& field : kFieldColumns) {
-    if (field.title == title) return field.column;
-  }
-  return {};
-}
 
 std::string limitClause(const SearchContext& context) {
   const std::string& size = context.limitSearchSize;

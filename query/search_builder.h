@@ -37,9 +37,6 @@ struct SearchSql {
 /// statement.
 [[nodiscard]] std::string limitClause(const SearchContext& context);
 
-/// Column of `email` behind a title of the field menus; empty for any other text.
-[[nodiscard]] std::string_view columnForField(std::string_view title);
-
 /// Begin and end of a date range, "YYYY-MM-DD HH:MM:SS". The end day of "All" is the last of the
 /// month, and always 28 in February.
 struct DateRange {

@@ -2,14 +2,6 @@
 
 namespace keldane {
 
-std::string attachTypeLegend() {
-  std::string legend;
-  for (const AttachTypeGroup& group : kAttachTypeGroups) {
-    legend.append(group.name).append(" - ").append(group.extensions).append("\n\n");
-  }
-  return legend;
-}
-
 void resetRetrieve(SearchForm& form) {
   const SearchForm fresh;
   form.dates = fresh.dates;
