@@ -6,14 +6,10 @@
 #include <fstream>
 #include <string_view>
 
-#include <unistd.h>
-
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/reading/natural_date.h"
 #include "ingest/reading/strip_plist.h"
-#include "ingest/sources/mail_store_probe.h"
-#include "schedule/system_schedule_agent.h"
 
 namespace keldane {
 namespace {
@@ -43,50 +39,46 @@ ToolCall launchOf(const std::string& program) {
 }  // namespace
 
 KeldaneController::KeldaneController(Ports ports, Options options)
-    : ports_(std::move(ports)), options_(std::move(options)) {}
+    : ports_(std::move(ports)),
+      options_(std::move(options)),
+      archiver_({ports_.ui, ports_.tools, ports_.environment},
+                {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
+  makeParts();
+}
 
 KeldaneController::~KeldaneController() = default;
 
 void KeldaneController::init() {
-  process_.userName = ports_.environment.variable("USER").value_or("");
-  process_.homePath = ports_.environment.variable("HOME").value_or("");
-  process_.prefsFilePath = process_.homePath + "/Library/Preferences/com.varnwick.KeldanePro.plist";
-  makeParts();
-  if (const Result<void> loaded = prefs_->load(); !loaded) {
+  if (const Result<void> loaded = archiver_.preferences().load(); !loaded) {
     ports_.ui.alert({"Settings", loaded.error(), AlertStyle::critical, {"OK"}});
   }
 }
 
 void KeldaneController::makeParts() {
-  session_ = options_.makeSession ? options_.makeSession() : makeMysqlSession();
-  prefs_ = std::make_unique<PreferencesFile>(process_.prefsFilePath);
   progress_ = std::make_unique<ProgressPanel>(ports_.ui, ports_.mainQueue);
-  database_ = std::make_unique<ArchiveDatabase>(*session_, ports_.ui, process_);
-  connections_ = std::make_unique<Connections>(*session_, *database_, *prefs_, ports_.ui, process_);
-  settings_ = std::make_unique<Settings>(*session_, *database_, *prefs_, ports_.ui, process_);
-  sourceChooser_ = std::make_unique<SourceChooser>(SourceChooser::Context{
-      process_, *settings_, sources_, *database_, *progress_, ports_.ui, ports_.host});
-  LocalServer::Options serverOptions;
-  serverOptions.folder = supportFolder(process_) + "/Server";
-  localServer_ = std::make_unique<LocalServer>(serverOptions, ports_.tools, ports_.environment);
-  resultList_ = std::make_unique<ResultList>(*session_, *progress_, ports_.ui, process_);
+  sourceChooser_ = std::make_unique<SourceChooser>(
+      SourceChooser::Context{archiver_.process(), archiver_.settings(), archiver_.sources(),
+                             archiver_.database(), *progress_, ports_.ui, ports_.host});
+  resultList_ =
+      std::make_unique<ResultList>(archiver_.session(), *progress_, ports_.ui, archiver_.process());
   resultList_->makesListViews = options_.keepsResultList;
-  retrieveSheet_ =
-      std::make_unique<RetrieveSheet>(*resultList_, process_, ports_.environment, ports_.ui);
+  retrieveSheet_ = std::make_unique<RetrieveSheet>(*resultList_, archiver_.process(),
+                                                   ports_.environment, ports_.ui);
   sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
-  savedSearches_ = std::make_unique<SavedSearches>(*prefs_, *retrieveSheet_, ports_.ui);
+  savedSearches_ =
+      std::make_unique<SavedSearches>(archiver_.preferences(), *retrieveSheet_, ports_.ui);
   browse_ = std::make_unique<Browse>(*retrieveSheet_, *savedSearches_, *resultList_, ports_.ui);
-  pickLists_ = std::make_unique<PickLists>(*session_, *progress_, ports_.ui);
-  messageViewer_ = std::make_unique<MessageViewer>(*session_, *resultList_, ports_.ui);
-  attachmentExtraction_ =
-      std::make_unique<AttachmentExtraction>(*session_, *progress_, ports_.ui, ports_.host);
+  pickLists_ = std::make_unique<PickLists>(archiver_.session(), *progress_, ports_.ui);
+  messageViewer_ = std::make_unique<MessageViewer>(archiver_.session(), *resultList_, ports_.ui);
+  attachmentExtraction_ = std::make_unique<AttachmentExtraction>(archiver_.session(), *progress_,
+                                                                 ports_.ui, ports_.host);
   makeTagParts();
-  makeSchedule();
-  statistics_ = std::make_unique<StatisticsReport>(*session_, *progress_, ports_.ui, [this] {
-    database_->openDatabase();
-    // The report comes in any case.
-    process_.cancelFlag = 0;
-  });
+  statistics_ =
+      std::make_unique<StatisticsReport>(archiver_.session(), *progress_, ports_.ui, [this] {
+        archiver_.database().openDatabase();
+        // The report comes in any case.
+        archiver_.process().cancelFlag = 0;
+      });
   wireDatabase();
   wireConnections();
   wireSettings();
@@ -96,62 +88,56 @@ void KeldaneController::makeParts() {
 }
 
 void KeldaneController::wireDatabase() {
-  database_->setCallbacks({
-      .reconnect = [this] { connections_->doConnect(); },
+  archiver_.database().setCallbacks({
+      .reconnect = [this] { archiver_.connections().doConnect(); },
       .databaseDropped =
           [this] {
-            settings_->savePreferences();
-            settings_->getPrefs();
+            archiver_.settings().savePreferences();
+            archiver_.settings().getPrefs();
           },
-      .forgetDatabase = [this](const std::string& name) { settings_->forgetDatabase(name); },
+      .forgetDatabase =
+          [this](const std::string& name) { archiver_.settings().forgetDatabase(name); },
   });
 }
 
 void KeldaneController::wireConnections() {
   Connections::Callbacks callbacks;
   callbacks.prepareServer = [this](ConnectForm& form, std::string& error) {
-    if (form.connectNameTextField != kLocalConnectionName) return true;
-    const Result<LocalServer::Status> started = localServer_->start();
-    if (!started) {
-      error = started.error();
-      return false;
-    }
-    form.hostTextField = "localhost";
-    form.userTextField = started->user;
-    form.socketTextField = started->socket;
-    return true;
+    const Result<void> prepared = archiver_.prepareServer(form);
+    if (!prepared) error = prepared.error();
+    return prepared.has_value();
   };
   callbacks.forgetPostboxFolder = [this] { sourceChooser_->forgetPostboxFolder(); };
   callbacks.saveSelectedSources = [this] { sourceChooser_->saveSelectedSources(); };
-  callbacks.getSettings = [this] { settings_->getSettings(); };
+  callbacks.getSettings = [this] { archiver_.settings().getSettings(); };
   callbacks.showAppearanceAndPostbox = [this] {
-    settings_->form.selectEmailAppMatrix = settings_->archive.postbox;
-    settings_->form.selectAppearanceMatrix = settings_->archive.appearanceState;
+    archiver_.settings().form.selectEmailAppMatrix = archiver_.settings().archive.postbox;
+    archiver_.settings().form.selectAppearanceMatrix = archiver_.settings().archive.appearanceState;
   };
   callbacks.resetPrefs = [this] {
     // An archive that has settings keeps them, however new this machine is.
-    if (!settings_->archiveHasSettings()) settings_->resetPrefs();
+    if (!archiver_.settings().archiveHasSettings()) archiver_.settings().resetPrefs();
   };
-  callbacks.savePreferences = [this] { settings_->savePreferences(); };
-  callbacks.getPrefs = [this] { settings_->getPrefs(); };
-  callbacks.getCategories = [this] { settings_->getCategories(); };
+  callbacks.savePreferences = [this] { archiver_.settings().savePreferences(); };
+  callbacks.getPrefs = [this] { archiver_.settings().getPrefs(); };
+  callbacks.getCategories = [this] { archiver_.settings().getCategories(); };
   callbacks.get500emails = [this] {
     if (options_.keepsResultList) resultList_->get500emails();
   };
   callbacks.setStoreDate = [this] { archiveRun_->setStoreDate(); };
   callbacks.connectFailed = options_.connectFailed;
-  connections_->setCallbacks(std::move(callbacks));
+  archiver_.connections().setCallbacks(std::move(callbacks));
 }
 
 void KeldaneController::wireSettings() {
   Settings::Callbacks callbacks;
-  callbacks.markFirstRun = [this] { connections_->firstRun = true; };
-  callbacks.makeWorkFolder = [this] { makeWorkFolder(); };
+  callbacks.markFirstRun = [this] { archiver_.connections().firstRun = true; };
+  callbacks.makeWorkFolder = [this] { archiver_.makeWorkFolder(); };
   callbacks.loadRulesAndSearches = [this] {
     tagRuleEditor_->loadRules();
     savedSearches_->load();
   };
-  callbacks.accountRowsStale = [this] { sources_.acctRowsLoaded = false; };
+  callbacks.accountRowsStale = [this] { archiver_.sources().acctRowsLoaded = false; };
   callbacks.rebuildSelection = [this] { sourceChooser_->rebuildSelection(); };
   callbacks.fillSelectionTable = [this] { sourceChooser_->fillSelectionTable(); };
   callbacks.ensureMailboxNames = [this] { sourceChooser_->ensureMailboxNames(); };
@@ -159,13 +145,14 @@ void KeldaneController::wireSettings() {
     if (options_.keepsResultList) resultList_->get500emails();
   };
   callbacks.quitAndRelaunch = [this] { quitAndRelaunch(); };
-  settings_->setCallbacks(std::move(callbacks));
+  archiver_.settings().setCallbacks(std::move(callbacks));
   resultList_->setCallbacks({
       .dateStyle =
           [this] {
-            return DateStyle{settings_->user.dateFormat, settings_->user.separator};
+            return DateStyle{archiver_.settings().user.dateFormat,
+                             archiver_.settings().user.separator};
           },
-      .dbPath = [this] { return database_->dbPath; },
+      .dbPath = [this] { return archiver_.database().dbPath; },
       .storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); },
       .clearMessageViews = [this] { messageViewer_->clearMessageViews(); },
   });
@@ -173,7 +160,9 @@ void KeldaneController::wireSettings() {
 
 void KeldaneController::wireRun() {
   ArchiveRun::Callbacks callbacks;
-  callbacks.loadAccountRows = [this] { sourceChooser_->loadAccountRows(sources_.acctRows); };
+  callbacks.loadAccountRows = [this] {
+    sourceChooser_->loadAccountRows(archiver_.sources().acctRows);
+  };
   callbacks.getMailboxNames = [this] { sourceChooser_->getMailboxNames(); };
   callbacks.retrieve = [this](const std::string& sql) {
     if (!options_.keepsResultList) return;
@@ -183,8 +172,9 @@ void KeldaneController::wireRun() {
   callbacks.clearResultList = [this] { resultList_->clear(); };
   callbacks.terminate = [this] { terminate(); };
   archiveRun_ = std::make_unique<ArchiveRun>(
-      ArchiveRun::Context{*session_, process_, *database_, *connections_, *settings_, sources_,
-                          tagRulesList_, *progress_, ports_.ui, ports_.mainQueue,
+      ArchiveRun::Context{archiver_.session(), archiver_.process(), archiver_.database(),
+                          archiver_.connections(), archiver_.settings(), archiver_.sources(),
+                          archiver_.tagRulesList(), *progress_, ports_.ui, ports_.mainQueue,
                           ports_.environment, ports_.host},
       std::move(callbacks));
 }
@@ -193,26 +183,27 @@ void KeldaneController::wireSearch() {
   RetrieveSheet::Callbacks sheet;
   sheet.doConnect = [this] {
     // A program that shows one list and ends has just connected.
-    if (options_.keepsResultList || !connections_->isConnected()) connections_->doConnect();
+    if (options_.keepsResultList || !archiver_.connections().isConnected())
+      archiver_.connections().doConnect();
   };
-  sheet.openDatabase = [this] { database_->openDatabase(); };
-  sheet.dbPath = [this] { return database_->dbPath; };
+  sheet.openDatabase = [this] { archiver_.database().openDatabase(); };
+  sheet.dbPath = [this] { return archiver_.database().dbPath; };
   sheet.isArchiving = [this] {
     return archiveRun_->isRunning() || archiveRun_->counters().processedCount != 0;
   };
   sheet.settings = [this] { return searchSettings(); };
   retrieveSheet_->setCallbacks(std::move(sheet));
 
-  savedSearches_->setCallbacks({.getPrefs = [this] { settings_->getPrefs(); }});
+  savedSearches_->setCallbacks({.getPrefs = [this] { archiver_.settings().getPrefs(); }});
 
   Browse::Callbacks browse;
-  browse.browseSearchName = [this] { return settings_->archive.browseNameString; };
+  browse.browseSearchName = [this] { return archiver_.settings().archive.browseNameString; };
   browse.setBrowseSearchName = [this](const std::string& name) {
-    settings_->archive.browseNameString = name;
+    archiver_.settings().archive.browseNameString = name;
   };
-  browse.savePreferences = [this] { settings_->savePreferences(); };
+  browse.savePreferences = [this] { archiver_.settings().savePreferences(); };
   // The searches are this user's, the choice is the archive's: another user may have that one.
-  browse.forgetsMissingSearch = [this] { return database_->opening == Opening::create; };
+  browse.forgetsMissingSearch = [this] { return archiver_.database().opening == Opening::create; };
   browse.settings = [this] { return searchSettings(); };
   browse_->setCallbacks(std::move(browse));
 }
@@ -224,109 +215,73 @@ void KeldaneController::wireViewer() {
     MessageTags tags;
     stripPlist(source, tags);
   };
-  viewer.declaredCharsets = [this] { return settings_->user.declaredCharsets != 0; };
+  viewer.declaredCharsets = [this] { return archiver_.settings().user.declaredCharsets != 0; };
   viewer.parseDate = parseNaturalDate;
   viewer.now = [this] { return ports_.environment.now(); };
-  viewer.dateFormat = [this] { return settings_->user.dateFormat; };
+  viewer.dateFormat = [this] { return archiver_.settings().user.dateFormat; };
   viewer.openDatabase = [this] {
-    connections_->doConfigure();
-    database_->openDatabase();
+    archiver_.connections().doConfigure();
+    archiver_.database().openDatabase();
   };
   viewer.isSessionTaken = [this] { return archiveRun_->isRunning(); };
-  viewer.attachmentFolder = [this] { return process_.workFolder; };
+  viewer.attachmentFolder = [this] { return archiver_.process().workFolder; };
   viewer.setTags = [this] { tagPanel_->setTags(); };
   messageViewer_->setCallbacks(std::move(viewer));
 
   attachmentExtraction_->setCallbacks({
-      .launchAttachments = [this] { return settings_->user.launchAttachments != 0; },
+      .launchAttachments = [this] { return archiver_.settings().user.launchAttachments != 0; },
       .showHtmlVersion = [this](const std::string& path) { messageViewer_->showHtmlVersion(path); },
       .chooseSaveFile = options_.chooseSaveFile,
   });
 }
 
 void KeldaneController::makeTagParts() {
-  tagRuleEditor_ = std::make_unique<TagRuleEditor>(tagRulesList_, *prefs_, *settings_, ports_.ui);
-  tagPanel_ =
-      std::make_unique<TagPanel>(*session_, *resultList_, *settings_, *progress_, ports_.ui);
+  tagRuleEditor_ = std::make_unique<TagRuleEditor>(
+      archiver_.tagRulesList(), archiver_.preferences(), archiver_.settings(), ports_.ui);
+  tagPanel_ = std::make_unique<TagPanel>(archiver_.session(), *resultList_, archiver_.settings(),
+                                         *progress_, ports_.ui);
   DuplicateSweep::Callbacks sweep;
-  sweep.dbPath = [this] { return database_->dbPath; };
+  sweep.dbPath = [this] { return archiver_.database().dbPath; };
   sweep.storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); };
   sweep.clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
   sweep.stripPlist = [](std::string& source) {
     MessageTags tags;
     stripPlist(source, tags);
   };
-  sweep.declaredCharsets = [this] { return settings_->user.declaredCharsets != 0; };
-  duplicateSweep_ = std::make_unique<DuplicateSweep>(*session_, *resultList_, *progress_, ports_.ui,
-                                                     std::move(sweep));
+  sweep.declaredCharsets = [this] { return archiver_.settings().user.declaredCharsets != 0; };
+  duplicateSweep_ = std::make_unique<DuplicateSweep>(archiver_.session(), *resultList_, *progress_,
+                                                     ports_.ui, std::move(sweep));
 }
 
 SearchContext KeldaneController::searchSettings() const {
   SearchContext context;
-  context.limitSearchState = settings_->archive.limitSearchState;
-  context.limitSearchSize = settings_->archive.limitSearchSize;
-  context.sortOrder = settings_->user.sortOrder;
-  context.sortFieldRow = settings_->user.sortFieldRow;
-  context.sortFieldCol = settings_->user.sortFieldCol;
+  context.limitSearchState = archiver_.settings().archive.limitSearchState;
+  context.limitSearchSize = archiver_.settings().archive.limitSearchSize;
+  context.sortOrder = archiver_.settings().user.sortOrder;
+  context.sortFieldRow = archiver_.settings().user.sortFieldRow;
+  context.sortFieldCol = archiver_.settings().user.sortFieldCol;
   return context;
 }
 
 MenuState KeldaneController::menuState(std::size_t selectedRows) const {
-  return {settings_->archive.origState, retrieveSheet_->listMode, selectedRows};
-}
-
-void KeldaneController::makeSchedule() {
-  scheduleAgent_ = options_.makeScheduleAgent ? options_.makeScheduleAgent()
-                                              : makeScheduleAgent(ports_.tools, process_.homePath);
-  schedule_ = std::make_unique<Schedule>(
-      Schedule::Context{*settings_, *scheduleAgent_, ports_.tools, ports_.environment, ports_.ui,
-                        process_, options_.cleansCrontab});
-}
-
-void KeldaneController::makeWorkFolder() {
-  process_.workFolder =
-      ports_.environment.temporaryFolder() + "keldane_" + ports_.environment.uniqueString();
-  if (const Result<void> made = makeFolders(process_.workFolder); !made) {
-    std::fprintf(stderr, "%s\n", made.error().c_str());
-  }
-  workFolders_.push_back(process_.workFolder);
-}
-
-void KeldaneController::removeWorkFiles(const std::array<std::string, 3>& files) {
-  if (!process_.debugLogOn && fileExists(process_.logFilePath)) {
-    for (const std::string& file : files) std::remove(file.c_str());
-  }
-  // The log of a run stays, and its folder with it.
-  for (const std::string& folder : workFolders_) ::rmdir(folder.c_str());
+  return {archiver_.settings().archive.origState, retrieveSheet_->listMode, selectedRows};
 }
 
 void KeldaneController::awakeFromNib() {
-  process_.systemVersion = ports_.environment.systemVersion();
-  probeMailStore(process_);
-  makeWorkFolder();
-  process_.launchArguments = ports_.environment.arguments();
-  if (!process_.launchArguments.empty()) {
-    process_.launchCommand = process_.launchArguments.front();
-    replaceAll(process_.launchCommand, " ", "\\ ");
-  }
-  if (process_.launchArguments.size() >= 2) {
-    process_.unattendedRun = leadingInt(process_.launchArguments[1]);
-  }
-  if (process_.unattendedRun != 0 && !schedule_->isScheduled()) {
+  if (!archiver_.start()) {
     terminate();
     return;
   }
-  connections_->getConnectionPrefs();
-  settings_->getPrefs();
-  prefs_->setInteger("diskAccessState", settings_->user.diskAccessState);
+  archiver_.loadPreferences();
 }
 
 bool KeldaneController::fullDiskAccessRefused() {
-  const std::string probe = process_.homePath + process_.mailRootSuffix + "/PersistenceInfo.plist";
+  const std::string probe =
+      archiver_.process().homePath + archiver_.process().mailRootSuffix + "/PersistenceInfo.plist";
   // Opened, because a guarded system grants the access and refuses the opening.
   if (!fileExists(probe) || std::ifstream(probe).is_open()) return false;
   for (const std::string_view version : kGuardedSystems) {
-    if (process_.systemVersion.starts_with(version)) return true;
+    if (archiver_.process().systemVersion.starts_with(version)) return true;
   }
   return false;
 }
@@ -345,37 +300,34 @@ void KeldaneController::applicationDidFinishLaunching() {
     ports_.ui.alert({"Full Disk Access", kFullDiskAccessText, AlertStyle::critical, {"OK"}});
     return;
   }
-  schedule_->removeCrontab();
-  if (process_.unattendedRun != 0) {
-    ensureConnection();
-    database_->remembered = !prefs_->has("dbPath");
-    takeConnectionsDatabase();
-    connections_->doConnect();
-    if (!connections_->isConnected()) return;
-    connections_->doConfigure();
+  archiver_.schedule().removeCrontab();
+  if (archiver_.process().unattendedRun != 0) {
+    if (!archiver_.connectUnattended()) return;
+    archiver_.connections().doConfigure();
     ports_.ui.closePanel("storePanel");
     archiveRun_->setStoreDate();
     return;
   }
-  connections_->newConnect();
+  archiver_.connections().newConnect();
   ports_.ui.showPanel("storePanel");
-  connections_->doConfigure();
-  if (settings_->archive.mailboxesState != 0) progress_->close();
+  archiver_.connections().doConfigure();
+  if (archiver_.settings().archive.mailboxesState != 0) progress_->close();
   resultList_->get500emails();
-  if (settings_->user.showOnStartupState != 0) openSplashScreen();
+  if (archiver_.settings().user.showOnStartupState != 0) openSplashScreen();
 }
 
 void KeldaneController::applicationWillTerminate() {
-  const std::array<std::string, 3> workFiles = {process_.logFilePath, process_.tmpFilePath,
-                                                process_.storeLogPath};
+  const std::array<std::string, 3> workFiles = {archiver_.process().logFilePath,
+                                                archiver_.process().tmpFilePath,
+                                                archiver_.process().storeLogPath};
   archiveRun_->abandon();
   resultList_->dropAllViewsQuietly();
-  removeWorkFiles(workFiles);
-  session_->close();
+  archiver_.removeWorkFiles(workFiles);
+  archiver_.session().close();
 }
 
 bool KeldaneController::windowShouldClose(std::string_view window) {
-  return window != "connectPanel" || connections_->takeConnectPanelMayClose();
+  return window != "connectPanel" || archiver_.connections().takeConnectPanelMayClose();
 }
 
 void KeldaneController::quitKeldane() {
@@ -384,9 +336,10 @@ void KeldaneController::quitKeldane() {
 }
 
 void KeldaneController::quitAndRelaunch() {
-  if (!process_.launchArguments.empty()) {
+  if (!archiver_.process().launchArguments.empty()) {
     ports_.mainQueue.postAfter(
-        kRelaunchDelay, [&tools = ports_.tools, call = launchOf(process_.launchArguments.front())] {
+        kRelaunchDelay,
+        [&tools = ports_.tools, call = launchOf(archiver_.process().launchArguments.front())] {
           const Result<int> started = tools.startDetached(call, "/dev/null");
           if (!started) std::fprintf(stderr, "%s\n", started.error().c_str());
         });
@@ -405,49 +358,7 @@ void KeldaneController::showSplashScreen() {
 
 void KeldaneController::doneGettingStarted() {
   ports_.ui.closePanel("splashScreen");
-  settings_->savePreferences();
-}
-
-bool KeldaneController::connectForCommand(const std::string& connectionName,
-                                          const std::string& databaseName, Opening opening) {
-  ensureConnection();
-  database_->opening = opening;
-  // Only a choice is remembered, and what a first archive is called.
-  const bool asUsual = connectionName.empty() && databaseName.empty();
-  database_->remembered = asUsual && opening == Opening::create && !prefs_->has("dbPath");
-  if (!connectionName.empty()) {
-    const std::vector<std::string> names = connections_->connectionNames();
-    for (std::size_t row = 0; row < names.size(); ++row) {
-      if (names[row] == connectionName) connections_->selectConnection(row);
-    }
-  }
-  if (!databaseName.empty()) connections_->form.dbPathTextField = databaseName;
-  takeConnectionsDatabase();
-  connections_->doConnect();
-  return connections_->isConnected();
-}
-
-void KeldaneController::takeConnectionsDatabase() {
-  const std::string& own = connections_->form.dbPathTextField;
-  if (!own.empty()) database_->dbPath = own;
-}
-
-void KeldaneController::ensureConnection() {
-  if (connections_->connectionList().empty()) savePrivateServer();
-}
-
-bool KeldaneController::savePrivateServer() {
-  connections_->form = {};
-  connections_->form.connectNameTextField = kLocalConnectionName;
-  connections_->form.hostTextField = "localhost";
-  connections_->form.userTextField = "root";
-  connections_->form.socketTextField = localServer_->socketPath();
-  // Saving a connection goes on to a run when the start is unattended; this one is only noted.
-  const int unattended = process_.unattendedRun;
-  process_.unattendedRun = 0;
-  const bool saved = connections_->saveConnection();
-  process_.unattendedRun = unattended;
-  return saved;
+  archiver_.settings().savePreferences();
 }
 
 void KeldaneController::terminate() {

@@ -1,23 +1,18 @@
 #pragma once
 
-#include <array>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "archive/archive_database.h"
-#include "archive/server_session.h"
+#include "app/archiver.h"
 #include "ingest/archive_run.h"
-#include "ingest/sources/mail_sources.h"
 #include "ingest/sources/source_chooser.h"
 #include "ingest/storing/tag_rule_editor.h"
-#include "ingest/storing/tag_rules.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
-#include "platform/process_state.h"
 #include "platform/progress_panel.h"
 #include "platform/tool_runner.h"
 #include "platform/user_interface.h"
@@ -33,17 +28,11 @@
 #include "query/sql_editor.h"
 #include "query/statistics.h"
 #include "query/tag_panel.h"
-#include "schedule/schedule.h"
-#include "schedule/schedule_agent.h"
-#include "server/connections.h"
-#include "server/local_server.h"
-#include "settings/preferences_file.h"
-#include "settings/settings.h"
 
 namespace keldane {
 
-/// The root that everything hangs from: makes the components, wires them, holds the start and stop
-/// sequences, and is the one door for the faces. The work itself is in the components.
+/// The root of the window: makes its panels over one `Archiver`, wires them, holds the start and
+/// stop sequences. The work itself is below.
 ///
 /// Main thread only; the worker of a run reaches the main thread through the main queue.
 class KeldaneController {
@@ -96,31 +85,20 @@ class KeldaneController {
   void showSplashScreen();
   void doneGettingStarted();
 
-  /// The start of a terminal command: as far as `awakeFromNib`, then a connect with the saved
-  /// connection, or with the private server when there is none, in place of the connection form.
-  /// The names, where they are given, hold for this command alone. The database is the one named,
-  /// the connection's own, or the one of the last time, in this order. Answers whether the session
-  /// stands.
-  [[nodiscard]] bool connectForCommand(const std::string& connectionName = "",
-                                       const std::string& databaseName = "",
-                                       Opening opening = Opening::create);
-
-  /// Saves the private server among the connections and selects it, when none is saved yet.
-  void ensureConnection();
-  /// The same whatever is saved. False when the preferences could not be written.
-  bool savePrivateServer();
-
-  ProcessState& process() { return process_; }
-  ServerSession& session() { return *session_; }
-  PreferencesFile& preferences() { return *prefs_; }
-  ArchiveDatabase& database() { return *database_; }
-  Connections& connections() { return *connections_; }
-  Settings& settings() { return *settings_; }
-  Schedule& schedule() { return *schedule_; }
-  LocalServer& localServer() { return *localServer_; }
-  SourceSelection& sources() { return sources_; }
+  /// The core beneath.
+  Archiver& archiver() { return archiver_; }
+  // Of the core, for those who still come through here.
+  ProcessState& process() { return archiver_.process(); }
+  ServerSession& session() { return archiver_.session(); }
+  PreferencesFile& preferences() { return archiver_.preferences(); }
+  ArchiveDatabase& database() { return archiver_.database(); }
+  Connections& connections() { return archiver_.connections(); }
+  Settings& settings() { return archiver_.settings(); }
+  Schedule& schedule() { return archiver_.schedule(); }
+  LocalServer& localServer() { return archiver_.localServer(); }
+  SourceSelection& sources() { return archiver_.sources(); }
   SourceChooser& sourceChooser() { return *sourceChooser_; }
-  std::vector<TagRule>& tagRulesList() { return tagRulesList_; }
+  std::vector<TagRule>& tagRulesList() { return archiver_.tagRulesList(); }
   TagRuleEditor& tagRuleEditor() { return *tagRuleEditor_; }
   TagPanel& tagPanel() { return *tagPanel_; }
   DuplicateSweep& duplicateSweep() { return *duplicateSweep_; }
@@ -148,30 +126,16 @@ class KeldaneController {
   void wireRun();
   void wireSearch();
   void makeTagParts();
-  void makeSchedule();
   void wireViewer();
   void terminate();
-  void takeConnectionsDatabase();
-  void makeWorkFolder();
-  void removeWorkFiles(const std::array<std::string, 3>& files);
   void openSplashScreen();
   [[nodiscard]] bool fullDiskAccessRefused();
 
   Ports ports_;
   Options options_;
-  ProcessState process_;
-  SourceSelection sources_;
-  std::vector<TagRule> tagRulesList_;
-  std::unique_ptr<ServerSession> session_;
-  std::unique_ptr<PreferencesFile> prefs_;
+  Archiver archiver_;
   std::unique_ptr<ProgressPanel> progress_;
-  std::unique_ptr<ArchiveDatabase> database_;
-  std::unique_ptr<Connections> connections_;
-  std::unique_ptr<Settings> settings_;
-  std::unique_ptr<ScheduleAgent> scheduleAgent_;
-  std::unique_ptr<Schedule> schedule_;
   std::unique_ptr<SourceChooser> sourceChooser_;
-  std::unique_ptr<LocalServer> localServer_;
   std::unique_ptr<ResultList> resultList_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;
   std::unique_ptr<SqlEditor> sqlEditor_;
@@ -185,8 +149,6 @@ class KeldaneController {
   std::unique_ptr<AttachmentExtraction> attachmentExtraction_;
   std::unique_ptr<StatisticsReport> statistics_;
   std::unique_ptr<ArchiveRun> archiveRun_;
-  /// Folders made for the files of runs, one each time the debug log went off.
-  std::vector<std::string> workFolders_;
   bool terminated_ = false;
 };
 

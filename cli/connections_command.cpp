@@ -52,7 +52,7 @@ void listConnections(bool json, Program& program) {
 /// is not made for the question.
 void listArchives(Program& program) {
   KeldaneController& controller = program.controller();
-  controller.ensureConnection();
+  controller.archiver().ensureConnection();
   const std::string name = controller.connections().current().name;
   const std::string data = controller.localServer().status().dataFolder;
   const bool isNew = name == kLocalConnectionName && (data.empty() || !isDirectory(data));
@@ -154,7 +154,7 @@ bool switchTo(const std::string& name, Program& program) {
   KeldaneController& controller = program.controller();
   const std::string inUse = controller.connections().current().name;
   if (name == kLocalConnectionName && !rowNamed(name, program)) {
-    if (!controller.savePrivateServer()) return false;
+    if (!controller.archiver().savePrivateServer()) return false;
     // Saving has selected it; what is left is the one before.
     if (const auto former = rowNamed(inUse, program)) {
       controller.connections().selectConnection(*former);

@@ -84,7 +84,7 @@ KeldaneController& Program::controller() {
 KeldaneController* Program::connected(const std::string& connectionName,
                                       const std::string& databaseName, Opening opening) {
   KeldaneController& made = controller();
-  made.ensureConnection();
+  made.archiver().ensureConnection();
   if (!connectionName.empty()) {
     const std::vector<std::string> names = made.connections().connectionNames();
     if (std::find(names.begin(), names.end(), connectionName) == names.end()) {
@@ -99,7 +99,7 @@ KeldaneController* Program::connected(const std::string& connectionName,
       return nullptr;
     }
   }
-  if (!made.connectForCommand(connectionName, databaseName, opening)) return nullptr;
+  if (!made.archiver().connectForCommand(connectionName, databaseName, opening)) return nullptr;
   if (made.process().cancelFlag.exchange(0) != 0) return nullptr;
   return &made;
 }

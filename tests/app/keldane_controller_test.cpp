@@ -123,7 +123,7 @@ TEST_F(KeldaneControllerTest, OnlyAWholeStartTouchesTheCrontab) {
     return std::count(lines.begin(), lines.end(), "/usr/bin/crontab -l");
   };
   start();
-  static_cast<void>(controller->connectForCommand());
+  static_cast<void>(controller->archiver().connectForCommand());
   EXPECT_EQ(crontabCalls(), 0);
   controller->applicationDidFinishLaunching();
   EXPECT_EQ(crontabCalls(), 1);

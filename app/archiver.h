@@ -1,0 +1,108 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "archive/archive_database.h"
+#include "archive/server_session.h"
+#include "ingest/sources/mail_sources.h"
+#include "ingest/storing/tag_rules.h"
+#include "platform/environment.h"
+#include "platform/process_state.h"
+#include "platform/tool_runner.h"
+#include "platform/user_interface.h"
+#include "schedule/schedule.h"
+#include "schedule/schedule_agent.h"
+#include "server/connections.h"
+#include "server/local_server.h"
+#include "settings/preferences_file.h"
+#include "settings/settings.h"
+
+namespace keldane {
+
+/// The root of the core: owns the process's state, the one session, the preferences and what works
+/// on them. The window, the terminal and an unattended run all stand on one of these.
+///
+/// Main thread only.
+class Archiver {
+ public:
+  struct Ports {
+    UserInterface& ui;
+    ToolRunner& tools;
+    Environment& environment;
+  };
+  struct Options {
+    /// Taking a schedule back cleans the user's crontab too. A terminal command leaves it alone.
+    bool cleansCrontab = true;
+    /// Makes the session; empty: one over the MySQL client.
+    std::function<std::unique_ptr<ServerSession>()> makeSession;
+    /// Makes the way to the system's scheduler; empty: that of this system.
+    std::function<std::unique_ptr<ScheduleAgent>()> makeScheduleAgent;
+  };
+
+  Archiver(Ports ports, const Options& options);
+  ~Archiver();
+  Archiver(const Archiver&) = delete;
+  Archiver& operator=(const Archiver&) = delete;
+
+  /// Looks around: system, mail store, work folder, arguments. False for a start by a schedule that
+  /// is no longer there: the program has nothing to do.
+  [[nodiscard]] bool start();
+  /// Reads connections and settings out of the preferences.
+  void loadPreferences();
+  /// The end: the work files of runs, and their folders as far as they are empty.
+  void removeWorkFiles(const std::array<std::string, 3>& files);
+
+  /// Connects as a terminal command does: with the saved connection, or with the private server
+  /// when there is none. The names, where they are given, hold for this process alone. The database
+  /// is the one named, the connection's own, or the one of the last time, in this order. Answers
+  /// whether the session stands.
+  [[nodiscard]] bool connectForCommand(const std::string& connectionName = "",
+                                       const std::string& databaseName = "",
+                                       Opening opening = Opening::create);
+  /// The same for a run by the schedule.
+  [[nodiscard]] bool connectUnattended();
+
+  /// Saves the private server among the connections and selects it, when none is saved yet.
+  void ensureConnection();
+  /// The same whatever is saved. False when the preferences could not be written.
+  bool savePrivateServer();
+  /// Starts the private server when the form names it, and fills in host, user and socket.
+  [[nodiscard]] Result<void> prepareServer(ConnectForm& form);
+  void makeWorkFolder();
+
+  ProcessState& process() { return process_; }
+  ServerSession& session() { return *session_; }
+  PreferencesFile& preferences() { return prefs_; }
+  ArchiveDatabase& database() { return database_; }
+  Connections& connections() { return connections_; }
+  Settings& settings() { return settings_; }
+  [[nodiscard]] const Settings& settings() const { return settings_; }
+  Schedule& schedule() { return schedule_; }
+  LocalServer& localServer() { return localServer_; }
+  SourceSelection& sources() { return sources_; }
+  std::vector<TagRule>& tagRulesList() { return tagRulesList_; }
+
+ private:
+  void takeConnectionsDatabase();
+
+  Ports ports_;
+  ProcessState process_;
+  SourceSelection sources_;
+  std::vector<TagRule> tagRulesList_;
+  std::unique_ptr<ServerSession> session_;
+  PreferencesFile prefs_;
+  ArchiveDatabase database_;
+  Connections connections_;
+  Settings settings_;
+  LocalServer localServer_;
+  std::unique_ptr<ScheduleAgent> scheduleAgent_;
+  Schedule schedule_;
+  /// Folders made for the files of runs, one each time the debug log went off.
+  std::vector<std::string> workFolders_;
+};
+
+}  // namespace keldane
