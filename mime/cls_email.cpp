@@ -17,7 +17,7 @@ void readField(const StringBuffer& value, std::string& out, LogBase& log) {
     return;
   }
   StringBuffer decoded(value);
-  decoded.qbDecode(log);
+  qbDecode(decoded, log);
   out.assign(decoded.view());
 }
 

@@ -8,7 +8,6 @@
 
 namespace keldane::mime {
 
-class LogBase;
 class StringBuffer;
 
 /// A growable run of bytes with no text meaning: bodies, attachments, converted text. Grows in
@@ -45,7 +44,6 @@ class DataBuffer : public TarnellObject {
   bool append(std::string_view bytes) { return append(bytes.data(), bytes.size()); }
   /// False, and nothing done, when `other` is this object or is stale.
   bool append(const DataBuffer& other);
-  bool append(const StringBuffer& text);
   bool appendChar(std::uint8_t c) {
     if (size_ < capacity_ && !borrowed_) {
       data_[size_++] = c;
@@ -94,12 +92,6 @@ class DataBuffer : public TarnellObject {
 
   /// By its BOM or its NUL bytes: 1200, 1201, 12000, 12001 or 65001; -1 when nothing shows.
   [[nodiscard]] int detectObviousCodePage() const;
-  /// True when the bytes have the shape of Latin UTF-8 and a trial conversion from `codePage`
-  /// cannot be carried out. Bytes that the page does not define do not count as such a failure.
-  [[nodiscard]] bool isReallyUtf8(int codePage) const;
-  /// UTF-16 in machine order, or as its BOM says, to UTF-8. Replaces `out` / this object.
-  bool cvUnicodeToUtf8(StringBuffer& out) const;
-  bool cvUnicodeToUtf8_db(DataBuffer& out) const;
 
  private:
   friend class StringBuffer;

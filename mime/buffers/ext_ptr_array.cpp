@@ -105,4 +105,37 @@ bool ExtPtrArraySb::containsString(std::string_view text, bool ignoreCase) const
   return false;
 }
 
+bool split(std::string_view text, ExtPtrArraySb& list, char separator, bool exceptDoubleQuoted,
+           bool exceptEscaped) {
+  return split2(text, list, {&separator, 1}, exceptDoubleQuoted, exceptEscaped);
+}
+
+bool split2(std::string_view text, ExtPtrArraySb& list, std::string_view separators,
+            bool exceptDoubleQuoted, bool exceptEscaped) {
+  bool quoted = false;
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\\' && exceptEscaped) {
+      ++i;
+    } else if (c == '"' && exceptDoubleQuoted) {
+      quoted = !quoted;
+    } else if (!quoted && separators.find(c) != std::string_view::npos) {
+      if (!list.appendString(text.substr(begin, i - begin))) return false;
+      begin = i + 1;
+    }
+  }
+  return begin >= text.size() || list.appendString(text.substr(begin));
+}
+
+bool splitIntoLines(std::string_view text, ExtPtrArraySb& list, int /*hint*/) {
+  while (!text.empty()) {
+    const std::size_t end = text.find_first_of("\r\n");
+    if (!list.appendString(text.substr(0, end))) return false;
+    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + (text.substr(end, 2) == "\r\n" ? 2 : 1));
+  }
+  return true;
+}
+
 }  // namespace keldane::mime

@@ -87,4 +87,13 @@ class ExtPtrArraySb : public ExtPtrArray<StringBuffer> {
   [[nodiscard]] bool containsString(std::string_view text, bool ignoreCase) const;
 };
 
+// Splitters. The pieces of `text` are appended to `list` as new objects; false when memory runs
+// out. A separator at the very end opens no further piece.
+bool split(std::string_view text, ExtPtrArraySb& list, char separator, bool exceptDoubleQuoted,
+           bool exceptEscaped);
+bool split2(std::string_view text, ExtPtrArraySb& list, std::string_view separators,
+            bool exceptDoubleQuoted, bool exceptEscaped);
+/// Lines without their ends; CR LF, CR and LF each end one. `hint` is ignored.
+bool splitIntoLines(std::string_view text, ExtPtrArraySb& list, int hint);
+
 }  // namespace keldane::mime

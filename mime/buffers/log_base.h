@@ -14,7 +14,6 @@ namespace keldane::mime {
 class DataBuffer;
 class LogContextExitor;
 class StringBuffer;
-class XString;
 
 /// Where every engine call reports: passed down as the last argument. Errors are always recorded;
 /// `LogInfo` records only in verbose mode. `LogData` and its kin record whenever they are called,
@@ -54,7 +53,6 @@ class LogBase {
   virtual bool SaveXML(std::string_view path) const = 0;
 
   void LogDataSb(std::string_view name, const StringBuffer& value);
-  void LogDataX(std::string_view name, const XString& value);
   void LogDataLong(std::string_view name, long long value);
   void LogDataBool(std::string_view name, bool value);
   void LogDataHex(std::string_view name, const void* bytes, std::size_t n);

@@ -1,9 +1,12 @@
 #include "mime/buffers/string_buffer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 
+#include "mime/buffers/byte_search.h"
+#include "mime/buffers/data_buffer.h"
 #include "mime/buffers/psdk.h"
 
 namespace keldane::mime {
@@ -112,6 +115,14 @@ bool StringBuffer::append(const StringBuffer& other) {
     return false;
   }
   return appendN(other.data_, other.length_);
+}
+
+bool StringBuffer::append(const DataBuffer& data) {
+  if (!data.isValidObject()) {
+    Psdk::badObjectFound();
+    return false;
+  }
+  return appendN(data.getData2(), data.getSize());
 }
 
 bool StringBuffer::appendCharN(char c, std::size_t times) {
@@ -265,6 +276,356 @@ bool StringBuffer::takeSb(StringBuffer& other) {
   }
   takeOver(other);
   return true;
+}
+
+bool StringBuffer::takeFromDb(DataBuffer& db) {
+  if (!db.isValidObject()) {
+    Psdk::badObjectFound();
+    return false;
+  }
+  const std::uint32_t size = db.size_;
+  // A terminator must fit behind the bytes, or the block cannot be taken as it is.
+  if (db.borrowed_ || size + 1 < kInlineSize || !db.ensureBuffer(1)) {
+    if (!setString(db.view())) return false;
+    db.clearWithDeallocate();
+    return true;
+  }
+  releaseHeap();
+  heap_ = data_ = reinterpret_cast<char*>(db.data_);
+  capacity_ = db.capacity_;
+  length_ = 0;
+  extend_ = kFirstExtend;
+  if (db.secure_) secure_ = true;
+  db.forget();
+  finishAppend(size);
+  return true;
+}
+
+// ---- Looking at the text, trimming, rewriting in place
+
+namespace {
+
+/// A text argument ends at its first NUL, like the buffer that it is compared with.
+std::string_view upToNul(std::string_view text) {
+  if (text.empty()) return text;
+  const void* nul = std::memchr(text.data(), '\0', text.size());
+  return nul ? text.substr(0, static_cast<std::size_t>(static_cast<const char*>(nul) - text.data()))
+             : text;
+}
+
+bool matchesPattern(std::string_view text, std::string_view pattern, bool caseSensitive) {
+  const auto same = [caseSensitive](char a, char b) {
+    return caseSensitive ? a == b : asciiLower(a) == asciiLower(b);
+  };
+  std::size_t t = 0;
+  std::size_t p = 0;
+  std::size_t star = std::string_view::npos;
+  std::size_t resume = 0;
+  while (t < text.size()) {
+    if (p < pattern.size() && pattern[p] == '*') {
+      star = p++;
+      resume = t;
+    } else if (p < pattern.size() && same(text[t], pattern[p])) {
+      ++t;
+      ++p;
+    } else if (star != std::string_view::npos) {
+      p = star + 1;
+      t = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (p < pattern.size() && pattern[p] == '*') ++p;
+  return p == pattern.size();
+}
+
+}  // namespace
+
+bool StringBuffer::is7bit(std::size_t n) const {
+  return isAllAscii(data_, n == 0 || n > length_ ? length_ : n);
+}
+
+bool StringBuffer::containsChar(char c) const {
+  return c != '\0' && std::strchr(data_, c) != nullptr;
+}
+
+bool StringBuffer::containsSubstring(std::string_view text) const {
+  text = upToNul(text);
+  return text.empty() || containsBytes(upToNul(view()), text);
+}
+
+bool StringBuffer::containsSubstringNoCase(std::string_view text) const {
+  text = upToNul(text);
+  return text.empty() || containsBytesNoCase(upToNul(view()), text);
+}
+
+bool StringBuffer::beginsWith(std::string_view text) const {
+  text = upToNul(text);
+  return text.size() <= length_ && std::memcmp(data_, text.data(), text.size()) == 0;
+}
+
+bool StringBuffer::beginsWithIgnoreCase(std::string_view text) const {
+  return beginsWithIgnoreCaseN(text.data(), text.size());
+}
+
+bool StringBuffer::beginsWithIgnoreCaseN(const char* text, std::size_t n) const {
+  if (n == 0) return true;
+  const std::string_view wanted = upToNul({text, n});
+  return wanted.size() <= length_ && equalBytesNoCase(data_, wanted.data(), wanted.size());
+}
+
+bool StringBuffer::endsWith(std::string_view text) const {
+  text = upToNul(text);
+  const std::string_view mine = upToNul(view());
+  return text.size() <= mine.size() && mine.substr(mine.size() - text.size()) == text;
+}
+
+bool StringBuffer::endsWithIgnoreCase(std::string_view text) const {
+  text = upToNul(text);
+  const std::string_view mine = upToNul(view());
+  return text.size() <= mine.size() && equalsNoCase(mine.substr(mine.size() - text.size()), text);
+}
+
+bool StringBuffer::equals(std::string_view text) const {
+  text = upToNul(text);
+  return text.size() <= length_ && data_[text.size()] == '\0' &&
+         std::memcmp(data_, text.data(), text.size()) == 0;
+}
+
+bool StringBuffer::equalsIgnoreCase(std::string_view text) const {
+  text = upToNul(text);
+  return text.size() <= length_ && data_[text.size()] == '\0' &&
+         equalBytesNoCase(data_, text.data(), text.size());
+}
+
+bool StringBuffer::equalsIgnoreCase2(const char* text, std::size_t n) const {
+  return n == length_ && equalBytesNoCase(data_, text, n);
+}
+
+int StringBuffer::countCharOccurances(char c) const {
+  const std::string_view mine = upToNul(view());
+  return static_cast<int>(std::count(mine.begin(), mine.end(), c));
+}
+
+bool StringBuffer::matches(std::string_view pattern, bool caseSensitive) const {
+  return matchesPattern(upToNul(view()), upToNul(pattern), caseSensitive);
+}
+
+int StringBuffer::intValue() const {
+  constexpr long long kLimit = 2147483647;
+  const char* p = data_;
+  while (isEngineSpace(*p)) ++p;
+  const bool negative = *p == '-';
+  if (*p == '-' || *p == '+') ++p;
+  long long value = 0;
+  for (; *p >= '0' && *p <= '9'; ++p) value = std::min(value * 10 + (*p - '0'), kLimit);
+  return static_cast<int>(negative ? -value : value);
+}
+
+void StringBuffer::countImprobableAnsiChars(int& n8bit, int& nImprobable) const {
+  static constexpr auto kImprobable = [] {
+    struct Flags {
+      bool of[256] = {};
+    } flags;
+    const auto mark = [&flags](int first, int last) {
+      for (int c = first; c <= last; ++c) flags.of[c] = true;
+    };
+    mark(0x81, 0x81);
+    mark(0x83, 0x83);
+    mark(0x85, 0x8C);
+    mark(0xA4, 0xA8);
+    mark(0xAA, 0xAD);
+    mark(0xAF, 0xBF);
+    return flags;
+  }();
+  n8bit = 0;
+  nImprobable = 0;
+  for (std::uint32_t i = 0; i < length_; ++i) {
+    const auto c = static_cast<unsigned char>(data_[i]);
+    n8bit += c >> 7;
+    nImprobable += kImprobable.of[c];
+  }
+}
+
+void StringBuffer::trimRight2() {
+  std::size_t size = length_;
+  while (size > 0 && isEngineSpace(data_[size - 1])) --size;
+  rollback(size);
+}
+
+void StringBuffer::trim2() {
+  trimRight2();
+  std::size_t first = 0;
+  while (first < length_ && isEngineSpace(data_[first])) ++first;
+  removeFromStart(first);
+}
+
+void StringBuffer::trimInsideSpaces() {
+  char* to = data_;
+  bool afterSpace = false;
+  for (std::uint32_t i = 0; i < length_; ++i) {
+    const char c = isEngineSpace(data_[i]) ? ' ' : data_[i];
+    if (c == ' ' && afterSpace) continue;
+    afterSpace = c == ' ';
+    *to++ = c;
+  }
+  rollback(static_cast<std::size_t>(to - data_));
+}
+
+void StringBuffer::toLowerCase() { std::transform(data_, data_ + length_, data_, asciiLower); }
+
+void StringBuffer::toUpperCase() { std::transform(data_, data_ + length_, data_, asciiUpper); }
+
+void StringBuffer::removeCharOccurances(char c) {
+  if (length_ == 0 || std::memchr(data_, c, length_) == nullptr) return;
+  char* end = std::remove(data_, data_ + length_, c);
+  rollback(static_cast<std::size_t>(end - data_));
+}
+
+void StringBuffer::replaceCharAnsi(char from, char to) {
+  std::replace(data_, data_ + length_, from, to);
+  finishAppend(0);
+}
+
+void StringBuffer::replaceChar5(std::string_view set, char to) {
+  set = upToNul(set).substr(0, 5);
+  if (set.empty()) return;
+  for (std::uint32_t i = 0; i < length_; ++i) {
+    if (set.find(data_[i]) != std::string_view::npos) data_[i] = to;
+  }
+  finishAppend(0);
+}
+
+void StringBuffer::toCRLF() {
+  std::size_t bare = 0;
+  for (std::uint32_t i = 0; i < length_; ++i) {
+    if (data_[i] == '\n') {
+      ++bare;
+    } else if (data_[i] == '\r') {
+      if (data_[i + 1] == '\n') {
+        ++i;
+      } else {
+        ++bare;
+      }
+    }
+  }
+  if (bare == 0 || !expectNumBytes(bare)) return;
+  // From the back, so that one block is enough: what is written never catches up with what is read.
+  std::size_t from = length_;
+  std::size_t to = length_ + bare;
+  length_ = static_cast<std::uint32_t>(to);
+  data_[to] = '\0';
+  while (from < to) {
+    const char c = data_[--from];
+    if (c != '\n' && c != '\r') {
+      data_[--to] = c;
+      continue;
+    }
+    if (c == '\n' && from > 0 && data_[from - 1] == '\r') --from;
+    data_[--to] = '\n';
+    data_[--to] = '\r';
+  }
+}
+
+void StringBuffer::toLF() {
+  const std::size_t first = findBytes(view(), "\r\n");
+  if (first == std::string_view::npos) return;
+  char* to = data_ + first;
+  for (std::size_t i = first; i < length_; ++i) {
+    if (data_[i] == '\r' && data_[i + 1] == '\n') continue;
+    *to++ = data_[i];
+  }
+  rollback(static_cast<std::size_t>(to - data_));
+}
+
+// ---- Replacing pieces
+
+namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
+
+std::size_t findIn(std::string_view text, std::string_view what, std::size_t from, bool noCase) {
+  return noCase ? findBytesNoCase(text, what, from) : findBytes(text, what, from);
+}
+
+}  // namespace
+
+int StringBuffer::replaceAllOccurances(std::string_view from, std::string_view to) {
+  std::size_t at = findBytes(view(), from);
+  if (at == kNone) return 0;
+  StringBuffer result;
+  if (to.size() <= from.size() && !result.expectNumBytes(length_)) return -1;
+  std::size_t done = 0;
+  int count = 0;
+  for (; at != kNone; at = findBytes(view(), from, done)) {
+    if (!result.append(view().substr(done, at - done)) || !result.append(to)) return -1;
+    done = at + from.size();
+    ++count;
+  }
+  if (!result.append(view().substr(done))) return -1;
+  takeOver(result);
+  return count;
+}
+
+bool StringBuffer::replaceFirstOccurance(std::string_view from, std::string_view to,
+                                         bool caseInsensitive) {
+  const std::size_t at = findIn(view(), from, 0, caseInsensitive);
+  if (at == kNone) return false;
+  StringBuffer result;
+  if (!result.expectNumBytes(length_ - from.size() + to.size())) return false;
+  if (!result.append3(view().substr(0, at), to, view().substr(at + from.size()))) return false;
+  takeOver(result);
+  return true;
+}
+
+bool StringBuffer::getBetween(std::string_view a, std::string_view b, StringBuffer& dest) const {
+  std::size_t begin = findBytes(view(), a);
+  if (begin == kNone) return false;
+  begin += a.size();
+  const std::size_t end = findBytes(view(), b, begin);
+  if (end == kNone) return false;
+  return dest.append(view().substr(begin, end - begin));
+}
+
+bool StringBuffer::replaceAllBetween(std::string_view a, std::string_view b, std::string_view with,
+                                     bool caseInsensitive) {
+  StringBuffer result;
+  std::size_t done = 0;
+  bool found = false;
+  while (true) {
+    std::size_t begin = findIn(view(), a, done, caseInsensitive);
+    if (begin == kNone) break;
+    begin += a.size();
+    const std::size_t end = findIn(view(), b, begin, caseInsensitive);
+    if (end == kNone) break;
+    if (!result.append2(view().substr(done, begin - done), with)) return false;
+    if (!result.append(view().substr(end, b.size()))) return false;
+    done = end + b.size();
+    found = true;
+  }
+  if (!found || !result.append(view().substr(done))) return false;
+  takeOver(result);
+  return true;
+}
+
+bool StringBuffer::splitAttrValue(StringBuffer& attr, StringBuffer& value,
+                                  bool removeQuotes) const {
+  value.weakClear();
+  std::string_view text = view();
+  while (!text.empty() && isEngineSpace(text.front())) text.remove_prefix(1);
+  const std::size_t equals = text.find('=');
+  if (!attr.setString(trimmed(text.substr(0, equals)))) return false;
+  if (equals == kNone) return true;
+  text.remove_prefix(equals + 1);
+  while (!text.empty() && isEngineSpace(text.front())) text.remove_prefix(1);
+  if (removeQuotes && !text.empty() && text.front() == '"') {
+    text.remove_prefix(1);
+    const std::string_view core = trimmed(text);
+    if (!core.empty() && core.back() == '"') {
+      text = text.substr(0, static_cast<std::size_t>(&core.back() - text.data()));
+    }
+  }
+  return value.setString(text);
 }
 
 }  // namespace keldane::mime

@@ -9,16 +9,15 @@
 namespace keldane::mime {
 
 class DataBuffer;
-class ExtPtrArraySb;
-class LogBase;
 
 /// A growable run of bytes that is also a C string: the text type of the engine. Up to 81 bytes
 /// stay inside the object; longer texts go to a heap block that a `weakClear` keeps for reuse.
 ///
 /// It can hold NUL bytes in the middle but never ends in one: every append drops trailing NULs.
 /// Tests and searches look at the text up to its first NUL; a text argument is taken up to its
-/// first NUL as well. Case is ASCII case. White space is TAB, LF, CR and SPACE throughout the
-/// engine.
+/// first NUL as well. Splitting stands beside the list that takes the pieces, charsets and encoded
+/// words beside their converters. Case is ASCII case. White space is TAB, LF, CR and SPACE
+/// throughout the engine.
 ///
 /// Nothing throws: operations that may grow answer false when memory runs out or the text would
 /// reach 4 GB, and the content is then as before. Not locked: one thread at a time.
@@ -156,25 +155,9 @@ class StringBuffer : public TarnellObject {
   /// Decimal number at the beginning, after white space; 0 when there is none.
   [[nodiscard]] int intValue() const;
 
-  // Splitters. Pieces are appended to `list` as new objects; false when memory runs out.
-  bool split(ExtPtrArraySb& list, char separator, bool exceptDoubleQuoted,
-             bool exceptEscaped) const;
-  bool split2(ExtPtrArraySb& list, std::string_view separators, bool exceptDoubleQuoted,
-              bool exceptEscaped) const;
-  /// Lines without their ends; CR LF, CR and LF each end one. `hint` is ignored.
-  bool splitIntoLines(ExtPtrArraySb& list, int hint) const;
   /// Splits at the first `=`. Both results are replaced; no `=`: all is `attr`.
   bool splitAttrValue(StringBuffer& attr, StringBuffer& value, bool removeQuotes) const;
 
-  // Charsets and coding.
-  /// Decodes encoded words in place; does nothing unless the text holds one.
-  bool qbDecode(LogBase& log);
-  bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
-  bool convertFromAnsi(int toCodePage);
-  bool cvUtf8ToAnsi();
-  /// Converts `n` bytes and appends the outcome.
-  bool appendFromEncoding(const void* bytes, std::size_t n, int fromCodePage, int toCodePage,
-                          LogBase& log);
   /// Adds nothing up: sets both counts. Improbable are the bytes of 1252 that hardly occur in names
   /// and subjects.
   void countImprobableAnsiChars(int& n8bit, int& nImprobable) const;

@@ -6,6 +6,7 @@
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/psdk.h"
 #include "mime/charsets/encoding_convert.h"
+#include "mime/coding/encoded_word.h"
 
 namespace keldane::mime {
 
@@ -203,11 +204,10 @@ int XString::replaceAllOccurancesUtf8(std::string_view from, std::string_view to
   return getUtf8Sb_rw().replaceAllOccurances(from, to);
 }
 
-bool XString::qbDecode(LogBase& log) { return getUtf8Sb_rw().qbDecode(log); }
+bool XString::qbDecode(LogBase& log) { return mime::qbDecode(getUtf8Sb_rw(), log); }
 
-// Here, because the log stands below this room and knows text as bytes only.
-void LogBase::LogDataX(std::string_view name, const XString& value) {
-  if (!nullLogging()) LogData(name, value.utf8View());
+void LogDataX(LogBase& log, std::string_view name, const XString& value) {
+  if (!log.nullLogging()) log.LogData(name, value.utf8View());
 }
 
 }  // namespace keldane::mime

@@ -10,6 +10,8 @@
 
 namespace keldane::mime {
 
+class LogBase;
+
 /// A text value with up to three views: UTF-8, the ANSI code page, and wide characters. A view is
 /// built when first asked for and then kept. A text set from UTF-8 loses a leading BOM, so a text
 /// that reaches the application never begins with one.
@@ -80,5 +82,8 @@ class XString : public TarnellObject {
   mutable StringBuffer utf8_;
   bool secure_ = false;
 };
+
+/// Writes a text to the log, which itself knows texts as bytes only.
+void LogDataX(LogBase& log, std::string_view name, const XString& value);
 
 }  // namespace keldane::mime

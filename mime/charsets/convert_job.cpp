@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "mime/buffers/ascii_run.h"
 #include "mime/buffers/byte_search.h"
 #include "mime/charsets/charset_naming.h"
 #include "mime/charsets/gsm.h"
@@ -183,6 +184,315 @@ bool ConvertJob::byPivot(int from, int to, const std::uint8_t* bytes, std::size_
   if (!read) return false;
   const bool written = pivotToTarget(to, toPage, pivot, out);
   return written && !(from == 1201 && n % 2 != 0);
+}
+
+namespace {
+
+using code_pages::DoublePage;
+using code_pages::Page;
+using code_pages::SinglePage;
+
+constexpr std::size_t kPiece = 2048;
+constexpr std::uint8_t kTripleLead = 0x8F;
+
+/// One character of a two-byte page at `p`.
+struct Step {
+  char16_t c = 0;
+  std::size_t length = 1;
+  bool known = true;
+};
+
+Step nextOf(const DoublePage& page, const std::uint8_t* p, const std::uint8_t* end) {
+  const std::uint8_t lead = *p;
+  const auto left = static_cast<std::size_t>(end - p);
+  Step step;
+  step.c = page.single[lead];
+  if (step.c != 0 || lead == 0) return step;
+  if (left >= 2) {
+    step.length = 2;
+    step.c = page.pairs[static_cast<std::size_t>(lead << 8 | p[1])];
+    if (step.c != 0) return step;
+  }
+  if (left >= 3 && lead == kTripleLead && !page.triples.empty()) {
+    step.length = 3;
+    step.c = page.triples[static_cast<std::size_t>(p[1] << 8 | p[2])];
+    if (step.c != 0) return step;
+  }
+  step.known = false;
+  step.length = page.badLeadTakesTwo && left >= 2 ? 2 : 1;
+  return step;
+}
+
+/// Room to ask for at first: the worst case of a short text, a little over the size of a long one.
+std::size_t firstRoom(std::size_t n, std::size_t perByte) {
+  const std::size_t piece = std::min(n, kPiece);
+  return (n - piece) + (n - piece) / 8 + piece * perByte + ascii_run::kSlack;
+}
+
+bool putHex(const std::uint8_t* bytes, std::size_t n, DataBuffer& out) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  bool ok = out.append("&#x", 3);
+  for (std::size_t i = 0; i < n; ++i) {
+    ok = ok && out.appendChar(static_cast<std::uint8_t>(kDigits[bytes[i] >> 4])) &&
+         out.appendChar(static_cast<std::uint8_t>(kDigits[bytes[i] & 15]));
+  }
+  return ok && out.appendChar(';');
+}
+
+}  // namespace
+
+// ---- Error actions
+
+bool ConvertJob::bad(const std::uint8_t* bytes, std::size_t n, DataBuffer& out) {
+  foundErrors_ = true;
+  const std::size_t begin = out.getSize();
+  bool ok = true;
+  switch (policy_.action) {
+    case ErrorPolicy::kDefaultBytes:
+      ok = out.append(policy_.defBytes, policy_.numDefBytes);
+      break;
+    case ErrorPolicy::kHexEntity:
+      ok = putHex(bytes, n, out);
+      break;
+    case ErrorPolicy::kRawBytes:
+      ok = out.append(bytes, n);
+      break;
+    case ErrorPolicy::kAlternatePage: {
+      ErrorPolicy drop;
+      ConvertJob alone(drop, log_);
+      alone.convert(from_, policy_.altDestCodePage ? policy_.altDestCodePage : to_, bytes, n, out);
+      break;
+    }
+    case ErrorPolicy::kByteAndNul:
+      // As UTF-16 this is the character with the byte's own number, so it is converted onwards.
+      return !fromSinglePage_ || (out.appendChar(bytes[0]) && out.appendChar(0));
+    default:
+      return true;
+  }
+  if (inPivot_ && out.getSize() > begin) raw_.push_back({begin, out.getSize() - begin});
+  return ok;
+}
+
+bool ConvertJob::unmapped(char32_t c, const std::uint8_t* units, std::size_t n, DataBuffer& out) {
+  if (policy_.action == ErrorPolicy::kDrop || policy_.action == ErrorPolicy::kByteAndNul) {
+    return foundErrors_ = true;
+  }
+  const int from = from_;
+  from_ = 1200;
+  bool ok = true;
+  if (policy_.action == ErrorPolicy::kHexEntity) {
+    foundErrors_ = true;
+    const std::uint8_t number[3] = {static_cast<std::uint8_t>(c >> 16),
+                                    static_cast<std::uint8_t>(c >> 8 & 0xFF),
+                                    static_cast<std::uint8_t>(c & 0xFF)};
+    ok = c > 0xFFFF ? putHex(number, 3, out) : putHex(number + 1, 2, out);
+  } else {
+    ok = bad(units, n, out);
+  }
+  from_ = from;
+  return ok;
+}
+
+// ---- Short ways to UTF-8; only with the action "drop"
+
+bool ConvertJob::singleToUtf8(const SinglePage& page, const std::uint8_t* bytes, std::size_t n,
+                              DataBuffer& out) {
+  constexpr std::size_t kLongest = 3;
+  const std::uint8_t* from = bytes;
+  const std::uint8_t* const end = bytes + n;
+  if (!out.ensureBuffer(firstRoom(n, kLongest))) return false;
+  while (from < end) {
+    const std::size_t piece = std::min(kPiece, static_cast<std::size_t>(end - from));
+    const std::uint8_t* const stop = from + piece;
+    std::uint8_t* const begin = out.reserveTail(piece * kLongest + ascii_run::kSlack);
+    if (!begin) return false;
+    std::uint8_t* to = begin;
+    while (from < stop) {
+      if (page.asciiLow) ascii_run::copy(from, stop, to);
+      while (from < stop && !(page.asciiLow && ascii_run::isPlain(*from))) {
+        const auto& text = page.toUtf8[*from];
+        std::memcpy(to, text.data(), text.size());
+        to += text[3];
+        if (text[3] == 0 && *from != 0) foundErrors_ = true;
+        ++from;
+      }
+    }
+    out.commitTail(static_cast<std::size_t>(to - begin));
+  }
+  return true;
+}
+
+bool ConvertJob::doubleToUtf8(const DoublePage& page, const std::uint8_t* bytes, std::size_t n,
+                              DataBuffer& out) {
+  constexpr std::size_t kLongest = 3;
+  const std::uint8_t* from = bytes;
+  const std::uint8_t* const end = bytes + n;
+  if (!out.ensureBuffer(firstRoom(n, kLongest))) return false;
+  while (from < end) {
+    const std::size_t piece = std::min(kPiece, static_cast<std::size_t>(end - from));
+    const std::uint8_t* const stop = from + piece;
+    std::uint8_t* const begin = out.reserveTail(piece * kLongest + ascii_run::kSlack);
+    if (!begin) return false;
+    std::uint8_t* to = begin;
+    while (from < stop) {
+      if (page.asciiLow && ascii_run::isPlain(*from)) {
+        ascii_run::copy(from, stop, to);
+        continue;
+      }
+      const Step step = nextOf(page, from, end);
+      from += step.length;
+      if (!step.known) {
+        foundErrors_ = true;
+      } else if (step.c != 0) {
+        to += encodeUtf8Char(step.c, reinterpret_cast<char*>(to));
+      }
+    }
+    out.commitTail(static_cast<std::size_t>(to - begin));
+  }
+  return true;
+}
+
+// ---- First half
+
+bool ConvertJob::toUtf16(int from, const Page* page, const std::uint8_t* bytes, std::size_t n,
+                         DataBuffer& out) {
+  switch (from) {
+    case 65001: {
+      const bool before = foundErrors_;
+      foundErrors_ = false;
+      const bool ok = cv_utf8_to_utf16(bytes, n, out, *this);
+      if (foundErrors_ && log_.verbose()) {
+        log_.LogInfo("Found invalid utf-8 when trying to convert to utf-16.");
+      }
+      foundErrors_ = foundErrors_ || before;
+      return ok;
+    }
+    case 65000:
+      return decodeUtf7(bytes, n, out, *this);
+    case 1200:
+    case 1201: {
+      const std::size_t begin = out.getSize();
+      if (!out.append(bytes, n & ~std::size_t{1})) return false;
+      if (from == 1201) swapBytePairs(out, begin);
+      return true;
+    }
+    case 12000:
+    case 65005:
+      return cv_utf32_to_utf16(bytes, n, false, out, *this);
+    case 12001:
+    case 65006:
+      return cv_utf32_to_utf16(bytes, n, true, out, *this);
+    default:
+      if (!page) return false;
+      if (!page->single && !page->twoByte) {
+        return streamToUtf16(page->source->name, bytes, n, out);
+      }
+      return tableToUtf16(*page, bytes, n, out);
+  }
+}
+
+bool ConvertJob::tableToUtf16(const Page& page, const std::uint8_t* bytes, std::size_t n,
+                              DataBuffer& out) {
+  const std::uint8_t* from = bytes;
+  const std::uint8_t* const end = bytes + n;
+  const bool asciiLow = page.single ? page.single->asciiLow : page.twoByte->asciiLow;
+  if (!out.ensureBuffer(2 * n + ascii_run::kSlack)) return false;
+  while (from < end) {
+    const std::size_t piece = std::min(kPiece, static_cast<std::size_t>(end - from));
+    const std::uint8_t* const stop = from + piece;
+    std::uint8_t* const begin = out.reserveTail(2 * piece + ascii_run::kSlack);
+    if (!begin) return false;
+    std::uint8_t* to = begin;
+    Step step;
+    while (from < stop && step.known) {
+      if (asciiLow && ascii_run::isPlain(*from)) {
+        ascii_run::widen(from, stop, to);
+        continue;
+      }
+      if (page.single) {
+        step.c = page.single->toUnicode[*from];
+        step.known = step.c != 0 || *from == 0;
+      } else {
+        step = nextOf(*page.twoByte, from, end);
+      }
+      if (!step.known) break;
+      to += encodeUtf16Char(step.c, to);
+      from += step.length;
+    }
+    out.commitTail(static_cast<std::size_t>(to - begin));
+    if (!step.known) {
+      if (!bad(from, step.length, out)) return false;
+      from += step.length;
+    }
+  }
+  return true;
+}
+
+// ---- Second half
+
+bool ConvertJob::pivotToTarget(int to, const Page* page, const DataBuffer& pivot, DataBuffer& out) {
+  const std::uint8_t* const data = pivot.getData2();
+  std::size_t done = 0;
+  for (const RawStretch& raw : raw_) {
+    if (!fromUtf16(to, page, data + done, raw.offset - done, out)) return false;
+    if (!out.append(data + raw.offset, raw.length)) return false;
+    done = raw.offset + raw.length;
+  }
+  return done == pivot.getSize() || fromUtf16(to, page, data + done, pivot.getSize() - done, out);
+}
+
+bool ConvertJob::fromUtf16(int to, const Page* page, const std::uint8_t* bytes, std::size_t n,
+                           DataBuffer& out) {
+  if (to == 65001) return cv_utf16_to_utf8(bytes, n, false, out);
+  if (!page) return false;
+  const std::size_t even = n & ~std::size_t{1};
+  const bool ok = page->single || page->twoByte
+                      ? utf16ToTable(*page, bytes, even, out)
+                      : utf16ToStream(page->source->name, bytes, even, out);
+  return ok && even == n;
+}
+
+bool ConvertJob::utf16ToTable(const Page& page, const std::uint8_t* bytes, std::size_t n,
+                              DataBuffer& out) {
+  const bool asciiLow = page.single ? page.single->asciiLow : page.twoByte->asciiLow;
+  const code_pages::ReverseTable& table =
+      page.single ? page.single->fromUnicode : page.twoByte->fromUnicode;
+  const std::uint8_t* from = bytes;
+  const std::uint8_t* const end = bytes + n;
+  if (!out.ensureBuffer(n / 2 + std::min(n, kPiece) + ascii_run::kSlack)) return false;
+  while (from < end) {
+    const std::size_t piece = std::min(kPiece, static_cast<std::size_t>(end - from));
+    const std::uint8_t* const stop = from + piece;
+    std::uint8_t* const begin = out.reserveTail(piece / 2 * 3 + ascii_run::kSlack);
+    if (!begin) return false;
+    std::uint8_t* to = begin;
+    bool known = true;
+    while (from < stop) {
+      if (asciiLow && from[1] == 0 && ascii_run::isPlain(from[0])) {
+        ascii_run::narrow(from, stop, to);
+        continue;
+      }
+      const char16_t c = utf16UnitAt(from);
+      const std::uint32_t code = table.find(c);
+      known = code != 0 || c == 0;
+      if (!known) break;
+      if (code > 0xFFFF) *to++ = static_cast<std::uint8_t>(code >> 16);
+      if (code > 0xFF) *to++ = static_cast<std::uint8_t>(code >> 8 & 0xFF);
+      *to++ = static_cast<std::uint8_t>(code & 0xFF);
+      from += 2;
+    }
+    out.commitTail(static_cast<std::size_t>(to - begin));
+    if (known) continue;
+    char32_t c = utf16UnitAt(from);
+    std::size_t length = 2;
+    if (isLeadSurrogate(c) && end - from >= 4 && isTrailSurrogate(utf16UnitAt(from + 2))) {
+      c = joinSurrogates(c, utf16UnitAt(from + 2));
+      length = 4;
+    }
+    if (!unmapped(c, from, length, out)) return false;
+    from += length;
+  }
+  return true;
 }
 
 }  // namespace keldane::mime

@@ -3,12 +3,18 @@
 #include <algorithm>
 #include <cstring>
 
+#include "mime/buffers/byte_search.h"
 #include "mime/buffers/psdk.h"
 #include "mime/charsets/charset_naming.h"
 #include "mime/charsets/code_pages.h"
 #include "mime/charsets/convert_job.h"
+#include "mime/charsets/utf_convert.h"
 
 namespace keldane::mime {
+
+namespace {
+constexpr int kUtf8 = CharsetNaming::kUtf8;
+}
 
 bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const void* bytes, std::size_t n,
                                  DataBuffer& out, LogBase& log) {
@@ -84,5 +90,55 @@ void EncodingConvert::setDefBytes(const void* bytes, std::size_t n) {
 }
 
 void EncodingConvert::cleanupMemory() { code_pages::cleanup(); }
+
+bool convertEncoding(StringBuffer& text, int fromCodePage, int toCodePage, LogBase& log) {
+  if (fromCodePage == toCodePage || fromCodePage == 0 || toCodePage == 0 || text.isEmpty()) {
+    return true;
+  }
+  if (fromCodePage == CharsetNaming::kUsAscii &&
+      (toCodePage == kUtf8 || CharsetNaming::isLatinFamily(toCodePage))) {
+    return true;
+  }
+  if (fromCodePage == 437 && (toCodePage == 1252 || toCodePage == kUtf8 || toCodePage == 28591) &&
+      text.is7bit(0)) {
+    return true;
+  }
+  EncodingConvert convert;
+  DataBuffer converted;
+  const bool ok = convert.EncConvert(fromCodePage, toCodePage, text.view(), converted, log);
+  return text.takeFromDb(converted) && ok;
+}
+
+bool convertFromAnsi(StringBuffer& text, int toCodePage) {
+  LogNull log;
+  return convertEncoding(text, Psdk::getAnsiCodePage(), toCodePage, log);
+}
+
+bool cvUtf8ToAnsi(StringBuffer& text) {
+  LogNull log;
+  return convertEncoding(text, kUtf8, Psdk::getAnsiCodePage(), log);
+}
+
+bool isReallyUtf8(const DataBuffer& bytes, int codePage) {
+  if (!hasLatinUtf8Shape(bytes.view())) return false;
+  EncodingConvert convert;
+  DataBuffer trial;
+  LogNull log;
+  return !convert.EncConvert(codePage, kUtf8, bytes.view(), trial, log);
+}
+
+bool cvUnicodeToUtf8_db(const DataBuffer& utf16, DataBuffer& out) {
+  if (&out == &utf16) return false;
+  out.clear();
+  EncodingConvert convert;
+  LogNull log;
+  return convert.EncConvert(1200, kUtf8, utf16.view(), out, log);
+}
+
+bool cvUnicodeToUtf8(const DataBuffer& utf16, StringBuffer& out) {
+  DataBuffer converted;
+  const bool ok = cvUnicodeToUtf8_db(utf16, converted);
+  return out.takeFromDb(converted) && ok;
+}
 
 }  // namespace keldane::mime

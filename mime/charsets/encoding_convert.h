@@ -67,4 +67,16 @@ class EncodingConvert {
   bool foundErrors_ = false;
 };
 
+/// Converts a text in place. False when it could not be carried out; the text is then what the
+/// conversion gave, which may be nothing.
+bool convertEncoding(StringBuffer& text, int fromCodePage, int toCodePage, LogBase& log);
+bool convertFromAnsi(StringBuffer& text, int toCodePage);
+bool cvUtf8ToAnsi(StringBuffer& text);
+/// True when the bytes have the shape of Latin UTF-8 and a trial conversion from `codePage` cannot
+/// be carried out. Bytes that the page does not define do not count as such a failure.
+[[nodiscard]] bool isReallyUtf8(const DataBuffer& bytes, int codePage);
+/// UTF-16 in machine order, or as its BOM says, to UTF-8. Replaces `out`.
+bool cvUnicodeToUtf8(const DataBuffer& utf16, StringBuffer& out);
+bool cvUnicodeToUtf8_db(const DataBuffer& utf16, DataBuffer& out);
+
 }  // namespace keldane::mime

@@ -6,6 +6,9 @@
 
 namespace keldane::mime {
 
+class LogBase;
+class StringBuffer;
+
 /// "?B?", "?b?", "?Q?" or "?q?" occurs: what tells a text with encoded words from any other.
 [[nodiscard]] inline bool hasEncodedWordMark(std::string_view text) {
   const char* p = text.data();
@@ -20,5 +23,8 @@ namespace keldane::mime {
   }
   return false;
 }
+
+/// Decodes encoded words in place; does nothing unless the text holds one.
+bool qbDecode(StringBuffer& text, LogBase& log);
 
 }  // namespace keldane::mime

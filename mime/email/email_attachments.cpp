@@ -170,7 +170,7 @@ void Email2::getFilenameUtf8(std::string& out, LogBase& log) const {
   if (hasEncodedWordMark(name.view())) ContentCoding().QB_DecodeToUtf8(name, log);
   constexpr int kIso2022Jp2 = 50222;
   if (hasIso2022JpEscape(name.view())) {
-    name.convertEncoding(kIso2022Jp2, CharsetNaming::kUtf8, log);
+    convertEncoding(name, kIso2022Jp2, CharsetNaming::kUtf8, log);
   }
   out.assign(withoutBom(name.view()));
 }

@@ -98,7 +98,7 @@ bool Email2::assembleMimeBody2(DataBuffer& out, LogBase& log) {
   }
   StringBuffer header;
   header_.getMimeHeader(header, {}, charset_.getCodePage(), false, log);
-  if (!out.append(header) || !out.append("\r\n\r\n")) return false;
+  if (!out.append(header.view()) || !out.append("\r\n\r\n")) return false;
   if (getNumParts() != 0) return assembleParts(out, log);
   return emitLeafBody(isConverted ? converted.view() : m_body.view(), out);
 }
@@ -136,10 +136,11 @@ bool Email2::emitLeafBody(std::string_view body, DataBuffer& out) const {
   ContentCoding coding;
   StringBuffer encoded;
   if (encoding_.equalsIgnoreCase2("base64")) {
-    return coding.encodeBase64(body.data(), body.size(), encoded) && out.append(encoded);
+    return coding.encodeBase64(body.data(), body.size(), encoded) && out.append(encoded.view());
   }
   if (encoding_.equalsIgnoreCase2("quoted-printable")) {
-    return coding.encodeQuotedPrintable(body.data(), body.size(), encoded) && out.append(encoded);
+    return coding.encodeQuotedPrintable(body.data(), body.size(), encoded) &&
+           out.append(encoded.view());
   }
   return out.append(body);
 }

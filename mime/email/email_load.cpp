@@ -5,6 +5,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
+#include "mime/coding/encoded_word.h"
 #include "mime/coding/uu.h"
 #include "mime/email/email.h"
 #include "mime/email/email_parts.h"
@@ -65,7 +66,7 @@ void Email2::getFromFullUtf8(std::string& out, LogBase& log) const {
     from_->emitSelfAsMimeField(out);
   } else if (const StringBuffer* value = header_.getMimeFieldValue("from")) {
     StringBuffer text(*value);
-    text.qbDecode(log);
+    qbDecode(text, log);
     out.assign(text.view());
   }
   std::erase_if(out, [](char c) { return c == '\r' || c == '\n'; });

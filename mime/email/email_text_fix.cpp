@@ -93,7 +93,7 @@ void Email2::checkFixEmailTextBody() {
   const bool isFile = isAttachmentDisposition() && !filename().empty();
   if (!isFile && m_body.getSize() >= kLeastWide && m_body.beginsWith("\xFF\xFE")) {
     DataBuffer utf8;
-    m_body.cvUnicodeToUtf8_db(utf8);
+    cvUnicodeToUtf8_db(m_body, utf8);
     m_body.takeData(utf8);
   }
   if (charset_.getCodePage() == CharsetNaming::kUtf8) m_body.replaceChar(0, ' ');
@@ -108,7 +108,7 @@ void Email2::checkFixUnicodeHtml() {
     return;
   }
   DataBuffer utf8;
-  m_body.cvUnicodeToUtf8_db(utf8);
+  cvUnicodeToUtf8_db(m_body, utf8);
   m_body.takeData(utf8);
   setCodePage(CharsetNaming::kUtf8);
 }

@@ -206,9 +206,9 @@ class MimeHeader::Loader {
       if (log_.verbose()) log_.LogInfo("Detected utf-8 BOM in header field.");
       converted_.replaceAllOccurances(kBom, "");
     } else if (charset_.codePage == 0) {
-      converted_.convertFromAnsi(CharsetNaming::kUtf8);
+      convertFromAnsi(converted_, CharsetNaming::kUtf8);
     } else {
-      converted_.convertEncoding(charset_.codePage, CharsetNaming::kUtf8, log_);
+      convertEncoding(converted_, charset_.codePage, CharsetNaming::kUtf8, log_);
     }
     return converted_.view();
   }
@@ -400,6 +400,24 @@ bool MimeHeader::appendFieldsOf(const MimeHeader& other) {
     if (!copy || !fields_.appendObject(std::move(copy))) return false;
   }
   return true;
+}
+
+void MimeHeader::getMimeHeader(StringBuffer& out, std::string_view only, int codePage,
+                               bool contentOnly, LogBase& log) const {
+  bool isFirst = true;
+  for (int i = 0; i < fields_.getSize(); ++i) {
+    const MimeField* field = fields_.elementAt(i);
+    if (!field) continue;
+    if (!only.empty() && !field->nameEquals(only)) continue;
+    if (contentOnly && !field->name().beginsWithIgnoreCase("content-")) continue;
+    if (!isFirst) out.append("\r\n");
+    isFirst = false;
+    field->emitMfEncoded(out, codePage, control_, log);
+  }
+  if (unparsed_.isEmpty() || !only.empty() || contentOnly) return;
+  out.expectNumBytes(unparsed_.getSize() + 2);
+  if (!isFirst) out.append("\r\n");
+  out.append(unparsed_);
 }
 
 }  // namespace keldane::mime

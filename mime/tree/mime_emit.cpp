@@ -110,7 +110,7 @@ bool MimeMessage2::Emitter::header(const MimeMessage2& entity) {
     if (!field) continue;
     scratch_.weakClear();
     field->emitMfEncoded(scratch_, codePage, fields.control(), log_);
-    if (!out_.append(between) || !out_.append(scratch_)) return false;
+    if (!out_.append(between) || !out_.append(scratch_.view())) return false;
     between = kCrLf;
   }
   const DataBuffer& unparsed = fields.unparsed();
@@ -180,7 +180,8 @@ bool MimeMessage2::Emitter::base64(std::string_view bytes) {
     const std::string_view piece = bytes.substr(0, kBase64Piece);
     bytes.remove_prefix(piece.size());
     scratch_.weakClear();
-    if (!coding.encodeBase64(piece.data(), piece.size(), scratch_) || !out_.append(scratch_)) {
+    if (!coding.encodeBase64(piece.data(), piece.size(), scratch_) ||
+        !out_.append(scratch_.view())) {
       return false;
     }
   }
@@ -190,7 +191,7 @@ bool MimeMessage2::Emitter::base64(std::string_view bytes) {
 bool MimeMessage2::Emitter::quotedPrintable(std::string_view bytes) {
   scratch_.weakClear();
   return ContentCoding().encodeQuotedPrintable(bytes.data(), bytes.size(), scratch_) &&
-         out_.append(scratch_);
+         out_.append(scratch_.view());
 }
 
 bool MimeMessage2::getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const {

@@ -4,7 +4,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
-#include "mime/charsets/charset_naming.h"
+#include "mime/coding/encoded_word.h"
 
 namespace keldane::mime {
 
@@ -83,7 +83,7 @@ bool MimeMessage2::getHeaderFieldUtf8(std::string_view name, StringBuffer& out,
   const StringBuffer* stored = header_.getMimeFieldValue(name);
   if (!stored) return false;
   StringBuffer value(*stored);
-  value.qbDecode(log);
+  qbDecode(value, log);
   return out.append(value);
 }
 

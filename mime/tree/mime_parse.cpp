@@ -6,6 +6,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/charsets/charset_naming.h"
+#include "mime/charsets/encoding_convert.h"
 #include "mime/charsets/unlabelled_text.h"
 #include "mime/coding/content_coding.h"
 #include "mime/coding/encoded_word.h"
@@ -49,7 +50,7 @@ std::optional<std::string_view> decodedValue(const MimeHeader& header, std::stri
   if (!stored) return std::nullopt;
   if (!hasEncodedWordMark(stored->view())) return stored->view();
   decoded.setString(*stored);
-  decoded.qbDecode(log);
+  qbDecode(decoded, log);
   return decoded.view();
 }
 
@@ -329,7 +330,7 @@ bool MimeMessage2::findDelimiter(std::string_view body, Delimiter& delimiter, Lo
   if (!boundary.is7bit(0)) {
     log.LogInfo("Still looking for the boundary: Searching using ANSI instead...");
     StringBuffer ansi(boundary);
-    ansi.cvUtf8ToAnsi();
+    cvUtf8ToAnsi(ansi);
     delimiter.isAnsi = true;
     return delimiter.find(body, ansi.view(), log);
   }

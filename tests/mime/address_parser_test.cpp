@@ -1,4 +1,4 @@
-#include "mime/headers/address_parser.h"
+#include "mime/headers/email_address.h"
 
 #include <gtest/gtest.h>
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "mime/buffers/string_buffer.h"
+#include "mime/charsets/encoding_convert.h"
 
 namespace keldane::mime {
 namespace {
@@ -140,20 +141,20 @@ TEST(DataBuffer, IsReallyUtf8OnlyWhenThePageCannotBeConverted) {
   DataBuffer db;
   db.append("caf\xC3\xA9"sv);
   // A conversion succeeds however many bytes the page lacks, so no convertible page gives true.
-  EXPECT_FALSE(db.isReallyUtf8(28591));
-  EXPECT_FALSE(db.isReallyUtf8(1252));
-  EXPECT_TRUE(db.isReallyUtf8(29001));
-  EXPECT_TRUE(db.isReallyUtf8(1));
+  EXPECT_FALSE(isReallyUtf8(db, 28591));
+  EXPECT_FALSE(isReallyUtf8(db, 1252));
+  EXPECT_TRUE(isReallyUtf8(db, 29001));
+  EXPECT_TRUE(isReallyUtf8(db, 1));
   DataBuffer ascii;
   ascii.append("cafe\xC3"sv);
-  EXPECT_FALSE(ascii.isReallyUtf8(29001));
+  EXPECT_FALSE(isReallyUtf8(ascii, 29001));
 }
 
 TEST(DataBuffer, WideBytesToUtf8) {
   DataBuffer db;
   db.append("\xFE\xFF\0A\x20\xAC"sv);
   StringBuffer out;
-  EXPECT_TRUE(db.cvUnicodeToUtf8(out));
+  EXPECT_TRUE(cvUnicodeToUtf8(db, out));
   EXPECT_EQ(out.view(), "A\xE2\x82\xAC");
 }
 

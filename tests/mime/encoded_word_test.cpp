@@ -123,7 +123,7 @@ TEST(EncodedWords, ShortFormActsOnMarkedTextsOnly) {
   for (const auto& row : rows) {
     EXPECT_EQ(hasEncodedWordMark(row.value), row.isMarked) << row.value;
     StringBuffer value(row.value);
-    value.qbDecode(log);
+    qbDecode(value, log);
     EXPECT_EQ(value.view(), row.text) << row.value;
   }
 }

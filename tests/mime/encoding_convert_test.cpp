@@ -350,7 +350,7 @@ TEST(StringBufferConvert, SkipsWhatNeedsNoConversion) {
   };
   for (const auto& row : rows) {
     StringBuffer sb(row.in);
-    sb.convertEncoding(row.from, row.to, log);
+    convertEncoding(sb, row.from, row.to, log);
     EXPECT_EQ(sb.view(), row.out) << row.name;
   }
 }

@@ -262,14 +262,14 @@ TEST(StringBufferSplit, AtSeparators) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     ExtPtrArraySb list;
-    ASSERT_TRUE(StringBuffer(row.text).split(list, ';', row.quoted, row.escaped));
+    ASSERT_TRUE(split(row.text, list, ';', row.quoted, row.escaped));
     EXPECT_EQ(texts(list), row.pieces);
   }
 }
 
 TEST(StringBufferSplit, IntoLines) {
   ExtPtrArraySb list;
-  StringBuffer("a\r\n\r\nb\rc\nd").splitIntoLines(list, 1);
+  splitIntoLines("a\r\n\r\nb\rc\nd", list, 1);
   EXPECT_EQ(texts(list), (std::vector<std::string>{"a", "", "b", "c", "d"}));
 }
 
