@@ -49,14 +49,14 @@ bool ClsEmail::SetFromMimeText(std::string_view utf8Text) {
   while (!utf8Text.empty() && utf8Text.back() == '\0') utf8Text.remove_suffix(1);
   if (utf8Text.size() < kTooLarge) {
     common_ = std::make_shared<_tnEmailCommon>();
-    email_ = Email2::createFromMimeText2(common_, utf8Text, true, call.log());
+    email_ = createFromMimeText2(common_, utf8Text, true, call.log());
   }
   if (!email_) {
     call.log().LogError("Failed to create email object from MIME text");
     return call.finish(false);
   }
-  email_->checkFixAltRelatedNesting(call.log());
-  email_->checkFixRelMixNesting(call.log());
+  checkFixAltRelatedNesting(*email_, call.log());
+  checkFixRelMixNesting(*email_, call.log());
   return call.finish(true);
 }
 
@@ -163,31 +163,31 @@ bool ClsEmail::GetDt(TarnellSysTime& out) {
 // ---- Bodies
 
 bool ClsEmail::hasBody(const char* name, std::string_view type) {
-  return count(name, [type](Email2& email) { return email.hasBodyOfType(type) ? 1 : 0; }) != 0;
+  return count(name, [type](Email2& email) { return hasBodyOfType(email, type) ? 1 : 0; }) != 0;
 }
 
 bool ClsEmail::GetPlainTextBody(std::string& out) {
   return ask("GetPlainTextBody", out,
-             [&out](Email2& email, LogBase& log) { return email.getPlainTextBodyUtf8(out, log); });
+             [&out](Email2& email, LogBase& log) { return getPlainTextBodyUtf8(email, out, log); });
 }
 
 bool ClsEmail::GetHtmlBody(std::string& out) {
   return ask("GetHtmlBody", out,
-             [&out](Email2& email, LogBase& log) { return email.getHtmlBodyUtf8(out, log); });
+             [&out](Email2& email, LogBase& log) { return getHtmlBodyUtf8(email, out, log); });
 }
 
 bool ClsEmail::TakePlainTextBody(std::string& out) {
   return ask("TakePlainTextBody", out, [&](Email2& email, LogBase& log) {
     Email2::PartList kept = itemParts(email);
-    kept.push_back(email.htmlLeaf());
-    return email.getPlainTextBodyUtf8(out, log, &kept);
+    kept.push_back(htmlLeaf(email));
+    return getPlainTextBodyUtf8(email, out, log, &kept);
   });
 }
 
 bool ClsEmail::TakeHtmlBody(std::string& out) {
   return ask("TakeHtmlBody", out, [&](Email2& email, LogBase& log) {
     const Email2::PartList kept = itemParts(email);
-    return email.getHtmlBodyUtf8(out, log, &kept);
+    return getHtmlBodyUtf8(email, out, log, &kept);
   });
 }
 
@@ -202,7 +202,7 @@ Email2::PartList ClsEmail::itemParts(Email2& email) {
 
 const Email2::PartList& ClsEmail::listOf(Email2& email, Items& items) {
   if (!items.isKnown) {
-    items.list = (email.*items.find)();
+    items.list = items.find(email);
     items.isKnown = true;
   }
   return items.list;
@@ -228,7 +228,7 @@ const Email2* ClsEmail::itemAt(Email2& email, Items& items, int index, LogBase& 
 
 bool ClsEmail::getFilename(const char* name, Items& items, int index, std::string& out) {
   return askItem(name, items, index, out, [&out](const Email2& part, LogBase& log) {
-    part.getFilenameUtf8(out, log);
+    getFilenameUtf8(part, out, log);
     return !out.empty();
   });
 }
@@ -253,7 +253,7 @@ bool ClsEmail::getAttr(const char* name, Items& items, int index, std::string_vi
 bool ClsEmail::GetAttachmentData(int index, std::string& out) {
   return askItem("GetAttachmentData", attachments_, index, out,
                  [&out](const Email2& part, LogBase&) {
-                   part.getAttachmentData(out);
+                   getAttachmentData(part, out);
                    return true;
                  });
 }
@@ -268,7 +268,7 @@ bool ClsEmail::GetRelatedData(int index, std::string& out) {
 bool ClsEmail::GetAttachmentString(int index, std::string_view charset, std::string& out) {
   return askItem("GetAttachmentString", attachments_, index, out,
                  [&](const Email2& part, LogBase& log) {
-                   part.getAttachmentString(charset, out, log);
+                   readAttachmentText(part.body(), charset, out, log);
                    return true;
                  });
 }
@@ -276,14 +276,14 @@ bool ClsEmail::GetAttachmentString(int index, std::string_view charset, std::str
 bool ClsEmail::GetRelatedString(int index, std::string_view charset, std::string& out) {
   return askItem(
       "GetRelatedString", relatedItems_, index, out,
-      [&](const Email2& part, LogBase& log) { return part.getRelatedString(charset, out, log); });
+      [&](const Email2& part, LogBase& log) { return getRelatedString(part, charset, out, log); });
 }
 
 bool ClsEmail::GetMime(std::string& out) {
   return ask("GetMime", out, [this, &out](Email2& email, LogBase& log) {
     forgetItems();
     DataBuffer text;
-    if (!email.getMimeText(text, log)) return false;
+    if (!getMimeText(email, text, log)) return false;
     out.assign(text.view());
     return true;
   });

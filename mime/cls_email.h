@@ -5,7 +5,12 @@
 
 #include "mime/buffers/tarnell_sys_time.h"
 #include "mime/cls_base.h"
-#include "mime/email/email.h"
+#include "mime/email/attachment_text.h"
+#include "mime/email/email_attachments.h"
+#include "mime/email/email_bodies.h"
+#include "mime/email/email_emit.h"
+#include "mime/email/email_load.h"
+#include "mime/email/email_repair.h"
 
 namespace keldane::mime {
 
@@ -94,7 +99,7 @@ class ClsEmail final : public ClsBase {
 
   /// One list of parts of the mail, and how the log speaks of it.
   struct Items {
-    Email2::PartList (Email2::*find)();
+    Email2::PartList (*find)(Email2& root);
     const char* outOfRange;
     const char* indexName;
     const char* countName;
@@ -157,9 +162,9 @@ class ClsEmail final : public ClsBase {
 
   Email2::Common common_;
   Email2::Part email_;
-  Items attachments_{&Email2::attachments, "Attachment index out of range.", "attachmentIndex",
+  Items attachments_{&attachments, "Attachment index out of range.", "attachmentIndex",
                      "numAttachments"};
-  Items relatedItems_{&Email2::relatedItems, "Related item index out of range.", "relatedItemIndex",
+  Items relatedItems_{&relatedItems, "Related item index out of range.", "relatedItemIndex",
                       "numRelatedItems"};
 };
 

@@ -41,6 +41,10 @@ namespace keldane::mime {
   return text.size() >= beginning.size() &&
          equalBytesNoCase(text.data(), beginning.data(), beginning.size());
 }
+[[nodiscard]] inline bool endsWithNoCase(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() &&
+         equalBytesNoCase(text.data() + (text.size() - end.size()), end.data(), end.size());
+}
 /// Without TAB, LF, CR and SPACE at both ends.
 [[nodiscard]] std::string_view trimmed(std::string_view text);
 

@@ -1,7 +1,8 @@
+#include "mime/email/body_text.h"
+
 #include <cstddef>
 
 #include "mime/buffers/data_buffer.h"
-#include "mime/email/email_parts.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

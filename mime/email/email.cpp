@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
-#include "mime/email/email_parts.h"
+#include "mime/coding/encoded_word.h"
+#include "mime/headers/date_parser.h"
 #include "mime/headers/type_table.h"
+#include "mime/tree/mime_message.h"
 
 namespace keldane::mime {
 
@@ -15,6 +18,13 @@ namespace {
 constexpr std::string_view kContentTypeField = "Content-Type";
 constexpr std::string_view kEncodingField = "Content-Transfer-Encoding";
 constexpr std::string_view kDispositionField = "Content-Disposition";
+constexpr std::size_t kNone = std::string_view::npos;
+
+/// Images and the like that a program put into the running text without a name.
+bool isMediaType(std::string_view type) {
+  return type.starts_with("image/") || type.starts_with("application/") ||
+         type.starts_with("audio/") || type.starts_with("video/");
+}
 
 }  // namespace
 
@@ -33,15 +43,6 @@ void makeBoundary(std::string_view seed, StringBuffer& out) {
   }
 }
 
-std::string_view fileExtension(std::string_view filename) {
-  const std::size_t dot = filename.rfind('.');
-  return dot == std::string_view::npos ? std::string_view() : filename.substr(dot + 1);
-}
-
-bool endsWithNoCase(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && equalsNoCase(text.substr(text.size() - end.size()), end);
-}
-
 Email2::Email2(Common common) : common_(std::move(common)) {}
 
 Email2::~Email2() { *static_cast<volatile std::uint32_t*>(&stamp_) = 0; }
@@ -55,6 +56,133 @@ bool Email2::isAttachmentDisposition() const {
 bool Email2::isTextOrTypeless() const {
   return contentType().empty() || contentType().substr(0, 5) == "text/";
 }
+
+std::string_view Email2::comparedType() const {
+  return contentType().empty() && getNumParts() == 0 ? "text/plain" : contentType();
+}
+
+bool Email2::hasEncoding(std::string_view encoding) const {
+  return encoding_.equalsIgnoreCase2(encoding);
+}
+
+bool Email2::isNotAlternativeBody() const {
+  if (isMultipart()) return false;
+  if (isType("message/rfc822")) {
+    return isAttachmentDisposition() && endsWithNoCase(filename(), ".mht");
+  }
+  if (isAttachmentDisposition()) return true;
+  if (!attributeName().empty() && encoding_.equalsIgnoreCase2("base64")) return true;
+  return endsWithNoCase(attributeName(), ".pem") || isType("application/edifact") ||
+         isType("application/smil");
+}
+
+bool Email2::isEmailAttachment(bool underMixed) const {
+  const std::string_view type = contentType();
+  if (isMultipart()) return false;
+  if (type == "message/rfc822") {
+    return isAttachmentDisposition() && endsWithNoCase(filename(), ".mht");
+  }
+  if (containsBytes(type, "pkcs7-signature")) return isAttachmentDisposition();
+  if (isAttachmentDisposition() || type.starts_with("application/")) return true;
+  if (disposition_.equalsIgnoreCase2("inline")) {
+    if (!filename().empty() || (underMixed && isMediaType(type))) return true;
+    return type.starts_with("image/") && containsBytes(type, "-tiff");
+  }
+  if (underMixed && type == "text/plain") {
+    const StringBuffer* contentClass = header_.getMimeFieldValue("Content-Class");
+    if (contentClass && contentClass->matches("*content-classes:message*", false)) return true;
+  }
+  if (!attributeName().empty() && encoding_.equalsIgnoreCase2("base64")) return true;
+  return endsWithNoCase(attributeName(), ".pem") || endsWithNoCase(attributeName(), ".pmi") ||
+         endsWithNoCase(attributeName(), ".gtr");
+}
+
+bool Email2::isStrictAttachment() const {
+  if (isMultipart() || isType("message/rfc822")) return false;
+  if (contentType().starts_with("application/")) {
+    // A name with both is the query of a web address: a counter or advertisement in the page.
+    const bool isQuery = attributeName().find('?') != kNone && attributeName().find('&') != kNone;
+    return !isQuery;
+  }
+  return isAttachmentDisposition();
+}
+
+bool Email2::isMultipartMixedForAttachmentPurposes() const {
+  const std::string_view type = contentType();
+  return type == "multipart/mixed" || type == "multipart/*" || type == "multipart/encrypted" ||
+         type == "multipart/voice-message" || type == "multipart/x-mixed-replace";
+}
+
+// ---- People and date
+
+void Email2::getFromFullUtf8(std::string& out, LogBase& log) const {
+  out.clear();
+  if (from_) {
+    from_->emitSelfAsMimeField(out);
+  } else if (const StringBuffer* value = header_.getMimeFieldValue("from")) {
+    StringBuffer text(*value);
+    qbDecode(text, log);
+    out.assign(text.view());
+  }
+  std::erase_if(out, [](char c) { return c == '\r' || c == '\n'; });
+}
+
+void Email2::getFromAddressUtf8(std::string& out) const {
+  StringBuffer text;
+  if (from_) text.setString(from_->address().utf8View());
+  text.removeCharOccurances('\r');
+  text.removeCharOccurances('\n');
+  out.assign(text.view());
+}
+
+void Email2::loadPeople(const MimeHeader& header, LogBase& log) {
+  if (const StringBuffer* from = header.getMimeFieldValue("from")) {
+    from_.reset(new (std::nothrow) _tnEmailAddress);
+    if (from_ && !from_->loadSingleEmailAddr(from->view(), 0, log)) from_.reset();
+  }
+  const auto loadList = [&header, &log](std::string_view name, ExtPtrArray<_tnEmailAddress>& list) {
+    const StringBuffer* value = header.getMimeFieldValue(name);
+    if (value) _tnEmailAddress::parseAndLoadList(value->view(), list, 0, log);
+  };
+  loadList("to", to_);
+  loadList("cc", cc_);
+  loadList("bcc", bcc_);
+}
+
+void Email2::loadDate(const MimeHeader& header, LogBase& log) {
+  date_.getCurrentGmt();
+  const StringBuffer* value = header.getMimeFieldValue("date");
+  if (!value) value = header.getMimeFieldValue("delivery-date");
+  std::string_view text;
+  if (value) {
+    text = value->view();
+  } else {
+    value = header.getMimeFieldValue("received");
+    const std::size_t semicolon = value ? value->view().rfind(';') : kNone;
+    if (semicolon == kNone) return;
+    text = value->view().substr(semicolon + 1);
+  }
+  // A date that cannot be read has set the present moment.
+  _tnDateParser::parseRFC822Date(text, date_, log);
+}
+
+void Email2::takeDescription(MimeMessage2& mime) {
+  disposition_.setString(mime.getDisposition());
+  encoding_.setString(mime.getContentEncoding());
+  contentId_.setString(mime.getContentId());
+  contentType_.takeFrom(mime.contentType_rw());
+  filename_.setString(mime.getMimeFilename());
+  const _tnCharset& charset = mime.getCharset();
+  if (charset.getCodePage() == 0 || charset.equals("x-user-defined") || charset.equals("default")) {
+    return;
+  }
+  charset_.copy(charset);
+  if (common_->charset.getCodePage() == 0 && !isStrictAttachment()) {
+    common_->charset.copy(charset);
+  }
+}
+
+// ---- Changes
 
 void Email2::setContentTypeText(std::string_view type) {
   contentType_.setContentType(type);
@@ -103,11 +231,11 @@ void Email2::refreshContentTypeHeader(LogBase& log) {
   contentTypeChanged_ = false;
 }
 
-Email2::Part Email2::createAttachmentFromDataUtf8(const Common& common, std::string_view filename,
-                                                  DataBuffer& bytes, LogBase& log) {
-  Part part(new (std::nothrow) Email2(common));
+Email2::Part Email2::createAttachmentFromDataUtf8(std::string_view filename, DataBuffer& bytes,
+                                                  LogBase& log) const {
+  Part part(new (std::nothrow) Email2(common_));
   if (!part) return part;
-  std::string_view type = TypeTable::typeForExtension(fileExtension(filename));
+  std::string_view type = TypeTable::typeForFilename(filename);
   if (type.empty()) type = "application/octet-stream";
   part->contentType_.setContentType(type);
   part->contentType_.setName(filename);
@@ -148,10 +276,14 @@ bool Email2::becomeMixed(Part text, LogBase& log) {
   return subparts_.insertAt(0, std::move(text));
 }
 
-bool Email2::isMultipartMixedForAttachmentPurposes() const {
-  const std::string_view type = contentType();
-  return type == "multipart/mixed" || type == "multipart/*" || type == "multipart/encrypted" ||
-         type == "multipart/voice-message" || type == "multipart/x-mixed-replace";
+void Email2::swapChildrenAndType(Email2& other) {
+  subparts_.swap(other.subparts_);
+  _tnContentType type;
+  type.copyFrom(contentType_);
+  contentType_.copyFrom(other.contentType_);
+  other.contentType_.copyFrom(type);
+  contentTypeChanged_ = true;
+  other.contentTypeChanged_ = true;
 }
 
 }  // namespace keldane::mime

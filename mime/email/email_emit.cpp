@@ -1,4 +1,5 @@
-// The message written anew.
+#include "mime/email/email_emit.h"
+
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/psdk.h"
@@ -6,7 +7,6 @@
 #include "mime/charsets/encoding_convert.h"
 #include "mime/charsets/html_charset.h"
 #include "mime/coding/content_coding.h"
-#include "mime/email/email.h"
 
 namespace keldane::mime {
 
@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view kCrLf = "\r\n";
 constexpr std::size_t kNone = std::string_view::npos;
-
-bool isOneOf(const StringBuffer& text, std::string_view a, std::string_view b) {
-  return text.equalsIgnoreCase2(a) || text.equalsIgnoreCase2(b);
-}
 
 /// Puts `wanted` in place of the charset that a META tag declares, if one does.
 void rewriteMetaCharset(std::string_view wanted, DataBuffer& html) {
@@ -40,87 +36,49 @@ void rewriteMetaCharset(std::string_view wanted, DataBuffer& html) {
   }
 }
 
-}  // namespace
-
-bool Email2::getMimeText(DataBuffer& out, LogBase& log) {
-  const LogContextExitor context(log, "getMimeText");
-  safeguardBodies(log);
-  DataBuffer text;
-  if (!assembleMimeBody2(text, log)) return false;
-  return getMimePostProcess(text, log) && (out.isEmpty() ? out.takeData(text) : out.append(text));
-}
-
-// Raw 8-bit text does not survive the way into a string, and not every gateway either.
-void Email2::safeguardBodies(LogBase& log) {
-  if (getNumParts() == 0 && !isOneOf(encoding_, "quoted-printable", "base64")) {
-    if (!isMultipart() && isTextOrTypeless()) {
-      safeguardText(log);
-    } else if (encoding_.equalsIgnoreCase2("binary")) {
-      setEncoding("base64", log);
-    }
+void setEncodingViaCodePage(Email2& email, int codePage, LogBase& log) {
+  if (codePage == CharsetNaming::kUsAscii) {
+    email.setEncoding("7bit", log);
+  } else if ((codePage >= 932 && codePage <= 950) || (codePage >= 50220 && codePage <= 54936)) {
+    email.setEncoding("base64", log);
+  } else {
+    email.setEncoding("quoted-printable", log);
   }
-  for (int i = 0; i < getNumParts(); ++i) getPart(i)->safeguardBodies(log);
 }
 
-void Email2::safeguardText(LogBase& log) {
-  const int codePage = charset_.getCodePage();
-  if (isType("text/html")) {
+void safeguardText(Email2& email, LogBase& log) {
+  const int codePage = email.charset().getCodePage();
+  if (email.isType("text/html")) {
     if (codePage == CharsetNaming::kUsAscii) return;
-  } else if (!isOneOf(encoding_, "8bit", "binary") && m_body.is7bit(0)) {
+  } else if (!email.hasEncoding("8bit") && !email.hasEncoding("binary") && email.body().is7bit(0)) {
     return;
   }
   if (codePage == 0) {
-    setEncoding("quoted-printable", log);
+    email.setEncoding("quoted-printable", log);
   } else {
-    setEncodingViaCodePage(codePage, log);
+    setEncodingViaCodePage(email, codePage, log);
   }
 }
 
-void Email2::setEncodingViaCodePage(int codePage, LogBase& log) {
-  if (codePage == CharsetNaming::kUsAscii) {
-    setEncoding("7bit", log);
-  } else if ((codePage >= 932 && codePage <= 950) || (codePage >= 50220 && codePage <= 54936)) {
-    setEncoding("base64", log);
-  } else {
-    setEncoding("quoted-printable", log);
+// Raw 8-bit text does not survive the way into a string, and not every gateway either.
+void safeguardBodies(Email2& email, LogBase& log) {
+  if (email.getNumParts() == 0 && !email.hasEncoding("quoted-printable") &&
+      !email.hasEncoding("base64")) {
+    if (!email.isMultipart() && email.isTextOrTypeless()) {
+      safeguardText(email, log);
+    } else if (email.hasEncoding("binary")) {
+      email.setEncoding("base64", log);
+    }
   }
-}
-
-bool Email2::assembleMimeBody2(DataBuffer& out, LogBase& log) {
-  const LogContextExitor context(log, "assembleMimeBody2");
-  DataBuffer converted;
-  const bool isText = getNumParts() == 0 && !isMultipart() && isTextOrTypeless();
-  const bool isConverted = isText && charset_.getCodePage() != 0;
-  if (isConverted) convertForEmit(converted, log);
-  if (contentTypeChanged_) refreshContentTypeHeader(log);
-  if (isType("multipart/alternative")) {
-    header_.removeMimeField("Content-Transfer-Encoding", true);
-  }
-  StringBuffer header;
-  header_.getMimeHeader(header, {}, charset_.getCodePage(), false, log);
-  if (!out.append(header.view()) || !out.append("\r\n\r\n")) return false;
-  if (getNumParts() != 0) return assembleParts(out, log);
-  return emitLeafBody(isConverted ? converted.view() : m_body.view(), out);
-}
-
-bool Email2::assembleParts(DataBuffer& out, LogBase& log) {
-  const std::string_view boundary = contentType_.boundary().view();
-  for (int i = 0; i < getNumParts(); ++i) {
-    out.append("--");
-    out.append(boundary);
-    out.append(kCrLf);
-    if (!getPart(i)->assembleMimeBody2(out, log)) return false;
-    out.append(kCrLf);
-  }
-  return out.append("--") && out.append(boundary) && out.append("--") && out.append(kCrLf);
+  for (int i = 0; i < email.getNumParts(); ++i) safeguardBodies(*email.getPart(i), log);
 }
 
 // Back to the declared charset; a text that cannot be written in it goes out as UTF-8.
-void Email2::convertForEmit(DataBuffer& converted, LogBase& log) {
-  const int declared = charset_.getCodePage();
+void convertForEmit(Email2& email, DataBuffer& converted, LogBase& log) {
+  const int declared = email.charset().getCodePage();
   const int codePage = declared == CharsetNaming::kUsAscii ? Psdk::getAnsiCodePage() : declared;
-  converted.append(m_body);
-  if (isType("text/html")) rewriteMetaCharset(charset_.nameView(), converted);
+  converted.append(email.body());
+  if (email.isType("text/html")) rewriteMetaCharset(email.charset().nameView(), converted);
   if (codePage == CharsetNaming::kUtf8) return;
   EncodingConvert convert;
   DataBuffer bytes;
@@ -128,31 +86,73 @@ void Email2::convertForEmit(DataBuffer& converted, LogBase& log) {
     converted.takeData(bytes);
     return;
   }
-  setCodePage(CharsetNaming::kUtf8);
-  if (isType("text/html")) rewriteMetaCharset(charset_.nameView(), converted);
+  email.setCodePage(CharsetNaming::kUtf8);
+  if (email.isType("text/html")) rewriteMetaCharset(email.charset().nameView(), converted);
 }
 
-bool Email2::emitLeafBody(std::string_view body, DataBuffer& out) const {
+bool emitLeafBody(const Email2& email, std::string_view body, DataBuffer& out) {
   ContentCoding coding;
   StringBuffer encoded;
-  if (encoding_.equalsIgnoreCase2("base64")) {
+  if (email.hasEncoding("base64")) {
     return coding.encodeBase64(body.data(), body.size(), encoded) && out.append(encoded.view());
   }
-  if (encoding_.equalsIgnoreCase2("quoted-printable")) {
+  if (email.hasEncoding("quoted-printable")) {
     return coding.encodeQuotedPrintable(body.data(), body.size(), encoded) &&
            out.append(encoded.view());
   }
   return out.append(body);
 }
 
-bool Email2::getMimePostProcess(DataBuffer& out, LogBase& log) const {
+bool getMimePostProcess(const Email2& email, DataBuffer& out, LogBase& log) {
   constexpr std::size_t kLookedAt = 50000;
-  const int codePage = common_->charset.getCodePage();
+  const int codePage = email.common().charset.getCodePage();
   if (codePage == 0 || codePage == CharsetNaming::kUtf8 || out.is7bit(kLookedAt)) return true;
   EncodingConvert convert;
   DataBuffer utf8;
   convert.EncConvert(codePage, CharsetNaming::kUtf8, out.view(), utf8, log);
   return out.takeData(utf8);
+}
+
+bool assembleMimeBody2(Email2& email, DataBuffer& out, LogBase& log);
+
+bool assembleParts(Email2& email, DataBuffer& out, LogBase& log) {
+  const std::string_view boundary = email.boundary();
+  for (int i = 0; i < email.getNumParts(); ++i) {
+    out.append("--");
+    out.append(boundary);
+    out.append(kCrLf);
+    if (!assembleMimeBody2(*email.getPart(i), out, log)) return false;
+    out.append(kCrLf);
+  }
+  return out.append("--") && out.append(boundary) && out.append("--") && out.append(kCrLf);
+}
+
+bool assembleMimeBody2(Email2& email, DataBuffer& out, LogBase& log) {
+  const LogContextExitor context(log, "assembleMimeBody2");
+  DataBuffer converted;
+  const bool isText = email.getNumParts() == 0 && !email.isMultipart() && email.isTextOrTypeless();
+  const bool isConverted = isText && email.charset().getCodePage() != 0;
+  if (isConverted) convertForEmit(email, converted, log);
+  if (email.contentTypeChanged()) email.refreshContentTypeHeader(log);
+  if (email.isType("multipart/alternative")) {
+    email.header_rw().removeMimeField("Content-Transfer-Encoding", true);
+  }
+  StringBuffer header;
+  email.header_rw().getMimeHeader(header, {}, email.charset().getCodePage(), false, log);
+  if (!out.append(header.view()) || !out.append("\r\n\r\n")) return false;
+  if (email.getNumParts() != 0) return assembleParts(email, out, log);
+  return emitLeafBody(email, isConverted ? converted.view() : email.body().view(), out);
+}
+
+}  // namespace
+
+bool getMimeText(Email2& email, DataBuffer& out, LogBase& log) {
+  const LogContextExitor context(log, "getMimeText");
+  safeguardBodies(email, log);
+  DataBuffer text;
+  if (!assembleMimeBody2(email, text, log)) return false;
+  return getMimePostProcess(email, text, log) &&
+         (out.isEmpty() ? out.takeData(text) : out.append(text));
 }
 
 }  // namespace keldane::mime

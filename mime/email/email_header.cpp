@@ -1,6 +1,5 @@
-// The header of a mail object: that of the parsed entity, written as text and read back. The way
-// round settles what the first reading left open, a decoded value that holds another encoded word
-// for instance. Most fields come back as they went and need not go.
+#include "mime/email/email_header.h"
+
 #include <algorithm>
 #include <memory>
 #include <new>
@@ -10,7 +9,6 @@
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
 #include "mime/coding/encoded_word.h"
-#include "mime/email/email_parts.h"
 #include "mime/headers/mime_header.h"
 #include "mime/tree/mime_message.h"
 
@@ -18,6 +16,9 @@
 #include <emmintrin.h>
 #endif
 
+// The header of a mail object is that of the parsed entity, written as text and read back. The way
+// round settles what the first reading left open, a decoded value that holds another encoded word
+// for instance. Most fields come back as they went and need not go.
 namespace keldane::mime {
 
 namespace {

@@ -1,15 +1,15 @@
-// From the parsed message to the mail object.
+#include "mime/email/email_load.h"
+
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
-#include "mime/coding/encoded_word.h"
 #include "mime/coding/uu.h"
-#include "mime/email/email.h"
-#include "mime/email/email_parts.h"
-#include "mime/headers/date_parser.h"
+#include "mime/email/email_header.h"
+#include "mime/email/email_repair.h"
 #include "mime/tree/mime_message.h"
 
 namespace keldane::mime {
@@ -49,110 +49,10 @@ void decodeXUuencode(MimeMessage2& part, LogBase& log) {
   part.setContentEncoding("base64", log);
 }
 
-}  // namespace
+Email2::Part createFromEntity(const Email2::Common& common, MimeMessage2& mime, bool isRoot,
+                              LogBase& log);
 
-Email2::Part Email2::createFromMimeText2(const Common& common, std::string_view text, bool isUtf8,
-                                         LogBase& log) {
-  const LogContextExitor context(log, "createFromMimeText2");
-  MimeMessage2 mime;
-  if (!mime.loadMimeComplete(text, log, isUtf8)) return nullptr;
-  loadFromMimeTextProcessing(mime, log);
-  return createFromMimeObject2(common, mime, log);
-}
-
-void Email2::getFromFullUtf8(std::string& out, LogBase& log) const {
-  out.clear();
-  if (from_) {
-    from_->emitSelfAsMimeField(out);
-  } else if (const StringBuffer* value = header_.getMimeFieldValue("from")) {
-    StringBuffer text(*value);
-    qbDecode(text, log);
-    out.assign(text.view());
-  }
-  std::erase_if(out, [](char c) { return c == '\r' || c == '\n'; });
-}
-
-void Email2::getFromAddressUtf8(std::string& out) const {
-  StringBuffer text;
-  if (from_) text.setString(from_->address().utf8View());
-  text.removeCharOccurances('\r');
-  text.removeCharOccurances('\n');
-  out.assign(text.view());
-}
-
-Email2::Part Email2::createFromMimeObject2(const Common& common, MimeMessage2& mime, LogBase& log) {
-  return createFromEntity(common, mime, true, log);
-}
-
-Email2::Part Email2::createFromEntity(const Common& common, MimeMessage2& mime, bool isRoot,
-                                      LogBase& log) {
-  const LogContextExitor context(log, "createFromMimeObject2");
-  Part email(new (std::nothrow) Email2(common));
-  if (!email) return email;
-  unwrapSecurity3(mime, log);
-  if (isRoot) {
-    // Nobody asks a part for its people, and their lists are the costly half of a header.
-    email->loadPeople(mime.getHeader(), log);
-    email->loadDate(mime.getHeader(), log);
-  }
-  takeHeaderByField(mime, email->header_, log);
-  email->takeDescription(mime);
-  email->m_body.takeData(mime.bodyDb_rw());
-  if (!email->takeUuencodedFiles(mime.getHeaderDetectedCP(), log) &&
-      !email->takeBareAttachment(log)) {
-    email->fixBody(mime.getNumParts() != 0, mime.getHeaderDetectedCP(), log);
-  }
-  return email->loadParts(mime, log) ? std::move(email) : nullptr;
-}
-
-void Email2::loadPeople(const MimeHeader& header, LogBase& log) {
-  if (const StringBuffer* from = header.getMimeFieldValue("from")) {
-    from_.reset(new (std::nothrow) _tnEmailAddress);
-    if (from_ && !from_->loadSingleEmailAddr(from->view(), 0, log)) from_.reset();
-  }
-  const auto loadList = [&header, &log](std::string_view name, ExtPtrArray<_tnEmailAddress>& list) {
-    const StringBuffer* value = header.getMimeFieldValue(name);
-    if (value) _tnEmailAddress::parseAndLoadList(value->view(), list, 0, log);
-  };
-  loadList("to", to_);
-  loadList("cc", cc_);
-  loadList("bcc", bcc_);
-}
-
-void Email2::loadDate(const MimeHeader& header, LogBase& log) {
-  date_.getCurrentGmt();
-  const StringBuffer* value = header.getMimeFieldValue("date");
-  if (!value) value = header.getMimeFieldValue("delivery-date");
-  std::string_view text;
-  if (value) {
-    text = value->view();
-  } else {
-    value = header.getMimeFieldValue("received");
-    const std::size_t semicolon = value ? value->view().rfind(';') : kNone;
-    if (semicolon == kNone) return;
-    text = value->view().substr(semicolon + 1);
-  }
-  // A date that cannot be read has set the present moment.
-  _tnDateParser::parseRFC822Date(text, date_, log);
-}
-
-void Email2::takeDescription(MimeMessage2& mime) {
-  disposition_.setString(mime.getDisposition());
-  encoding_.setString(mime.getContentEncoding());
-  contentId_.setString(mime.getContentId());
-  contentType_.takeFrom(mime.contentType_rw());
-  filename_.setString(mime.getMimeFilename());
-  const _tnCharset& charset = mime.getCharset();
-  if (charset.getCodePage() == 0 || charset.equals("x-user-defined") || charset.equals("default")) {
-    return;
-  }
-  charset_.copy(charset);
-  if (common_->charset.getCodePage() == 0 && !isStrictAttachment()) {
-    common_->charset.copy(charset);
-  }
-}
-
-bool Email2::loadParts(MimeMessage2& mime, LogBase& log) {
+bool loadParts(Email2& email, const Email2::Common& common, MimeMessage2& mime, LogBase& log) {
   // Each part is given up as soon as it is used up, so that a mail of very many parts is not in
   // memory twice. From the end, where taking one out costs nothing.
   std::vector<std::unique_ptr<MimeMessage2>> parts;
@@ -161,10 +61,132 @@ bool Email2::loadParts(MimeMessage2& mime, LogBase& log) {
   for (; !parts.empty(); parts.pop_back()) {
     takeAppleFile(parts.back(), log);
     decodeXUuencode(*parts.back(), log);
-    Part child = createFromEntity(common_, *parts.back(), false, log);
-    if (!child || !subparts_.appendObject(std::move(child))) return false;
+    Email2::Part child = createFromEntity(common, *parts.back(), false, log);
+    if (!child || !email.parts_rw().appendObject(std::move(child))) return false;
   }
   return true;
+}
+
+Email2::Part createFromEntity(const Email2::Common& common, MimeMessage2& mime, bool isRoot,
+                              LogBase& log) {
+  const LogContextExitor context(log, "createFromMimeObject2");
+  Email2::Part email(new (std::nothrow) Email2(common));
+  if (!email) return email;
+  unwrapSecurity3(mime, log);
+  if (isRoot) {
+    // Nobody asks a part for its people, and their lists are the costly half of a header.
+    email->loadPeople(mime.getHeader(), log);
+    email->loadDate(mime.getHeader(), log);
+  }
+  takeHeaderByField(mime, email->header_rw(), log);
+  email->takeDescription(mime);
+  email->body_rw().takeData(mime.bodyDb_rw());
+  if (!takeUuencodedFiles(*email, mime.getHeaderDetectedCP(), log) &&
+      !takeBareAttachment(*email, log)) {
+    fixBody(*email, mime.getNumParts() != 0, mime.getHeaderDetectedCP(), log);
+  }
+  return loadParts(*email, common, mime, log) ? std::move(email) : nullptr;
+}
+
+// ---- The message as a whole
+
+using MessagePart = std::unique_ptr<MimeMessage2>;
+
+MessagePart newMessagePart() { return MessagePart(new (std::nothrow) MimeMessage2); }
+
+/// A message that is an attachment and nothing else.
+bool isAttachmentItself(const MimeMessage2& mime, LogBase& log) {
+  const std::string_view type = mime.getContentType().contentType().view();
+  return mime.isAttachment(log) && !mime.isMultipart() && !containsBytes(type, "pkcs7") &&
+         !containsBytes(type, "edifact");
+}
+
+/// Puts the attachment behind an empty text, so that it is found where attachments are looked for.
+void rebuildAsMixed(MimeMessage2& mime, LogBase& log) {
+  MessagePart text = newMessagePart();
+  MessagePart attachment = newMessagePart();
+  if (!text || !attachment) return;
+  text->setContentType("text/plain", log);
+  attachment->contentType_rw().copyFrom(mime.getContentType());
+  _tnCharset charset;
+  charset.copy(mime.getCharset());
+  if (charset.getCodePage() == 0 && mime.getHeaderDetectedCP() != 0) {
+    charset.setByCodePage(mime.getHeaderDetectedCP());
+  }
+  attachment->setCharset(charset, log);
+  attachment->setDispositionAndFilename(mime.getDisposition().view(), mime.getMimeFilename().view(),
+                                        log);
+  attachment->setContentEncoding(mime.getContentEncoding().view(), log);
+  attachment->bodyDb_rw().takeData(mime.bodyDb_rw());
+
+  StringBuffer boundary;
+  makeBoundary(attachment->getMimeBodyDb().view(), boundary);
+  mime.contentType_rw().clear();
+  mime.charset_rw().clear();
+  mime.contentType_rw().setBoundary(boundary.view());
+  mime.setContentType("multipart/mixed", log);
+  mime.setContentEncoding({}, log);
+  mime.setDisposition({}, log);
+  mime.appendPart(std::move(text));
+  mime.appendPart(std::move(attachment));
+}
+
+/// Index of the first direct part of this type that is the text of the mail rather than a file. A
+/// name in its content type alone makes no file of it: such a part would be shown nowhere.
+int findUnnamedText(const MimeMessage2& mime, std::string_view type, LogBase& log) {
+  for (int i = 0; i < mime.getNumParts(); ++i) {
+    const MimeMessage2* part = mime.getPart(i);
+    if (part && part->getContentType().contentType().view() == type && !part->isAttachment(log) &&
+        part->getMimeFilename().isEmpty()) {
+      return i;
+    }
+  }
+  return -1;
+}
+
+/// A mixed of a text and its HTML form, mislabelled by the sender, becomes an alternative.
+void transformMmToMa(MimeMessage2& mime, LogBase& log) {
+  const LogContextExitor context(log, "transformMmToMa");
+  int plain = findUnnamedText(mime, "text/plain", log);
+  int html = findUnnamedText(mime, "text/html", log);
+  if (plain < 0 || html < 0) return;
+  if (mime.getNumParts() == 2) {
+    mime.setContentType("multipart/alternative", log);
+    return;
+  }
+  MessagePart alternative = newMessagePart();
+  if (!alternative) return;
+  StringBuffer boundary;
+  makeBoundary(mime.getContentType().boundary().view(), boundary);
+  alternative->contentType_rw().setBoundary(boundary.view());
+  alternative->setContentType("multipart/alternative", log);
+  MessagePart plainPart = mime.removePart(plain);
+  if (html > plain) --html;
+  alternative->appendPart(std::move(plainPart));
+  alternative->appendPart(mime.removePart(html));
+  mime.insertPart(0, std::move(alternative));
+}
+
+}  // namespace
+
+void loadFromMimeTextProcessing(MimeMessage2& mime, LogBase& log) {
+  const LogContextExitor context(log, "loadFromMimeTextProcessing");
+  for (const char* name : {"to", "cc", "bcc"}) mime.header_rw().collapseMultiple(name, log);
+  if (isAttachmentItself(mime, log)) rebuildAsMixed(mime, log);
+  if (mime.isMultipartMixed()) transformMmToMa(mime, log);
+}
+
+Email2::Part createFromMimeText2(const Email2::Common& common, std::string_view text, bool isUtf8,
+                                 LogBase& log) {
+  const LogContextExitor context(log, "createFromMimeText2");
+  MimeMessage2 mime;
+  if (!mime.loadMimeComplete(text, log, isUtf8)) return nullptr;
+  loadFromMimeTextProcessing(mime, log);
+  return createFromMimeObject2(common, mime, log);
+}
+
+Email2::Part createFromMimeObject2(const Email2::Common& common, MimeMessage2& mime, LogBase& log) {
+  return createFromEntity(common, mime, true, log);
 }
 
 }  // namespace keldane::mime

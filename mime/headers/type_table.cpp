@@ -233,4 +233,10 @@ std::string_view TypeTable::typeForExtension(std::string_view extension) {
   return {};
 }
 
+std::string_view TypeTable::typeForFilename(std::string_view filename) {
+  const std::size_t dot = filename.rfind('.');
+  return dot == std::string_view::npos ? std::string_view()
+                                       : typeForExtension(filename.substr(dot + 1));
+}
+
 }  // namespace keldane::mime

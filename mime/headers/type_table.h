@@ -13,6 +13,8 @@ struct TypeTable {
   static std::string_view extensionForType(std::string_view contentType);
   /// Content type of an extension (without the dot), any case; empty for an unknown one.
   static std::string_view typeForExtension(std::string_view extension);
+  /// That of what follows the last dot of the name.
+  static std::string_view typeForFilename(std::string_view filename);
 };
 
 }  // namespace keldane::mime

@@ -6,7 +6,7 @@
 #include "mime/buffers/byte_search.h"
 #include "mime/charsets/unlabelled_text.h"
 #include "mime/coding/uu.h"
-#include "mime/email/email_parts.h"
+#include "mime/email/attachment_text.h"
 #include "mime/headers/type_table.h"
 #include "mime/tree/mime_message.h"
 
@@ -133,7 +133,7 @@ void Walker::showFile(std::string_view uuencoded) {
   StringBuffer name;
   (void)Uu::uu_decode2(uuencoded, bytes, name);
   PartView part;
-  part.contentType = TypeTable::typeForExtension(fileExtension(name.view()));
+  part.contentType = TypeTable::typeForFilename(name.view());
   part.name = name.view();
   part.body = bytes.view();
   visit_(part);

@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "mime/email/email_parts.h"
+#include "mime/email/body_text.h"
 #include "mime/tno_email.h"
 #include "tests/mime/mail_builder.h"
 

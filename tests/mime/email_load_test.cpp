@@ -7,8 +7,12 @@
 
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/tarnell_sys_time.h"
-#include "mime/email/email.h"
-#include "mime/email/email_parts.h"
+#include "mime/email/email_attachments.h"
+#include "mime/email/email_bodies.h"
+#include "mime/email/email_emit.h"
+#include "mime/email/email_header.h"
+#include "mime/email/email_load.h"
+#include "mime/email/email_repair.h"
 #include "mime/tree/mime_message.h"
 #include "tests/mime/mail_builder.h"
 
@@ -32,11 +36,10 @@ std::string shape(const Email2& email) {
 
 Email2::Part load(const std::string& text, bool isUtf8 = false) {
   LogNull log;
-  Email2::Part email =
-      Email2::createFromMimeText2(std::make_shared<_tnEmailCommon>(), text, isUtf8, log);
+  Email2::Part email = createFromMimeText2(std::make_shared<_tnEmailCommon>(), text, isUtf8, log);
   EXPECT_TRUE(email);
-  email->checkFixAltRelatedNesting(log);
-  email->checkFixRelMixNesting(log);
+  checkFixAltRelatedNesting(*email, log);
+  checkFixRelMixNesting(*email, log);
   return email;
 }
 
@@ -174,7 +177,7 @@ TEST(LoadedBody, FirstDeclaredCharsetBecomesThatOfTheMail) {
   const std::string text = mail(multi(
       "mixed", {part("application/x; charset=koi8-r", "bytes"),
                 part("text/plain; charset=big5", "x"), part("text/html; charset=utf-8", "x")}));
-  ASSERT_TRUE(Email2::createFromMimeText2(common, text, false, log));
+  ASSERT_TRUE(createFromMimeText2(common, text, false, log));
   EXPECT_EQ(common->charset.getCodePage(), 950);
 }
 
@@ -319,21 +322,21 @@ TEST(LoadedMail, StaysShallowWhateverTheTree) {
        0, 5},
       {"texts", mail(multi("mixed", std::vector<std::string>(9000, kPlain))), 0, 9000 * 7 - 2},
       {"uuencoded files", mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
-       Email2::kMaxUuFiles, 0},
+       kMaxUuFiles, 0},
       {"beginnings of such", mail(part("text/plain", repeat("begin 6", 100000))), 0, 700000},
       {"nesting",
        repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml, 0, 0},
   };
   for (const auto& row : rows) {
     const Email2::Part email = load(row.text);
-    EXPECT_EQ(email->attachments().size(), row.attachments) << row.name;
+    EXPECT_EQ(attachments(*email).size(), row.attachments) << row.name;
     std::string out;
     LogNull log;
-    email->getPlainTextBodyUtf8(out, log);
+    getPlainTextBodyUtf8(*email, out, log);
     EXPECT_EQ(out.size(), row.textSize) << row.name;
-    email->getHtmlBodyUtf8(out, log);
+    getHtmlBodyUtf8(*email, out, log);
     DataBuffer written;
-    EXPECT_TRUE(email->getMimeText(written, log)) << row.name;
+    EXPECT_TRUE(getMimeText(*email, written, log)) << row.name;
   }
 }
 
