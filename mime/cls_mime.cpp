@@ -2,6 +2,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/xstring.h"
+#include "mime/tree/mime_emit.h"
 
 namespace keldane::mime {
 
@@ -133,7 +134,7 @@ bool ClsMime::GetMime(StringBuffer& out) {
   MimeMessage2& root = part(log);
   out.weakClear();
   root.makeBinarySafeForString(log);
-  const bool ok = root.getMimeTextUtf8(out, log);
+  const bool ok = getMimeTextUtf8(root, out, log);
   root.restoreBinarySafeForString(log);
   if (out.beginsWith(kBom)) out.removeFromStart(kBom.size());
   return call.finish(ok);

@@ -1,4 +1,4 @@
-#include "mime/tree/mime_message.h"
+#include "mime/tree/mime_emit.h"
 
 #include <algorithm>
 
@@ -9,8 +9,8 @@
 #include "mime/charsets/encoding_convert.h"
 #include "mime/charsets/unlabelled_text.h"
 #include "mime/coding/content_coding.h"
+#include "mime/tree/mime_message.h"
 
-// Regeneration: from tree to text.
 namespace keldane::mime {
 
 namespace {
@@ -30,16 +30,6 @@ bool isTextLike(const StringBuffer& type) {
 
 bool isEncoded(const StringBuffer& encoding) {
   return encoding.equalsIgnoreCase("base64") || encoding.equalsIgnoreCase("quoted-printable");
-}
-
-/// The parts of a message in order, each before its own parts.
-template <typename Entity, typename Visit>
-bool visitTree(Entity& entity, const Visit& visit) {
-  if (visit(entity)) return true;
-  for (int i = 0; i < entity.getNumParts(); ++i) {
-    if (Entity* part = entity.getPart(i); part && visitTree(*part, visit)) return true;
-  }
-  return false;
 }
 
 /// A text of many megabytes for a charset of one byte a character, converted piece by piece: of the
@@ -69,10 +59,8 @@ bool encodeInPieces(int codePage, std::string_view utf8, DataBuffer& out, LogBas
   return true;
 }
 
-}  // namespace
-
 /// Writes one tree. `scratch_` is used again for each header and each encoded body.
-class MimeMessage2::Emitter {
+class Emitter {
  public:
   /// `rawAsUtf8`: what goes out as it stands goes out in UTF-8.
   Emitter(DataBuffer& out, bool rawAsUtf8, LogBase& log)
@@ -95,15 +83,15 @@ class MimeMessage2::Emitter {
   StringBuffer scratch_;
 };
 
-bool MimeMessage2::Emitter::assemble2(const MimeMessage2& entity, bool noHeader) {
+bool Emitter::assemble2(const MimeMessage2& entity, bool noHeader) {
   if (!noHeader && !header(entity)) return false;
   return entity.getNumParts() > 0 ? parts(entity) : body(entity);
 }
 
-bool MimeMessage2::Emitter::header(const MimeMessage2& entity) {
+bool Emitter::header(const MimeMessage2& entity) {
   // Field by field: a header can be the whole message, and would stand in the scratch text too.
-  const MimeHeader& fields = entity.header_;
-  const int codePage = entity.m_charset.getCodePage();
+  const MimeHeader& fields = entity.getHeader();
+  const int codePage = entity.getCharset().getCodePage();
   std::string_view between;
   for (int i = 0; i < fields.getNumFields(); ++i) {
     const MimeField* field = fields.fieldAt(i);
@@ -119,62 +107,64 @@ bool MimeMessage2::Emitter::header(const MimeMessage2& entity) {
   return out_.append("\r\n\r\n");
 }
 
-bool MimeMessage2::Emitter::parts(const MimeMessage2& entity) {
-  const std::string_view boundary = entity.contentType_.boundary().view();
-  if (entity.preambleWanted_ && !out_.append(kPreamble)) return false;
+bool Emitter::parts(const MimeMessage2& entity) {
+  const std::string_view boundary = entity.getContentType().boundary().view();
+  if (entity.isPreambleWanted() && !out_.append(kPreamble)) return false;
   for (int i = 0; i < entity.getNumParts(); ++i) {
     const MimeMessage2* part = entity.getPart(i);
     if (!part) continue;
     if (!out_.append("--") || !out_.append(boundary) || !out_.append(kCrLf)) return false;
     const bool asSigned = i == 0 && writesSigned(entity);
-    if (asSigned ? !out_.append(entity.signedData_) : !assemble2(*part, false)) return false;
+    if (asSigned ? !out_.append(entity.getSignedData()) : !assemble2(*part, false)) return false;
     if (!out_.append(kCrLf)) return false;
   }
   return out_.append("--") && out_.append(boundary) && out_.append("--\r\n");
 }
 
-bool MimeMessage2::Emitter::body(const MimeMessage2& entity) {
+bool Emitter::body(const MimeMessage2& entity) {
   // A multipart whose parts were not found was never decoded.
-  const bool unparsed = entity.isMultipart() && !entity.contentType_.boundary().isEmpty();
-  if (unparsed) return out_.append(entity.m_body);
+  const bool unparsed = entity.isMultipart() && !entity.getContentType().boundary().isEmpty();
+  if (unparsed) return out_.append(entity.getMimeBodyDb());
   DataBuffer converted;
-  std::string_view bytes = entity.m_body.view();
+  std::string_view bytes = entity.getMimeBodyDb().view();
   if (writesInCharset(entity)) {
-    const int declared = entity.m_charset.getCodePage();
+    const int declared = entity.getCharset().getCodePage();
     const int codePage = declared == CharsetNaming::kUsAscii ? 28591 : declared;
     const bool ok =
         encodeInPieces(codePage, bytes, converted, log_) ||
         EncodingConvert().EncConvert(CharsetNaming::kUtf8, codePage, bytes, converted, log_);
     if (ok || !converted.isEmpty()) bytes = converted.view();
   }
-  if (entity.encoding_.equalsIgnoreCase("base64")) return base64(bytes);
-  if (entity.encoding_.equalsIgnoreCase("quoted-printable")) return quotedPrintable(bytes);
+  if (entity.getContentEncoding().equalsIgnoreCase("base64")) return base64(bytes);
+  if (entity.getContentEncoding().equalsIgnoreCase("quoted-printable"))
+    return quotedPrintable(bytes);
   return out_.append(bytes);
 }
 
-bool MimeMessage2::Emitter::writesInCharset(const MimeMessage2& entity) const {
-  const int codePage = entity.m_charset.getCodePage();
+bool Emitter::writesInCharset(const MimeMessage2& entity) const {
+  const int codePage = entity.getCharset().getCodePage();
   if (codePage == 0 || codePage == CharsetNaming::kUtf8 ||
-      !isTextLike(entity.contentType_.contentType())) {
+      !isTextLike(entity.getContentType().contentType())) {
     return false;
   }
-  const std::string_view body = entity.m_body.view();
+  const std::string_view body = entity.getMimeBodyDb().view();
   if (CharsetNaming::isLatinFamily(codePage) && isAllAscii(body)) return false;
-  if (rawAsUtf8_ && !isEncoded(entity.encoding_)) {
+  if (rawAsUtf8_ && !isEncoded(entity.getContentEncoding())) {
     // Where ASCII is not ASCII, the reader cannot tell the text from one in its charset.
     return isSevenBitCharset(codePage) && isAllAscii(body);
   }
   // What loading left in its own charset goes out as it came.
   if (CharsetNaming::isWide(codePage)) return body.find('\0') == std::string_view::npos;
-  return entity.contentType_.contentType().beginsWith("text/") || isValidUtf8(body);
+  return entity.getContentType().contentType().beginsWith("text/") || isValidUtf8(body);
 }
 
 /// The bytes that were signed, unless they are those of a file in another charset.
-bool MimeMessage2::Emitter::writesSigned(const MimeMessage2& entity) const {
-  return !entity.signedData_.isEmpty() && (!rawAsUtf8_ || isValidUtf8(entity.signedData_.view()));
+bool Emitter::writesSigned(const MimeMessage2& entity) const {
+  return !entity.getSignedData().isEmpty() &&
+         (!rawAsUtf8_ || isValidUtf8(entity.getSignedData().view()));
 }
 
-bool MimeMessage2::Emitter::base64(std::string_view bytes) {
+bool Emitter::base64(std::string_view bytes) {
   ContentCoding coding;
   while (!bytes.empty()) {
     const std::string_view piece = bytes.substr(0, kBase64Piece);
@@ -188,68 +178,44 @@ bool MimeMessage2::Emitter::base64(std::string_view bytes) {
   return true;
 }
 
-bool MimeMessage2::Emitter::quotedPrintable(std::string_view bytes) {
+bool Emitter::quotedPrintable(std::string_view bytes) {
   scratch_.weakClear();
   return ContentCoding().encodeQuotedPrintable(bytes.data(), bytes.size(), scratch_) &&
          out_.append(scratch_.view());
 }
 
-bool MimeMessage2::getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const {
+/// Room that the whole will take, near enough.
+std::size_t estimateOf(const MimeMessage2& entity) {
+  const std::size_t size = entity.getMimeBodyDb().getSize();
+  std::size_t estimate =
+      kHeaderEstimate + (isEncoded(entity.getContentEncoding()) ? size + size / 2 : size);
+  for (int i = 0; i < entity.getNumParts(); ++i) {
+    if (const MimeMessage2* part = entity.getPart(i)) estimate += estimateOf(*part);
+  }
+  return estimate;
+}
+
+bool emit(const MimeMessage2& root, DataBuffer& out, bool noHeader, bool rawAsUtf8, LogBase& log) {
+  return out.ensureBuffer(estimateOf(root)) &&
+         Emitter(out, rawAsUtf8, log).assemble2(root, noHeader);
+}
+
+}  // namespace
+
+bool getMimeTextDb(const MimeMessage2& root, DataBuffer& out, bool noHeader, LogBase& log) {
   LogContextExitor context(log, "getMimeTextDb");
-  return emit(out, noHeader, false, log);
+  return emit(root, out, noHeader, false, log);
 }
 
-bool MimeMessage2::emit(DataBuffer& out, bool noHeader, bool rawAsUtf8, LogBase& log) const {
-  std::size_t estimate = 0;
-  visitTree(*this, [&estimate](const MimeMessage2& entity) {
-    const std::size_t size = entity.m_body.getSize();
-    estimate += kHeaderEstimate + (isEncoded(entity.encoding_) ? size + size / 2 : size);
-    return false;
-  });
-  if (!out.ensureBuffer(estimate)) return false;
-  return Emitter(out, rawAsUtf8, log).assemble2(*this, noHeader);
-}
-
-bool MimeMessage2::getMimeTextUtf8(StringBuffer& out, LogBase& log) const {
+bool getMimeTextUtf8(const MimeMessage2& root, StringBuffer& out, LogBase& log) {
   DataBuffer text;
-  return emit(text, false, true, log) && out.takeFromDb(text);
+  return emit(root, text, false, true, log) && out.takeFromDb(text);
 }
 
-bool MimeMessage2::getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const {
+bool getMimeTextSb(const MimeMessage2& root, StringBuffer& out, bool noHeader, LogBase& log) {
   DataBuffer text;
-  if (!getMimeTextDb(text, noHeader, log)) return false;
+  if (!getMimeTextDb(root, text, noHeader, log)) return false;
   return out.isEmpty() ? out.takeFromDb(text) : out.append(text);
-}
-
-bool MimeMessage2::getQBEncodedHeader(StringBuffer& out, LogBase& log) const {
-  header_.getMimeHeader(out, {}, m_charset.getCodePage(), false, log);
-  return true;
-}
-
-void MimeMessage2::makeBinarySafeForString(LogBase& log) {
-  visitTree(*this, [&log](MimeMessage2& entity) {
-    entity.binarySafeMarker_ = 0;
-    const StringBuffer& type = entity.contentType_.contentType();
-    const bool goesAsText = type.isEmpty() || type.beginsWith("text/") ||
-                            type.equals("message/rfc822") || entity.isMultipart();
-    if (goesAsText || entity.m_body.is7bit(0)) return false;
-    if (entity.encoding_.isEmpty()) {
-      entity.binarySafeMarker_ = 2;
-    } else if (entity.encoding_.equalsIgnoreCase("binary")) {
-      entity.binarySafeMarker_ = 1;
-    }
-    if (entity.binarySafeMarker_ != 0) entity.setContentEncoding("base64", log);
-    return false;
-  });
-}
-
-void MimeMessage2::restoreBinarySafeForString(LogBase& log) {
-  visitTree(*this, [&log](MimeMessage2& entity) {
-    if (entity.binarySafeMarker_ == 2) entity.setContentEncoding({}, log);
-    if (entity.binarySafeMarker_ == 1) entity.setContentEncoding("binary", log);
-    entity.binarySafeMarker_ = 0;
-    return false;
-  });
 }
 
 }  // namespace keldane::mime

@@ -16,6 +16,7 @@
 namespace keldane::mime {
 
 class LogBase;
+struct LoadJob;
 
 /// An object with a number of its own, never 0 and never given twice in one process.
 class TarnellObjectWithId : public TarnellObject {
@@ -72,14 +73,8 @@ class MimeMessage2 : public TarnellObjectWithId {
   /// Something in this entity or below it was kept as text because it lay beyond a limit.
   [[nodiscard]] bool isBeyondLimits() const;
 
-  // Regeneration; appended to `out`. `noHeader`: the content alone.
-  bool getMimeTextSb(StringBuffer& out, bool noHeader, LogBase& log) const;
-  /// Replaces `out` by the message with its raw texts in UTF-8, whatever charsets they declare: a
-  /// text to be loaded again with `isUtf8`.
-  bool getMimeTextUtf8(StringBuffer& out, LogBase& log) const;
-  bool getMimeTextDb(DataBuffer& out, bool noHeader, LogBase& log) const;
-  /// The header alone, with its non-ASCII text as encoded words of the entity's charset and without
-  /// the blank line behind it.
+  /// Appends the header alone, with its non-ASCII text as encoded words of the entity's charset and
+  /// without the blank line behind it.
   bool getQBEncodedHeader(StringBuffer& out, LogBase& log) const;
 
   // The tree.
@@ -139,6 +134,7 @@ class MimeMessage2 : public TarnellObjectWithId {
   void refreshContentTypeHeader(LogBase& log);
   /// When on, a line of explanation for old readers goes in front of the first part.
   void setPreambleWanted(bool on) { preambleWanted_ = on; }
+  [[nodiscard]] bool isPreambleWanted() const { return preambleWanted_; }
 
   /// Gives base64 to each binary entity of the tree that would put raw bytes into a text, and
   /// remembers it; `restoreBinarySafeForString` takes it back.
@@ -146,10 +142,8 @@ class MimeMessage2 : public TarnellObjectWithId {
   void restoreBinarySafeForString(LogBase& log);
 
  private:
-  struct LoadJob;
   struct Delimiter;
 
-  // mime_parse.cpp
   bool loadWhole(const char* data, std::size_t n, LoadJob& job);
   bool loadEntity(std::string_view text, LoadJob& job, int depth);
   void loadWithHeader(std::string_view text, std::size_t headerSize, std::string_view terminator,
@@ -168,24 +162,8 @@ class MimeMessage2 : public TarnellObjectWithId {
   void keepRestAsPart(std::string_view rest, LoadJob& job);
   void renameBoundaryTo7bit(LogBase& log);
 
-  // mime_body.cpp
-  void keepUnparsed(std::string_view body, LoadJob& job);
-  void parseSinglePart(std::string_view body, LoadJob& job);
-  void clearCharsetOfBinary(std::string_view contentTypeValue, bool attachment, LogBase& log);
-  [[nodiscard]] bool isTextBody(std::string_view contentTypeValue, std::string_view body,
-                                bool attachment) const;
-  [[nodiscard]] int adoptMetaCharset(std::string_view body, bool isText, LoadJob& job);
-  void setMimeBodyByEncoding(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setMimeBodyBase64(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setMimeBodyQP(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setMimeBodyUu(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setMimeBody8Bit_2(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void setRawBody(std::string_view data, int codePage, bool isText, LoadJob& job);
-  void convertBodyToUtf8(int codePage, LoadJob& job);
-
-  // mime_emit.cpp
-  class Emitter;
-  bool emit(DataBuffer& out, bool noHeader, bool rawAsUtf8, LogBase& log) const;
+  template <typename Step>
+  void decodeBody(LoadJob& job, const Step& step);
 
   std::uint32_t stamp_ = Stamps::kMimeMessage2;
   _tnCharset m_charset;
