@@ -21,7 +21,6 @@ class TnoDateTime {
   /// Seconds since 1970, UTC, of the moment read as a local value when `local` is 1, else as UTC.
   /// nullopt when it cannot be expressed.
   [[nodiscard]] std::optional<std::int64_t> GetAsDateTime(int local) const;
-  [[nodiscard]] const ClsDateTime& impl() const { return *impl_; }
 
  private:
   ClsRef<ClsDateTime> impl_;

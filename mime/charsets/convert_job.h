@@ -34,14 +34,14 @@ class ConvertJob final : public BadBytes {
     std::size_t length;
   };
 
-  // convert_job.cpp: which way to go.
+  // Which way to go.
   bool fromRewritten(int from, int to, const std::uint8_t* bytes, std::size_t n, DataBuffer& out);
   bool toRewritten(int from, int to, const std::uint8_t* bytes, std::size_t n, DataBuffer& out);
   bool convertA(int from, int to, const std::uint8_t* bytes, std::size_t n, DataBuffer& out);
   bool fromUsAscii(int to, const std::uint8_t* bytes, std::size_t n, DataBuffer& out);
   bool byPivot(int from, int to, const std::uint8_t* bytes, std::size_t n, DataBuffer& out);
 
-  // convert_stages.cpp: the two halves, and the ways that need only one.
+  // The two halves, and the ways that need only one.
   bool toUtf16(int from, const code_pages::Page* page, const std::uint8_t* bytes, std::size_t n,
                DataBuffer& out);
   bool fromUtf16(int to, const code_pages::Page* page, const std::uint8_t* bytes, std::size_t n,
@@ -58,7 +58,7 @@ class ConvertJob final : public BadBytes {
                     DataBuffer& out);
   bool unmapped(char32_t c, const std::uint8_t* units, std::size_t n, DataBuffer& out);
 
-  // convert_stream.cpp: pages with shifts, by ICU.
+  // Pages with shifts, by ICU.
   bool streamToUtf16(const char* converter, const std::uint8_t* bytes, std::size_t n,
                      DataBuffer& out);
   bool utf16ToStream(const char* converter, const std::uint8_t* bytes, std::size_t n,

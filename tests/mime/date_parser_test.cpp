@@ -10,7 +10,6 @@
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/string_buffer.h"
 #include "mime/buffers/tarnell_sys_time.h"
-#include "mime/cls_date_time.h"
 #include "mime/tno_date_time.h"
 
 namespace keldane::mime {
@@ -251,8 +250,8 @@ TEST(SysTime, LocalTimeKeepsTheMoment) {
     const TnoDateTime object(time);
     EXPECT_EQ(object.GetAsDateTime(1), moment);
     EXPECT_EQ(object.GetAsDateTime(0), moment);
-    TarnellSysTime local;
-    object.impl().GetAsDateTime(true, local);
+    TarnellSysTime local = time;
+    local.toLocalSysTime();
     EXPECT_TRUE(local.isLocal);
     EXPECT_NE(local.hour, time.hour);
     local.toGmtSysTime();
