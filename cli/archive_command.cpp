@@ -101,22 +101,27 @@ void runArchive(const ArchiveOptions& options, Program& program) {
 
 }  // namespace
 
-void addArchiveCommand(CLI::App& app, Program& program) {
+Command archiveCommand(Program& program) {
   auto options = std::make_shared<ArchiveOptions>();
-  CLI::App* command = app.add_subcommand(
-      "archive",
-      "Archive mail: the files and folders named (.eml, .emlx, mbox), or the chosen sources");
-  command->add_option("PATH", options->paths, "Files and folders to import");
-  command->add_option("--from", options->from, "Only messages from this day on (YYYY-MM-DD)")
-      ->check(checkDay);
-  command->add_option("--to", options->to, "Only messages before this day (YYYY-MM-DD)")
-      ->check(checkDay);
-  command->add_option("--database", options->database, "Archive into this database");
-  command->add_option("--connection", options->connection, "Use this saved connection");
-  command->add_option("--ledger", options->ledger,
-                      "Keep the run's ledger in this file in place of Ledger.log");
-  command->add_flag("--json", options->json, "Print the summary as one line of JSON");
-  command->callback([options, &program] { runArchive(*options, program); });
+  return {
+      .name = "archive",
+      .help =
+          "Archive mail: the files and folders named (.eml, .emlx, mbox), or the chosen sources",
+      .more =
+          "A run over the chosen sources without --from begins at the day of the newest stored "
+          "message, or where a run that was cut off began. What became of each file and "
+          "message stands in the ledger.",
+      .options = {{"PATH", &options->paths, "Files and folders to import"},
+                  {"--from", &options->from, "Only messages from this day on (YYYY-MM-DD)", "DAY",
+                   checkDay},
+                  {"--to", &options->to, "Only messages before this day (YYYY-MM-DD)", "DAY",
+                   checkDay},
+                  {"--database", &options->database, "Archive into this database", "NAME"},
+                  {"--connection", &options->connection, "Use this saved connection", "NAME"},
+                  {"--ledger", &options->ledger,
+                   "Keep the run's ledger in this file in place of Ledger.log", "FILE"},
+                  {"--json", &options->json, "Print the summary as one line of JSON"}},
+      .run = [options, &program] { runArchive(*options, program); }};
 }
 
 }  // namespace keldane

@@ -7,6 +7,7 @@
 #include "cli/commands.h"
 #include "cli/count_text.h"
 #include "cli/json_text.h"
+#include "cli/message_id.h"
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/text_table.h"
@@ -21,7 +22,7 @@ struct AttachmentsOptions {
   std::string database;
   std::string connection;
   std::string folder;
-  std::size_t only = 0;  ///< number in the table; 0: all
+  unsigned only = 0;  ///< number in the table; 0: all
   bool json = false;
 };
 
@@ -110,19 +111,22 @@ void runAttachments(const AttachmentsOptions& options, Program& program) {
 
 }  // namespace
 
-void addAttachmentsCommand(CLI::App& app, Program& program) {
+Command attachmentsCommand(Program& program) {
   auto options = std::make_shared<AttachmentsOptions>();
-  CLI::App* command =
-      app.add_subcommand("attachments", "List or save the attachments of a message");
-  command->add_option("ID", options->id, "Id of the message, as the lists show it")->required();
-  command->add_option("--save", options->folder,
-                      "Save them in this folder; no file there is overwritten");
-  command->add_option("--only", options->only, "Just the one with this number in the table")
-      ->check(CLI::PositiveNumber);
-  command->add_option("--database", options->database, "Look in this database");
-  command->add_option("--connection", options->connection, "Use this saved connection");
-  command->add_flag("--json", options->json, "One JSON object a line for each attachment");
-  command->callback([options, &program] { runAttachments(*options, program); });
+  return {.name = "attachments",
+          .help = "List or save the attachments of a message",
+          .options = {{.names = "ID",
+                       .target = messageIdInto(options->id),
+                       .help = "Id of the message, as the lists show it",
+                       .required = true},
+                      {"--save", &options->folder,
+                       "Save them in this folder; no file there is overwritten", "DIR"},
+                      {"--only", numberInto(options->only, 1, std::numeric_limits<unsigned>::max()),
+                       "Just the one with this number in the table", "N"},
+                      {"--database", &options->database, "Look in this database", "NAME"},
+                      {"--connection", &options->connection, "Use this saved connection", "NAME"},
+                      {"--json", &options->json, "One JSON object a line for each attachment"}},
+          .run = [options, &program] { runAttachments(*options, program); }};
 }
 
 }  // namespace keldane

@@ -43,17 +43,19 @@ void runBrowse(BrowseOptions options, Program& program) {
 
 }  // namespace
 
-void addBrowseCommand(CLI::App& app, Program& program) {
+Command browseCommand(Program& program) {
   auto options = std::make_shared<BrowseOptions>();
-  CLI::App* command = app.add_subcommand(
-      "browse",
-      "List the whole archive, or run the saved search set with `keldane searches set-browse`; the "
-      "limit and the order are those of the settings");
-  command->add_flag("--size", options->bySize, "List by size, the largest first");
-  command->add_option("--limit", options->limit, "At most so many, but for a saved search")
-      ->option_text(kLimitWords);
-  options->rows.addTo(*command);
-  command->callback([options, &program] { runBrowse(*options, program); });
+  Command command = {
+      .name = "browse",
+      .help =
+          "List the whole archive, or run the saved search set with `keldane searches "
+          "set-browse`; the limit and the order are those of the settings",
+      .options = {{"--size", &options->bySize, "List by size, the largest first"},
+                  {"--limit", &options->limit, "At most so many, but for a saved search",
+                   kLimitWords}},
+      .run = [options, &program] { runBrowse(*options, program); }};
+  options->rows.addTo(command);
+  return command;
 }
 
 }  // namespace keldane

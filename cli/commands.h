@@ -1,32 +1,34 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "cli/command_line.h"
 
 namespace keldane {
 
 class Program;
 
-/// Each adds one command to the terminal program. Its callback runs the command and leaves the exit
-/// status in the program.
-void addArchiveCommand(CLI::App& app, Program& program);
-void addAttachmentsCommand(CLI::App& app, Program& program);
-void addBrowseCommand(CLI::App& app, Program& program);
-void addConnectionsCommand(CLI::App& app, Program& program);
-void addDuplicatesCommand(CLI::App& app, Program& program);
-void addInspectCommand(CLI::App& app, Program& program);
-void addListCommand(CLI::App& app, Program& program);
-void addLogsCommand(CLI::App& app, Program& program);
-void addRulesCommand(CLI::App& app, Program& program);
-void addScheduleCommand(CLI::App& app, Program& program);
-void addSearchCommand(CLI::App& app, Program& program);
-void addSearchesCommand(CLI::App& app, Program& program);
-void addServerCommand(CLI::App& app, Program& program);
-void addShowCommand(CLI::App& app, Program& program);
-void addSettingsCommand(CLI::App& app, Program& program);
-void addSourcesCommand(CLI::App& app, Program& program);
-void addStatsCommand(CLI::App& app, Program& program);
-void addStatusCommand(CLI::App& app, Program& program);
-/// Adds "untag" as well.
-void addTagCommand(CLI::App& app, Program& program);
+/// All that the program takes, in its groups.
+[[nodiscard]] Command wholeProgram(Program& program);
+
+/// Each describes one command. Running it leaves the exit status in the program, which outlives it.
+[[nodiscard]] Command archiveCommand(Program& program);
+[[nodiscard]] Command attachmentsCommand(Program& program);
+[[nodiscard]] Command browseCommand(Program& program);
+[[nodiscard]] Command connectionsCommand(Program& program);
+[[nodiscard]] Command duplicatesCommand(Program& program);
+[[nodiscard]] Command inspectCommand(Program& program);
+[[nodiscard]] Command listCommand(Program& program);
+[[nodiscard]] Command logsCommand(Program& program);
+[[nodiscard]] Command rulesCommand(Program& program);
+[[nodiscard]] Command scheduleCommand(Program& program);
+[[nodiscard]] Command searchCommand(Program& program);
+[[nodiscard]] Command searchesCommand(Program& program);
+[[nodiscard]] Command serverCommand(Program& program);
+[[nodiscard]] Command settingsCommand(Program& program);
+[[nodiscard]] Command showCommand(Program& program);
+[[nodiscard]] Command sourcesCommand(Program& program);
+[[nodiscard]] Command statsCommand(Program& program);
+[[nodiscard]] Command statusCommand(Program& program);
+[[nodiscard]] Command tagCommand(Program& program);
+[[nodiscard]] Command untagCommand(Program& program);
 
 }  // namespace keldane

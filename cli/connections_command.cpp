@@ -192,43 +192,51 @@ void removeConnection(const std::string& name, Program& program) {
 
 }  // namespace
 
-void addConnectionsCommand(CLI::App& app, Program& program) {
-  CLI::App* command = app.add_subcommand("connections", "The saved database servers");
-  command->require_subcommand(1);
-
+Command connectionsCommand(Program& program) {
   auto json = std::make_shared<bool>(false);
-  CLI::App* list =
-      command->add_subcommand("list", "Show them, * marks the one in use, and the archives on it");
-  list->add_flag("--json", *json, "One JSON object a line for each connection");
-  list->callback([json, &program] {
-    listConnections(*json, program);
-    if (!*json) listArchives(program);
-  });
-
   auto add = std::make_shared<AddOptions>();
-  CLI::App* adding = command->add_subcommand(
-      "add",
-      "Add one, for `connections use`; the password is read from the environment variable "
-      "KELDANE_PASSWORD");
-  adding->add_option("NAME", add->name, "Its name")->required();
-  adding->add_option("--host", add->host, "Server (localhost when not given)");
-  adding->add_option("--user", add->user, "Login (root when not given)");
-  adding->add_option("--database", add->database, "Database to open");
-  adding->add_option("--socket", add->socket, "Path of a local socket");
-  adding->add_flag("--replace", add->replaces,
-                   "Change the one of this name in what is given; it keeps the rest");
-  adding->add_option("--port", add->port, "Port (the client's default when not given)")
-      ->check(CLI::Range(1, 65535));
-  adding->callback([add, &program] { addConnection(*add, program); });
-
   auto name = std::make_shared<std::string>();
-  CLI::App* use = command->add_subcommand("use", "Use this one from now on");
-  use->add_option("NAME", *name, "Its name")->required();
-  use->callback([name, &program] { useConnection(*name, program); });
-
-  CLI::App* remove = command->add_subcommand("remove", "Forget this one; its database stays");
-  remove->add_option("NAME", *name, "Its name")->required();
-  remove->callback([name, &program] { removeConnection(*name, program); });
+  const CommandOption itsName = {
+      .names = "NAME", .target = name.get(), .help = "Its name", .required = true};
+  return {
+      .name = "connections",
+      .help = "The saved database servers",
+      .more =
+          "The options --connection and --database of other commands hold for that command "
+          "alone; of those, `archive` alone makes a database that is not there.",
+      .commands = {
+          {.name = "list",
+           .help = "Show them, * marks the one in use, and the archives on it",
+           .options = {{"--json", json.get(), "One JSON object a line for each connection"}},
+           .run =
+               [json, &program] {
+                 listConnections(*json, program);
+                 if (!*json) listArchives(program);
+               }},
+          {.name = "add",
+           .help = "Add one, for `connections use`; the password is read from the environment "
+                   "variable KELDANE_PASSWORD",
+           .options =
+               {{.names = "NAME", .target = &add->name, .help = "Its name", .required = true},
+                {"--host", &add->host, "Server (localhost when not given)", "HOST"},
+                {"--user", &add->user, "Login (root when not given)", "NAME"},
+                {"--database", &add->database, "Database to open", "NAME"},
+                {"--socket", &add->socket, "Path of a local socket", "PATH"},
+                {"--replace", &add->replaces,
+                 "Change the one of this name in what is given; it keeps the rest"},
+                {"--port", numberInto(add->port, 1, 65535),
+                 "Port (the client's default when not given)", "N"}},
+           .run = [add, &program] { addConnection(*add, program); }},
+          {.name = "use",
+           .help = "Use this one from now on",
+           .more = "The connection's own database comes with it; \"This Computer\" is the private "
+                   "server.",
+           .options = {itsName},
+           .run = [name, &program] { useConnection(*name, program); }},
+          {.name = "remove",
+           .help = "Forget this one; its database stays",
+           .options = {itsName},
+           .run = [name, &program] { removeConnection(*name, program); }}}};
 }
 
 }  // namespace keldane

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <fmt/format.h>
+
 #include "base/text.h"
 
 namespace keldane {
@@ -23,6 +25,11 @@ std::optional<std::string> readPair(std::string_view text, std::size_t at, std::
 }
 
 }  // namespace
+
+std::string checkDayText(const std::string& text) {
+  if (readDay(text)) return {};
+  return fmt::format("\"{}\" is not a date; write 2024-02-28, 2024-02 or 2024", printable(text));
+}
 
 std::string lastDayOfMonth(std::string_view year, std::string_view month) {
   if (month == "02") return isLeapYear(leadingInt(year)) ? "29" : "28";

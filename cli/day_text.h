@@ -17,6 +17,9 @@ struct DayText {
 /// does not have.
 [[nodiscard]] std::optional<DayText> readDay(std::string_view text);
 
+/// Why a text is not such a day; empty when it is one.
+[[nodiscard]] std::string checkDayText(const std::string& text);
+
 /// The number of the last day of a month, as two digits.
 [[nodiscard]] std::string lastDayOfMonth(std::string_view year, std::string_view month);
 

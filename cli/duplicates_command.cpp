@@ -141,25 +141,29 @@ void runDuplicates(const DuplicatesOptions& options, Program& program) {
 
 }  // namespace
 
-void addDuplicatesCommand(CLI::App& app, Program& program) {
+Command duplicatesCommand(Program& program) {
   auto options = std::make_shared<DuplicatesOptions>();
-  CLI::App* command = app.add_subcommand("duplicates",
-                                         "List messages that are stored twice: the same sender, "
-                                         "receivers, subject, time and content, in whatever "
-                                         "mailbox. Those of another content are called similar");
-  CLI::Option* deletes =
-      command->add_flag("--delete", options->deletes,
-                        "Delete the copies; of each message the one that the server names first "
-                        "stays, and so does what is "
-                        "similar. Asks on a terminal, and wants --yes elsewhere");
-  command->add_flag("--dry-run", options->dryRun, "Only show what --delete would delete")
-      ->needs(deletes);
-  command->add_flag("--yes", options->yes, "Delete without asking")->needs(deletes);
-  command->add_flag("--json", options->json,
-                    "One JSON object a line for each message; with --delete one for all");
-  command->add_option("--database", options->database, "Use this database");
-  command->add_option("--connection", options->connection, "Use this saved connection");
-  command->callback([options, &program] { runDuplicates(*options, program); });
+  return {
+      .name = "duplicates",
+      .help =
+          "List messages that are stored twice: the same sender, receivers, subject, time and "
+          "content, in whatever mailbox. Those of another content are called similar",
+      .options = {{"--delete", &options->deletes,
+                   "Delete the copies; of each message the one that the server names first stays, "
+                   "and so does what is similar. Asks on a terminal, and wants --yes elsewhere"},
+                  {.names = "--dry-run",
+                   .target = &options->dryRun,
+                   .help = "Only show what --delete would delete",
+                   .needs = {"--delete"}},
+                  {.names = "--yes",
+                   .target = &options->yes,
+                   .help = "Delete without asking",
+                   .needs = {"--delete"}},
+                  {"--json", &options->json,
+                   "One JSON object a line for each message; with --delete one for all"},
+                  {"--database", &options->database, "Use this database", "NAME"},
+                  {"--connection", &options->connection, "Use this saved connection", "NAME"}},
+      .run = [options, &program] { runDuplicates(*options, program); }};
 }
 
 }  // namespace keldane

@@ -172,29 +172,38 @@ void inspectFile(const std::string& file, const InspectOptions& options, Program
   std::fputs((options.json ? jsonLine(message) : readableText(message)).c_str(), stdout);
 }
 
+void inspectFiles(const InspectOptions& options, Program& program) {
+  for (const std::string& file : options.files) {
+    try {
+      inspectFile(file, options, program);
+    } catch (const std::bad_alloc&) {
+      program.exitStatus = program.fail(file + ": There is not enough memory for this message.");
+    }
+  }
+}
+
 }  // namespace
 
-void addInspectCommand(CLI::App& app, Program& program) {
+Command inspectCommand(Program& program) {
   auto options = std::make_shared<InspectOptions>();
-  CLI::App* command = app.add_subcommand(
-      "inspect", "Show what the reader makes of message files; no database is touched");
-  command->add_option("FILE", options->files, "Message files")->required();
-  auto* json = command->add_flag("--json", options->json, "One JSON object a line for each file");
-  auto* tree = command->add_flag("--tree", options->tree, "Draw the tree of parts");
-  auto* mime = command->add_flag("--mime", options->mime, "Write the message as it is regenerated");
-  // Every message is read so now; the flag is for scripts that still give it.
-  command->add_flag("--chain", options->chain)->group("");
-  json->excludes(tree)->excludes(mime);
-  tree->excludes(mime);
-  command->callback([options, &program] {
-    for (const std::string& file : options->files) {
-      try {
-        inspectFile(file, *options, program);
-      } catch (const std::bad_alloc&) {
-        program.exitStatus = program.fail(file + ": There is not enough memory for this message.");
-      }
-    }
-  });
+  return {.name = "inspect",
+          .help = "Show what the reader makes of message files; no database is touched",
+          .options = {{.names = "FILE",
+                       .target = &options->files,
+                       .help = "Message files",
+                       .required = true},
+                      {.names = "--json",
+                       .target = &options->json,
+                       .help = "One JSON object a line for each file",
+                       .excludes = {"--tree", "--mime"}},
+                      {.names = "--tree",
+                       .target = &options->tree,
+                       .help = "Draw the tree of parts",
+                       .excludes = {"--mime"}},
+                      {"--mime", &options->mime, "Write the message as it is regenerated"},
+                      // Every message is read so now; the flag is for scripts that still give it.
+                      {.names = "--chain", .target = &options->chain, .hidden = true}},
+          .run = [options, &program] { inspectFiles(*options, program); }};
 }
 
 }  // namespace keldane

@@ -39,13 +39,15 @@ void runList(const ListOptions& options, Program& program) {
 
 }  // namespace
 
-void addListCommand(CLI::App& app, Program& program) {
+Command listCommand(Program& program) {
   auto options = std::make_shared<ListOptions>();
-  CLI::App* command = app.add_subcommand("list", "List the newest messages of the archive");
-  command->add_option("--limit", options->limit, "At most so many (200 when not given)")
-      ->option_text(kLimitWords);
-  options->rows.addTo(*command);
-  command->callback([options, &program] { runList(*options, program); });
+  Command command = {.name = "list",
+                     .help = "List the newest messages of the archive",
+                     .options = {{"--limit", &options->limit,
+                                  "At most so many (200 when not given)", kLimitWords}},
+                     .run = [options, &program] { runList(*options, program); }};
+  options->rows.addTo(command);
+  return command;
 }
 
 }  // namespace keldane

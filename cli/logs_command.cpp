@@ -45,21 +45,30 @@ void printLedger(const LogOptions& options, Program& program) {
 
 }  // namespace
 
-void addLogsCommand(CLI::App& app, Program& program) {
-  CLI::App* command = app.add_subcommand("logs", "Show what earlier runs have left");
-  command->require_subcommand(1);
-  command->add_subcommand("archive", "One line for each run, the newest first")
-      ->callback([&program] { printLog("Keldane.log", program); });
-  command->add_subcommand("duplicates", "The duplicates that the last run met")
-      ->callback([&program] { printLog("Duplicates.log", program); });
+Command logsCommand(Program& program) {
   auto options = std::make_shared<LogOptions>();
-  CLI::App* ledger =
-      command->add_subcommand("ledger", "What became of each file and message of the last run");
-  ledger->add_option("--only", options->only, "Only lines of this outcome")
-      ->check(CLI::IsMember({"archived", "duplicate", "excluded", "dropped", "failed", "not-mail",
-                             "unreadable", "postponed", "open"}));
-  ledger->add_option("--file", options->file, "Another ledger than Ledger.log");
-  ledger->callback([options, &program] { printLedger(*options, program); });
+  return {
+      .name = "logs",
+      .help = "Show what earlier runs have left",
+      .commands = {
+          {.name = "archive",
+           .help = "One line for each run, the newest first",
+           .run = [&program] { printLog("Keldane.log", program); }},
+          {.name = "duplicates",
+           .help = "The duplicates that the last run met",
+           .run = [&program] { printLog("Duplicates.log", program); }},
+          {.name = "ledger",
+           .help = "What became of each file and message of the last run",
+           .more = "\"unreadable\" is a file or folder that could not be read, \"postponed\" one "
+                   "that changed less than five seconds before, which the next run reads, and "
+                   "\"open\" a message that was cut off, which the next run completes.",
+           .options = {{.names = "--only",
+                        .target = &options->only,
+                        .help = "Only lines of this outcome",
+                        .choices = {"archived", "duplicate", "excluded", "dropped", "failed",
+                                    "not-mail", "unreadable", "postponed", "open"}},
+                       {"--file", &options->file, "Another ledger than Ledger.log", "FILE"}},
+           .run = [options, &program] { printLedger(*options, program); }}}};
 }
 
 }  // namespace keldane

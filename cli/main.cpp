@@ -1,13 +1,18 @@
+#include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
+#include <string_view>
 
-#include "base/text.h"
+#include "cli/command_manual.h"
 #include "cli/commands.h"
 #include "cli/overview.h"
 #include "cli/program.h"
 #include "platform/process_memory.h"
 
 namespace {
+
+constexpr const char* kVersion = "keldane 8.0.1";
 
 /// A first argument that is an integer other than 0 is a start by the schedule.
 bool isUnattended(int argc, char** argv) {
@@ -18,6 +23,16 @@ bool isUnattended(int argc, char** argv) {
   return end != first.c_str() && *end == '\0' && number != 0;
 }
 
+/// What the build makes of the description, for standard output. Absent for any other line.
+std::optional<std::string> generated(const keldane::Command& root, int argc, char** argv) {
+  if (argc != 3 || std::string_view(argv[1]) != "--generate") return std::nullopt;
+  const std::string_view what = argv[2];
+  if (what == "manual") return keldane::manualPage(root, kVersion);
+  if (what == "bash") return keldane::bashCompletions(root);
+  if (what == "zsh") return keldane::zshCompletions(root);
+  return std::nullopt;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -26,48 +41,22 @@ int main(int argc, char** argv) {
   keldane::Program program(argc, argv);
   if (isUnattended(argc, argv)) return program.runUnattended();
 
-  CLI::App app("Keldane Pro keeps your e-mail in a MySQL archive that you own.", "keldane");
-  app.set_version_flag("-V,--version", "keldane 8.0.1");
-  app.require_subcommand(1);
-  app.fallthrough(false);
-  app.add_flag("-q,--quiet", program.terminal.quiet, "No progress line");
-  keldane::addArchiveCommand(app, program);
-  keldane::addAttachmentsCommand(app, program);
-  keldane::addBrowseCommand(app, program);
-  keldane::addConnectionsCommand(app, program);
-  keldane::addDuplicatesCommand(app, program);
-  keldane::addInspectCommand(app, program);
-  keldane::addListCommand(app, program);
-  keldane::addLogsCommand(app, program);
-  keldane::addRulesCommand(app, program);
-  keldane::addScheduleCommand(app, program);
-  keldane::addSearchCommand(app, program);
-  keldane::addSearchesCommand(app, program);
-  keldane::addServerCommand(app, program);
-  keldane::addShowCommand(app, program);
-  keldane::addSettingsCommand(app, program);
-  keldane::addSourcesCommand(app, program);
-  keldane::addStatsCommand(app, program);
-  keldane::addStatusCommand(app, program);
-  keldane::addTagCommand(app, program);
-  keldane::groupCommands(app);
-  if (argc == 1) {
-    keldane::printOverview(app, !program.controller().connections().connectionNames().empty());
+  const keldane::Command root = keldane::wholeProgram(program);
+  if (const auto text = generated(root, argc, argv)) {
+    std::fputs(text->c_str(), stdout);
     return program.finishOutput();
   }
-  app.footer(
-      "A first argument that is a number other than 0 is a run by the schedule: it archives the "
-      "chosen sources and ends.");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    const std::string unknown = keldane::unknownCommand(app, argc, argv);
-    if (!unknown.empty() && error.get_exit_code() != 0) {
-      program.fail("there is no command \"" + keldane::printable(unknown) +
-                   "\"; `keldane` alone and --help show what there is");
-      return keldane::kExitUsage;
-    }
-    return app.exit(error) == 0 ? keldane::kExitDone : keldane::kExitUsage;
+  if (argc == 1) {
+    const bool hasArchive = !program.controller().connections().connectionNames().empty();
+    std::fputs(keldane::overviewText(root, hasArchive).c_str(), stdout);
+    return program.finishOutput();
   }
+  const keldane::ParsedLine line = keldane::parseLine(root, kVersion, {argv + 1, argv + argc});
+  if (!line.error.empty()) {
+    program.fail(line.error);
+    return keldane::kExitUsage;
+  }
+  std::fputs(line.output.c_str(), stdout);
+  if (line.command != nullptr) line.command->run();
   return program.finishOutput();
 }

@@ -72,6 +72,17 @@ std::string table(const ResultList& list, const Pager& pager) {
   return text;
 }
 
+std::string readFormat(const std::string& name, RowFormat& format) {
+  const std::pair<const char*, RowFormat> formats[] = {
+      {"table", RowFormat::table}, {"tsv", RowFormat::tsv}, {"json", RowFormat::json}};
+  for (const auto& [word, value] : formats) {
+    if (compareNoCase(name, word) != 0) continue;
+    format = value;
+    return {};
+  }
+  return fmt::format("\"{}\" is none of table, tsv, json", printable(name));
+}
+
 }  // namespace
 
 bool isTagged(const Emailrow& row) { return row.emailDate.ends_with("*"); }
@@ -85,15 +96,14 @@ std::string dateToFit(const Emailrow& row, std::size_t width) {
   return plainDate(row).substr(0, isNarrow ? kDayLength : std::string::npos);
 }
 
-void RowOptions::addTo(CLI::App& command) {
-  const std::map<std::string, RowFormat> formats = {
-      {"table", RowFormat::table}, {"tsv", RowFormat::tsv}, {"json", RowFormat::json}};
-  command.add_option("--format", format, "table, tsv, or json: one object a line")
-      ->option_text("table|tsv|json")
-      ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case).description(""));
-  command.add_flag("--json", json, "The same as --format json");
-  command.add_option("--database", database, "Use this database");
-  command.add_option("--connection", connection, "Use this saved connection");
+void RowOptions::addTo(Command& command) {
+  command.options.insert(
+      command.options.end(),
+      {{"--format", [this](const std::string& name) { return readFormat(name, format); },
+        "table, tsv, or json: one object a line", "table|tsv|json"},
+       {"--json", &json, "The same as --format json"},
+       {"--database", &database, "Use this database", "NAME"},
+       {"--connection", &connection, "Use this saved connection", "NAME"}});
 }
 
 void RowOptions::prepare(ResultList& list) const {

@@ -5,8 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
-
+#include "cli/command_line.h"
 #include "query/result_list.h"
 
 namespace keldane {
@@ -29,7 +28,8 @@ struct RowOptions {
   /// What to write for a list that is not cut, for the message that it is.
   std::string withoutLimit = "--limit none for all";
 
-  void addTo(CLI::App& command);
+  /// Adds the options behind those that the command has. This must outlive the command.
+  void addTo(Command& command);
   /// Before the list is filled: data for other programs has its dates as ISO 8601 writes them.
   void prepare(ResultList& list) const;
   [[nodiscard]] RowFormat shownFormat() const { return json ? RowFormat::json : format; }

@@ -19,16 +19,12 @@ std::optional<int> priorityOf(std::string_view text) {
   return std::nullopt;
 }
 
-CLI::Validator priorityNames() {
-  const auto read = [](std::string& text) -> std::string {
-    const std::optional<int> value = priorityOf(text);
-    if (!value) {
-      return fmt::format("there is no priority \"{}\"; it is {}", printable(text), kPriorityWords);
-    }
-    text = std::to_string(*value);
-    return {};
+ValueReader priorityInto(std::optional<int>& priority) {
+  return [&priority](const std::string& text) -> std::string {
+    priority = priorityOf(text);
+    if (priority) return {};
+    return fmt::format("there is no priority \"{}\"; it is {}", printable(text), kPriorityWords);
   };
-  return {read, ""};
 }
 
 }  // namespace keldane

@@ -4,8 +4,6 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
 #include "app/keldane_controller.h"
 #include "cli/terminal_interface.h"
 #include "platform/desktop_host_services.h"

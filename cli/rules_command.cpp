@@ -265,79 +265,76 @@ void switchRules(const RuleOptions& options, bool on, Program& program) {
   }
 }
 
-void addRuleOptions(CLI::App& command, RuleOptions& options) {
-  command.add_option("--name", options.name, "Its name");
-  command
-      .add_option(
-          "--when", options.when,
-          "A condition: FIELD contains TEXT, or FIELD does not contain TEXT; FIELD is from, "
-          "to, subject, body or mailbox; up to four times")
-      ->option_text("CONDITION")
-      ->check(CLI::Validator(checkCriterion, ""))
-      ->expected(1, 4)
-      ->allow_extra_args(false);
-  CLI::Option* any = command.add_flag("--any", options.any, "One of the conditions is enough");
-  command.add_flag("--all", options.all, "All conditions must be met")->excludes(any);
-  command.add_option("--category", options.category, "Category to give");
-  command.add_option("--keywords", options.keywords, "Keywords to add, between blanks");
-  command.add_option("--notes", options.notes, "Notes in place of those that a message came with");
-  command
-      .add_option("--priority", options.priority,
-                  "none, lowest, low, medium, high, highest or 0 to 5, in place of the one that a "
-                  "message came with")
-      ->option_text("PRIORITY")
-      ->transform(priorityNames());
-  CLI::Option* exclude =
-      command.add_flag("--exclude", options.exclude, "Keep the messages out of the archive");
-  command.add_flag("--tag", options.tag, "Tag the messages (as when not given)")->excludes(exclude);
+std::vector<CommandOption> ruleOptions(RuleOptions& options) {
+  return {{"--name", &options.name, "Its name", "NAME"},
+          {.names = "--when",
+           .target = &options.when,
+           .help = "A condition: FIELD contains TEXT, or FIELD does not contain TEXT; FIELD is "
+                   "from, to, subject, body or mailbox; up to four times",
+           .value = "CONDITION",
+           .check = checkCriterion,
+           .most = 4},
+          {.names = "--any",
+           .target = &options.any,
+           .help = "One of the conditions is enough",
+           .excludes = {"--all"}},
+          {"--all", &options.all, "All conditions must be met"},
+          {"--category", &options.category, "Category to give"},
+          {"--keywords", &options.keywords, "Keywords to add, between blanks"},
+          {"--notes", &options.notes, "Notes in place of those that a message came with"},
+          {"--priority", priorityInto(options.priority),
+           "none, lowest, low, medium, high, highest or 0 to 5, in place of the one that a "
+           "message came with",
+           kPriorityNames},
+          {.names = "--exclude",
+           .target = &options.exclude,
+           .help = "Keep the messages out of the archive",
+           .excludes = {"--tag"}},
+          {"--tag", &options.tag, "Tag the messages (as when not given)"}};
 }
 
-CLI::App* addRuleCommand(CLI::App& parent, const char* name, const char* text, RuleOptions& options,
-                         bool several) {
-  CLI::App* command = parent.add_subcommand(name, text);
-  CLI::Option* rules =
-      command->add_option("RULE", options.rules, "Number or name of a rule")->required();
-  if (!several) rules->expected(1);
+/// A command on one rule or, with `most` 0, on any number of them.
+Command ruleCommand(const char* name, const char* help, RuleOptions& options, std::size_t most,
+                    const std::vector<CommandOption>& further, std::function<void()> run) {
+  Command command = {.name = name, .help = help, .run = std::move(run)};
+  command.options.push_back({.names = "RULE",
+                             .target = &options.rules,
+                             .help = "Number or name of a rule",
+                             .required = true,
+                             .most = most});
+  command.options.insert(command.options.end(), further.begin(), further.end());
   return command;
 }
 
 }  // namespace
 
-void addRulesCommand(CLI::App& app, Program& program) {
-  CLI::App* command = app.add_subcommand(
-      "rules", "The rules that tag messages on their way into the archive, or keep them out");
-  command->require_subcommand(1);
+Command rulesCommand(Program& program) {
   auto options = std::make_shared<RuleOptions>();
-
-  CLI::App* list = command->add_subcommand("list", "Show them, in the order in which they work");
-  list->add_flag("--json", options->json, "One JSON object a line for each rule");
-  list->callback([options, &program] { printRules(*options, program); });
-
-  CLI::App* show = addRuleCommand(*command, "show", "Show one of them whole", *options, false);
-  show->add_flag("--json", options->json, "As a JSON object");
-  show->callback([options, &program] { showRule(*options, program); });
-
-  CLI::App* add = command->add_subcommand("add", "Add one behind the others, switched on");
-  addRuleOptions(*add, *options);
-  add->callback([options, &program] { addRule(*options, program); });
-
-  CLI::App* edit = addRuleCommand(
-      *command, "edit", "Change what is given; conditions replace the old ones", *options, false);
-  addRuleOptions(*edit, *options);
-  edit->callback([options, &program] { changeRule(*options, false, program); });
-
-  CLI::App* copy = addRuleCommand(*command, "copy", "Add a copy, with what is given changed in it",
-                                  *options, false);
-  addRuleOptions(*copy, *options);
-  copy->callback([options, &program] { changeRule(*options, true, program); });
-
-  addRuleCommand(*command, "remove", "Remove rules", *options, true)->callback([options, &program] {
-    removeRules(*options, program);
-  });
-  addRuleCommand(*command, "enable", "Switch rules on", *options, true)
-      ->callback([options, &program] { switchRules(*options, true, program); });
-  addRuleCommand(*command, "disable", "Switch rules off", *options, true)
-      ->callback([options, &program] { switchRules(*options, false, program); });
+  const std::vector<CommandOption> parts = ruleOptions(*options);
+  return {.name = "rules",
+          .help = "The rules that tag messages on their way into the archive, or keep them out",
+          .commands = {
+              {.name = "list",
+               .help = "Show them, in the order in which they work",
+               .options = {{"--json", &options->json, "One JSON object a line for each rule"}},
+               .run = [options, &program] { printRules(*options, program); }},
+              ruleCommand("show", "Show one of them whole", *options, 1,
+                          {{"--json", &options->json, "As a JSON object"}},
+                          [options, &program] { showRule(*options, program); }),
+              {.name = "add",
+               .help = "Add one behind the others, switched on",
+               .options = parts,
+               .run = [options, &program] { addRule(*options, program); }},
+              ruleCommand("edit", "Change what is given; conditions replace the old ones", *options,
+                          1, parts, [options, &program] { changeRule(*options, false, program); }),
+              ruleCommand("copy", "Add a copy, with what is given changed in it", *options, 1,
+                          parts, [options, &program] { changeRule(*options, true, program); }),
+              ruleCommand("remove", "Remove rules", *options, 0, {},
+                          [options, &program] { removeRules(*options, program); }),
+              ruleCommand("enable", "Switch rules on", *options, 0, {},
+                          [options, &program] { switchRules(*options, true, program); }),
+              ruleCommand("disable", "Switch rules off", *options, 0, {},
+                          [options, &program] { switchRules(*options, false, program); })}};
 }
 
 }  // namespace keldane

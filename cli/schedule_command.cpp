@@ -82,36 +82,38 @@ void removeSchedule(Program& program) {
 
 }  // namespace
 
-void addScheduleCommand(CLI::App& app, Program& program) {
-  CLI::App* command =
-      app.add_subcommand("schedule", "Archive by the clock, started by the system's scheduler");
-  command->require_subcommand(1);
-
+Command scheduleCommand(Program& program) {
   auto request = std::make_shared<ScheduleRequest>();
-  CLI::App* set = command->add_subcommand("set",
-                                          "Schedule runs; what is not given stays as it is. "
-                                          "Archives what `keldane sources` has chosen");
-  set->add_option("--time", request->time, "Time of day of the run: 00:00 to 23:59")
-      ->type_name("HH:MM");
-  set->add_option("--days", request->days,
-                  "all, or some of sun,mon,tue,wed,thu,fri,sat (all when none has been chosen)");
-  CLI::Option* every =
-      set->add_option("--every", request->everyHours,
-                      "Repeat through the day, so many hours apart from midnight on: 1 to 23")
-          ->type_name("HOURS");
-  set->add_flag("--once", request->oncePerDay, "Once a day, at the time given")->excludes(every);
-  set->add_option("--leave-log", request->leaveLog,
-                  "yes or no: whether each run leaves its log on the Desktop");
-  set->callback([request, &program] { setSchedule(*request, program); });
-
   auto json = std::make_shared<bool>(false);
-  CLI::App* show = command->add_subcommand("show", "Show the schedule");
-  show->add_flag("--json", *json, "Print one JSON object");
-  show->callback([json, &program] { showSchedule(*json, program); });
-
-  command->add_subcommand("remove", "Remove the schedule; its settings stay")->callback([&program] {
-    removeSchedule(program);
-  });
+  return {
+      .name = "schedule",
+      .help = "Archive by the clock, started by the system's scheduler",
+      .commands = {
+          {.name = "set",
+           .help = "Schedule runs; what is not given stays as it is. Archives what `keldane "
+                   "sources` has chosen",
+           .options =
+               {{"--time", &request->time, "Time of day of the run: 00:00 to 23:59", "HH:MM"},
+                {"--days", &request->days,
+                 "all, or some of sun,mon,tue,wed,thu,fri,sat (all when none has been "
+                 "chosen)",
+                 "DAYS"},
+                {"--every", &request->everyHours,
+                 "Repeat through the day, so many hours apart from midnight on: 1 to 23", "HOURS"},
+                {.names = "--once",
+                 .target = &request->oncePerDay,
+                 .help = "Once a day, at the time given",
+                 .excludes = {"--every"}},
+                {"--leave-log", &request->leaveLog,
+                 "yes or no: whether each run leaves its log on the Desktop", "yes|no"}},
+           .run = [request, &program] { setSchedule(*request, program); }},
+          {.name = "show",
+           .help = "Show the schedule",
+           .options = {{"--json", json.get(), "Print one JSON object"}},
+           .run = [json, &program] { showSchedule(*json, program); }},
+          {.name = "remove", .help = "Remove the schedule; its settings stay", .run = [&program] {
+             removeSchedule(program);
+           }}}};
 }
 
 }  // namespace keldane

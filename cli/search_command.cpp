@@ -1,5 +1,6 @@
+#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <map>
 #include <memory>
 
 #include <fmt/format.h>
@@ -7,42 +8,47 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
-#include "cli/day_option.h"
+#include "cli/day_text.h"
 #include "cli/last_list.h"
 #include "cli/message_rows.h"
+#include "cli/priority_option.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
 
 namespace keldane {
 namespace {
 
+struct Join {
+  const char* option;
+  const char* operation;
+  const char* help;
+};
+
+constexpr Join kJoins[] = {{"--and", "AND", "A further condition; FIELD is "},
+                           {"--or", "OR", "An alternative to the condition before it"},
+                           {"--and-not", "AND NOT", "A condition that must not hold"},
+                           {"--or-not", "OR NOT", "An alternative: that this does not hold"}};
+
+struct Shortcut {
+  const char* word;
+  const char* help;
+  bool given = false;
+};
+
 struct SearchOptions {
   RowOptions rows;
   SearchRequest request;
-  std::map<const CLI::Option*, std::pair<std::string, std::vector<std::string>>> joins;
-  std::map<std::string, bool> shortcuts;
+  std::vector<GivenOption> conditions;
+  std::array<Shortcut, 4> shortcuts = {{{"day", "This day"},
+                                        {"week", "The last seven days"},
+                                        {"month", "This month"},
+                                        {"year", "This year"}}};
   std::string sql;
   std::string saved;
   std::string saveAs;
   bool withinLastList = false;
   bool showSql = false;
 };
-
-constexpr const char* kShortcuts[] = {"day", "week", "month", "year"};
-
-/// The terms of all four joining options in the order of the command line.
-std::vector<SearchTerm> termsInOrder(const CLI::App& command, const SearchOptions& options) {
-  std::vector<SearchTerm> terms;
-  std::map<const CLI::Option*, std::size_t> taken;
-  for (const CLI::Option* option : command.parse_order()) {
-    const auto join = options.joins.find(option);
-    if (join == options.joins.end()) continue;
-    const auto& [operation, values] = join->second;
-    std::size_t& next = taken[option];
-    if (next < values.size()) terms.push_back({operation, values[next++]});
-  }
-  return terms;
-}
 
 void applyShortcut(RetrieveSheet& sheet, const std::string& shortcut) {
   if (shortcut == "day") sheet.doDay();
@@ -122,135 +128,116 @@ void runSearch(const SearchOptions& options, Program& program) {
   program.exitStatus = showList(*controller, rows, program);
 }
 
-void addRows(CLI::App& command, SearchOptions& options) {
-  const std::pair<const char*, const char*> joins[] = {
-      {"--and", "AND"}, {"--or", "OR"}, {"--and-not", "AND NOT"}, {"--or-not", "OR NOT"}};
-  const std::string help[] = {
-      "A further condition; FIELD is " + namesOf(kSearchFields, ", ", " or ") +
-          ". Up to eight in all; OR binds tighter than AND",
-      "An alternative to the condition before it", "A condition that must not hold",
-      "An alternative: that this does not hold"};
-  for (std::size_t i = 0; i < std::size(joins); ++i) {
-    CLI::Option* option = command.add_option_function<std::vector<std::string>>(
-        joins[i].first,
-        [&options, &command, name = joins[i].first](const std::vector<std::string>& given) {
-          options.joins[command.get_option(name)].second = given;
-        },
-        help[i]);
-    option->option_text("FIELD=TEXT")->allow_extra_args(false);
-    option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    options.joins[option].first = joins[i].second;
+std::vector<CommandOption> conditionOptions(SearchOptions& options) {
+  std::vector<CommandOption> rows;
+  for (const Join& join : kJoins) {
+    rows.push_back({join.option, &options.conditions, join.help, "FIELD=TEXT"});
   }
+  rows.front().help +=
+      namesOf(kSearchFields, ", ", " or ") + ". Up to eight in all; OR binds tighter than AND";
+  rows.push_back({.names = "--entire-message",
+                  .target = &options.request.entireMessage,
+                  .help = "A phrase in " + phrasePlaces(),
+                  .excludes = {"--and", "--or", "--and-not", "--or-not"}});
+  return rows;
 }
 
-void addFormOptions(CLI::App& command, SearchOptions& options) {
+std::vector<CommandOption> dateOptions(SearchOptions& options) {
   SearchRequest& request = options.request;
-  addRows(command, options);
-  CLI::Option* phrase = command.add_option("--entire-message", request.entireMessage,
-                                           "A phrase in " + phrasePlaces());
-  for (const char* row : {"--and", "--or", "--and-not", "--or-not"}) {
-    phrase->excludes(command.get_option(row));
+  std::vector<CommandOption> dates = {
+      {"--since", &request.since, "From this day, month or year on", "DAY", checkDayText},
+      {"--until", &request.until, "To the end of this day, month or year", "DAY", checkDayText}};
+  std::vector<std::string> before = {"--since", "--until"};
+  for (Shortcut& shortcut : options.shortcuts) {
+    const std::string name = fmt::format("--{}", shortcut.word);
+    dates.push_back(
+        {.names = name, .target = &shortcut.given, .help = shortcut.help, .excludes = before});
+    before.push_back(name);
   }
-  addDayOption(command, "--since", request.since, "From this day, month or year on");
-  addDayOption(command, "--until", request.until, "To the end of this day, month or year");
-  for (const char* shortcut : kShortcuts) {
-    CLI::Option* flag =
-        command.add_flag(fmt::format("--{}", shortcut), options.shortcuts[shortcut],
-                         shortcut == std::string("week") ? std::string("The last seven days")
-                                                         : fmt::format("This {}", shortcut));
-    flag->excludes(command.get_option("--since"))->excludes(command.get_option("--until"));
-    for (const char* other : kShortcuts) {
-      if (std::string_view(other) == shortcut) break;
-      flag->excludes(command.get_option(fmt::format("--{}", other)));
-    }
-  }
-  command.add_flag("--has-attachment", request.hasAttachment, "Only messages with attachments");
-  command
-      .add_option("--type", request.types, "Only with attachments of this type; may be repeated")
-      ->option_text(namesOf(kAttachTypeGroups, "|", "|"))
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return dates;
+}
+
+std::vector<CommandOption> furtherOptions(SearchOptions& options) {
+  SearchRequest& request = options.request;
+  std::vector<CommandOption> further = {
+      {"--has-attachment", &request.hasAttachment, "Only messages with attachments"},
+      {"--type", &request.types, "Only with attachments of this type; may be repeated",
+       namesOf(kAttachTypeGroups, "|", "|")}};
   std::string* tags[] = {&request.category, &request.keywords, &request.notes, &request.priority};
   for (std::size_t i = 0; i < kTagFields; ++i) {
-    command.add_option(fmt::format("--{}", kTagSearchFields[i].name), *tags[i],
-                       std::string(kTagSearchFields[i].help));
+    further.push_back({fmt::format("--{}", kTagSearchFields[i].name), tags[i],
+                       std::string(kTagSearchFields[i].help)});
   }
-  command.get_option("--priority")->option_text("none|lowest|low|medium|high|highest");
-  CLI::Option* with = command.add_flag("--with-tags", request.withTags,
-                                       "Only tagged messages, of those within the limit");
-  command
-      .add_flag("--without-tags", request.withoutTags,
-                "Only messages without tags, of those within the limit")
-      ->excludes(with);
-  command.add_option("--sort", request.sort, "Order (that of the settings when not given)")
-      ->option_text(namesOf(kSortColumns, "|", "|"));
-  command.add_flag("--descending", request.descending, "The last first");
-  command
-      .add_option("--limit", request.limit, "At most so many (that of the settings when not given)")
-      ->option_text(kLimitWords);
+  further.back().value = kPriorityNames;
+  further.insert(further.end(),
+                 {{"--sort", &request.sort, "Order (that of the settings when not given)",
+                   namesOf(kSortColumns, "|", "|")},
+                  {"--descending", &request.descending, "The last first"},
+                  {"--limit", &request.limit,
+                   "At most so many (that of the settings when not given)", kLimitWords}});
+  return further;
 }
 
-void addStatementOptions(CLI::App& command, SearchOptions& options) {
-  CLI::Option* within =
-      command.add_flag("--within-last-list", options.withinLastList,
-                       "Search in the results of the last list, search or browse");
-  command
-      .add_option(
-          "--sql", options.sql,
-          "Your own end of the statement, from WHERE on, sent as it stands; % stands for any text")
-      ->option_text("\"WHERE ...\"");
-  CLI::Option* saved =
-      command.add_option("--saved", options.saved, "Run the saved search of this name")
-          ->option_text("NAME");
-  command.add_option("--save", options.saveAs, "Save the statement under this name")
-      ->option_text("NAME")
-      ->excludes(within);
-  saved->excludes(within);
-  for (const char* other : {"--and",
-                            "--or",
-                            "--and-not",
-                            "--or-not",
-                            "--entire-message",
-                            "--since",
-                            "--until",
-                            "--day",
-                            "--week",
-                            "--month",
-                            "--year",
-                            "--has-attachment",
-                            "--type",
-                            "--category",
-                            "--keywords",
-                            "--notes",
-                            "--priority",
-                            "--sort",
-                            "--descending",
-                            "--limit",
-                            "--sql",
-                            "--save"}) {
-    saved->excludes(command.get_option(other));
+/// `form`: the names of the options that make the statement.
+std::vector<CommandOption> statementOptions(SearchOptions& options, std::vector<std::string> form) {
+  form.insert(form.end(), {"--sql", "--save"});
+  return {{.names = "--with-tags",
+           .target = &options.request.withTags,
+           .help = "Only tagged messages, of those within the limit",
+           .excludes = {"--without-tags"}},
+          {"--without-tags", &options.request.withoutTags,
+           "Only messages without tags, of those within the limit"},
+          {.names = "--within-last-list",
+           .target = &options.withinLastList,
+           .help = "Search in the results of the last list, search or browse",
+           .excludes = {"--save", "--saved"}},
+          {"--sql", &options.sql,
+           "Your own end of the statement, from WHERE on, sent as it stands; % stands for any text",
+           "\"WHERE ...\""},
+          {.names = "--saved",
+           .target = &options.saved,
+           .help = "Run the saved search of this name",
+           .value = "NAME",
+           .excludes = std::move(form)},
+          {"--save", &options.saveAs, "Save the statement under this name", "NAME"},
+          {"--show-sql", &options.showSql, "Print the statement and do not run it"}};
+}
+
+void startSearch(SearchOptions& options, Program& program) {
+  for (const GivenOption& given : options.conditions) {
+    const auto* const join =
+        std::find_if(std::begin(kJoins), std::end(kJoins),
+                     [&given](const Join& each) { return given.name == each.option; });
+    options.request.terms.push_back({join->operation, given.value});
   }
-  command.add_flag("--show-sql", options.showSql, "Print the statement and do not run it");
+  for (const Shortcut& shortcut : options.shortcuts) {
+    if (shortcut.given) options.request.dateShortcut = shortcut.word;
+  }
+  runSearch(options, program);
 }
 
 }  // namespace
 
-void addSearchCommand(CLI::App& app, Program& program) {
+Command searchCommand(Program& program) {
   auto options = std::make_shared<SearchOptions>();
-  CLI::App* command = app.add_subcommand("search", "Search the archive");
-  command->footer(
-      "In conditions every character stands for itself. The window's form and --sql give % (any "
-      "text), _ (any character) and \\ their meaning in a pattern of MySQL.");
-  addFormOptions(*command, *options);
-  addStatementOptions(*command, *options);
-  options->rows.addTo(*command);
-  command->callback([options, command, &program] {
-    options->request.terms = termsInOrder(*command, *options);
-    for (const char* shortcut : kShortcuts) {
-      if (options->shortcuts[shortcut]) options->request.dateShortcut = shortcut;
-    }
-    runSearch(*options, program);
-  });
+  Command command = {
+      .name = "search",
+      .help = "Search the archive",
+      .more =
+          "In conditions every character stands for itself. The window's form and --sql give % "
+          "(any text), _ (any character) and \\ their meaning in a pattern of MySQL.",
+      .run = [options, &program] { startSearch(*options, program); }};
+  const auto add = [&command](const std::vector<CommandOption>& part) {
+    command.options.insert(command.options.end(), part.begin(), part.end());
+  };
+  add(conditionOptions(*options));
+  add(dateOptions(*options));
+  add(furtherOptions(*options));
+  std::vector<std::string> form;
+  for (const CommandOption& option : command.options) form.push_back(option.names);
+  add(statementOptions(*options, std::move(form)));
+  options->rows.addTo(command);
+  return command;
 }
 
 }  // namespace keldane

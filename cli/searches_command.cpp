@@ -88,35 +88,37 @@ void setBrowse(const BrowseTarget& target, Program& program) {
 
 }  // namespace
 
-void addSearchesCommand(CLI::App& app, Program& program) {
-  CLI::App* command =
-      app.add_subcommand("searches", "The saved searches (save one with `keldane search --save`)");
-  command->require_subcommand(1);
-
+Command searchesCommand(Program& program) {
   auto json = std::make_shared<bool>(false);
-  CLI::App* list = command->add_subcommand("list", "List them with their statements");
-  list->add_flag("--json", *json, "One JSON object a line for each");
-  list->callback([json, &program] { listSearches(*json, program); });
-
-  auto name = std::make_shared<std::string>();
-  CLI::App* show = command->add_subcommand("show", "Print the statement of one");
-  show->add_option("NAME", *name, "Its name")->required();
-  show->callback([name, &program] { showSearch(*name, program); });
-
-  CLI::App* remove = command->add_subcommand("delete", "Delete one");
-  remove->add_option("NAME", *name, "Its name")->required();
-  remove->callback([name, &program] { deleteSearch(*name, program); });
-
   auto target = std::make_shared<BrowseTarget>();
-  CLI::App* set = command->add_subcommand("set-browse", "Let `keldane browse` run this one");
-  set->add_option("NAME", target->name, "Its name")->required();
-  CLI::App* reset =
-      command->add_subcommand("reset-browse", "Let `keldane browse` list the whole archive again");
-  for (CLI::App* each : {set, reset}) {
-    each->add_option("--database", target->database, "For this database");
-    each->add_option("--connection", target->connection, "On this saved connection");
-    each->callback([target, &program] { setBrowse(*target, program); });
-  }
+  const CommandOption name = {
+      .names = "NAME", .target = &target->name, .help = "Its name", .required = true};
+  const std::vector<CommandOption> place = {
+      {"--database", &target->database, "For this database", "NAME"},
+      {"--connection", &target->connection, "On this saved connection", "NAME"}};
+  const auto setsBrowse = [target, &program] { setBrowse(*target, program); };
+  return {.name = "searches",
+          .help = "The saved searches (save one with `keldane search --save`)",
+          .commands = {{.name = "list",
+                        .help = "List them with their statements",
+                        .options = {{"--json", json.get(), "One JSON object a line for each"}},
+                        .run = [json, &program] { listSearches(*json, program); }},
+                       {.name = "show",
+                        .help = "Print the statement of one",
+                        .options = {name},
+                        .run = [target, &program] { showSearch(target->name, program); }},
+                       {.name = "delete",
+                        .help = "Delete one",
+                        .options = {name},
+                        .run = [target, &program] { deleteSearch(target->name, program); }},
+                       {.name = "set-browse",
+                        .help = "Let `keldane browse` run this one",
+                        .options = {name, place[0], place[1]},
+                        .run = setsBrowse},
+                       {.name = "reset-browse",
+                        .help = "Let `keldane browse` list the whole archive again",
+                        .options = place,
+                        .run = setsBrowse}}};
 }
 
 }  // namespace keldane

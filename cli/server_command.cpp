@@ -30,31 +30,40 @@ void printStatus(const LocalServer::Status& status, bool json) {
              stdout);
 }
 
+void startServer(Program& program) {
+  const Result<LocalServer::Status> started = program.controller().localServer().start();
+  if (!started) {
+    program.exitStatus = program.fail(started.error());
+    return;
+  }
+  printStatus(*started, false);
+}
+
+void stopServer(Program& program) {
+  if (const Result<void> stopped = program.controller().localServer().stop(); !stopped) {
+    program.exitStatus = program.fail(stopped.error());
+  }
+}
+
 }  // namespace
 
-void addServerCommand(CLI::App& app, Program& program) {
-  CLI::App* command =
-      app.add_subcommand("server", "The private database server of this user, \"This Computer\"");
-  command->require_subcommand(1);
-
-  command->add_subcommand("start", "Start it when it is not running")->callback([&program] {
-    const Result<LocalServer::Status> started = program.controller().localServer().start();
-    if (!started) {
-      program.exitStatus = program.fail(started.error());
-      return;
-    }
-    printStatus(*started, false);
-  });
-  command->add_subcommand("stop", "Stop it at once")->callback([&program] {
-    if (const Result<void> stopped = program.controller().localServer().stop(); !stopped) {
-      program.exitStatus = program.fail(stopped.error());
-    }
-  });
+Command serverCommand(Program& program) {
   auto json = std::make_shared<bool>(false);
-  CLI::App* status = command->add_subcommand("status", "Show whether it runs, and where");
-  status->add_flag("--json", *json, "Print one JSON object");
-  status->callback(
-      [json, &program] { printStatus(program.controller().localServer().status(), *json); });
+  return {
+      .name = "server",
+      .help = "The private database server of this user, \"This Computer\"",
+      .more = "It starts when it is needed and ends ten minutes after its last use.",
+      .commands = {
+          {.name = "start",
+           .help = "Start it when it is not running",
+           .run = [&program] { startServer(program); }},
+          {.name = "stop", .help = "Stop it at once", .run = [&program] { stopServer(program); }},
+          {.name = "status",
+           .help = "Show whether it runs, and where",
+           .options = {{"--json", json.get(), "Print one JSON object"}},
+           .run = [json, &program] {
+             printStatus(program.controller().localServer().status(), *json);
+           }}}};
 }
 
 }  // namespace keldane

@@ -91,37 +91,39 @@ void replaceCopy(const std::string& path, Program& program) {
 
 }  // namespace
 
-void addSettingsCommand(CLI::App& app, Program& program) {
-  CLI::App* command =
-      app.add_subcommand("settings", "The settings of the user and of the archive in use");
-  command->require_subcommand(1);
-
+Command settingsCommand(Program& program) {
   auto options = std::make_shared<SettingsOptions>();
-  CLI::App* list =
-      command->add_subcommand("list", "Show them with their values and with what they accept");
-  list->add_flag("--json", options->json, "Print one JSON object of names and values");
-  list->callback([options, &program] { listSettings(options->json, program); });
-
-  CLI::App* get = command->add_subcommand("get", "Print the value of one");
-  get->add_option("NAME", options->name, "Its name")->required();
-  get->callback([options, &program] { getSetting(*options, program); });
-
-  CLI::App* set = command->add_subcommand("set", "Change one");
-  set->add_option("NAME", options->name, "Its name")->required();
-  set->add_option("VALUE", options->value, "Its new value; `settings list` shows what is accepted")
-      ->required();
-  set->callback([options, &program] { setSetting(*options, program); });
-
-  CLI::App* copy = command->add_subcommand(
-      "save-copy",
-      "Save a copy of the user's settings under the name of the database, and print its path; it "
-      "holds the passwords of the connections");
-  copy->callback([&program] { saveCopy(program); });
-
-  CLI::App* replace = command->add_subcommand(
-      "replace-copy", "Replace the user's settings, connections included, by such a copy");
-  replace->add_option("FILE", options->path, "The copy")->required();
-  replace->callback([options, &program] { replaceCopy(options->path, program); });
+  const CommandOption name = {
+      .names = "NAME", .target = &options->name, .help = "Its name", .required = true};
+  return {
+      .name = "settings",
+      .help = "The settings of the user and of the archive in use",
+      .commands = {
+          {.name = "list",
+           .help = "Show them with their values and with what they accept",
+           .options = {{"--json", &options->json, "Print one JSON object of names and values"}},
+           .run = [options, &program] { listSettings(options->json, program); }},
+          {.name = "get",
+           .help = "Print the value of one",
+           .options = {name},
+           .run = [options, &program] { getSetting(*options, program); }},
+          {.name = "set",
+           .help = "Change one",
+           .options = {name,
+                       {.names = "VALUE",
+                        .target = &options->value,
+                        .help = "Its new value; `settings list` shows what is accepted",
+                        .required = true}},
+           .run = [options, &program] { setSetting(*options, program); }},
+          {.name = "save-copy",
+           .help = "Save a copy of the user's settings under the name of the database, and print "
+                   "its path; it holds the passwords of the connections",
+           .run = [&program] { saveCopy(program); }},
+          {.name = "replace-copy",
+           .help = "Replace the user's settings, connections included, by such a copy",
+           .options =
+               {{.names = "FILE", .target = &options->path, .help = "The copy", .required = true}},
+           .run = [options, &program] { replaceCopy(options->path, program); }}}};
 }
 
 }  // namespace keldane

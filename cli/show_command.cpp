@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"
+#include "cli/message_id.h"
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/tag_text.h"
@@ -169,24 +170,33 @@ void runShow(const ShowOptions& options, Program& program) {
 
 }  // namespace
 
-void addShowCommand(CLI::App& app, Program& program) {
+Command showCommand(Program& program) {
   auto options = std::make_shared<ShowOptions>();
-  CLI::App* command = app.add_subcommand("show", "Show a message of the archive");
-  command->add_option("ID", options->id, "Its id, as the lists show it")->required();
-  auto* text = command->add_flag("--text", options->text, "Its whole text; this is the default");
-  auto* html = command->add_flag("--html", options->html,
-                                 "Its HTML version under a block of header lines, as a page that "
-                                 "runs and fetches nothing; a message without one as a plain page");
-  auto* source = command->add_flag("--source", options->source,
-                                   "Its raw source; byte for byte into a file or pipe");
-  auto* headers = command->add_flag("--headers", options->headers, "The headers of its source");
-  text->excludes(html)->excludes(source)->excludes(headers);
-  html->excludes(source)->excludes(headers);
-  source->excludes(headers);
-  command->add_option("--database", options->database, "Look in this database");
-  command->add_option("--connection", options->connection, "Use this saved connection");
-  command->add_flag("--json", options->json, "One JSON object with the text in it");
-  command->callback([options, &program] { runShow(*options, program); });
+  return {
+      .name = "show",
+      .help = "Show a message of the archive",
+      .options = {{.names = "ID",
+                   .target = messageIdInto(options->id),
+                   .help = "Its id, as the lists show it",
+                   .required = true},
+                  {.names = "--text",
+                   .target = &options->text,
+                   .help = "Its whole text; this is the default",
+                   .excludes = {"--html", "--source", "--headers"}},
+                  {.names = "--html",
+                   .target = &options->html,
+                   .help = "Its HTML version under a block of header lines, as a page that runs "
+                           "and fetches nothing; a message without one as a plain page",
+                   .excludes = {"--source", "--headers"}},
+                  {.names = "--source",
+                   .target = &options->source,
+                   .help = "Its raw source; byte for byte into a file or pipe",
+                   .excludes = {"--headers"}},
+                  {"--headers", &options->headers, "The headers of its source"},
+                  {"--database", &options->database, "Look in this database", "NAME"},
+                  {"--connection", &options->connection, "Use this saved connection", "NAME"},
+                  {"--json", &options->json, "One JSON object with the text in it"}},
+      .run = [options, &program] { runShow(*options, program); }};
 }
 
 }  // namespace keldane

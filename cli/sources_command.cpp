@@ -175,28 +175,28 @@ void clearSources(Program& program) {
 
 }  // namespace
 
-void addSourcesCommand(CLI::App& app, Program& program) {
-  CLI::App* command = app.add_subcommand(
-      "sources", "The mail of the mail client that a run without paths archives");
-  command->require_subcommand(1);
-
+Command sourcesCommand(Program& program) {
   auto options = std::make_shared<SourcesOptions>();
-  CLI::App* list = command->add_subcommand("list", "Show what there is; * marks what is chosen");
-  list->add_flag("--mailboxes", options->mailboxes, "Mailboxes in place of accounts");
-  list->add_flag("--json", options->json, "One JSON object a line");
-  list->callback([options, &program] { listSources(*options, program); });
-
-  CLI::App* choose = command->add_subcommand(
-      "choose",
-      "Choose these, and no others. Of an account a run archives the in boxes and the sent boxes; "
-      "of mailboxes, whatever is chosen");
-  choose->add_option("NAME", options->names, "Names or ids, as `sources list` shows them")
-      ->required();
-  choose->add_flag("--mailboxes", options->mailboxes, "The names are of mailboxes");
-  choose->callback([options, &program] { chooseSources(*options, program); });
-
-  CLI::App* clear = command->add_subcommand("clear", "Choose nothing");
-  clear->callback([&program] { clearSources(program); });
+  return {.name = "sources",
+          .help = "The mail of the mail client that a run without paths archives",
+          .commands = {
+              {.name = "list",
+               .help = "Show what there is; * marks what is chosen",
+               .options = {{"--mailboxes", &options->mailboxes, "Mailboxes in place of accounts"},
+                           {"--json", &options->json, "One JSON object a line"}},
+               .run = [options, &program] { listSources(*options, program); }},
+              {.name = "choose",
+               .help = "Choose these, and no others. Of an account a run archives the in boxes and "
+                       "the sent boxes; of mailboxes, whatever is chosen",
+               .options = {{.names = "NAME",
+                            .target = &options->names,
+                            .help = "Names or ids, as `sources list` shows them",
+                            .required = true},
+                           {"--mailboxes", &options->mailboxes, "The names are of mailboxes"}},
+               .run = [options, &program] { chooseSources(*options, program); }},
+              {.name = "clear", .help = "Choose nothing", .run = [&program] {
+                 clearSources(program);
+               }}}};
 }
 
 }  // namespace keldane

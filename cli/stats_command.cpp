@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <memory>
 
 #include <fmt/format.h>
+
 #include "base/shown_text.h"
 #include "cli/commands.h"
-#include "cli/day_option.h"
+#include "cli/day_text.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
@@ -106,19 +108,22 @@ void runStats(const StatsOptions& options, Program& program) {
 
 }  // namespace
 
-void addStatsCommand(CLI::App& app, Program& program) {
+Command statsCommand(Program& program) {
   auto options = std::make_shared<StatsOptions>();
-  CLI::App* command = app.add_subcommand(
-      "stats", "Report how many messages there are: by year, by sender, by recipient");
-  addDayOption(*command, "--since", options->since,
-               "From this day, month or year on: 2024-02-28, 2024-02 or 2024");
-  addDayOption(*command, "--until", options->until, "To the end of this day, month or year");
-  command->add_option("--top", options->top, "Length of the lists of senders and recipients (10)");
-  command->add_flag("--mailboxes", options->mailboxes, "List the mailboxes too");
-  command->add_option("--connection", options->connection, "Saved connection to use");
-  command->add_option("--database", options->database, "Database to look at");
-  command->add_flag("--json", options->json, "Print one JSON object");
-  command->callback([options, &program] { runStats(*options, program); });
+  return {.name = "stats",
+          .help = "Report how many messages there are: by year, by sender, by recipient",
+          .options = {{"--since", &options->since,
+                       "From this day, month or year on: 2024-02-28, 2024-02 or 2024", "DAY",
+                       checkDayText},
+                      {"--until", &options->until, "To the end of this day, month or year", "DAY",
+                       checkDayText},
+                      {"--top", numberInto(options->top, 0, std::numeric_limits<unsigned>::max()),
+                       "Length of the lists of senders and recipients (10)", "N"},
+                      {"--mailboxes", &options->mailboxes, "List the mailboxes too"},
+                      {"--connection", &options->connection, "Saved connection to use", "NAME"},
+                      {"--database", &options->database, "Database to look at", "NAME"},
+                      {"--json", &options->json, "Print one JSON object"}},
+          .run = [options, &program] { runStats(*options, program); }};
 }
 
 }  // namespace keldane

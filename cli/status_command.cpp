@@ -73,12 +73,12 @@ void runStatus(bool json, Program& program) {
 
 }  // namespace
 
-void addStatusCommand(CLI::App& app, Program& program) {
+Command statusCommand(Program& program) {
   auto json = std::make_shared<bool>(false);
-  CLI::App* command =
-      app.add_subcommand("status", "Show server, database, number of messages and size");
-  command->add_flag("--json", *json, "Print one JSON object");
-  command->callback([json, &program] { runStatus(*json, program); });
+  return {.name = "status",
+          .help = "Show server, database, number of messages and size",
+          .options = {{"--json", json.get(), "Print one JSON object"}},
+          .run = [json, &program] { runStatus(*json, program); }};
 }
 
 }  // namespace keldane

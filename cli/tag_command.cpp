@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -14,6 +12,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/count_text.h"
+#include "cli/message_id.h"
 #include "cli/priority_option.h"
 #include "cli/program.h"
 #include "cli/tag_text.h"
@@ -23,6 +22,7 @@ namespace keldane {
 namespace {
 
 struct TagOptions {
+  std::vector<std::string> given;
   std::vector<std::uint32_t> ids;
   std::optional<std::string> category;
   std::optional<std::string> keywords;
@@ -166,64 +166,60 @@ void untagMessages(const TagOptions& options, Program& program) {
   fmt::print("Tags removed from {}.\n", countText(tagged, "message"));
 }
 
-std::string checkId(const std::string& text) {
-  const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-  const unsigned long long id = digits ? std::strtoull(text.c_str(), nullptr, 10) : 0;
-  if (id != 0 && id <= std::numeric_limits<std::uint32_t>::max()) return {};
-  return fmt::format("\"{}\" is not the id of a message", printable(text));
+std::vector<CommandOption> placeOptions(TagOptions& options) {
+  return {{"--database", &options.database, "Use this database", "NAME"},
+          {"--connection", &options.connection, "Use this saved connection", "NAME"}};
 }
 
-void addPlace(CLI::App& command, TagOptions& options) {
-  command.add_option("--database", options.database, "Use this database");
-  command.add_option("--connection", options.connection, "Use this saved connection");
-}
-
-void addIds(CLI::App& command, TagOptions& options) {
-  command.add_option("ID", options.ids, "Id of a message, as lists show it")
-      ->required()
-      ->check(CLI::Validator(checkId, ""));
-}
-
-void addTags(CLI::App& command, TagOptions& options) {
-  CLI::Option_group* tags = command.add_option_group("tags");
-  tags->add_option("--category", options.category, "Category");
-  CLI::Option* keywords =
-      tags->add_option("--keywords", options.keywords, "All keywords, between blanks");
-  for (const auto& [name, words, help] :
-       {std::tuple("--add", &options.addedKeywords, "Add this keyword; may be repeated"),
-        std::tuple("--remove", &options.removedKeywords,
-                   "Take this keyword away; may be repeated")}) {
-    tags->add_option(name, *words, help)
-        ->option_text("KEYWORD")
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->excludes(keywords);
-  }
-  tags->add_option("--notes", options.notes, "Notes");
-  tags->add_option("--priority", options.priority, kPriorityWords)
-      ->option_text("PRIORITY")
-      ->transform(priorityNames());
-  tags->require_option(1, 0);
+CommandOption idArgument(TagOptions& options) {
+  const ValueReader take = [&options](const std::string& text) {
+    std::uint32_t id = 0;
+    std::string wrong = messageIdInto(id)(text);
+    if (wrong.empty()) options.ids.push_back(id);
+    return wrong;
+  };
+  return {.names = "ID",
+          .target = &options.given,
+          .help = "Id of a message, as lists show it",
+          .check = take,
+          .required = true};
 }
 
 }  // namespace
 
-void addTagCommand(CLI::App& app, Program& program) {
+Command tagCommand(Program& program) {
   auto options = std::make_shared<TagOptions>();
-  CLI::App* command = app.add_subcommand(
-      "tag", "Give tags to messages; what is not named stays. An empty text takes a tag away");
-  addIds(*command, *options);
-  addTags(*command, *options);
-  command->add_flag("--replace", options->replace, "Take away the tags that are not named");
-  addPlace(*command, *options);
-  command->callback([options, &program] { tagMessages(*options, program); });
+  Command command = {
+      .name = "tag",
+      .help = "Give tags to messages; what is not named stays. An empty text takes a tag away",
+      .options = {idArgument(*options),
+                  {"--category", &options->category, "Category"},
+                  {.names = "--keywords",
+                   .target = &options->keywords,
+                   .help = "All keywords, between blanks",
+                   .excludes = {"--add", "--remove"}},
+                  {"--add", &options->addedKeywords, "Add this keyword; may be repeated",
+                   "KEYWORD"},
+                  {"--remove", &options->removedKeywords, "Take this keyword away; may be repeated",
+                   "KEYWORD"},
+                  {"--notes", &options->notes, "Notes"},
+                  {"--priority", priorityInto(options->priority), kPriorityWords, kPriorityNames},
+                  {"--replace", &options->replace, "Take away the tags that are not named"}},
+      .oneOf = {"--category", "--keywords", "--add", "--remove", "--notes", "--priority"},
+      .run = [options, &program] { tagMessages(*options, program); }};
+  const std::vector<CommandOption> place = placeOptions(*options);
+  command.options.insert(command.options.end(), place.begin(), place.end());
+  return command;
+}
 
-  auto untagged = std::make_shared<TagOptions>();
-  untagged->replace = true;
-  CLI::App* untag = app.add_subcommand("untag", "Take all tags from messages");
-  addIds(*untag, *untagged);
-  addPlace(*untag, *untagged);
-  untag->callback([untagged, &program] { untagMessages(*untagged, program); });
+Command untagCommand(Program& program) {
+  auto options = std::make_shared<TagOptions>();
+  options->replace = true;
+  const std::vector<CommandOption> place = placeOptions(*options);
+  return {.name = "untag",
+          .help = "Take all tags from messages",
+          .options = {idArgument(*options), place[0], place[1]},
+          .run = [options, &program] { untagMessages(*options, program); }};
 }
 
 }  // namespace keldane

@@ -1,0 +1,45 @@
+#include "cli/commands.h"
+
+#include "cli/program.h"
+
+namespace keldane {
+namespace {
+
+struct Group {
+  const char* title;
+  std::vector<Command (*)(Program&)> commands;
+};
+
+const std::vector<Group>& groups() {
+  static const std::vector<Group> all = {
+      {"Fill the archive",
+       {archiveCommand, sourcesCommand, rulesCommand, scheduleCommand, logsCommand}},
+      {"Find and read",
+       {listCommand, searchCommand, searchesCommand, browseCommand, showCommand, attachmentsCommand,
+        statsCommand}},
+      {"Keep it",
+       {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand,
+        connectionsCommand, serverCommand, inspectCommand}}};
+  return all;
+}
+
+}  // namespace
+
+Command wholeProgram(Program& program) {
+  Command root = {
+      .name = "keldane",
+      .help = "Keldane Pro keeps your e-mail in a MySQL archive that you own.",
+      .more =
+          "A first argument that is a number other than 0 is a run by the schedule: it archives "
+          "the chosen sources and ends.",
+      .options = {{"-q,--quiet", &program.terminal.quiet, "No progress line"}}};
+  for (const Group& group : groups()) {
+    for (Command (*const describe)(Program&) : group.commands) {
+      root.commands.push_back(describe(program));
+      root.commands.back().group = group.title;
+    }
+  }
+  return root;
+}
+
+}  // namespace keldane
