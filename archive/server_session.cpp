@@ -1,6 +1,8 @@
 #include "archive/server_session.h"
 
 #include <array>
+#include <cstdlib>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +14,11 @@ namespace {
 
 constexpr unsigned long kClientFlags = 0;
 constexpr const char* kInUse = "The archive run is using the connection.";
+constexpr unsigned kPacketTooLarge = 1153;
+constexpr const char* kPacketTooLargeText = "Got a packet bigger than 'max_allowed_packet' bytes";
+/// What a packet holds beside the text, or beside each bound value.
+constexpr std::size_t kPacketOverhead = 16;
+constexpr std::string_view kLimitQuestion = "SELECT @@SESSION.max_allowed_packet";
 
 const char* pointerOrNull(const std::optional<std::string>& text) {
   return text ? text->c_str() : nullptr;
@@ -61,15 +68,29 @@ std::unique_ptr<ResultRows> wrapResult(MYSQL_RES* result, bool streamed) {
   return std::make_unique<MysqlRows>(result, streamed);
 }
 
+/// The longest statement that a session may send, and whether the last one was longer.
+struct PacketLimit {
+  std::size_t bytes = std::numeric_limits<std::size_t>::max();
+  bool exceeded = false;
+
+  bool takes(std::size_t statementBytes) {
+    exceeded = statementBytes >= bytes - kPacketOverhead;
+    return !exceeded;
+  }
+};
+
 class MysqlStatement : public Statement {
  public:
-  explicit MysqlStatement(MYSQL_STMT* statement) : statement_(statement) {}
+  /// `limit` is the session's and outlives the statement.
+  MysqlStatement(MYSQL_STMT* statement, PacketLimit& limit)
+      : statement_(statement), limit_(limit) {}
   ~MysqlStatement() override { close(); }
   MysqlStatement(const MysqlStatement&) = delete;
   MysqlStatement& operator=(const MysqlStatement&) = delete;
 
   [[nodiscard]] bool prepare(std::string_view sql) override {
-    return statement_ != nullptr && mysql_stmt_prepare(statement_, sql.data(), sql.size()) == 0;
+    return statement_ != nullptr && limit_.takes(sql.size()) &&
+           mysql_stmt_prepare(statement_, sql.data(), sql.size()) == 0;
   }
 
   [[nodiscard]] bool bind(std::span<const BoundValue> values) override {
@@ -96,7 +117,9 @@ class MysqlStatement : public Statement {
   }
 
   [[nodiscard]] bool execute() override {
-    return statement_ != nullptr && mysql_stmt_execute(statement_) == 0;
+    std::size_t bytes = 0;
+    for (const unsigned long length : lengths_) bytes += length + kPacketOverhead;
+    return statement_ != nullptr && limit_.takes(bytes) && mysql_stmt_execute(statement_) == 0;
   }
 
   bool close() override {
@@ -106,6 +129,7 @@ class MysqlStatement : public Statement {
 
  private:
   MYSQL_STMT* statement_;
+  PacketLimit& limit_;
   std::vector<MYSQL_BIND> binds_;
   std::vector<unsigned long> lengths_;
   char empty_ = 0;
@@ -136,6 +160,7 @@ class MysqlSession : public ServerSession {
     if (mysql_query(handle_, "SET NAMES utf8mb4") != 0) {
       static_cast<void>(mysql_query(handle_, "SET NAMES utf8"));
     }
+    learnLimit();
     return true;
   }
 
@@ -145,15 +170,21 @@ class MysqlSession : public ServerSession {
 
   [[nodiscard]] bool query(const std::string& sql) override {
     // A NUL in it ends the statement there: the client takes C strings.
-    return ready() && mysql_query(handle_, sql.c_str()) == 0;
+    return ready() && limit_.takes(sql.size()) && mysql_query(handle_, sql.c_str()) == 0;
+  }
+
+  [[nodiscard]] std::size_t largestStatementBytes() const override {
+    return limit_.bytes - kPacketOverhead;
   }
 
   [[nodiscard]] std::string error() const override {
     if (isOthers()) return kInUse;
+    if (limit_.exceeded) return kPacketTooLargeText;
     return handle_ == nullptr ? std::string() : mysql_error(handle_);
   }
 
   [[nodiscard]] unsigned errorNumber() const override {
+    if (limit_.exceeded) return kPacketTooLarge;
     return handle_ == nullptr ? 0 : mysql_errno(handle_);
   }
 
@@ -180,7 +211,7 @@ class MysqlSession : public ServerSession {
   [[nodiscard]] std::unique_ptr<Statement> makeStatement() override {
     MYSQL_STMT* statement = ready() ? mysql_stmt_init(handle_) : nullptr;
     if (statement == nullptr) return nullptr;
-    return std::make_unique<MysqlStatement>(statement);
+    return std::make_unique<MysqlStatement>(statement, limit_);
   }
 
  private:
@@ -188,15 +219,28 @@ class MysqlSession : public ServerSession {
   /// that there is no server: those who test for a lost link then find one.
   bool ready() {
     if (isOthers()) return false;
+    limit_.exceeded = false;
     if (handle_ == nullptr) handle_ = mysql_init(nullptr);
     return handle_ != nullptr;
   }
 
+  void learnLimit() {
+    limit_ = {};
+    if (mysql_query(handle_, kLimitQuestion.data()) != 0) return;
+    const auto rows = wrapResult(mysql_store_result(handle_), true);
+    if (rows == nullptr || !rows->next()) return;
+    const std::size_t bytes =
+        std::strtoull(std::string(rows->cell(0).value_or("")).c_str(), nullptr, 10);
+    if (bytes > kPacketOverhead) limit_.bytes = bytes;
+  }
+
   void closeHandle() {
+    limit_ = {};
     if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
   }
 
   MYSQL* handle_ = nullptr;
+  PacketLimit limit_;
 };
 
 constexpr std::array<std::string_view, 8> kLostConnectionTexts = {

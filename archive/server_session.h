@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -68,8 +69,13 @@ class ServerSession {
   [[nodiscard]] virtual bool connect(const ServerAddress& address) = 0;
   virtual void close() = 0;
   /// Sends one statement as text, without a copy: it may hold the source of a huge message. False:
-  /// `error` tells why.
+  /// `error` tells why. One that is longer than the server takes is refused without being sent:
+  /// the server would cut the link instead of answering.
   [[nodiscard]] virtual bool query(const std::string& sql) = 0;
+  /// The longest statement that the server takes from this session.
+  [[nodiscard]] virtual std::size_t largestStatementBytes() const {
+    return std::numeric_limits<std::size_t>::max();
+  }
   /// The client library's text for the last failure, empty when there was none.
   [[nodiscard]] virtual std::string error() const = 0;
   /// The client library's number for it; 0 when there was none.

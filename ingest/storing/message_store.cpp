@@ -236,6 +236,10 @@ void MessageStore::tagKnown(std::uint32_t id) {
 // A new message.
 
 void MessageStore::storeNew(Fields& fields, int partCount, std::uint32_t differsFrom) {
+  if (!sourceFits()) {
+    closeFailed(std::nullopt);
+    return;
+  }
   const ExpectedRows mark = makeMark(fields, partCount);
   fields.unescapeForRow();
   const std::optional<std::uint32_t> id = insertRow(mark, numAttachOf(partCount));
@@ -245,6 +249,23 @@ void MessageStore::storeNew(Fields& fields, int partCount, std::uint32_t differs
   }
   countNewRow(*id);
   storeRest(*id, partCount, false, differsFrom);
+}
+
+/// Whether the server takes a statement with the source in it: else no row is made that would stay
+/// without one.
+bool MessageStore::sourceFits() {
+  constexpr std::size_t kRestOfStatement = 100;
+  const std::size_t most = context_.session.largestStatementBytes();
+  const std::string& source = context_.message.msgOriginal;
+  if (context_.origState == 0 || source.size() < most / 2 - kRestOfStatement) return true;
+  const auto escaped =
+      std::count_if(source.begin(), source.end(), [](char c) { return c == '\\' || c == '"'; });
+  const std::size_t bytes = source.size() + static_cast<std::size_t>(escaped) + kRestOfStatement;
+  if (bytes <= most) return true;
+  return errors_.failForGood(
+      "Error: ", "the message has " + std::to_string(source.size()) +
+                     " bytes, more than the server takes; raise its max_allowed_packet (" +
+                     std::to_string(most) + ")");
 }
 
 /// The row stays, with what the user has made of it since; all else is written anew.

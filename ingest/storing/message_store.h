@@ -72,6 +72,7 @@ class MessageStore {
 
   void beginPass();
   void storeKnown(std::uint32_t id);
+  [[nodiscard]] bool sourceFits();
   void storeNew(Fields& fields, int partCount, std::uint32_t differsFrom);
   void completeHalf(Fields& fields, int partCount, std::uint32_t id);
   void storeRest(std::uint32_t id, int partCount, bool wasHalf, std::uint32_t differsFrom);

@@ -50,6 +50,27 @@ class ServerSessionTest : public testing::Test {
   std::unique_ptr<ServerSession> session_;
 };
 
+TEST_F(ServerSessionTest, AStatementAboveTheServersLimitIsRefusedAndTheLinkStays) {
+  const std::string before = first("SELECT @@GLOBAL.max_allowed_packet");
+  run("SET GLOBAL max_allowed_packet=1048576");
+  const auto small = TestServer::shared().connect();
+  run("SET GLOBAL max_allowed_packet=" + before);
+  ASSERT_TRUE(small->selectDatabase(database_));
+  const std::string fits(1000000, 'x');
+  const std::string large(1048576, 'x');
+  EXPECT_TRUE(small->query("INSERT INTO t (v) VALUES('" + fits + "')")) << small->error();
+  EXPECT_FALSE(small->query("INSERT INTO t (v) VALUES('" + large + "')"));
+  EXPECT_EQ(small->errorNumber(), 1153U);
+  const auto statement = small->makeStatement();
+  ASSERT_TRUE(statement && statement->prepare("INSERT INTO t (v) VALUES(?)"));
+  const std::vector<BoundValue> values = {{large}};
+  ASSERT_TRUE(statement->bind(values));
+  EXPECT_FALSE(statement->execute());
+  EXPECT_EQ(small->errorNumber(), 1153U);
+  ASSERT_TRUE(small->query("SELECT COUNT(*) FROM t")) << small->error();
+  EXPECT_EQ(fetchFirstCell(*small), "1");
+}
+
 TEST_F(ServerSessionTest, BoundValuesComeBackWhole) {
   const std::string large(20 * 1024 * 1024, '\xF0');
   const std::pair<std::string, std::string> rows[] = {

@@ -411,6 +411,22 @@ TEST_F(MessageStoreTest, AComparisonThatIsRefusedStoresNothingAndLosesNothing) {
   EXPECT_FALSE(hasOpenEntry(fixture));
 }
 
+TEST_F(MessageStoreTest, AMessageLargerThanTheServerTakesLeavesNoRowAndEndsNoRun) {
+  begin();
+  CurrentMessage huge = plainMessage();
+  huge.msgOriginal.assign(10000, '"');
+  for (const std::size_t most : {std::size_t{15000}, std::size_t{30000}}) {
+    session.mostBytes = most;
+    store(huge);
+  }
+  EXPECT_THAT(outcomes(fixture),
+              ElementsAre("failed the message has 10000 bytes, more than the server takes; raise "
+                          "its max_allowed_packet (15000)",
+                          "archived 12"));
+  EXPECT_FALSE(hasOpenEntry(fixture));
+  EXPECT_EQ(fixture.lostServer, "");
+}
+
 TEST_F(MessageStoreTest, LogLinesStayLines) {
   begin();
   session.failOn("prepare INSERT INTO email*", "near 'a\nb\x1b[2J'");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,7 +47,10 @@ class ScriptedSession : public ServerSession {
   [[nodiscard]] std::vector<std::string> statements() const;
 
   std::vector<std::string> calls;
+  [[nodiscard]] std::size_t largestStatementBytes() const override { return mostBytes; }
+
   std::uint64_t lastInsertId = 0;
+  std::size_t mostBytes = std::numeric_limits<std::size_t>::max();
   /// The next calls of `makeStatement` give nothing, with this error.
   std::deque<std::string> statementFailures;
   /// Queries after which there is no answer to be had although they succeeded.
