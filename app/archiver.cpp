@@ -1,6 +1,7 @@
 #include "app/archiver.h"
 
 #include <cstdio>
+#include <utility>
 
 #include <unistd.h>
 
@@ -11,6 +12,9 @@
 
 namespace keldane {
 namespace {
+
+/// A server that takes every login and drops every session ends here.
+constexpr int kMostReconnects = 1000;
 
 /// The user's own folders, in `state` before anything is made that lies in them.
 std::string findPreferences(const Environment& environment, ProcessState& state) {
@@ -32,14 +36,16 @@ Archiver::Archiver(Ports ports, const Options& options)
     : ports_(ports),
       session_(options.makeSession ? options.makeSession() : makeMysqlSession()),
       prefs_(findPreferences(ports.environment, process_)),
-      database_(*session_, ports.ui, process_),
-      connections_(*session_, database_, prefs_, ports.ui, process_),
+      database_(*session_, ports.progress, process_),
+      connections_(*session_, database_, prefs_, ports.progress, process_),
       settings_(*session_, database_, prefs_, ports.ui, process_),
       localServer_(serverOptions(process_), ports.tools, ports.environment),
       scheduleAgent_(options.makeScheduleAgent ? options.makeScheduleAgent()
                                                : makeScheduleAgent(ports.tools, process_.homePath)),
-      schedule_({settings_, *scheduleAgent_, ports.tools, ports.environment, ports.ui, process_,
-                 options.cleansCrontab}) {}
+      schedule_({settings_, *scheduleAgent_, ports.tools, ports.environment, process_,
+                 options.cleansCrontab}) {
+  database_.reconnect = [this] { return reconnect(); };
+}
 
 Archiver::~Archiver() = default;
 
@@ -60,6 +66,7 @@ bool Archiver::start() {
 
 void Archiver::loadPreferences() {
   connections_.getConnectionPrefs();
+  if (connections_.firstRun) settings_.resetPrefs();
   settings_.getPrefs();
   prefs_.setInteger("diskAccessState", settings_.user.diskAccessState);
 }
@@ -81,8 +88,67 @@ void Archiver::removeWorkFiles(const std::array<std::string, 3>& files) {
   for (const std::string& folder : workFolders_) ::rmdir(folder.c_str());
 }
 
-bool Archiver::connectForCommand(const std::string& connectionName, const std::string& databaseName,
-                                 Opening opening) {
+void Archiver::setDebugLog(bool on) {
+  process_.debugLogOn = on;
+  if (on) {
+    process_.workFolder = process_.homePath + "/Desktop/";
+  } else {
+    makeWorkFolder();
+  }
+}
+
+Faults Archiver::connect(const ServerConnection& wanted) {
+  wanted_ = wanted;
+  // No connect within the connect: where the server goes away, this one begins again.
+  const std::function<Faults()> reconnect = std::exchange(database_.reconnect, nullptr);
+  Faults faults = connectOnce(wanted);
+  for (int more = kMostReconnects; more > 0 && database_.takeLost(); --more) {
+    process_.cancelFlag = 0;
+    faults = connectOnce(wanted);
+  }
+  database_.reconnect = reconnect;
+  return faults;
+}
+
+Faults Archiver::reconnect() { return connect(wanted_); }
+
+Faults Archiver::connectOnce(ServerConnection wanted) {
+  if (wanted.host.empty()) wanted.host = kDefaultHost;
+  if (wanted.user.empty()) wanted.user = kDefaultUser;
+  if (const Result<void> prepared = prepareServer(wanted); !prepared) {
+    connections_.disconnect();
+    return {connectFault(prepared.error())};
+  }
+  Faults faults = connections_.connect(wanted);
+  if (!connections_.isConnected() || database_.isLost()) return faults;
+  const bool writes = database_.opening == Opening::create;
+  if (!database_.dbPath.empty() || !writes) {
+    append(faults, database_.openDatabase());
+    // Nothing is read out of another database, and nothing remembered of a name that is none.
+    if (!database_.isOpen()) {
+      if (database_.opening == Opening::existing) connections_.abandon();
+      ports_.progress.stage({});
+      return faults;
+    }
+  }
+  append(faults, settings_.getSettings());
+  if (database_.isLost()) return faults;
+  settings_.form.selectEmailAppMatrix = settings_.archive.postbox;
+  settings_.form.selectAppearanceMatrix = settings_.archive.appearanceState;
+  if (writes && std::exchange(connections_.firstRun, false)) {
+    // An archive that has settings keeps them, however new this machine is.
+    if (!settings_.archiveHasSettings()) settings_.resetPrefs();
+    append(faults, settings_.savePreferences());
+  }
+  settings_.getPrefs();
+  if (writes) append(faults, settings_.savePreferences());
+  append(faults, settings_.getCategories());
+  ports_.progress.stage({});
+  return faults;
+}
+
+Faults Archiver::connectForCommand(const std::string& connectionName,
+                                   const std::string& databaseName, Opening opening) {
   ensureConnection();
   database_.opening = opening;
   // Only a choice is remembered, and what a first archive is called.
@@ -94,23 +160,20 @@ bool Archiver::connectForCommand(const std::string& connectionName, const std::s
       if (names[row] == connectionName) connections_.selectConnection(row);
     }
   }
-  if (!databaseName.empty()) connections_.form.dbPathTextField = databaseName;
-  takeConnectionsDatabase();
-  connections_.doConnect();
-  return connections_.isConnected();
+  ServerConnection wanted = connections_.current();
+  if (!databaseName.empty()) wanted.database = databaseName;
+  return connectTo(wanted);
 }
 
-bool Archiver::connectUnattended() {
+Faults Archiver::connectUnattended() {
   ensureConnection();
   database_.remembered = !prefs_.has("dbPath");
-  takeConnectionsDatabase();
-  connections_.doConnect();
-  return connections_.isConnected();
+  return connectTo(connections_.current());
 }
 
-void Archiver::takeConnectionsDatabase() {
-  const std::string& own = connections_.form.dbPathTextField;
-  if (!own.empty()) database_.dbPath = own;
+Faults Archiver::connectTo(const ServerConnection& wanted) {
+  if (!wanted.database.empty()) database_.dbPath = wanted.database;
+  return connect(wanted);
 }
 
 void Archiver::ensureConnection() {
@@ -118,26 +181,21 @@ void Archiver::ensureConnection() {
 }
 
 bool Archiver::savePrivateServer() {
-  connections_.form = {};
-  connections_.form.connectNameTextField = kLocalConnectionName;
-  connections_.form.hostTextField = "localhost";
-  connections_.form.userTextField = "root";
-  connections_.form.socketTextField = localServer_.socketPath();
-  // Saving a connection goes on to a run when the start is unattended; this one is only noted.
-  const int unattended = process_.unattendedRun;
-  process_.unattendedRun = 0;
-  const bool saved = connections_.saveConnection();
-  process_.unattendedRun = unattended;
-  return saved;
+  ServerConnection own;
+  own.name = kLocalConnectionName;
+  own.host = kDefaultHost;
+  own.user = kDefaultUser;
+  own.socket = localServer_.socketPath();
+  return connections_.saveConnection(own);
 }
 
-Result<void> Archiver::prepareServer(ConnectForm& form) {
-  if (form.connectNameTextField != kLocalConnectionName) return {};
+Result<void> Archiver::prepareServer(ServerConnection& wanted) {
+  if (wanted.name != kLocalConnectionName) return {};
   const Result<LocalServer::Status> started = localServer_.start();
   if (!started) return Failure{started.error()};
-  form.hostTextField = "localhost";
-  form.userTextField = started->user;
-  form.socketTextField = started->socket;
+  wanted.host = kDefaultHost;
+  wanted.user = started->user;
+  wanted.socket = started->socket;
   return {};
 }
 

@@ -12,6 +12,7 @@
 #include "ingest/storing/tag_rules.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
+#include "platform/progress.h"
 #include "platform/tool_runner.h"
 #include "platform/user_interface.h"
 #include "schedule/schedule.h"
@@ -30,7 +31,8 @@ namespace keldane {
 class Archiver {
  public:
   struct Ports {
-    UserInterface& ui;
+    UserInterface& ui;  ///< of the settings' controls
+    Progress& progress;
     ToolRunner& tools;
     Environment& environment;
   };
@@ -56,23 +58,26 @@ class Archiver {
   /// The end: the work files of runs, and their folders as far as they are empty.
   void removeWorkFiles(const std::array<std::string, 3>& files);
 
-  /// Connects as a terminal command does: with the saved connection, or with the private server
+  /// The whole connect: starts the private server when it is the one that is wanted, opens the
+  /// session and the database, and brings the settings of the archive. A server that goes away
+  /// meanwhile is connected to again. `Connections::isConnected` tells whether the session stands.
+  [[nodiscard]] Faults connect(const ServerConnection& wanted);
+  /// The same with the connection of the last time.
+  [[nodiscard]] Faults reconnect();
+  /// The same as a terminal command does: with the saved connection, or with the private server
   /// when there is none. The names, where they are given, hold for this process alone. The database
-  /// is the one named, the connection's own, or the one of the last time, in this order. Answers
-  /// whether the session stands.
-  [[nodiscard]] bool connectForCommand(const std::string& connectionName = "",
-                                       const std::string& databaseName = "",
-                                       Opening opening = Opening::create);
+  /// is the one named, the connection's own, or the one of the last time, in this order.
+  [[nodiscard]] Faults connectForCommand(const std::string& connectionName = "",
+                                         const std::string& databaseName = "",
+                                         Opening opening = Opening::create);
   /// The same for a run by the schedule.
-  [[nodiscard]] bool connectUnattended();
+  [[nodiscard]] Faults connectUnattended();
 
   /// Saves the private server among the connections and selects it, when none is saved yet.
   void ensureConnection();
   /// The same whatever is saved. False when the preferences could not be written.
   bool savePrivateServer();
-  /// Starts the private server when the form names it, and fills in host, user and socket.
-  [[nodiscard]] Result<void> prepareServer(ConnectForm& form);
-  void makeWorkFolder();
+  void setDebugLog(bool on);
 
   ProcessState& process() { return process_; }
   ServerSession& session() { return *session_; }
@@ -87,7 +92,10 @@ class Archiver {
   std::vector<TagRule>& tagRulesList() { return tagRulesList_; }
 
  private:
-  void takeConnectionsDatabase();
+  [[nodiscard]] Faults connectOnce(ServerConnection wanted);
+  [[nodiscard]] Faults connectTo(const ServerConnection& wanted);
+  [[nodiscard]] Result<void> prepareServer(ServerConnection& wanted);
+  void makeWorkFolder();
 
   Ports ports_;
   ProcessState process_;
@@ -101,6 +109,7 @@ class Archiver {
   LocalServer localServer_;
   std::unique_ptr<ScheduleAgent> scheduleAgent_;
   Schedule schedule_;
+  ServerConnection wanted_;  ///< of the last connect
   /// Folders made for the files of runs, one each time the debug log went off.
   std::vector<std::string> workFolders_;
 };

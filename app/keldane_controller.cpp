@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "app/panels/fault_alerts.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/reading/natural_date.h"
@@ -41,7 +42,8 @@ ToolCall launchOf(const std::string& program) {
 KeldaneController::KeldaneController(Ports ports, Options options)
     : ports_(std::move(ports)),
       options_(std::move(options)),
-      archiver_({ports_.ui, ports_.tools, ports_.environment},
+      progress_(std::make_unique<ProgressPanel>(ports_.ui, ports_.mainQueue)),
+      archiver_({ports_.ui, *progress_, ports_.tools, ports_.environment},
                 {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
   makeParts();
 }
@@ -55,7 +57,6 @@ void KeldaneController::init() {
 }
 
 void KeldaneController::makeParts() {
-  progress_ = std::make_unique<ProgressPanel>(ports_.ui, ports_.mainQueue);
   sourceChooser_ = std::make_unique<SourceChooser>(
       SourceChooser::Context{archiver_.process(), archiver_.settings(), archiver_.sources(),
                              archiver_.database(), *progress_, ports_.ui, ports_.host});
@@ -75,76 +76,63 @@ void KeldaneController::makeParts() {
   makeTagParts();
   statistics_ =
       std::make_unique<StatisticsReport>(archiver_.session(), *progress_, ports_.ui, [this] {
-        archiver_.database().openDatabase();
+        tell(archiver_.database().openDatabase());
         // The report comes in any case.
         archiver_.process().cancelFlag = 0;
       });
-  wireDatabase();
-  wireConnections();
   wireSettings();
   wireRun();
   wireSearch();
   wireViewer();
+  makeWindowPanels();
 }
 
-void KeldaneController::wireDatabase() {
-  archiver_.database().setCallbacks({
-      .reconnect = [this] { archiver_.connections().doConnect(); },
-      .databaseDropped =
-          [this] {
-            archiver_.settings().savePreferences();
-            archiver_.settings().getPrefs();
-          },
-      .forgetDatabase =
-          [this](const std::string& name) { archiver_.settings().forgetDatabase(name); },
-  });
-}
-
-void KeldaneController::wireConnections() {
-  Connections::Callbacks callbacks;
-  callbacks.prepareServer = [this](ConnectForm& form, std::string& error) {
-    const Result<void> prepared = archiver_.prepareServer(form);
-    if (!prepared) error = prepared.error();
-    return prepared.has_value();
-  };
-  callbacks.forgetPostboxFolder = [this] { sourceChooser_->forgetPostboxFolder(); };
-  callbacks.saveSelectedSources = [this] { sourceChooser_->saveSelectedSources(); };
-  callbacks.getSettings = [this] { archiver_.settings().getSettings(); };
-  callbacks.showAppearanceAndPostbox = [this] {
-    archiver_.settings().form.selectEmailAppMatrix = archiver_.settings().archive.postbox;
-    archiver_.settings().form.selectAppearanceMatrix = archiver_.settings().archive.appearanceState;
-  };
-  callbacks.resetPrefs = [this] {
-    // An archive that has settings keeps them, however new this machine is.
-    if (!archiver_.settings().archiveHasSettings()) archiver_.settings().resetPrefs();
-  };
-  callbacks.savePreferences = [this] { archiver_.settings().savePreferences(); };
-  callbacks.getPrefs = [this] { archiver_.settings().getPrefs(); };
-  callbacks.getCategories = [this] { archiver_.settings().getCategories(); };
-  callbacks.get500emails = [this] {
+void KeldaneController::makeWindowPanels() {
+  connectPanel_ = std::make_unique<ConnectPanel>(archiver_, ports_.ui);
+  connectPanel_->comesBack = options_.asksForConnection;
+  connectPanel_->connected = [this] { afterConnect(); };
+  connectPanel_->setStoreDate = [this] { archiveRun_->setStoreDate(); };
+  if (options_.asksForConnection) {
+    archiver_.database().reconnect = [this] {
+      connectPanel_->doConnect();
+      return Faults{};
+    };
+  }
+  settingsPanel_ = std::make_unique<SettingsPanel>(archiver_, *sourceChooser_, ports_.ui);
+  settingsPanel_->get500emails = [this] {
     if (options_.keepsResultList) resultList_->get500emails();
   };
-  callbacks.setStoreDate = [this] { archiveRun_->setStoreDate(); };
-  callbacks.connectFailed = options_.connectFailed;
-  archiver_.connections().setCallbacks(std::move(callbacks));
+  settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
+  schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
+  databasePanel_ = std::make_unique<DatabasePanel>(archiver_, ports_.ui);
+}
+
+void KeldaneController::afterConnect() {
+  sourceChooser_->forgetPostboxFolder();
+  if (options_.keepsResultList) resultList_->get500emails();
+}
+
+bool KeldaneController::reconnect() {
+  if (options_.asksForConnection) {
+    connectPanel_->doConnect();
+  } else {
+    tell(archiver_.reconnect());
+    if (!archiver_.connections().isConnected()) archiver_.process().cancelFlag = 1;
+  }
+  return archiver_.connections().isConnected();
+}
+
+void KeldaneController::tell(const Faults& faults) {
+  showFaults(faults, archiver_.process(), ports_.ui);
 }
 
 void KeldaneController::wireSettings() {
   Settings::Callbacks callbacks;
-  callbacks.markFirstRun = [this] { archiver_.connections().firstRun = true; };
-  callbacks.makeWorkFolder = [this] { archiver_.makeWorkFolder(); };
   callbacks.loadRulesAndSearches = [this] {
     tagRuleEditor_->loadRules();
     savedSearches_->load();
   };
   callbacks.accountRowsStale = [this] { archiver_.sources().acctRowsLoaded = false; };
-  callbacks.rebuildSelection = [this] { sourceChooser_->rebuildSelection(); };
-  callbacks.fillSelectionTable = [this] { sourceChooser_->fillSelectionTable(); };
-  callbacks.ensureMailboxNames = [this] { sourceChooser_->ensureMailboxNames(); };
-  callbacks.get500emails = [this] {
-    if (options_.keepsResultList) resultList_->get500emails();
-  };
-  callbacks.quitAndRelaunch = [this] { quitAndRelaunch(); };
   archiver_.settings().setCallbacks(std::move(callbacks));
   resultList_->setCallbacks({
       .dateStyle =
@@ -171,6 +159,8 @@ void KeldaneController::wireRun() {
   };
   callbacks.clearResultList = [this] { resultList_->clear(); };
   callbacks.terminate = [this] { terminate(); };
+  callbacks.tell = [this](const Faults& faults) { tell(faults); };
+  callbacks.reconnect = [this] { return reconnect(); };
   archiveRun_ = std::make_unique<ArchiveRun>(
       ArchiveRun::Context{archiver_.session(), archiver_.process(), archiver_.database(),
                           archiver_.connections(), archiver_.settings(), archiver_.sources(),
@@ -184,9 +174,9 @@ void KeldaneController::wireSearch() {
   sheet.doConnect = [this] {
     // A program that shows one list and ends has just connected.
     if (options_.keepsResultList || !archiver_.connections().isConnected())
-      archiver_.connections().doConnect();
+      connectPanel_->doConnect();
   };
-  sheet.openDatabase = [this] { archiver_.database().openDatabase(); };
+  sheet.openDatabase = [this] { tell(archiver_.database().openDatabase()); };
   sheet.dbPath = [this] { return archiver_.database().dbPath; };
   sheet.isArchiving = [this] {
     return archiveRun_->isRunning() || archiveRun_->counters().processedCount != 0;
@@ -201,7 +191,7 @@ void KeldaneController::wireSearch() {
   browse.setBrowseSearchName = [this](const std::string& name) {
     archiver_.settings().archive.browseNameString = name;
   };
-  browse.savePreferences = [this] { archiver_.settings().savePreferences(); };
+  browse.savePreferences = [this] { tell(archiver_.settings().savePreferences()); };
   // The searches are this user's, the choice is the archive's: another user may have that one.
   browse.forgetsMissingSearch = [this] { return archiver_.database().opening == Opening::create; };
   browse.settings = [this] { return searchSettings(); };
@@ -221,7 +211,7 @@ void KeldaneController::wireViewer() {
   viewer.dateFormat = [this] { return archiver_.settings().user.dateFormat; };
   viewer.openDatabase = [this] {
     archiver_.connections().doConfigure();
-    archiver_.database().openDatabase();
+    tell(archiver_.database().openDatabase());
   };
   viewer.isSessionTaken = [this] { return archiveRun_->isRunning(); };
   viewer.attachmentFolder = [this] { return archiver_.process().workFolder; };
@@ -273,6 +263,7 @@ void KeldaneController::awakeFromNib() {
     return;
   }
   archiver_.loadPreferences();
+  if (!archiver_.connections().connectionList().empty()) connectPanel_->setConnection();
 }
 
 bool KeldaneController::fullDiskAccessRefused() {
@@ -302,13 +293,13 @@ void KeldaneController::applicationDidFinishLaunching() {
   }
   archiver_.schedule().removeCrontab();
   if (archiver_.process().unattendedRun != 0) {
-    if (!archiver_.connectUnattended()) return;
+    if (!connectPanel_->connectUnattended()) return;
     archiver_.connections().doConfigure();
     ports_.ui.closePanel("storePanel");
     archiveRun_->setStoreDate();
     return;
   }
-  archiver_.connections().newConnect();
+  connectPanel_->newConnect();
   ports_.ui.showPanel("storePanel");
   archiver_.connections().doConfigure();
   if (archiver_.settings().archive.mailboxesState != 0) progress_->close();
@@ -327,7 +318,7 @@ void KeldaneController::applicationWillTerminate() {
 }
 
 bool KeldaneController::windowShouldClose(std::string_view window) {
-  return window != "connectPanel" || archiver_.connections().takeConnectPanelMayClose();
+  return window != "connectPanel" || connectPanel_->takeMayClose();
 }
 
 void KeldaneController::quitKeldane() {
@@ -358,7 +349,7 @@ void KeldaneController::showSplashScreen() {
 
 void KeldaneController::doneGettingStarted() {
   ports_.ui.closePanel("splashScreen");
-  archiver_.settings().savePreferences();
+  tell(archiver_.settings().savePreferences());
 }
 
 void KeldaneController::terminate() {

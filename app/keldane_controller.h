@@ -7,6 +7,10 @@
 #include <vector>
 
 #include "app/archiver.h"
+#include "app/panels/connect_panel.h"
+#include "app/panels/database_panel.h"
+#include "app/panels/schedule_panel.h"
+#include "app/panels/settings_panel.h"
 #include "ingest/archive_run.h"
 #include "ingest/sources/source_chooser.h"
 #include "ingest/storing/tag_rule_editor.h"
@@ -53,8 +57,8 @@ class KeldaneController {
     bool keepsResultList = true;
     /// Taking a schedule back cleans the user's crontab too. A terminal command leaves it alone.
     bool cleansCrontab = true;
-    /// Called in place of the modal connection form when a connect has failed.
-    std::function<void(const std::string& error)> connectFailed;
+    /// The connection form comes back when a connect has failed.
+    bool asksForConnection = true;
     /// Makes the session; empty: one over the MySQL client.
     std::function<std::unique_ptr<ServerSession>()> makeSession;
     /// Makes the way to the system's scheduler; empty: that of this system.
@@ -116,12 +120,18 @@ class KeldaneController {
   AttachmentExtraction& attachmentExtraction() { return *attachmentExtraction_; }
   StatisticsReport& statistics() { return *statistics_; }
   ArchiveRun& archiveRun() { return *archiveRun_; }
+  ConnectPanel& connectPanel() { return *connectPanel_; }
+  SettingsPanel& settingsPanel() { return *settingsPanel_; }
+  SchedulePanel& schedulePanel() { return *schedulePanel_; }
+  DatabasePanel& databasePanel() { return *databasePanel_; }
   [[nodiscard]] bool terminated() const { return terminated_; }
 
  private:
   void makeParts();
-  void wireDatabase();
-  void wireConnections();
+  void makeWindowPanels();
+  void afterConnect();
+  [[nodiscard]] bool reconnect();
+  void tell(const Faults& faults);
   void wireSettings();
   void wireRun();
   void wireSearch();
@@ -133,8 +143,8 @@ class KeldaneController {
 
   Ports ports_;
   Options options_;
-  Archiver archiver_;
   std::unique_ptr<ProgressPanel> progress_;
+  Archiver archiver_;
   std::unique_ptr<SourceChooser> sourceChooser_;
   std::unique_ptr<ResultList> resultList_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;
@@ -149,6 +159,10 @@ class KeldaneController {
   std::unique_ptr<AttachmentExtraction> attachmentExtraction_;
   std::unique_ptr<StatisticsReport> statistics_;
   std::unique_ptr<ArchiveRun> archiveRun_;
+  std::unique_ptr<ConnectPanel> connectPanel_;
+  std::unique_ptr<SettingsPanel> settingsPanel_;
+  std::unique_ptr<SchedulePanel> schedulePanel_;
+  std::unique_ptr<DatabasePanel> databasePanel_;
   bool terminated_ = false;
 };
 

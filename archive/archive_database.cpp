@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "archive/archive_schema.h"
 #include "archive/existing_archive.h"
@@ -11,10 +12,6 @@ namespace keldane {
 namespace {
 
 constexpr const char* kDefaultDatabase = "myemaildb";
-constexpr const char* kErrorTitle = "SQL Error";
-/// A reconnect opens the database again, so each retry stands on the one before. A server that
-/// takes every login and drops every session ends here and not with the stack.
-constexpr int kMostReconnects = 1000;
 constexpr std::string_view kUnlessThere = "IF NOT EXISTS ";
 
 /// Whether the present answer of "SHOW COLUMNS" describes a column that is wide enough. Both types
@@ -40,18 +37,19 @@ void reportFailedStatement(const ServerSession& session, std::string_view sql) {
 
 }  // namespace
 
-ArchiveDatabase::ArchiveDatabase(ServerSession& session, UserInterface& ui, ProcessState& process)
-    : session_(session), ui_(ui), process_(process) {}
+ArchiveDatabase::ArchiveDatabase(ServerSession& session, Progress& progress, ProcessState& process)
+    : session_(session), progress_(progress), process_(process) {}
 
-bool ArchiveDatabase::fail(bool longForm) {
-  // Whoever reconnects asks for the database more than once: one failure is told once.
-  gaveUp_ = reconnects_ > 0;
+Faults ArchiveDatabase::fail(bool longForm) {
   const std::string error = session_.error();
-  const std::string text =
-      longForm ? "SQL Error: " + dbPath + " " + error : "SQL error: " + error + "\n";
-  ui_.alert({kErrorTitle, text, AlertStyle::critical, {"OK"}});
   process_.cancelFlag = 1;
-  return false;
+  return {{Fault::About::server,
+           longForm ? "SQL Error: " + dbPath + " " + error : "SQL error: " + error + "\n"}};
+}
+
+Faults ArchiveDatabase::refuse(std::string reason) {
+  process_.cancelFlag = 1;
+  return {{Fault::About::archive, std::move(reason)}};
 }
 
 bool ArchiveDatabase::send(std::string_view sql) {
@@ -59,94 +57,84 @@ bool ArchiveDatabase::send(std::string_view sql) {
   return session_.query(sqlText_);
 }
 
-bool ArchiveDatabase::createTable(std::string_view sql, bool longForm) {
-  return send(sql) || fail(longForm);
+Faults ArchiveDatabase::openDatabase() {
+  const int asked = process_.cancelFlag;
+  lost_ = false;
+  Faults faults = openOnce();
+  if (!reconnect || !takeLost()) return faults;
+  process_.cancelFlag = asked;
+  faults = reconnect();
+  // Whoever asked for the database gives up too.
+  if (!faults.empty() || (opening == Opening::create && !open_)) process_.cancelFlag = 1;
+  return faults;
 }
 
-bool ArchiveDatabase::refuse(const std::string& reason) {
-  ui_.alert({"No archive", reason, AlertStyle::critical, {"OK"}});
-  process_.cancelFlag = 1;
-  return false;
+Faults ArchiveDatabase::openOnce() {
+  open_ = false;
+  if (dbPath.empty()) dbPath = kDefaultDatabase;
+  if (const Result<void> named = checkDatabaseName(dbPath); !named) return refuse(named.error());
+  return opening == Opening::create ? makeSchema() : openExisting();
 }
 
-void ArchiveDatabase::openExisting() {
+Faults ArchiveDatabase::openExisting() {
   switch (lookForArchive(session_, dbPath)) {
     case ArchivePresence::current:
       open_ = true;
-      return;
+      return {};
     case ArchivePresence::older:
       // Additions only, as ever; without them it could not be read.
-      open_ = makeMessageTables() && makeSettingsTables();
-      return;
+      return makeTables();
     case ArchivePresence::foreign:
-      refuse("the database \"" + dbPath +
-             "\" holds no archive; `keldane connections list` tells which do");
-      return;
+      return refuse("the database \"" + dbPath +
+                    "\" holds no archive; `keldane connections list` tells which do");
     case ArchivePresence::missing:
-      if (opening == Opening::ifThere) return;
+      if (opening == Opening::ifThere) return {};
       if (archivesOnServer(session_).empty()) {
-        refuse(
+        return refuse(
             "there is no archive on this server yet; `keldane archive PATH` makes one of mail in "
             "files and folders");
-        return;
       }
-      refuse("there is no database \"" + dbPath +
-             "\" on this server; `keldane connections list` tells which there are");
-      return;
+      return refuse("there is no database \"" + dbPath +
+                    "\" on this server; `keldane connections list` tells which there are");
     case ArchivePresence::unreachable:
-      // The connect opens it again; one that fails has told why.
-      if (isLostConnection(session_.error()) && callbacks_.reconnect && reconnects_ == 0) {
-        ++reconnects_;
-        callbacks_.reconnect();
-        --reconnects_;
-        return;
-      }
-      fail(true);
+      lost_ = isLostConnection(session_.error());
+      break;
   }
+  return fail(true);
 }
 
-void ArchiveDatabase::openDatabase() {
-  open_ = false;
-  if (dbPath.empty()) dbPath = kDefaultDatabase;
-  if (const Result<void> named = checkDatabaseName(dbPath); !named) {
-    refuse(named.error());
-    return;
+Faults ArchiveDatabase::makeSchema() {
+  if (!send("CREATE DATABASE IF NOT EXISTS " + dbPath)) {
+    lost_ = matchesWildcard(session_.error(), "*has gone away*");
+    return fail(false);
   }
-  if (opening != Opening::create) {
-    openExisting();
-    return;
-  }
-  if (!createDatabase()) {
-    process_.cancelFlag = 1;
-    return;
-  }
-  if (!send("ALTER DATABASE " + dbPath + " CHARACTER SET utf8")) {
-    fail(false);
-    return;
-  }
+  if (!send("ALTER DATABASE " + dbPath + " CHARACTER SET utf8")) return fail(false);
   if (session_.selectDatabase(dbPath)) useFourByteText();
-  open_ = makeMessageTables() && makeSettingsTables();
+  Faults faults = makeTables();
   if (open_ && !indexesDone_) {
     createIndexes();
     indexesDone_ = true;
   }
+  return faults;
 }
 
-bool ArchiveDatabase::createDatabase() {
-  while (!gaveUp_) {
-    if (dbPath.empty()) dbPath = kDefaultDatabase;
-    if (send("CREATE DATABASE IF NOT EXISTS " + dbPath)) return true;
-    const bool gone = matchesWildcard(session_.error(), "*has gone away*");
-    if (!gone || !callbacks_.reconnect || reconnects_ >= kMostReconnects) return fail(false);
-    if (reconnects_ > 0 && process_.cancelFlag != 0) return false;
-    ++reconnects_;
-    callbacks_.reconnect();
-    --reconnects_;
-    // The reconnect has given up, or the user has: whoever asked for the database gives up too.
-    if (process_.cancelFlag != 0) gaveUp_ = true;
+Faults ArchiveDatabase::makeTables() {
+  if (!send(schema::kCreateEmail)) return fail(false);
+  ignoreFailure(send(schema::kAddHeadings));
+  enlargeColumn("mailbox", "Enlarging size of mailbox field in database...",
+                schema::kEnlargeMailbox, true);
+  enlargeColumn("to_fld", "Enlarging size of TO field in database...", schema::kEnlargeTo, false);
+  if (!send(schema::kCreateAttachments)) return fail(false);
+  for (const std::string_view sql :
+       {schema::kCreateOrigemail, schema::kCreateTags, schema::kCreateSettings}) {
+    if (!send(sql)) return fail(true);
   }
-  if (reconnects_ == 0) gaveUp_ = false;
-  return false;
+  for (const std::string_view sql : schema::kAddSettingsColumns) ignoreFailure(send(sql));
+  if (!send(schema::kCreateAccounts) || !send(schema::kCreateMailboxes)) return fail(true);
+  if (!send(schema::kEnlargeMailboxName)) reportFailedStatement(session_, sqlText_);
+  if (!send(schema::kCreateCategories)) return fail(true);
+  open_ = true;
+  return {};
 }
 
 void ArchiveDatabase::useFourByteText() {
@@ -163,25 +151,6 @@ void ArchiveDatabase::useFourByteText() {
   }
 }
 
-bool ArchiveDatabase::makeMessageTables() {
-  if (!createTable(schema::kCreateEmail, false)) return false;
-  ignoreFailure(send(schema::kAddHeadings));
-  enlargeColumn("mailbox", "Enlarging size of mailbox field in database...",
-                schema::kEnlargeMailbox, true);
-  enlargeColumn("to_fld", "Enlarging size of TO field in database...", schema::kEnlargeTo, false);
-  return createTable(schema::kCreateAttachments, false) &&
-         createTable(schema::kCreateOrigemail, true) && createTable(schema::kCreateTags, true);
-}
-
-bool ArchiveDatabase::makeSettingsTables() {
-  if (!createTable(schema::kCreateSettings, true)) return false;
-  for (const std::string_view sql : schema::kAddSettingsColumns) ignoreFailure(send(sql));
-  if (!createTable(schema::kCreateAccounts, true)) return false;
-  if (!createTable(schema::kCreateMailboxes, true)) return false;
-  if (!send(schema::kEnlargeMailboxName)) reportFailedStatement(session_, sqlText_);
-  return createTable(schema::kCreateCategories, true);
-}
-
 void ArchiveDatabase::enlargeColumn(std::string_view column, std::string_view title,
                                     std::string_view sql, bool reportFailure) {
   if (!send("SHOW COLUMNS FROM email LIKE '" + std::string(column) + "'")) {
@@ -189,20 +158,20 @@ void ArchiveDatabase::enlargeColumn(std::string_view column, std::string_view ti
     return;
   }
   if (isWideColumn(session_)) return;
-  ui_.progressStarted(title);
+  progress_.stage(title);
   if (!send(sql) && reportFailure) reportFailedStatement(session_, sqlText_);
-  ui_.progressEnded();
+  progress_.stage({});
 }
 
 void ArchiveDatabase::createIndexes() {
   for (const schema::IndexStep& step : schema::kIndexSteps) {
-    ui_.progressStarted(step.title);
+    progress_.stage(step.title);
     sqlText_.assign(step.sql);
     // The index on attachment names stays out: no search uses it, and its panel is left for the
     // next step to take over.
     if (!step.sent) continue;
     ignoreFailure(createIndex());
-    ui_.progressEnded();
+    progress_.stage({});
   }
 }
 
@@ -216,29 +185,10 @@ bool ArchiveDatabase::createIndex() {
   return session_.query(sqlText_);
 }
 
-void ArchiveDatabase::showSchema() {
-  ui_.alert({"Database Schema", schema::kSchemaText, AlertStyle::informational, {"OK"}});
-}
-
-void ArchiveDatabase::deleteDatabase() {
-  // The constant text is what the user sees; the title says what it is about.
-  const int answer = ui_.alert({"Delete Database",
-                                "Delete this database.",
-                                AlertStyle::informational,
-                                {"Delete", "Cancel"}});
-  if (answer == kSecondButton) return;
-  if (!send("DROP DATABASE " + dbPath)) {
-    ui_.alert({kErrorTitle, "SQL error: " + session_.error(), AlertStyle::critical, {"OK"}});
-    return;
-  }
-  const std::string dropped = dbPath;
-  ui_.alert({"Database Deleted",
-             "The " + dropped + " database has been deleted.",
-             AlertStyle::informational,
-             {"OK"}});
-  if (callbacks_.forgetDatabase) callbacks_.forgetDatabase(dropped);
+Result<void> ArchiveDatabase::dropDatabase() {
+  if (!send("DROP DATABASE " + dbPath)) return Failure{session_.error()};
   dbPath.clear();
-  if (callbacks_.databaseDropped) callbacks_.databaseDropped();
+  return {};
 }
 
 }  // namespace keldane

@@ -3,10 +3,13 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "archive/fault.h"
 #include "archive/server_session.h"
+#include "base/result.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
+#include "platform/progress.h"
 
 namespace keldane {
 
@@ -19,31 +22,27 @@ enum class Opening {
 
 /// The archive's schema: makes it, brings old ones up to date, opens it. There is no schema
 /// version: each call of `openDatabase` runs the whole sequence, and every step is idempotent or
-/// fails harmlessly. Main thread, and the worker of a run through a reconnect.
+/// fails harmlessly. Main thread.
 class ArchiveDatabase {
  public:
-  struct Callbacks {
-    /// The full `doConnect`. It sets `ProcessState::cancelFlag` when no session will come.
-    std::function<void()> reconnect;
-    std::function<void()> databaseDropped;  ///< after a drop: settings and fields follow
-    /// After a drop, before that: takes the name out of the list of databases.
-    std::function<void(const std::string& name)> forgetDatabase = {};
-  };
+  ArchiveDatabase(ServerSession& session, Progress& progress, ProcessState& process);
 
-  ArchiveDatabase(ServerSession& session, UserInterface& ui, ProcessState& process);
-  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
-
-  /// Creates, upgrades and selects the database named by `dbPath`. A failure is shown as an alert
-  /// and sets `ProcessState::cancelFlag`. With an `opening` other than `create` it only selects the
+  /// Creates, upgrades and selects the database named by `dbPath`. A failure sets
+  /// `ProcessState::cancelFlag`. With an `opening` other than `create` it only selects the
   /// database, and sends no statement of the schema unless an older archive could not be read
-  /// without.
-  void openDatabase();
+  /// without. A lost session is brought back by `reconnect`.
+  [[nodiscard]] Faults openDatabase();
   /// Whether the last call of `openDatabase` has succeeded.
   [[nodiscard]] bool isOpen() const { return open_; }
-  /// Shows the schema as text; works without a connection.
-  void showSchema();
-  /// Drops the current database after a confirmation.
-  void deleteDatabase();
+  /// Whether it has failed because the server had gone away, within a connect. Taking clears it.
+  [[nodiscard]] bool isLost() const { return lost_; }
+  [[nodiscard]] bool takeLost() { return std::exchange(lost_, false); }
+  /// Drops the current database, and forgets its name.
+  [[nodiscard]] Result<void> dropDatabase();
+
+  /// The whole connect, which opens the database too. Empty within a connect, where a lost session
+  /// is a failure.
+  std::function<Faults()> reconnect;
 
   /// Name of the database in use, the field of that name; empty: none chosen yet.
   std::string dbPath;
@@ -55,14 +54,13 @@ class ArchiveDatabase {
  private:
   /// A step whose failure is expected on an archive that is up to date.
   static void ignoreFailure(bool /*succeeded*/) {}
-  bool fail(bool longForm);
+  Faults fail(bool longForm);
+  Faults refuse(std::string reason);
   [[nodiscard]] bool send(std::string_view sql);
-  [[nodiscard]] bool createDatabase();
-  void openExisting();
-  bool refuse(const std::string& reason);
-  [[nodiscard]] bool makeMessageTables();
-  [[nodiscard]] bool makeSettingsTables();
-  [[nodiscard]] bool createTable(std::string_view sql, bool longForm);
+  [[nodiscard]] Faults openOnce();
+  [[nodiscard]] Faults openExisting();
+  [[nodiscard]] Faults makeSchema();
+  [[nodiscard]] Faults makeTables();
   void enlargeColumn(std::string_view column, std::string_view title, std::string_view sql,
                      bool reportFailure);
   /// Gives a database without an archive a character set in which every character has its place.
@@ -71,14 +69,12 @@ class ArchiveDatabase {
   [[nodiscard]] bool createIndex();
 
   ServerSession& session_;
-  UserInterface& ui_;
+  Progress& progress_;
   ProcessState& process_;
-  Callbacks callbacks_;
   std::string sqlText_;
   bool indexesDone_ = false;  ///< per process: a second archive gets no index step
   bool open_ = false;
-  int reconnects_ = 0;   ///< reconnects under way, one within the other
-  bool gaveUp_ = false;  ///< one of them has failed: those around it fail too, without a word
+  bool lost_ = false;
 };
 
 }  // namespace keldane

@@ -43,7 +43,7 @@ struct Ports {
 std::unique_ptr<KeldaneController> makeController(Ports& ports, StatementTape* tape) {
   KeldaneController::Options options;
   options.keepsResultList = false;
-  options.connectFailed = [](const std::string&) {};
+  options.asksForConnection = false;
   if (tape != nullptr) {
     options.makeSession = [tape] { return makeRecordingSession(makeMysqlSession(), *tape); };
   }
@@ -60,7 +60,7 @@ std::unique_ptr<KeldaneController> makeController(Ports& ports, StatementTape* t
 Measure archive(Ports& ports, const std::string& folder, const std::string& database,
                 StatementTape* tape) {
   const auto controller = makeController(ports, tape);
-  if (!controller->connectForCommand("", database)) std::exit(1);
+  if (!controller->archiver().connectForCommand("", database).empty()) std::exit(1);
   controller->sources().acctRows = {{true, folder}};
   controller->sources().importMode = true;
   ArchiveRun& run = controller->archiveRun();
@@ -78,7 +78,7 @@ Measure archive(Ports& ports, const std::string& folder, const std::string& data
 
 Measure replay(Ports& ports, const std::string& tapePath, const std::string& database) {
   const auto controller = makeController(ports, nullptr);
-  if (!controller->connectForCommand("", database)) std::exit(1);
+  if (!controller->archiver().connectForCommand("", database).empty()) std::exit(1);
   const ReplayResult result = replayTape(tapePath, controller->session());
   if (!result.good) std::exit(1);
   controller->applicationWillTerminate();

@@ -63,7 +63,7 @@ struct Archive {
     terminal.quiet = true;
     KeldaneController::Options options;
     options.keepsResultList = false;
-    options.connectFailed = [](const std::string&) {};
+    options.asksForConnection = false;
     if (tape != nullptr) {
       options.makeSession = [this] { return makeRecordingSession(makeMysqlSession(), *tape); };
     }
@@ -72,7 +72,7 @@ struct Archive {
         std::move(options));
     controller->init();
     controller->awakeFromNib();
-    if (!controller->connectForCommand("", kDatabase)) std::exit(1);
+    if (!controller->archiver().connectForCommand("", kDatabase).empty()) std::exit(1);
   }
   ~Archive() { controller->applicationWillTerminate(); }
 

@@ -95,8 +95,8 @@ struct Archiver {
   TerminalInterface ui;
   LocalMainQueue queue;
   ProcessState process;
-  ArchiveDatabase database{session, ui, process};
   ProgressPanel progress{ui, queue};
+  ArchiveDatabase database{session, progress, process};
   ResultList list{session, progress, ui, process};
   DuplicateSweep duplicateSweep{
       session, list, progress, ui, {[this] { return database.dbPath; }, {}, {}}};
@@ -182,7 +182,7 @@ void sweepSizes(ServerSession& session, int serverProcess, int most, int pairPer
     // A database object makes the indexes of the first archive that it opens.
     Archiver archiver(session);
     archiver.database.dbPath = fmt::format("sweep{}_{}", pairPercent, messages);
-    archiver.database.openDatabase();
+    if (!archiver.database.openDatabase().empty()) std::exit(1);
     fill(session, messages, pairPercent);
     seconds.push_back(sweep(archiver, serverProcess, messages, pairPercent, false));
     if (messages == most) sweep(archiver, serverProcess, messages, pairPercent, true);

@@ -84,24 +84,22 @@ std::optional<std::size_t> rowNamed(const std::string& name, Program& program) {
   return static_cast<std::size_t>(found - names.begin());
 }
 
-/// The form of the connection as it stands, with what has been given in it.
-ConnectForm formOf(const AddOptions& options, Program& program) {
-  Connections& connections = program.controller().connections();
-  ConnectForm form;
+/// The connection as it stands, with what has been given in it.
+ServerConnection changed(const AddOptions& options, Program& program) {
+  ServerConnection connection;
   if (const auto row = rowNamed(options.name, program)) {
-    connections.selectConnection(*row);
-    form = connections.form;
+    connection = program.controller().connections().connectionList()[*row];
   }
-  form.connectNameTextField = options.name;
-  form.hostTextField = options.host.value_or(form.hostTextField);
-  form.userTextField = options.user.value_or(form.userTextField);
-  form.dbPathTextField = options.database.value_or(form.dbPathTextField);
-  form.socketTextField = options.socket.value_or(form.socketTextField);
-  if (options.port) form.portTextField = fmt::format("{}", *options.port);
+  connection.name = options.name;
+  connection.host = options.host.value_or(connection.host);
+  connection.user = options.user.value_or(connection.user);
+  connection.database = options.database.value_or(connection.database);
+  connection.socket = options.socket.value_or(connection.socket);
+  if (options.port) connection.port = static_cast<int>(*options.port);
   // A password on the command line would stand in the list of processes.
   const std::optional<std::string> password = program.environment.variable("KELDANE_PASSWORD");
-  form.passwordTextField = password.value_or(form.passwordTextField);
-  return form;
+  connection.password = password.value_or(connection.password);
+  return connection;
 }
 
 /// Makes the connection of this name the selected one again, after the list has changed.
@@ -134,8 +132,7 @@ void addConnection(const AddOptions& options, Program& program) {
     return;
   }
   const std::string inUse = connections.current().name;
-  connections.form = formOf(options, program);
-  const bool saved = connections.saveConnection();
+  const bool saved = connections.saveConnection(changed(options, program));
   if (!saved || !selectAgain(inUse, program)) program.exitStatus = kExitFailed;
 }
 

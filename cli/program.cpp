@@ -64,8 +64,7 @@ KeldaneController& Program::controller() {
     KeldaneController::Options options;
     options.keepsResultList = false;
     options.cleansCrontab = false;
-    // The alert has told the reason already; the command ends in place of the connection form.
-    options.connectFailed = [](const std::string&) {};
+    options.asksForConnection = false;
     controller_ = std::make_unique<KeldaneController>(
         KeldaneController::Ports{terminal, queue, tools, environment, host,
                                  [this] { terminateAsked_ = true; }},
@@ -99,9 +98,9 @@ KeldaneController* Program::connected(const std::string& connectionName,
       return nullptr;
     }
   }
-  if (!made.archiver().connectForCommand(connectionName, databaseName, opening)) return nullptr;
-  if (made.process().cancelFlag.exchange(0) != 0) return nullptr;
-  return &made;
+  static_cast<void>(tell(made.archiver().connectForCommand(connectionName, databaseName, opening)));
+  if (!made.connections().isConnected()) return nullptr;
+  return made.process().cancelFlag.exchange(0) == 0 ? &made : nullptr;
 }
 
 void Program::runUntil(const std::function<bool()>& done) {
@@ -162,6 +161,11 @@ int Program::finishOutput() {
 int Program::fail(const std::string& message) {
   std::fprintf(stderr, "keldane: %s\n", message.c_str());
   return kExitFailed;
+}
+
+bool Program::tell(const Faults& faults) {
+  for (const Fault& fault : faults) terminal.tell(fault);
+  return faults.empty();
 }
 
 int Program::failSql(const std::string& serverError) { return fail(databaseSentence(serverError)); }

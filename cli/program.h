@@ -45,6 +45,8 @@ class Program {
 
   /// Prints "keldane: <message>" on standard error and answers kExitFailed.
   int fail(const std::string& message);
+  /// Prints each of them so, in the terminal's own words. False when there is one.
+  [[nodiscard]] bool tell(const Faults& faults);
   /// The same for a statement that the database has refused, with the server's words.
   int failSql(const std::string& serverError);
 

@@ -28,7 +28,8 @@ void setSchedule(const ScheduleRequest& request, Program& program) {
     return;
   }
   Settings& settings = controller->settings();
-  if (!fillScheduleForm(settings.form, request, today) || !controller->schedule().schedule()) {
+  if (!fillScheduleForm(settings.form, request, today) ||
+      !program.tell(controller->schedule().schedule())) {
     program.exitStatus = kExitFailed;
     return;
   }
@@ -73,7 +74,7 @@ void showSchedule(bool json, Program& program) {
 void removeSchedule(Program& program) {
   Schedule& schedule = program.controller().schedule();
   const bool wasScheduled = schedule.isScheduled();
-  if (!schedule.removeSchedule()) {
+  if (!program.tell(schedule.removeSchedule())) {
     program.exitStatus = kExitFailed;
     return;
   }

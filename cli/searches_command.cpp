@@ -80,7 +80,7 @@ void setBrowse(const BrowseTarget& target, Program& program) {
     controller->savedSearches().selectRow(row);
     controller->browse().setBrowse();
   }
-  controller->settings().getSettings();
+  static_cast<void>(program.tell(controller->settings().getSettings()));
   if (controller->settings().archive.browseNameString != target.name) {
     program.exitStatus = program.fail("the archive has not kept the name of the search");
   }

@@ -72,7 +72,7 @@ void setSetting(const SettingsOptions& options, Program& program) {
     program.exitStatus = program.fail(put.error());
     return;
   }
-  if (!controller->settings().savePreferences()) program.exitStatus = kExitFailed;
+  if (!program.tell(controller->settings().savePreferences())) program.exitStatus = kExitFailed;
 }
 
 void saveCopy(Program& program) {
@@ -85,7 +85,9 @@ void saveCopy(Program& program) {
 }
 
 void replaceCopy(const std::string& path, Program& program) {
-  const Result<void> replaced = program.controller().settings().replaceSettingsWith(path);
+  const Result<PlistDict> copy = Settings::readCopy(path);
+  const Result<void> replaced =
+      copy ? program.controller().settings().replaceSettings(*copy) : Failure{copy.error()};
   if (!replaced) program.exitStatus = program.fail(replaced.error());
 }
 

@@ -141,7 +141,7 @@ std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes,
 }
 
 void save(KeldaneController& controller, Program& program) {
-  if (!controller.settings().savePreferences()) program.exitStatus = kExitFailed;
+  if (!program.tell(controller.settings().savePreferences())) program.exitStatus = kExitFailed;
 }
 
 void chooseSources(const SourcesOptions& options, Program& program) {

@@ -86,17 +86,25 @@ int TerminalInterface::alert(const Alert& alert) {
   // "Archive Log" and its kind announce an end that the command prints itself.
   const bool isNews = alert.style == AlertStyle::informational && !showsInformation;
   if (isNews && alert.title != kOversizedTitle) return kFirstButton;
-  const std::string_view text = trimWhitespace(alert.text);
+  if (known.empty()) {
+    const bool ofServer = alert.title == kDatabaseTitle;
+    tell({ofServer ? Fault::About::server : Fault::About::settings, alert.text});
+  } else {
+    std::fputs(fmt::format("keldane: {}\n", known).c_str(), stderr);
+  }
+  return kFirstButton;
+}
+
+void TerminalInterface::tell(const Fault& fault) {
+  clearLine();
+  const std::string_view text = trimWhitespace(fault.text);
   if (isInterrupted != nullptr && isInterrupted() && text.starts_with("Failed to connect")) {
     std::fputs("keldane: interrupted before the archive was open; nothing is lost\n", stderr);
-    return kFirstButton;
+    return;
   }
-  std::string sentence(known);
-  if (known.empty()) {
-    sentence = alert.title == kDatabaseTitle ? databaseSentence(text) : printable(text);
-  }
+  const std::string sentence =
+      fault.about == Fault::About::server ? databaseSentence(text) : printable(text);
   std::fputs(fmt::format("keldane: {}\n", sentence).c_str(), stderr);
-  return kFirstButton;
 }
 
 void TerminalInterface::progressStarted(std::string_view title) {

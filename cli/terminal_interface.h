@@ -3,6 +3,7 @@
 #include <chrono>
 #include <string>
 
+#include "archive/fault.h"
 #include "platform/user_interface.h"
 
 namespace keldane {
@@ -34,6 +35,8 @@ class TerminalInterface : public UserInterface {
   void readingProgress(const ReadingProgress& progress, std::string_view detail) override;
   void showText(std::string_view title, std::string_view text) override;
 
+  /// What could not be done, as one sentence in the terminal's own words.
+  void tell(const Fault& fault);
   /// A line on standard error, in place of the progress line.
   void notice(std::string_view line);
 

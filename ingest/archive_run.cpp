@@ -45,7 +45,7 @@ ArchiveRun::~ArchiveRun() { abandon(); }
 // The start.
 
 bool ArchiveRun::databaseOpened() {
-  context_.database.openDatabase();
+  callbacks_.tell(context_.database.openDatabase());
   return context_.process.cancelFlag.exchange(0) == 0;
 }
 
@@ -207,7 +207,7 @@ bool ArchiveRun::somethingSelected() {
 void ArchiveRun::adoptCheckedAccounts() {
   for (const AcctsRow& row : context_.sources.acctRows) {
     if (row.acctCheck) context_.settings.selectedAccounts.push_back(row.acctDesc);
-    context_.settings.saveSettings();
+    callbacks_.tell(context_.settings.saveSettings());
   }
 }
 
@@ -339,11 +339,7 @@ void ArchiveRun::startWorker() {
       .debugLog = debugLog_,
       .repairsFirst = !running_,
       .getMailboxNames = callbacks_.getMailboxNames,
-      .doConnect =
-          [this] {
-            context_.connections.doConnect();
-            return context_.connections.isConnected();
-          },
+      .doConnect = callbacks_.reconnect,
       .serverLost = [this](const std::string& error) { noteLostServer(error); },
       .leftInFolder = [this](LeftInFolder left) { report_.left = std::move(left); },
       .walkEnded = [this](bool isWhole) { isWhole_ = isWhole_ && isWhole; },
@@ -393,7 +389,7 @@ void ArchiveRun::report() {
   // emptying it.
   sources.deleteImportFiles = false;
   closeLedger();
-  context_.settings.savePreferences();
+  callbacks_.tell(context_.settings.savePreferences());
   if (context_.settings.archive.mailboxesState != 0 && !sources.mailboxNamesLoaded &&
       callbacks_.getMailboxNames) {
     callbacks_.getMailboxNames();

@@ -55,6 +55,10 @@ class ArchiveRun {
     std::function<void(const std::string& sql)> retrieve;
     std::function<void()> clearResultList;
     std::function<void()> terminate;
+    /// Tells the user of what could not be done.
+    std::function<void(const Faults& faults)> tell;
+    /// Brings a lost session back; false when that failed, of which the user has been told.
+    std::function<bool()> reconnect;
   };
   struct Context {
     ServerSession& session;

@@ -24,6 +24,8 @@ class Progress {
   virtual void step(int /*count*/, std::string_view /*detail*/) {}
   /// The same of an archive run, for each message and file; whoever shows it chooses how often.
   virtual void reading(const ReadingProgress& /*progress*/, std::string_view /*detail*/) {}
+  /// What is being done now, where no steps can be told: "Indexing..."; empty: it is done.
+  virtual void stage(std::string_view /*title*/) {}
   /// The user wants the task to end at the next place where it can.
   [[nodiscard]] virtual bool cancelled() const { return false; }
 };

@@ -14,6 +14,14 @@ void ProgressPanel::doProgressPanel(const std::string& title) { ui_.progressStar
 
 void ProgressPanel::close() { ui_.progressEnded(); }
 
+void ProgressPanel::stage(std::string_view title) {
+  if (title.empty()) {
+    ui_.progressEnded();
+  } else {
+    ui_.progressStarted(title);
+  }
+}
+
 void ProgressPanel::doProgressCount(int count, int step) {
   if (step == 0 ? count != 0 : count % step != 0) return;
   mainQueue_.post([this, count] {

@@ -33,6 +33,8 @@ bool isMoment(const std::string& text) {
          leadingInt(text.substr(14)) < 60;
 }
 
+Faults failed(std::string text) { return {{Fault::About::schedule, std::move(text)}}; }
+
 }  // namespace
 
 Schedule::Schedule(const Context& context)
@@ -47,10 +49,6 @@ InstalledSchedule Schedule::installed() const {
     schedule.times = agent ? timesOfAgent(*agent) : std::vector<ScheduleTime>();
   }
   return schedule;
-}
-
-void Schedule::failureAlert(const std::string& text) {
-  context_.ui.alert({"Schedule", text, AlertStyle::critical, {"OK"}});
 }
 
 void Schedule::fillEmptyTime() {
@@ -98,61 +96,38 @@ Result<void> Schedule::writeAgent(const std::string& text) const {
   return replaceFile(path, bytes);
 }
 
-bool Schedule::schedule() {
+Faults Schedule::schedule() {
   std::string scheduleTemplate = readTemplate();
   replaceAll(scheduleTemplate, "#kdcommand#", command());
   fillEmptyTime();
-  // The settings are saved without a word about it.
-  const int unattended = std::exchange(context_.process.unattendedRun, 1);
-  const bool saved = context_.settings.savePrefButton();
-  context_.process.unattendedRun = unattended;
+  Faults faults = context_.settings.savePrefButton();
   context_.settings.getPrefs();
-  quietRemove = true;
-  if (!removeSchedule()) return false;
+  if (Faults left = removeSchedule(); !left.empty()) {
+    append(faults, std::move(left));
+    return faults;
+  }
   const UserSettings& user = context_.settings.user;
   const std::string text =
       scheduleTemplate.empty() ? std::string() : agentText(std::move(scheduleTemplate), user);
   if (const Result<void> written = writeAgent(text); !written) {
-    failureAlert("The schedule could not be saved: " + written.error());
-    return false;
+    append(faults, failed("The schedule could not be saved: " + written.error()));
+    return faults;
   }
   const Result<void> loaded =
       context_.agent.load({scheduleAgentPath(context_.process), program(), scheduleTimes(user)});
-  if (!loaded) {
-    failureAlert(loaded.error());
-    return false;
-  }
-  context_.ui.alert({"Archive Scheduled", "A Keldane archive has been scheduled."});
-  return saved;
+  if (!loaded) append(faults, failed(loaded.error()));
+  return faults;
 }
 
-bool Schedule::removeSchedule() {
-  const bool quiet = std::exchange(quietRemove, false);
+Faults Schedule::removeSchedule() {
   Result<void> removed = context_.agent.unload();
   const std::string path = scheduleAgentPath(context_.process);
   if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR && removed) {
     removed = Failure{path + ": " + std::generic_category().message(errno)};
   }
   if (context_.cleansCrontab) removeCrontab();
-  if (!removed) {
-    failureAlert("The schedule could not be removed: " + removed.error());
-    return false;
-  }
-  if (!quiet) {
-    context_.ui.alert({"Schedule Removed", "The Keldane archive schedule has been removed."});
-  }
-  return true;
-}
-
-void Schedule::changeSchedAll() {
-  auto& checks = context_.settings.form.schedChecks;
-  for (bool& day : checks) day = checks[0];
-  context_.ui.changed("scheduleView");
-}
-
-void Schedule::changeSchedDays() {
-  context_.settings.form.schedChecks[0] = false;
-  context_.ui.changed("scheduleView");
+  if (!removed) return failed("The schedule could not be removed: " + removed.error());
+  return {};
 }
 
 }  // namespace keldane

@@ -2,10 +2,11 @@
 
 #include <string>
 
+#include "archive/fault.h"
+#include "base/result.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
 #include "platform/tool_runner.h"
-#include "platform/user_interface.h"
 #include "schedule/crontab_cleaner.h"
 #include "schedule/schedule_agent.h"
 #include "settings/settings.h"
@@ -27,27 +28,22 @@ class Schedule {
     ScheduleAgent& agent;
     ToolRunner& tools;
     Environment& environment;
-    UserInterface& ui;
     ProcessState& process;
     /// Whether taking a schedule back also cleans the user's crontab.
     bool cleansCrontab = true;
   };
   explicit Schedule(const Context& context);
 
-  /// Saves the settings and schedules by them. False when something failed; the user has been told.
-  bool schedule();
-  bool removeSchedule();
+  /// Saves the settings and schedules by them; without a time, at that of now. There is a schedule
+  /// then, unless one of the faults is about it.
+  [[nodiscard]] Faults schedule();
+  [[nodiscard]] Faults removeSchedule();
   void removeCrontab() { crontab_.removeCrontab(); }
-  /// The actions of the box for all days, and of those for one.
-  void changeSchedAll();
-  void changeSchedDays();
 
   /// Whether there is an agent file.
   [[nodiscard]] bool isScheduled() const;
   /// The schedule as it is installed, whatever the settings say by now; with times always.
   [[nodiscard]] InstalledSchedule installed() const;
-  /// The next `removeSchedule` says nothing of its success.
-  bool quietRemove = false;
 
  private:
   void fillEmptyTime();
@@ -55,7 +51,6 @@ class Schedule {
   [[nodiscard]] std::string command() const;
   [[nodiscard]] std::string readTemplate() const;
   [[nodiscard]] Result<void> writeAgent(const std::string& text) const;
-  void failureAlert(const std::string& text);
 
   Context context_;
   CrontabCleaner crontab_;

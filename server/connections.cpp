@@ -10,17 +10,11 @@
 #include "archive/existing_archive.h"
 #include "base/text.h"
 #include "platform/resource_file.h"
-#include "server/local_server.h"
 
 namespace keldane {
 namespace {
 
-constexpr const char* kConnectPanel = "connectPanel";
-constexpr const char* kConnectionTable = "connectionTableView";
-constexpr const char* kDefaultHost = "localhost";
-constexpr const char* kDefaultUser = "root";
 constexpr const char* kDefaultDatabase = "myemaildb";
-constexpr double kStorePanelWhite = 0.6;
 
 /// A server may start its sessions with modes that refuse what the statements are built on: double
 /// quotes around texts, the backslash in them, texts that are cut to their column.
@@ -98,16 +92,18 @@ PlistValue defaultFont() {
 }  // namespace
 
 Connections::Connections(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
-                         UserInterface& ui, ProcessState& process)
-    : session_(session), database_(database), prefs_(prefs), ui_(ui), process_(process) {}
+                         Progress& progress, ProcessState& process)
+    : session_(session),
+      database_(database),
+      prefs_(prefs),
+      progress_(progress),
+      process_(process) {}
 
 std::vector<std::string> Connections::connectionNames() const {
   std::vector<std::string> names;
   for (const ServerConnection& connection : connectionList_) names.push_back(connection.name);
   return names;
 }
-
-bool Connections::takeConnectPanelMayClose() { return std::exchange(connectPanelMayClose_, false); }
 
 void Connections::fillDbPathFromPreference() {
   if (database_.dbPath.empty()) database_.dbPath = prefs_.text("dbPath").value_or("");
@@ -130,17 +126,13 @@ void Connections::getConnectionPrefs() {
   if (database_.dbPath.empty()) {
     firstRun = true;
     selectedConnection_ = static_cast<int>(std::clamp<std::int64_t>(selected, 0, INT32_MAX));
-    if (callbacks_.resetPrefs) callbacks_.resetPrefs();
     prefs_.set("panelFont", defaultFont());
     saveConnectionPrefs();
   }
   readConnectionList();
   const auto count = static_cast<std::int64_t>(connectionList_.size());
   selectedConnection_ = selected >= 0 && selected < count ? static_cast<int>(selected) : 0;
-  if (connectionList_.empty()) return;
-  ui_.changed(kConnectionTable);
-  getConnection();
-  setConnection();
+  selectConnection(static_cast<std::size_t>(selectedConnection_));
 }
 
 void Connections::readConnectionList() {
@@ -160,7 +152,6 @@ void Connections::selectNamed(const std::string& name) {
 }
 
 bool Connections::saveConnectionPrefs() {
-  if (callbacks_.saveSelectedSources) callbacks_.saveSelectedSources();
   if (!prefs_.has("panelFont")) prefs_.set("panelFont", defaultFont());
   const bool remembered = database_.remembered;
   return editPreferences([remembered, selected = selectedConnection_, name = current_.name,
@@ -174,52 +165,24 @@ bool Connections::saveConnectionPrefs() {
   });
 }
 
-void Connections::getConnection() {
-  current_ = connectionList_.empty()
-                 ? ServerConnection()
-                 : connectionList_[static_cast<std::size_t>(selectedConnection_)];
-}
-
-void Connections::setConnection() {
-  form.connectNameTextField = current_.name;
-  form.hostTextField = current_.host;
-  form.userTextField = current_.user;
-  form.passwordTextField = current_.password;
-  form.dbPathTextField = current_.database;
-  form.socketTextField = current_.socket;
-  form.portTextField = current_.port == 0 ? std::string() : std::to_string(current_.port);
-  ui_.changed(kConnectPanel);
-}
-
 void Connections::selectConnection(std::size_t row) {
   if (row >= connectionList_.size()) return;
   selectedConnection_ = static_cast<int>(row);
-  getConnection();
-  setConnection();
+  current_ = connectionList_[row];
 }
 
-bool Connections::saveConnection() {
-  current_.password = form.passwordTextField;
-  const ServerConnection entry = {form.connectNameTextField,
-                                  form.hostTextField,
-                                  form.userTextField,
-                                  current_.password,
-                                  form.dbPathTextField,
-                                  form.socketTextField,
-                                  leadingInt(form.portTextField)};
-  const bool saved = editPreferences([entry](PlistDict& keys) {
+bool Connections::saveConnection(const ServerConnection& connection) {
+  const bool saved = editPreferences([connection](PlistDict& keys) {
     PlistArray& list = listAt(keys, "connections");
-    PlistDict* present = entryNamed(list, "name", entry.name);
+    PlistDict* present = entryNamed(list, "name", connection.name);
     if (present == nullptr) {
       present = std::get_if<PlistDict>(&list.emplace_back(PlistValue{PlistDict{}}).value);
     }
-    putInto(*present, entry);
-    keys["selectedConnection"] = PlistValue{indexOf(list, entry.name)};
+    putInto(*present, connection);
+    keys["selectedConnection"] = PlistValue{indexOf(list, connection.name)};
   });
-  selectNamed(entry.name);
+  selectNamed(connection.name);
   getConnectionPrefs();
-  ui_.changed(kConnectionTable);
-  if (process_.unattendedRun != 0 && callbacks_.setStoreDate) callbacks_.setStoreDate();
   return saved;
 }
 
@@ -238,12 +201,7 @@ bool Connections::deleteConnection() {
   }
   readConnectionList();
   selectedConnection_ = 0;
-  ui_.changed(kConnectionTable);
   selectConnection(0);
-  // The rest has nothing to do with connections. Kept: a schedule made from here on carries the
-  // argument in its command.
-  storePanelWhite = kStorePanelWhite;
-  ui_.changed("storePanel");
   readArgumentsAgain();
   process_.launchCommand += " 1\n";
   return saved;
@@ -262,8 +220,7 @@ bool Connections::useConnection(std::size_t row) {
     if (!noted) return false;
   }
   selectNamed(wanted);
-  getConnection();
-  setConnection();
+  selectConnection(static_cast<std::size_t>(selectedConnection_));
   database_.remembered = true;
   if (!current_.database.empty()) {
     database_.dbPath = current_.database;
@@ -280,11 +237,6 @@ void Connections::readArgumentsAgain() {
   if (arguments.size() >= 2) process_.unattendedRun = leadingInt(arguments[1]);
 }
 
-void Connections::newConnect() {
-  ui_.changed(kConnectionTable);
-  ui_.runModal(kConnectPanel);
-}
-
 void Connections::doConfigure() {
   for (const char* statement : kConfiguration) {
     // A server that keeps its values to itself is not an error.
@@ -297,53 +249,43 @@ void Connections::doConfigure() {
   if (!openSession(database_.dbPath)) static_cast<void>(openSession(""));
 }
 
-void Connections::readForm() {
-  current_.host = form.hostTextField.empty() ? "no host entered" : form.hostTextField;
-  current_.name = form.connectNameTextField;
-  current_.user = form.userTextField;
-  current_.socket = form.socketTextField;
-  current_.password = form.passwordTextField;
-  current_.port = leadingInt(form.portTextField);
-  current_.database = database_.dbPath.empty() ? form.dbPathTextField : database_.dbPath;
-}
-
-bool Connections::prepareServer(std::string& error) {
-  if (form.connectNameTextField != kLocalConnectionName || !callbacks_.prepareServer) return true;
-  return callbacks_.prepareServer(form, error);
-}
-
-void Connections::doConnect() {
-  ui_.endModal();
-  connectPanelMayClose_ = true;
-  if (form.hostTextField.empty()) form.hostTextField = current_.host = kDefaultHost;
-  if (form.userTextField.empty()) form.userTextField = current_.user = kDefaultUser;
-  if (ui_.isPanelVisible(kConnectPanel)) {
-    database_.dbPath = form.dbPathTextField;
-    ui_.closePanel(kConnectPanel);
-  }
+void Connections::disconnect() {
   session_.close();
   isConnected_ = false;
-  // Before the form is read: the private server's host and socket are filled in there.
-  std::string error;
-  if (!prepareServer(error)) {
-    connectionFailed(error);
-    return;
-  }
-  readForm();
-  for (const std::string& name : {form.dbPathTextField, current_.database}) {
+}
+
+Faults Connections::connect(const ServerConnection& wanted) {
+  disconnect();
+  current_ = wanted;
+  if (!database_.dbPath.empty()) current_.database = database_.dbPath;
+  for (const std::string& name : {wanted.database, current_.database}) {
     const Result<void> named = name.empty() ? Result<void>() : checkDatabaseName(name);
-    if (named) continue;
-    connectionFailed(named.error());
-    return;
+    if (!named) return {connectFault(named.error())};
   }
   const std::vector<std::string>& arguments = process_.launchArguments;
   cnfPath_ = resourceFile(arguments.empty() ? std::string() : arguments.front(), "mymy.cnf");
   session_.init();
-  if (!connectToServer()) {
-    connectionFailed(session_.error());
-    return;
+  Faults faults;
+  if (!openSession(wanted.database)) {
+    // The server may be there and only the database missing.
+    if (wanted.database.empty() || !openSession("")) return {connectFault(session_.error())};
+    if (database_.opening == Opening::create) faults = openNewDatabase(wanted.database);
   }
-  connected();
+  if (!wanted.database.empty()) {
+    database_.dbPath = current_.database;
+    fillDbPathFromPreference();
+  }
+  isConnected_ = true;
+  return faults;
+}
+
+Faults Connections::openNewDatabase(const std::string& name) {
+  database_.dbPath = name;
+  progress_.stage("Indexing...");
+  Faults faults = database_.openDatabase();
+  progress_.stage({});
+  if (database_.isOpen()) saveConnectionPrefs();
+  return faults;
 }
 
 ServerAddress Connections::address(const std::string& database) const {
@@ -362,70 +304,6 @@ bool Connections::openSession(const std::string& database) {
   // The values of the whole server are left to `doConfigure`: a command that only reads does not
   // change them.
   return session_.query(kPlainMode);
-}
-
-bool Connections::connectToServer() {
-  const std::string database = form.dbPathTextField;
-  if (database.empty()) return openSession("");
-  if (!openSession(database)) {
-    // The server may be there and only the database missing.
-    if (!openSession("")) return false;
-    if (database_.opening == Opening::create) openNewDatabase();
-  }
-  database_.dbPath = current_.database;
-  fillDbPathFromPreference();
-  return true;
-}
-
-void Connections::openNewDatabase() {
-  database_.dbPath = form.dbPathTextField;
-  fillDbPathFromPreference();
-  ui_.progressStarted("Indexing...");
-  if (!database_.dbPath.empty()) database_.openDatabase();
-  ui_.progressEnded();
-  if (database_.isOpen()) saveConnectionPrefs();
-}
-
-void Connections::connected() {
-  const auto call = [](const std::function<void()>& step) {
-    if (step) step();
-  };
-  isConnected_ = true;
-  const bool writes = database_.opening == Opening::create;
-  if (!database_.dbPath.empty() || !writes) {
-    database_.openDatabase();
-    // Nothing is read out of another database, and nothing remembered of a name that is none.
-    if (!database_.isOpen()) {
-      isConnected_ = database_.opening != Opening::existing;
-      ui_.progressEnded();
-      return;
-    }
-  }
-  call(callbacks_.forgetPostboxFolder);
-  call(callbacks_.getSettings);
-  call(callbacks_.showAppearanceAndPostbox);
-  if (writes && std::exchange(firstRun, false)) {
-    call(callbacks_.resetPrefs);
-    call(callbacks_.savePreferences);
-  }
-  call(callbacks_.getPrefs);
-  if (writes) call(callbacks_.savePreferences);
-  call(callbacks_.getCategories);
-  ui_.progressEnded();
-  call(callbacks_.get500emails);
-}
-
-void Connections::connectionFailed(const std::string& error) {
-  ui_.alert({"SQL Error",
-             "Failed to connect to server: Error: " + error + "\n",
-             AlertStyle::critical,
-             {"OK"}});
-  if (callbacks_.connectFailed) {
-    process_.cancelFlag = 1;
-    callbacks_.connectFailed(error);
-    return;
-  }
-  newConnect();
 }
 
 }  // namespace keldane

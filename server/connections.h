@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "archive/archive_database.h"
+#include "archive/fault.h"
 #include "archive/server_session.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
+#include "platform/progress.h"
 #include "settings/preferences_file.h"
 
 namespace keldane {
@@ -27,63 +28,47 @@ struct ServerConnection {
   bool operator==(const ServerConnection&) const = default;
 };
 
-/// The controls of `connectPanel`.
-struct ConnectForm {
-  std::string connectNameTextField;
-  std::string hostTextField;
-  std::string userTextField;
-  std::string passwordTextField;
-  std::string dbPathTextField;
-  std::string socketTextField;
-  std::string portTextField;
-};
+/// What an empty host and user mean.
+inline constexpr const char* kDefaultHost = "localhost";
+inline constexpr const char* kDefaultUser = "root";
 
-/// The saved connections, the form that edits them, and the opening of the one session. Main
-/// thread, and the worker of a run for `doConnect` after a lost link.
+/// A connect that has failed, in the words of the server, its client library or the system.
+[[nodiscard]] inline Fault connectFault(const std::string& error) {
+  return {Fault::About::server, "Failed to connect to server: Error: " + error + "\n"};
+}
+
+/// The saved connections, and the opening of the one session. Main thread.
 class Connections {
  public:
-  /// The steps of a connect that belong to rooms above or beside this one, in the order in which a
-  /// connect takes them.
-  struct Callbacks {
-    /// Makes the private server ready when the form points at it: starts it and fills in host and
-    /// socket. False with `error` filled when it cannot.
-    std::function<bool(ConnectForm& form, std::string& error)> prepareServer;
-    std::function<void()> forgetPostboxFolder;
-    std::function<void()> getSettings;
-    std::function<void()> showAppearanceAndPostbox;
-    std::function<void()> resetPrefs;
-    std::function<void()> savePreferences;
-    std::function<void()> getPrefs;
-    std::function<void()> getCategories;
-    std::function<void()> get500emails;
-    std::function<void()> saveSelectedSources;  ///< step 1 of `saveConnectionPrefs`
-    std::function<void()> setStoreDate;
-    /// Called in place of the modal form when a connect has failed, with the server's text; nobody
-    /// will try again then, and `ProcessState::cancelFlag` says so. A face with a form leaves it
-    /// empty.
-    std::function<void(const std::string& error)> connectFailed;
-  };
-
   Connections(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
-              UserInterface& ui, ProcessState& process);
-  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+              Progress& progress, ProcessState& process);
 
+  /// Reads the list, and makes the selected entry the current one. A first start, which knows no
+  /// database, is noted in `firstRun`.
   void getConnectionPrefs();
+  // Each of these is false when the preferences could not be written, which standard error tells.
   bool saveConnectionPrefs();
-  void getConnection();
-  void setConnection();
-  /// Saves the form, over an entry of this name. False when the preferences could not be written,
-  /// which has been told.
-  bool saveConnection();
-  /// False as above.
+  /// Over an entry of this name, which is selected then.
+  bool saveConnection(const ServerConnection& connection);
+  /// Deletes the selected entry; the first one is selected then, and the current one if there is
+  /// one. Kept: the arguments are read again, and a schedule made from here on carries " 1" in its
+  /// command.
   bool deleteConnection();
   /// Makes a saved connection, with its own database, the one of the next start too. The one that
-  /// is left keeps the database it was used with. False as above.
+  /// is left keeps the database it was used with.
   bool useConnection(std::size_t row);
-  /// Selects a row of the connection table.
+  /// Makes this row the selected entry and the current one.
   void selectConnection(std::size_t row);
-  void newConnect();
-  void doConnect();
+
+  /// Closes the session and opens another: with the database that `wanted` names, or the one in
+  /// `ArchiveDatabase::dbPath` when it names none. A missing one is made, where the database is
+  /// opened so. `isConnected` tells whether the session stands, for a database that could not be
+  /// made is told of too.
+  [[nodiscard]] Faults connect(const ServerConnection& wanted);
+  /// Closes the session.
+  void disconnect();
+  /// The session has turned out to be of no use.
+  void abandon() { isConnected_ = false; }
   void doConfigure();
 
   [[nodiscard]] bool isConnected() const { return isConnected_; }
@@ -94,22 +79,12 @@ class Connections {
   [[nodiscard]] int selectedConnection() const { return selectedConnection_; }
   /// The connection as it was last opened.
   [[nodiscard]] const ServerConnection& current() const { return current_; }
-  /// Whether `connectPanel` may be closed; asking clears the mark.
-  [[nodiscard]] bool takeConnectPanelMayClose();
 
-  ConnectForm form;
   bool firstRun = false;
-  /// How much white is blended into the dark grey of `storePanel`.
-  double storePanelWhite = 0;
 
  private:
-  void readForm();
-  [[nodiscard]] bool prepareServer(std::string& error);
   [[nodiscard]] bool openSession(const std::string& database);
-  [[nodiscard]] bool connectToServer();
-  void openNewDatabase();
-  void connected();
-  void connectionFailed(const std::string& error);
+  [[nodiscard]] Faults openNewDatabase(const std::string& name);
   void readConnectionList();
   void selectNamed(const std::string& name);
   [[nodiscard]] bool editPreferences(std::function<void(PlistDict&)> change);
@@ -121,14 +96,12 @@ class Connections {
   ArchiveDatabase& database_;
   PreferencesFile& prefs_;
   std::string toldError_;  ///< the last about the preferences
-  UserInterface& ui_;
+  Progress& progress_;
   ProcessState& process_;
-  Callbacks callbacks_;
   std::vector<ServerConnection> connectionList_;
   ServerConnection current_;
   int selectedConnection_ = 0;
   bool isConnected_ = false;
-  bool connectPanelMayClose_ = false;
   std::string cnfPath_;  ///< noted only
 };
 

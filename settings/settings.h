@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "archive/archive_database.h"
+#include "archive/fault.h"
 #include "archive/server_session.h"
 #include "base/result.h"
 #include "platform/process_state.h"
@@ -27,19 +28,9 @@ namespace keldane {
 class Settings {
  public:
   struct Callbacks {
-    std::function<void()> markFirstRun;          ///< `getPrefs` has found no database at all
     std::function<void()> loadRulesAndSearches;  ///< part of `getPrefs`: rows of rules and searches
     std::function<void()> accountRowsStale;      ///< the selection table must be built again
-    /// `savePrefButton`: `selectedMailboxes` with `mailboxesState` set, otherwise, with `postbox`
-    /// below 1, `selectedAccounts`, from the rows whose check box is on.
-    std::function<void()> rebuildSelection;
-    /// `doPrefPanel`: the rows of accounts or mailboxes, each checked when it is in its list.
-    std::function<void()> fillSelectionTable;
-    std::function<void()> ensureMailboxNames;  ///< the rows of mailboxes, unless they are there
-    std::function<void()> get500emails;
-    std::function<void()> makeWorkFolder;  ///< a new work folder, as at the start
-    std::function<bool()> desktopIsDark;   ///< empty: asked of the preferences
-    std::function<void()> quitAndRelaunch;
+    std::function<bool()> desktopIsDark;         ///< empty: asked of the preferences
   };
 
   Settings(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
@@ -49,48 +40,42 @@ class Settings {
   /// Property list to state and controls. Takes the archive settings of an older layout out of the
   /// property list, once; the next `saveSettings` puts them into the database.
   void getPrefs();
-  /// Controls to state, to the property list, and to the archive's rows. False when one of them
-  /// could not be written; the user has been told.
-  bool savePreferences();
-  /// The Save button. False as `savePreferences`.
-  bool savePrefButton();
+  /// Controls to state, to the property list, and to the archive's rows.
+  [[nodiscard]] Faults savePreferences();
+  /// The Save button.
+  [[nodiscard]] Faults savePrefButton();
   /// Values of a first start.
   void resetPrefs();
   /// The archive's rows to state and controls. Without a row the state stays: a new archive takes
   /// over the settings of the one before.
-  void getSettings();
+  [[nodiscard]] Faults getSettings();
   /// Whether the archive had a row of settings when they were read last.
   [[nodiscard]] bool archiveHasSettings() const { return hasRow_; }
   /// Saves what has changed since `getSettings`; what other programs have saved meanwhile stays.
-  /// False when it could not be, with the archive's settings as they were; the alert has been
-  /// shown.
-  bool saveSettings();
-  /// The categories in use, into the three menus. On failure the menus stay.
-  void getCategories();
+  /// After a fault the archive's settings are as they were.
+  [[nodiscard]] Faults saveSettings();
+  /// The categories in use, into the three menus, which stay when the server refuses.
+  [[nodiscard]] Faults getCategories();
   /// The action of `setCatButton`.
   void chooseSetCat();
-  /// Shows the settings window on the tab that `form.settingsToolbar` names.
-  void doPrefPanel();
-  void cancelPrefs();
-  void saveSettingsCopy();
-  /// The same without a word to the user: path of the copy.
+  /// The settings window opens: state to controls.
+  void showState();
+  /// Copies the preferences under the name of the database: path of the copy.
   [[nodiscard]] Result<std::string> copySettings();
-  void replaceSettingsCopy();
-  /// The same with the file at hand, and without a word to the user. The program must be started
-  /// anew to go by the new settings. Fails with the settings as they were.
-  [[nodiscard]] Result<void> replaceSettingsWith(const std::string& path);
-  /// Toggles the debug log, which lasts until the program ends.
-  void setDebugLog();
-  void openImportFolderPath();
+  [[nodiscard]] std::string copiesFolder() const;
+  [[nodiscard]] static Result<PlistDict> readCopy(const std::string& path);
+  /// Replaces the preferences by a copy. The program must be started anew to go by them. Fails with
+  /// the preferences as they were.
+  [[nodiscard]] Result<void> replaceSettings(const PlistDict& copy);
+  [[nodiscard]] Faults chooseImportFolder(const std::string& folder);
   /// The action of `databasesPullDown`.
-  void chooseDatabase(const std::string& title);
+  [[nodiscard]] Faults chooseDatabase(const std::string& title);
   /// Takes a dropped database out of the list and the menu.
-  void forgetDatabase(const std::string& name);
+  [[nodiscard]] Faults forgetDatabase(const std::string& name);
 
   ArchiveSettings archive;
   UserSettings user;
   SettingsForm form;
-  SettingsWindow window;
   std::vector<std::string> selectedAccounts;
   std::vector<std::string> selectedMailboxes;
   std::vector<std::string> categoryList;
@@ -107,8 +92,7 @@ class Settings {
   static void call(const std::function<void()>& callback) {
     if (callback) callback();
   }
-  void sqlErrorAlert();
-  void failureAlert(const std::string& text);
+  [[nodiscard]] Fault sqlError() const;
 
   // settings_prefs.cpp
   void beginFirstRun();
@@ -131,12 +115,6 @@ class Settings {
   [[nodiscard]] StoredSettings presentSettings() const;
   void fillCategoryMenus();
   void clearImportWithoutFolder();
-
-  // settings_window.cpp
-  Result<void> adoptCopy(const PlistDict& copy);
-  void fillSettingsPanel();
-  void showTab();
-  [[nodiscard]] std::string copiesFolder() const;
 
   ServerSession& session_;
   ArchiveDatabase& database_;

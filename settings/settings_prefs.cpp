@@ -122,6 +122,10 @@ PlistValue fontAttributes(const FontSetting& font, const PlistValue* present) {
   return {std::move(dict)};
 }
 
+Fault couldNotSave(const std::string& why) {
+  return {Fault::About::settings, "The settings could not be saved: " + why};
+}
+
 /// The menu takes no title twice.
 void addTitles(std::vector<std::string>& menu, const std::vector<std::string>& titles) {
   for (const std::string& title : titles) {
@@ -136,8 +140,22 @@ void Settings::fillDbPathFromPreference() {
   database_.dbPath = prefs_.text("dbPath").value_or("");
 }
 
+void Settings::showState() {
+  fillDbPathFromPreference();
+  // Left over from an older layout, where they are there.
+  form.attachSizeTextField = prefs_.text("attachSize").value_or(archive.attachSize);
+  form.limitSearchTextField = prefs_.text("limitSearchSize").value_or(archive.limitSearchSize);
+  // What was typed and clicked before a cancel is no setting.
+  form.importFolderTextField = archive.importFolderPath;
+  form.schedTime = user.schedTime;
+  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
+    form.schedChecks[i] = user.scheddays[i] != 0;
+  }
+  showChecks();
+  showUserState();
+}
+
 void Settings::beginFirstRun() {
-  call(callbacks_.markFirstRun);
   resetPrefs();
   user.panelFont = user.listFont = user.bodyFont = FontSetting();
   user.diskAccessState = intOf(prefs_, "diskAccessState");
@@ -298,13 +316,14 @@ void Settings::noteDatabase() {
   ui_.changed("databasesPullDown");
 }
 
-void Settings::forgetDatabase(const std::string& name) {
+Faults Settings::forgetDatabase(const std::string& name) {
   std::erase(user.databaseList, name);
   const Result<void> saved = prefs_.edit(
       [name](PlistDict& keys) { std::erase(listAt(keys, kDatabases), PlistValue{name}); });
-  if (!saved) failureAlert("The settings could not be saved: " + saved.error());
   std::erase(form.databasesPullDown, name);
   ui_.changed("databasesPullDown");
+  if (!saved) return {couldNotSave(saved.error())};
+  return {};
 }
 
 void Settings::readControls() {
@@ -382,11 +401,11 @@ void Settings::writeUserKeys() {
   prefs_.set("SUAutomaticallyUpdate", {false});
 }
 
-bool Settings::savePreferences() {
+Faults Settings::savePreferences() {
   // Asked first: opening the database gives it a name.
   const bool unnamed = database_.dbPath.empty();
   noteDatabase();
-  getCategories();
+  Faults faults = getCategories();
   addTitles(searchCatButton.titles, categoryList);
   addTitles(setCatButton.titles, categoryList);
   readControls();
@@ -400,15 +419,15 @@ bool Settings::savePreferences() {
   writeUserKeys();
   const Result<void> written =
       prefs_.edit([known = user.databaseList](PlistDict& keys) { addNames(keys, known); });
-  if (!written) failureAlert("The settings could not be saved: " + written.error());
-  const bool saved = saveSettings() && written;
+  if (!written) faults.push_back(couldNotSave(written.error()));
+  append(faults, saveSettings());
   form.largeAttachCheckEnabled = archive.attachState != 0;
   for (const char* control : {"largeAttachCheck", "mySaveOrigSelected", "mySaveOrigAll",
                               "storeTableView", "bodyTextView", "origTextView"}) {
     ui_.changed(control);
   }
   applyAppearance();
-  return saved;
+  return faults;
 }
 
 }  // namespace keldane

@@ -21,14 +21,14 @@ StoredSettings Settings::presentSettings() const {
   return {database_.dbPath, 1, archive, selectedAccounts, selectedMailboxes, categoryList};
 }
 
-void Settings::getSettings() {
+Faults Settings::getSettings() {
   fillDbPathFromPreference();
-  database_.openDatabase();
+  Faults faults = database_.openDatabase();
   known_.reset();
   StoredSettings stored;
   stored.row = archive;
   const bool rowRead = store_.readRow(stored);
-  if (!rowRead) sqlErrorAlert();
+  if (!rowRead) faults.push_back(sqlError());
   hasRow_ = stored.rowCount > 0;
   if (hasRow_) {
     archive = stored.row;
@@ -45,50 +45,46 @@ void Settings::getSettings() {
   const bool listsRead = store_.readAccounts(selectedAccounts) &&
                          store_.readMailboxes(selectedMailboxes) &&
                          store_.readCategories(categoryList);
-  if (!listsRead) sqlErrorAlert();
-  if (!rowRead || !listsRead) return;
+  if (!listsRead) faults.push_back(sqlError());
+  if (!rowRead || !listsRead) return faults;
   known_ = presentSettings();
   known_->rowCount = stored.rowCount;
+  return faults;
 }
 
-bool Settings::saveSettings() {
+Faults Settings::saveSettings() {
   // A dropped archive gives way to the next one, whose own settings stand.
   if (known_ && known_->database != database_.dbPath) {
     known_.reset();
     StoredSettings present;
-    if (store_.readRow(present) && present.rowCount > 0) {
-      getSettings();
-      return known_.has_value();
-    }
+    if (store_.readRow(present) && present.rowCount > 0) return getSettings();
   }
   const StoredSettings ours = presentSettings();
   const Result<void> saved = store_.save(known_ ? &*known_ : nullptr, ours);
-  if (!saved) {
-    ui_.alert({"SQL Error", saved.error(), AlertStyle::critical, {"OK"}});
-    return false;
-  }
+  if (!saved) return {{Fault::About::server, saved.error()}};
   // As this program knows them: what others have changed meanwhile is theirs until it is read.
   known_ = ours;
-  return true;
+  return {};
 }
 
-void Settings::getCategories() {
-  database_.openDatabase();
+Faults Settings::getCategories() {
+  Faults faults = database_.openDatabase();
   categoryList.clear();
   if (!session_.query(kSelectCategories)) {
     std::fprintf(stderr, "SQL error: %s, %s\n", session_.error().c_str(), kSelectCategories);
-    return;
+    return faults;
   }
   const std::unique_ptr<ResultRows> rows = session_.storeResult();
   if (rows == nullptr) {
     std::fprintf(stderr, "SQL error: %s\n", session_.error().c_str());
-    return;
+    return faults;
   }
   while (rows->next()) {
     const std::optional<std::string_view> cell = rows->cell(0);
     if (cell && !cell->empty()) categoryList.push_back(toUtf8(*cell));
   }
   fillCategoryMenus();
+  return faults;
 }
 
 void Settings::fillCategoryMenus() {

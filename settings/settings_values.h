@@ -117,16 +117,6 @@ struct SettingsForm {
   bool debugItem = false;
 };
 
-/// How `settingsPanel` looks: which view stands in it, and how it may be resized.
-struct SettingsWindow {
-  std::string view = "generalView";
-  std::string title = "General";
-  bool resizable = false;  ///< and shows its resize indicator
-  float resizeIncrement = 1.0F;
-  int minimumWidth = 0;  ///< 0: none
-  int minimumHeight = 0;
-};
-
 /// A pop-up of tag categories: its titles, and which is selected.
 struct CategoryMenu {
   std::vector<std::string> titles = {kNoCategoryTitle};

@@ -1,12 +1,8 @@
 #include "app/keldane_controller.h"
 
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <sys/socket.h>
@@ -18,98 +14,20 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "platform/main_queue.h"
-#include "tests/support/fake_environment.h"
-#include "tests/support/recording_host_services.h"
-#include "tests/support/recording_tool_runner.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/controller_rig.h"
 
 namespace keldane {
 namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
-/// Keeps what is posted for later until the test says that the time has come.
-class HeldQueue : public MainQueue {
- public:
-  void post(std::function<void()> task) override { task(); }
-  void callAndWait(std::function<void()> task) override { task(); }
-  void postAfter(std::chrono::nanoseconds delay, std::function<void()> task) override {
-    EXPECT_EQ(delay.count(), 500000000);
-    later_.push_back(std::move(task));
-  }
-  void runLater() {
-    for (const auto& task : std::exchange(later_, {})) task();
-  }
-
- private:
-  std::vector<std::function<void()>> later_;
-};
-
-class KeldaneControllerTest : public ::testing::Test {
- protected:
-  KeldaneControllerTest() {
-    environment.variables["HOME"] = folder.path();
-    environment.temporary = folder / "tmp/";
-  }
-  /// As far as `awakeFromNib`.
-  void start() {
-    KeldaneController::Options options;
-    options.makeSession = [this] {
-      auto made = std::make_unique<ScriptedSession>();
-      session = made.get();
-      return made;
-    };
-    controller = std::make_unique<KeldaneController>(
-        KeldaneController::Ports{ui, queue, tools, environment, host, [this] { ++terminated; }},
-        std::move(options));
-    controller->init();
-    controller->awakeFromNib();
-  }
-
-  const TemporaryFolder folder;
-  RecordingUserInterface ui;
-  HeldQueue queue;
-  RecordingToolRunner tools;
-  FakeEnvironment environment;
-  RecordingHostServices host;
-  ScriptedSession* session = nullptr;
-  int terminated = 0;
-  std::unique_ptr<KeldaneController> controller;
-};
-
-TEST_F(KeldaneControllerTest, AStaleTriggerEndsBeforeAnyConnection) {
-  struct Case {
-    const char* argument;
-    bool hasAgent;
-    int unattendedRun;
-    int terminated;
-  };
-  for (const Case& row : {Case{"1", false, 1, 1}, Case{"1", true, 1, 0}, Case{"0", false, 0, 0},
-                          Case{"archive", false, 0, 0}}) {
-    SCOPED_TRACE(row.argument);
-    terminated = 0;
-    environment.argumentList = {"/opt/my programs/KeldanePro", row.argument};
-    const std::string agent = folder / "Library/LaunchAgents/keldanepro.schedule.plist";
-    std::filesystem::remove(agent);
-    if (row.hasAgent) folder.write("Library/LaunchAgents/keldanepro.schedule.plist", "");
-    start();
-    EXPECT_EQ(controller->process().unattendedRun, row.unattendedRun);
-    EXPECT_EQ(controller->process().launchCommand, "/opt/my\\ programs/KeldanePro");
-    EXPECT_EQ(terminated, row.terminated);
-    EXPECT_THAT(session->calls, IsEmpty());
-  }
-}
+class KeldaneControllerTest : public ControllerRig {};
 
 TEST_F(KeldaneControllerTest, AttendedStartWaitsForTheConnectionForm) {
   start();
-  ui.onModal = [this](std::string_view) { controller->connections().doConnect(); };
+  ui.onModal = [this](std::string_view) { controller->connectPanel().doConnect(); };
   controller->applicationDidFinishLaunching();
   EXPECT_THAT(ui.calls, Contains("modal connectPanel"));
   EXPECT_THAT(ui.calls, Contains("show storePanel"));
@@ -123,7 +41,7 @@ TEST_F(KeldaneControllerTest, OnlyAWholeStartTouchesTheCrontab) {
     return std::count(lines.begin(), lines.end(), "/usr/bin/crontab -l");
   };
   start();
-  static_cast<void>(controller->archiver().connectForCommand());
+  static_cast<void>(archiver().connectUnattended());
   EXPECT_EQ(crontabCalls(), 0);
   controller->applicationDidFinishLaunching();
   EXPECT_EQ(crontabCalls(), 1);
@@ -178,8 +96,8 @@ TEST_F(KeldaneControllerTest, LeavesNoEmptyWorkFolder) {
   start();
   const std::string empty = controller->process().workFolder;
   EXPECT_TRUE(isDirectory(empty));
-  controller->settings().setDebugLog();
-  controller->settings().setDebugLog();
+  controller->settingsPanel().setDebugLog();
+  controller->settingsPanel().setDebugLog();
   const std::string second = controller->process().workFolder;
   EXPECT_NE(empty, second);
   folder.write("tmp/" + std::string(lastPathComponent(second)) + "/mail.storelog", "a failure\n");
@@ -193,7 +111,7 @@ TEST_F(KeldaneControllerTest, OnlyAConnectClosesTheConnectionForm) {
   start();
   EXPECT_TRUE(controller->windowShouldClose("settingsPanel"));
   EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
-  controller->connections().doConnect();
+  controller->connectPanel().doConnect();
   EXPECT_TRUE(controller->windowShouldClose("connectPanel"));
   EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
 }

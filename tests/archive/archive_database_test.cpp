@@ -11,7 +11,7 @@
 
 #include "archive/existing_archive.h"
 #include "base/text.h"
-#include "tests/support/recording_user_interface.h"
+#include "tests/support/recording_progress.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/test_server.h"
 
@@ -28,7 +28,7 @@ class ArchiveOnServer : public testing::Test {
  protected:
   void SetUp() override {
     session_ = TestServer::shared().connect();
-    database_ = std::make_unique<ArchiveDatabase>(*session_, ui_, process_);
+    database_ = std::make_unique<ArchiveDatabase>(*session_, progress_, process_);
     database_->dbPath = TestServer::shared().freshDatabase("archive");
   }
   void run(const std::string& sql) {
@@ -57,33 +57,31 @@ class ArchiveOnServer : public testing::Test {
         database + "'");
   }
 
-  RecordingUserInterface ui_;
+  RecordingProgress progress_;
   ProcessState process_;
   std::unique_ptr<ServerSession> session_;
   std::unique_ptr<ArchiveDatabase> database_;
 };
 
 TEST_F(ArchiveOnServer, ANewArchiveIsMadeWholeAndOpenedAgainUnchanged) {
-  database_->openDatabase();
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   EXPECT_EQ(process_.cancelFlag, 0);
   EXPECT_EQ(first("SELECT DATABASE()"), database_->dbPath);
   const Schema schema = schemaOf(database_->dbPath);
   EXPECT_EQ(schema.size(), 12u + 5 + 2 + 5 + 27 + 3);
   EXPECT_EQ(schema.at("email.headings"), "mediumtext NO   utf8mb4");
   EXPECT_EQ(schema.at("settings.limitSearchSize"), "varchar(16) YES 1000   utf8mb4");
-  EXPECT_THAT(ui_.lines("progress Enlarging"), IsEmpty());
+  EXPECT_THAT(progress_.stages, testing::Not(testing::Contains(testing::StartsWith("Enlarging"))));
 
   run("INSERT INTO settings (appearanceState) VALUES(2)");
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   EXPECT_EQ(schemaOf(database_->dbPath), schema);
   EXPECT_EQ(first("SELECT appearanceState FROM settings"), "2");
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
 }
 
 TEST_F(ArchiveOnServer, ReadingLeavesNoTrace) {
   const std::string archive = database_->dbPath;
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   const std::string foreign = TestServer::shared().freshDatabase("archive");
   run("CREATE DATABASE " + foreign);
   run("CREATE TABLE " + foreign + ".email (id INT, customer INT)");
@@ -93,22 +91,22 @@ TEST_F(ArchiveOnServer, ReadingLeavesNoTrace) {
     const std::string& name;
     Opening opening;
     bool opens;
-    const char* alert;
+    const char* fault;
   } rows[] = {{archive, Opening::existing, true, nullptr},
               {missing, Opening::existing, false, "there is no database"},
               {missing, Opening::ifThere, false, nullptr},
               {foreign, Opening::existing, false, "holds no archive"}};
   for (const auto& row : rows) {
-    ui_.alerts.clear();
     process_.cancelFlag = 0;
     database_->dbPath = row.name;
     database_->opening = row.opening;
-    database_->openDatabase();
+    const Faults faults = database_->openDatabase();
     EXPECT_EQ(database_->isOpen(), row.opens) << row.name;
-    EXPECT_EQ(process_.cancelFlag, row.alert != nullptr ? 1 : 0) << row.name;
-    ASSERT_EQ(ui_.alerts.size(), row.alert != nullptr ? 1U : 0U) << row.name;
-    if (row.alert == nullptr) continue;
-    EXPECT_THAT(ui_.alerts[0].text, testing::HasSubstr(row.alert)) << row.name;
+    EXPECT_EQ(process_.cancelFlag, row.fault != nullptr ? 1 : 0) << row.name;
+    ASSERT_EQ(faults.size(), row.fault != nullptr ? 1U : 0U) << row.name;
+    if (row.fault == nullptr) continue;
+    EXPECT_EQ(faults[0].about, Fault::About::archive) << row.name;
+    EXPECT_THAT(faults[0].text, testing::HasSubstr(row.fault)) << row.name;
   }
   EXPECT_EQ(
       first("SELECT COUNT(*) FROM information_schema.schemata WHERE schema_name='" + missing + "'"),
@@ -140,22 +138,22 @@ TEST_F(ArchiveOnServer, AnOldArchiveIsBroughtUpToDateWithItsRows) {
       "VALUES('kept','you','INBOX','2001-02-03 04:05:06','','','')");
   run("INSERT INTO settings (trashState) VALUES(1)");
 
-  database_->openDatabase();
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
-  EXPECT_THAT(ui_.lines("progress Enlarging"),
-              ElementsAre("progress Enlarging size of mailbox field in database..."));
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
+  EXPECT_THAT(progress_.stages,
+              testing::Contains("Enlarging size of mailbox field in database..."));
+  EXPECT_THAT(progress_.stages, testing::Not(testing::Contains(testing::HasSubstr("TO field in"))));
   EXPECT_EQ(first("SELECT CONCAT_WS('|',subj_fld,to_fld,mailbox,headings) FROM email"),
             "kept|you|INBOX|");
   EXPECT_EQ(first("SELECT CONCAT_WS('|',trashState,appearanceState,limitSearchSize,postbox) "
                   "FROM settings"),
             "1|0|1000|0");
-  ui_.calls.clear();
-  database_->openDatabase();
-  EXPECT_THAT(ui_.calls, IsEmpty()) << "nothing is left to enlarge";
+  progress_.stages.clear();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
+  EXPECT_THAT(progress_.stages, IsEmpty()) << "nothing is left to enlarge";
 
   Schema upgraded = schemaOf(old);
   database_->dbPath = TestServer::shared().freshDatabase("archive");
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   Schema fresh = schemaOf(database_->dbPath);
   // An address list of 255 characters is taken as wide enough, and the wider mailbox column has no
   // default of its own.
@@ -173,19 +171,15 @@ TEST_F(ArchiveOnServer, AnOldArchiveIsBroughtUpToDateWithItsRows) {
 
 TEST_F(ArchiveOnServer, OnlyTheFirstArchiveOfAProcessGetsIndexes) {
   const std::string one = database_->dbPath;
-  database_->openDatabase();
-  EXPECT_THAT(ui_.lines("progress"),
-              ElementsAre("progress Indexing Date field...", "progress end",
-                          "progress Indexing From field...", "progress end",
-                          "progress Indexing Mailbox field...", "progress end",
-                          "progress Indexing To field...", "progress end",
-                          "progress Indexing Subject field...", "progress end",
-                          "progress Indexing Body Text field...", "progress end",
-                          "progress Indexing Attach Name field...",
-                          "progress Creating composite indes...", "progress end"));
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
+  EXPECT_THAT(progress_.stages,
+              ElementsAre("Indexing Date field...", "end", "Indexing From field...", "end",
+                          "Indexing Mailbox field...", "end", "Indexing To field...", "end",
+                          "Indexing Subject field...", "end", "Indexing Body Text field...", "end",
+                          "Indexing Attach Name field...", "Creating composite indes...", "end"));
   EXPECT_EQ(indexCount(one), "6") << "and toIndex where the server needs no length for it";
   database_->dbPath = TestServer::shared().freshDatabase("archive");
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   EXPECT_EQ(indexCount(database_->dbPath), "0");
 }
 
@@ -198,8 +192,8 @@ TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsIts
         "WHERE table_schema=DATABASE() AND table_name='" +
         table + "'");
   };
-  database_->openDatabase();
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   run("CREATE TABLE later (t MEDIUMTEXT)");
   EXPECT_EQ(hasFourBytes("email"), "1");
   EXPECT_EQ(hasFourBytes("later"), "1") << "a dump that is read back makes its tables anew";
@@ -211,7 +205,7 @@ TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsIts
   ASSERT_TRUE(session_->selectDatabase(database_->dbPath));
   run("CREATE TABLE email (id INTEGER UNSIGNED PRIMARY KEY NOT NULL AUTO_INCREMENT,"
       "to_fld MEDIUMTEXT NOT NULL,mailbox VARCHAR(255) NOT NULL) DEFAULT CHARACTER SET utf8");
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   run("CREATE TABLE later (t MEDIUMTEXT)");
   EXPECT_EQ(hasFourBytes("email"), "0");
   EXPECT_EQ(hasFourBytes("later"), "0");
@@ -220,61 +214,47 @@ TEST_F(ArchiveOnServer, ANewArchiveHasAPlaceForEveryCharacterAndAnOldOneKeepsIts
 TEST_F(ArchiveOnServer, AnEmptyNameOpensTheDefault) {
   if (TestServer::shared().isGiven()) GTEST_SKIP() << "a server that is given may have one";
   database_->dbPath.clear();
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   EXPECT_EQ(database_->dbPath, "myemaildb");
   EXPECT_EQ(first("SELECT DATABASE()"), "myemaildb");
 }
 
 TEST_F(ArchiveOnServer, ANameThatIsNoIdentifierIsNotSent) {
   const std::string other = database_->dbPath;
-  database_->openDatabase();
+  EXPECT_THAT(database_->openDatabase(), IsEmpty());
   for (const std::string& name : {std::string("my mail"), "x; DROP DATABASE " + other,
                                   std::string("a-b"), std::string("`")}) {
-    ui_.alerts.clear();
     process_.cancelFlag = 0;
     database_->dbPath = name;
-    database_->openDatabase();
-    ASSERT_EQ(ui_.alerts.size(), 1u) << name;
-    EXPECT_THAT(ui_.alerts[0].text, testing::HasSubstr("cannot be the name of a database"));
+    const Faults faults = database_->openDatabase();
+    ASSERT_EQ(faults.size(), 1u) << name;
+    EXPECT_THAT(faults[0].text, testing::HasSubstr("cannot be the name of a database"));
     EXPECT_EQ(process_.cancelFlag, 1) << name;
   }
   EXPECT_TRUE(session_->selectDatabase(other));
 }
 
-TEST_F(ArchiveOnServer, ADeletedDatabaseIsForgottenAndAFailedDeletionIsNot) {
-  std::vector<std::string> followed;
-  database_->setCallbacks(
-      {.reconnect = {},
-       .databaseDropped = [&] { followed.push_back("dropped [" + database_->dbPath + "]"); },
-       .forgetDatabase = [&](const std::string& name) { followed.push_back("forget " + name); }});
+TEST_F(ArchiveOnServer, ADroppedDatabaseIsForgottenAndAFailureIsTold) {
   const std::string name = database_->dbPath;
-  database_->openDatabase();
-
-  ui_.alertAnswers = {kSecondButton};
-  database_->deleteDatabase();
-  EXPECT_TRUE(session_->selectDatabase(name)) << "cancelled";
-
-  database_->deleteDatabase();
+  ASSERT_THAT(database_->openDatabase(), IsEmpty());
+  EXPECT_TRUE(database_->dropDatabase());
   EXPECT_FALSE(session_->selectDatabase(name));
-  EXPECT_EQ(ui_.alerts.back().text, "The " + name + " database has been deleted.");
-  EXPECT_THAT(followed, ElementsAre("forget " + name, "dropped []"));
-
+  EXPECT_EQ(database_->dbPath, "");
   database_->dbPath = name;
-  database_->deleteDatabase();
-  EXPECT_EQ(ui_.alerts.back().style, AlertStyle::critical);
-  EXPECT_TRUE(ui_.alerts.back().text.starts_with("SQL error: Can't drop database"));
+  const Result<void> again = database_->dropDatabase();
+  ASSERT_FALSE(again);
+  EXPECT_THAT(again.error(), testing::StartsWith("Can't drop database"));
   EXPECT_EQ(database_->dbPath, name);
-  EXPECT_EQ(followed.size(), 2u);
 }
 
 class ArchiveByScript : public testing::Test {
  protected:
-  ArchiveByScript() : database_(session_, ui_, process_) {
+  ArchiveByScript() : database_(session_, progress_, process_) {
     database_.dbPath = "mail";
     session_.answerOn("query SHOW COLUMNS*", {{"to_fld", "mediumtext", "NO"}});
   }
   ScriptedSession session_;
-  RecordingUserInterface ui_;
+  RecordingProgress progress_;
   ProcessState process_;
   ArchiveDatabase database_;
 };
@@ -299,13 +279,12 @@ TEST_F(ArchiveByScript, AFatalFailureIsShownAndEndsTheSequence) {
   for (const Row& row : rows) {
     session_.failOn("query " + std::string(row.statement), "no disk", 1);
     session_.calls.clear();
-    ui_.alerts.clear();
     process_.cancelFlag = 0;
-    database_.openDatabase();
-    ASSERT_EQ(ui_.alerts.size(), 1u) << row.statement;
-    EXPECT_EQ(ui_.alerts[0].title, "SQL Error") << row.statement;
-    EXPECT_EQ(ui_.alerts[0].text, row.text) << row.statement;
-    EXPECT_EQ(ui_.alerts[0].style, AlertStyle::critical) << row.statement;
+    const Faults faults = database_.openDatabase();
+    ASSERT_EQ(faults.size(), 1u) << row.statement;
+    EXPECT_EQ(faults[0].about, Fault::About::server) << row.statement;
+    EXPECT_EQ(faults[0].text, row.text) << row.statement;
+    EXPECT_FALSE(database_.isOpen()) << row.statement;
     EXPECT_EQ(process_.cancelFlag, 1) << row.statement;
     EXPECT_TRUE(matchesWildcard(session_.statements().back(), row.statement)) << row.statement;
   }
@@ -316,8 +295,7 @@ TEST_F(ArchiveByScript, OtherFailuresDoNotStopIt) {
                                 "query CREATE INDEX*", "query CREATE FULLTEXT INDEX*"}) {
     session_.failOn(statement, "refused");
   }
-  database_.openDatabase();
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
+  EXPECT_THAT(database_.openDatabase(), IsEmpty());
   EXPECT_EQ(process_.cancelFlag, 0);
   EXPECT_EQ(session_.statements().size(), 32u);
   EXPECT_TRUE(session_.statements().back().starts_with("ALTER TABLE email ADD INDEX coverindex"));
@@ -327,7 +305,7 @@ TEST_F(ArchiveByScript, AnIndexIsAskedForWithoutAConditionThatTheServerDoesNotKn
   session_.failOn("query CREATE *INDEX IF NOT EXISTS*",
                   "You have an error in your SQL syntax; ...");
   session_.failOn("query CREATE INDEX IF NOT EXISTS toIndex*", "BLOB without a key length");
-  database_.openDatabase();
+  EXPECT_THAT(database_.openDatabase(), IsEmpty());
   std::vector<std::string> sent;
   for (const std::string& sql : session_.statements()) {
     if (sql.starts_with("CREATE") && sql.find("INDEX") < 20 && sql.find("EXISTS") > sql.size()) {
@@ -341,81 +319,32 @@ TEST_F(ArchiveByScript, AnIndexIsAskedForWithoutAConditionThatTheServerDoesNotKn
                                 "CREATE FULLTEXT INDEX bodyIndex ON email (body_fld)"));
 }
 
-TEST_F(ArchiveByScript, ALostSessionIsOpenedAnewAsOftenAsItTakes) {
-  session_.failOn("query CREATE DATABASE*", "MySQL server has gone away", 3);
+TEST_F(ArchiveByScript, OnlyALostSessionIsBroughtBackAndNotWithinAConnect) {
   int reconnects = 0;
-  database_.setCallbacks({.reconnect =
-                              [&] {
-                                ++reconnects;
-                                database_.openDatabase();  // as the full connect does
-                              },
-                          .databaseDropped = {}});
-  database_.openDatabase();
-  EXPECT_EQ(reconnects, 3);
-  EXPECT_THAT(ui_.alertLines(), IsEmpty());
-}
-
-TEST_F(ArchiveByScript, ALostSessionIsGivenUpWhereNobodyWillBringItBack) {
-  // A full connect asks for the database more than once, and whoever tests the flag clears it.
-  const auto openTwice = [this] {
-    for (int i = 0; i < 2; ++i) {
-      database_.openDatabase();
-      process_.cancelFlag = 0;
-    }
+  const auto reconnect = [&]() -> Faults {
+    ++reconnects;
+    return {{Fault::About::server, "no server"}};
   };
   struct Row {
-    const char* name;
-    std::function<void()> reconnect;
-    std::size_t alerts;
-    int mostReconnects;
+    const char* error;
+    bool mayReconnect;
+    const char* text;
   };
-  const Row rows[] = {
-      {"a face that cannot ask the user", [this] { process_.cancelFlag = 1; }, 0, 1},
-      {"a server that takes logins and drops sessions", openTwice, 1, 1000},
-      {"the user cancels",
-       [this] {
-         process_.cancelFlag = 1;
-         database_.openDatabase();
-       },
-       0, 1},
-  };
-  session_.failOn("query CREATE DATABASE*", "Server has gone away");
-  for (const Row& row : rows) {
+  for (const Row& row : {Row{"Lost connection to server during query", true,
+                             "SQL error: Lost connection to server during query\n"},
+                         Row{"Server has gone away", false, "SQL error: Server has gone away\n"},
+                         Row{"Server has gone away", true, "no server"}}) {
+    database_.reconnect = nullptr;
+    if (row.mayReconnect) database_.reconnect = reconnect;
+    session_.failOn("query CREATE DATABASE*", row.error, 1);
     process_.cancelFlag = 0;
-    ui_.alerts.clear();
-    int reconnects = 0;
-    database_.setCallbacks({.reconnect =
-                                [&] {
-                                  ++reconnects;
-                                  row.reconnect();
-                                },
-                            .databaseDropped = {}});
-    database_.openDatabase();
-    EXPECT_EQ(process_.cancelFlag, 1) << row.name;
-    EXPECT_EQ(ui_.alerts.size(), row.alerts) << row.name;
-    EXPECT_LE(reconnects, row.mostReconnects) << row.name;
+    const Faults faults = database_.openDatabase();
+    ASSERT_EQ(faults.size(), 1U) << row.text;
+    EXPECT_EQ(faults[0].text, row.text);
+    EXPECT_EQ(database_.isLost(), !row.mayReconnect) << row.text;
+    EXPECT_EQ(process_.cancelFlag, 1) << row.text;
   }
-  session_.failOn("query CREATE DATABASE*", "no disk", 1);
-  database_.openDatabase();
-  EXPECT_EQ(ui_.alerts.back().text, "SQL error: no disk\n") << "told again at the next time";
-}
-
-TEST_F(ArchiveByScript, NoOtherErrorIsALostSession) {
-  int reconnects = 0;
-  database_.setCallbacks({.reconnect = [&] { ++reconnects; }, .databaseDropped = {}});
-  session_.failOn("query CREATE DATABASE*", "Lost connection to server during query");
-  database_.openDatabase();
-  EXPECT_EQ(reconnects, 0);
-  EXPECT_EQ(ui_.alerts.size(), 1u);
-}
-
-TEST_F(ArchiveByScript, TheSchemaIsShownWithoutAConnection) {
-  database_.showSchema();
-  EXPECT_THAT(session_.calls, IsEmpty());
-  ASSERT_EQ(ui_.alerts.size(), 1u);
-  EXPECT_EQ(ui_.alerts[0].title, "Database Schema");
-  EXPECT_TRUE(ui_.alerts[0].text.starts_with("eemail table\n\tid\t\tINT\n"));
-  EXPECT_TRUE(ui_.alerts[0].text.ends_with("\tnotes_fld\t\tMEDIUMTEXT\n"));
+  EXPECT_EQ(reconnects, 1);
 }
 
 }  // namespace

@@ -39,9 +39,9 @@ std::string mail(int number) {
 class ArchiveRunTest : public ::testing::Test {
  protected:
   ArchiveRunTest()
-      : archiveDatabase(*server.session, ui, process),
+      : archiveDatabase(*server.session, quiet, process),
         prefs(folder / "prefs.plist"),
-        connections(*server.session, archiveDatabase, prefs, ui, process),
+        connections(*server.session, archiveDatabase, prefs, quiet, process),
         settings(*server.session, archiveDatabase, prefs, ui, process),
         progress(ui, queue) {
     process.homePath = folder / "home";
@@ -66,6 +66,8 @@ class ArchiveRunTest : public ::testing::Test {
     callbacks.terminate = [this] { ++terminated; };
     callbacks.getMailboxNames = [] {};
     callbacks.loadAccountRows = [] {};
+    callbacks.tell = [this](const Faults& faults) { append(told, faults); };
+    callbacks.reconnect = [] { return false; };
     run = std::make_unique<ArchiveRun>(
         ArchiveRun::Context{*server.session, process, archiveDatabase, connections, settings,
                             sources, rules, progress, ui, queue, environment, host},
@@ -106,6 +108,7 @@ class ArchiveRunTest : public ::testing::Test {
   LocalMainQueue queue;
   FakeEnvironment environment;
   RecordingHostServices host;
+  Progress quiet;
   ArchiveDatabase archiveDatabase;
   PreferencesFile prefs;
   Connections connections;
@@ -113,6 +116,7 @@ class ArchiveRunTest : public ::testing::Test {
   SourceSelection sources;
   std::vector<TagRule> rules;
   ProgressPanel progress;
+  Faults told;
   std::string shown;
   int terminated = 0;
   std::unique_ptr<ArchiveRun> run;

@@ -65,7 +65,8 @@ class ReaderBench {
   RecordingUserInterface ui;
   LocalMainQueue queue;
   ProcessState process;
-  ArchiveDatabase database{session, ui, process};
+  Progress quiet;
+  ArchiveDatabase database{session, quiet, process};
   PreferencesFile prefs{folder / "preferences.plist"};
   std::unique_ptr<Settings> settings =
       std::make_unique<Settings>(session, database, prefs, ui, process);

@@ -9,7 +9,6 @@
 
 #include "archive/archive_database.h"
 #include "platform/process_state.h"
-#include "tests/support/recording_user_interface.h"
 #include "tests/support/test_server.h"
 
 namespace keldane {
@@ -19,9 +18,10 @@ class ServerDatabase {
  public:
   ServerDatabase()
       : name(TestServer::shared().freshDatabase("store")), session(TestServer::shared().connect()) {
-    ArchiveDatabase database(*session, ui_, process_);
+    Progress progress;
+    ArchiveDatabase database(*session, progress, process_);
     database.dbPath = name;
-    database.openDatabase();
+    EXPECT_TRUE(database.openDatabase().empty());
   }
 
   /// All cells of the answer, between "|", rows between line ends.
@@ -48,7 +48,6 @@ class ServerDatabase {
   const std::unique_ptr<ServerSession> session;
 
  private:
-  RecordingUserInterface ui_;
   ProcessState process_;
 };
 

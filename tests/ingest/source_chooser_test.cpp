@@ -61,7 +61,8 @@ class SourceChooserTest : public testing::Test {
   RecordingHostServices host;
   LocalMainQueue queue;
   ProcessState process;
-  ArchiveDatabase database{session, ui, process};
+  Progress quiet;
+  ArchiveDatabase database{session, quiet, process};
   PreferencesFile prefs{home / "preferences.plist"};
   Settings settings{session, database, prefs, ui, process};
   SourceSelection sources;

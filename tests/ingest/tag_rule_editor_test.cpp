@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 class TagRuleEditorTest : public ::testing::Test {
  protected:
   TagRuleEditorTest()
-      : database(session, ui, process),
+      : database(session, quiet, process),
         prefs(folder / "prefs.plist"),
         settings(session, database, prefs, ui, process),
         editor(rules, prefs, settings, ui) {}
@@ -43,7 +43,7 @@ class TagRuleEditorTest : public ::testing::Test {
     RecordingUserInterface silent;
     ScriptedSession none;
     ProcessState state;
-    ArchiveDatabase base(none, silent, state);
+    ArchiveDatabase base(none, quiet, state);
     Settings values(none, base, again, silent, state);
     TagRuleEditor other(found, again, values, silent);
     other.loadRules();
@@ -59,6 +59,7 @@ class TagRuleEditorTest : public ::testing::Test {
   ScriptedSession session;
   RecordingUserInterface ui;
   ProcessState process;
+  Progress quiet;
   ArchiveDatabase database;
   PreferencesFile prefs;
   Settings settings;

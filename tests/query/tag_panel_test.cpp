@@ -20,7 +20,7 @@ using ::testing::IsEmpty;
 /// The tag window over three listed messages, the second of them tagged.
 struct TagRig {
   explicit TagRig(ServerSession& session)
-      : database(session, ui, process),
+      : database(session, quiet, process),
         prefs(folder / "prefs.plist"),
         settings(session, database, prefs, ui, process),
         progress(ui, queue),
@@ -45,6 +45,7 @@ struct TagRig {
   ProcessState process;
   LocalMainQueue queue;
   RecordingUserInterface ui;
+  Progress quiet;
   ArchiveDatabase database;
   PreferencesFile prefs;
   Settings settings;

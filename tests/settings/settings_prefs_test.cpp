@@ -76,22 +76,15 @@ TEST(GetPrefs, ReadsTheSchedule) {
 TEST(GetPrefs, BeginsAFirstRunWithoutADatabase) {
   SettingsRig rig;
   rig.database.dbPath.clear();
-  bool first = false;
-  Settings::Callbacks callbacks;
-  callbacks.markFirstRun = [&first] { first = true; };
-  rig.settings.setCallbacks(callbacks);
   rig.settings.archive.limitSearchSize = "7";
   rig.settings.user.listFont = {"Other", 20};
   rig.settings.getPrefs();
-  EXPECT_TRUE(first);
   EXPECT_EQ(rig.settings.archive.limitSearchSize, "1000");
   EXPECT_EQ(rig.settings.user.listFont, FontSetting());
   EXPECT_EQ(rig.prefs.integer("diskAccessState"), 0);
 
-  first = false;
   rig.prefs.setText("dbPath", "saved");
   rig.settings.getPrefs();
-  EXPECT_FALSE(first);
   EXPECT_EQ(rig.database.dbPath, "saved");
   rig.database.dbPath = "typed";
   rig.settings.getPrefs();
@@ -186,7 +179,7 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
   form.sortFieldMatrixCol = 1;
   form.leaveLogCheck = false;
   rig.settings.user.bodyFont = {"Courier", 12.5};
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
 
   PreferencesFile file(rig.prefs.path());
   ASSERT_TRUE(file.load());
@@ -229,7 +222,7 @@ TEST(SavePreferences, KeepsWhatStandsBesideItsKeys) {
   rig.settings.getPrefs();
   EXPECT_EQ(rig.settings.user.listFont, (FontSetting{"Courier", 14}));
   rig.settings.user.listFont.name.clear();  // a font without attributes
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_EQ(*rig.prefs.find("connections"), texts({"kept"}));
   const PlistDict& font = *rig.prefs.find("listFont")->dict();
   EXPECT_EQ(font.at("NSFontNameAttribute").text(), "Courier");
@@ -238,34 +231,34 @@ TEST(SavePreferences, KeepsWhatStandsBesideItsKeys) {
 
 TEST(SavePreferences, ListsEachDatabaseOnce) {
   SettingsRig rig;
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   rig.database.dbPath = "work";
-  rig.settings.savePreferences();
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_THAT(rig.settings.user.databaseList, ElementsAre("mail", "work"));
   EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail", "work"}));
-  rig.settings.forgetDatabase("work");
+  EXPECT_THAT(rig.settings.forgetDatabase("work"), IsEmpty());
   EXPECT_THAT(rig.settings.user.databaseList, ElementsAre("mail"));
   EXPECT_THAT(rig.settings.form.databasesPullDown, ElementsAre("Choose database...", "mail"));
 }
 
 TEST(SavePreferences, NamesADatabaseWhenThereIsNoneAndShowsTheStart) {
   SettingsRig rig;
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 0);
   rig.database.dbPath.clear();  // as a dropped database leaves it
-  rig.settings.savePreferences();
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_EQ(rig.prefs.text("dbPath"), "myemaildb");
   EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 1);
 }
 
 TEST(SavePreferences, RemembersNoDatabaseOfOneCommand) {
   SettingsRig rig;
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   rig.database.dbPath = "once";
   rig.database.remembered = false;
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_EQ(rig.prefs.text("dbPath"), "mail");
   EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail"}));
 }
@@ -282,7 +275,7 @@ TEST(SavePreferences, TakesTheControlsIntoTheRow) {
   form.selectAcctsMboxMatrix = form.selectEmailAppMatrix = 1;
   form.selectAppearanceMatrix = 2;
   rig.settings.archive.attachState = rig.settings.archive.origState = 0;
-  rig.settings.savePreferences();
+  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_THAT(rig.settingsStatements(),
               Contains("INSERT INTO settings (attachState,htmlState,origState,trashState,"
                        "largeAttachState,attachSize,updatesState,browseNameString,indexDateState,"
@@ -299,35 +292,11 @@ TEST(SavePreferences, TellsThatTheFileCannotBeWritten) {
   SettingsRig rig;
   PreferencesFile nowhere(rig.folder.write("file", "") + "/prefs.plist");
   Settings settings(rig.session, rig.database, nowhere, rig.ui, rig.process);
-  settings.savePreferences();
-  ASSERT_EQ(rig.ui.alertLines().size(), 1U);
-  EXPECT_THAT(rig.ui.alerts[0].text, testing::HasSubstr("could not be saved"));
+  const Faults faults = settings.savePreferences();
+  ASSERT_EQ(faults.size(), 1U);
+  EXPECT_EQ(faults[0].about, Fault::About::settings);
+  EXPECT_THAT(faults[0].text, testing::HasSubstr("could not be saved"));
   EXPECT_THAT(rig.settingsStatements(), Contains("DELETE FROM settings"));
-}
-
-TEST(SavePrefButton, AnnouncesItUnlessNobodyIsThere) {
-  for (const int unattended : {0, 1}) {
-    SettingsRig rig;
-    rig.process.unattendedRun = unattended;
-    std::vector<std::string> steps;
-    Settings::Callbacks callbacks;
-    callbacks.rebuildSelection = [&] {
-      steps.emplace_back("rebuild");
-      rig.settings.selectedAccounts = {"one"};
-    };
-    callbacks.get500emails = [&] { steps.emplace_back("list"); };
-    rig.settings.setCallbacks(callbacks);
-    rig.settings.savePrefButton();
-    EXPECT_THAT(steps, ElementsAre("rebuild", "list"));
-    EXPECT_THAT(rig.settingsStatements(),
-                Contains("INSERT INTO accounts (account) VALUES(\"one\")"));
-    if (unattended != 0) {
-      EXPECT_THAT(rig.ui.alertLines(), IsEmpty());
-    } else {
-      EXPECT_THAT(rig.ui.alertLines(),
-                  ElementsAre("alert [Settings Saved] The Settings have been saved."));
-    }
-  }
 }
 
 TEST(SavePrefButton, TakesNoImportWithoutAFolder) {
@@ -335,7 +304,7 @@ TEST(SavePrefButton, TakesNoImportWithoutAFolder) {
     SettingsRig rig;
     rig.settings.form.importFolderCheck = true;
     rig.settings.form.importFolderTextField = path;
-    rig.settings.savePrefButton();
+    EXPECT_THAT(rig.settings.savePrefButton(), IsEmpty());
     EXPECT_EQ(rig.settings.archive.importFolderState, *path == '\0' ? 0 : 1) << path;
     EXPECT_EQ(rig.settings.archive.importFolderPath, path);
   }

@@ -24,7 +24,8 @@ struct SettingsRigOver {
   Session& session;
   RecordingUserInterface ui;
   ProcessState process;
-  ArchiveDatabase database{session, ui, process};
+  Progress progress;
+  ArchiveDatabase database{session, progress, process};
   PreferencesFile prefs{folder / "prefs.plist"};
   Settings settings{session, database, prefs, ui, process};
 };

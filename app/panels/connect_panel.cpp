@@ -1,0 +1,91 @@
+#include "app/panels/connect_panel.h"
+
+#include <utility>
+
+#include "app/panels/fault_alerts.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kPanel = "connectPanel";
+constexpr const char* kTable = "connectionTableView";
+constexpr double kStorePanelWhite = 0.6;
+
+}  // namespace
+
+void ConnectPanel::newConnect() {
+  ui_.changed(kTable);
+  ui_.runModal(kPanel);
+}
+
+ServerConnection ConnectPanel::formConnection() const {
+  return {form.connectNameTextField,     form.hostTextField,   form.userTextField,
+          form.passwordTextField,        form.dbPathTextField, form.socketTextField,
+          leadingInt(form.portTextField)};
+}
+
+void ConnectPanel::doConnect() {
+  ui_.endModal();
+  mayClose_ = true;
+  if (form.hostTextField.empty()) form.hostTextField = kDefaultHost;
+  if (form.userTextField.empty()) form.userTextField = kDefaultUser;
+  if (ui_.isPanelVisible(kPanel)) {
+    archiver_.database().dbPath = form.dbPathTextField;
+    ui_.closePanel(kPanel);
+  }
+  finish(archiver_.connect(formConnection()));
+}
+
+bool ConnectPanel::connectUnattended() {
+  finish(archiver_.connectUnattended());
+  return archiver_.connections().isConnected();
+}
+
+void ConnectPanel::finish(const Faults& faults) {
+  showFaults(faults, archiver_.process(), ui_);
+  if (!archiver_.connections().isConnected()) {
+    if (comesBack) newConnect();
+  } else if (connected && archiver_.database().isOpen()) {
+    connected();
+  }
+}
+
+void ConnectPanel::setConnection() {
+  const ServerConnection& current = archiver_.connections().current();
+  form = {current.name,
+          current.host,
+          current.user,
+          current.password,
+          current.database,
+          current.socket,
+          current.port == 0 ? std::string() : std::to_string(current.port)};
+  ui_.changed(kPanel);
+}
+
+void ConnectPanel::selectConnection(std::size_t row) {
+  if (row >= archiver_.connections().connectionList().size()) return;
+  archiver_.connections().selectConnection(row);
+  setConnection();
+}
+
+void ConnectPanel::saveConnection() {
+  // Standard error has told of a failure.
+  static_cast<void>(archiver_.connections().saveConnection(formConnection()));
+  setConnection();
+  ui_.changed(kTable);
+  if (archiver_.process().unattendedRun != 0 && setStoreDate) setStoreDate();
+}
+
+void ConnectPanel::deleteConnection() {
+  static_cast<void>(archiver_.connections().deleteConnection());
+  ui_.changed(kTable);
+  selectConnection(0);
+  // It has nothing to do with connections, and has always gone with this.
+  storePanelWhite = kStorePanelWhite;
+  ui_.changed("storePanel");
+}
+
+bool ConnectPanel::takeMayClose() { return std::exchange(mayClose_, false); }
+
+}  // namespace keldane

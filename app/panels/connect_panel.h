@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+#include "app/archiver.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The controls of `connectPanel`.
+struct ConnectForm {
+  std::string connectNameTextField;
+  std::string hostTextField;
+  std::string userTextField;
+  std::string passwordTextField;
+  std::string dbPathTextField;
+  std::string socketTextField;
+  std::string portTextField;
+};
+
+/// `connectPanel`: the table of saved connections, the form that edits one, and the connect.
+class ConnectPanel {
+ public:
+  ConnectPanel(Archiver& archiver, UserInterface& ui) : archiver_(archiver), ui_(ui) {}
+
+  /// Runs the panel modally.
+  void newConnect();
+  /// Connects by the form. The panel comes back until that works.
+  void doConnect();
+  /// The same without the form, with the saved connection; true when the session stands.
+  bool connectUnattended();
+  /// The form to the list, over an entry of this name.
+  void saveConnection();
+  /// The selected entry, which the first one follows.
+  void deleteConnection();
+  /// Selects a row of `connectionTableView`.
+  void selectConnection(std::size_t row);
+  /// The current connection to the form.
+  void setConnection();
+  /// Whether the panel may be closed; asking clears the mark.
+  [[nodiscard]] bool takeMayClose();
+
+  ConnectForm form;
+  /// How much white is blended into the dark grey of `storePanel`.
+  double storePanelWhite = 0;
+  /// A face without the panel does without: the connect has failed then.
+  bool comesBack = true;
+  std::function<void()> connected;     ///< a session stands, and its archive is open
+  std::function<void()> setStoreDate;  ///< an unattended run goes on from a saved connection
+
+ private:
+  [[nodiscard]] ServerConnection formConnection() const;
+  void finish(const Faults& faults);
+
+  Archiver& archiver_;
+  UserInterface& ui_;
+  bool mayClose_ = false;
+};
+
+}  // namespace keldane

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "app/archiver.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The menu items that are about the whole database.
+class DatabasePanel {
+ public:
+  DatabasePanel(Archiver& archiver, UserInterface& ui) : archiver_(archiver), ui_(ui) {}
+
+  /// Shows the schema as text; works without a connection.
+  void showSchema();
+  /// Drops the current database after a confirmation.
+  void deleteDatabase();
+
+ private:
+  Archiver& archiver_;
+  UserInterface& ui_;
+};
+
+}  // namespace keldane

@@ -1,0 +1,193 @@
+#include <filesystem>
+#include <limits>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/app/controller_rig.h"
+
+namespace keldane {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+class SettingsPanelTest : public ControllerRig {
+ protected:
+  SettingsPanelTest() {
+    make();
+    archiver().database().dbPath = "mail";
+    prefs().setText("dbPath", "mail");
+  }
+  SettingsPanel& panel() { return controller->settingsPanel(); }
+  PreferencesFile& prefs() { return archiver().preferences(); }
+};
+
+TEST_F(SettingsPanelTest, ShowsTheTabThatIsSelected) {
+  constexpr float kLargest = std::numeric_limits<float>::max();
+  struct {
+    int item;
+    const char* view;
+    const char* title;
+    bool resizable;
+    float increment;
+    int width;
+  } const cases[] = {
+      {0, "generalView", "General", false, kLargest, 0},
+      {1, "accountsView", "Accounts", true, 1, 0},
+      {2, "viewingView", "Viewing", false, kLargest, 0},
+      {3, "scheduleView", "Schedule", false, kLargest, 0},
+      {4, "tagRulesView", "Tag Rules", false, kLargest, 496},
+      {5, "tagRulesView", "Tag Rules", false, kLargest, 496},  // the sixth item changes no view
+  };
+  for (const auto& c : cases) {
+    settings().form.settingsToolbar = c.item;
+    panel().doPrefPanel();
+    EXPECT_EQ(panel().window.view, c.view) << c.item;
+    EXPECT_EQ(panel().window.title, c.title) << c.item;
+    EXPECT_EQ(panel().window.resizable, c.resizable) << c.item;
+    EXPECT_EQ(panel().window.resizeIncrement, c.increment) << c.item;
+    EXPECT_EQ(panel().window.minimumWidth, c.width) << c.item;
+    EXPECT_EQ(ui.calls.back(), "show settingsPanel");
+  }
+}
+
+TEST_F(SettingsPanelTest, IsFilledWhenItOpensAndNotWhileItIsOpen) {
+  settings().archive.trashState = 1;
+  prefs().setText("limitSearchSize", "33");
+  panel().doPrefPanel();
+  EXPECT_TRUE(settings().form.trashCheck);
+  EXPECT_EQ(settings().form.limitSearchTextField, "33") << "left over from the older layout";
+  settings().form.trashCheck = false;  // the user's change
+  settings().form.schedChecks[2] = true;
+  panel().doPrefPanel();
+  EXPECT_FALSE(settings().form.trashCheck);
+  panel().cancelPrefs();
+  panel().doPrefPanel();
+  EXPECT_TRUE(settings().form.trashCheck);
+  EXPECT_FALSE(settings().form.schedChecks[2]);
+}
+
+TEST_F(SettingsPanelTest, TheSaveButtonAnnouncesItUnlessNobodyIsThere) {
+  panel().savePrefButton();
+  EXPECT_THAT(ui.alertLines(), ElementsAre("alert [Settings Saved] The Settings have been saved."));
+  archiver().process().unattendedRun = 1;
+  panel().savePrefButton();
+  EXPECT_EQ(ui.alertLines().size(), 1U);
+  session->failOn("query INSERT INTO settings*", "refused");
+  settings().archive.browseNameString = "changed";
+  panel().savePrefButton();
+  EXPECT_EQ(ui.alertLines().back(), "alert critical [SQL Error] SQL error: refused\\n");
+}
+
+TEST_F(SettingsPanelTest, SavesTheImportFolderAtOnce) {
+  panel().openImportFolderPath();
+  EXPECT_THAT(session->statements(), IsEmpty()) << "cancelled";
+  ui.chosenFiles = {{"/in"}};
+  panel().openImportFolderPath();
+  EXPECT_EQ(ui.choosers[1].title, "Choose an import email folder");
+  EXPECT_EQ(ui.choosers[1].prompt, "Choose");
+  EXPECT_TRUE(ui.choosers[1].folders);
+  EXPECT_FALSE(ui.choosers[1].files);
+  EXPECT_THAT(session->statements(), Contains(testing::HasSubstr("\"/in\"")));
+  EXPECT_EQ(settings().archive.importFolderPath, "/in");
+  EXPECT_EQ(settings().form.importFolderTextField, "/in");
+  EXPECT_TRUE(ui.isPanelVisible("settingsPanel"));
+}
+
+TEST_F(SettingsPanelTest, ChoosesADatabase) {
+  panel().chooseDatabase("Choose database...");
+  EXPECT_THAT(session->calls, IsEmpty());
+  panel().chooseDatabase("work");
+  EXPECT_EQ(archiver().database().dbPath, "work");
+  EXPECT_THAT(session->calls, Contains("select work"));
+  EXPECT_THAT(session->statements(),
+              testing::IsSupersetOf({testing::StartsWith("SELECT DISTINCT cat_fld"),
+                                     testing::StartsWith("SELECT attachState")}));
+}
+
+TEST_F(SettingsPanelTest, TogglesTheDebugLog) {
+  panel().setDebugLog();
+  EXPECT_TRUE(archiver().process().debugLogOn);
+  EXPECT_EQ(archiver().process().workFolder, folder.path() + "/Desktop/");
+  panel().setDebugLog();
+  EXPECT_FALSE(archiver().process().debugLogOn);
+  EXPECT_THAT(archiver().process().workFolder, testing::StartsWith(folder / "tmp/keldane_"));
+}
+
+TEST_F(SettingsPanelTest, ACopyIsMadeUnderTheDatabasesName) {
+  const std::string target = folder / "Library/Application Support/Keldane/Settings/mail.plist";
+  prefs().setText("dbPath", "mail");
+  ASSERT_TRUE(prefs().save());
+  panel().saveSettingsCopy();
+  EXPECT_THAT(ui.alertLines(),
+              ElementsAre("alert [Copy of Settings Saved] A copy of the Settings have been saved "
+                          "at " +
+                          target));
+  EXPECT_EQ(folder.read("Library/Application Support/Keldane/Settings/mail.plist"),
+            folder.read("Library/Preferences/com.varnwick.KeldanePro.plist"));
+  struct stat status {};
+  ASSERT_EQ(::stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U) << "it holds passwords";
+
+  // A name that looks like a path stays in the folder.
+  archiver().database().dbPath = "../../other";
+  panel().saveSettingsCopy();
+  EXPECT_TRUE(
+      std::filesystem::exists(folder / "Library/Application Support/Keldane/Settings/other.plist"));
+}
+
+TEST_F(SettingsPanelTest, TellsThatACopyCannotBeMade) {
+  panel().saveSettingsCopy();
+  ASSERT_EQ(ui.alerts.size(), 1U);
+  EXPECT_EQ(ui.alerts[0].style, AlertStyle::critical);
+}
+
+TEST_F(SettingsPanelTest, ACopyReplacesAllButTheSystemsKeys) {
+  const std::string copy =
+      folder.write("saved/mail.plist",
+                   "<plist><dict><key>dbPath</key><string>saved</string><key>NSNew</key><true/>"
+                   "<key>NSTwice</key><string>copy</string></dict></plist>");
+  for (const char* key : {"dbPath", "tagRules", "NSOld", "NSTwice", "AppleOld", "nsLower"}) {
+    prefs().setText(key, "old");
+  }
+  ASSERT_TRUE(prefs().save());
+  ui.chosenFiles = {{copy}};
+  panel().replaceSettingsCopy();
+  PreferencesFile file(prefs().path());
+  ASSERT_TRUE(file.load());
+  EXPECT_THAT(file.keys(), ElementsAre("AppleOld", "NSNew", "NSOld", "NSTwice", "dbPath"));
+  EXPECT_EQ(file.text("dbPath"), "saved");
+  EXPECT_EQ(file.text("NSTwice"), "copy");
+  EXPECT_EQ(file.text("NSOld"), "old");
+  EXPECT_EQ(terminated, 1);
+  EXPECT_EQ(ui.choosers[0].title, "Open Saved Settings");
+  EXPECT_EQ(ui.choosers[0].startFolder, folder / "Library/Application Support/Keldane/Settings");
+  EXPECT_THAT(ui.alertLines(),
+              ElementsAre("alert [Replace Settings] The settings have been replaced by the saved "
+                          "settings file mail.plist. Keldane Pro will now quit and must be "
+                          "relaunched to activate the new settings."));
+}
+
+TEST_F(SettingsPanelTest, ACopyThatCannotBeReadLeavesTheSettings) {
+  prefs().setText("dbPath", "old");
+  ASSERT_TRUE(prefs().save());
+  const std::string broken = folder.write("broken.plist", "<plist><dict>");
+  for (const std::string& path : {broken, folder / "missing.plist"}) {
+    ui.chosenFiles = {{path}};
+    testing::internal::CaptureStderr();
+    panel().replaceSettingsCopy();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "ERROR: Could not load saved plist: " + path + "\n");
+  }
+  panel().replaceSettingsCopy();  // cancelled
+  EXPECT_EQ(prefs().text("dbPath"), "old");
+  EXPECT_EQ(terminated, 0);
+  EXPECT_THAT(ui.alertLines(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace keldane
