@@ -22,6 +22,8 @@ constexpr std::array<std::int8_t, 256> makeValues() {
 
 constexpr std::array<std::int8_t, 256> kValues = makeValues();
 
+constexpr std::size_t kLineBytes = 60;
+
 }  // namespace
 
 void appendBase64(std::string& text, std::string_view bytes) {
@@ -34,6 +36,16 @@ void appendBase64(std::string& text, std::string_view bytes) {
     for (std::size_t i = 0; i < 4; ++i) {
       text += i <= count ? kAlphabet[group >> (18 - 6 * i) & 0x3FU] : '=';
     }
+  }
+}
+
+void encodeBase64Lines(std::string_view bytes, std::string& text) {
+  text.reserve(text.size() + (bytes.size() / kLineBytes + 1) * (kLineBytes / 3 * 4 + 1));
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kLineBytes))) {
+    const std::string_view line = bytes.substr(0, kLineBytes);
+    appendBase64(text, line);
+    // A line is full when its last group is, padded or not.
+    if (line.size() > kLineBytes - 3) text += '\n';
   }
 }
 

@@ -15,6 +15,24 @@ bool turnsDirectionAt(std::string_view text, std::size_t at) {
   return text[at + 1] == '\x81' && last >= 0xA6 && last <= 0xA9;
 }
 
+constexpr std::size_t kLongestName = 200;   // leaves room for an index and an ending before 255
+constexpr std::size_t kLongestEnding = 20;  // what is longer behind a dot is no ending of a file
+constexpr std::string_view kNoName = "noname";
+
+std::string_view cutToBytes(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80) --bytes;
+  return text.substr(0, bytes);
+}
+
+std::string shortened(const std::string& name) {
+  if (name.size() <= kLongestName) return name;
+  const std::size_t dot = name.rfind('.');
+  const std::string ending =
+      dot != std::string::npos && name.size() - dot <= kLongestEnding ? name.substr(dot) : "";
+  return std::string(cutToBytes(name, kLongestName - ending.size())) + ending;
+}
+
 }  // namespace
 
 std::string shownLine(std::string_view text) {
@@ -45,6 +63,18 @@ std::string shownText(std::string_view text) {
     text.remove_prefix(end + 1);
   }
   return shown;
+}
+
+std::string safeFileName(std::string_view name) {
+  std::string safe = printable(name);
+  for (char& c : safe) {
+    if (c == '/') c = '_';
+  }
+  replaceAll(safe, "\xEF\xBF\xBD", "_");  // where a control character stood
+  safe = trimWhitespace(safe);
+  if (safe.starts_with('.')) safe.front() = '_';
+  if (safe.empty()) safe = kNoName;
+  return shortened(safe);
 }
 
 }  // namespace keldane

@@ -15,4 +15,8 @@ namespace keldane {
 /// ends become blanks.
 [[nodiscard]] std::string shownLine(std::string_view text);
 
+/// A name that stays one file in its folder, whatever the message calls it: no slash, no control
+/// character, no leading dot, never empty, at most 200 bytes with its ending kept.
+[[nodiscard]] std::string safeFileName(std::string_view name);
+
 }  // namespace keldane

@@ -8,11 +8,11 @@
 
 #include <unistd.h>
 
+#include "archive/source_origin.h"
 #include "base/text.h"
 #include "fuzz/check.h"
 #include "ingest/reading/mbox_reader.h"
 #include "ingest/reading/natural_date.h"
-#include "ingest/reading/source_origin.h"
 #include "ingest/reading/strip_plist.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "cli/terminal_text.h"
 #include "fuzz/check.h"

@@ -14,6 +14,7 @@
 #include "archive/sql_values.h"
 #include "base/base64.h"
 #include "base/files.h"
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "query/attachment_list.h"
 

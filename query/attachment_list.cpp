@@ -6,32 +6,15 @@
 #include <fmt/format.h>
 
 #include "archive/sql_values.h"
+#include "base/base64.h"
 #include "base/shown_text.h"
 #include "base/text.h"
-#include "query/base64_lines.h"
 
 namespace keldane {
 namespace {
 
 constexpr std::string_view kTitle = "ATTACHMENTS:\n";
 constexpr int kLeastBinaryBytes = 2;
-constexpr std::size_t kLongestName = 200;   // leaves room for an index and an ending before 255
-constexpr std::size_t kLongestEnding = 20;  // what is longer behind a dot is no ending of a file
-constexpr std::string_view kNoName = "noname";
-
-std::string_view cutToBytes(std::string_view text, std::size_t bytes) {
-  if (text.size() <= bytes) return text;
-  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80) --bytes;
-  return text.substr(0, bytes);
-}
-
-std::string shortened(const std::string& name) {
-  if (name.size() <= kLongestName) return name;
-  const std::size_t dot = name.rfind('.');
-  const std::string ending =
-      dot != std::string::npos && name.size() - dot <= kLongestEnding ? name.substr(dot) : "";
-  return std::string(cutToBytes(name, kLongestName - ending.size())) + ending;
-}
 
 }  // namespace
 
@@ -88,18 +71,6 @@ AttachmentStrip makeAttachmentStrip(const std::vector<std::string>& names, bool 
   if (names.size() >= 2) strip.text += "\n\n";
   strip.isShown = true;
   return strip;
-}
-
-std::string safeFileName(std::string_view name) {
-  std::string safe = printable(name);
-  for (char& c : safe) {
-    if (c == '/') c = '_';
-  }
-  replaceAll(safe, "\xEF\xBF\xBD", "_");  // where a control character stood
-  safe = trimWhitespace(safe);
-  if (safe.starts_with('.')) safe.front() = '_';
-  if (safe.empty()) safe = kNoName;
-  return shortened(safe);
 }
 
 Result<std::vector<AttachmentInfo>> listAttachments(ServerSession& session, std::uint32_t id) {

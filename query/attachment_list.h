@@ -50,10 +50,6 @@ inline constexpr std::string_view kLinkMark = "-KD-";
 [[nodiscard]] AttachmentStrip makeAttachmentStrip(const std::vector<std::string>& names,
                                                   bool htmlShowing, const std::string& folder);
 
-/// A name that stays one file in its folder, whatever the message calls it: no slash, no control
-/// character, no leading dot, never empty, at most 200 bytes with its ending kept.
-[[nodiscard]] std::string safeFileName(std::string_view name);
-
 /// An attachment as a list shows it. The name is the one that the message gave, unescaped.
 struct AttachmentInfo {
   std::string name;

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ingest/reading/source_origin.h"
+#include "archive/source_origin.h"
 
 namespace keldane {
 

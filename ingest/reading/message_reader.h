@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "archive/source_origin.h"
 #include "base/result.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/reading/current_message.h"
@@ -15,7 +16,6 @@
 #include "ingest/reading/message_file.h"
 #include "ingest/reading/partial_file.h"
 #include "ingest/reading/resting_file.h"
-#include "ingest/reading/source_origin.h"
 #include "ingest/reading/strip_plist.h"
 #include "ingest/run_counters.h"
 #include "ingest/sources/mail_sources.h"

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/shown_text.h"
 #include "tests/support/scripted_session.h"
 
 namespace keldane {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "base/base64.h"
-#include "query/base64_lines.h"
 #include "query/quoted_reply.h"
 #include "tests/support/scripted_session.h"
 

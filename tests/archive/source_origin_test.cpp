@@ -1,4 +1,4 @@
-#include "ingest/reading/source_origin.h"
+#include "archive/source_origin.h"
 
 #include <random>
 #include <string>
