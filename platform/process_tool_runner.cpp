@@ -181,13 +181,13 @@ std::optional<int> reap(pid_t child, int flags, bool& lost) {
 /// Carries bytes between this process and a child until the child has ended and has said all.
 class Conversation {
  public:
-  Conversation(pid_t child, std::string_view input, Pipe& in, Pipe& out, Pipe& errors)
-      : child_(child), input_(input) {
+  Conversation(pid_t child, const ToolCall& call, Pipe& in, Pipe& out, Pipe& errors)
+      : child_(child), call_(call), input_(call.input), moreInput_(call.nextInput != nullptr) {
     in_ = std::move(in.writing);
     out_ = std::move(out.reading);
     errors_ = std::move(errors.reading);
     for (const Descriptor* file : {&in_, &out_, &errors_}) makeNonBlocking(*file);
-    if (input_.empty()) in_.reset();
+    if (input_.empty() && !moreInput_) in_.reset();
   }
 
   /// False when the system has taken the exit status away from us.
@@ -198,15 +198,25 @@ class Conversation {
       waitForBytes();
       // Asked before the reading: what the program said before its end is in the pipes by now.
       status = reap(child_, WNOHANG, lost_);
-      giveInput();
-      take(out_, outcome.output);
-      take(errors_, outcome.errorText);
+      if (status) ended_ = true;
+      if (!status) giveInput();
+      take(out_, [&](std::string_view piece) {
+        if (!call_.takeOutput) {
+          outcome.output += piece;
+        } else if (!call_.takeOutput(piece)) {
+          end();
+        }
+      });
+      take(errors_, [&outcome](std::string_view piece) { outcome.errorText += piece; });
+      if (call_.cancelled && call_.cancelled()) end();
     }
     in_.reset();
     if (!status) status = reap(child_, 0, lost_);
     outcome.exitStatus = status.value_or(0);
     return !lost_;
   }
+
+  std::string inputFailure;  ///< why the input could not be had
 
  private:
   void waitForBytes() const {
@@ -215,18 +225,40 @@ class Conversation {
     static_cast<void>(::poll(files.data(), files.size(), kPollMilliseconds));
   }
 
+  /// Sees to it that there is input to give; false when all has been given.
+  bool fetchInput() {
+    while (input_.empty() && moreInput_) {
+      const Result<bool> more = call_.nextInput(input_);
+      moreInput_ = more && *more;
+      if (!moreInput_) input_ = {};
+      if (more) continue;
+      inputFailure = more.error();
+      end();
+    }
+    return !input_.empty();
+  }
+
+  void end() {
+    if (!ended_) ::kill(child_, SIGTERM);
+    ended_ = true;
+  }
+
   void giveInput() {
-    while (in_.isOpen() && !input_.empty()) {
+    while (in_.isOpen() && fetchInput()) {
       const ssize_t put = ::write(in_.get(), input_.data(), input_.size());
       if (put < 0 && errno == EINTR) continue;
       if (put < 0 && errno == EAGAIN) return;
-      if (put < 0) input_ = {};  // the program wants no more of it
+      if (put < 0) {  // the program wants no more of it
+        input_ = {};
+        moreInput_ = false;
+      }
       if (put > 0) input_.remove_prefix(static_cast<std::size_t>(put));
     }
     in_.reset();
   }
 
-  static void take(Descriptor& file, std::string& bytes) {
+  template <typename Taker>
+  static void take(Descriptor& file, const Taker& taker) {
     std::array<char, kChunkBytes> chunk;
     while (file.isOpen()) {
       const ssize_t got = ::read(file.get(), chunk.data(), chunk.size());
@@ -236,12 +268,15 @@ class Conversation {
         file.reset();
         return;
       }
-      bytes.append(chunk.data(), static_cast<std::size_t>(got));
+      taker(std::string_view(chunk.data(), static_cast<std::size_t>(got)));
     }
   }
 
   pid_t child_;
+  const ToolCall& call_;
   std::string_view input_;
+  bool moreInput_;
+  bool ended_ = false;
   Descriptor in_;
   Descriptor out_;
   Descriptor errors_;
@@ -269,11 +304,12 @@ Result<ToolOutcome> ProcessToolRunner::run(const ToolCall& call) {
   in.reading.reset();
   out.writing.reset();
   errors.writing.reset();
-  Conversation conversation(child, call.input, in, out, errors);
+  Conversation conversation(child, call, in, out, errors);
   ToolOutcome outcome;
   if (!conversation.run(outcome)) {
     return Failure{call.program + ": its exit status cannot be had: " + reason(ECHILD)};
   }
+  if (!conversation.inputFailure.empty()) return Failure{conversation.inputFailure};
   return outcome;
 }
 

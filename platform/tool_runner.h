@@ -1,8 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "base/files.h"
 #include "base/result.h"
 
 namespace keldane {
@@ -13,6 +16,14 @@ struct ToolCall {
   std::vector<std::string> arguments;
   std::string folder;  ///< working folder; empty: the present one
   std::string input;   ///< given to the program's standard input
+  /// Gives what follows `input`, piece by piece as the program takes it. A piece that fails ends
+  /// the program, and the run fails with its words. May be empty.
+  PieceReader nextInput = {};
+  /// Takes the output piece by piece, in place of `ToolOutcome::output`. False ends the program.
+  /// May be empty.
+  std::function<bool(std::string_view piece)> takeOutput = {};
+  /// Asked many times a second; true ends the program. May be empty.
+  std::function<bool()> cancelled = {};
 };
 
 struct ToolOutcome {

@@ -57,6 +57,46 @@ TEST(ProcessToolRunner, CarriesMuchInputAndOutputAtOnce) {
   EXPECT_TRUE(outcome->errorText == input);
 }
 
+TEST(ProcessToolRunner, CarriesPiecesWithoutHoldingThem) {
+  constexpr int kPieces = 300;
+  const std::string line(30000, 'x');
+  int given = 0;
+  std::size_t taken = 0;
+  ToolCall call = shell("cat", "first ");
+  call.nextInput = [&](std::string_view& piece) -> Result<bool> {
+    piece = line;
+    return given++ < kPieces;
+  };
+  call.takeOutput = [&](std::string_view piece) {
+    taken += piece.size();
+    return true;
+  };
+  ProcessToolRunner runner;
+  const Result<ToolOutcome> outcome = runner.run(call);
+  ASSERT_TRUE(outcome) << outcome.error();
+  EXPECT_EQ(taken, 6 + kPieces * line.size());
+  EXPECT_EQ(outcome->output, "");
+}
+
+TEST(ProcessToolRunner, EndsAProgramWhoseInputOutputOrUserFails) {
+  ProcessToolRunner runner;
+  ToolCall call = shell("cat");
+  call.nextInput = [](std::string_view&) -> Result<bool> { return Failure{"the file is gone"}; };
+  Result<ToolOutcome> outcome = runner.run(call);
+  ASSERT_FALSE(outcome);
+  EXPECT_EQ(outcome.error(), "the file is gone");
+  call = shell("exec yes");
+  call.takeOutput = [](std::string_view) { return false; };
+  outcome = runner.run(call);
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->exitStatus, 128 + SIGTERM);
+  call = shell("exec tail -f /dev/null");
+  call.cancelled = [] { return true; };
+  outcome = runner.run(call);
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->exitStatus, 128 + SIGTERM);
+}
+
 TEST(ProcessToolRunner, SurvivesAProgramThatReadsNoInput) {
   ProcessToolRunner runner;
   for (int i = 0; i < 20; ++i) {
