@@ -97,14 +97,6 @@ bool ExtPtrArraySb::appendString(std::string_view text) {
   return sb && sb->append(text) && appendObject(std::move(sb));
 }
 
-bool ExtPtrArraySb::containsString(std::string_view text, bool ignoreCase) const {
-  for (int i = 0; i < getSize(); ++i) {
-    const StringBuffer* sb = sbAt(i);
-    if (sb && (ignoreCase ? sb->equalsIgnoreCase(text) : sb->equals(text))) return true;
-  }
-  return false;
-}
-
 bool split(std::string_view text, ExtPtrArraySb& list, char separator, bool exceptDoubleQuoted,
            bool exceptEscaped) {
   return split2(text, list, {&separator, 1}, exceptDoubleQuoted, exceptEscaped);

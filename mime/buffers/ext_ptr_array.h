@@ -84,7 +84,6 @@ class ExtPtrArraySb : public ExtPtrArray<StringBuffer> {
   [[nodiscard]] std::string_view viewAt(int index) const;
   bool appendString(std::string_view text);
   void removeAllSbs() { removeAllObjects(); }
-  [[nodiscard]] bool containsString(std::string_view text, bool ignoreCase) const;
 };
 
 // Splitters. The pieces of `text` are appended to `list` as new objects; false when memory runs

@@ -272,11 +272,6 @@ void _tnLogger::setDebugLogFilePath(std::string_view path) {
   debugPath_ = path;
 }
 
-std::string _tnLogger::debugLogFilePath() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return debugPath_;
-}
-
 void _tnLogger::renderText(const Entry& entry, StringBuffer& out) {
   out.appendCharN(' ', static_cast<std::size_t>(entry.depth) * kIndentBlanks);
   switch (entry.kind) {

@@ -146,7 +146,6 @@ class _tnLogger final : public LogBase {
 
   /// Each line is also appended to this file, opened and closed each time; empty turns it off.
   void setDebugLogFilePath(std::string_view path);
-  [[nodiscard]] std::string debugLogFilePath() const;
   /// As LogInfo, but whether verbose or not: the outcome of a call.
   void LogOutcome(std::string_view text);
   /// A fresh log with the context of a public call and the engine's version in it. Both texts of

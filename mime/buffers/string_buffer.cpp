@@ -411,17 +411,6 @@ bool StringBuffer::matches(std::string_view pattern, bool caseSensitive) const {
   return matchesPattern(upToNul(view()), upToNul(pattern), caseSensitive);
 }
 
-int StringBuffer::intValue() const {
-  constexpr long long kLimit = 2147483647;
-  const char* p = data_;
-  while (isEngineSpace(*p)) ++p;
-  const bool negative = *p == '-';
-  if (*p == '-' || *p == '+') ++p;
-  long long value = 0;
-  for (; *p >= '0' && *p <= '9'; ++p) value = std::min(value * 10 + (*p - '0'), kLimit);
-  return static_cast<int>(negative ? -value : value);
-}
-
 void StringBuffer::countImprobableAnsiChars(int& n8bit, int& nImprobable) const {
   static constexpr auto kImprobable = [] {
     struct Flags {
@@ -473,8 +462,6 @@ void StringBuffer::trimInsideSpaces() {
 }
 
 void StringBuffer::toLowerCase() { std::transform(data_, data_ + length_, data_, asciiLower); }
-
-void StringBuffer::toUpperCase() { std::transform(data_, data_ + length_, data_, asciiUpper); }
 
 void StringBuffer::removeCharOccurances(char c) {
   if (length_ == 0 || std::memchr(data_, c, length_) == nullptr) return;

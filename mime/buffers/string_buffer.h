@@ -108,7 +108,6 @@ class StringBuffer : public TarnellObject {
 
   // Rewriting in place.
   void toLowerCase();
-  void toUpperCase();
   void removeCharOccurances(char c);
   void replaceCharAnsi(char from, char to);
   /// Replaces each of the first five characters of `set`.
@@ -152,8 +151,6 @@ class StringBuffer : public TarnellObject {
   [[nodiscard]] int countCharOccurances(char c) const;
   /// Whole-text match; `*` in the pattern stands for any run of bytes.
   [[nodiscard]] bool matches(std::string_view pattern, bool caseSensitive) const;
-  /// Decimal number at the beginning, after white space; 0 when there is none.
-  [[nodiscard]] int intValue() const;
 
   /// Splits at the first `=`. Both results are replaced; no `=`: all is `attr`.
   bool splitAttrValue(StringBuffer& attr, StringBuffer& value, bool removeQuotes) const;

@@ -34,7 +34,6 @@ class XString : public TarnellObject {
   /// For writing: drops the other views.
   [[nodiscard]] StringBuffer& getUtf8Sb_rw();
   [[nodiscard]] const char* getAnsi() const;
-  [[nodiscard]] std::uint32_t getSizeUtf8() const { return getUtf8Sb().getSize(); }
   /// Replaces `out` by the text in `codePage`; false as the conversion's.
   bool getConverted_cp(int codePage, DataBuffer& out) const;
 
@@ -59,9 +58,6 @@ class XString : public TarnellObject {
   [[nodiscard]] bool isEmpty() const { return getUtf8Sb().isEmpty(); }
   [[nodiscard]] bool is7bit() const;
   [[nodiscard]] bool equalsUtf8(std::string_view text) const { return getUtf8Sb().equals(text); }
-  [[nodiscard]] bool equalsIgnoreCaseUtf8(std::string_view text) const {
-    return getUtf8Sb().equalsIgnoreCase(text);
-  }
   [[nodiscard]] bool containsSubstringUtf8(std::string_view text) const;
   int replaceAllOccurancesUtf8(std::string_view from, std::string_view to);
   void trim2() { getUtf8Sb_rw().trim2(); }

@@ -169,7 +169,6 @@ void Email2::loadDate(const MimeHeader& header, LogBase& log) {
 void Email2::takeDescription(MimeMessage2& mime) {
   disposition_.setString(mime.getDisposition());
   encoding_.setString(mime.getContentEncoding());
-  contentId_.setString(mime.getContentId());
   contentType_.takeFrom(mime.contentType_rw());
   filename_.setString(mime.getMimeFilename());
   const _tnCharset& charset = mime.getCharset();

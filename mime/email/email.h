@@ -64,7 +64,6 @@ class Email2 : public TarnellObject {
   [[nodiscard]] const _tnCharset& charset() const { return charset_; }
   [[nodiscard]] std::string_view disposition() const { return disposition_.view(); }
   [[nodiscard]] std::string_view encoding() const { return encoding_.view(); }
-  [[nodiscard]] std::string_view contentId() const { return contentId_.view(); }
   /// Of the disposition; `attributeName` is the name of the content type.
   [[nodiscard]] std::string_view filename() const { return filename_.view(); }
   [[nodiscard]] std::string_view attributeName() const { return contentType_.name().view(); }
@@ -136,7 +135,6 @@ class Email2 : public TarnellObject {
   TarnellSysTime date_;
   StringBuffer disposition_;
   StringBuffer encoding_;
-  StringBuffer contentId_;
   StringBuffer filename_;
   _tnContentType contentType_;
   _tnCharset charset_;

@@ -6,6 +6,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
+#include "mime/buffers/parse_engine.h"
 #include "mime/coding/content_coding.h"
 #include "mime/limits.h"
 
@@ -17,11 +18,6 @@ constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::string_view kTokenBegin = "<[[";
 constexpr std::string_view kTokenEnd = "]]>";
 constexpr std::string_view kBetweenParams = "; \t\r\n";
-
-std::string_view skipSeparators(std::string_view text) {
-  const std::size_t at = text.find_first_not_of(kBetweenParams);
-  return at == kNone ? std::string_view() : text.substr(at);
-}
 
 /// Whether a parameter value can stand without quotes.
 bool isToken(std::string_view text) {
@@ -195,27 +191,22 @@ void _tnContentType::loadFromMimeHeaderValue(std::string_view value, _tnCharset&
   clear();
   ParamString text;
   if (!text.setString(value, true)) return;
-  const std::size_t typeEnd = std::min(text.view().find_first_of("; \t\r"), text.view().size());
-  setContentType(text.resolve(text.view().substr(0, typeEnd)));
-  text.text().removeFromStart(typeEnd);
+  ParseEngine cursor(text.view());
+  setContentType(text.resolve(cursor.captureToNext4("; \t\r")));
   // Safe on the whole rest: what may hold blanks was in quotes and is out of the text.
-  text.text().removeCharOccurances(' ');
-  text.text().removeCharOccurances('\t');
+  cursor.eliminateChar(' ', text.text());
+  cursor.eliminateChar('\t', text.text());
   beyondLimits_ = text.isBeyondLimits();
   StringBuffer starText;
-  std::string_view rest = skipSeparators(text.view());
-  for (int taken = 0; !rest.empty(); ++taken) {
-    const std::size_t equals = rest.find('=');
-    if (equals == kNone) break;
+  for (int taken = 0;; ++taken) {
+    cursor.skipChars(kBetweenParams);
+    const std::string_view attr = cursor.captureToNextChar('=');
+    if (!cursor.consumeIf('=')) break;
     if (taken == limits::kMaxParameters) {
       beyondLimits_ = true;
       break;
     }
-    const std::string_view attr = rest.substr(0, equals);
-    rest.remove_prefix(equals + 1);
-    const std::size_t end = std::min(rest.find(';'), rest.size());
-    takeParam(attr, text.resolve(rest.substr(0, end)), charset, starText);
-    rest = skipSeparators(rest.substr(end));
+    takeParam(attr, text.resolve(cursor.captureToNextChar(';')), charset, starText);
   }
   params_.minimizeMemoryUsage();
   if (beyondLimits_) log.LogError("Too many parameters -- the rest stays in the field alone.");

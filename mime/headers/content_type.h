@@ -89,9 +89,7 @@ class _tnContentType {
   [[nodiscard]] const StringBuffer& name() const { return name_; }
   void setName(std::string_view name) { name_.setString(name); }
   [[nodiscard]] const StringBuffer& protocol() const { return protocol_; }
-  void setProtocol(std::string_view protocol) { protocol_.setString(protocol); }
   [[nodiscard]] const StringBuffer& micalg() const { return micalg_; }
-  void setMicalg(std::string_view micalg) { micalg_.setString(micalg); }
   /// Case kept.
   [[nodiscard]] const StringBuffer& boundary() const { return boundary_; }
   void setBoundary(std::string_view boundary) { boundary_.setString(boundary); }
@@ -101,7 +99,6 @@ class _tnContentType {
   /// Always empty after a load: the parameter is filed under its own name in `params`.
   [[nodiscard]] const StringBuffer& reportType() const { return reportType_; }
   [[nodiscard]] bool formatFlowed() const { return formatFlowed_; }
-  void setFormatFlowed(bool on) { formatFlowed_ = on; }
   /// The value holds more than was taken apart.
   [[nodiscard]] bool isBeyondLimits() const { return beyondLimits_; }
   [[nodiscard]] const _tnParamSet& params() const { return params_; }

@@ -8,6 +8,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
+#include "mime/buffers/parse_engine.h"
 #include "mime/buffers/tarnell_sys_time.h"
 
 namespace keldane::mime {
@@ -63,73 +64,33 @@ constexpr std::array<Zone, 15> kZones = {{
     {"y", "1200"},
 }};
 
-constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
 constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// A cursor with the reading habits of a scanner: numbers may follow white space and carry a sign.
-class Cursor {
- public:
-  explicit Cursor(std::string_view text) : rest_(text) {}
-
-  [[nodiscard]] bool atEnd() const { return rest_.empty(); }
-  [[nodiscard]] char peek() const { return rest_.empty() ? '\0' : rest_.front(); }
-  [[nodiscard]] std::string_view rest() const { return rest_; }
-  void skip(std::size_t n = 1) { rest_.remove_prefix(std::min(n, rest_.size())); }
-  void skipBlanks() {
-    while (isBlank(peek())) skip();
-  }
-  void skipAny(std::string_view set) {
-    while (!atEnd() && set.find(peek()) != std::string_view::npos) skip();
-  }
-  std::string_view takeUntil(std::string_view stops) {
-    const std::size_t n = std::min(rest_.find_first_of(stops), rest_.size());
-    const std::string_view taken = rest_.substr(0, n);
-    skip(n);
-    return taken;
-  }
-  /// Up to `most` digits as they stand.
-  std::string_view takeDigits(std::size_t most) {
-    std::size_t n = 0;
-    while (n < rest_.size() && n < most && isDigit(rest_[n])) ++n;
-    const std::string_view taken = rest_.substr(0, n);
-    skip(n);
-    return taken;
-  }
-  /// A decimal number after white space, with a sign if it has one, of at most `width` characters
-  /// (0: any number), held at a million. nullopt, nothing consumed, when there is none.
-  std::optional<int> scanInt(std::size_t width = 0) {
-    const std::string_view start = rest_;
-    skipAny(" \t\r\n\v\f");
-    std::size_t left = width == 0 ? rest_.size() : std::min(width, rest_.size());
-    bool negative = false;
-    if (left != 0 && (peek() == '-' || peek() == '+')) {
-      negative = peek() == '-';
-      skip();
-      --left;
-    }
-    const std::string_view digits = takeDigits(left);
-    if (digits.empty()) {
-      rest_ = start;
-      return std::nullopt;
-    }
-    int value = 0;
-    for (const char c : digits) value = std::min(value * 10 + (c - '0'), 1000000);
-    return negative ? -value : value;
-  }
-  bool take(char c) {
-    if (peek() != c || atEnd()) return false;
-    skip();
-    return true;
-  }
-
- private:
-  std::string_view rest_;
-};
+constexpr std::string_view kBlanks = " \t";
 
 int smallNumber(std::string_view digits) {
   int value = 0;
   for (const char c : digits) value = std::min(value * 10 + (c - '0'), 1000000);
   return value;
+}
+
+/// Up to `most` digits as they stand.
+std::string_view takeDigits(ParseEngine& cursor, std::size_t most) {
+  const std::string_view rest = cursor.rest().substr(0, most);
+  return cursor.captureN(std::min(rest.find_first_not_of("0123456789"), rest.size()));
+}
+
+/// A decimal number after white space, with a sign if it has one, of at most `width` characters,
+/// held at a million. nullopt, nothing consumed, when there is none.
+std::optional<int> scanInt(ParseEngine& cursor, std::size_t width = kMostBytes) {
+  ParseEngine ahead = cursor;
+  ahead.skipChars(" \t\r\n\v\f");
+  const bool negative = ahead.peekChar() == '-';
+  if (width != 0 && (ahead.consumeIf('-') || ahead.consumeIf('+'))) --width;
+  const std::string_view digits = takeDigits(ahead, width);
+  if (digits.empty()) return std::nullopt;
+  cursor = ahead;
+  return negative ? -smallNumber(digits) : smallNumber(digits);
 }
 
 int monthNumber(std::string_view word) {
@@ -155,10 +116,10 @@ struct Fields {
 };
 
 /// The separators between day, month and year.
-void skipSeparators(Cursor& cursor) { cursor.skipAny("\t -"); }
+void skipSeparators(ParseEngine& cursor) { cursor.skipChars("\t -"); }
 
-bool readMonth(Cursor& cursor, std::string_view& word, LogBase& log) {
-  word = cursor.takeUntil(std::string_view("\0\t\n -", 5));
+bool readMonth(ParseEngine& cursor, std::string_view& word, LogBase& log) {
+  word = cursor.captureToNext4(std::string_view("\0\t\n -", 5));
   if (word.size() > 5) {
     log.LogError("parseRfc822Date: month string is too long");
     return false;
@@ -166,10 +127,10 @@ bool readMonth(Cursor& cursor, std::string_view& word, LogBase& log) {
   return true;
 }
 
-bool readDate(Cursor& cursor, Fields& fields, LogBase& log) {
+bool readDate(ParseEngine& cursor, Fields& fields, LogBase& log) {
   std::string_view monthWord;
-  if (isDigit(cursor.peek())) {
-    fields.day = smallNumber(cursor.takeDigits(3));
+  if (isDigit(cursor.peekChar())) {
+    fields.day = smallNumber(takeDigits(cursor, 3));
     if (fields.day < 1 || fields.day > 31) {
       log.LogError("parseRfc822Date: day out of range (1-31)");
       return false;
@@ -179,7 +140,7 @@ bool readDate(Cursor& cursor, Fields& fields, LogBase& log) {
   } else {
     if (!readMonth(cursor, monthWord, log)) return false;
     skipSeparators(cursor);
-    const std::string_view digits = cursor.takeDigits(3);
+    const std::string_view digits = takeDigits(cursor, 3);
     // No day has three digits: a word that is no month stands in front of a year.
     if (digits.size() > 2) {
       log.LogError("parseRfc822Date: day out of range (1-31)");
@@ -188,7 +149,7 @@ bool readDate(Cursor& cursor, Fields& fields, LogBase& log) {
     fields.day = smallNumber(digits);
   }
   skipSeparators(cursor);
-  fields.year = smallNumber(cursor.takeDigits(6));
+  fields.year = smallNumber(takeDigits(cursor, 6));
   if (fields.year < 1900) fields.year += fields.year > 49 ? 1900 : 2000;
   fields.month = monthNumber(monthWord);
   if (fields.month == 0) {
@@ -198,30 +159,30 @@ bool readDate(Cursor& cursor, Fields& fields, LogBase& log) {
   return true;
 }
 
-bool readTime(Cursor& cursor, Fields& fields, LogBase& log) {
-  const auto hour = cursor.scanInt();
-  const bool colon = hour && cursor.take(':');
-  const auto minute = colon ? cursor.scanInt() : std::nullopt;
+bool readTime(ParseEngine& cursor, Fields& fields, LogBase& log) {
+  const auto hour = scanInt(cursor);
+  const bool colon = hour && cursor.consumeIf(':');
+  const auto minute = colon ? scanInt(cursor) : std::nullopt;
   if (!minute) {
     log.LogError("parseRfc822Date: HH:MM:SS not found");
     return false;
   }
   fields.hour = *hour;
   fields.minute = *minute;
-  Cursor ahead = cursor;
-  if (ahead.take(':')) {
-    if (const auto second = ahead.scanInt()) {
+  ParseEngine ahead = cursor;
+  if (ahead.consumeIf(':')) {
+    if (const auto second = scanInt(ahead)) {
       fields.second = *second;
       cursor = ahead;
     }
   }
   // The word of the time ends at a blank, whatever is left in it.
-  cursor.takeUntil(" \t");
+  cursor.captureToNext4(kBlanks);
   return true;
 }
 
 /// "eastern standard time" and its kind as "est" and so on; any other word as it stands.
-std::string_view shortZone(std::string_view word, Cursor& cursor) {
+std::string_view shortZone(std::string_view word, ParseEngine& cursor) {
   struct LongZone {
     std::string_view name;
     std::string_view standard;
@@ -233,18 +194,18 @@ std::string_view shortZone(std::string_view word, Cursor& cursor) {
                                                      {"pacific", "pst", "pdt"}}};
   for (const LongZone& zone : kLong) {
     if (word != zone.name) continue;
-    cursor.skipBlanks();
-    return cursor.takeUntil(" \t") == "daylight" ? zone.daylight : zone.standard;
+    cursor.skipChars(kBlanks);
+    return cursor.captureToNext4(kBlanks) == "daylight" ? zone.daylight : zone.standard;
   }
   return word;
 }
 
 /// The zone's text, as an offset; handles "am" and "pm" in front of it.
-std::string_view readZone(Cursor& cursor, Fields& fields) {
+std::string_view readZone(ParseEngine& cursor, Fields& fields) {
   const auto nextWord = [&cursor] {
-    cursor.skipBlanks();
-    cursor.take('+');
-    const std::string_view word = cursor.takeUntil(" \t\r\n");
+    cursor.skipChars(kBlanks);
+    cursor.consumeIf('+');
+    const std::string_view word = cursor.captureToNext4(" \t\r\n");
     return word.empty() ? std::string_view("gmt") : word;
   };
   std::string_view word = nextWord();
@@ -262,23 +223,23 @@ std::string_view readZone(Cursor& cursor, Fields& fields) {
 
 /// Seconds to add to reach UTC.
 std::optional<std::int64_t> offsetSeconds(std::string_view offset) {
-  Cursor cursor(offset);
-  const bool behind = cursor.take('-');
+  ParseEngine cursor(offset);
+  const bool behind = cursor.consumeIf('-');
   int hours = 0;
   int minutes = 0;
-  Cursor first = cursor;
-  const auto whole = first.scanInt(2);
+  ParseEngine first = cursor;
+  const auto whole = scanInt(first, 2);
   if (!whole) return std::nullopt;
-  Cursor second = first;
-  const auto close = second.scanInt(2);
+  ParseEngine second = first;
+  const auto close = scanInt(second, 2);
   if (close) {
     hours = *whole;
     minutes = *close;
-  } else if (first.take(':')) {
+  } else if (first.consumeIf(':')) {
     hours = *whole;
-    minutes = first.scanInt(2).value_or(0);
+    minutes = scanInt(first, 2).value_or(0);
   } else {
-    hours = cursor.scanInt().value_or(0);
+    hours = scanInt(cursor).value_or(0);
   }
   const std::int64_t seconds = (std::int64_t{hours} * 60 + minutes) * 60;
   return behind ? seconds : -seconds;
@@ -289,12 +250,12 @@ bool fail(TarnellSysTime& out) {
   return false;
 }
 
-bool parseFields(Cursor& cursor, TarnellSysTime& out, LogBase& log) {
+bool parseFields(ParseEngine& cursor, TarnellSysTime& out, LogBase& log) {
   if (isWeekday(cursor.rest().substr(0, 3))) {
-    cursor.takeUntil(" \t,");
-    cursor.skipBlanks();
-    cursor.take(',');
-    cursor.skipBlanks();
+    cursor.captureToNext4(" \t,");
+    cursor.skipChars(kBlanks);
+    cursor.consumeIf(',');
+    cursor.skipChars(kBlanks);
   }
   Fields fields;
   if (!readDate(cursor, fields, log) || !readTime(cursor, fields, log)) return fail(out);
@@ -340,8 +301,8 @@ bool _tnDateParser::parseRFC822Date(const char* text, std::size_t n, TarnellSysT
     return AtomDateToSysTime({date.data(), size}, out, log);
   }
   std::transform(date.data(), date.data() + size, date.data(), asciiLower);
-  Cursor cursor({date.data(), size});
-  cursor.skipBlanks();
+  ParseEngine cursor({date.data(), size});
+  cursor.skipChars(kBlanks);
   if (cursor.atEnd()) return false;
   return parseFields(cursor, out, log);
 }

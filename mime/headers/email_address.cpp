@@ -151,7 +151,7 @@ bool AddressListParser::inName() {
       [[fallthrough]];
     case Kind::kQuoted:
     case Kind::kEncodedWord:
-      // Kept: a blank between two quoted or encoded parts of a name is lost.
+      // A blank between two quoted or encoded parts of a name is lost.
       if (lastWasWord_) entry_->name_rw().appendUtf8(" ");
       return entry_->name_rw().appendUtf8(tokens_.token());
     case Kind::kLess:

@@ -259,13 +259,13 @@ class WordWriter {
     constexpr int kUtf7 = 65000;
     const bool isUsable = page_ >= 100 && page_ != CharsetNaming::kUsAscii && page_ != kUtf7 &&
                           !CharsetNaming::isWide(page_) && !charset_.empty();
-    if (isUsable && (page_ == CharsetNaming::kUtf8 || holds(text))) return;
+    if (isUsable && (page_ == CharsetNaming::kUtf8 || canEncode(text))) return;
     page_ = CharsetNaming::kUtf8;
     charset_ = "utf-8";
   }
 
   /// A page that cannot hold a character drops it, which shows in the way back.
-  bool holds(std::string_view text) {
+  bool canEncode(std::string_view text) {
     LogNull quiet;
     EncodingConvert convert;
     DataBuffer bytes;

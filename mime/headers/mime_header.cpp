@@ -8,6 +8,7 @@
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/data_buffer.h"
 #include "mime/buffers/log_base.h"
+#include "mime/buffers/parse_engine.h"
 #include "mime/charsets/charset_naming.h"
 #include "mime/charsets/encoding_convert.h"
 #include "mime/headers/content_type.h"
@@ -59,7 +60,8 @@ std::string_view findHeader(std::string_view text, std::string_view terminator, 
   return all.substr(0, findBytes(all, terminator));
 }
 
-/// Cuts a text into lines without their ends; CR LF, CR and LF each end one.
+/// Cuts a text into lines without their ends; CR LF, CR and LF each end one. A cursor of its own:
+/// it is the one loop over every byte of a header, and keeps the next of both line ends.
 class LineCutter {
  public:
   explicit LineCutter(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {
@@ -92,23 +94,6 @@ class LineCutter {
   const char* feed_;
   const char* carriage_;
 };
-
-/// The text up to the first semicolon that is neither quoted nor escaped, which goes from `rest`
-/// with it.
-std::string_view cutAtSemicolon(std::string_view& rest) {
-  bool quoted = false;
-  std::size_t end = 0;
-  for (; end < rest.size() && (quoted || rest[end] != ';'); ++end) {
-    if (rest[end] == '\\') {
-      ++end;
-    } else if (rest[end] == '"') {
-      quoted = !quoted;
-    }
-  }
-  const std::string_view piece = rest.substr(0, end);
-  rest.remove_prefix(std::min(end + 1, rest.size()));
-  return piece;
-}
 
 }  // namespace
 
@@ -283,8 +268,8 @@ bool MimeHeader::getSubFieldUtf8(std::string_view field, std::string_view attr, 
   StringBuffer piece;
   StringBuffer name;
   StringBuffer value;
-  for (std::string_view rest = found->value().view(); !rest.empty();) {
-    if (!piece.setString(cutAtSemicolon(rest))) return false;
+  for (ParseEngine cursor(found->value().view()); !cursor.atEnd(); cursor.consumeOneChar()) {
+    if (!piece.setString(cursor.captureToNextUnquotedChar(';', true))) return false;
     if (!piece.containsChar('=')) continue;
     piece.splitAttrValue(name, value, true);
     if (name.equalsIgnoreCase2(attr)) return out.append(value);
@@ -389,17 +374,6 @@ bool MimeHeader::appendMf_noDupContentType(MimeField* field, LogBase& log) {
 
 bool MimeHeader::replaceFieldAt(int index, std::unique_ptr<MimeField> field) {
   return fields_.replaceAt(index, std::move(field));
-}
-
-bool MimeHeader::appendFieldsOf(const MimeHeader& other) {
-  const int count = other.fields_.getSize();
-  for (int i = 0; i < count; ++i) {
-    const MimeField* field = other.fields_.elementAt(i);
-    if (!field) continue;
-    std::unique_ptr<MimeField> copy(new (std::nothrow) MimeField(*field));
-    if (!copy || !fields_.appendObject(std::move(copy))) return false;
-  }
-  return true;
 }
 
 void MimeHeader::getMimeHeader(StringBuffer& out, std::string_view only, int codePage,

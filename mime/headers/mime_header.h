@@ -100,8 +100,6 @@ class MimeHeader {
   const MimeField* getFirstAndRemoveDuplicates(std::string_view name);
   /// Takes ownership. A second Content-Type gives its value to the first and is deleted.
   bool appendMf_noDupContentType(MimeField* field, LogBase& log);
-  /// Adds copies of all fields of `other`.
-  bool appendFieldsOf(const MimeHeader& other);
   /// Moves all fields here in place of one's own; `other` gets those.
   void takeFieldsOf(MimeHeader& other) { fields_.swap(other.fields_); }
   /// False, and nothing changed, when the index is out of range.

@@ -13,7 +13,7 @@ struct TypeRow {
   std::string_view extension;
 };
 
-// Several types are misspelt (application/x-tuffit). Kept: an attachment of such a type would
+// Several types are misspelt (application/x-tuffit). They stay: an attachment of such a type would
 // otherwise change its name from one archive run to the next.
 constexpr auto kRows = std::to_array<TypeRow>({
     {"image/jpeg", "jpg"},

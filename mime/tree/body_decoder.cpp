@@ -59,7 +59,7 @@ bool isTrustedLabel(int codePage) {
 }
 
 /// A byte that ISO Latin-1 leaves to control codes and Windows uses for quotes, dashes and the
-/// like. Kept: the very last byte is not looked at.
+/// like. The very last byte is not looked at: a text that has one only there stays as declared.
 bool hasWindowsBytes(std::string_view text) {
   if (text.empty()) return false;
   for (const char c : text.substr(0, text.size() - 1)) {
@@ -273,7 +273,7 @@ void BodyDecoder::setMimeBody8Bit_2(std::string_view data, int codePage, bool is
     if (isAllAscii(data.substr(0, kAsciiProbe)) || hasLatinUtf8Shape(data)) return;
     codePage = kLatin1;
   }
-  // Kept: UTF-8 under the label of a single-byte charset is converted like any other text of that
+  // UTF-8 under the label of a single-byte charset is converted like any other text of that
   // charset. No such charset ever fails to convert, and only a failure would tell.
   convertBodyToUtf8(codePage);
 }

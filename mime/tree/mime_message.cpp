@@ -7,6 +7,7 @@
 
 #include "mime/buffers/byte_search.h"
 #include "mime/buffers/log_base.h"
+#include "mime/buffers/parse_engine.h"
 #include "mime/charsets/charset_naming.h"
 #include "mime/charsets/encoding_convert.h"
 #include "mime/charsets/unlabelled_text.h"
@@ -430,30 +431,25 @@ void MimeMessage2::cacheDisposition(LogBase& log) {
   if (!value) return;
   ParamString params;
   params.setString(*value, true);
-  params.text().removeCharOccurances(' ');
-  params.text().removeCharOccurances('\t');
-  std::string_view rest = params.view();
-  const std::string_view kind = upToSemicolon(rest);
-  disposition_.setString(params.resolve(kind));
+  ParseEngine cursor(params.view());
+  cursor.eliminateChar(' ', params.text());
+  cursor.eliminateChar('\t', params.text());
+  disposition_.setString(params.resolve(cursor.captureToNextChar(';')));
   disposition_.toLowerCase();
-  rest.remove_prefix(kind.size());
 
   beyondLimits_ = beyondLimits_ || params.isBeyondLimits();
   StringBuffer starText;
   for (int taken = 0;; ++taken) {
-    const std::size_t start = rest.find_first_not_of(";\r\n");
-    const std::size_t equals = start == kNone ? kNone : rest.find('=', start);
-    if (equals == kNone) break;
+    cursor.skipChars(";\r\n");
+    const std::string_view attr = cursor.captureToNextChar('=');
+    if (!cursor.consumeIf('=')) break;
     if (taken == limits::kMaxParameters) {
       log.LogError("Too many parameters -- the rest stays in the field alone.");
       beyondLimits_ = true;
       break;
     }
-    const std::string_view attr = rest.substr(start, equals - start);
-    const std::string_view stored = upToSemicolon(rest.substr(equals + 1));
-    rest.remove_prefix(equals + 1 + stored.size());
-    const std::string_view attrValue = params.resolve(stored);
-    // Kept: a plain filename ends the loop, so it wins over star forms on either side of it.
+    const std::string_view attrValue = params.resolve(cursor.captureToNextChar(';'));
+    // A plain filename ends the loop: it wins over star forms on either side of it.
     if (equalsNoCase(attr, "filename")) {
       filename_.setString(attrValue);
       return;
