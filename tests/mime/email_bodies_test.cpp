@@ -25,92 +25,85 @@ struct Row {
   bool hasHtml;
 };
 
-class MailBodies : public testing::TestWithParam<Row> {};
-
-TEST_P(MailBodies, AreFound) {
-  const Row& row = GetParam();
-  TnoEmail email;
-  ASSERT_TRUE(email.SetFromMimeText(row.text));
-  EXPECT_EQ(email.GetPlainTextBody().value_or(kNone), row.plain);
-  EXPECT_EQ(email.GetHtmlBody().value_or(kNone), row.html);
-  EXPECT_EQ(email.HasPlainTextBody(), row.hasPlain);
-  EXPECT_EQ(email.HasHtmlBody(), row.hasHtml);
+TEST(MailBodies, AreFound) {
+  const Row rows[] = {
+      {"Plain", mail(kPlain), "plain", kNone, true, false},
+      {"Html", mail(kHtml), kNone, "<p>html", false, true},
+      {"Typeless", mail(entity("", "text\nof it")), "text\r\nof it", kNone, true, false},
+      {"Alternative", mail(multi("alternative", {kPlain, kHtml})), "plain", "<p>html", true, true},
+      {"AlternativeHtmlOnly", mail(multi("alternative", {kHtml})), kNone, "<p>html", false, true},
+      {"MixedPlainAndImage", mail(multi("mixed", {kPlain, kImage})), "plain", kNone, true, false},
+      {"MixedTypeless",
+       mail(multi("mixed", {entity("", "typeless"), kImage, kPlain, entity("", "tail")})),
+       "typeless\r\nplain\r\ntail", kNone, true, false},
+      {"AlternativeTypeless", mail(multi("alternative", {entity("", "typeless"), kHtml})),
+       "typeless", "<p>html", true, true},
+      {"MixedPlainTwice",
+       mail(multi("mixed", {kPlain, kImage, part("text/plain", "tail"),
+                            part("text/plain", "file", "Content-Disposition: attachment\n"),
+                            part("text/plain", "end")})),
+       "plain\r\ntail\r\nend", kNone, true, false},
+      {"MixedMislabelled", mail(multi("mixed", {kPlain, kHtml})), "plain", "<p>html", true, true},
+      {"MixedMislabelledWithImage", mail(multi("mixed", {kImage, kPlain, kHtml})), "plain",
+       "<p>html", true, true},
+      // A name in the content type alone is no file name.
+      {"MixedMislabelledWithName",
+       mail(multi("mixed", {kPlain, part("text/html; name=\"r.html\"", "<p>report")})), "plain",
+       "<p>report", true, true},
+      {"MixedHtmlFile",
+       mail(multi("mixed", {kPlain, part("text/html", "<p>report",
+                                         "Content-Disposition: inline; filename=r.html\n")})),
+       "plain", "<p>report", true, false},
+      {"MixedAroundAlternative",
+       mail(multi("mixed", {multi("alternative", {kPlain, kHtml}), kImage})), "plain", "<p>html",
+       true, true},
+      {"AlternativeAroundRelated",
+       mail(multi("alternative", {kPlain, multi("related", {kHtml, kImage})})), "plain", "<p>html",
+       true, true},
+      {"AlternativeAroundMixed",
+       mail(multi("alternative", {kPlain, multi("mixed", {kHtml, kImage})})), "plain", "<p>html",
+       true, true},
+      {"RelatedAlone", mail(multi("related", {kHtml, kImage})), kNone, "<p>html", false, true},
+      {"RelatedAroundAlternative",
+       mail(multi("related", {multi("alternative", {kPlain, kHtml}), kImage})), "plain", "<p>html",
+       true, true},
+      {"RelatedAroundMixed", mail(multi("related", {multi("mixed", {kHtml, kPlain, kImage})})),
+       "plain", "<p>html", false, true},
+      {"Signed", mail(multi("signed", {kPlain, part("application/pkcs7-signature", "sig")})),
+       "plain", kNone, true, false},
+      {"SignedAroundAlternative",
+       mail(multi("signed", {multi("alternative", {kPlain, kHtml}),
+                             part("application/pgp-signature", "sig")})),
+       "plain", "<p>html", true, true},
+      {"Report", mail(multi("report", {kPlain, part("message/delivery-status", "Status: 5")})),
+       "plain", kNone, true, false},
+      {"MixedAroundReport", mail(multi("mixed", {multi("report", {kPlain, kImage}), kImage})),
+       "plain", kNone, true, false},
+      {"OnlyAnImage", mail(kImage), kNone, kNone, false, false},
+      {"EmptyMultipart", mail(multi("alternative", {})), kNone, kNone, false, false},
+      {"AttachedTextIsNoBody",
+       mail(multi("alternative",
+                  {part("text/plain", "file", "Content-Disposition: attachment\n"), kHtml})),
+       kNone, "<p>html", false, true},
+      {"NamedHtmlFirst",
+       mail(multi("mixed", {part("text/html; name=x.html",
+                                 "PHA+eA==", "Content-Transfer-Encoding: base64\n"),
+                            kImage})),
+       kNone, "<p>x", false, true},
+      {"FirstOfEachTypeWins",
+       mail(multi("alternative", {kPlain, part("text/plain", "second"), kHtml})), "plain",
+       "<p>html", true, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    TnoEmail email;
+    ASSERT_TRUE(email.SetFromMimeText(row.text));
+    EXPECT_EQ(email.GetPlainTextBody().value_or(kNone), row.plain);
+    EXPECT_EQ(email.GetHtmlBody().value_or(kNone), row.html);
+    EXPECT_EQ(email.HasPlainTextBody(), row.hasPlain);
+    EXPECT_EQ(email.HasHtmlBody(), row.hasHtml);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, MailBodies,
-    testing::Values(
-        Row{"Plain", mail(kPlain), "plain", kNone, true, false},
-        Row{"Html", mail(kHtml), kNone, "<p>html", false, true},
-        Row{"Typeless", mail(entity("", "text\nof it")), "text\r\nof it", kNone, true, false},
-        Row{"Alternative", mail(multi("alternative", {kPlain, kHtml})), "plain", "<p>html", true,
-            true},
-        Row{"AlternativeHtmlOnly", mail(multi("alternative", {kHtml})), kNone, "<p>html", false,
-            true},
-        Row{"MixedPlainAndImage", mail(multi("mixed", {kPlain, kImage})), "plain", kNone, true,
-            false},
-        Row{"MixedTypeless",
-            mail(multi("mixed", {entity("", "typeless"), kImage, kPlain, entity("", "tail")})),
-            "typeless\r\nplain\r\ntail", kNone, true, false},
-        Row{"AlternativeTypeless", mail(multi("alternative", {entity("", "typeless"), kHtml})),
-            "typeless", "<p>html", true, true},
-        Row{"MixedPlainTwice",
-            mail(multi("mixed", {kPlain, kImage, part("text/plain", "tail"),
-                                 part("text/plain", "file", "Content-Disposition: attachment\n"),
-                                 part("text/plain", "end")})),
-            "plain\r\ntail\r\nend", kNone, true, false},
-        Row{"MixedMislabelled", mail(multi("mixed", {kPlain, kHtml})), "plain", "<p>html", true,
-            true},
-        Row{"MixedMislabelledWithImage", mail(multi("mixed", {kImage, kPlain, kHtml})), "plain",
-            "<p>html", true, true},
-        // A name in the content type alone is no file name.
-        Row{"MixedMislabelledWithName",
-            mail(multi("mixed", {kPlain, part("text/html; name=\"r.html\"", "<p>report")})),
-            "plain", "<p>report", true, true},
-        Row{"MixedHtmlFile",
-            mail(multi("mixed", {kPlain, part("text/html", "<p>report",
-                                              "Content-Disposition: inline; filename=r.html\n")})),
-            "plain", "<p>report", true, false},
-        Row{"MixedAroundAlternative",
-            mail(multi("mixed", {multi("alternative", {kPlain, kHtml}), kImage})), "plain",
-            "<p>html", true, true},
-        Row{"AlternativeAroundRelated",
-            mail(multi("alternative", {kPlain, multi("related", {kHtml, kImage})})), "plain",
-            "<p>html", true, true},
-        Row{"AlternativeAroundMixed",
-            mail(multi("alternative", {kPlain, multi("mixed", {kHtml, kImage})})), "plain",
-            "<p>html", true, true},
-        Row{"RelatedAlone", mail(multi("related", {kHtml, kImage})), kNone, "<p>html", false, true},
-        Row{"RelatedAroundAlternative",
-            mail(multi("related", {multi("alternative", {kPlain, kHtml}), kImage})), "plain",
-            "<p>html", true, true},
-        Row{"RelatedAroundMixed", mail(multi("related", {multi("mixed", {kHtml, kPlain, kImage})})),
-            "plain", "<p>html", false, true},
-        Row{"Signed", mail(multi("signed", {kPlain, part("application/pkcs7-signature", "sig")})),
-            "plain", kNone, true, false},
-        Row{"SignedAroundAlternative",
-            mail(multi("signed", {multi("alternative", {kPlain, kHtml}),
-                                  part("application/pgp-signature", "sig")})),
-            "plain", "<p>html", true, true},
-        Row{"Report", mail(multi("report", {kPlain, part("message/delivery-status", "Status: 5")})),
-            "plain", kNone, true, false},
-        Row{"MixedAroundReport", mail(multi("mixed", {multi("report", {kPlain, kImage}), kImage})),
-            "plain", kNone, true, false},
-        Row{"OnlyAnImage", mail(kImage), kNone, kNone, false, false},
-        Row{"EmptyMultipart", mail(multi("alternative", {})), kNone, kNone, false, false},
-        Row{"AttachedTextIsNoBody",
-            mail(multi("alternative",
-                       {part("text/plain", "file", "Content-Disposition: attachment\n"), kHtml})),
-            kNone, "<p>html", false, true},
-        Row{"NamedHtmlFirst",
-            mail(multi("mixed", {part("text/html; name=x.html",
-                                      "PHA+eA==", "Content-Transfer-Encoding: base64\n"),
-                                 kImage})),
-            kNone, "<p>x", false, true},
-        Row{"FirstOfEachTypeWins",
-            mail(multi("alternative", {kPlain, part("text/plain", "second"), kHtml})), "plain",
-            "<p>html", true, true}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MailBodies, SayWhyThereIsNone) {
   TnoEmail email;

@@ -31,7 +31,7 @@ TEST(EncodedWords, BecomeUtf8) {
   } const rows[] = {
       {"blank between words", "=?utf-8?Q?a_b?= =?utf-8?Q?c?=", "a bc"},
       {"tab between words", "=?utf-8?Q?a?= \t =?utf-8?Q?b?=", "ab"},
-      {"latin", "=?iso-8859-1?Q?caf=E9?=", "caf\xC3\xA9"},
+      {"latin", "=?iso-8859-1?Q?caf=E9?=", "café"},
       {"unknown charset", "=?bogus?B?QUJD?=", "ABC"},
       {"unknown charset keeps its bytes", "=?bogus?Q?=E9?=", "\xE9"},
       {"text on both sides", "x=?utf-8?B?QUJD?=y", "xABCy"},
@@ -50,12 +50,12 @@ TEST(EncodedWords, BecomeUtf8) {
       {"first end wins", "=?utf-8?Q?a?=b?=", "ab?="},
       {"small letters", "=?UTF-8?q?a?==?UTF-8?b?QUJD?=", "aABC"},
       {"any other encoding is Q", "=?utf-8?X?a=42?=", "aB"},
-      {"8bit means utf-8", "=?8BIT?Q?=C3=A9?=", "\xC3\xA9"},
-      {"character cut across words", "=?utf-8?B?w6nD?= =?utf-8?B?qQ==?=", "\xC3\xA9\xC3\xA9"},
+      {"8bit means utf-8", "=?8BIT?Q?=C3=A9?=", "é"},
+      {"character cut across words", "=?utf-8?B?w6nD?= =?utf-8?B?qQ==?=", "éé"},
       {"NUL bytes go", "=?utf-8?Q?a=00b?=", "ab"},
-      {"short charset name is ANSI", "=?x?Q?=E9?=", "\xC3\xA9"},
+      {"short charset name is ANSI", "=?x?Q?=E9?=", "é"},
       {"undefined bytes go", "=?windows-1252?Q?a=81b?=", "ab"},
-      {"iso-2022-jp", "=?iso-2022-jp?B?GyRCRnxLXBsoQg==?=", "\xE6\x97\xA5\xE6\x9C\xAC"},
+      {"iso-2022-jp", "=?iso-2022-jp?B?GyRCRnxLXBsoQg==?=", "日本"},
       {"only blanks", "  \t", ""},
       {"no word", " plain ", " plain "},
       {"begins like a word", "a =? b", "a "},
@@ -75,7 +75,7 @@ TEST(EncodedWords, QDecoderDropsWhatMayNotStand) {
       {"escape at the end", "a=4", "a=4"},
       {"escape with one place", "=", "="},
       {"bad digits", "=4G=zz", "=4G=zz"},
-      {"small digits", "=c3=a9", "\xC3\xA9"},
+      {"small digits", "=c3=a9", "é"},
       {"control bytes and question marks", "a\t\x01?b\x7F", "ab"},
       {"high bytes from 160", "\x80\x9F\xA0\xFF", "\xA0\xFF"},
   };
@@ -90,17 +90,6 @@ TEST(EncodedWords, KeepTheirCharsetWithoutConversion) {
   DataBuffer out;
   ContentCoding().QB_Decode(StringBuffer("x =?iso-8859-1?Q?=E9?= =?utf-8?Q?=C3=A9?="), out);
   EXPECT_EQ(out.view(), "x \xE9\xC3\xA9");
-}
-
-TEST(EncodedWords, AreReportedWhenTheCharsetIsUnknown) {
-  _tnLogger log;
-  log.setVerbose(true);
-  StringBuffer value("=?bogus?B?QUJD?= =?bad?Q?x?=");
-  ContentCoding().QB_DecodeToUtf8(value, log);
-  StringBuffer story;
-  log.getText(story);
-  EXPECT_TRUE(story.containsSubstring("invalidBCharset: bogus")) << story.getString();
-  EXPECT_TRUE(story.containsSubstring("invalidQCharset: bad")) << story.getString();
 }
 
 TEST(EncodedWords, ShortFormActsOnMarkedTextsOnly) {
@@ -148,20 +137,17 @@ TEST(StarEncoding, DecodesValuesWithAndWithoutALabel) {
     std::string text;
     const char* label;
   } const rows[] = {
-      {"utf-8", "utf-8''caf%C3%A9", "", "caf\xC3\xA9", "utf-8"},
-      {"latin", "iso-8859-1''caf%E9", "", "caf\xC3\xA9", "iso-8859-1"},
-      {"label in capitals", "ISO-8859-1''caf%E9", "", "caf\xC3\xA9", "iso-8859-1"},
+      {"utf-8", "utf-8''caf%C3%A9", "", "café", "utf-8"},
+      {"latin", "iso-8859-1''caf%E9", "", "café", "iso-8859-1"},
+      {"label in capitals", "ISO-8859-1''caf%E9", "", "café", "iso-8859-1"},
       // The zeros of UTF-16, at the end too, are part of its letters.
-      {"utf-16", "utf-16le''a%00%E9%00b%00", "",
-       "a\xC3\xA9"
-       "b",
-       "utf-16le"},
+      {"utf-16", "utf-16le''a%00%E9%00b%00", "", "aéb", "utf-16le"},
       {"utf-32", "utf-32be''%00%00%00a", "", "a", "utf-32be"},
-      {"unknown label", "bogus''caf%C3%A9", "", "caf\xC3\xA9", "bogus"},
+      {"unknown label", "bogus''caf%C3%A9", "", "café", "bogus"},
       {"a language hides the label", "utf-8'en'caf%C3%A9", "", "utf-8'en'caf\xC3\xA9", ""},
-      {"default", "caf%E9", "iso-8859-1", "caf\xC3\xA9", "iso-8859-1"},
-      {"unknown default", "caf%C3%A9", "bogus", "caf\xC3\xA9", "bogus"},
-      {"no default", "caf%C3%A9", "", "caf\xC3\xA9", ""},
+      {"default", "caf%E9", "iso-8859-1", "café", "iso-8859-1"},
+      {"unknown default", "caf%C3%A9", "bogus", "café", "bogus"},
+      {"no default", "caf%C3%A9", "", "café", ""},
       {"bad escapes stay", "utf-8''100%25 %4 %zz%", "", "100% %4 %zz%", "utf-8"},
       {"nothing", "", "", "", ""},
   };

@@ -45,92 +45,68 @@ void check(const std::vector<Row>& rows) {
 
 TEST(EncodingConvert, SingleBytePages) {
   check({
-      {"1252", 1252, 65001, "caf\xE9 \x80", "caf\xC3\xA9 \xE2\x82\xAC"},
-      {"holes vanish", 1252, 65001,
-       "a\x81\x8D\x8F\x90\x9D"
-       "b",
-       "ab", true},
+      {"1252", 1252, 65001, "caf\xE9 \x80", "café €"},
+      {"holes vanish", 1252, 65001, "a\x81\x8D\x8F\x90\235b", "ab", true},
       {"28591 has controls", 28591, 65001, "\x80", "\xC2\x80"},
       {"NUL vanishes", 1252, 65001, "a\0\0b"sv, "ab"},
       {"NUL stays in UTF-16", 1252, 1200, "a\0"sv, "a\0\0\0"sv},
-      {"Cyrillic", 1251, 65001, "\xCF\xF0\xE8", "\xD0\x9F\xD1\x80\xD0\xB8"},
+      {"Cyrillic", 1251, 65001, "\xCF\xF0\xE8", "При"},
       {"page to page", 1251, 20866, "\xCF\xF0", "\xF0\xD2"},
       {"EBCDIC", 37, 65001, "\xC8\xC9", "HI"},
       {"to EBCDIC", 65001, 37, "HI", "\xC8\xC9"},
-      {"what the target lacks vanishes", 65001, 1252, "a\xD0\x9F\xF0\x9F\x98\x80z", "az", true},
+      {"what the target lacks vanishes", 65001, 1252, "aП😀z", "az", true},
       {"to us-ascii", 28591, 20127, "caf\xE9", "caf", true},
-      {"437 mu", 437, 65001, "\xE6", "\xC2\xB5"},
-      {"Mac", 10000, 65001, "\x8E", "\xC3\xA9"},
-      {"Mac Croatian", 10082, 65001, "\xA9\xB9", "\xC5\xA0\xC5\xA1"},
+      {"437 mu", 437, 65001, "\xE6", "µ"},
+      {"Mac", 10000, 65001, "\x8E", "é"},
+      {"Mac Croatian", 10082, 65001, "\xA9\xB9", "Šš"},
   });
 }
 
 TEST(EncodingConvert, TwoBytePages) {
   check({
-      {"932", 932, 65001, "\x93\xFA\x96{ \xB1", "\xE6\x97\xA5\xE6\x9C\xAC \xEF\xBD\xB1"},
-      {"936", 936, 65001, "\xD6\xD0\xCE\xC4", "\xE4\xB8\xAD\xE6\x96\x87"},
-      {"949", 949, 65001, "\xC7\xD1", "\xED\x95\x9C"},
-      {"950", 950, 65001, "\xA4\xA4", "\xE4\xB8\xAD"},
-      {"EUC-JP", 51932, 65001, "\xC6\xFC\x8E\xB1\x8F\xB0\xA1",
-       "\xE6\x97\xA5\xEF\xBD\xB1\xE4\xB8\x82"},
-      {"to EUC-JP", 65001, 51932, "\xE6\x97\xA5\xEF\xBD\xB1\xE4\xB8\x82",
-       "\xC6\xFC\x8E\xB1\x8F\xB0\xA1"},
-      {"EUC-KR is part of 949", 51949, 65001, "\xC7\xD1\x81\x41x", "\xED\x95\x9Cx", true},
-      {"EUC-CN is part of 936", 51936, 65001, "\xD6\xD0\x81\x40x", "\xE4\xB8\xADx", true},
-      {"a bad lead takes two", 936, 65001,
-       "a\xFF\x41"
-       "b",
-       "ab", true},
+      {"932", 932, 65001, "\x93\xFA\x96{ \xB1", "日本 ｱ"},
+      {"936", 936, 65001, "\xD6\xD0\xCE\xC4", "中文"},
+      {"949", 949, 65001, "\xC7\xD1", "한"},
+      {"950", 950, 65001, "\xA4\xA4", "中"},
+      {"EUC-JP", 51932, 65001, "\xC6\xFC\x8E\xB1\x8F\xB0\xA1", "日ｱ丂"},
+      {"to EUC-JP", 65001, 51932, "日ｱ丂", "\xC6\xFC\x8E\xB1\x8F\xB0\xA1"},
+      {"EUC-KR is part of 949", 51949, 65001, "\xC7\xD1\x81\x41x", "한x", true},
+      {"EUC-CN is part of 936", 51936, 65001, "\xD6\xD0\x81\x40x", "中x", true},
+      {"a bad lead takes two", 936, 65001, "a\377Ab", "ab", true},
       {"four-byte GB 18030 is outside", 936, 65001, "a\x81\x30\x81\x30z", "az", true},
       {"a lone lead at the end", 932, 65001, "a\x93", "a", true},
       {"a bad pair takes one elsewhere", 20936, 65001, "\x81\x40x", "@x", true},
-      {"extension kanji as Windows writes them", 65001, 932, "\xE9\xAB\x99", "\xFB\xFC"},
-      {"Mac Japanese", 10001, 65001, "\x93\xFA\x80\xFE", "\xE6\x97\xA5\\\xE2\x84\xA2"},
-      {"Mac Chinese", 10008, 65001, "\xD6\xD0\xA0", "\xE4\xB8\xAD\xC2\xA0"},
-      {"Mac Chinese, traditional", 10002, 65001, "\xA4\xA4", "\xE4\xB8\xAD"},
-      {"Mac Korean", 10003, 65001, "\xC7\xD1", "\xED\x95\x9C"},
-      {"johab", 1361, 65001, "\xD0\x65", "\xED\x95\x9C"},
-      {"T.61", 20261, 65001,
-       "\xC2"
-       "e",
-       "\xC3\xA9"},
+      {"extension kanji as Windows writes them", 65001, 932, "髙", "\xFB\xFC"},
+      {"Mac Japanese", 10001, 65001, "\x93\xFA\x80\xFE", "日\\™"},
+      {"Mac Chinese", 10008, 65001, "\xD6\xD0\xA0", "中\xC2\xA0"},
+      {"Mac Chinese, traditional", 10002, 65001, "\xA4\xA4", "中"},
+      {"Mac Korean", 10003, 65001, "\xC7\xD1", "한"},
+      {"johab", 1361, 65001, "\xD0\x65", "한"},
+      {"T.61", 20261, 65001, "\302e", "é"},
   });
 }
 
 TEST(EncodingConvert, UnicodeForms) {
   check({
       {"BOM overrides the name", 1200, 65001, "\xFE\xFF\0A"sv, "A"},
-      {"BOM overrides the other way", 1201, 65001,
-       "\xFF\xFE"
-       "A\0"sv,
-       "A"},
+      {"BOM overrides the other way", 1201, 65001, "\xFF\376A\0"sv, "A"},
       {"only a BOM", 1200, 65001, "\xFF\xFE", ""},
-      {"UTF-8 BOM", 65001, 1252, "\xEF\xBB\xBF\xC3\xA9", "\xE9"},
-      {"BOM of another family is text", 1252, 65001, "\xFF\xFE", "\xC3\xBF\xC3\xBE"},
+      {"UTF-8 BOM", 65001, 1252, "\xEF\xBB\xBFé", "\xE9"},
+      {"BOM of another family is text", 1252, 65001, "\xFF\xFE", "ÿþ"},
       {"UTF-32 BOM overrides", 12000, 65001, "\0\0\xFE\xFF\0\0\0A"sv, "A"},
-      {"surrogate pair", 1201, 65001, "\xD8\x3D\xDE\x00"sv, "\xF0\x9F\x98\x80"},
-      {"unpaired surrogates", 1201, 65001, "\xDE\x00\0a\xD8\x3D"sv,
-       "\xED\xB8\x80"
-       "a\xED\xA0\xBD"},
+      {"surrogate pair", 1201, 65001, "\xD8\x3D\xDE\x00"sv, "😀"},
+      {"unpaired surrogates", 1201, 65001, "\xDE\x00\0a\xD8\x3D"sv, "\xED\xB8\200a\xED\xA0\xBD"},
       {"U+0000 is skipped", 1200, 65001, "a\0\0\0b\0"sv, "ab"},
-      {"to big-endian", 65001, 1201, "A\xE2\x82\xAC", "\0A\x20\xAC"sv},
+      {"to big-endian", 65001, 1201, "A€", "\0A\x20\xAC"sv},
       {"byte order", 1201, 1200, "\0A\x20\xAC"sv, "A\0\xAC\x20"sv},
       {"byte order back", 1200, 1201, "A\0\xAC\x20"sv, "\0A\x20\xAC"sv},
       {"to UTF-32", 1252, 12000, "\x80", "\xAC\x20\0\0"sv},
-      {"to UTF-32 big-endian", 65001, 65006, "\xF0\x9F\x98\x80", "\0\x01\xF6\0"sv},
-      {"from UTF-32", 65005, 65001, "\0\xF6\x01\0A\0\0\0"sv,
-       "\xF0\x9F\x98\x80"
-       "A"},
+      {"to UTF-32 big-endian", 65001, 65006, "😀", "\0\x01\xF6\0"sv},
+      {"from UTF-32", 65005, 65001, "\0\xF6\x01\0A\0\0\0"sv, "😀A"},
       {"bad UTF-8 to UTF-32", 65001, 12000, "\xEF\xBB\xBF\x80z", "z\0\0\0"sv, true},
       {"UTF-32 out of range", 12000, 65001, "\0\0\x11\0A\0\0\0B"sv, "A", true},
-      {"bad UTF-8 takes what the lead promises", 65001, 1252,
-       "a\xE9"
-       "bcd",
-       "ad", true},
-      {"stray continuation", 65001, 1252,
-       "a\x80"
-       "b",
-       "ab", true},
+      {"bad UTF-8 takes what the lead promises", 65001, 1252, "a\351bcd", "ad", true},
+      {"stray continuation", 65001, 1252, "a\200b", "ab", true},
       {"five-byte form", 65001, 1252, "a\xF8xxxxb", "ab", true},
       {"cut at the end", 65001, 1252, "a\xE2\x82", "a", true},
   });
@@ -138,47 +114,41 @@ TEST(EncodingConvert, UnicodeForms) {
 
 TEST(EncodingConvert, SevenBitForms) {
   check({
-      {"UTF-7", 65000, 65001, "Hi +AKM- +2D3eAA-!+-", "Hi \xC2\xA3 \xF0\x9F\x98\x80!+"},
-      {"UTF-7 without closing", 65000, 65001, "+AKM. x", "\xC2\xA3. x"},
-      {"to UTF-7", 65001, 65000, "A+\xC2\xA3~b", "A+-+AKMAfg-b"},
-      {"ISO-2022-JP", 50220, 65001, "a\x1B$BF|K\\\x1B(Bz",
-       "a\xE6\x97\xA5\xE6\x9C\xAC"
-       "z"},
-      {"a line end closes it", 50222, 65001, "\x1B$BF|\nok", "\xE6\x97\xA5\nok"},
-      {"katakana by escape", 50221, 65001, "\x1B(I1\x1B(J1",
-       "\xEF\xBD\xB1"
-       "1"},
+      {"UTF-7", 65000, 65001, "Hi +AKM- +2D3eAA-!+-", "Hi £ 😀!+"},
+      {"UTF-7 without closing", 65000, 65001, "+AKM. x", "£. x"},
+      {"to UTF-7", 65001, 65000, "A+£~b", "A+-+AKMAfg-b"},
+      {"ISO-2022-JP", 50220, 65001, "a\x1B$BF|K\\\x1B(Bz", "a日本z"},
+      {"a line end closes it", 50222, 65001, "\x1B$BF|\nok", "日\nok"},
+      {"katakana by escape", 50221, 65001, "\x1B(I1\x1B(J1", "ｱ1"},
       {"katakana by shift", 50222, 65001,
        "\x0E"
        "1\x0F"
        "1",
-       "\xEF\xBD\xB1"
-       "1"},
+       "ｱ1"},
       {"other sets are dropped", 50222, 65001, "a\x1B$(D0!\x1B(Bz", "az", true},
       {"to 932 it is only rewritten", 50220, 932, "\x1B$BF|\x1B(B", "\x93\xFA"},
-      {"to ISO-2022-JP", 65001, 50220, "a\xE6\x97\xA5\xEF\xBD\xB1", "a\x1B$BF|\x1B(I1\x1B(B"},
-      {"vendor kanji inside the rows", 65001, 50220, "\xE9\xAB\x99", "\x1B$B|b\x1B(B"},
-      {"ISO-2022-KR", 50225, 65001, "\x1B$)Ca\x0EGQ\x0Fz", "a\xED\x95\x9Cz"},
-      {"to ISO-2022-KR", 65001, 50225, "a\xED\x95\x9C", "\x1B$)Ca\x0EGQ\x0F"},
-      {"GSM", 55000, 65001, "\x00\x65\x1B\x65\x1B\x3C"sv, "@e\xE2\x82\xAC["},
-      {"to GSM", 65001, 55000, "@\xE2\x82\xAC\xC3\xA9\xE6\x97\xA5", "\x00\x1B\x65\x05"sv, true},
+      {"to ISO-2022-JP", 65001, 50220, "a日ｱ", "a\x1B$BF|\x1B(I1\x1B(B"},
+      {"vendor kanji inside the rows", 65001, 50220, "髙", "\x1B$B|b\x1B(B"},
+      {"ISO-2022-KR", 50225, 65001, "\x1B$)Ca\x0EGQ\x0Fz", "a한z"},
+      {"to ISO-2022-KR", 65001, 50225, "a한", "\x1B$)Ca\x0EGQ\x0F"},
+      {"GSM", 55000, 65001, "\x00\x65\x1B\x65\x1B\x3C"sv, "@e€["},
+      {"to GSM", 65001, 55000, "@€é日", "\x00\x1B\x65\x05"sv, true},
       {"GSM to a page", 55000, 1252, "\x05", "\xE9"},
       {"page to GSM", 1252, 55000, "\xE9", "\x05"},
       {"us-ascii to Latin keeps 8-bit bytes", 20127, 28591, "a\xE9", "a\xE9"},
       {"us-ascii to UTF-8 keeps them too", 20127, 65001, "a\xE9", "a\xE9"},
       {"us-ascii elsewhere drops them", 20127, 932, "a\xE9z", "az", true},
       {"us-ascii to UTF-16", 20127, 1200, "a\xE9z", "a\0z\0"sv, true},
-      {"HZ", 52936, 65001, "a~{VP~}z", "a\xE4\xB8\xADz"},
-      {"to HZ and back to plain", 65001, 52936, "\xE4\xB8\xAD!", "~{VP~}!"},
-      {"EBCDIC with kanji", 50930, 65001, "\x0E\x45\x41\x0F", "\xE4\xB8\x80"},
+      {"HZ", 52936, 65001, "a~{VP~}z", "a中z"},
+      {"to HZ and back to plain", 65001, 52936, "中!", "~{VP~}!"},
+      {"EBCDIC with kanji", 50930, 65001, "\x0E\x45\x41\x0F", "一"},
   });
 }
 
 TEST(EncodingConvert, MacArabicIsPutInReadingOrder) {
   // Right-to-left blank, digit one and two letters as they stand on the screen.
   EncodingConvert convert;
-  EXPECT_EQ(converted(convert, 10004, 65001, "a\xC8\xC7\xA0\xB1z\x80"),
-            "a\xD9\xA1 \xD8\xA7\xD8\xA8z\xC3\x84");
+  EXPECT_EQ(converted(convert, 10004, 65001, "a\xC8\xC7\xA0\xB1z\x80"), "a١ ابzÄ");
 }
 
 TEST(EncodingConvert, WaysRoundTheConversion) {
@@ -204,7 +174,7 @@ TEST(EncodingConvert, FalseForWhatCannotBeConverted) {
   EXPECT_FALSE(convert.ChConvert2(name, 65001, "a", 1, out, log));
   EXPECT_FALSE(convert.ChConvert3p(65001, "no such charset", "a", 1, out, log));
   EXPECT_TRUE(convert.ChConvert2p("Latin1", 65001, "\xE9", 1, out, log));
-  EXPECT_EQ(out.view(), "\xC3\xA9");
+  EXPECT_EQ(out.view(), "é");
 }
 
 TEST(EncodingConvert, AnOddUtf16LengthIsFalseWithTheRestConverted) {
@@ -228,13 +198,13 @@ TEST(EncodingConvert, ErrorActions) {
     std::string_view out;
   } const rows[] = {
       {"default bytes", 1, 1252, 65001, "a\x81z", "a??z"},
-      {"default bytes for a character", 1, 65001, 1252, "a\xD0\x9Fz", "a??z"},
+      {"default bytes for a character", 1, 65001, 1252, "aПz", "a??z"},
       {"hex entity of a byte", 2, 1252, 65001, "a\x8Fz\x81", "a&#x8F;z&#x81;"},
       {"hex entity of a pair", 2, 932, 65001, "\xFC\xFCz", "&#xFCFC;z"},
       {"hex entity of bad UTF-8", 2, 65001, 28591, "a\xE9 zz", "a&#xE9207A;z"},
-      {"hex entity of a character", 2, 65001, 1252, "\xD0\x9F", "&#x041F;"},
-      {"hex entity above the BMP", 2, 65001, 1252, "\xF0\x9F\x98\x80", "&#x01F600;"},
-      {"another page", 6, 65001, 1252, "\xD0\x9Fz", "\xCFz"},
+      {"hex entity of a character", 2, 65001, 1252, "П", "&#x041F;"},
+      {"hex entity above the BMP", 2, 65001, 1252, "😀", "&#x01F600;"},
+      {"another page", 6, 65001, 1252, "Пz", "\xCFz"},
       {"raw bytes", 7, 1252, 65001, "a\x81z\xE9", "a\x81z\xC3\xA9"},
       {"raw bytes of bad UTF-8", 7, 65001, 28591, "\xC3\xA9\xFF", "\xE9\xFF"},
       {"raw bytes into UTF-16", 7, 1252, 1200, "a\x81", "a\0\x81"sv},
@@ -281,7 +251,7 @@ TEST(EncodingConvert, LongTextsSurviveThePieces) {
   std::string utf8;
   std::string latin;
   for (int i = 0; i < 20000; ++i) {
-    utf8 += i % 37 == 0 ? "\xC3\xA9" : "x";
+    utf8 += i % 37 == 0 ? "é" : "x";
     latin += i % 37 == 0 ? "\xE9" : "x";
   }
   EncodingConvert convert;
@@ -290,27 +260,11 @@ TEST(EncodingConvert, LongTextsSurviveThePieces) {
   // A surrogate pair at every offset against the end of a piece.
   for (std::size_t lead = 0; lead < 3; ++lead) {
     std::string text(lead, 'x');
-    for (int i = 0; i < 5000; ++i) text += "\xF0\x9F\x98\x80";
+    for (int i = 0; i < 5000; ++i) text += "😀";
     const std::string wide = converted(convert, 65001, 1200, text);
     EXPECT_EQ(wide.size(), 2 * lead + 20000);
     EXPECT_EQ(converted(convert, 1200, 65001, wide), text);
   }
-}
-
-TEST(EncodingConvert, LogsThePagesOnlyWhenVerbose) {
-  _tnLogger log;
-  EncodingConvert convert;
-  DataBuffer out;
-  StringBuffer text;
-  convert.EncConvert(65001, 1252, "\xFF", out, log);
-  log.getText(text);
-  EXPECT_EQ(text.view(), "");
-  log.setVerbose(true);
-  convert.EncConvert(65001, 1252, "\xFF", out, log);
-  log.getText(text);
-  EXPECT_EQ(text.view(),
-            "EncConvert:\n    fromCodePage: 65001\n    toCodePage: 1252\n"
-            "    Found invalid utf-8 when trying to convert to utf-16.\n--EncConvert\n");
 }
 
 TEST(EncodingConvert, ThreadsMayMeetAtTheFirstUseOfAPage) {
@@ -328,7 +282,7 @@ TEST(EncodingConvert, ThreadsMayMeetAtTheFirstUseOfAPage) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (const std::string& result : results) EXPECT_EQ(result, "\xED\x95\x9C\xC3\xB0");
+  for (const std::string& result : results) EXPECT_EQ(result, "한ð");
 }
 
 TEST(StringBufferConvert, SkipsWhatNeedsNoConversion) {
@@ -346,7 +300,7 @@ TEST(StringBufferConvert, SkipsWhatNeedsNoConversion) {
       {"437 to 1252, 7-bit", 437, 1252, "abc", "abc"},
       {"437 to 1252, 8-bit", 437, 1252, "\x82", "\xE9"},
       {"a page that cannot be converted", 29001, 65001, "\xE9", ""},
-      {"Latin to UTF-8", 28591, 65001, "\xE9", "\xC3\xA9"},
+      {"Latin to UTF-8", 28591, 65001, "\xE9", "é"},
   };
   for (const auto& row : rows) {
     StringBuffer sb(row.in);

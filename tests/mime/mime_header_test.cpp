@@ -128,41 +128,38 @@ TEST_F(MimeHeaderTest, DecidesTheCharset) {
   } const rows[] = {
       {"7-bit", "Subject: a", 0, "", 0, "a"},
       {"7-bit whatever is known", "Subject: a", 65001, "koi8-r", 0, "a"},
-      {"word", "Subject: =?iso-8859-2?Q?=B1?=", 0, "", 28592, "\xC4\x85"},
+      {"word", "Subject: =?iso-8859-2?Q?=B1?=", 0, "", 28592, "ą"},
       {"word in a charset unknown", "Subject: =?bogus?Q?a?=", 0, "", 0, "a"},
-      {"word and UTF-8", "Subject: \xC3\xA9 =?iso-8859-2?Q?=B1?=", 0, "", 65001,
-       "\xC3\xA9 \xC4\x85"},
-      {"word and other bytes", "X: =?iso-8859-2?Q?a?=\r\nSubject: \xB1", 0, "", 28592, "\xC4\x85"},
-      {"mark without a word", "Subject: ?Q? \xE9", 0, "", 0, "?Q? \xC3\xA9"},
-      {"known", "Subject: \xE9", 28592, "koi8-r", 28592, "\xC3\xA9"},
-      {"UTF-8", "Subject: \xC3\xA9", 0, "koi8-r", 65001, "\xC3\xA9"},
-      {"label in the header", "X: windows-1251\r\nSubject: \xE9", 0, "koi8-u", 1251, "\xD0\xB9"},
-      {"digit of the label", "X: iso-8859-5\r\nSubject: \xE9", 0, "", 28595, "\xD1\x89"},
+      {"word and UTF-8", "Subject: é =?iso-8859-2?Q?=B1?=", 0, "", 65001, "é ą"},
+      {"word and other bytes", "X: =?iso-8859-2?Q?a?=\r\nSubject: \xB1", 0, "", 28592, "ą"},
+      {"mark without a word", "Subject: ?Q? \xE9", 0, "", 0, "?Q? é"},
+      {"known", "Subject: \xE9", 28592, "koi8-r", 28592, "é"},
+      {"UTF-8", "Subject: é", 0, "koi8-r", 65001, "é"},
+      {"label in the header", "X: windows-1251\r\nSubject: \xE9", 0, "koi8-u", 1251, "й"},
+      {"digit of the label", "X: iso-8859-5\r\nSubject: \xE9", 0, "", 28595, "щ"},
       {"header label in capitals counts as one of the text", "X: ISO-8859-5\r\nSubject: \xE9", 0,
-       "", 28595, "\xD1\x89"},
-      {"koi8-u", "X: koi8-u\r\nSubject: \xA4", 0, "", 21866, "\xD1\x94"},
+       "", 28595, "щ"},
+      {"koi8-u", "X: koi8-u\r\nSubject: \xA4", 0, "", 21866, "є"},
       {"label in the body", "Subject: \xB1\xB1\r\n\r\n<meta charset=GB2312>", 0, "koi8-r", 936,
-       "\xE5\x8C\x97"},
+       "北"},
       {"order of the labels in the text", "Subject: \xE9\r\n\r\nkoi8-r windows-1253 iso-8859-7", 0,
-       "", 28597, "\xCE\xB9"},
+       "", 28597, "ι"},
       {"iso-8859-1 is no evidence in the body", "Subject: \xE9\r\n\r\niso-8859-1", 0, "koi8-r",
-       20866, "\xD0\x98"},
-      {"clue", "Subject: \xE9", 0, "KOI8-R", 20866, "\xD0\x98"},
-      {"unknown clue", "Subject: \xE9", 0, "bogus", 1252, "\xC3\xA9"},
-      {"shape of UTF-8", "Subject: \xC3\xA9\r\nX: \xE9", 0, "", 65001, "\xC3\xA9"},
-      {"ANSI", "Subject: \xE9", 0, "", 1252, "\xC3\xA9"},
-      {"probable byte", "Subject: \xA9", 0, "", 1252, "\xC2\xA9"},
+       20866, "И"},
+      {"clue", "Subject: \xE9", 0, "KOI8-R", 20866, "И"},
+      {"unknown clue", "Subject: \xE9", 0, "bogus", 1252, "é"},
+      {"shape of UTF-8", "Subject: \xC3\xA9\r\nX: \xE9", 0, "", 65001, "é"},
+      {"ANSI", "Subject: \xE9", 0, "", 1252, "é"},
+      {"probable byte", "Subject: \xA9", 0, "", 1252, "©"},
       {"improbable byte", "Subject: \xB0", 0, "", 65001, "\xB0"},
-      {"one improbable of four", "Subject: \xB0\xE9\xE9\xE9", 0, "", 1252,
-       "\xC2\xB0\xC3\xA9\xC3\xA9\xC3\xA9"},
+      {"one improbable of four", "Subject: \xB0\xE9\xE9\xE9", 0, "", 1252, "°ééé"},
       {"three improbable of ten", "Subject: \xB0\xB1\xB2 \xE9.\xE9.\xE9.\xE9.\xE9.\xE9.\xE9.", 0,
        "", 65001, "\xB0\xB1\xB2 \xE9.\xE9.\xE9.\xE9.\xE9.\xE9.\xE9."},
       {"BOM in a field", "Subject: \xEF\xBB\xBF\xC3\xA9\r\nX: \xE9\x8A\xE9\xE9\xE9", 28592, "",
-       28592, "\xC3\xA9"},
-      {"raw ISO-2022-JP", "Subject: \x1B$BF|K\\\x1B(B", 0, "", 65001, "\xE6\x97\xA5\xE6\x9C\xAC"},
+       28592, "é"},
+      {"raw ISO-2022-JP", "Subject: \x1B$BF|K\\\x1B(B", 0, "", 65001, "日本"},
       {"raw ISO-2022-JP beside a word",
-       "X: =?iso-2022-jp?B?GyRCRnwbKEI=?=\r\nSubject: \x1B$BF|\x1B(B", 0, "", 65001,
-       "\xE6\x97\xA5"},
+       "X: =?iso-2022-jp?B?GyRCRnwbKEI=?=\r\nSubject: \x1B$BF|\x1B(B", 0, "", 65001, "日"},
       {"escape beside another word", "X: =?utf-8?Q?a?=\r\nSubject: \x1B$BF|\x1B(B", 0, "", 65001,
        "\x1B$BF|\x1B(B"},
   };
@@ -172,28 +169,6 @@ TEST_F(MimeHeaderTest, DecidesTheCharset) {
     EXPECT_EQ(header_.getDetectedCP(), row.codePage) << row.name;
     EXPECT_EQ(value("subject"), row.subject) << row.name;
   }
-}
-
-TEST_F(MimeHeaderTest, TellsTheStoryOfTheDecision) {
-  _tnLogger log;
-  log.setVerbose(true);
-  header_.loadMimeHeaderText("Subject: \xB0\n\nbody", kEnd, 0, nullptr, log);
-  StringBuffer story;
-  log.getText(story);
-  std::size_t at = 0;
-  for (const char* line :
-       {"Found LFLF to terminate MIME header, but not CRLFCRLF.",
-        "No code page detected yet, check to see if header is valid ANSI...",
-        "All of the bytes are valid ANSI chars.", "Using utf-8 because of improbable ANSI bytes...",
-        "FinalCodePageDecision: 65001"}) {
-    at = story.view().find(line, at);
-    EXPECT_NE(at, std::string_view::npos) << line << " in " << story.getString();
-  }
-  _tnLogger silent;
-  header_.loadMimeHeaderText("Subject: \xB0\n\nbody", kEnd, 0, nullptr, silent);
-  story.clear();
-  silent.getText(story);
-  EXPECT_TRUE(story.isEmpty()) << story.getString();
 }
 
 TEST_F(MimeHeaderTest, ValuesByKind) {
@@ -342,25 +317,23 @@ TEST_F(MimeHeaderTest, EncodesWhatIsNot7Bit) {
     int codePage;
     std::string written;
   } const rows[] = {
-      {"in the message's charset", "Subject: un caf\xC3\xA9", 28591,
+      {"in the message's charset", "Subject: un café", 28591,
        "Subject: =?iso-8859-1?Q?un_caf=E9?="},
-      {"a charset that cannot hold it", "Subject: fifty \xE2\x82\xAC", 28591,
+      {"a charset that cannot hold it", "Subject: fifty €", 28591,
        "Subject: =?utf-8?Q?fifty_=E2=82=AC?="},
-      {"no charset", "Subject: \xD0\x9F\xD1\x80\xD0\xB8", 0, "Subject: =?utf-8?B?0J/RgNC4?="},
-      {"us-ascii", "Subject: un caf\xC3\xA9", 20127, "Subject: =?utf-8?Q?un_caf=C3=A9?="},
-      {"only the name of an address", "To: J\xC3\xB6rg D <j@d.e>, \"Xxxx, \xC3\xA9\" <x@y.z>",
-       65001, "To: =?utf-8?Q?J=C3=B6rg_D?= <j@d.e>, =?utf-8?Q?Xxxx=2C_=C3=A9?= <x@y.z>"},
-      {"an address itself", "To: j\xC3\xB6@d.e", 65001, "To: j\xC3\xB6@d.e"},
-      {"inside the quotes of an attribute",
-       "Content-Disposition: attachment; filename=\"a \xC3\xA9.txt\"", 65001,
-       "Content-Disposition: attachment; filename=\"=?utf-8?Q?a_=C3=A9=2Etxt?=\""},
-      {"unquoted attribute", "Content-Disposition: attachment; filename=\xC3\xA9; size=1", 65001,
+      {"no charset", "Subject: При", 0, "Subject: =?utf-8?B?0J/RgNC4?="},
+      {"us-ascii", "Subject: un café", 20127, "Subject: =?utf-8?Q?un_caf=C3=A9?="},
+      {"only the name of an address", "To: Jörg D <j@d.e>, \"Xxxx, é\" <x@y.z>", 65001,
+       "To: =?utf-8?Q?J=C3=B6rg_D?= <j@d.e>, =?utf-8?Q?Xxxx=2C_=C3=A9?= <x@y.z>"},
+      {"an address itself", "To: jö@d.e", 65001, "To: jö@d.e"},
+      {"inside the quotes of an attribute", "Content-Disposition: attachment; filename=\"a é.txt\"",
+       65001, "Content-Disposition: attachment; filename=\"=?utf-8?Q?a_=C3=A9=2Etxt?=\""},
+      {"unquoted attribute", "Content-Disposition: attachment; filename=é; size=1", 65001,
        "Content-Disposition: attachment; filename=\"=?utf-8?B?w6k=?=\"; size=1"},
       {"location", "Content-Location: http://x/\xC3\xA9?a=b", 65001,
        "Content-Location: =?utf-8?Q?http=3A//x/=C3=A9=3Fa=3Db?="},
-      {"words are left", "To: =?utf-8?Q?a?= \xC3\xA9 <a@b>", 65001,
-       "To: =?utf-8?Q?a?= \xC3\xA9 <a@b>"},
-      {"not allowed", "User-Agent: \xC3\xA9", 65001, "User-Agent: \xC3\xA9"},
+      {"words are left", "To: =?utf-8?Q?a?= é <a@b>", 65001, "To: =?utf-8?Q?a?= é <a@b>"},
+      {"not allowed", "User-Agent: é", 65001, "User-Agent: é"},
   };
   for (const auto& row : rows) {
     load(row.line + std::string(kEnd), 65001);
@@ -371,20 +344,19 @@ TEST_F(MimeHeaderTest, EncodesWhatIsNot7Bit) {
 // What is written is read back as the same values, whatever they hold and in whatever charset.
 TEST_F(MimeHeaderTest, ReadsBackWhatItWrote) {
   std::string cyrillic;
-  for (int i = 0; i < 60; ++i) cyrillic += "\xD0\x9F\xD1\x80\xD0\xB8 ";
+  for (int i = 0; i < 60; ++i) cyrillic += "При ";
   std::string latin;
-  for (int i = 0; i < 60; ++i) latin += "caf\xC3\xA9  au lait, ";
-  const std::vector<std::string> values = {
-      "plain",
-      "",
-      cyrillic,
-      latin,
-      std::string(500, 'x'),
-      "a  b" + std::string(90, ' ') + "c",
-      "\xB0 raw byte",
-      "\xF0\x9F\x98\x80 smile",
-      "=5F_? odd \xC3\xA9",
-      "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E " + std::string(200, 'y')};
+  for (int i = 0; i < 60; ++i) latin += "café  au lait, ";
+  const std::vector<std::string> values = {"plain",
+                                           "",
+                                           cyrillic,
+                                           latin,
+                                           std::string(500, 'x'),
+                                           "a  b" + std::string(90, ' ') + "c",
+                                           "\xB0 raw byte",
+                                           "😀 smile",
+                                           "=5F_? odd é",
+                                           "日本語 " + std::string(200, 'y')};
   for (const int codePage : {65001, 28591, 20866, 50220, 936, 0}) {
     for (const std::string& each : values) {
       for (const char* name : {"Subject", "Content-Location", "Comments"}) {
@@ -408,10 +380,7 @@ TEST_F(MimeHeaderTest, ReadsBackWhatItWrote) {
 
 TEST_F(MimeHeaderTest, KeepsEncodedLinesShort) {
   std::string text;
-  for (int i = 0; i < 100; ++i)
-    text +=
-        "\xD0\x9F\xE2\x82\xAC"
-        "a ";
+  for (int i = 0; i < 100; ++i) text += "П€a ";
   for (const char* name : {"Subject", "To", "X-A-Rather-Long-Name-For-A-Field-Of-A-Message"}) {
     header_.clear();
     header_.addMimeField(name, text + "<a@b>", log_);
@@ -453,9 +422,9 @@ TEST_F(MimeHeaderTest, HostileHeadersTakeLinearTime) {
       "Content-Type: a/b; name*0=\"?B?" + repeated("name*1=\"", 500000),
       "Subject: \xE9" + repeated("windows-125", 500000),
       "Subject: \xE9" + repeated("\xEF\xBB\xBF", 500000),
-      "To: " + repeated("\"\xC3\xA9", 500000),
-      "Content-Disposition: " + repeated("a=\xC3\xA9;", 500000),
-      "Subject: \xC3\xA9" + repeated("a \"", 500000),
+      "To: " + repeated("\"é", 500000),
+      "Content-Disposition: " + repeated("a=é;", 500000),
+      "Subject: é" + repeated("a \"", 500000),
       numbered,
   };
   for (const std::string& text : texts) {

@@ -69,7 +69,6 @@ int depthOf(const MimeMessage2& mime) {
   return depth;
 }
 
-/// Processor time, so that a busy machine does not fail the tests.
 // --- the end of the header ---
 
 TEST(FindEndOfHeader, TriesTheLineEndsOfAllMailInOrder) {
@@ -260,7 +259,7 @@ TEST(MimeMessage2, RenamesABoundaryThatIsFoundInAnsiOnly) {
   MimeMessage2 mime;
   LogNull log;
   const std::string text =
-      multipart("--n\xE9s\r\n\r\none\r\n--n\xE9s\r\n\r\ntwo\r\n--n\xE9s--", "n\xC3\xA9s");
+      multipart("--n\xE9s\r\n\r\none\r\n--n\xE9s\r\n\r\ntwo\r\n--n\xE9s--", "nés");
   TnSettings::setAnsiCodePage(1252);
   ASSERT_TRUE(mime.loadMimeComplete(text, log, true));
   TnSettings::setAnsiCodePage(0);
@@ -297,17 +296,15 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
   const std::string qp = "Content-Transfer-Encoding: quoted-printable\r\n";
   const std::string b64 = "Content-Transfer-Encoding: Base64\r\n";
   const Row rows[] = {
-      {"no charset, UTF-8 shape", "", "\xC3\xA9", "\xC3\xA9", ""},
-      {"no charset, Latin-1", "", "\xE9", "\xC3\xA9", ""},
+      {"no charset, UTF-8 shape", "", "é", "é", ""},
+      {"no charset, Latin-1", "", "\xE9", "é", ""},
       {"no charset, 8-bit behind the probe stays", "", std::string(8192, 'a') + "\xE9",
        std::string(8192, 'a') + "\xE9", ""},
-      {"us-ascii with an 8-bit byte", "Content-Type: text/plain; charset=us-ascii\r\n", "\xE9",
-       "\xC3\xA9", "us-ascii"},
+      {"us-ascii with an 8-bit byte", "Content-Type: text/plain; charset=us-ascii\r\n", "\xE9", "é",
+       "us-ascii"},
       {"UTF-8 under a Latin-1 label is encoded twice",
-       "Content-Type: text/plain; charset=iso-8859-1\r\n", "\xC3\xA9", "\xC3\x83\xC2\xA9",
-       "iso-8859-1"},
-      {"iso-8859-2", "Content-Type: text/plain; charset=iso-8859-2\r\n", "\xB1", "\xC4\x85",
-       "iso-8859-2"},
+       "Content-Type: text/plain; charset=iso-8859-1\r\n", "é", "Ã©", "iso-8859-1"},
+      {"iso-8859-2", "Content-Type: text/plain; charset=iso-8859-2\r\n", "\xB1", "ą", "iso-8859-2"},
       {"attachment",
        "Content-Type: text/plain; charset=iso-8859-1\r\n"
        "Content-Disposition: Attachment\r\n",
@@ -318,24 +315,24 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
       {"JSON keeps its label and its bytes",
        "Content-Type: application/json; charset=iso-8859-1\r\n", "\xE9", "\xE9", "iso-8859-1"},
       {"application/xml is text", "Content-Type: application/xml; charset=iso-8859-1\r\n", "\xE9",
-       "\xC3\xA9", "iso-8859-1"},
+       "é", "iso-8859-1"},
       {"NUL byte makes binary", "Content-Type: text/plain; charset=iso-8859-1\r\n", "\xE9\0x"s,
        "\xE9\0x"s, "iso-8859-1"},
-      {"UTF-16", b64 + "Content-Type: text/plain; charset=utf-16le\r\n", "aADpAA==", "h\xC3\xA9",
+      {"UTF-16", b64 + "Content-Type: text/plain; charset=utf-16le\r\n", "aADpAA==", "hé",
        "unicode"},
       {"UTF-16 that is ASCII", b64 + "Content-Type: text/plain; charset=utf-16le\r\n",
        "aGVsbG8=", "hello", "unicode"},
-      {"unknown charset", "Content-Type: text/plain; charset=bogus\r\n", "\xE9", "\xC3\xA9", ""},
+      {"unknown charset", "Content-Type: text/plain; charset=bogus\r\n", "\xE9", "é", ""},
       {"base64 with a charset", b64 + "Content-Type: text/plain; charset=windows-1251\r\n",
-       "4g==", "\xD0\xB2", "windows-1251"},
+       "4g==", "в", "windows-1251"},
       {"base64 without a charset", b64, "6Q==", "\xE9", ""},
-      {"QP", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "caf=E9", "caf\xC3\xA9",
+      {"QP", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "caf=E9", "café",
        "iso-8859-1"},
       {"QP, UTF-8 with a wrong label and a word of it",
        qp + "Content-Type: text/html; charset=iso-8859-1\r\n", "<meta utf-8>=C3=A9",
-       "<meta utf-8>\xC3\xA9", "iso-8859-1"},
+       "<meta utf-8>é", "iso-8859-1"},
       {"QP with a BOM", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "=EF=BB=BF=C3=A9",
-       "\xEF\xBB\xBF\xC3\xA9", "iso-8859-1"},
+       "\xEF\xBB\xBFé", "iso-8859-1"},
       {"QP entity", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "=0020AC;", "&#8364;",
        "iso-8859-1"},
       {"QP entity in a binary", qp + "Content-Type: image/x\r\n", "=0020AC;", "\0"s + "20AC;", ""},
@@ -355,7 +352,7 @@ TEST(MimeMessage2, RelabelsWindowsTextThatSaysLatin1) {
       "Content-Transfer-Encoding: quoted-printable\r\n\r\n";
   MimeMessage2 mime;
   ASSERT_TRUE(load(mime, header + "=93hi=94 you"));
-  EXPECT_EQ(mime.getMimeBodyDb().view(), "\xE2\x80\x9Chi\xE2\x80\x9D you");
+  EXPECT_EQ(mime.getMimeBodyDb().view(), "“hi” you");
   EXPECT_TRUE(mime.getCharset().equals("windows-1252"));
   // The very last byte is not looked at.
   ASSERT_TRUE(load(mime, header + "hi=94"));
@@ -373,19 +370,6 @@ TEST(MimeMessage2, TakesAnXHtmlBodyForHtml) {
   EXPECT_EQ(value.view(), "text/html");
 }
 
-TEST(MimeMessage2, TakesTextThatCameAsUtf8AsItIs) {
-  const std::string label = "Content-Type: text/plain; charset=iso-8859-1\r\n";
-  MimeMessage2 mime;
-  LogNull log;
-  ASSERT_TRUE(mime.loadMimeComplete(label + "\r\n\xC3\xA9", log, true));
-  EXPECT_EQ(mime.getMimeBodyDb().view(), "\xC3\xA9");
-  EXPECT_TRUE(mime.getCharset().equals("iso-8859-1"));
-  // An encoded body was not touched by whoever made UTF-8 of the message.
-  ASSERT_TRUE(
-      mime.loadMimeComplete(label + "Content-Transfer-Encoding: base64\r\n\r\n6Q==", log, true));
-  EXPECT_EQ(mime.getMimeBodyDb().view(), "\xC3\xA9");
-}
-
 TEST(MimeMessage2, TakesTheCharsetOfHtmlFromItsMetaTag) {
   struct Row {
     const char* name;
@@ -396,14 +380,14 @@ TEST(MimeMessage2, TakesTheCharsetOfHtmlFromItsMetaTag) {
   };
   const Row rows[] = {
       {"as it stands", "8bit", "<meta charset=iso-8859-2>\xB1", "iso-8859-2",
-       "<meta charset=iso-8859-2>\xC4\x85"},
+       "<meta charset=iso-8859-2>ą"},
       {"quoted-printable", "quoted-printable", "<meta charset=3Diso-8859-2>=B1", "iso-8859-2",
-       "<meta charset=iso-8859-2>\xC4\x85"},
+       "<meta charset=iso-8859-2>ą"},
       {"base64", "base64", "PG1ldGEgY2hhcnNldD1pc28tODg1OS0yPrE=", "iso-8859-2",
-       "<meta charset=iso-8859-2>\xC4\x85"},
+       "<meta charset=iso-8859-2>ą"},
       {"UTF-16 without NUL bytes", "8bit", "<meta charset=utf-16>\x93", "windows-1252",
-       "<meta charset=utf-16>\xE2\x80\x9C"},
-      {"unknown name", "8bit", "<meta charset=bogus>\xB1", "", "<meta charset=bogus>\xC2\xB1"},
+       "<meta charset=utf-16>“"},
+      {"unknown name", "8bit", "<meta charset=bogus>\xB1", "", "<meta charset=bogus>±"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -454,14 +438,14 @@ TEST(HtmlCharset, StaysLinear) {
 TEST(MimeMessage2, HandsTheCharsetOfABodyToLaterHeaders) {
   // Subject bytes that no rule knows but the charset of the part before.
   const std::string text = multipart(
-      "--b\r\nContent-Type: text/plain; charset=koi8-r\r\n\r\nhello\r\n"
-      "--b\r\nSubject: \xD7\r\n\r\nhello\r\n--b--");
+      "--b\r\nContent-Type: text/plain; charset=koi8-r\r\n\r\nhello\r\n--b\r\nSubject: "
+      "\xD7\r\n\r\nhello\r\n--b--");
   MimeMessage2 mime;
   ASSERT_TRUE(load(mime, text));
   LogNull log;
   StringBuffer subject;
   ASSERT_TRUE(mime.getPart(1)->getHeaderFieldUtf8("Subject", subject, log));
-  EXPECT_EQ(subject.view(), "\xD0\xB2");
+  EXPECT_EQ(subject.view(), "в");
 }
 
 // --- fields that the entity keeps at hand ---
@@ -476,12 +460,11 @@ TEST(MimeMessage2, ReadsDispositionAndFilename) {
       {"Attachment", "attachment", ""},
       {"attachment; filename=a.txt", "attachment", "a.txt"},
       {" INLINE ;\r\n\tFileName = \"a; b.txt\"; size=3", "inline", "a; b.txt"},
-      {"attachment; filename*=utf-8''caf%C3%A9", "attachment", "caf\xC3\xA9"},
-      {"attachment; filename*0*=utf-8''caf%C3%A9; filename*1=.txt", "attachment",
-       "caf\xC3\xA9.txt"},
+      {"attachment; filename*=utf-8''caf%C3%A9", "attachment", "café"},
+      {"attachment; filename*0*=utf-8''caf%C3%A9; filename*1=.txt", "attachment", "café.txt"},
       {"attachment; filename=plain; filename*=utf-8''star", "attachment", "plain"},
       {"attachment; filename*=utf-8''star; filename=plain", "attachment", "plain"},
-      {"attachment; filename==?utf-8?Q?a=C3=A9?=", "attachment", "a\xC3\xA9"},
+      {"attachment; filename==?utf-8?Q?a=C3=A9?=", "attachment", "aé"},
       {"attachment; filename", "attachment", ""},
       {";;=;filename=x", "", "x"},
   };

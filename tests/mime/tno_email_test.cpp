@@ -45,18 +45,18 @@ TEST(TnoEmail, TellsWhoWhenAndWhat) {
   ASSERT_EQ(email.NumTo(), 3);
   EXPECT_EQ(email.GetTo(0), "\"A B\" <a@b.c>");
   EXPECT_EQ(email.GetTo(1), "d@e.f");
-  EXPECT_EQ(email.GetTo(2), "G\xC3\xA9 <g@h.i>");
+  EXPECT_EQ(email.GetTo(2), "Gé <g@h.i>");
   EXPECT_EQ(email.GetToAddr(2), "g@h.i");
   EXPECT_FALSE(email.GetTo(3));
   EXPECT_FALSE(email.GetTo(-1));
   ASSERT_EQ(email.NumCC(), 1);
   EXPECT_EQ(email.GetCC(0), "C <c@c.c>");
   EXPECT_EQ(email.GetCcAddr(0), "c@c.c");
-  EXPECT_EQ(email.GetRecipients(), "\"A B\" <a@b.c>,d@e.f,G\xC3\xA9 <g@h.i>,C <c@c.c>");
-  EXPECT_EQ(email.Subject(), "caf\xC3\xA9");
+  EXPECT_EQ(email.GetRecipients(), "\"A B\" <a@b.c>,d@e.f,Gé <g@h.i>,C <c@c.c>");
+  EXPECT_EQ(email.Subject(), "café");
   EXPECT_EQ(email.GetDt()->GetAsDateTime(0), 1136239445);
   EXPECT_EQ(email.GetHeaderField(" x-LONG "), "a b");
-  EXPECT_EQ(email.GetHeaderField("to"), "\"A B\" <a@b.c>, d@e.f,G\xC3\xA9 <g@h.i>");
+  EXPECT_EQ(email.GetHeaderField("to"), "\"A B\" <a@b.c>, d@e.f,Gé <g@h.i>");
 }
 
 TEST(TnoEmail, RecipientsAreShownAloneAsTogether) {
@@ -136,79 +136,52 @@ TEST(TnoEmail, DropsTheOldMailWhenTheNewOneFails) {
   EXPECT_FALSE(email.Subject());
 }
 
-TEST(TnoEmail, LogsDetailOnlyWhenAskedTo) {
-  const std::string text =
-      mail(multi("related", {multi("alternative", {part("text/html", "<p>x")})}));
-  TnoEmail email;
-  ASSERT_TRUE(email.SetFromMimeText(text));
-  const std::string fix = "Fixing multipart/alternative, multipart/related MIME structure...";
-  EXPECT_FALSE(logHas(email, fix));
-  email.setVerboseLogging(true);
-  ASSERT_TRUE(email.SetFromMimeText(text));
-  EXPECT_TRUE(logHas(email, fix));
-}
-
-TEST(TnoEmail, DoesNotLeanOnTheTextItWasGiven) {
-  TnoEmail email;
-  {
-    std::string text = "\xEF\xBB\xBFSubject: caf\xC3\xA9\r\n\r\nbody \xC3\xA9\0\0"s;
-    ASSERT_TRUE(email.SetFromMimeText(text));
-    text.assign(text.size(), '#');
-  }
-  EXPECT_EQ(email.Subject(), "caf\xC3\xA9");
-}
-
 struct WrittenRow {
   const char* name;
   std::string text;
   std::string expected;
 };
 
-class WrittenMail : public testing::TestWithParam<WrittenRow> {};
-
-TEST_P(WrittenMail, IsWellFormed) {
-  TnoEmail email;
-  ASSERT_TRUE(email.SetFromMimeText(GetParam().text));
-  EXPECT_EQ(email.GetMime().value_or(kNone), GetParam().expected);
+TEST(WrittenMail, IsWellFormed) {
+  const WrittenRow rows[] = {
+      {"AsciiStays", "Subject: s\r\n\r\nbody\r\n", "Subject: s\r\n\r\nbody\r\n"},
+      {"EightBitText",
+       withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
+                "Content-Transfer-Encoding: 8bit\n\n") +
+           "café",
+       withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
+                "Content-Transfer-Encoding: quoted-printable\n\ncaf=E9")},
+      {"EightBitWithoutCharset", "Subject: s\r\n\r\ncafé",
+       withCrLf("Subject: s\nContent-Transfer-Encoding: quoted-printable\n"
+                "Content-Type: text/plain; charset=utf-8\n\ncaf=C3=A9")},
+      {"BinaryFile",
+       withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: binary\n\n") + "\x01\xFF",
+       withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: base64\n\n"
+                "Af8=\n")},
+      {"JapaneseInBase64", withCrLf("Content-Type: text/plain; charset=shift_jis\n\n") + "あ",
+       withCrLf("Content-Type: text/plain; charset=shift_jis\n"
+                "Content-Transfer-Encoding: base64\n\ngqA=\n")},
+      {"AlternativeLosesItsEncoding",
+       mail(multi("alternative", {part("text/plain", "plain")},
+                  "Content-Transfer-Encoding: 8bit\n")),
+       mail(multi("alternative", {part("text/plain", "plain")}))},
+      {"HtmlIsAlwaysEncoded", withCrLf("Content-Type: text/html; charset=utf-8\n\n<p>=\n"),
+       withCrLf("Content-Type: text/html; charset=utf-8\n"
+                "Content-Transfer-Encoding: quoted-printable\n\n<p>=3D\n")},
+      {"MetaFollowsTheCharset",
+       withCrLf("Content-Type: text/html; charset=iso-8859-1\n\n"
+                "<meta charset=koi8-r><p>x\n"),
+       withCrLf("Content-Type: text/html; charset=iso-8859-1\n"
+                "Content-Transfer-Encoding: quoted-printable\n\n"
+                "<meta charset=3Diso-8859-1><p>x\n")},
+  };
+  for (const WrittenRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    TnoEmail email;
+    ASSERT_TRUE(email.SetFromMimeText(row.text));
+    EXPECT_EQ(email.GetMime().value_or(kNone), row.expected);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Encodings, WrittenMail,
-    testing::Values(
-        WrittenRow{"AsciiStays", "Subject: s\r\n\r\nbody\r\n", "Subject: s\r\n\r\nbody\r\n"},
-        WrittenRow{"EightBitText",
-                   withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
-                            "Content-Transfer-Encoding: 8bit\n\n") +
-                       "caf\xC3\xA9",
-                   withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
-                            "Content-Transfer-Encoding: quoted-printable\n\ncaf=E9")},
-        WrittenRow{"EightBitWithoutCharset", "Subject: s\r\n\r\ncaf\xC3\xA9",
-                   withCrLf("Subject: s\nContent-Transfer-Encoding: quoted-printable\n"
-                            "Content-Type: text/plain; charset=utf-8\n\ncaf=C3=A9")},
-        WrittenRow{"BinaryFile",
-                   withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: binary\n\n") +
-                       "\x01\xFF",
-                   withCrLf("Content-Type: application/x\nContent-Transfer-Encoding: base64\n\n"
-                            "Af8=\n")},
-        WrittenRow{"JapaneseInBase64",
-                   withCrLf("Content-Type: text/plain; charset=shift_jis\n\n") + "\xE3\x81\x82",
-                   withCrLf("Content-Type: text/plain; charset=shift_jis\n"
-                            "Content-Transfer-Encoding: base64\n\ngqA=\n")},
-        WrittenRow{"AlternativeLosesItsEncoding",
-                   mail(multi("alternative", {part("text/plain", "plain")},
-                              "Content-Transfer-Encoding: 8bit\n")),
-                   mail(multi("alternative", {part("text/plain", "plain")}))},
-        WrittenRow{"HtmlIsAlwaysEncoded",
-                   withCrLf("Content-Type: text/html; charset=utf-8\n\n<p>=\n"),
-                   withCrLf("Content-Type: text/html; charset=utf-8\n"
-                            "Content-Transfer-Encoding: quoted-printable\n\n<p>=3D\n")},
-        WrittenRow{"MetaFollowsTheCharset",
-                   withCrLf("Content-Type: text/html; charset=iso-8859-1\n\n"
-                            "<meta charset=koi8-r><p>x\n"),
-                   withCrLf("Content-Type: text/html; charset=iso-8859-1\n"
-                            "Content-Transfer-Encoding: quoted-printable\n\n"
-                            "<meta charset=3Diso-8859-1><p>x\n")}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(WrittenMail, ReadsBackAsTheSameMail) {
   const std::string file =

@@ -29,9 +29,9 @@ std::string regenerated(std::string_view text) {
 }
 
 TEST(TnoMime, DescribesTheTree) {
-  EXPECT_EQ(treeOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhello\n--b\n"
-                   "Content-Type: image/png; name=\"a\x1B[1m\xC2\x9B.png\"\n"
-                   "Content-Disposition: inline\nContent-Transfer-Encoding: base64\n\nQUJD\n--b--"),
+  EXPECT_EQ(treeOf("Content-Type: multipart/mixed; boundary=b\n\n--b\n\nhello\n--b\nContent-Type: "
+                   "image/png; name=\"a\x1B[1m\xC2\x9B.png\"\nContent-Disposition: "
+                   "inline\nContent-Transfer-Encoding: base64\n\nQUJD\n--b--"),
             "multipart/mixed; 2 parts\n"
             "  (no type); 5 bytes\n"
             "  image/png; encoding=base64; disposition=inline; name=a?[1m?.png; 3 bytes\n");
@@ -69,8 +69,8 @@ TEST(TnoMime, ReplacesTheMailBefore) {
 TEST(TnoMime, DecodesHeaderFields) {
   TnoMime mime;
   ASSERT_TRUE(mime.LoadMime("Subject: =?iso-8859-1?Q?caf=E9?=\nTo: =?utf-8?B?w6k=?= <a@b>\n\nx"));
-  EXPECT_EQ(mime.GetHeaderField("SUBJECT"), "caf\xC3\xA9");
-  EXPECT_EQ(mime.GetHeaderField("to"), "\xC3\xA9 <a@b>");
+  EXPECT_EQ(mime.GetHeaderField("SUBJECT"), "café");
+  EXPECT_EQ(mime.GetHeaderField("to"), "é <a@b>");
 }
 
 TEST(TnoMime, ReportsSuccessAndFailure) {
@@ -87,13 +87,9 @@ TEST(TnoMime, ReportsSuccessAndFailure) {
   EXPECT_THAT(mime.LastErrorText(), HasSubstr("Failed."));
 }
 
-TEST(TnoMime, LeavesOutABom) {
+TEST(TnoMime, LeavesOutABomAndIsEmptyAtFirst) {
+  EXPECT_EQ(TnoMime().GetMime(), "\r\n\r\n");
   EXPECT_EQ(regenerated("\xEF\xBB\xBFSubject: x\n\nbody"), "Subject: x\r\n\r\nbody");
-}
-
-TEST(TnoMime, GivesAnEmptyMessageBeforeTheFirstLoad) {
-  TnoMime mime;
-  EXPECT_EQ(mime.GetMime(), "\r\n\r\n");
 }
 
 TEST(TnoMime, KeepsBinaryOutOfTheText) {
@@ -112,7 +108,7 @@ TEST(TnoMime, KeepsBinaryOutOfTheText) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     TnoMime mime;
-    ASSERT_TRUE(mime.LoadMime(row.header + "\n\xC3\xA9"));
+    ASSERT_TRUE(mime.LoadMime(row.header + "\né"));
     const std::string before = mime.describeTree();
     const std::string text = mime.GetMime().value_or("");
     EXPECT_EQ(text.find("Content-Transfer-Encoding: base64\r\n\r\nw6k=") != std::string::npos,
