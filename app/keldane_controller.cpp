@@ -9,8 +9,6 @@
 #include "app/panels/fault_alerts.h"
 #include "base/files.h"
 #include "base/text.h"
-#include "ingest/reading/natural_date.h"
-#include "ingest/reading/strip_plist.h"
 
 namespace keldane {
 namespace {
@@ -60,30 +58,12 @@ void KeldaneController::makeParts() {
   sourceChooser_ = std::make_unique<SourceChooser>(
       SourceChooser::Context{archiver_.process(), archiver_.settings(), archiver_.sources(),
                              archiver_.database(), *progress_, ports_.ui, ports_.host});
-  resultList_ =
-      std::make_unique<ResultList>(archiver_.session(), *progress_, ports_.ui, archiver_.process());
-  resultList_->makesListViews = options_.keepsResultList;
-  retrieveSheet_ = std::make_unique<RetrieveSheet>(*resultList_, archiver_.process(),
-                                                   ports_.environment, ports_.ui);
-  sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
-  savedSearches_ =
-      std::make_unique<SavedSearches>(archiver_.preferences(), *retrieveSheet_, ports_.ui);
-  browse_ = std::make_unique<Browse>(*retrieveSheet_, *savedSearches_, *resultList_, ports_.ui);
-  pickLists_ = std::make_unique<PickLists>(archiver_.session(), *progress_, ports_.ui);
-  messageViewer_ = std::make_unique<MessageViewer>(archiver_.session(), *resultList_, ports_.ui);
-  attachmentExtraction_ = std::make_unique<AttachmentExtraction>(archiver_.session(), *progress_,
-                                                                 ports_.ui, ports_.host);
-  makeTagParts();
-  statistics_ =
-      std::make_unique<StatisticsReport>(archiver_.session(), *progress_, ports_.ui, [this] {
-        tell(archiver_.database().openDatabase());
-        // The report comes in any case.
-        archiver_.process().cancelFlag = 0;
-      });
+  makeSearchPanels();
+  makeMessagePanels();
+  tagRuleEditor_ = std::make_unique<TagRuleEditor>(
+      archiver_.tagRulesList(), archiver_.preferences(), archiver_.settings(), ports_.ui);
   wireSettings();
   wireRun();
-  wireSearch();
-  wireViewer();
   makeWindowPanels();
 }
 
@@ -100,7 +80,7 @@ void KeldaneController::makeWindowPanels() {
   }
   settingsPanel_ = std::make_unique<SettingsPanel>(archiver_, *sourceChooser_, ports_.ui);
   settingsPanel_->get500emails = [this] {
-    if (options_.keepsResultList) resultList_->get500emails();
+    if (options_.keepsResultList) resultTable_->get500emails();
   };
   settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
   schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
@@ -109,7 +89,7 @@ void KeldaneController::makeWindowPanels() {
 
 void KeldaneController::afterConnect() {
   sourceChooser_->forgetPostboxFolder();
-  if (options_.keepsResultList) resultList_->get500emails();
+  if (options_.keepsResultList) resultTable_->get500emails();
 }
 
 bool KeldaneController::reconnect() {
@@ -130,20 +110,10 @@ void KeldaneController::wireSettings() {
   Settings::Callbacks callbacks;
   callbacks.loadRulesAndSearches = [this] {
     tagRuleEditor_->loadRules();
-    savedSearches_->load();
+    savedSearchesPanel_->load();
   };
   callbacks.accountRowsStale = [this] { archiver_.sources().acctRowsLoaded = false; };
   archiver_.settings().setCallbacks(std::move(callbacks));
-  resultList_->setCallbacks({
-      .dateStyle =
-          [this] {
-            return DateStyle{archiver_.settings().user.dateFormat,
-                             archiver_.settings().user.separator};
-          },
-      .dbPath = [this] { return archiver_.database().dbPath; },
-      .storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); },
-      .clearMessageViews = [this] { messageViewer_->clearMessageViews(); },
-  });
 }
 
 void KeldaneController::wireRun() {
@@ -154,10 +124,10 @@ void KeldaneController::wireRun() {
   callbacks.getMailboxNames = [this] { sourceChooser_->getMailboxNames(); };
   callbacks.retrieve = [this](const std::string& sql) {
     if (!options_.keepsResultList) return;
-    resultList_->currentSql = sql;
-    resultList_->retrieve();
+    resultTable_->currentSql = sql;
+    resultTable_->retrieve();
   };
-  callbacks.clearResultList = [this] { resultList_->clear(); };
+  callbacks.clearResultList = [this] { resultTable_->clear(); };
   callbacks.terminate = [this] { terminate(); };
   callbacks.tell = [this](const Faults& faults) { tell(faults); };
   callbacks.reconnect = [this] { return reconnect(); };
@@ -169,88 +139,48 @@ void KeldaneController::wireRun() {
       std::move(callbacks));
 }
 
-void KeldaneController::wireSearch() {
-  RetrieveSheet::Callbacks sheet;
-  sheet.doConnect = [this] {
-    // A program that shows one list and ends has just connected.
-    if (options_.keepsResultList || !archiver_.connections().isConnected())
-      connectPanel_->doConnect();
-  };
-  sheet.openDatabase = [this] { tell(archiver_.database().openDatabase()); };
-  sheet.dbPath = [this] { return archiver_.database().dbPath; };
-  sheet.isArchiving = [this] {
-    return archiveRun_->isRunning() || archiveRun_->counters().processedCount != 0;
-  };
-  sheet.settings = [this] { return searchSettings(); };
-  retrieveSheet_->setCallbacks(std::move(sheet));
-
-  savedSearches_->setCallbacks({.getPrefs = [this] { archiver_.settings().getPrefs(); }});
-
-  Browse::Callbacks browse;
-  browse.browseSearchName = [this] { return archiver_.settings().archive.browseNameString; };
-  browse.setBrowseSearchName = [this](const std::string& name) {
-    archiver_.settings().archive.browseNameString = name;
-  };
-  browse.savePreferences = [this] { tell(archiver_.settings().savePreferences()); };
-  // The searches are this user's, the choice is the archive's: another user may have that one.
-  browse.forgetsMissingSearch = [this] { return archiver_.database().opening == Opening::create; };
-  browse.settings = [this] { return searchSettings(); };
-  browse_->setCallbacks(std::move(browse));
+void KeldaneController::makeSearchPanels() {
+  const auto storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); };
+  Archiver& core = archiver_;
+  resultTable_ = std::make_unique<ResultTable>(
+      ResultTable::Context{core.session(), core.database(), core.settings().user, *progress_,
+                           ports_.ui, core.process(), storeLog});
+  resultTable_->clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
+  retrieveSheet_ = std::make_unique<RetrieveSheet>(RetrieveSheet::Context{
+      *resultTable_, core.database(), core.preferences(), core.settings(), core.process(),
+      ports_.environment, ports_.ui, [this] { connectPanel_->doConnect(); },
+      [this] { tell(archiver_.database().openDatabase()); },
+      [this] { return archiveRun_->isRunning() || archiveRun_->counters().processedCount != 0; }});
+  sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
+  savedSearchesPanel_ = std::make_unique<SavedSearchesPanel>(
+      core.preferences(), core.settings(), *retrieveSheet_, core.process(), ports_.ui);
+  pickLists_ = std::make_unique<PickLists>(core.session(), *progress_, ports_.ui);
+  duplicatesPanel_ = std::make_unique<DuplicatesPanel>(
+      DuplicatesPanel::Context{core.session(), core.database(), core.settings().user, *resultTable_,
+                               *progress_, ports_.ui, storeLog});
+  statisticsPanel_ =
+      std::make_unique<StatisticsPanel>(core.session(), *progress_, ports_.ui, [this] {
+        tell(archiver_.database().openDatabase());
+        // The report comes in any case.
+        archiver_.process().cancelFlag = 0;
+      });
 }
 
-void KeldaneController::wireViewer() {
-  MessageViewer::Callbacks viewer;
-  // Tags in the file of a message shown are not those of the message that a run is storing.
-  viewer.stripPlist = [](std::string& source) {
-    MessageTags tags;
-    stripPlist(source, tags);
-  };
-  viewer.declaredCharsets = [this] { return archiver_.settings().user.declaredCharsets != 0; };
-  viewer.parseDate = parseNaturalDate;
-  viewer.now = [this] { return ports_.environment.now(); };
-  viewer.dateFormat = [this] { return archiver_.settings().user.dateFormat; };
-  viewer.openDatabase = [this] {
-    archiver_.connections().doConfigure();
-    tell(archiver_.database().openDatabase());
-  };
-  viewer.isSessionTaken = [this] { return archiveRun_->isRunning(); };
-  viewer.attachmentFolder = [this] { return archiver_.process().workFolder; };
-  viewer.setTags = [this] { tagPanel_->setTags(); };
-  messageViewer_->setCallbacks(std::move(viewer));
-
-  attachmentExtraction_->setCallbacks({
-      .launchAttachments = [this] { return archiver_.settings().user.launchAttachments != 0; },
-      .showHtmlVersion = [this](const std::string& path) { messageViewer_->showHtmlVersion(path); },
-      .chooseSaveFile = options_.chooseSaveFile,
-  });
-}
-
-void KeldaneController::makeTagParts() {
-  tagRuleEditor_ = std::make_unique<TagRuleEditor>(
-      archiver_.tagRulesList(), archiver_.preferences(), archiver_.settings(), ports_.ui);
-  tagPanel_ = std::make_unique<TagPanel>(archiver_.session(), *resultList_, archiver_.settings(),
-                                         *progress_, ports_.ui);
-  DuplicateSweep::Callbacks sweep;
-  sweep.dbPath = [this] { return archiver_.database().dbPath; };
-  sweep.storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); };
-  sweep.clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
-  sweep.stripPlist = [](std::string& source) {
-    MessageTags tags;
-    stripPlist(source, tags);
-  };
-  sweep.declaredCharsets = [this] { return archiver_.settings().user.declaredCharsets != 0; };
-  duplicateSweep_ = std::make_unique<DuplicateSweep>(archiver_.session(), *resultList_, *progress_,
-                                                     ports_.ui, std::move(sweep));
-}
-
-SearchContext KeldaneController::searchSettings() const {
-  SearchContext context;
-  context.limitSearchState = archiver_.settings().archive.limitSearchState;
-  context.limitSearchSize = archiver_.settings().archive.limitSearchSize;
-  context.sortOrder = archiver_.settings().user.sortOrder;
-  context.sortFieldRow = archiver_.settings().user.sortFieldRow;
-  context.sortFieldCol = archiver_.settings().user.sortFieldCol;
-  return context;
+void KeldaneController::makeMessagePanels() {
+  Archiver& core = archiver_;
+  messageViewer_ = std::make_unique<MessageViewer>(MessageViewer::Context{
+      core.session(), *resultTable_, core.settings().user, core.process(), ports_.environment,
+      ports_.ui,
+      [this] {
+        archiver_.connections().doConfigure();
+        tell(archiver_.database().openDatabase());
+      },
+      [this] { return archiveRun_->isRunning(); }, [this] { tagPanel_->setTags(); }});
+  attachmentLinks_ = std::make_unique<AttachmentLinks>(
+      AttachmentLinks::Context{core.session(), core.settings().user, *progress_, ports_.ui,
+                               ports_.host, *messageViewer_, options_.chooseSaveFile});
+  tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), *progress_,
+                                         ports_.ui);
 }
 
 MenuState KeldaneController::menuState(std::size_t selectedRows) const {
@@ -303,7 +233,7 @@ void KeldaneController::applicationDidFinishLaunching() {
   ports_.ui.showPanel("storePanel");
   archiver_.connections().doConfigure();
   if (archiver_.settings().archive.mailboxesState != 0) progress_->close();
-  resultList_->get500emails();
+  resultTable_->get500emails();
   if (archiver_.settings().user.showOnStartupState != 0) openSplashScreen();
 }
 
@@ -312,7 +242,7 @@ void KeldaneController::applicationWillTerminate() {
                                                 archiver_.process().tmpFilePath,
                                                 archiver_.process().storeLogPath};
   archiveRun_->abandon();
-  resultList_->dropAllViewsQuietly();
+  resultTable_->dropAllViewsQuietly();
   archiver_.removeWorkFiles(workFiles);
   archiver_.session().close();
 }

@@ -7,10 +7,21 @@
 #include <vector>
 
 #include "app/archiver.h"
+#include "app/panels/attachment_links.h"
 #include "app/panels/connect_panel.h"
 #include "app/panels/database_panel.h"
+#include "app/panels/duplicates_panel.h"
+#include "app/panels/menu_validation.h"
+#include "app/panels/message_viewer.h"
+#include "app/panels/pick_lists.h"
+#include "app/panels/result_table.h"
+#include "app/panels/retrieve_sheet.h"
+#include "app/panels/saved_searches_panel.h"
 #include "app/panels/schedule_panel.h"
 #include "app/panels/settings_panel.h"
+#include "app/panels/sql_editor.h"
+#include "app/panels/statistics_panel.h"
+#include "app/panels/tag_panel.h"
 #include "ingest/archive_run.h"
 #include "ingest/sources/source_chooser.h"
 #include "ingest/storing/tag_rule_editor.h"
@@ -20,18 +31,6 @@
 #include "platform/progress_panel.h"
 #include "platform/tool_runner.h"
 #include "platform/user_interface.h"
-#include "query/attachment_extraction.h"
-#include "query/browse.h"
-#include "query/duplicate_sweep.h"
-#include "query/menu_validation.h"
-#include "query/message_viewer.h"
-#include "query/pick_lists.h"
-#include "query/result_list.h"
-#include "query/retrieve_sheet.h"
-#include "query/saved_searches.h"
-#include "query/sql_editor.h"
-#include "query/statistics.h"
-#include "query/tag_panel.h"
 
 namespace keldane {
 
@@ -105,20 +104,17 @@ class KeldaneController {
   std::vector<TagRule>& tagRulesList() { return archiver_.tagRulesList(); }
   TagRuleEditor& tagRuleEditor() { return *tagRuleEditor_; }
   TagPanel& tagPanel() { return *tagPanel_; }
-  DuplicateSweep& duplicateSweep() { return *duplicateSweep_; }
-  ResultList& resultList() { return *resultList_; }
+  DuplicatesPanel& duplicatesPanel() { return *duplicatesPanel_; }
+  ResultTable& resultTable() { return *resultTable_; }
   RetrieveSheet& retrieveSheet() { return *retrieveSheet_; }
   SqlEditor& sqlEditor() { return *sqlEditor_; }
-  SavedSearches& savedSearches() { return *savedSearches_; }
-  Browse& browse() { return *browse_; }
+  SavedSearchesPanel& savedSearchesPanel() { return *savedSearchesPanel_; }
   PickLists& pickLists() { return *pickLists_; }
-  /// The settings that a search statement depends on.
-  [[nodiscard]] SearchContext searchSettings() const;
   /// What the menu items depend on, with so many rows of the list selected.
   [[nodiscard]] MenuState menuState(std::size_t selectedRows) const;
   MessageViewer& messageViewer() { return *messageViewer_; }
-  AttachmentExtraction& attachmentExtraction() { return *attachmentExtraction_; }
-  StatisticsReport& statistics() { return *statistics_; }
+  AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
+  StatisticsPanel& statisticsPanel() { return *statisticsPanel_; }
   ArchiveRun& archiveRun() { return *archiveRun_; }
   ConnectPanel& connectPanel() { return *connectPanel_; }
   SettingsPanel& settingsPanel() { return *settingsPanel_; }
@@ -134,9 +130,8 @@ class KeldaneController {
   void tell(const Faults& faults);
   void wireSettings();
   void wireRun();
-  void wireSearch();
-  void makeTagParts();
-  void wireViewer();
+  void makeSearchPanels();
+  void makeMessagePanels();
   void terminate();
   void openSplashScreen();
   [[nodiscard]] bool fullDiskAccessRefused();
@@ -146,18 +141,17 @@ class KeldaneController {
   std::unique_ptr<ProgressPanel> progress_;
   Archiver archiver_;
   std::unique_ptr<SourceChooser> sourceChooser_;
-  std::unique_ptr<ResultList> resultList_;
+  std::unique_ptr<ResultTable> resultTable_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;
   std::unique_ptr<SqlEditor> sqlEditor_;
-  std::unique_ptr<SavedSearches> savedSearches_;
-  std::unique_ptr<Browse> browse_;
+  std::unique_ptr<SavedSearchesPanel> savedSearchesPanel_;
   std::unique_ptr<PickLists> pickLists_;
   std::unique_ptr<TagRuleEditor> tagRuleEditor_;
   std::unique_ptr<TagPanel> tagPanel_;
-  std::unique_ptr<DuplicateSweep> duplicateSweep_;
+  std::unique_ptr<DuplicatesPanel> duplicatesPanel_;
   std::unique_ptr<MessageViewer> messageViewer_;
-  std::unique_ptr<AttachmentExtraction> attachmentExtraction_;
-  std::unique_ptr<StatisticsReport> statistics_;
+  std::unique_ptr<AttachmentLinks> attachmentLinks_;
+  std::unique_ptr<StatisticsPanel> statisticsPanel_;
   std::unique_ptr<ArchiveRun> archiveRun_;
   std::unique_ptr<ConnectPanel> connectPanel_;
   std::unique_ptr<SettingsPanel> settingsPanel_;

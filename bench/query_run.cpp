@@ -23,6 +23,7 @@
 #include "base/text.h"
 #include "bench/statement_tape.h"
 #include "cli/program.h"
+#include "query/statistics.h"
 
 namespace keldane::bench {
 namespace {
@@ -149,6 +150,15 @@ void search(Archive& archive, const std::function<void(SearchForm&)>& fillForm) 
   archive.controller->retrieveSheet().retrieveEmails();
 }
 
+/// Shows the message as if it had been selected in a list.
+bool showMessage(Archive& archive, std::uint32_t id) {
+  MessageViewer& viewer = archive.controller->messageViewer();
+  archive.controller->resultTable().emailRows = {{id, 0, "", "", "", "", ""}};
+  viewer.selection = {1, 0};
+  viewer.tableViewSelectionDidChange();
+  return viewer.attachOwnerId == id;
+}
+
 std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
   return {
       {"word in the body",
@@ -168,16 +178,16 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
            form.dates.endMo = "09";
          });
        }},
-      {"newest 200", [](Archive& archive) { archive.controller->resultList().get500emails(); }},
+      {"newest 200", [](Archive& archive) { archive.controller->resultTable().get500emails(); }},
       {"20 read, over and over",
        [ids](Archive& archive) {
          for (const std::uint32_t id : ids) {
-           if (!archive.controller->messageViewer().showMessage(id, "")) std::exit(1);
+           if (!showMessage(archive, id)) std::exit(1);
          }
        }},
       {"statistics",
        [](Archive& archive) {
-         if (!archive.controller->statistics().figures({}).complete) std::exit(1);
+         if (!findFigures(archive.controller->session(), {}).complete) std::exit(1);
        }},
   };
 }
@@ -208,7 +218,7 @@ void measureFirstReading(char** argv, const std::string& home, const std::string
     Archive archive(argv, &tape);
     ids = shuffledIds(archive);
     tape.running = true;
-    (void)archive.controller->messageViewer().showMessage(ids.back(), "");
+    (void)showMessage(archive, ids.back());
     tape.running = false;
   }
   const std::vector<std::string> queries = queriesOf(tapePath);
@@ -220,7 +230,7 @@ void measureFirstReading(char** argv, const std::string& home, const std::string
   for (int round = 0; round < kFirstReadRounds && ids.end() - next > 2 * kMessagesRead; ++round) {
     ours.push_back(secondsOf([&] {
       for (int i = 0; i < kMessagesRead; ++i) {
-        if (!archive->controller->messageViewer().showMessage(*next++, "")) std::exit(1);
+        if (!showMessage(*archive, *next++)) std::exit(1);
       }
     }));
     archive->queue.runPending();
@@ -275,7 +285,7 @@ int run(int argc, char** argv) {
       tape.running = true;
       work.run(archive);
       tape.running = false;
-      rows = archive.controller->resultList().emailRows.size();
+      rows = archive.controller->resultTable().emailRows.size();
     }
     std::vector<double> ours;
     std::vector<double> bare;

@@ -97,9 +97,6 @@ struct Archiver {
   ProcessState process;
   ProgressPanel progress{ui, queue};
   ArchiveDatabase database{session, progress, process};
-  ResultList list{session, progress, ui, process};
-  DuplicateSweep duplicateSweep{
-      session, list, progress, ui, {[this] { return database.dbPath; }, {}, {}}};
 };
 
 void run(ServerSession& session, const std::string& sql) {
@@ -161,17 +158,17 @@ Cost costSoFar(ServerSession& session, int serverProcess) {
 double sweep(Archiver& archiver, int serverProcess, int messages, int pairPercent, bool deletes) {
   const Cost before = costSoFar(archiver.session, serverProcess);
   const auto start = std::chrono::steady_clock::now();
-  const DuplicateSweep::Outcome outcome = archiver.duplicateSweep.checkDups(deletes);
+  Progress progress;
+  const Result<SweepResult> found = sweepDuplicates(archiver.session, deletes, {}, progress);
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (!outcome.complete) std::exit(1);
+  if (!found || !found->error.empty()) std::exit(1);
   const Cost after = costSoFar(archiver.session, serverProcess);
-  archiver.queue.runPending();
   fmt::print("{:>8} {:>5}% {:>7} {:>9.2f} {:>9.2f} {:>11} {:>11.1f} {:>8} {:>8}\n", messages,
              pairPercent, deletes ? "delete" : "list", seconds,
              after.serverSeconds - before.serverSeconds, after.statements - before.statements - 1,
-             static_cast<double>(after.rowsRead - before.rowsRead) / messages,
-             archiver.list.emailRows.size(), outcome.deleted);
+             static_cast<double>(after.rowsRead - before.rowsRead) / messages, found->listed.size(),
+             found->deleted);
   std::fflush(stdout);
   return seconds;
 }

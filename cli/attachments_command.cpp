@@ -11,8 +11,7 @@
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/text_table.h"
-#include "query/attachment_extraction.h"
-#include "query/attachment_list.h"
+#include "query/attachments.h"
 
 namespace keldane {
 namespace {

@@ -1,9 +1,11 @@
 #include <memory>
 
+#include "app/query_settings.h"
 #include "cli/commands.h"
 #include "cli/message_rows.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
+#include "query/saved_searches.h"
 
 namespace keldane {
 namespace {
@@ -26,19 +28,22 @@ void runBrowse(BrowseOptions options, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  SearchContext context = controller->searchSettings();
+  SearchContext context = searchContextOf(controller->settings());
   static_cast<void>(applyLimit(options.limit, context));  // has been checked
-  options.rows.prepare(controller->resultList());
+  ListRequest request;
   if (options.bySize) {
-    controller->resultList().retrieveBySize(limitClause(context));
+    request.statement = makeSizeSQL(context);
   } else {
-    controller->retrieveSheet().orderAndLimit = context;
-    if (!controller->settings().archive.browseNameString.empty()) {
+    const std::vector<SavedSearch> searches = readSavedSearches(controller->preferences());
+    const std::string& name = controller->settings().archive.browseNameString;
+    const std::string* saved = name.empty() ? nullptr : findSearch(searches, name);
+    if (saved != nullptr) {
       options.rows.withoutLimit = "the limit stands in the saved search that browse runs";
     }
-    controller->browse().browseDatabase();
+    const SearchSql whole = makeSearchSQL({}, context);
+    request.statement = saved != nullptr ? *saved : whole.beginSql + whole.whereSql;
   }
-  program.exitStatus = showList(*controller, options.rows, program);
+  program.exitStatus = showList(*controller, request, options.rows, program);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "app/query_settings.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/count_text.h"
@@ -12,6 +13,7 @@
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/text_table.h"
+#include "query/duplicate_sweep.h"
 
 namespace keldane {
 namespace {
@@ -25,17 +27,18 @@ struct DuplicatesOptions {
   std::string connection;
 };
 
-void printDeleted(const DuplicatesOptions& options, const ResultList& list, unsigned long deleted) {
+void printDeleted(const DuplicatesOptions& options, const SweepResult& found) {
   if (!options.json) {
-    fmt::print("{} deleted.\n", countText(static_cast<long long>(deleted), "duplicate"));
+    fmt::print("{} deleted.\n", countText(static_cast<long long>(found.deleted), "duplicate"));
     return;
   }
   nlohmann::ordered_json kept = nlohmann::ordered_json::array();
-  for (const Emailrow& row : list.emailRows) kept.push_back(row.emailID);
-  printJson({{"deleted", deleted}, {"kept", std::move(kept)}});
+  for (const SweepResult::Entry& entry : found.listed) kept.push_back(entry.row.emailID);
+  printJson({{"deleted", found.deleted}, {"kept", std::move(kept)}});
 }
 
-nlohmann::ordered_json jsonOf(const Emailrow& row, const DuplicateSweep& sweep) {
+nlohmann::ordered_json jsonOf(const SweepResult::Entry& entry) {
+  const Emailrow& row = entry.row;
   nlohmann::ordered_json object = {{"id", row.emailID},
                                    {"copy_of", nullptr},
                                    {"similar_to", nullptr},
@@ -46,32 +49,27 @@ nlohmann::ordered_json jsonOf(const Emailrow& row, const DuplicateSweep& sweep) 
                                    {"mailbox", row.emailMailbox},
                                    {"attachments", row.emailAtch},
                                    {"tagged", isTagged(row)}};
-  const DuplicateSweep::Relation relation = sweep.relationOf(row.emailID);
-  if (relation == DuplicateSweep::Relation::copy) object["copy_of"] = sweep.keptOf(row.emailID);
-  if (relation == DuplicateSweep::Relation::similar) {
-    object["similar_to"] = sweep.keptOf(row.emailID);
-  }
+  if (entry.relation == Relation::copy) object["copy_of"] = entry.of;
+  if (entry.relation == Relation::similar) object["similar_to"] = entry.of;
   return object;
 }
 
-std::string relationText(std::uint32_t id, const DuplicateSweep& sweep) {
-  const DuplicateSweep::Relation relation = sweep.relationOf(id);
-  if (relation == DuplicateSweep::Relation::copy)
-    return fmt::format("copy of {}", sweep.keptOf(id));
-  if (relation != DuplicateSweep::Relation::similar) return {};
-  return fmt::format("similar to {}", sweep.keptOf(id));
+std::string relationText(const SweepResult::Entry& entry) {
+  if (entry.relation == Relation::kept) return {};
+  return fmt::format("{} {}", entry.relation == Relation::copy ? "copy of" : "similar to",
+                     entry.of);
 }
 
-void printCopies(const DuplicatesOptions& options, const ResultList& list,
-                 const DuplicateSweep& sweep) {
+void printCopies(const DuplicatesOptions& options, const SweepResult& found) {
   const Pager pager(!options.json);
   if (options.json) {
-    for (const Emailrow& row : list.emailRows) printJson(jsonOf(row, sweep));
+    for (const SweepResult::Entry& entry : found.listed) printJson(jsonOf(entry));
     return;
   }
   std::vector<std::vector<std::string>> rows;
-  for (const Emailrow& row : list.emailRows) {
-    rows.push_back({fmt::format("{}", row.emailID), relationText(row.emailID, sweep),
+  for (const SweepResult::Entry& entry : found.listed) {
+    const Emailrow& row = entry.row;
+    rows.push_back({fmt::format("{}", row.emailID), relationText(entry),
                     dateToFit(row, pager.width()), isTagged(row) ? "*" : "", row.emailFrom,
                     row.emailSubject, row.emailMailbox});
   }
@@ -100,11 +98,28 @@ bool asksAndHearsYes(unsigned long copies) {
   return compareNoCase(answer, "y") == 0 || compareNoCase(answer, "yes") == 0;
 }
 
+/// Sweeps the archive; a failure is told.
+SweepResult sweep(bool deletes, KeldaneController& controller, Program& program) {
+  program.terminal.progressStarted("Checking for duplicates...");
+  Progress unseen;
+  Result<SweepResult> found = sweepDuplicates(controller.session(), deletes,
+                                              sourceReading(controller.settings().user), unseen);
+  program.terminal.progressEnded();
+  SweepResult result;
+  if (found) {
+    result = std::move(*found);
+  } else {
+    result.error = found.error();
+  }
+  if (!result.error.empty()) (void)program.failSql(result.error);
+  return result;
+}
+
 /// Whether the copies may be deleted: they are counted first when somebody can be asked.
 bool mayDelete(const DuplicatesOptions& options, KeldaneController& controller, Program& program) {
   if (options.yes) return true;
-  const DuplicateSweep::Outcome found = controller.duplicateSweep().checkDups(false);
-  if (!found.complete) return false;
+  const SweepResult found = sweep(false, controller, program);
+  if (!found.error.empty()) return false;
   const unsigned long copies = found.copies;
   if (copies != 0 && asksAndHearsYes(copies)) return true;
   std::fputs(copies == 0 ? "There are no duplicates.\n" : "Nothing is deleted.\n", stdout);
@@ -124,17 +139,15 @@ void runDuplicates(const DuplicatesOptions& options, Program& program) {
   KeldaneController* controller = program.connected(options.connection, options.database);
   if (controller == nullptr) return;
   if (deletes && !mayDelete(options, *controller, program)) return;
-  DuplicateSweep& sweep = controller->duplicateSweep();
-  const DuplicateSweep::Outcome outcome = sweep.checkDups(deletes);
-  const ResultList& list = controller->resultList();
-  if (outcome.complete) program.exitStatus = kExitDone;
+  const SweepResult found = sweep(deletes, *controller, program);
+  if (found.error.empty()) program.exitStatus = kExitDone;
   if (deletes) {
-    printDeleted(options, list, outcome.deleted);
-  } else if (outcome.complete) {
-    printCopies(options, list, sweep);
+    printDeleted(options, found);
+  } else if (found.error.empty()) {
+    printCopies(options, found);
     if (options.dryRun && !options.json) {
       fmt::print("{} would be deleted.\n",
-                 countText(static_cast<long long>(outcome.copies), "duplicate"));
+                 countText(static_cast<long long>(found.copies), "duplicate"));
     }
   }
 }

@@ -21,12 +21,12 @@ std::string LastList::archiveName() const {
                      server.socket);
 }
 
-Result<void> LastList::save() {
+Result<void> LastList::save(const std::vector<Emailrow>& rows) {
   const Result<void> folder = makeFolders(supportFolder(controller_.process()));
   if (!folder) return folder;
   nlohmann::ordered_json list = {{"archive", archiveName()},
                                  {"ids", nlohmann::ordered_json::array()}};
-  for (const Emailrow& row : controller_.resultList().emailRows) list["ids"].push_back(row.emailID);
+  for (const Emailrow& row : rows) list["ids"].push_back(row.emailID);
   return replaceFile(
       path(), list.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace), 0600);
 }
@@ -52,14 +52,6 @@ Result<std::vector<std::string>> LastList::read() const {
   }
   if (ids.empty()) return Failure{"the last list is empty"};
   return ids;
-}
-
-std::string withinList(std::string beginSql, const std::vector<std::string>& ids) {
-  replaceAll(beginSql, "FROM listView1",
-             "FROM (SELECT id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,numAttach,"
-             "attachNames,attachText,headings FROM email WHERE id IN (" +
-                 join(ids, ",") + ")) AS listView1");
-  return beginSql;
 }
 
 }  // namespace keldane

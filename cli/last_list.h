@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/result.h"
+#include "query/emailrow.h"
 
 namespace keldane {
 
@@ -17,8 +18,8 @@ class LastList {
  public:
   explicit LastList(KeldaneController& controller);
 
-  /// Keeps the controller's present list. A failure costs only `--within-last-list`.
-  [[nodiscard]] Result<void> save();
+  /// Keeps this list. A failure costs only `--within-last-list`.
+  [[nodiscard]] Result<void> save(const std::vector<Emailrow>& rows);
   /// Fails when there is none, when it is of another archive, and when it is empty.
   [[nodiscard]] Result<std::vector<std::string>> read() const;
 
@@ -28,9 +29,5 @@ class LastList {
 
   KeldaneController& controller_;
 };
-
-/// The beginning of a statement that selects from `listView1`, so that it finds exactly these
-/// messages there although no such view is on the server. Every server knows the form.
-[[nodiscard]] std::string withinList(std::string beginSql, const std::vector<std::string>& ids);
 
 }  // namespace keldane

@@ -27,14 +27,8 @@ void runList(const ListOptions& options, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  ResultList& list = controller->resultList();
-  options.rows.prepare(list);
-  list.currentSql =
-      "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email ORDER BY date_fld "
-      "DESC" +
-      limitClause(context);
-  list.retrieve();
-  program.exitStatus = showList(*controller, options.rows, program);
+  program.exitStatus =
+      showList(*controller, {makeNewestSQL(limitClause(context))}, options.rows, program);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "app/query_settings.h"
 #include "base/text.h"
 #include "cli/count_text.h"
 #include "cli/json_text.h"
@@ -49,10 +50,10 @@ std::string tsvRow(const Emailrow& row) {
 constexpr std::size_t kRoomForTime = 80;
 constexpr std::size_t kDayLength = 10;
 
-std::string table(const ResultList& list, const Pager& pager) {
+std::string table(const std::vector<Emailrow>& list, const Pager& pager) {
   std::vector<std::vector<std::string>> rows;
-  rows.reserve(list.emailRows.size());
-  for (const Emailrow& row : list.emailRows) {
+  rows.reserve(list.size());
+  for (const Emailrow& row : list) {
     rows.push_back({fmt::format("{}", row.emailID), dateToFit(row, pager.width()),
                     isTagged(row) ? "*" : "",
                     row.emailAtch != 0 ? fmt::format("{}", row.emailAtch) : "", row.emailFrom,
@@ -85,12 +86,6 @@ std::string readFormat(const std::string& name, RowFormat& format) {
 
 }  // namespace
 
-bool isTagged(const Emailrow& row) { return row.emailDate.ends_with("*"); }
-
-std::string plainDate(const Emailrow& row) {
-  return row.emailDate.substr(0, row.emailDate.size() - (isTagged(row) ? 1 : 0));
-}
-
 std::string dateToFit(const Emailrow& row, std::size_t width) {
   const bool isNarrow = width != 0 && width < kRoomForTime;
   return plainDate(row).substr(0, isNarrow ? kDayLength : std::string::npos);
@@ -106,15 +101,11 @@ void RowOptions::addTo(Command& command) {
        {"--connection", &connection, "Use this saved connection", "NAME"}});
 }
 
-void RowOptions::prepare(ResultList& list) const {
-  list.keepsServerDates = shownFormat() != RowFormat::table;
-}
-
 namespace {
 
 /// Prints the list: on a terminal through the pager and fitted to its width. TSV has a line of
 /// titles, and no cell holds a tab or a line end.
-void printMessages(const ResultList& list, RowFormat format, const TagsById& tags) {
+void printMessages(const std::vector<Emailrow>& list, RowFormat format, const TagsById& tags) {
   const Pager pager(format != RowFormat::json);
   if (format == RowFormat::table) {
     std::fputs(table(list, pager).c_str(), stdout);
@@ -123,71 +114,67 @@ void printMessages(const ResultList& list, RowFormat format, const TagsById& tag
   if (format == RowFormat::tsv) {
     std::fputs("id\tdate\tfrom\tto\tsubject\tmailbox\tattachments\ttagged\n", stdout);
   }
-  for (const Emailrow& row : list.emailRows) {
+  for (const Emailrow& row : list) {
     std::fputs((format == RowFormat::json ? jsonRow(row, tags) : tsvRow(row)).c_str(), stdout);
   }
 }
 
-/// Tells on standard error when the limit at the end of the list's statement has cut it.
-void tellOfLimit(KeldaneController& controller, const RowOptions& options, Program& program) {
-  const ResultList& list = controller.resultList();
-  const std::optional<LimitedStatement> limited = splitLimit(list.currentSql);
-  if (!limited || list.receivedCount < limited->limit) return;
-  ServerSession& session = controller.session();
-  std::string total;
-  // The user's own statement may name a column twice, and then it cannot be counted so.
-  if (session.query("SELECT count(*) FROM (" + limited->unlimited + ") AS uncut")) {
-    const std::string count = fetchFirstCell(session);
-    const unsigned long long all = std::strtoull(count.c_str(), nullptr, 10);
-    if (all <= list.receivedCount) return;
-    total = " of " + groupedNumber(static_cast<long long>(all));
-  }
-  (void)program.fail(fmt::format("the first {}{}; {}",
-                                 groupedNumber(static_cast<long long>(list.receivedCount)), total,
+/// Tells on standard error when the limit at the end of the statement has cut the list.
+void tellOfLimit(ServerSession& session, const std::string& statement, std::uint64_t received,
+                 const RowOptions& options, Program& program) {
+  const std::optional<CutList> cut = findCut(session, statement, received);
+  if (!cut) return;
+  const auto grouped = [](std::uint64_t count) {
+    return groupedNumber(static_cast<long long>(count));
+  };
+  (void)program.fail(fmt::format("the first {}{}; {}", grouped(received),
+                                 cut->allCount ? " of " + grouped(*cut->allCount) : "",
                                  options.withoutLimit));
+}
+
+/// The tags of those rows that have any, for the formats that show them.
+Result<TagsById> tagsFor(const std::vector<Emailrow>& rows, RowFormat format,
+                         ServerSession& session) {
+  if (format != RowFormat::json) return TagsById{};
+  std::vector<std::uint32_t> ids;
+  for (const Emailrow& row : rows) {
+    if (isTagged(row)) ids.push_back(row.emailID);
+  }
+  return readTags(session, ids);
 }
 
 }  // namespace
 
-std::optional<LimitedStatement> splitLimit(std::string_view statement) {
-  const std::size_t end = statement.find_last_not_of("; \t\r\n");
-  statement = statement.substr(0, end == std::string_view::npos ? 0 : end + 1);
-  const std::size_t digits = statement.find_last_not_of("0123456789");
-  if (digits == std::string_view::npos || digits + 1 == statement.size()) return std::nullopt;
-  const std::string number(statement.substr(digits + 1));
-  const std::string_view before = trimWhitespace(statement.substr(0, digits + 1));
-  constexpr std::string_view kLimit = " LIMIT";
-  if (before.size() < kLimit.size()) return std::nullopt;
-  const std::size_t at = before.size() - kLimit.size();
-  if (compareNoCase(before.substr(at), kLimit) != 0) return std::nullopt;
-  return LimitedStatement{std::string(before.substr(0, at)),
-                          std::strtoull(number.c_str(), nullptr, 10)};
-}
-
-int showList(KeldaneController& controller, const RowOptions& options, Program& program) {
-  const ResultList& list = controller.resultList();
-  if (list.listCountTextField.empty()) return kExitFailed;
-  TagsById tags;
-  if (options.shownFormat() == RowFormat::json) {
-    std::vector<std::uint32_t> ids;
-    for (const Emailrow& row : list.emailRows) {
-      if (isTagged(row)) ids.push_back(row.emailID);
-    }
-    auto found = readTags(controller.session(), ids);
-    if (!found) return program.failSql(found.error());
-    tags = std::move(*found);
-  }
-  printMessages(list, options.shownFormat(), tags);
+int showList(KeldaneController& controller, const ListRequest& request, const RowOptions& options,
+             Program& program) {
+  ServerSession& session = controller.session();
+  const RowFormat format = options.shownFormat();
+  SearchOptions how;
+  // Data for other programs has its dates as ISO 8601 writes them.
+  if (format == RowFormat::table) how.style = dateStyleOf(controller.settings().user);
+  how.onlyTagged = request.onlyTagged;
+  how.onlyUntagged = request.onlyUntagged;
+  program.terminal.progressStarted("Retrieving...");
+  Progress unseen;
+  const Result<SearchResult> found = runSearch(session, request.statement, how, unseen);
+  const Result<std::string> total = found ? countMessages(session) : Result<std::string>("0");
+  program.terminal.progressEnded();
+  if (!found) return program.failSql(found.error());
+  std::fputs(found->complaint.c_str(), stderr);
+  const Result<TagsById> tags = tagsFor(found->rows, format, session);
+  if (!tags) return program.failSql(tags.error());
+  printMessages(found->rows, format, *tags);
   // The list has been shown; without the file only the next narrowing fails, and tells so itself.
-  if (const Result<void> kept = LastList(controller).save(); !kept) {
+  if (const Result<void> kept = LastList(controller).save(found->rows); !kept) {
     (void)program.fail("the list is not kept for --within-last-list: " + kept.error());
   }
   if (::isatty(STDERR_FILENO) != 0 && !program.terminal.quiet) {
-    const std::string shown = countText(list.rowCount, "message");
-    const std::string all = groupedNumber(static_cast<long long>(list.archiveCount));
-    std::fprintf(stderr, "%s shown, %s in the archive.\n", shown.c_str(), all.c_str());
+    const std::string shown = countText(static_cast<long long>(found->rows.size()), "message");
+    const long long all = total ? std::strtoll(total->c_str(), nullptr, 10) : 0;
+    std::fprintf(stderr, "%s shown, %s in the archive.\n", shown.c_str(),
+                 groupedNumber(all).c_str());
   }
-  tellOfLimit(controller, options, program);
+  tellOfLimit(session, request.statement, found->receivedCount, options, program);
   return kExitDone;
 }
 

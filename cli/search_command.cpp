@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "app/query_settings.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/day_text.h"
@@ -14,6 +15,7 @@
 #include "cli/priority_option.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
+#include "query/saved_searches.h"
 
 namespace keldane {
 namespace {
@@ -35,9 +37,9 @@ struct Shortcut {
   bool given = false;
 };
 
-struct SearchOptions {
+struct SearchCommandOptions {
   RowOptions rows;
-  SearchRequest request;
+  SearchWords words;
   std::vector<GivenOption> conditions;
   std::array<Shortcut, 4> shortcuts = {{{"day", "This day"},
                                         {"week", "The last seven days"},
@@ -50,58 +52,48 @@ struct SearchOptions {
   bool showSql = false;
 };
 
-void applyShortcut(RetrieveSheet& sheet, const std::string& shortcut) {
-  if (shortcut == "day") sheet.doDay();
-  if (shortcut == "week") sheet.doWeek();
-  if (shortcut == "month") sheet.doMonth();
-  if (shortcut == "year") sheet.doYear();
+/// The days of a date shortcut.
+DateRange shortcutDays(const std::string& shortcut, const Environment& environment) {
+  const auto day = [&environment](int secondsAgo) {
+    return localDateTime(environment.now() - secondsAgo).substr(0, 10);
+  };
+  if (shortcut == "week") return dateRange(weekMenus(day(0), day(kSixDaysInSeconds)));
+  if (shortcut == "month") return dateRange(monthMenus(day(0)));
+  if (shortcut == "year") return dateRange(yearMenus(day(0)));
+  return dateRange(weekMenus(day(0), day(0)));
 }
 
 /// The statement asked for; nullopt when it cannot be had, which has been told.
-std::optional<std::string> statementFor(const SearchOptions& options, SearchForm form,
-                                        const SearchContext& context, KeldaneController& controller,
+std::optional<std::string> statementFor(const SearchCommandOptions& options, SearchRequest request,
+                                        SearchContext context, KeldaneController& controller,
                                         Program& program) {
-  RetrieveSheet& sheet = controller.retrieveSheet();
-  sheet.form = std::move(form);
   if (!options.saved.empty()) {
-    const std::string* statement = controller.savedSearches().find(options.saved);
+    const std::vector<SavedSearch> searches = readSavedSearches(controller.preferences());
+    const std::string* statement = findSearch(searches, options.saved);
     if (statement != nullptr) return *statement;
     (void)program.fail(fmt::format("there is no saved search named \"{}\"", options.saved));
     return std::nullopt;
   }
-  applyShortcut(sheet, options.request.dateShortcut);
-  sheet.orderAndLimit = context;
-  std::vector<std::string> within;
+  if (const std::string& shortcut = options.words.dateShortcut; !shortcut.empty()) {
+    request.dates = shortcutDays(shortcut, program.environment);
+  }
   if (options.withinLastList) {
     const Result<std::vector<std::string>> ids = LastList(controller).read();
     if (!ids) {
       (void)program.fail(ids.error());
       return std::nullopt;
     }
-    within = *ids;
-    sheet.listMode = 1;
-    controller.resultList().listViewCount = 1;
+    context.scope = idScope(*ids);
   }
-  if (!sheet.makeSearchSQL()) return std::nullopt;
-  if (!options.sql.empty()) sheet.whereSql = options.sql;
-  return (within.empty() ? sheet.beginSql : withinList(sheet.beginSql, within)) + sheet.whereSql;
+  const SearchSql sql = makeSearchSQL(request, context);
+  return sql.beginSql + (options.sql.empty() ? sql.whereSql : options.sql);
 }
 
-bool saveAs(const std::string& name, const std::string& statement, KeldaneController& controller) {
-  SearchForm& form = controller.retrieveSheet().form;
-  const SearchForm asked = form;
-  form.searchNameTextField = name;
-  form.savedSearchTextField = statement;
-  const bool saved = controller.savedSearches().saveSearch();
-  form = asked;
-  return saved;
-}
-
-void runSearch(const SearchOptions& options, Program& program) {
-  const Result<SearchForm> form = searchFormOf(options.request);
-  const Result<SearchContext> checked = searchContextOf(options.request, {});
-  if (!form || !checked) {
-    (void)program.fail(form ? checked.error() : form.error());
+void runSearch(const SearchCommandOptions& options, Program& program) {
+  const Result<SearchRequest> request = searchRequestOf(options.words);
+  const Result<SearchContext> checked = searchContextOf(options.words, {});
+  if (!request || !checked) {
+    (void)program.fail(request ? checked.error() : request.error());
     program.exitStatus = kExitUsage;
     return;
   }
@@ -109,26 +101,31 @@ void runSearch(const SearchOptions& options, Program& program) {
   KeldaneController* controller = program.connected(options.rows.connection, options.rows.database);
   if (controller == nullptr) return;
   const Result<SearchContext> context =
-      searchContextOf(options.request, controller->searchSettings());
+      searchContextOf(options.words, searchContextOf(controller->settings()));
   const std::optional<std::string> statement =
-      statementFor(options, *form, *context, *controller, program);
+      statementFor(options, *request, *context, *controller, program);
   if (!statement) return;
-  if (!options.saveAs.empty() && !saveAs(options.saveAs, *statement, *controller)) return;
+  if (!options.saveAs.empty()) {
+    const Result<void> saved = saveSearch(controller->preferences(), {options.saveAs, *statement});
+    if (!saved) {
+      (void)program.fail(printable(saved.error()));
+      return;
+    }
+  }
   if (options.showSql) {
     const bool toTerminal = ::isatty(STDOUT_FILENO) != 0;
     std::fputs(((toTerminal ? printable(*statement) : *statement) + "\n").c_str(), stdout);
     program.exitStatus = kExitDone;
     return;
   }
-  options.rows.prepare(controller->resultList());
-  controller->retrieveSheet().run(*statement);
   RowOptions rows = options.rows;
   if (!options.saved.empty()) rows.withoutLimit = "the limit stands in the saved search";
   if (!options.sql.empty()) rows.withoutLimit = "the limit stands in --sql";
-  program.exitStatus = showList(*controller, rows, program);
+  program.exitStatus = showList(
+      *controller, {*statement, options.words.withTags, options.words.withoutTags}, rows, program);
 }
 
-std::vector<CommandOption> conditionOptions(SearchOptions& options) {
+std::vector<CommandOption> conditionOptions(SearchCommandOptions& options) {
   std::vector<CommandOption> rows;
   for (const Join& join : kJoins) {
     rows.push_back({join.option, &options.conditions, join.help, "FIELD=TEXT"});
@@ -136,14 +133,14 @@ std::vector<CommandOption> conditionOptions(SearchOptions& options) {
   rows.front().help +=
       namesOf(kSearchFields, ", ", " or ") + ". Up to eight in all; OR binds tighter than AND";
   rows.push_back({.names = "--entire-message",
-                  .target = &options.request.entireMessage,
+                  .target = &options.words.entireMessage,
                   .help = "A phrase in " + phrasePlaces(),
                   .excludes = {"--and", "--or", "--and-not", "--or-not"}});
   return rows;
 }
 
-std::vector<CommandOption> dateOptions(SearchOptions& options) {
-  SearchRequest& request = options.request;
+std::vector<CommandOption> dateOptions(SearchCommandOptions& options) {
+  SearchWords& request = options.words;
   std::vector<CommandOption> dates = {
       {"--since", &request.since, "From this day, month or year on", "DAY", checkDayText},
       {"--until", &request.until, "To the end of this day, month or year", "DAY", checkDayText}};
@@ -157,8 +154,8 @@ std::vector<CommandOption> dateOptions(SearchOptions& options) {
   return dates;
 }
 
-std::vector<CommandOption> furtherOptions(SearchOptions& options) {
-  SearchRequest& request = options.request;
+std::vector<CommandOption> furtherOptions(SearchCommandOptions& options) {
+  SearchWords& request = options.words;
   std::vector<CommandOption> further = {
       {"--has-attachment", &request.hasAttachment, "Only messages with attachments"},
       {"--type", &request.types, "Only with attachments of this type; may be repeated",
@@ -179,13 +176,14 @@ std::vector<CommandOption> furtherOptions(SearchOptions& options) {
 }
 
 /// `form`: the names of the options that make the statement.
-std::vector<CommandOption> statementOptions(SearchOptions& options, std::vector<std::string> form) {
+std::vector<CommandOption> statementOptions(SearchCommandOptions& options,
+                                            std::vector<std::string> form) {
   form.insert(form.end(), {"--sql", "--save"});
   return {{.names = "--with-tags",
-           .target = &options.request.withTags,
+           .target = &options.words.withTags,
            .help = "Only tagged messages, of those within the limit",
            .excludes = {"--without-tags"}},
-          {"--without-tags", &options.request.withoutTags,
+          {"--without-tags", &options.words.withoutTags,
            "Only messages without tags, of those within the limit"},
           {.names = "--within-last-list",
            .target = &options.withinLastList,
@@ -203,15 +201,15 @@ std::vector<CommandOption> statementOptions(SearchOptions& options, std::vector<
           {"--show-sql", &options.showSql, "Print the statement and do not run it"}};
 }
 
-void startSearch(SearchOptions& options, Program& program) {
+void startSearch(SearchCommandOptions& options, Program& program) {
   for (const GivenOption& given : options.conditions) {
     const auto* const join =
         std::find_if(std::begin(kJoins), std::end(kJoins),
                      [&given](const Join& each) { return given.name == each.option; });
-    options.request.terms.push_back({join->operation, given.value});
+    options.words.terms.push_back({join->operation, given.value});
   }
   for (const Shortcut& shortcut : options.shortcuts) {
-    if (shortcut.given) options.request.dateShortcut = shortcut.word;
+    if (shortcut.given) options.words.dateShortcut = shortcut.word;
   }
   runSearch(options, program);
 }
@@ -219,7 +217,7 @@ void startSearch(SearchOptions& options, Program& program) {
 }  // namespace
 
 Command searchCommand(Program& program) {
-  auto options = std::make_shared<SearchOptions>();
+  auto options = std::make_shared<SearchCommandOptions>();
   Command command = {
       .name = "search",
       .help = "Search the archive",

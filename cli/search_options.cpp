@@ -27,76 +27,75 @@ Failure unknown(std::string_view what, std::string_view value, const std::string
   return {fmt::format("unknown {} \"{}\"; use {}", what, printable(value), known)};
 }
 
-Result<void> fillRows(SearchForm& form, const std::vector<SearchTerm>& terms) {
+Result<void> fillConditions(SearchRequest& request, const std::vector<SearchTerm>& terms) {
   if (terms.size() > kSearchRows) {
     return Failure{fmt::format("a search has at most {} rows", kSearchRows)};
   }
-  for (std::size_t row = 0; row < terms.size(); ++row) {
-    const std::string& text = terms[row].text;
+  for (const auto& [operation, text] : terms) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals + 1 == text.size()) {
       return Failure{fmt::format("\"{}\" is not of the form FIELD=TEXT", printable(text))};
     }
     const std::string_view name = std::string_view(text).substr(0, equals);
     const auto field = findWord(kSearchFields, name);
-    if (field == kSearchFields.end())
+    if (field == kSearchFields.end()) {
       return unknown("field", name, namesOf(kSearchFields, ", ", ", "));
-    form.fieldButton[row] = field->title;
-    form.searchTextField[row] = literalPattern(text.substr(equals + 1));
-    form.opsButton[row] = terms[row].operation;
+    }
+    request.conditions.push_back(
+        {field->column, literalPattern(text.substr(equals + 1)), joinerOf(operation)});
   }
   return {};
 }
 
-Result<void> fillDates(DateMenus& dates, const SearchRequest& request) {
-  const std::optional<DayText> since = readDay(request.since);
-  const std::optional<DayText> until = readDay(request.until);
-  if ((!since && !request.since.empty()) || (!until && !request.until.empty())) {
-    return Failure{fmt::format("\"{}\" is not a date; write 2024-02-28, 2024-02 or 2024",
-                               printable(since ? request.until : request.since))};
-  }
-  if (since) {
-    dates.beginYr = since->year;
-    dates.beginMo = since->month;
-    dates.beginDa = since->day;
-  }
-  if (until) {
-    // Said to the day, because the menus end every February at its 28th.
-    dates.endYr = until->year;
-    dates.endMo = until->month == "All" ? "12" : until->month;
-    dates.endDa = until->day == "All" ? lastDayOfMonth(dates.endYr, dates.endMo) : until->day;
-  }
-  return {};
-}
-
-Result<void> fillAttachments(SearchForm& form, const SearchRequest& request) {
-  form.onlyAttachCheck = request.hasAttachment || !request.types.empty();
-  for (const std::string& type : request.types) {
+Result<void> fillAttachments(SearchRequest& request, const SearchWords& words) {
+  request.onlyAttach = words.hasAttachment || !words.types.empty();
+  for (const std::string& type : words.types) {
     const auto found = findWord(kAttachTypeGroups, type);
-    if (found == kAttachTypeGroups.end())
+    if (found == kAttachTypeGroups.end()) {
       return unknown("type", type, namesOf(kAttachTypeGroups, ", ", ", "));
-    form.typeCheck[static_cast<std::size_t>(found - kAttachTypeGroups.begin())] = true;
+    }
+    request.types[static_cast<std::size_t>(found - kAttachTypeGroups.begin())] = true;
   }
   return {};
 }
 
-Result<void> fillTags(SearchForm& form, const SearchRequest& request) {
-  if (!request.category.empty()) form.searchCatButton = literalPattern(request.category);
-  // The form takes keywords into the statement as they stand.
-  form.searchKeywordsTextField = literalPattern(request.keywords);
-  replaceAll(form.searchKeywordsTextField, "\"", "\"\"");
-  form.searchNotesTextField = literalPattern(request.notes);
-  form.withTagsCheck = request.withTags;
-  form.withoutTagsCheck = request.withoutTags;
-  if (request.priority.empty()) return {};
-  const std::optional<int> priority = priorityOf(request.priority);
-  if (!priority) return unknown("priority", request.priority, kPriorityWords);
-  form.priorityCheck = true;
-  form.searchPriorityButton = priorityTitle(*priority);
+Result<void> fillTags(SearchRequest& request, const SearchWords& words) {
+  // A category of this name is none.
+  const std::string category = literalPattern(words.category);
+  if (category != kPriorityTitles.front()) request.category = category;
+  // Keywords go into the statement as they stand.
+  request.keywords = literalPattern(words.keywords);
+  replaceAll(request.keywords, "\"", "\"\"");
+  request.notes = literalPattern(words.notes);
+  if (words.priority.empty()) return {};
+  request.priority = priorityOf(words.priority);
+  if (!request.priority) return unknown("priority", words.priority, kPriorityWords);
   return {};
 }
 
 }  // namespace
+
+Result<DateRange> readDays(const std::string& since, const std::string& until) {
+  const std::optional<DayText> first = readDay(since);
+  const std::optional<DayText> last = readDay(until);
+  if ((!first && !since.empty()) || (!last && !until.empty())) {
+    return Failure{fmt::format("\"{}\" is not a date; write 2024-02-28, 2024-02 or 2024",
+                               printable(first ? until : since))};
+  }
+  DateMenus dates;
+  if (first) {
+    dates.beginYr = first->year;
+    dates.beginMo = first->month;
+    dates.beginDa = first->day;
+  }
+  if (last) {
+    // Said to the day, because "All" would end every February at its 28th.
+    dates.endYr = last->year;
+    dates.endMo = last->month == "All" ? "12" : last->month;
+    dates.endDa = last->day == "All" ? lastDayOfMonth(dates.endYr, dates.endMo) : last->day;
+  }
+  return dateRange(dates);
+}
 
 std::string literalPattern(std::string_view text) {
   std::string pattern;
@@ -123,27 +122,32 @@ Result<void> applyLimit(const std::string& limit, SearchContext& context) {
   return {};
 }
 
-Result<SearchForm> searchFormOf(const SearchRequest& request) {
-  SearchForm form;
-  form.entireMsgTextField = literalPattern(request.entireMessage);
-  for (const Result<void>& filled : {fillRows(form, request.terms), fillDates(form.dates, request),
-                                     fillAttachments(form, request), fillTags(form, request)}) {
+Result<SearchRequest> searchRequestOf(const SearchWords& words) {
+  SearchRequest request;
+  if (!words.entireMessage.empty()) {
+    request.conditions = phraseConditions(literalPattern(words.entireMessage));
+  }
+  const Result<DateRange> dates = readDays(words.since, words.until);
+  if (dates) request.dates = *dates;
+  for (const Result<void>& filled :
+       {fillConditions(request, words.terms), dates ? Result<void>() : Failure{dates.error()},
+        fillAttachments(request, words), fillTags(request, words)}) {
     if (!filled) return Failure{filled.error()};
   }
-  return form;
+  return request;
 }
 
-Result<SearchContext> searchContextOf(const SearchRequest& request, SearchContext settings) {
-  if (!request.sort.empty()) {
-    const auto found = findWord(kSortColumns, request.sort);
+Result<SearchContext> searchContextOf(const SearchWords& words, SearchContext settings) {
+  if (!words.sort.empty()) {
+    const auto found = findWord(kSortColumns, words.sort);
     if (found == kSortColumns.end())
-      return unknown("order", request.sort, namesOf(kSortColumns, ", ", ", "));
+      return unknown("order", words.sort, namesOf(kSortColumns, ", ", ", "));
     settings.sortFieldRow = found->row;
     settings.sortFieldCol = found->column;
     settings.sortOrder = 0;
   }
-  if (request.descending) settings.sortOrder = 1;
-  if (const Result<void> limited = applyLimit(request.limit, settings); !limited) {
+  if (words.descending) settings.sortOrder = 1;
+  if (const Result<void> limited = applyLimit(words.limit, settings); !limited) {
     return Failure{limited.error()};
   }
   return settings;

@@ -7,7 +7,6 @@
 
 #include "base/result.h"
 #include "query/search_builder.h"
-#include "query/search_form.h"
 
 namespace keldane {
 
@@ -18,7 +17,7 @@ struct SearchTerm {
 };
 
 /// What `keldane search` was asked for, as text.
-struct SearchRequest {
+struct SearchWords {
   std::vector<SearchTerm> terms;
   std::string entireMessage;
   std::string since;
@@ -37,16 +36,18 @@ struct SearchRequest {
   std::string limit;
 };
 
-/// A text as a pattern that only this text matches, for the form of the search: `%`, `_` and the
-/// backslash, which have a meaning there, stand for themselves.
+/// A text as a pattern that only this text matches, for a search: `%`, `_` and the backslash,
+/// which have a meaning there, stand for themselves.
 [[nodiscard]] std::string literalPattern(std::string_view text);
 
-/// Puts the request into a fresh form. Fails with a sentence for the user when something in it has
-/// no place there. Date shortcuts are left to the caller, who knows the day.
-[[nodiscard]] Result<SearchForm> searchFormOf(const SearchRequest& request);
+/// The request as the statement takes it. Fails with a sentence for the user when something in it
+/// makes no sense. Date shortcuts are left to the caller, who knows the day.
+[[nodiscard]] Result<SearchRequest> searchRequestOf(const SearchWords& words);
 /// The settings with what the request says otherwise about order and limit.
-[[nodiscard]] Result<SearchContext> searchContextOf(const SearchRequest& request,
+[[nodiscard]] Result<SearchContext> searchContextOf(const SearchWords& words,
                                                     SearchContext settings);
+/// From the first day of `since` to the last of `until`, each a day, month or year, or empty.
+[[nodiscard]] Result<DateRange> readDays(const std::string& since, const std::string& until);
 
 /// Sets the limit that an option asks for: a number, or "none". An empty text changes nothing.
 [[nodiscard]] Result<void> applyLimit(const std::string& limit, SearchContext& context);

@@ -1,6 +1,6 @@
-#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -11,6 +11,7 @@
 #include "cli/pager.h"
 #include "cli/program.h"
 #include "cli/text_table.h"
+#include "query/saved_searches.h"
 
 namespace keldane {
 namespace {
@@ -22,12 +23,9 @@ struct BrowseTarget {
 };
 
 void listSearches(bool json, Program& program) {
-  const SavedSearches& searches = program.controller().savedSearches();
   std::vector<std::vector<std::string>> rows;
   std::string text;
-  for (std::size_t i = 0; i < searches.savedSearchNames().size(); ++i) {
-    const std::string& name = searches.savedSearchNames()[i];
-    const std::string& statement = searches.statements()[i];
+  for (const auto& [name, statement] : readSavedSearches(program.controller().preferences())) {
     if (json) text += jsonLine({{"name", name}, {"statement", statement}});
     rows.push_back({name, statement});
   }
@@ -37,49 +35,38 @@ void listSearches(bool json, Program& program) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-/// Row of the search of this name; -1, and a message, when there is none.
-int findSearch(const std::string& name, Program& program) {
-  const auto& names = program.controller().savedSearches().savedSearchNames();
-  const auto found = std::find(names.begin(), names.end(), name);
-  if (found != names.end()) return static_cast<int>(found - names.begin());
+/// The statement of the search of this name; absent, and a message, when there is none.
+std::optional<std::string> statementOf(const std::string& name, Program& program) {
+  const auto searches = readSavedSearches(program.controller().preferences());
+  if (const std::string* statement = findSearch(searches, name)) return *statement;
   program.exitStatus = program.fail(fmt::format("there is no saved search named \"{}\"", name));
-  return -1;
+  return std::nullopt;
 }
 
 void showSearch(const std::string& name, Program& program) {
-  const int row = findSearch(name, program);
-  if (row < 0) return;
-  const std::string& statement =
-      program.controller().savedSearches().statements()[static_cast<std::size_t>(row)];
+  const std::optional<std::string> statement = statementOf(name, program);
+  if (!statement) return;
   const bool toTerminal = ::isatty(STDOUT_FILENO) != 0;
-  std::fputs(((toTerminal ? printable(statement) : statement) + "\n").c_str(), stdout);
+  std::fputs(((toTerminal ? printable(*statement) : *statement) + "\n").c_str(), stdout);
 }
 
-void deleteSearch(const std::string& name, Program& program) {
-  const int row = findSearch(name, program);
-  if (row < 0) return;
-  SavedSearches& searches = program.controller().savedSearches();
-  searches.selectRow(row);
-  if (!searches.deleteSearch()) program.exitStatus = kExitFailed;
+void removeSearch(const std::string& name, Program& program) {
+  if (!statementOf(name, program)) return;
+  const Result<void> deleted = deleteSearch(program.controller().preferences(), name);
+  if (!deleted) program.exitStatus = program.fail(printable(deleted.error()));
 }
 
 /// Sets the default of the Browse action, or clears it when there is no name, and looks whether the
 /// archive has taken it.
 void setBrowse(const BrowseTarget& target, Program& program) {
-  const int row = target.name.empty() ? -1 : findSearch(target.name, program);
-  if (!target.name.empty() && row < 0) return;
+  if (!target.name.empty() && !statementOf(target.name, program)) return;
   KeldaneController* controller = program.connected(target.connection, target.database);
   if (controller == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  if (row < 0) {
-    controller->browse().resetBrowse();
-  } else {
-    // The connect has read the preferences again, and so left no row selected.
-    controller->savedSearches().selectRow(row);
-    controller->browse().setBrowse();
-  }
+  controller->settings().archive.browseNameString = target.name;
+  static_cast<void>(program.tell(controller->settings().savePreferences()));
   static_cast<void>(program.tell(controller->settings().getSettings()));
   if (controller->settings().archive.browseNameString != target.name) {
     program.exitStatus = program.fail("the archive has not kept the name of the search");
@@ -110,7 +97,7 @@ Command searchesCommand(Program& program) {
                        {.name = "delete",
                         .help = "Delete one",
                         .options = {name},
-                        .run = [target, &program] { deleteSearch(target->name, program); }},
+                        .run = [target, &program] { removeSearch(target->name, program); }},
                        {.name = "set-browse",
                         .help = "Let `keldane browse` run this one",
                         .options = {name, place[0], place[1]},

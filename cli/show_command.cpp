@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "app/query_settings.h"
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/json_text.h"
@@ -13,10 +14,9 @@
 #include "cli/program.h"
 #include "cli/tag_text.h"
 #include "cli/terminal_text.h"
-#include "ingest/reading/strip_plist.h"
-#include "query/header_block.h"
-#include "query/html_page.h"
+#include "query/message_html.h"
 #include "query/message_tags.h"
+#include "query/search_builder.h"
 
 namespace keldane {
 namespace {
@@ -37,8 +37,7 @@ std::optional<Emailrow> findRow(const ShowOptions& options, KeldaneController& c
                                 Program& program) {
   const std::uint32_t id = options.id;
   ServerSession& session = controller.session();
-  const std::string sql = fmt::format(
-      "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email WHERE id={}", id);
+  const std::string sql = fmt::format("{}email WHERE id={}", selectListColumns("id"), id);
   const bool sent = session.query(sql);
   const auto rows = sent ? session.storeResult() : nullptr;
   if (!rows) {
@@ -49,13 +48,10 @@ std::optional<Emailrow> findRow(const ShowOptions& options, KeldaneController& c
     program.exitStatus = program.fail(fmt::format("there is no message with the id {}", id));
     return std::nullopt;
   }
-  const auto text = [&rows](std::size_t column) {
-    return toUtf8(rows->cell(column).value_or(std::string_view()));
-  };
-  const UserSettings& user = controller.settings().user;
-  const DateStyle style = options.json ? DateStyle{} : DateStyle{user.dateFormat, user.separator};
-  return Emailrow{
-      id, leadingInt(text(6)), formatListDate(text(1), style), text(2), text(3), text(4), text(5)};
+  Emailrow row = readListRow(*rows);
+  if (!options.json)
+    row.emailDate = formatListDate(row.emailDate, dateStyleOf(controller.settings().user));
+  return row;
 }
 
 /// A message without an HTML version as a page of its own, so that a browser shows any message.
@@ -67,17 +63,9 @@ std::string pageOfText(const Emailrow& row, const std::string& messageText) {
          "<pre>" + escapeMarkup(body) + "</pre>\n";
 }
 
-std::string headersOf(std::string source) {
-  MessageTags tags;
-  stripPlist(source, tags);
-  const std::size_t end = source.find("\n\n");
-  if (end != std::string::npos) source.resize(end + 1);
-  return source;
-}
-
-std::optional<std::string> readSource(const ShowOptions& options, MessageViewer& viewer,
-                                      Program& program) {
-  Result<std::string> source = viewer.fetchRawSource(options.id);
+std::optional<std::string> rawSource(const ShowOptions& options, StoredSources& sources,
+                                     const SourceReading& reading, Program& program) {
+  Result<std::string> source = sources.fetch(options.id);
   if (!source) {
     program.exitStatus = program.failSql(source.error());
     return std::nullopt;
@@ -88,7 +76,12 @@ std::optional<std::string> readSource(const ShowOptions& options, MessageViewer&
                     options.id, options.id));
     return std::nullopt;
   }
-  return options.headers ? headersOf(std::move(*source)) : std::move(*source);
+  if (options.headers) {
+    reading.stripPlist(*source);
+    const std::size_t end = source->find("\n\n");
+    if (end != std::string::npos) source->resize(end + 1);
+  }
+  return std::move(*source);
 }
 
 /// The message's text with its tags among the lines above it.
@@ -98,20 +91,31 @@ std::string withTags(std::string text, const std::optional<TagRow>& tags) {
   return text;
 }
 
+std::nullopt_t unread(const std::string& error, std::uint32_t id, Program& program) {
+  std::fputs(fmt::format("SQL error: {}\n", error).c_str(), stderr);
+  program.exitStatus = program.fail(fmt::format("message {} could not be read", id));
+  return std::nullopt;
+}
+
 /// What is to be printed; nullopt, and the reason printed, when it is not to be had.
 std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
-                                const std::optional<TagRow>& tags, MessageViewer& viewer,
+                                const std::optional<TagRow>& tags, KeldaneController& controller,
                                 Program& program) {
-  if (options.source || options.headers) return readSource(options, viewer, program);
-  const bool shown = options.html ? viewer.showMessage(row.emailID, row.emailDate)
-                                  : viewer.showStoredText(row.emailID, row.emailDate);
-  if (!shown) {
-    program.exitStatus = program.fail(fmt::format("message {} could not be read", options.id));
-    return std::nullopt;
+  const UserSettings& user = controller.settings().user;
+  const SourceReading reading = sourceReading(user);
+  StoredSources sources(controller.session(), reading);
+  if (options.source || options.headers) return rawSource(options, sources, reading, program);
+  if (!options.html) {
+    const Result<std::string> text = sources.textForReader(options.id, row.emailDate, false);
+    if (!text) return unread(text.error(), options.id, program);
+    return withTags(*text, tags);
   }
-  if (!options.html) return withTags(viewer.messageText, tags);
-  return standalonePage(viewer.views.htmlShowing ? viewer.views.htmlText
-                                                 : pageOfText(row, viewer.messageText));
+  const Result<std::string> source = sources.fetch(options.id);
+  if (!source) return unread(source.error(), options.id, program);
+  const MessageContent content = sources.readMessage(
+      options.id, *source, headerDate(user, program.environment, row.emailDate));
+  if (!content.messageText) return unread(content.error, options.id, program);
+  return standalonePage(content.html ? *content.html : pageOfText(row, *content.messageText));
 }
 
 /// The message's tags. False, and the reason printed, when they are not to be had.
@@ -164,7 +168,7 @@ void runShow(const ShowOptions& options, Program& program) {
   const std::optional<Emailrow> row = findRow(options, *controller, program);
   std::optional<TagRow> tags;
   if (!row || !findTags(options.id, controller->session(), tags, program)) return;
-  const auto text = read(options, *row, tags, controller->messageViewer(), program);
+  const auto text = read(options, *row, tags, *controller, program);
   if (text) print(options, *row, tags, *text);
 }
 

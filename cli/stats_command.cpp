@@ -28,18 +28,10 @@ struct StatsOptions {
   bool json = false;
 };
 
-Result<StatsForm> formOf(const StatsOptions& options) {
-  SearchRequest days;
-  days.since = options.since;
-  days.until = options.until;
-  const Result<SearchForm> filled = searchFormOf(days);
-  if (!filled) return Failure{filled.error()};
-  StatsForm form;
-  form.dates = filled->dates;
-  form.limitSenderTextField = std::to_string(options.top);
-  form.statsByMailboxCheck = options.mailboxes;
-  form.includesLastDay = true;
-  return form;
+Result<StatsRequest> requestOf(const StatsOptions& options) {
+  const Result<DateRange> dates = readDays(options.since, options.until);
+  if (!dates) return Failure{dates.error()};
+  return StatsRequest{*dates, true, std::to_string(options.top), options.mailboxes};
 }
 
 nlohmann::ordered_json listOf(const std::vector<StatsFigures::Count>& counts, const char* name) {
@@ -50,7 +42,7 @@ nlohmann::ordered_json listOf(const std::vector<StatsFigures::Count>& counts, co
   return list;
 }
 
-void printFigures(const StatsFigures& figures, const StatsForm& form) {
+void printFigures(const StatsFigures& figures, const StatsRequest& request) {
   nlohmann::ordered_json object = {
       {"first", figures.firstDay},    {"last", figures.lastDay},
       {"messages", figures.total},    {"withAttachments", figures.withAttachments},
@@ -60,7 +52,7 @@ void printFigures(const StatsFigures& figures, const StatsForm& form) {
   object["years"] = std::move(years);
   object["senders"] = listOf(figures.senders, "address");
   object["recipients"] = listOf(figures.recipients, "address");
-  if (form.statsByMailboxCheck) object["byMailbox"] = listOf(figures.byMailbox, "mailbox");
+  if (request.byMailbox) object["byMailbox"] = listOf(figures.byMailbox, "mailbox");
   printJson(object);
 }
 
@@ -83,9 +75,9 @@ std::string fitted(const std::string& report, std::size_t width) {
 }
 
 void runStats(const StatsOptions& options, Program& program) {
-  const Result<StatsForm> form = formOf(options);
-  if (!form) {
-    (void)program.fail(form.error());
+  const Result<StatsRequest> request = requestOf(options);
+  if (!request) {
+    (void)program.fail(request.error());
     program.exitStatus = kExitUsage;
     return;
   }
@@ -94,11 +86,11 @@ void runStats(const StatsOptions& options, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const StatsFigures figures = controller->statistics().figures(*form);
+  const StatsFigures figures = findFigures(controller->session(), *request);
   if (options.json) {
-    printFigures(figures, *form);
+    printFigures(figures, *request);
   } else {
-    const std::string report = statsReportText(figures, *form);
+    const std::string report = statsReportText(figures, *request);
     const std::size_t width = outputWidth();
     std::fputs((width != 0 ? fitted(terminalText(report), width) : shownText(report)).c_str(),
                stdout);

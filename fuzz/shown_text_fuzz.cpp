@@ -9,8 +9,8 @@
 #include "base/text.h"
 #include "cli/terminal_text.h"
 #include "fuzz/check.h"
-#include "query/attachment_list.h"
-#include "query/header_block.h"
+#include "query/attachments.h"
+#include "query/message_html.h"
 #include "query/quoted_reply.h"
 
 namespace {

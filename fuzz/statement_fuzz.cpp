@@ -45,14 +45,13 @@ std::string shapeOf(std::string_view sql) {
 }
 
 std::string searchShape(const std::string& text) {
-  SearchForm form;
-  form.searchTextField[0] = text;
-  form.searchTextField[3] = text;
-  form.searchCatButton = text;
-  form.searchNotesTextField = text;
+  SearchRequest request;
+  request.conditions = phraseConditions(text);
+  request.category = text;
+  request.notes = text;
   SearchContext context;
   context.limitSearchSize = "7 " + text;
-  const SearchSql sql = makeSearchSQL(form, context);
+  const SearchSql sql = makeSearchSQL(request, context);
   return shapeOf(sql.beginSql + sql.whereSql);
 }
 

@@ -1,11 +1,17 @@
 #include "query/duplicate_sweep.h"
 
 #include <cstdlib>
+#include <optional>
+#include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
+#include "archive/fingerprints.h"
+#include "archive/message_rows.h"
 #include "archive/sql_values.h"
 #include "base/text.h"
+#include "query/search_builder.h"
 
 namespace keldane {
 namespace {
@@ -21,10 +27,8 @@ std::uint32_t idOf(std::string_view cell) {
   return static_cast<std::uint32_t>(std::strtoul(std::string(cell).c_str(), nullptr, 10));
 }
 
-}  // namespace
-
 /// One row of the archive as the sweep sees it; texts that are not UTF-8 are empty.
-struct DuplicateSweep::Row {
+struct Row {
   std::uint32_t id = 0;
   std::string date;
   std::string from;
@@ -36,101 +40,80 @@ struct DuplicateSweep::Row {
   std::string time;  ///< pattern of the time of day
 };
 
-DuplicateSweep::DuplicateSweep(ServerSession& session, ResultList& list, ProgressPanel& progress,
-                               UserInterface& ui, Callbacks callbacks)
-    : session_(session),
-      list_(list),
-      progress_(progress),
-      ui_(ui),
-      callbacks_(std::move(callbacks)),
-      fingerprints_({.session = session,
-                     .stripPlist = callbacks_.stripPlist,
-                     .declaredCharsets = callbacks_.declaredCharsets}) {}
+class Sweep {
+ public:
+  Sweep(ServerSession& session, bool deletes, const SourceReading& reading, Progress& progress)
+      : session_(session),
+        deletes_(deletes),
+        progress_(progress),
+        fingerprints_(
+            {.session = session,
+             .stripPlist = reading.stripPlist,
+             .declaredCharsets = [charsets = reading.declaredCharsets] { return charsets; }}) {}
 
-DuplicateSweep::Outcome DuplicateSweep::checkDups(bool deleteDuplicates) {
-  deleteDuplicates_ = deleteDuplicates;
-  ui_.closePanel("dupsPanel");
-  ui_.closePanel("SQLPanel");
-  list_.clear();
-  if (callbacks_.clearMessageViews) callbacks_.clearMessageViews();
-  ui_.setWindowTitle("storePanel", "checking for duplicates...");
-  ui_.showPanel("storePanel");
-  ui_.progressChanged(0, "");
-  progress_.doProgressPanel("Checking for duplicates...");
-  handled_.clear();
-  distinct_.clear();
-  outcome_ = {};
-  deletedDuplicateCount_ = 0;
-  looked_ = 0;
-  listed_ = 0;
+  Result<SweepResult> run();
+
+ private:
+  struct Handled {
+    std::uint32_t group = 0;  ///< the row met first of those taken together
+    std::uint32_t of = 0;     ///< the message that this one repeats or is similar to
+    Relation relation = Relation::kept;
+  };
+
+  void sweepRows();
+  bool sweepRow(const Row& row);
+  bool takeMatch(const Row& row, std::uint32_t match, std::uint32_t group);
+  bool relate(std::uint32_t id, std::uint32_t group, Handled& handled);
+  bool take(const Row& row, std::uint32_t id, const Handled& handled, std::string date,
+            std::string mailbox);
+  bool firstCell(const std::string& sql, std::string& value);
+  bool firstId(const std::string& sql, std::uint32_t& id);
+  bool tagMark(std::uint32_t id, std::string& date);
+  [[nodiscard]] std::uint32_t groupOf(std::uint32_t id) const;
+  [[nodiscard]] bool isDeleted(std::uint32_t id) const;
+  bool failed();
+
+  ServerSession& session_;
+  const bool deletes_;
+  Progress& progress_;
+  Fingerprints fingerprints_;
+  std::unordered_map<std::uint32_t, Handled> handled_;
+  /// For each group, those of its messages that say something different.
+  std::unordered_map<std::uint32_t, std::vector<Fingerprints::Stored>> distinct_;
+  SweepResult result_;
+};
+
+Result<SweepResult> Sweep::run() {
   static_cast<void>(session_.query(kChooseByAverage));
   static_cast<void>(fingerprints_.open());
-  if (!session_.query("SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email")) {
-    progress_.close();
-    ui_.alert({"SQL Error",
-               fmt::format("SQL error: {}", session_.error()),
-               AlertStyle::critical,
-               {"OK"}});
-    static_cast<void>(session_.query(kChooseAsBefore));
-    return {};
+  std::optional<Failure> refused;
+  if (session_.query(selectListColumns("id") + "email")) {
+    sweepRows();
+  } else {
+    refused = Failure{session_.error()};
   }
-  outcome_.complete = dupSweep() == 0;
   static_cast<void>(session_.query(kChooseAsBefore));
-  progress_.close();
-
-  std::string count = "0";
-  if (session_.query("SELECT count(id) FROM email")) {
-    count = fetchFirstCell(session_);
-  } else if (callbacks_.storeLog) {
-    callbacks_.storeLog(fmt::format("SQL error: {}\n", session_.error()));
-  }
-  list_.dbCountTextField = count + " emails in the database.";
-  list_.listCountTextField = fmt::format("{} emails in this list.", listed_);
-  list_.rowCount = listed_;
-  ui_.setWindowTitle("storePanel", "Duplicate emails found in " + callbacks_.dbPath());
-  list_.listSearchButtonEnabled = false;
-  ui_.changed("storeTableView");
-  if (deleteDuplicates_) {
-    ui_.alert({"Duplicates were deleted",
-               fmt::format("{} duplicate emails have been deleted from the database.",
-                           deletedDuplicateCount_),
-               AlertStyle::informational,
-               {"OK"}});
-  }
-  distinct_.clear();
-  outcome_.deleted = deletedDuplicateCount_;
-  deletedDuplicateCount_ = 0;
-  deleteDuplicates_ = false;
-  return outcome_;
+  if (refused) return *refused;
+  return std::move(result_);
 }
 
-std::uint32_t DuplicateSweep::keptOf(std::uint32_t id) const {
-  const auto found = handled_.find(id);
-  return found == handled_.end() ? 0 : found->second.of;
-}
-
-DuplicateSweep::Relation DuplicateSweep::relationOf(std::uint32_t id) const {
-  const auto found = handled_.find(id);
-  return found == handled_.end() ? Relation::none : found->second.relation;
-}
-
-std::uint32_t DuplicateSweep::groupOf(std::uint32_t id) const {
+std::uint32_t Sweep::groupOf(std::uint32_t id) const {
   const auto found = handled_.find(id);
   return found == handled_.end() ? 0 : found->second.group;
 }
 
-int DuplicateSweep::dupSweep() {
+void Sweep::sweepRows() {
   const auto rows = session_.storeResult();
   if (!rows) {
     failed();
-    return 1;
+    return;
   }
   const auto text = [&rows](std::size_t column) {
     const std::string_view cell = rows->cell(column).value_or(std::string_view());
     return isValidUtf8(cell) ? std::string(cell) : std::string();
   };
-  while (rows->next()) {
-    progress_.doProgressCount(++looked_, 10);
+  for (int looked = 1; rows->next(); ++looked) {
+    progress_.step(looked, {});
     Row row;
     row.id = idOf(rows->cell(0).value_or("0"));
     row.date = text(1);
@@ -141,12 +124,11 @@ int DuplicateSweep::dupSweep() {
     row.attachments = leadingInt(rows->cell(6).value_or("0"));
     row.day = row.date.substr(0, 10) + "%";
     row.time = "%" + (row.date.size() > 11 ? row.date.substr(11) : std::string());
-    if (!sweepRow(row)) return 1;
+    if (!sweepRow(row)) return;
   }
-  return 0;
 }
 
-bool DuplicateSweep::sweepRow(const Row& row) {
+bool Sweep::sweepRow(const Row& row) {
   const std::string from = quotedInline(row.from);
   const std::string to = quotedInline(row.to);
   const std::string subject = quotedInline(row.subject);
@@ -183,16 +165,13 @@ bool DuplicateSweep::sweepRow(const Row& row) {
   }
 }
 
-bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_t group) {
-  const auto cell = [this](const std::string& sql, std::string& value) {
-    if (!session_.query(sql)) return failed();
-    value = toUtf8(fetchFirstCell(session_));
-    return true;
-  };
+bool Sweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_t group) {
   std::string mailbox;
   std::string date;
-  if (!cell(fmt::format("SELECT mailbox FROM email WHERE id = {}", match), mailbox)) return false;
-  if (!cell(fmt::format("SELECT date_fld FROM email WHERE id={}", match), date)) return false;
+  if (!firstCell(fmt::format("SELECT mailbox FROM email WHERE id = {}", match), mailbox) ||
+      !firstCell(fmt::format("SELECT date_fld FROM email WHERE id={}", match), date)) {
+    return false;
+  }
   if (!tagMark(match, date)) return false;
   if (groupOf(match) != 0) return true;
   Handled handled;
@@ -201,7 +180,7 @@ bool DuplicateSweep::takeMatch(const Row& row, std::uint32_t match, std::uint32_
 }
 
 /// Finds out what a row is to those of its group.
-bool DuplicateSweep::relate(std::uint32_t id, std::uint32_t group, Handled& handled) {
+bool Sweep::relate(std::uint32_t id, std::uint32_t group, Handled& handled) {
   std::vector<Fingerprints::Stored>& known = distinct_[group];
   if (known.empty()) {
     std::optional<Fingerprints::Stored> first = fingerprints_.load(group);
@@ -223,63 +202,63 @@ bool DuplicateSweep::relate(std::uint32_t id, std::uint32_t group, Handled& hand
 }
 
 /// Deletes a row or puts it on the list.
-bool DuplicateSweep::take(const Row& row, std::uint32_t id, const Handled& handled,
-                          std::string date, std::string mailbox) {
-  if (handled.relation == Relation::copy) ++outcome_.copies;
-  if (handled.relation == Relation::similar) ++outcome_.similar;
-  const bool deletes = deleteDuplicates_ && handled.relation == Relation::copy;
+bool Sweep::take(const Row& row, std::uint32_t id, const Handled& handled, std::string date,
+                 std::string mailbox) {
+  if (handled.relation == Relation::copy) ++result_.copies;
+  if (handled.relation == Relation::similar) ++result_.similar;
   handled_.emplace(id, handled);
-  list_.emailIds.push_back(fmt::format("{}", id));
-  if (!deletes) {
-    addRow(row, id, std::move(date), std::move(mailbox));
+  result_.handledIds.push_back(id);
+  if (!deletes_ || handled.relation != Relation::copy) {
+    result_.listed.push_back(
+        {{id, row.attachments, std::move(date), row.from, row.to, row.subject, std::move(mailbox)},
+         handled.relation,
+         handled.of});
     return true;
   }
-  if (!deleteMessage(id)) return false;
-  ++deletedDuplicateCount_;
+  if (!deleteMessageRows(session_, id)) return failed();
+  ++result_.deleted;
   return true;
 }
 
-bool DuplicateSweep::deleteMessage(std::uint32_t id) {
-  for (const char* table : {"email", "attachments", "tags", "origemail"}) {
-    if (!session_.query(fmt::format("DELETE FROM {} WHERE id={}", table, id))) return failed();
-  }
-  fingerprints_.remove(id);
-  return true;
-}
-
-bool DuplicateSweep::firstId(const std::string& sql, std::uint32_t& id) {
+bool Sweep::firstCell(const std::string& sql, std::string& value) {
   if (!session_.query(sql)) return failed();
-  id = idOf(fetchFirstCell(session_));
+  value = toUtf8(fetchFirstCell(session_));
   return true;
 }
 
-bool DuplicateSweep::tagMark(std::uint32_t id, std::string& date) {
-  if (!session_.query(fmt::format("SELECT count(id) FROM tags WHERE tags.id={}", id))) {
-    return failed();
+bool Sweep::firstId(const std::string& sql, std::uint32_t& id) {
+  std::string value;
+  if (!firstCell(sql, value)) return false;
+  id = idOf(value);
+  return true;
+}
+
+bool Sweep::tagMark(std::uint32_t id, std::string& date) {
+  std::string count;
+  if (!firstCell(fmt::format("SELECT count(id) FROM tags WHERE tags.id={}", id), count)) {
+    return false;
   }
-  if (leadingInt(fetchFirstCell(session_)) != 0) date += '*';
+  if (leadingInt(count) != 0) date += '*';
   return true;
-}
-
-void DuplicateSweep::addRow(const Row& row, std::uint32_t id, std::string date,
-                            std::string mailbox) {
-  list_.emailRows.push_back(
-      {id, row.attachments, std::move(date), row.from, row.to, row.subject, std::move(mailbox)});
-  ++listed_;
 }
 
 /// Whether this sweep has deleted the row. One that was taken for a wildcard in a subject may have
 /// a copy of its own, and this copy is then the last of the two.
-bool DuplicateSweep::isDeleted(std::uint32_t id) const {
-  return deleteDuplicates_ && relationOf(id) == Relation::copy;
+bool Sweep::isDeleted(std::uint32_t id) const {
+  const auto found = handled_.find(id);
+  return deletes_ && found != handled_.end() && found->second.relation == Relation::copy;
 }
 
-bool DuplicateSweep::failed() {
-  ui_.alert({"SQL Error",
-             fmt::format("SQL error: {}\n", session_.error()),
-             AlertStyle::critical,
-             {"OK"}});
+bool Sweep::failed() {
+  result_.error = session_.error();
   return false;
+}
+
+}  // namespace
+
+Result<SweepResult> sweepDuplicates(ServerSession& session, bool deletes,
+                                    const SourceReading& reading, Progress& progress) {
+  return Sweep(session, deletes, reading, progress).run();
 }
 
 }  // namespace keldane

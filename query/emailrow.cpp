@@ -1,5 +1,8 @@
 #include "query/emailrow.h"
 
+#include <cstdlib>
+#include <string_view>
+
 #include "base/text.h"
 
 namespace keldane {
@@ -16,6 +19,14 @@ std::string piece(const std::string& text, std::size_t from, std::size_t count) 
 
 }  // namespace
 
+bool isTagged(const Emailrow& row) { return row.emailDate.ends_with("*"); }
+
+std::string plainDate(const Emailrow& row) {
+  std::string date = row.emailDate;
+  removeAll(date, "*");
+  return date;
+}
+
 int emailIDComparison(const Emailrow& a, const Emailrow& b) {
   return compareNumbers(a.emailID, b.emailID);
 }
@@ -28,20 +39,19 @@ int emailDateComparison(const Emailrow& a, const Emailrow& b, int dateFormat) {
   return reorderDate(a.emailDate, dateFormat).compare(reorderDate(b.emailDate, dateFormat));
 }
 
-int emailFromComparison(const Emailrow& a, const Emailrow& b) {
-  return compareNoCase(a.emailFrom, b.emailFrom);
-}
-
-int emailToComparison(const Emailrow& a, const Emailrow& b) {
-  return compareNoCase(a.emailTo, b.emailTo);
-}
-
-int emailSubjectComparison(const Emailrow& a, const Emailrow& b) {
-  return compareNoCase(a.emailSubject, b.emailSubject);
-}
-
-int emailMailboxComparison(const Emailrow& a, const Emailrow& b) {
-  return compareNoCase(a.emailMailbox, b.emailMailbox);
+Emailrow readListRow(const ResultRows& rows) {
+  const auto text = [&rows](std::size_t column) {
+    return toUtf8(rows.cell(column).value_or(std::string_view()));
+  };
+  Emailrow row;
+  row.emailID = static_cast<std::uint32_t>(std::strtoul(text(0).c_str(), nullptr, 10));
+  row.emailDate = text(1);
+  row.emailFrom = text(kListFromColumn);
+  row.emailTo = text(3);
+  row.emailSubject = text(4);
+  row.emailMailbox = text(5);
+  row.emailAtch = leadingInt(text(6));
+  return row;
 }
 
 std::string formatListDate(const std::string& serverDate, const DateStyle& style) {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+
+#include "archive/server_session.h"
 
 namespace keldane {
 
@@ -22,14 +25,19 @@ struct Emailrow {
   std::string emailMailbox;
 };
 
-/// Comparisons by one column: negative, 0 or positive. Texts compare without regard to case.
+/// Whether the row's message has tags, and its date without the mark of that.
+[[nodiscard]] bool isTagged(const Emailrow& row);
+[[nodiscard]] std::string plainDate(const Emailrow& row);
+
+/// A row of the columns of `selectListColumns`; the date is as the server gave it. What is not
+/// UTF-8 is read as ISO Latin 1.
+[[nodiscard]] Emailrow readListRow(const ResultRows& rows);
+inline constexpr std::size_t kListFromColumn = 2;
+
+/// Comparisons of columns that are no texts: negative, 0 or positive.
 [[nodiscard]] int emailIDComparison(const Emailrow& a, const Emailrow& b);
 [[nodiscard]] int emailAtchComparison(const Emailrow& a, const Emailrow& b);
 [[nodiscard]] int emailDateComparison(const Emailrow& a, const Emailrow& b, int dateFormat);
-[[nodiscard]] int emailFromComparison(const Emailrow& a, const Emailrow& b);
-[[nodiscard]] int emailToComparison(const Emailrow& a, const Emailrow& b);
-[[nodiscard]] int emailSubjectComparison(const Emailrow& a, const Emailrow& b);
-[[nodiscard]] int emailMailboxComparison(const Emailrow& a, const Emailrow& b);
 
 /// The server's "YYYY-MM-DD HH:MM:SS" in the list's style.
 [[nodiscard]] std::string formatListDate(const std::string& serverDate, const DateStyle& style);

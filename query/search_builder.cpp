@@ -1,16 +1,15 @@
 #include "query/search_builder.h"
 
+#include <cstdlib>
+
 #include <fmt/format.h>
 
-#include "archive/tag_row.h"
 #include "base/text.h"
 
 namespace keldane {
 namespace {
 
-bool isOr(const std::string& title) { return title.starts_with("OR"); }
-bool isNot(const std::string& title) { return title.ends_with("NOT"); }
-std::string_view joiner(bool isOrJoiner) { return isOrJoiner ? " OR " : ") AND ("; }
+std::string_view textOf(Joiner joiner) { return joiner.isOr ? " OR " : ") AND ("; }
 
 /// The text with its double quotes doubled, so that it cannot end the string it stands in. Nothing
 /// else is escaped: %, _ and backslash keep their meaning in the pattern. A backslash that would
@@ -54,24 +53,23 @@ std::string attachPattern(std::size_t group) {
 /// Builds the conditions: an AND of groups, each an OR of clauses.
 class WhereBuilder {
  public:
-  explicit WhereBuilder(const SearchForm& form) : form_(form) {}
+  explicit WhereBuilder(const SearchRequest& request) : request_(request) {}
 
   void startBlock() { clauseCount_ = 0; }
 
-  void doFieldButton(std::string& sql, std::size_t row) {
-    const std::string& operation = form_.opsButton[row];
-    if (clauseCount_ != 0) sql += joiner(isOr(operation));
-    sql += columnForField(form_.fieldButton[row]);
-    sql += isNot(operation) ? " NOT LIKE" : " LIKE";
-    sql += fmt::format(" \"%{}%\"", doubledQuotes(form_.searchTextField[row]));
+  void doFieldButton(std::string& sql, const SearchRequest::Condition& condition) {
+    if (clauseCount_ != 0) sql += textOf(condition.joiner);
+    sql += condition.column;
+    sql += condition.joiner.isNot ? " NOT LIKE" : " LIKE";
+    sql += fmt::format(" \"%{}%\"", doubledQuotes(condition.pattern));
     ++clauseCount_;
   }
 
   void doAttachButton(std::string& sql, std::size_t group) {
-    const std::string& operation = form_.opsButton[kSearchRows];
-    if (clauseCount_ != 0) sql += joiner(attachClauseCount_ != 0 || isOr(operation));
+    const Joiner joiner = request_.typesJoiner;
+    if (clauseCount_ != 0) sql += textOf({attachClauseCount_ != 0 || joiner.isOr, false});
     // The negated form opens a quote that nothing closes, so the server refuses it.
-    sql += isNot(operation) ? "attachNames NOT LIKE \"" : "attachNames LIKE ";
+    sql += joiner.isNot ? "attachNames NOT LIKE \"" : "attachNames LIKE ";
     sql += attachPattern(group);
     ++clauseCount_;
     ++attachClauseCount_;
@@ -83,51 +81,36 @@ class WhereBuilder {
     ++clauseCount_;
     attachClauseCount_ = 0;
     for (std::size_t group = 0; group < kAttachTypes; ++group) {
-      if (form_.typeCheck[group]) doAttachButton(sql, group);
+      if (request_.types[group]) doAttachButton(sql, group);
     }
   }
 
-  /// A clause of the tag block: `before` is the operator that joins and negates it.
-  void tagClause(std::string& sql, const std::string& before, TagField field,
-                 const std::string& value) {
-    if (clauseCount_ != 0) sql += joiner(isOr(before));
-    const bool isNumber = field == TagField::priority;
+  /// A clause of the tag block; `value` closes the string that the clause opens.
+  void tagClause(std::string& sql, TagField field, const std::string& value) {
+    const Joiner joiner = tagJoiner(field);
+    if (clauseCount_ != 0) sql += textOf(joiner);
     sql += columnOf(field);
-    if (isNumber) sql += isNot(before) ? " != " : "=";
-    if (!isNumber) sql += isNot(before) ? " NOT LIKE \"" : " LIKE \"";
+    if (field == TagField::priority) {
+      sql += joiner.isNot ? " != " : "=";
+    } else {
+      sql += joiner.isNot ? " NOT LIKE \"" : " LIKE \"";
+    }
     sql += value;
     ++clauseCount_;
   }
+  [[nodiscard]] Joiner tagJoiner(TagField field) const {
+    return request_.tagJoiners[static_cast<std::size_t>(field)];
+  }
 
  private:
-  const SearchForm& form_;
+  const SearchRequest& request_;
   int clauseCount_ = 0;
   int attachClauseCount_ = 0;
 };
 
-struct TagBlock {
-  std::string category;
-  std::string keywords;
-  std::string notes;
-  std::string priority;
-
-  explicit TagBlock(const SearchForm& form)
-      : category(form.searchCatButton == "None" ? "" : form.searchCatButton),
-        keywords(form.searchKeywordsTextField),
-        notes(form.searchNotesTextField),
-        priority(form.priorityCheck ? form.searchPriorityButton : "") {}
-
-  [[nodiscard]] bool empty() const {
-    return category.empty() && keywords.empty() && notes.empty() && priority.empty();
-  }
-};
-
-void spreadEntireMessage(SearchForm& form) {
-  form.fieldButton = searchFieldTitles();
-  for (std::size_t i = 0; i < kSearchRows; ++i) {
-    form.searchTextField[i] = !kSearchFields[i].phrasePlace.empty() ? form.entireMsgTextField : "";
-    form.opsButton[i] = i == 0 ? "AND" : "OR";
-  }
+bool hasTagBlock(const SearchRequest& request) {
+  return !request.category.empty() || !request.keywords.empty() || !request.notes.empty() ||
+         request.priority.has_value() || request.tagJoiners.front().isNot;
 }
 
 std::string orderText(const SearchContext& context) {
@@ -141,50 +124,68 @@ std::string orderText(const SearchContext& context) {
   return std::string(chosen->order) + (context.sortOrder == 0 ? "ASC" : "DESC");
 }
 
-void appendFieldBlock(std::string& whereSql, const SearchForm& form, WhereBuilder& builder,
-                      bool dateActive) {
-  bool anyText = false;
-  for (const std::string& text : form.searchTextField) anyText = anyText || !text.empty();
-  if (!anyText && !form.onlyAttachCheck) return;
-  whereSql += dateActive ? " AND (" : " WHERE (";
-  for (std::size_t row = 0; row < kSearchRows; ++row) {
-    if (!form.searchTextField[row].empty()) builder.doFieldButton(whereSql, row);
+void appendFieldBlock(std::string& whereSql, const SearchRequest& request, WhereBuilder& builder) {
+  if (request.conditions.empty() && !request.onlyAttach) return;
+  whereSql += request.dates.isAll() ? " WHERE (" : " AND (";
+  for (const SearchRequest::Condition& condition : request.conditions) {
+    builder.doFieldButton(whereSql, condition);
   }
-  if (form.onlyAttachCheck) builder.onlyAttach(whereSql);
+  if (request.onlyAttach) builder.onlyAttach(whereSql);
   whereSql += ")";
 }
 
-void appendTagBlock(std::string& whereSql, const SearchForm& form, WhereBuilder& builder,
-                    const TagBlock& tags, const std::string& idExpression) {
-  const bool negated = isNot(form.tagsAndButton);
-  if (tags.empty() && !negated) return;
+void appendTagBlock(std::string& whereSql, const SearchRequest& request, WhereBuilder& builder,
+                    const std::string& id) {
+  if (!hasTagBlock(request)) return;
   if (whereSql.find("WHERE") != std::string::npos) {
-    whereSql += fmt::format(" AND {}=tags.id AND (", idExpression);
+    whereSql += fmt::format(" AND {}=tags.id AND (", id);
   } else {
-    whereSql = fmt::format(" WHERE {}=tags.id AND (", idExpression);
+    whereSql = fmt::format(" WHERE {}=tags.id AND (", id);
   }
-  if (!tags.category.empty()) {
-    builder.tagClause(whereSql, negated ? "NOT" : "", TagField::category,
-                      closedQuotes(tags.category) + "\"");
-  } else if (negated) {
+  if (!request.category.empty()) {
+    builder.tagClause(whereSql, TagField::category, closedQuotes(request.category) + "\"");
+  } else if (builder.tagJoiner(TagField::category).isNot) {
     // Not counted as a clause, so that a tag clause behind it is refused by the server.
     whereSql.append(columnOf(TagField::category)).append(" != \"\"");
   }
-  if (!tags.keywords.empty()) {
-    builder.tagClause(whereSql, form.catAndButton, TagField::keywords, "%" + tags.keywords + "%\"");
+  if (!request.keywords.empty()) {
+    builder.tagClause(whereSql, TagField::keywords, "%" + request.keywords + "%\"");
   }
-  if (!tags.notes.empty()) {
-    builder.tagClause(whereSql, form.keywordsAndButton, TagField::notes,
-                      "%" + doubledQuotes(tags.notes) + "%\"");
+  if (!request.notes.empty()) {
+    builder.tagClause(whereSql, TagField::notes, "%" + doubledQuotes(request.notes) + "%\"");
   }
-  if (!tags.priority.empty()) {
-    builder.tagClause(whereSql, form.priorityAndButton, TagField::priority,
-                      fmt::format("{}", priorityOfTitle(tags.priority)));
+  if (request.priority) {
+    builder.tagClause(whereSql, TagField::priority, fmt::format("{}", *request.priority));
   }
   whereSql += ")";
 }
 
 }  // namespace
+
+Joiner joinerOf(std::string_view title) {
+  return {title.starts_with("OR"), title.ends_with("NOT")};
+}
+
+std::vector<SearchRequest::Condition> phraseConditions(const std::string& pattern) {
+  std::vector<SearchRequest::Condition> conditions;
+  for (const SearchField& field : kSearchFields) {
+    if (field.phrasePlace.empty()) continue;
+    conditions.push_back({field.column, pattern, {!conditions.empty(), false}});
+  }
+  return conditions;
+}
+
+SearchScope listScope(int listViewCount) {
+  if (listViewCount == 0) return {"email", "id"};
+  const std::string view = fmt::format("listView{}", listViewCount);
+  return {view, view + ".id"};
+}
+
+SearchScope idScope(const std::vector<std::string>& ids) {
+  return {fmt::format("(SELECT {} FROM email WHERE id IN ({})) AS listView1", kListViewColumns,
+                      join(ids, ",")),
+          "listView1.id"};
+}
 
 std::string limitClause(const SearchContext& context) {
   const std::string& size = context.limitSearchSize;
@@ -194,54 +195,50 @@ std::string limitClause(const SearchContext& context) {
   return " LIMIT " + (digitsOnly ? size : fmt::format("{}", number));
 }
 
-DateRange dateRange(const DateMenus& dates) {
-  const auto chosen = [](const std::string& title, std::string_view otherwise) {
-    return title == "All" ? std::string(otherwise) : title;
-  };
-  const std::string endMonth = chosen(dates.endMo, "12");
-  const bool thirty = endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
-  const std::string endDay = chosen(dates.endDa, endMonth == "02" ? "28" : thirty ? "30" : "31");
-  DateRange range;
-  range.begin = fmt::format("{}-{}-{} 00:00:00", chosen(dates.beginYr, "1901"),
-                            chosen(dates.beginMo, "01"), chosen(dates.beginDa, "01"));
-  range.end = fmt::format("{}-{}-{} 23:59:59", chosen(dates.endYr, "2050"), endMonth, endDay);
-  range.active = range.begin != "1901-01-01 00:00:00" || range.end != "2050-12-31 23:59:59";
-  return range;
+std::string selectListColumns(std::string_view id) {
+  return fmt::format("SELECT {},date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM ", id);
 }
 
-SearchSql makeSearchSQL(SearchForm& form, const SearchContext& context) {
-  WhereBuilder builder(form);
-  builder.startBlock();
-  const DateRange range = dateRange(form.dates);
-  if (!form.entireMsgTextField.empty()) spreadEntireMessage(form);
-  const TagBlock tags(form);
-
+SearchSql makeSearchSQL(const SearchRequest& request, const SearchContext& context) {
+  const SearchScope& scope = context.scope;
   SearchSql sql;
-  sql.onlyAttach = form.onlyAttachCheck;
-  sql.fromTables = tags.empty() && !isNot(form.tagsAndButton) ? "email" : "email,tags";
-  std::string idExpression = "email.id";
-  if (context.listMode != 0) {
-    if (context.listViewCount == 0) {
-      idExpression = "id";
-    } else {
-      const std::string view = fmt::format("listView{}", context.listViewCount);
-      replaceAll(sql.fromTables, "email", view);
-      idExpression = view + ".id";
-    }
+  sql.fromTables = scope.table + (hasTagBlock(request) ? ",tags" : "");
+  sql.beginSql = selectListColumns(scope.id) + sql.fromTables + " ";
+  if (!request.dates.isAll()) {
+    sql.whereSql = fmt::format("WHERE date_fld >= \"{} 00:00:00\" AND date_fld <= \"{} 23:59:59\"",
+                               request.dates.firstDay, request.dates.lastDay);
   }
-  sql.beginSql =
-      fmt::format("SELECT {},date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM {} ",
-                  idExpression, sql.fromTables);
-  if (range.active) {
-    sql.whereSql =
-        fmt::format("WHERE date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin, range.end);
-  }
-  appendFieldBlock(sql.whereSql, form, builder, range.active);
+  WhereBuilder builder(request);
+  appendFieldBlock(sql.whereSql, request, builder);
   builder.startBlock();
-  appendTagBlock(sql.whereSql, form, builder, tags, idExpression);
-  sql.whereSql += " ORDER BY " + orderText(context);
-  sql.whereSql += limitClause(context);
+  appendTagBlock(sql.whereSql, request, builder, scope.id);
+  sql.whereSql += " ORDER BY " + orderText(context) + limitClause(context);
   return sql;
+}
+
+std::string makeSizeSQL(const SearchContext& context) {
+  return selectListColumns("email.id") +
+         "email,origemail WHERE origemail.id=email.id ORDER BY length(origemail.orig_fld) DESC" +
+         limitClause(context);
+}
+
+std::string makeNewestSQL(const std::string& limit) {
+  return selectListColumns("id") + "email ORDER BY date_fld DESC" + limit;
+}
+
+std::optional<LimitedStatement> splitLimit(std::string_view statement) {
+  const std::size_t end = statement.find_last_not_of("; \t\r\n");
+  statement = statement.substr(0, end == std::string_view::npos ? 0 : end + 1);
+  const std::size_t digits = statement.find_last_not_of("0123456789");
+  if (digits == std::string_view::npos || digits + 1 == statement.size()) return std::nullopt;
+  const std::string number(statement.substr(digits + 1));
+  const std::string_view before = trimWhitespace(statement.substr(0, digits + 1));
+  constexpr std::string_view kLimit = " LIMIT";
+  if (before.size() < kLimit.size()) return std::nullopt;
+  const std::size_t at = before.size() - kLimit.size();
+  if (compareNoCase(before.substr(at), kLimit) != 0) return std::nullopt;
+  return LimitedStatement{std::string(before.substr(0, at)),
+                          std::strtoull(number.c_str(), nullptr, 10)};
 }
 
 }  // namespace keldane

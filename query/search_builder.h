@@ -1,16 +1,62 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "query/search_form.h"
+#include "query/date_range.h"
+#include "query/search_fields.h"
 
 namespace keldane {
 
-/// What the search statement depends on besides the form.
+/// How a condition joins those before it. OR extends the group that is open, AND closes it and
+/// opens the next: OR binds tighter.
+struct Joiner {
+  bool isOr = false;
+  bool isNot = false;
+};
+/// The title or word of a joiner means OR when it begins with "OR", else AND; it negates when it
+/// ends with "NOT".
+[[nodiscard]] Joiner joinerOf(std::string_view title);
+
+/// What is searched for. Texts are patterns of MySQL's LIKE: %, _ and backslash work in them.
+struct SearchRequest {
+  struct Condition {
+    std::string_view column;
+    std::string pattern;
+    Joiner joiner;
+  };
+  std::vector<Condition> conditions;
+  DateRange dates;
+  bool onlyAttach = false;  ///< only messages with attachments
+  std::array<bool, kAttachTypes> types{};
+  Joiner typesJoiner;
+  std::string category;  ///< empty: not asked for, as the next two
+  std::string keywords;  ///< stands in the statement as it is, and may end its string
+  std::string notes;
+  std::optional<int> priority;
+  std::array<Joiner, kTagFields> tagJoiners;  ///< by TagField; that of the category only negates
+};
+
+/// The conditions of a phrase for the entire message.
+[[nodiscard]] std::vector<SearchRequest::Condition> phraseConditions(const std::string& pattern);
+
+/// Where a search looks.
+struct SearchScope {
+  std::string table = "email";
+  std::string id = "email.id";
+};
+/// Inside the list of this view's number; 0: the list has no view.
+[[nodiscard]] SearchScope listScope(int listViewCount);
+/// Inside these messages.
+[[nodiscard]] SearchScope idScope(const std::vector<std::string>& ids);
+
+/// What the statement depends on besides the request.
 struct SearchContext {
-  int listMode = 0;       ///< 1: search inside the list shown
-  int listViewCount = 0;  ///< number of the newest list view
+  SearchScope scope;
   int limitSearchState = 1;
   std::string limitSearchSize = "1000";
   int sortOrder = 0;
@@ -23,27 +69,36 @@ struct SearchSql {
   std::string beginSql;
   std::string whereSql;
   std::string fromTables;
-  bool onlyAttach = false;
 };
 
-/// The statement that the form asks for. A phrase for the entire message is first spread over the
-/// rows of the form, which changes it. The user's words stand in the statement as he wrote them, so
-/// that %, _ and backslash work in the pattern; double quotes are doubled, everywhere but in the
-/// keywords, which may end their string. The server refuses what does not parse.
-[[nodiscard]] SearchSql makeSearchSQL(SearchForm& form, const SearchContext& context);
+/// The statement for a request. Double quotes of its texts are doubled, everywhere but in the
+/// keywords. The server refuses what does not parse.
+[[nodiscard]] SearchSql makeSearchSQL(const SearchRequest& request, const SearchContext& context);
+/// The statement that lists by length of the raw source, the longest first.
+[[nodiscard]] std::string makeSizeSQL(const SearchContext& context);
+/// The statement that lists the newest messages; `limit` is empty or " LIMIT n".
+[[nodiscard]] std::string makeNewestSQL(const std::string& limit);
 
 /// " LIMIT n" when a limit is on and not 0, else empty. A limit that is not all digits counts as
 /// the number it begins with: the text comes out of the archive, and nothing behind it may reach a
 /// statement.
 [[nodiscard]] std::string limitClause(const SearchContext& context);
 
-/// Begin and end of a date range, "YYYY-MM-DD HH:MM:SS". The end day of "All" is the last of the
-/// month, and always 28 in February.
-struct DateRange {
-  std::string begin;
-  std::string end;
-  bool active = false;
+/// The start of a list's statement, up to and with FROM: the columns in the order in which
+/// `readListRow` takes them.
+[[nodiscard]] std::string selectListColumns(std::string_view id);
+
+/// Columns of `email` that a search can look at or list, and its id: what a list view holds.
+inline constexpr std::string_view kListViewColumns =
+    "id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,numAttach,attachNames,attachText,"
+    "headings";
+
+/// A statement without the limit at its end, and the limit.
+struct LimitedStatement {
+  std::string unlimited;
+  std::uint64_t limit = 0;
 };
-[[nodiscard]] DateRange dateRange(const DateMenus& dates);
+/// Absent for a statement that does not end with a limit.
+[[nodiscard]] std::optional<LimitedStatement> splitLimit(std::string_view statement);
 
 }  // namespace keldane

@@ -11,34 +11,9 @@ namespace keldane {
 namespace {
 
 constexpr std::size_t kCountWidth = 9;
-constexpr std::size_t kTimeAt = 11;  // of the time in "2024-02-28 00:00:00"
 /// So many years in a row without mail, and the next one with mail is asked for: one forged date in
 /// a far future must not cost a search of the archive for each year until then.
 constexpr int kEmptyYears = 20;
-
-struct StatsRange {
-  std::string begin;
-  std::string end;
-  bool full = false;
-};
-
-StatsRange statsRange(const StatsForm& asked) {
-  const DateMenus& dates = asked.dates;
-  const auto chosen = [](const std::string& title, const char* otherwise) {
-    return title == "All" ? std::string(otherwise) : title;
-  };
-  const std::string endMonth = chosen(dates.endMo, "12");
-  const bool thirty = endMonth == "04" || endMonth == "06" || endMonth == "09" || endMonth == "11";
-  const char* lastDay = endMonth == "02" ? "28" : thirty ? "30" : "31";
-  StatsRange range;
-  range.begin = fmt::format("{}-{}-{} 00:00:00", chosen(dates.beginYr, "1901"),
-                            chosen(dates.beginMo, "01"), chosen(dates.beginDa, "01"));
-  range.end = fmt::format("{}-{}-{} 00:00:00", chosen(dates.endYr, "2050"), endMonth,
-                          chosen(dates.endDa, lastDay));
-  range.full = range.begin == "1901-01-01 00:00:00" && range.end == "2050-12-31 00:00:00";
-  if (asked.includesLastDay) range.end.replace(kTimeAt, std::string::npos, "23:59:59");
-  return range;
-}
 
 void appendCounts(std::string& report, const std::vector<StatsFigures::Count>& counts) {
   for (const StatsFigures::Count& entry : counts) {
@@ -62,105 +37,125 @@ std::string groupedNumber(long long number) {
   return digits;
 }
 
-bool StatisticsReport::send(const std::string& sql) {
-  if (session_.query(sql)) return true;
-  std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
-  complete_ = false;
-  return false;
-}
+namespace {
 
-std::string StatisticsReport::firstCell(const std::string& sql) {
-  return send(sql) ? fetchFirstCell(session_) : "0";
-}
+using Counts = std::vector<StatsFigures::Count>;
 
-int StatisticsReport::number(const std::string& sql) { return leadingInt(firstCell(sql)); }
+/// Sends the statements of a report; those that fail count as 0.
+class FigureReader {
+ public:
+  explicit FigureReader(ServerSession& session) : session_(session) {}
 
-std::string StatisticsReport::dayOf(const std::string& sql) {
-  const std::string date = firstCell(sql);
-  const std::size_t colon = date.find(':');
-  return colon == std::string::npos || colon < 3 ? "" : date.substr(0, colon - 3);
-}
-
-int StatisticsReport::countRows(const std::string& sql) {
-  if (!send(sql)) return 0;
-  const auto rows = session_.storeResult();
-  return rows ? static_cast<int>(rows->rowCount()) : 0;
-}
-
-StatisticsReport::Counts StatisticsReport::readCounts(const std::string& sql) {
-  Counts counts;
-  if (!send(sql)) return counts;
-  const auto rows = session_.storeResult();
-  while (rows && rows->next()) {
-    const auto name = rows->cell(0);
-    const auto count = rows->cell(1);
-    if (!name || !count || !isValidUtf8(*name) || !isValidUtf8(*count)) continue;
-    counts.push_back({std::string(*name), leadingInt(*count)});
+  bool send(const std::string& sql) {
+    if (session_.query(sql)) return true;
+    std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
+    complete_ = false;
+    return false;
   }
-  return counts;
-}
 
-int StatisticsReport::nextYearWithMail(int year, int last) {
-  const std::string day = dayOf(fmt::format(
-      "SELECT min(date_fld) FROM email WHERE date_fld >= \"{:04}-01-01 00:00:00\"", year));
-  return day.empty() ? last : yearOf(day);
-}
-
-std::vector<std::pair<int, int>> StatisticsReport::readYears(int first, int last) {
-  std::vector<std::pair<int, int>> years;
-  int empty = 0;
-  for (int year = first; year <= last; ++year) {
-    const int count =
-        number(fmt::format("SELECT COUNT(id) FROM email WHERE date_fld LIKE '{}%'", year));
-    if (count != 0) years.emplace_back(year, count);
-    empty = count != 0 ? 0 : empty + 1;
-    if (empty < kEmptyYears || year == last) continue;
-    year = std::max(year, nextYearWithMail(year + 1, last) - 1);
-    empty = 0;
+  std::string firstCell(const std::string& sql) {
+    return send(sql) ? fetchFirstCell(session_) : "0";
   }
-  return years;
-}
 
-StatsFigures StatisticsReport::figures(const StatsForm& asked) {
-  const StatsRange range = statsRange(asked);
+  int number(const std::string& sql) { return leadingInt(firstCell(sql)); }
+
+  /// The day of a date; empty for none.
+  std::string day(const std::string& sql) {
+    const std::string date = firstCell(sql);
+    const std::size_t colon = date.find(':');
+    return colon == std::string::npos || colon < 3 ? "" : date.substr(0, colon - 3);
+  }
+
+  int countRows(const std::string& sql) {
+    if (!send(sql)) return 0;
+    const auto rows = session_.storeResult();
+    return rows ? static_cast<int>(rows->rowCount()) : 0;
+  }
+
+  Counts counts(const std::string& sql) {
+    Counts found;
+    if (!send(sql)) return found;
+    const auto rows = session_.storeResult();
+    while (rows && rows->next()) {
+      const auto name = rows->cell(0);
+      const auto count = rows->cell(1);
+      if (!name || !count || !isValidUtf8(*name) || !isValidUtf8(*count)) continue;
+      found.push_back({std::string(*name), leadingInt(*count)});
+    }
+    return found;
+  }
+
+  std::vector<std::pair<int, int>> years(int first, int last) {
+    std::vector<std::pair<int, int>> found;
+    int empty = 0;
+    for (int year = first; year <= last; ++year) {
+      const int count =
+          number(fmt::format("SELECT COUNT(id) FROM email WHERE date_fld LIKE '{}%'", year));
+      if (count != 0) found.emplace_back(year, count);
+      empty = count != 0 ? 0 : empty + 1;
+      if (empty < kEmptyYears || year == last) continue;
+      year = std::max(year, nextYearWithMail(year + 1, last) - 1);
+      empty = 0;
+    }
+    return found;
+  }
+
+  [[nodiscard]] bool complete() const { return complete_; }
+
+ private:
+  int nextYearWithMail(int year, int last) {
+    const std::string found = day(fmt::format(
+        "SELECT min(date_fld) FROM email WHERE date_fld >= \"{:04}-01-01 00:00:00\"", year));
+    return found.empty() ? last : yearOf(found);
+  }
+
+  ServerSession& session_;
+  bool complete_ = true;
+};
+
+}  // namespace
+
+StatsFigures findFigures(ServerSession& session, const StatsRequest& request) {
+  const bool full = request.dates.isAll();
   const std::string between =
-      fmt::format("date_fld >= \"{}\" AND date_fld <= \"{}\"", range.begin, range.end);
+      fmt::format("date_fld >= \"{} 00:00:00\" AND date_fld <= \"{} {}\"", request.dates.firstDay,
+                  request.dates.lastDay, request.includesLastDay ? "23:59:59" : "00:00:00");
   const std::string where =
-      range.full ? " WHERE date_fld > \"1901-01-01 00:00:00\"" : " WHERE " + between;
+      full ? " WHERE date_fld > \"1901-01-01 00:00:00\"" : " WHERE " + between;
   // For statements that have a condition of their own; the full range adds none to them.
-  const std::string andRange = range.full ? "" : " AND " + between;
+  const std::string andRange = full ? "" : " AND " + between;
+  FigureReader reader(session);
   const auto top = [&](const char* field) {
-    return readCounts(fmt::format(
+    return reader.counts(fmt::format(
         "SELECT {0}, COUNT(*) AS count FROM email{1} GROUP BY {0} ORDER BY count DESC LIMIT {2}",
-        field, where, asked.limitSenderTextField));
+        field, where, request.top));
   };
-  complete_ = true;
   StatsFigures found;
-  found.firstDay = dayOf("SELECT min(date_fld) FROM email" + where);
-  found.lastDay = dayOf("SELECT max(date_fld) FROM email" + where);
-  found.total = number("SELECT count(id) FROM email" + where);
-  found.mailboxes = countRows("SELECT DISTINCT mailbox FROM email" + where);
+  found.firstDay = reader.day("SELECT min(date_fld) FROM email" + where);
+  found.lastDay = reader.day("SELECT max(date_fld) FROM email" + where);
+  found.total = reader.number("SELECT count(id) FROM email" + where);
+  found.mailboxes = reader.countRows("SELECT DISTINCT mailbox FROM email" + where);
   found.senders = top("from_fld");
   found.recipients = top("to_fld");
   // Tags are counted only when the attachments could be.
-  if (send("SELECT COUNT(id) FROM email WHERE numAttach>0" + andRange)) {
-    found.withAttachments = leadingInt(fetchFirstCell(session_));
+  if (reader.send("SELECT COUNT(id) FROM email WHERE numAttach>0" + andRange)) {
+    found.withAttachments = leadingInt(fetchFirstCell(session));
     found.withTags =
-        number("SELECT COUNT(tags.id) FROM tags,email WHERE tags.id=email.id" + andRange);
+        reader.number("SELECT COUNT(tags.id) FROM tags,email WHERE tags.id=email.id" + andRange);
   }
   if (!found.firstDay.empty() && !found.lastDay.empty()) {
-    found.years = readYears(yearOf(found.firstDay), yearOf(found.lastDay));
+    found.years = reader.years(yearOf(found.firstDay), yearOf(found.lastDay));
   }
-  if (asked.statsByMailboxCheck) {
-    found.byMailbox = readCounts("SELECT mailbox, COUNT(*) AS count FROM email" +
-                                 (range.full ? "" : " WHERE " + between) +
-                                 " GROUP BY mailbox ORDER BY count DESC");
+  if (request.byMailbox) {
+    found.byMailbox =
+        reader.counts("SELECT mailbox, COUNT(*) AS count FROM email" +
+                      (full ? "" : " WHERE " + between) + " GROUP BY mailbox ORDER BY count DESC");
   }
-  found.complete = complete_;
+  found.complete = reader.complete();
   return found;
 }
 
-std::string statsReportText(const StatsFigures& figures, const StatsForm& asked) {
+std::string statsReportText(const StatsFigures& figures, const StatsRequest& request) {
   std::string report = fmt::format("\nFrom {} thru {}\n\n", figures.firstDay, figures.lastDay);
   report +=
       fmt::format("Total Number of emails in date range: {}\n\n", groupedNumber(figures.total));
@@ -174,28 +169,17 @@ std::string statsReportText(const StatsFigures& figures, const StatsForm& asked)
   for (const auto& [year, count] : figures.years) {
     report += fmt::format("\t{}:  {}\n", year, groupedNumber(count));
   }
-  report += fmt::format("\nTop {} Senders:\n", asked.limitSenderTextField);
+  report += fmt::format("\nTop {} Senders:\n", request.top);
   appendCounts(report, figures.senders);
-  report += fmt::format("\nTop {} Recipients:\n", asked.limitSenderTextField);
+  report += fmt::format("\nTop {} Recipients:\n", request.top);
   appendCounts(report, figures.recipients);
   report += "\n";
-  if (asked.statsByMailboxCheck) {
+  if (request.byMailbox) {
     report += "By Mailbox:\n";
     appendCounts(report, figures.byMailbox);
     report += "\n";
   }
   return report;
-}
-
-void StatisticsReport::statisticsReport() { ui_.showPanel("statsPanel"); }
-
-void StatisticsReport::doStatsReport() {
-  progress_.doProgressPanel("Generating Database Statistics Report...");
-  openDatabase_();
-  statsTextView = statsReportText(figures(form), form);
-  ui_.changed("statsTextView");
-  progress_.close();
-  ui_.showPanel("statsWindow");
 }
 
 }  // namespace keldane

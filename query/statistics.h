@@ -1,24 +1,20 @@
 #pragma once
 
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "archive/server_session.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
-#include "query/search_form.h"
+#include "query/date_range.h"
 
 namespace keldane {
 
-/// The controls of the statistics panel.
-struct StatsForm {
-  DateMenus dates;
-  std::string limitSenderTextField = "10";
-  bool statsByMailboxCheck = false;
-  /// The mail of the last day counts. The panel leaves it out.
-  bool includesLastDay = false;
+/// What a report is asked for.
+struct StatsRequest {
+  DateRange dates;
+  bool includesLastDay = false;  ///< else the range ends at the beginning of its last day
+  std::string top = "10";        ///< length of the lists; stands in the statement as it is
+  bool byMailbox = false;
 };
 
 /// What the report tells.
@@ -40,46 +36,12 @@ struct StatsFigures {
   bool complete = true;          ///< no statement has failed
 };
 
-/// The statistics panel and its plain-text report over the whole archive, laid out for a monospaced
-/// font. A statement that fails leaves a line on standard error and counts as 0; the report goes
-/// on. The last day of a range is left out, because the range ends at its beginning. Main thread.
-class StatisticsReport {
- public:
-  StatisticsReport(ServerSession& session, ProgressPanel& progress, UserInterface& ui,
-                   std::function<void()> openDatabase)
-      : session_(session), progress_(progress), ui_(ui), openDatabase_(std::move(openDatabase)) {}
-
-  /// Shows the panel.
-  void statisticsReport();
-  /// Makes the report that the form asks for and shows it.
-  void doStatsReport();
-  /// The figures alone, from the database that is open.
-  [[nodiscard]] StatsFigures figures(const StatsForm& asked);
-
-  StatsForm form;
-  std::string statsTextView;
-
- private:
-  using Counts = std::vector<StatsFigures::Count>;
-
-  [[nodiscard]] bool send(const std::string& sql);
-  [[nodiscard]] std::string firstCell(const std::string& sql);
-  [[nodiscard]] int number(const std::string& sql);
-  [[nodiscard]] std::string dayOf(const std::string& sql);
-  [[nodiscard]] int countRows(const std::string& sql);
-  [[nodiscard]] Counts readCounts(const std::string& sql);
-  [[nodiscard]] std::vector<std::pair<int, int>> readYears(int first, int last);
-  [[nodiscard]] int nextYearWithMail(int year, int last);
-
-  ServerSession& session_;
-  ProgressPanel& progress_;
-  UserInterface& ui_;
-  std::function<void()> openDatabase_;
-  bool complete_ = true;
-};
+/// The figures of the open database. A statement that fails leaves a line on standard error and
+/// counts as 0; the others go on.
+[[nodiscard]] StatsFigures findFigures(ServerSession& session, const StatsRequest& request);
 
 /// The report's text.
-[[nodiscard]] std::string statsReportText(const StatsFigures& figures, const StatsForm& asked);
+[[nodiscard]] std::string statsReportText(const StatsFigures& figures, const StatsRequest& request);
 
 /// A whole number with a comma between the thousands.
 [[nodiscard]] std::string groupedNumber(long long number);

@@ -5,28 +5,40 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "archive/server_session.h"
 #include "base/result.h"
 #include "mime/mail_source.h"
+#include "query/message_html.h"
 
 namespace keldane {
 
-/// Reads the raw sources that the archive holds, the way a run reads files. One thread at a time.
+/// How stored sources are read: the way a run reads files.
+struct SourceReading {
+  /// Takes what the mail client has added off a raw source; empty: nothing does.
+  std::function<void(std::string& source)> stripPlist;
+  /// Whether the parts of a source that was no UTF-8 are read in the charsets they declare.
+  bool declaredCharsets = true;
+};
+
+/// A message as it is viewed.
+struct MessageContent {
+  /// What stands below the headers of its source, for a message without a row.
+  std::string sourceText;
+  /// Fields and body; absent when the message has no row, or that could not be read.
+  std::optional<std::string> messageText;
+  /// Its HTML under a block of header lines, or the HTML document that is stored as its body;
+  /// absent for a message that is viewed as text.
+  std::optional<std::string> html;
+  std::string error;  ///< the server's words and the statement, when the row could not be read
+};
+
+/// Reads the raw sources that the archive holds. One thread at a time.
 class StoredSources {
  public:
-  struct Callbacks {
-    /// Takes what the mail client has added off a raw source.
-    std::function<void(std::string& source)> stripPlist;
-    /// Whether the parts of a source that was no UTF-8 are read in the charsets they declare;
-    /// empty: they are.
-    std::function<bool()> declaredCharsets;
-    /// Sends a statement; empty: the session does.
-    std::function<bool(const std::string& sql)> query;
-  };
-
-  explicit StoredSources(ServerSession& session) : session_(session) {}
-  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+  StoredSources(ServerSession& session, SourceReading reading)
+      : session_(session), reading_(std::move(reading)) {}
 
   /// The source of a message to the byte, unstripped; "0" for a message without one. Fails with the
   /// server's words.
@@ -46,12 +58,24 @@ class StoredSources {
   [[nodiscard]] Result<std::string> textForReader(std::uint32_t id, std::string_view listDate,
                                                   bool stripQuoted);
 
+  /// A message as it is viewed, out of its row and the source that `fetch` gave; an empty source
+  /// stands for one that could not be had.
+  [[nodiscard]] MessageContent readMessage(std::uint32_t id, std::string source,
+                                           const HeaderDate& date);
+  /// The HTML of a source under its block of header lines, when it is long enough to be the one
+  /// that an attachment holds.
+  [[nodiscard]] std::optional<std::string> readHtmlVersion(std::uint32_t id, std::string source,
+                                                           const HeaderDate& date);
+
  private:
-  [[nodiscard]] bool query(const std::string& sql);
+  [[nodiscard]] std::optional<std::string> htmlOf(mime::MailSource& message);
+  [[nodiscard]] Result<std::optional<std::string>> formatRow(
+      std::uint32_t id, std::string_view listDate, bool stripQuoted,
+      const std::optional<std::string>& wholeBody);
   [[nodiscard]] mime::SourceEncoding encodingOf(std::uint32_t id, std::string_view text);
 
   ServerSession& session_;
-  Callbacks callbacks_;
+  SourceReading reading_;
 };
 
 /// Whether `fetch` gave a source, and not the answer for none.

@@ -6,73 +6,72 @@ namespace keldane {
 namespace {
 
 TEST(SearchOptions, TermsFillTheRowsInTheirOrder) {
-  SearchRequest request;
-  request.terms = {{"AND", "body=a=b"}, {"OR NOT", "raw-headings=x y"}};
-  request.types = {"video"};
-  request.since = "2024-02";
-  request.until = "2024";
-  request.priority = "none";
-  const Result<SearchForm> form = searchFormOf(request);
-  ASSERT_TRUE(form);
-  EXPECT_EQ(form->fieldButton[0], "Body Text");
-  EXPECT_EQ(form->searchTextField[0], "a=b");
-  EXPECT_EQ(form->fieldButton[1], "Raw Headings");
-  EXPECT_EQ(form->opsButton[1], "OR NOT");
-  EXPECT_TRUE(form->onlyAttachCheck);
-  EXPECT_TRUE(form->typeCheck[3]);
-  EXPECT_EQ(dateRange(form->dates).begin, "2024-02-01 00:00:00");
-  EXPECT_EQ(dateRange(form->dates).end, "2024-12-31 23:59:59");
-  EXPECT_TRUE(form->priorityCheck);
-  EXPECT_EQ(form->searchPriorityButton, "None");
+  SearchWords words;
+  words.terms = {{"AND", "body=a=b"}, {"OR NOT", "raw-headings=x y"}};
+  words.types = {"video"};
+  words.since = "2024-02";
+  words.until = "2024";
+  words.priority = "none";
+  const Result<SearchRequest> request = searchRequestOf(words);
+  ASSERT_TRUE(request);
+  ASSERT_EQ(request->conditions.size(), 2U);
+  EXPECT_EQ(request->conditions[0].column, "body_fld");
+  EXPECT_EQ(request->conditions[0].pattern, "a=b");
+  EXPECT_EQ(request->conditions[1].column, "headings");
+  EXPECT_TRUE(request->conditions[1].joiner.isOr && request->conditions[1].joiner.isNot);
+  EXPECT_TRUE(request->onlyAttach);
+  EXPECT_TRUE(request->types[3]);
+  EXPECT_EQ(request->dates, (DateRange{"2024-02-01", "2024-12-31"}));
+  EXPECT_EQ(request->priority, 0);
 }
 
 TEST(SearchOptions, WhatHasNoPlaceInTheFormIsRefused) {
-  SearchRequest request;
+  SearchWords words;
   for (const char* term : {"subject", "subject=", "=x", "Subject=x"}) {
-    request.terms = {{"AND", term}};
-    EXPECT_FALSE(searchFormOf(request)) << term;
+    words.terms = {{"AND", term}};
+    EXPECT_FALSE(searchRequestOf(words)) << term;
   }
-  request.terms.assign(9, {"AND", "from=x"});
-  EXPECT_FALSE(searchFormOf(request));
-  request.terms.clear();
+  words.terms.assign(9, {"AND", "from=x"});
+  EXPECT_FALSE(searchRequestOf(words));
+  words.terms.clear();
   for (const char* day : {"24", "2024-13", "2024-1-1", "2024-02-30", "2023-02-29", "1900-02-29",
                           "2024/02/01", "2024-02-0\""}) {
-    request.since = day;
-    EXPECT_FALSE(searchFormOf(request)) << day;
+    words.since = day;
+    EXPECT_FALSE(searchRequestOf(words)) << day;
   }
-  request.since.clear();
-  request.types = {"images"};
-  EXPECT_FALSE(searchFormOf(request));
+  words.since.clear();
+  words.types = {"images"};
+  EXPECT_FALSE(searchRequestOf(words));
 }
 
 TEST(SearchOptions, TheLastDayOfARangeIsTheLastOfItsMonth) {
-  SearchRequest request;
+  SearchWords words;
   for (const auto& [until, end] :
        {std::pair("2024-02", "2024-02-29"), std::pair("2023-02", "2023-02-28"),
         std::pair("2000", "2000-12-31"), std::pair("2024-06", "2024-06-30")}) {
-    request.until = until;
-    const Result<SearchForm> form = searchFormOf(request);
-    ASSERT_TRUE(form);
-    EXPECT_EQ(dateRange(form->dates).end, std::string(end) + " 23:59:59");
+    words.until = until;
+    const Result<SearchRequest> request = searchRequestOf(words);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->dates.lastDay, end);
   }
 }
 
 TEST(SearchOptions, OrderAndLimitStandOverTheSettings) {
   SearchContext settings;
   settings.sortOrder = 1;
-  SearchRequest request;
-  EXPECT_EQ(searchContextOf(request, settings)->sortOrder, 1);
-  request.sort = "mailbox";
-  request.limit = "none";
-  const Result<SearchContext> context = searchContextOf(request, settings);
+  SearchWords words;
+  EXPECT_EQ(searchContextOf(words, settings)->sortOrder, 1);
+  words.sort = "mailbox";
+  words.limit = "none";
+  const Result<SearchContext> context = searchContextOf(words, settings);
   ASSERT_TRUE(context);
   EXPECT_EQ(context->sortOrder, 0);
   EXPECT_EQ(context->sortFieldRow, 1);
   EXPECT_EQ(context->sortFieldCol, 2);
   EXPECT_EQ(limitClause(*context), "");
   for (const char* limit : {"0", "-1", "5x", "five"}) {
-    request.limit = limit;
-    EXPECT_FALSE(searchContextOf(request, settings)) << limit;
+    words.limit = limit;
+    EXPECT_FALSE(searchContextOf(words, settings)) << limit;
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/base64.h"
 #include "query/quoted_reply.h"
 #include "tests/support/scripted_session.h"
 
@@ -93,27 +92,6 @@ TEST(SizeText, TurnsToMegabytesAbove1023Kilobytes) {
                            Case{"1048576", "size: 1.0 MB"}, Case{"199999999", "size: 190.7 MB"}}) {
     EXPECT_EQ(formatSizeText(each.bytes), each.shown) << each.bytes;
   }
-}
-
-TEST(Base64Lines, BreakBehindEveryTwentyGroups) {
-  std::string text;
-  encodeBase64Lines(std::string(61, 'a'), text);
-  EXPECT_EQ(text.find('\n'), 80U);
-  EXPECT_EQ(text.substr(81), "YQ==");
-  text.clear();
-  encodeBase64Lines(std::string(60, 'a'), text);
-  EXPECT_TRUE(text.ends_with("YWFh\n"));
-}
-
-TEST(Base64Lines, GiveEveryByteBackAtEveryLength) {
-  std::string bytes;
-  for (int i = 0; i < 300; ++i) {
-    std::string text;
-    encodeBase64Lines(bytes, text);
-    ASSERT_EQ(decodeBase64(text), bytes);
-    bytes += static_cast<char>(i * 7);
-  }
-  EXPECT_EQ(decodeBase64("Q\rU *JD\xFF"), "ABC");
 }
 
 }  // namespace

@@ -10,11 +10,14 @@ namespace {
 
 struct BuilderCase {
   const char* name;
-  std::function<void(SearchForm&, SearchContext&)> fill;
+  std::function<void(SearchRequest&, SearchContext&)> fill;
   const char* id;
   const char* tables;
   const char* whereSql;
 };
+
+constexpr Joiner kOr = {true, false};
+constexpr Joiner kOrNot = {true, true};
 
 std::ostream& operator<<(std::ostream& out, const BuilderCase& row) { return out << row.name; }
 
@@ -27,10 +30,10 @@ SearchContext unlimited() {
 class SearchBuilder : public testing::TestWithParam<BuilderCase> {};
 
 TEST_P(SearchBuilder, WritesTheStatement) {
-  SearchForm form;
+  SearchRequest request;
   SearchContext context = unlimited();
-  GetParam().fill(form, context);
-  const SearchSql sql = makeSearchSQL(form, context);
+  GetParam().fill(request, context);
+  const SearchSql sql = makeSearchSQL(request, context);
   EXPECT_EQ(sql.beginSql,
             fmt::format("SELECT {},date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM {} ",
                         GetParam().id, GetParam().tables));
@@ -38,38 +41,36 @@ TEST_P(SearchBuilder, WritesTheStatement) {
 }
 
 const BuilderCase kCases[] = {
-    {"empty_form", [](SearchForm&, SearchContext&) {}, "email.id", "email",
+    {"empty_form", [](SearchRequest&, SearchContext&) {}, "email.id", "email",
      " ORDER BY date_fld ASC"},
     {"limit_as_text",
-     [](SearchForm&, SearchContext& context) {
+     [](SearchRequest&, SearchContext& context) {
        context.limitSearchState = 1;
        context.limitSearchSize = "50";
      },
      "email.id", "email", " ORDER BY date_fld ASC LIMIT 50"},
     {"or_joins_and_splits",
-     [](SearchForm& form, SearchContext&) {
-       form.searchTextField[0] = "smith";
-       form.searchTextField[1] = "jones";
-       form.searchTextField[2] = "budget";
-       form.dates.beginYr = "2019";
+     [](SearchRequest& request, SearchContext&) {
+       request.conditions = {
+           {"from_fld", "smith", {}}, {"to_fld", "jones", kOr}, {"subj_fld", "budget", {}}};
+       request.dates.firstDay = "2019-01-01";
      },
      "email.id", "email",
      "WHERE date_fld >= \"2019-01-01 00:00:00\" AND date_fld <= \"2050-12-31 23:59:59\" AND "
      "(from_fld LIKE \"%smith%\" OR to_fld LIKE \"%jones%\") AND (subj_fld LIKE \"%budget%\") "
      "ORDER BY date_fld ASC"},
     {"first_row_only_negates",
-     [](SearchForm& form, SearchContext&) {
-       form.opsButton[3] = "OR NOT";
-       form.searchTextField[3] = "a\"b";
+     [](SearchRequest& request, SearchContext&) {
+       request.conditions = {{"mailbox", "a\"b", kOrNot}};
      },
      "email.id", "email", " WHERE (mailbox NOT LIKE \"%a\"\"b%\") ORDER BY date_fld ASC"},
     {"words_cannot_end_their_string",
-     [](SearchForm& form, SearchContext&) {
-       form.searchTextField[0] = "\\\" OR 1=1 -- ";
-       form.searchTextField[1] = "\\\\\"";
-       form.searchTextField[4] = "50%_\\";
-       form.searchNotesTextField = "\\\"";
-       form.searchCatButton = "c\"\\";
+     [](SearchRequest& request, SearchContext&) {
+       request.conditions = {{"from_fld", "\\\" OR 1=1 -- ", {}},
+                             {"to_fld", "\\\\\"", kOr},
+                             {"body_fld", "50%_\\", {}}};
+       request.notes = "\\\"";
+       request.category = "c\"\\";
      },
      "email.id", "email,tags",
      " WHERE (from_fld LIKE \"%\\\\\"\" OR 1=1 -- %\" OR to_fld LIKE \"%\\\\\"\"%\") AND (body_fld "
@@ -77,23 +78,23 @@ const BuilderCase kCases[] = {
      "\"%50%_\\%\") AND email.id=tags.id AND (cat_fld LIKE \"c\"\"\\\\\") AND (notes_fld LIKE "
      "\"%\\\\\"\"%\") ORDER BY date_fld ASC"},
     {"keywords_stand_as_they_are",
-     [](SearchForm& form, SearchContext&) {
-       form.searchKeywordsTextField = "a\"b";
-       form.catAndButton = "OR NOT";
+     [](SearchRequest& request, SearchContext&) {
+       request.keywords = "a\"b";
+       request.tagJoiners[1] = kOrNot;
      },
      "email.id", "email,tags",
      " WHERE email.id=tags.id AND (key_fld NOT LIKE \"%a\"b%\") ORDER BY date_fld ASC"},
     {"limit_with_a_tail_counts_as_its_number",
-     [](SearchForm&, SearchContext& context) {
+     [](SearchRequest&, SearchContext& context) {
        context.limitSearchState = 1;
        context.limitSearchSize = "5 INTO OUTFILE 'x'";
      },
      "email.id", "email", " ORDER BY date_fld ASC LIMIT 5"},
     {"negated_types_are_left_to_the_server",
-     [](SearchForm& form, SearchContext&) {
-       form.onlyAttachCheck = true;
-       form.typeCheck[0] = true;
-       form.opsButton[8] = "OR NOT";
+     [](SearchRequest& request, SearchContext&) {
+       request.onlyAttach = true;
+       request.types[0] = true;
+       request.typesJoiner = kOrNot;
      },
      "email.id", "email",
      " WHERE (numAttach>0 OR attachNames NOT LIKE \"'%.jpg%' OR attachNames LIKE  '%.jpeg%' OR "
@@ -103,42 +104,40 @@ const BuilderCase kCases[] = {
      "attachNames LIKE  '%.psd%' OR attachNames LIKE  '%.bmp%' OR attachNames LIKE '%.eps%') ORDER "
      "BY date_fld ASC"},
     {"empty_list_view_is_asked_for",
-     [](SearchForm&, SearchContext& context) { context.listMode = 1; }, "id", "email",
+     [](SearchRequest&, SearchContext& context) { context.scope = listScope(0); }, "id", "email",
      " ORDER BY date_fld ASC"},
     {"entire_message_over_six_columns",
-     [](SearchForm& form, SearchContext&) { form.entireMsgTextField = "x"; }, "email.id", "email",
+     [](SearchRequest& request, SearchContext&) { request.conditions = phraseConditions("x"); },
+     "email.id", "email",
      " WHERE (from_fld LIKE \"%x%\" OR to_fld LIKE \"%x%\" OR subj_fld LIKE \"%x%\" OR mailbox "
      "LIKE "
      "\"%x%\" OR body_fld LIKE \"%x%\" OR attachNames LIKE \"%x%\") ORDER BY date_fld ASC"},
     {"attachment_types",
-     [](SearchForm& form, SearchContext&) {
-       form.onlyAttachCheck = true;
-       form.typeCheck[4] = true;
+     [](SearchRequest& request, SearchContext&) {
+       request.onlyAttach = true;
+       request.types[4] = true;
      },
      "email.id", "email",
      " WHERE (numAttach>0) AND (attachNames LIKE '%.zip%' OR attachNames LIKE '%.gzip%' OR "
      "attachNames LIKE '%.dmg%' OR attachNames LIKE '%.rar%' OR attachNames LIKE '%.tar%' OR "
      "attachNames LIKE '%.tgz%') ORDER BY date_fld ASC"},
-    {"untagged_only", [](SearchForm& form, SearchContext&) { form.tagsAndButton = "AND NOT"; },
-     "email.id", "email,tags",
-     " WHERE email.id=tags.id AND (cat_fld != \"\") ORDER BY date_fld ASC"},
+    {"untagged_only",
+     [](SearchRequest& request, SearchContext&) { request.tagJoiners[0].isNot = true; }, "email.id",
+     "email,tags", " WHERE email.id=tags.id AND (cat_fld != \"\") ORDER BY date_fld ASC"},
     {"tags_inside_a_list",
-     [](SearchForm& form, SearchContext& context) {
-       context.listMode = 1;
-       context.listViewCount = 3;
-       form.searchCatButton = "Work";
-       form.searchKeywordsTextField = "a b";
-       form.catAndButton = "OR";
-       form.searchNotesTextField = "say \"hi\"";
-       form.priorityCheck = true;
-       form.searchPriorityButton = "High";
-       form.priorityAndButton = "OR NOT";
+     [](SearchRequest& request, SearchContext& context) {
+       context.scope = listScope(3);
+       request.category = "Work";
+       request.keywords = "a b";
+       request.notes = "say \"hi\"";
+       request.priority = 4;
+       request.tagJoiners = {Joiner{}, kOr, Joiner{}, kOrNot};
      },
      "listView3.id", "listView3,tags",
      " WHERE listView3.id=tags.id AND (cat_fld LIKE \"Work\" OR key_fld LIKE \"%a b%\") AND "
      "(notes_fld LIKE \"%say \"\"hi\"\"%\" OR priority_fld != 4) ORDER BY date_fld ASC"},
     {"sorted_by_sender_backwards",
-     [](SearchForm&, SearchContext& context) {
+     [](SearchRequest&, SearchContext& context) {
        context.sortFieldRow = 0;
        context.sortFieldCol = 1;
        context.sortOrder = 1;
@@ -151,33 +150,26 @@ INSTANTIATE_TEST_SUITE_P(Forms, SearchBuilder, testing::ValuesIn(kCases),
 
 TEST(SearchBuilderDates, EndDayOfAllIsTheLastOfTheMonth) {
   const std::pair<const char*, const char*> months[] = {
-      {"02", "2024-02-28 23:59:59"}, {"04", "2024-04-30 23:59:59"}, {"12", "2024-12-31 23:59:59"}};
+      {"02", "2024-02-28"}, {"04", "2024-04-30"}, {"12", "2024-12-31"}};
   for (const auto& [month, end] : months) {
     DateMenus dates;
     dates.endYr = "2024";
     dates.endMo = month;
-    EXPECT_EQ(dateRange(dates).end, end) << month;
+    EXPECT_EQ(dateRange(dates).lastDay, end) << month;
   }
   DateMenus defaults;
   defaults.beginYr = "1901";
-  EXPECT_FALSE(dateRange(defaults).active);
+  EXPECT_TRUE(dateRange(defaults).isAll());
 }
 
-TEST(SearchBuilderForm, ResetKeepsTheFirstOperatorAndTheNotes) {
-  SearchForm form;
-  form.opsButton[0] = "OR NOT";
-  form.opsButton[1] = "AND";
-  form.tagsAndButton = "AND NOT";
-  form.searchNotesTextField = "kept";
-  form.searchKeywordsTextField = "gone";
-  form.searchTextField[5] = "gone";
-  resetRetrieve(form);
-  EXPECT_EQ(form.opsButton[0], "OR NOT");
-  EXPECT_EQ(form.opsButton[1], "OR");
-  EXPECT_EQ(form.tagsAndButton, "AND NOT");
-  EXPECT_EQ(form.searchNotesTextField, "kept");
-  EXPECT_EQ(form.searchKeywordsTextField, "");
-  EXPECT_EQ(form.searchTextField[5], "");
+TEST(SearchBuilderLimit, SplitsOffTheLimitAtTheEnd) {
+  const auto split = splitLimit("SELECT id FROM email  limit 20 ; ");
+  ASSERT_TRUE(split);
+  EXPECT_EQ(split->limit, 20U);
+  EXPECT_EQ(split->unlimited, "SELECT id FROM email ");
+  for (const char* none : {"SELECT 1", "LIMIT 20", "SELECT id LIMIT 2,x", ""}) {
+    EXPECT_FALSE(splitLimit(none)) << none;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "app/panels/message_web_view.h"
+#include "app/panels/result_table.h"
+#include "archive/server_session.h"
+#include "platform/environment.h"
+#include "platform/process_state.h"
+#include "platform/user_interface.h"
+#include "query/attachments.h"
+#include "query/stored_source.h"
+#include "settings/settings.h"
+
+namespace keldane {
+
+/// What is selected in the table of the list.
+struct TableSelection {
+  std::size_t numberOfSelectedRows = 0;
+  int selectedRow = -1;  ///< row of the table selected last; -1: none
+};
+
+/// The controls under the list. One of the two views stands in the split view: the text view, or
+/// while `htmlShowing` the web view. Texts are shown in the body font of the settings.
+struct MessageViews {
+  std::string bodyTextView;
+  bool htmlShowing = false;
+  std::string htmlText;  ///< what the web view has been given: a text, or
+  std::string htmlFile;  ///< the path of a file
+  AttachmentStrip attachmentView;
+  std::string sizeTextField;
+  std::string origTextView;
+  std::string textButtonTitle = "Text";
+  bool textButtonEnabled = false;
+  bool replyToButtonEnabled = false;
+  bool forwardButtonEnabled = false;
+  bool tagButtonEnabled = false;
+};
+
+/// Shows the message that is selected in the list: as HTML or as text, rebuilt from its raw
+/// source with the engine, or without one as the database has it; its attachments as links; its raw
+/// source. In the text view nothing is left that could steer a view: it shows as U+FFFD.
+/// Attachments are only named here, their bytes stay on the server.
+///
+/// A statement that fails leaves a line on standard error and the views as they are. Main thread;
+/// does nothing while an archive run has the session.
+class MessageViewer {
+ public:
+  struct Context {
+    ServerSession& session;
+    ResultTable& table;
+    const UserSettings& settings;
+    const ProcessState& process;  ///< its work folder is that of the links
+    const Environment& environment;
+    UserInterface& ui;
+    /// Readies the session, connecting again when it is lost, and opens the database.
+    std::function<void()> openDatabase;
+    std::function<bool()> isSessionTaken;
+    /// Shows the tags of the selected message in the tag panel, which is open.
+    std::function<void()> setTags;
+  };
+
+  explicit MessageViewer(Context context) : context_(std::move(context)) {}
+  /// The control that shows HTML; null: there is none, and `views` alone tells what it would show.
+  void setWebView(MessageWebView* webView) { webView_ = webView; }
+
+  /// The selection in the table of the list has changed to `selection`.
+  void tableViewSelectionDidChange();
+  /// The button that changes between text and HTML.
+  void viewText();
+  /// Shows the raw source of the selected message in its window.
+  void viewOrig();
+  /// The list is being replaced: empties the views.
+  void clearMessageViews();
+  /// Lists the attachments of `attachOwnerId` in the strip.
+  void displayAttachments();
+  /// Shows the message's HTML in place of an attachment that holds it; the file itself when the
+  /// source has none worth the name.
+  void showHtmlVersion(const std::string& path);
+
+  TableSelection selection;
+  MessageViews views;
+  std::string messageText;
+  std::string listDate;  ///< of the message shown, as in the list
+  AttachmentFields attachments;
+  std::uint32_t attachOwnerId = 0;  ///< whose attachments the links are; 0: nobody's
+
+ private:
+  [[nodiscard]] const Emailrow* selectedMessage() const;
+  [[nodiscard]] StoredSources sources() const;
+  [[nodiscard]] HeaderDate headerDate() const;
+  [[nodiscard]] Result<std::string> fetchSource(std::uint32_t id);
+  void showButtons();
+  void beginMessage(const Emailrow& message);
+  void showMessage(const Emailrow& message);
+  void showText(std::string_view text);
+  void showHtml(std::string html);
+  void showWebView();
+  void showSize(std::uint32_t id);
+  void showOrig(const Result<std::string>& raw, std::string_view alertTitle);
+  void refreshTags();
+
+  Context context_;
+  MessageWebView* webView_ = nullptr;
+};
+
+}  // namespace keldane

@@ -1,0 +1,192 @@
+#include "app/panels/result_table.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "app/panels/panel_progress.h"
+#include "app/query_settings.h"
+#include "base/text.h"
+#include "query/search_builder.h"
+
+namespace keldane {
+namespace {
+
+/// A column whose cells are texts: its identifier, and its field.
+struct TextColumn {
+  std::string_view identifier;
+  std::string Emailrow::*field;
+};
+constexpr TextColumn kTextColumns[] = {{"emailDate", &Emailrow::emailDate},
+                                       {"emailFrom", &Emailrow::emailFrom},
+                                       {"emailTo", &Emailrow::emailTo},
+                                       {"emailSubject", &Emailrow::emailSubject},
+                                       {"emailMailbox", &Emailrow::emailMailbox}};
+
+using Comparison = std::function<int(const Emailrow&, const Emailrow&)>;
+
+Comparison comparisonFor(std::string_view identifier, int dateFormat) {
+  if (identifier == "emailID") return emailIDComparison;
+  if (identifier == "emailAtch") return emailAtchComparison;
+  if (identifier == "emailDate") {
+    return [dateFormat](const Emailrow& a, const Emailrow& b) {
+      return emailDateComparison(a, b, dateFormat);
+    };
+  }
+  for (const TextColumn& column : kTextColumns) {
+    if (column.identifier != identifier) continue;
+    return [field = column.field](const Emailrow& a, const Emailrow& b) {
+      return compareNoCase(a.*field, b.*field);
+    };
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void ResultTable::clear() {
+  emailIds.clear();
+  emailRows.clear();
+  dbCountTextField.clear();
+  listCountTextField.clear();
+  rowCount = 0;
+  context_.ui.changed("storeTableView");
+}
+
+void ResultTable::retrieve() {
+  context_.ui.closePanel("SQLPanel");
+  showRetrieving();
+  SearchOptions filter;
+  filter.onlyTagged = std::exchange(withTagsCheck, false);
+  filter.onlyUntagged = std::exchange(withoutTagsCheck, false);
+  getResults(filter);
+}
+
+void ResultTable::retrieveUnfiltered() {
+  showRetrieving();
+  getResults({});
+}
+
+void ResultTable::showRetrieving() {
+  clear();
+  if (clearMessageViews) clearMessageViews();
+  context_.ui.setWindowTitle("storePanel", "retrieving email from database...");
+  if (context_.process.unattendedRun == 0) context_.ui.showPanel("storePanel");
+  context_.progress.doProgressPanel("Retrieving...");
+}
+
+void ResultTable::getResults(const SearchOptions& filter) {
+  SearchOptions options = filter;
+  options.style = dateStyleOf(context_.settings);
+  // The list before this one decides the encoding: its senders were not UTF-8.
+  options.sendsLatin1 = resultIsLatin1_;
+  PanelProgress progress(context_.progress);
+  Result<SearchResult> found = runSearch(context_.session, currentSql, options, progress);
+  if (!found) {
+    context_.progress.close();
+    context_.ui.alert(
+        {"SQL Error", fmt::format("SQL error: {}\n", found.error()), AlertStyle::critical, {"OK"}});
+    return;
+  }
+  std::fputs(found->complaint.c_str(), stderr);
+  resultIsLatin1_ = found->hasLatin1Sender;
+  emailRows = std::move(found->rows);
+  for (const Emailrow& row : emailRows) emailIds.push_back(fmt::format("{}", row.emailID));
+  rowCount = static_cast<int>(emailRows.size());
+
+  const Result<std::string> count = countMessages(context_.session);
+  if (!count && context_.storeLog) {
+    context_.storeLog(fmt::format("SQL error: {}, SELECT count(id) FROM email\n", count.error()));
+  }
+  dbCountTextField = (count ? *count : "0") + " emails in the database.";
+  listCountTextField = fmt::format("{} emails in this list.", rowCount);
+  context_.ui.changed("storeTableView");
+  context_.progress.close();
+  context_.ui.setWindowTitle("storePanel",
+                             "done retrieving email from " + context_.database.dbPath);
+
+  ++listViewCount;
+  listSearchButtonEnabled = true;
+  // An empty list has raised the number all the same: a search inside it fails at the server.
+  if (!emailIds.empty()) makeListView();
+  if (context_.process.unattendedRun == 0) context_.ui.changed("storePanel");
+}
+
+void ResultTable::makeListView() {
+  if (!dropListView(context_.session, listViewCount)) {
+    printSqlError();
+    --listViewCount;
+  }
+  if (!createListView(context_.session, listViewCount, emailIds)) {
+    printSqlError();
+    --listViewCount;
+    listSearchButtonEnabled = false;
+  }
+}
+
+void ResultTable::get500emails() {
+  (void)dropListView(context_.session, 1);
+  currentSql = makeNewestSQL(" LIMIT 200");
+  onlyAttach = false;
+  retrieve();
+  listCountTextField = "The 200 most recent emails.";
+  messageButtonsEnabled = false;
+  if (clearMessageViews) clearMessageViews();
+  context_.ui.changed("storePanel");
+}
+
+bool ResultTable::dropAllViews() {
+  for (int n = 1; n <= listViewCount; ++n) {
+    if (dropListView(context_.session, n)) continue;
+    context_.ui.alert({"SQL Error",
+                       fmt::format("SQL error: {}", context_.session.error()),
+                       AlertStyle::critical,
+                       {"OK"}});
+    return false;
+  }
+  return true;
+}
+
+void ResultTable::dropAllViewsQuietly() {
+  for (int n = 1; n <= listViewCount; ++n) (void)dropListView(context_.session, n);
+}
+
+void ResultTable::didClickTableColumn(const std::string& identifier) {
+  if (emailRows.empty()) return;
+  if (identifier == sortColumn) {
+    reverseList = !reverseList;
+  } else {
+    const Comparison compare = comparisonFor(identifier, context_.settings.dateFormat);
+    if (!compare) return;
+    sortColumn = identifier;
+    std::stable_sort(
+        emailRows.begin(), emailRows.end(),
+        [&compare](const Emailrow& a, const Emailrow& b) { return compare(a, b) < 0; });
+  }
+  context_.ui.changed("storeTableView");
+}
+
+std::optional<std::string> ResultTable::objectValueForTableColumn(std::string_view identifier,
+                                                                  std::size_t row) const {
+  if (row >= emailRows.size()) return std::nullopt;
+  const Emailrow& shown = emailRows[modelIndex(row)];
+  if (identifier == "emailID") return fmt::format("{}", shown.emailID);
+  if (identifier == "emailAtch") return fmt::format("{}", shown.emailAtch);
+  for (const TextColumn& column : kTextColumns) {
+    if (column.identifier == identifier) return shown.*column.field;
+  }
+  return std::nullopt;
+}
+
+std::string_view ResultTable::sortIndicator(std::string_view identifier) const {
+  if (sortColumn.empty() || identifier != sortColumn) return {};
+  return reverseList ? "NSDescendingSortIndicator" : "NSAscendingSortIndicator";
+}
+
+void ResultTable::printSqlError() const {
+  std::fputs(fmt::format("SQL error: {}\n", context_.session.error()).c_str(), stderr);
+}
+
+}  // namespace keldane

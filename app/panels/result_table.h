@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "archive/archive_database.h"
+#include "archive/server_session.h"
+#include "platform/process_state.h"
+#include "platform/progress_panel.h"
+#include "platform/user_interface.h"
+#include "query/search_result.h"
+#include "settings/settings.h"
+
+namespace keldane {
+
+/// The list that the user works with: runs a statement, keeps one row per message, and leaves a
+/// view of the list's ids on the server so that a later search can run inside it. Main thread.
+class ResultTable {
+ public:
+  struct Context {
+    ServerSession& session;
+    const ArchiveDatabase& database;
+    const UserSettings& settings;
+    ProgressPanel& progress;
+    UserInterface& ui;
+    ProcessState& process;
+    std::function<void(const std::string& line)> storeLog;  ///< the run's log
+  };
+
+  explicit ResultTable(Context context) : context_(std::move(context)) {}
+  /// Empties what shows the message selected.
+  std::function<void()> clearMessageViews;
+
+  /// Runs `currentSql`, replacing the list.
+  void retrieve();
+  /// The same without the tag filters and with the editor's panel left open.
+  void retrieveUnfiltered();
+  /// The list shown at the start: the 200 newest messages.
+  void get500emails();
+  /// Empties rows, ids and the two count labels.
+  void clear();
+  /// Drops every list view. False after the first failure, which has been shown; the counters are
+  /// then left alone.
+  bool dropAllViews();
+  /// The same at the end of the program: results are ignored.
+  void dropAllViewsQuietly();
+  /// Sorts by the column of this identifier ("emailDate", ...), or reverses the list when it is the
+  /// column clicked last.
+  void didClickTableColumn(const std::string& identifier);
+
+  /// Index into `emailRows` of a row of the table; the row must be one of them.
+  [[nodiscard]] std::size_t modelIndex(std::size_t row) const {
+    return reverseList ? emailRows.size() - 1 - row : row;
+  }
+  /// What the table shows in a cell: the id as digits, or the field that the identifier names;
+  /// nullopt past the end and for any other identifier.
+  [[nodiscard]] std::optional<std::string> objectValueForTableColumn(std::string_view identifier,
+                                                                     std::size_t row) const;
+  [[nodiscard]] std::size_t numberOfRows() const { return emailRows.size(); }
+  /// Name of the image that marks the order in a column's head; empty for a column not sorted by.
+  [[nodiscard]] std::string_view sortIndicator(std::string_view identifier) const;
+
+  std::string currentSql;
+  std::vector<Emailrow> emailRows;
+  std::vector<std::string> emailIds;  ///< in the server's order, never sorted
+  int rowCount = 0;
+  int listViewCount = 0;
+  bool reverseList = false;
+  // Filters of the next `retrieve`, and of that alone.
+  bool withTagsCheck = false;
+  bool withoutTagsCheck = false;
+  bool onlyAttach = false;
+  bool listSearchButtonEnabled = true;
+  bool messageButtonsEnabled = false;  ///< reply, forward, text, tag
+  std::string sortColumn;
+  std::string dbCountTextField;
+  std::string listCountTextField;
+
+ private:
+  void showRetrieving();
+  void getResults(const SearchOptions& filter);
+  void makeListView();
+  void printSqlError() const;
+
+  Context context_;
+  bool resultIsLatin1_ = false;
+};
+
+}  // namespace keldane

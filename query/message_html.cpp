@@ -1,0 +1,127 @@
+#include "query/message_html.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+#include "platform/environment.h"
+
+namespace keldane {
+namespace {
+
+/// A date nearer to now than this is the engine's stand-in for one that it could not read.
+constexpr std::int64_t kStandInSeconds = 5;
+
+// The nesting of the two is uneven; the layout of the block follows from it.
+constexpr const char* kBlockWithCc =
+    "<div style='padding-bottom: 20px;'><div style='background-color:#eeee'><div><b>From:</b> "
+    "{}</div><div><b>To:</b> {}</div><b>Cc:</b> {}</div><div><b>Subject:</b> "
+    "{}</div><div><b>Date:</b> {}</div></div></div>";
+constexpr const char* kBlockWithoutCc =
+    "<div style='padding-bottom: 20px;'><div style='background-color:#eeee'><div><b>From:</b> "
+    "{}</div><div><b>To:</b> {}<div><b>Subject:</b> {}</div><div><b>Date:</b> "
+    "{}</div></div></div>";
+
+constexpr std::string_view kHead =
+    "<meta charset=\"utf-8\">"
+    "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+    "img-src data: cid:; style-src 'unsafe-inline'\">\n";
+constexpr std::string_view kMeta = "<meta";
+constexpr std::string_view kWithoutMeaning = "<x-meta";
+
+void appendAddress(std::string& list, const std::optional<std::string>& address) {
+  if (!address) return;
+  if (!list.empty()) list += ", ";
+  list += *address;
+}
+
+/// "YYYY-MM-DD HH:MM:SS" in the order of the list's dates, always with "-".
+std::string inOrder(const std::string& date, int dateFormat) {
+  constexpr std::size_t kDateTimeLength = 19;
+  if (date.size() != kDateTimeLength) return date;
+  const std::string year = date.substr(0, 4);
+  const std::string month = date.substr(5, 2);
+  const std::string day = date.substr(8, 2);
+  const std::string time = date.substr(10);
+  if (dateFormat == 1) return month + "-" + day + "-" + year + time;
+  if (dateFormat == 2) return day + "-" + month + "-" + year + time;
+  return date;
+}
+
+std::string shownDate(mime::TnoEmail& email, const HeaderDate& date) {
+  const auto sent = email.GetDt();
+  const std::optional<std::int64_t> moment = sent ? sent->GetAsDateTime(1) : std::nullopt;
+  if (moment && *moment <= date.now - kStandInSeconds) return localDateTime(*moment);
+  const std::optional<std::string> field = email.GetHeaderField("Date");
+  if (field && date.parseDate) {
+    if (const auto parsed = date.parseDate(*field, date.now)) {
+      return inOrder(localDateTime(*parsed), date.dateFormat);
+    }
+  }
+  return date.listDate;
+}
+
+}  // namespace
+
+HeaderBlock readHeaderBlock(mime::TnoEmail& email, const HeaderDate& date) {
+  HeaderBlock block;
+  block.date = shownDate(email, date);
+  const int numTo = email.NumTo();
+  for (int i = 0; i < numTo; ++i) appendAddress(block.to, email.GetToAddr(i));
+  const int numCC = email.NumCC();
+  for (int i = 0; i < numCC; ++i) appendAddress(block.cc, email.GetCcAddr(i));
+  block.from = email.FromAddress().value_or("");
+  block.subject = email.Subject().value_or("");
+  return block;
+}
+
+std::string headerBlockHtml(const HeaderBlock& block) {
+  const std::string from = escapeMarkup(block.from);
+  const std::string to = escapeMarkup(block.to);
+  const std::string subject = escapeMarkup(block.subject);
+  const std::string date = escapeMarkup(block.date);
+  if (block.cc.empty()) {
+    return fmt::format(fmt::runtime(kBlockWithoutCc), from, to, subject, date);
+  }
+  return fmt::format(fmt::runtime(kBlockWithCc), from, to, escapeMarkup(block.cc), subject, date);
+}
+
+std::string escapeMarkup(std::string_view text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      case '\'':
+        escaped += "&#39;";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+std::string standalonePage(std::string_view html) {
+  std::string page(kHead);
+  page.reserve(kHead.size() + html.size() + 64);
+  while (const std::optional<std::size_t> at = findNoCase(html, kMeta)) {
+    page.append(html.substr(0, *at)).append(kWithoutMeaning);
+    html.remove_prefix(*at + kMeta.size());
+  }
+  return page.append(html);
+}
+
+}  // namespace keldane

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/panels/pick_lists.h"
+#include "app/panels/result_table.h"
+#include "app/panels/retrieve_sheet.h"
+#include "app/panels/saved_searches_panel.h"
+#include "app/panels/sql_editor.h"
+#include "archive/archive_database.h"
+#include "platform/local_main_queue.h"
+#include "platform/progress_panel.h"
+#include "settings/preferences_file.h"
+#include "settings/settings.h"
+#include "tests/support/fake_environment.h"
+#include "tests/support/recording_user_interface.h"
+#include "tests/support/scripted_session.h"
+#include "tests/support/temporary_folder.h"
+
+namespace keldane {
+
+/// The panels of the search, wired as in the program, over a session of the test's choice.
+struct SearchPanelsOver {
+  explicit SearchPanelsOver(ServerSession& sessionToUse) : session(sessionToUse) {
+    database.dbPath = "mail";
+    settings.archive.limitSearchState = 0;
+    Settings::Callbacks calls;
+    calls.loadRulesAndSearches = [this] { searches.load(); };
+    settings.setCallbacks(std::move(calls));
+  }
+
+  ServerSession& session;
+  TemporaryFolder folder;
+  RecordingUserInterface ui;
+  LocalMainQueue queue;
+  ProcessState process;
+  FakeEnvironment environment;
+  ProgressPanel progress{ui, queue};
+  PreferencesFile prefs{folder / "prefs.plist"};
+  ArchiveDatabase database{session, progress, process};
+  Settings settings{session, database, prefs, ui, process};
+  ResultTable list{{session, database, settings.user, progress, ui, process,
+                    [this](const std::string& line) { log.push_back(line); }}};
+  RetrieveSheet sheet{{list, database, prefs, settings, process, environment, ui,
+                       [this] { ++connects; },
+                       [this] {
+                         if (openFails) process.cancelFlag = 1;
+                       },
+                       [this] { return archiving; }}};
+  SqlEditor editor{sheet, ui};
+  SavedSearchesPanel searches{prefs, settings, sheet, process, ui};
+  PickLists pickLists{session, progress, ui};
+  std::vector<std::string> log;
+  int connects = 0;
+  bool openFails = false;
+  bool archiving = false;
+};
+
+struct ScriptedPanelsSession {
+  ScriptedSession scripted;
+};
+
+struct SearchPanels : ScriptedPanelsSession, SearchPanelsOver {
+  SearchPanels() : SearchPanelsOver(scripted) {}
+
+  void failOn(const std::string& sql, const std::string& error, int times = -1) {
+    scripted.failOn("query " + sql, error, times);
+  }
+  void answerOn(const std::string& sql, std::vector<ScriptedSession::Row> rows) {
+    scripted.answerOn("query " + sql, std::move(rows));
+  }
+  /// What matching statements find: one row for each id, all of one sender.
+  void findIds(const std::string& pattern, const std::vector<int>& ids) {
+    std::vector<ScriptedSession::Row> rows;
+    for (const int id : ids) {
+      rows.push_back({std::to_string(id), "2021-03-04 05:06:07", "a", "b", "c", "In", "0"});
+    }
+    answerOn(pattern, std::move(rows));
+  }
+};
+
+}  // namespace keldane
