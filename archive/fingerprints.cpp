@@ -292,4 +292,15 @@ Fingerprints::Match Fingerprints::compareRows(std::uint32_t one, std::uint32_t o
   return rows->cell(0) == "1" ? Match::same : Match::different;
 }
 
+Result<std::string> unpackedBytes(std::string_view packed, std::uint64_t sizeBytes) {
+  constexpr const char* kDamaged = "the kept bytes of a source are damaged";
+  // The size in the row may be any number: no more is taken than the packed bytes say themselves.
+  if (ZSTD_getFrameContentSize(packed.data(), packed.size()) != sizeBytes) return Failure{kDamaged};
+  std::string bytes(sizeBytes, '\0');
+  const std::size_t size =
+      ZSTD_decompress(bytes.data(), bytes.size(), packed.data(), packed.size());
+  if (ZSTD_isError(size) != 0 || size != sizeBytes) return Failure{kDamaged};
+  return bytes;
+}
+
 }  // namespace keldane

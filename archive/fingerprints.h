@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "archive/server_session.h"
+#include "base/result.h"
 #include "mime/mail_source.h"
 
 namespace keldane {
@@ -103,5 +104,9 @@ class Fingerprints {
   mime::MailSource source_;
   bool available_ = false;
 };
+
+/// The bytes that a row keeps compressed; `sizeBytes` as the row has it. Fails when they are
+/// damaged.
+[[nodiscard]] Result<std::string> unpackedBytes(std::string_view packed, std::uint64_t sizeBytes);
 
 }  // namespace keldane
