@@ -43,7 +43,8 @@ class TagRuleEditorTest : public ::testing::Test {
     RecordingUserInterface silent;
     ScriptedSession none;
     ProcessState state;
-    ArchiveDatabase base(none, quiet, state);
+    Progress noProgress;
+    ArchiveDatabase base(none, noProgress, state);
     Settings values(none, base, again, silent, state);
     TagRuleEditor other(found, again, values, silent);
     other.loadRules();
