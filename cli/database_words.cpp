@@ -57,11 +57,11 @@ constexpr std::array<Known, 6> kKnown = {{
 
 std::string databaseSentence(std::string_view text) {
   const std::string words = printable(withoutPrefixes(text));
-  if (isLostConnection(words)) {
-    return fmt::format("the database server has gone away ({}); run the command again", words);
-  }
   for (const Known& known : kKnown) {
     if (contains(words, known.words)) return fmt::format(fmt::runtime(known.sentence), words);
+  }
+  if (isLostConnection(words)) {
+    return fmt::format("the database server has gone away ({}); run the command again", words);
   }
   if (contains(words, "error in your SQL syntax")) {
     const std::string place = quotedBehind(words, "near '");

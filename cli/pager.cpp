@@ -43,7 +43,8 @@ Pager::Pager(bool wanted) {
   if (!wanted || ::isatty(STDOUT_FILENO) == 0) return;
   width_ = terminalWidth(STDOUT_FILENO);
   color_ = terminalTakesColor();
-  const std::string command = variableOr("PAGER", "less -R");
+  // A terminal that cannot move its cursor would be asked for a key press before each list.
+  const std::string command = variableOr("PAGER", terminalTakesEscapes() ? "less -R" : "");
   if (!command.empty() && command != "cat" && canRun(command)) start(command);
 }
 

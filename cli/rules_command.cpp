@@ -96,8 +96,8 @@ void printRules(const RuleOptions& options, Program& program) {
                           {"", false, 0},
                           {"NAME", false, 0},
                           {"DOES", false, 0},
-                          {"WHEN", false, 0}},
-                         rows, 0)
+                          {.title = "WHEN", .wraps = true}},
+                         rows, outputWidth())
                  .c_str(),
              stdout);
 }

@@ -118,7 +118,7 @@ void TerminalInterface::progressStarted(std::string_view title) {
 }
 
 void TerminalInterface::progressChanged(int count, std::string_view detail) {
-  if (!canShowProgress_ || quiet || readingShown_) return;
+  if (!canShowProgress_ || quiet || readingShown_ || count == 0) return;
   const double perSecond = count / std::max(secondsSince(started_), 0.001);
   showLine(fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail)));
 }

@@ -1,6 +1,7 @@
 #include "cli/text_table.h"
 
 #include <algorithm>
+#include <array>
 
 #include <sys/ioctl.h>
 #include <unicode/uchar.h>
@@ -68,8 +69,9 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   return lines;
 }
 
-/// A column of a table that is too wide is not cut further than this.
-constexpr std::size_t kNarrowest = 8;
+/// A column of a table that is too wide is not cut further than this, or than the second where a
+/// line would still be too long.
+constexpr std::array<std::size_t, 2> kNarrowest = {8, 4};
 
 /// Widths of the columns: what their cells need, cut where a limit or the line asks for it.
 std::vector<std::size_t> columnWidths(const std::vector<TableColumn>& columns,
@@ -86,15 +88,17 @@ std::vector<std::size_t> columnWidths(const std::vector<TableColumn>& columns,
   std::size_t total = 2 * (columns.size() - 1);
   for (const std::size_t each : widths) total += each;
   // What is too much comes off the widest first.
-  while (total > width) {
-    std::size_t victim = columns.size();
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      if (columns[c].rightAligned || columns[c].neverCut) continue;
-      if (victim == columns.size() || widths[c] > widths[victim]) victim = c;
+  for (const std::size_t narrowest : kNarrowest) {
+    while (total > width) {
+      std::size_t victim = columns.size();
+      for (std::size_t c = 0; c < columns.size(); ++c) {
+        if (columns[c].rightAligned || columns[c].neverCut) continue;
+        if (victim == columns.size() || widths[c] > widths[victim]) victim = c;
+      }
+      if (victim == columns.size() || widths[victim] <= narrowest) break;
+      --widths[victim];
+      --total;
     }
-    if (victim == columns.size() || widths[victim] <= kNarrowest) break;
-    --widths[victim];
-    --total;
   }
   return widths;
 }
