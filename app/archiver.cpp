@@ -43,7 +43,10 @@ Archiver::Archiver(Ports ports, const Options& options)
       scheduleAgent_(options.makeScheduleAgent ? options.makeScheduleAgent()
                                                : makeScheduleAgent(ports.tools, process_.homePath)),
       schedule_({settings_, *scheduleAgent_, ports.tools, ports.environment, process_,
-                 options.cleansCrontab}) {
+                 options.cleansCrontab}),
+      sources_(process_, settings_, ports.host),
+      archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRulesList_,
+                   ports.progress, ports.mainQueue, ports.environment, ports.host}) {
   database_.reconnect = [this] { return reconnect(); };
 }
 

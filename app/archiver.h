@@ -8,9 +8,12 @@
 
 #include "archive/archive_database.h"
 #include "archive/server_session.h"
+#include "ingest/archive_run.h"
 #include "ingest/sources/mail_sources.h"
 #include "ingest/storing/tag_rules.h"
 #include "platform/environment.h"
+#include "platform/host_services.h"
+#include "platform/main_queue.h"
 #include "platform/process_state.h"
 #include "platform/progress.h"
 #include "platform/tool_runner.h"
@@ -33,8 +36,10 @@ class Archiver {
   struct Ports {
     UserInterface& ui;  ///< of the settings' controls
     Progress& progress;
+    MainQueue& mainQueue;
     ToolRunner& tools;
     Environment& environment;
+    HostServices& host;
   };
   struct Options {
     /// Taking a schedule back cleans the user's crontab too. A terminal command leaves it alone.
@@ -88,8 +93,9 @@ class Archiver {
   [[nodiscard]] const Settings& settings() const { return settings_; }
   Schedule& schedule() { return schedule_; }
   LocalServer& localServer() { return localServer_; }
-  SourceSelection& sources() { return sources_; }
+  MailSources& sources() { return sources_; }
   std::vector<TagRule>& tagRulesList() { return tagRulesList_; }
+  ArchiveRun& archiveRun() { return archiveRun_; }
 
  private:
   [[nodiscard]] Faults connectOnce(ServerConnection wanted);
@@ -99,7 +105,6 @@ class Archiver {
 
   Ports ports_;
   ProcessState process_;
-  SourceSelection sources_;
   std::vector<TagRule> tagRulesList_;
   std::unique_ptr<ServerSession> session_;
   PreferencesFile prefs_;
@@ -110,6 +115,8 @@ class Archiver {
   std::unique_ptr<ScheduleAgent> scheduleAgent_;
   Schedule schedule_;
   ServerConnection wanted_;  ///< of the last connect
+  MailSources sources_;
+  ArchiveRun archiveRun_;
   /// Folders made for the files of runs, one each time the debug log went off.
   std::vector<std::string> workFolders_;
 };

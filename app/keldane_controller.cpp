@@ -40,9 +40,10 @@ ToolCall launchOf(const std::string& program) {
 KeldaneController::KeldaneController(Ports ports, Options options)
     : ports_(std::move(ports)),
       options_(std::move(options)),
-      progress_(std::make_unique<ProgressPanel>(ports_.ui, ports_.mainQueue)),
-      archiver_({ports_.ui, *progress_, ports_.tools, ports_.environment},
-                {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
+      progress_(ports_.ui, ports_.mainQueue),
+      archiver_(
+          {ports_.ui, progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
+          {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
   makeParts();
 }
 
@@ -57,13 +58,16 @@ void KeldaneController::init() {
 void KeldaneController::makeParts() {
   sourceChooser_ = std::make_unique<SourceChooser>(
       SourceChooser::Context{archiver_.process(), archiver_.settings(), archiver_.sources(),
-                             archiver_.database(), *progress_, ports_.ui, ports_.host});
+                             archiver_.database(), progress_, ports_.ui});
   makeSearchPanels();
   makeMessagePanels();
   tagRuleEditor_ = std::make_unique<TagRuleEditor>(
       archiver_.tagRulesList(), archiver_.preferences(), archiver_.settings(), ports_.ui);
   wireSettings();
-  wireRun();
+  archivePanel_ = std::make_unique<ArchivePanel>(
+      ArchivePanel::Context{archiver_, *sourceChooser_, *resultTable_, progress_, ports_.ui,
+                            options_.keepsResultList, [this] { terminate(); }});
+  archiver_.archiveRun().reconnect = [this] { return reconnect(); };
   makeWindowPanels();
 }
 
@@ -71,7 +75,7 @@ void KeldaneController::makeWindowPanels() {
   connectPanel_ = std::make_unique<ConnectPanel>(archiver_, ports_.ui);
   connectPanel_->comesBack = options_.asksForConnection;
   connectPanel_->connected = [this] { afterConnect(); };
-  connectPanel_->setStoreDate = [this] { archiveRun_->setStoreDate(); };
+  connectPanel_->setStoreDate = [this] { archivePanel_->setStoreDate(); };
   if (options_.asksForConnection) {
     archiver_.database().reconnect = [this] {
       connectPanel_->doConnect();
@@ -116,50 +120,29 @@ void KeldaneController::wireSettings() {
   archiver_.settings().setCallbacks(std::move(callbacks));
 }
 
-void KeldaneController::wireRun() {
-  ArchiveRun::Callbacks callbacks;
-  callbacks.loadAccountRows = [this] {
-    sourceChooser_->loadAccountRows(archiver_.sources().acctRows);
-  };
-  callbacks.getMailboxNames = [this] { sourceChooser_->getMailboxNames(); };
-  callbacks.retrieve = [this](const std::string& sql) {
-    if (!options_.keepsResultList) return;
-    resultTable_->currentSql = sql;
-    resultTable_->retrieve();
-  };
-  callbacks.clearResultList = [this] { resultTable_->clear(); };
-  callbacks.terminate = [this] { terminate(); };
-  callbacks.tell = [this](const Faults& faults) { tell(faults); };
-  callbacks.reconnect = [this] { return reconnect(); };
-  archiveRun_ = std::make_unique<ArchiveRun>(
-      ArchiveRun::Context{archiver_.session(), archiver_.process(), archiver_.database(),
-                          archiver_.connections(), archiver_.settings(), archiver_.sources(),
-                          archiver_.tagRulesList(), *progress_, ports_.ui, ports_.mainQueue,
-                          ports_.environment, ports_.host},
-      std::move(callbacks));
-}
-
 void KeldaneController::makeSearchPanels() {
-  const auto storeLog = [this](const std::string& line) { archiveRun_->writeStoreLog(line); };
+  const auto storeLog = [this](const std::string& line) {
+    archiver_.archiveRun().writeStoreLog(line);
+  };
   Archiver& core = archiver_;
   resultTable_ = std::make_unique<ResultTable>(
-      ResultTable::Context{core.session(), core.database(), core.settings().user, *progress_,
+      ResultTable::Context{core.session(), core.database(), core.settings().user, progress_,
                            ports_.ui, core.process(), storeLog});
   resultTable_->clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
   retrieveSheet_ = std::make_unique<RetrieveSheet>(RetrieveSheet::Context{
       *resultTable_, core.database(), core.preferences(), core.settings(), core.process(),
       ports_.environment, ports_.ui, [this] { connectPanel_->doConnect(); },
       [this] { tell(archiver_.database().openDatabase()); },
-      [this] { return archiveRun_->isRunning() || archiveRun_->counters().processedCount != 0; }});
+      [this] { return archiver_.archiveRun().isRunning(); }});
   sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
   savedSearchesPanel_ = std::make_unique<SavedSearchesPanel>(
       core.preferences(), core.settings(), *retrieveSheet_, core.process(), ports_.ui);
-  pickLists_ = std::make_unique<PickLists>(core.session(), *progress_, ports_.ui);
+  pickLists_ = std::make_unique<PickLists>(core.session(), progress_, ports_.ui);
   duplicatesPanel_ = std::make_unique<DuplicatesPanel>(
       DuplicatesPanel::Context{core.session(), core.database(), core.settings().user, *resultTable_,
-                               *progress_, ports_.ui, storeLog});
+                               progress_, ports_.ui, storeLog});
   statisticsPanel_ =
-      std::make_unique<StatisticsPanel>(core.session(), *progress_, ports_.ui, [this] {
+      std::make_unique<StatisticsPanel>(core.session(), progress_, ports_.ui, [this] {
         tell(archiver_.database().openDatabase());
         // The report comes in any case.
         archiver_.process().cancelFlag = 0;
@@ -175,11 +158,11 @@ void KeldaneController::makeMessagePanels() {
         archiver_.connections().doConfigure();
         tell(archiver_.database().openDatabase());
       },
-      [this] { return archiveRun_->isRunning(); }, [this] { tagPanel_->setTags(); }});
+      [this] { return archiver_.archiveRun().isRunning(); }, [this] { tagPanel_->setTags(); }});
   attachmentLinks_ = std::make_unique<AttachmentLinks>(
-      AttachmentLinks::Context{core.session(), core.settings().user, *progress_, ports_.ui,
+      AttachmentLinks::Context{core.session(), core.settings().user, progress_, ports_.ui,
                                ports_.host, *messageViewer_, options_.chooseSaveFile});
-  tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), *progress_,
+  tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
 }
 
@@ -226,13 +209,13 @@ void KeldaneController::applicationDidFinishLaunching() {
     if (!connectPanel_->connectUnattended()) return;
     archiver_.connections().doConfigure();
     ports_.ui.closePanel("storePanel");
-    archiveRun_->setStoreDate();
+    archivePanel_->setStoreDate();
     return;
   }
   connectPanel_->newConnect();
   ports_.ui.showPanel("storePanel");
   archiver_.connections().doConfigure();
-  if (archiver_.settings().archive.mailboxesState != 0) progress_->close();
+  if (archiver_.settings().archive.mailboxesState != 0) progress_.close();
   resultTable_->get500emails();
   if (archiver_.settings().user.showOnStartupState != 0) openSplashScreen();
 }
@@ -241,7 +224,7 @@ void KeldaneController::applicationWillTerminate() {
   const std::array<std::string, 3> workFiles = {archiver_.process().logFilePath,
                                                 archiver_.process().tmpFilePath,
                                                 archiver_.process().storeLogPath};
-  archiveRun_->abandon();
+  archiver_.archiveRun().abandon();
   resultTable_->dropAllViewsQuietly();
   archiver_.removeWorkFiles(workFiles);
   archiver_.session().close();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/archiver.h"
+#include "app/panels/archive_panel.h"
 #include "app/panels/attachment_links.h"
 #include "app/panels/connect_panel.h"
 #include "app/panels/database_panel.h"
@@ -19,11 +20,10 @@
 #include "app/panels/saved_searches_panel.h"
 #include "app/panels/schedule_panel.h"
 #include "app/panels/settings_panel.h"
+#include "app/panels/source_chooser.h"
 #include "app/panels/sql_editor.h"
 #include "app/panels/statistics_panel.h"
 #include "app/panels/tag_panel.h"
-#include "ingest/archive_run.h"
-#include "ingest/sources/source_chooser.h"
 #include "ingest/storing/tag_rule_editor.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
@@ -99,7 +99,7 @@ class KeldaneController {
   Settings& settings() { return archiver_.settings(); }
   Schedule& schedule() { return archiver_.schedule(); }
   LocalServer& localServer() { return archiver_.localServer(); }
-  SourceSelection& sources() { return archiver_.sources(); }
+  MailSources& sources() { return archiver_.sources(); }
   SourceChooser& sourceChooser() { return *sourceChooser_; }
   std::vector<TagRule>& tagRulesList() { return archiver_.tagRulesList(); }
   TagRuleEditor& tagRuleEditor() { return *tagRuleEditor_; }
@@ -115,7 +115,8 @@ class KeldaneController {
   MessageViewer& messageViewer() { return *messageViewer_; }
   AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
   StatisticsPanel& statisticsPanel() { return *statisticsPanel_; }
-  ArchiveRun& archiveRun() { return *archiveRun_; }
+  ArchiveRun& archiveRun() { return archiver_.archiveRun(); }
+  ArchivePanel& archivePanel() { return *archivePanel_; }
   ConnectPanel& connectPanel() { return *connectPanel_; }
   SettingsPanel& settingsPanel() { return *settingsPanel_; }
   SchedulePanel& schedulePanel() { return *schedulePanel_; }
@@ -129,7 +130,6 @@ class KeldaneController {
   [[nodiscard]] bool reconnect();
   void tell(const Faults& faults);
   void wireSettings();
-  void wireRun();
   void makeSearchPanels();
   void makeMessagePanels();
   void terminate();
@@ -138,7 +138,7 @@ class KeldaneController {
 
   Ports ports_;
   Options options_;
-  std::unique_ptr<ProgressPanel> progress_;
+  ProgressPanel progress_;
   Archiver archiver_;
   std::unique_ptr<SourceChooser> sourceChooser_;
   std::unique_ptr<ResultTable> resultTable_;
@@ -152,7 +152,7 @@ class KeldaneController {
   std::unique_ptr<MessageViewer> messageViewer_;
   std::unique_ptr<AttachmentLinks> attachmentLinks_;
   std::unique_ptr<StatisticsPanel> statisticsPanel_;
-  std::unique_ptr<ArchiveRun> archiveRun_;
+  std::unique_ptr<ArchivePanel> archivePanel_;
   std::unique_ptr<ConnectPanel> connectPanel_;
   std::unique_ptr<SettingsPanel> settingsPanel_;
   std::unique_ptr<SchedulePanel> schedulePanel_;

@@ -61,17 +61,16 @@ Measure archive(Ports& ports, const std::string& folder, const std::string& data
                 StatementTape* tape) {
   const auto controller = makeController(ports, tape);
   if (!controller->archiver().connectForCommand("", database).empty()) std::exit(1);
-  controller->sources().acctRows = {{true, folder}};
-  controller->sources().importMode = true;
   ArchiveRun& run = controller->archiveRun();
   if (tape != nullptr) tape->running = true;
   const auto start = std::chrono::steady_clock::now();
-  run.parseEmail();
+  RunObserver observer;
+  if (run.start({.paths = {folder}, .range = {}, .ledgerPath = {}}, observer)) std::exit(1);
   ports.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
   Measure measure;
   measure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (tape != nullptr) tape->running = false;
-  measure.messages = run.lastSums().met;
+  measure.messages = run.lastReport()->sums.met;
   controller->applicationWillTerminate();
   return measure;
 }

@@ -89,10 +89,9 @@ struct Archive {
 };
 
 void archiveFolder(Archive& archive, const std::string& folder) {
-  archive.controller->sources().acctRows = {{true, folder}};
-  archive.controller->sources().importMode = true;
   ArchiveRun& run = archive.controller->archiveRun();
-  run.parseEmail();
+  RunObserver observer;
+  if (run.start({.paths = {folder}, .range = {}, .ledgerPath = {}}, observer)) std::exit(1);
   archive.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
 }
 

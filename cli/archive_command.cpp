@@ -2,7 +2,10 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -15,6 +18,20 @@
 
 namespace keldane {
 namespace {
+
+/// What the terminal shows of a run beside its reading.
+class RunDisplay : public RunObserver {
+ public:
+  explicit RunDisplay(Program& program) : program_(program), terminal_(program.terminal) {}
+  void failed(const Faults& faults) override { static_cast<void>(program_.tell(faults)); }
+  void passBegins() override { terminal_.progressStarted("Looking for email files..."); }
+  void passEnds() override { terminal_.progressEnded(); }
+  void messageTooLarge() override { terminal_.notice("keldane: " + std::string(kTooLargeWords)); }
+
+ private:
+  Program& program_;
+  TerminalInterface& terminal_;
+};
 
 struct ArchiveOptions {
   std::vector<std::string> paths;
@@ -31,45 +48,72 @@ std::string checkDay(const std::string& day) {
   return "\"" + day + "\" is not a day; write it as YYYY-MM-DD";
 }
 
-void setDay(const std::string& text, std::string& year, std::string& month, std::string& day) {
-  const std::optional<DayText> read = readDay(text);
-  if (!read) return;
-  year = read->year;
-  month = read->month;
-  day = read->day;
+std::string midnightOf(const std::string& day) {
+  const std::optional<DayText> read = readDay(day);
+  return read ? fmt::format("{}-{}-{} 00:00:00", read->year, read->month, read->day) : day;
 }
 
 /// Absolute paths of what is to be imported. Empty, and a message, when one of them is not there.
-std::vector<AcctsRow> importRows(const std::vector<std::string>& paths, Program& program) {
-  std::vector<AcctsRow> rows;
+std::vector<std::string> importPaths(const std::vector<std::string>& paths, Program& program) {
+  std::vector<std::string> absolute;
   for (const std::string& path : paths) {
     std::error_code error;
     if (!std::filesystem::exists(path, error)) {
       program.exitStatus = program.fail(fmt::format("no such file or folder: {}", path));
       return {};
     }
-    rows.push_back({true, std::filesystem::absolute(path, error).lexically_normal().string()});
-    if (rows.back().acctDesc.size() > 1 && rows.back().acctDesc.back() == '/') {
-      rows.back().acctDesc.pop_back();
-    }
+    absolute.push_back(std::filesystem::absolute(path, error).lexically_normal().string());
+    if (absolute.back().size() > 1 && absolute.back().back() == '/') absolute.back().pop_back();
   }
-  return rows;
+  return absolute;
 }
 
-void report(const ArchiveOptions& options, const ArchiveRun& run, Program& program) {
+/// A run over the sources that are chosen begins with the newest day stored.
+void goOnFromNewest(ArchiveRequest& request, bool tells, ArchiveRun& run, RunObserver& observer,
+                    Program& program) {
+  program.terminal.progressStarted("Finding date of last email stored...");
+  const Result<RunBeginning> beginning = run.findBeginning(request, observer);
+  program.terminal.progressEnded();
+  if (!beginning) {
+    if (beginning.error().empty()) return;
+    std::fprintf(stderr, "SQL error: %s\n", printable(beginning.error()).c_str());
+    return;
+  }
+  if (tells && !beginning->goingOn.empty()) program.terminal.notice(beginning->goingOn);
+  if (!beginning->rangeStartText.empty()) request.range.rangeStartText = beginning->rangeStartText;
+}
+
+void loadSources(MailSources& sources, Program& program) {
+  bool answered = true;
+  if (!sources.choosesMailboxes()) {
+    answered = sources.loadAccountRows();
+  } else if (!sources.mailboxNamesLoaded) {
+    program.terminal.progressStarted("Looking for mailboxes...");
+    answered = sources.getMailboxNames();
+    program.terminal.progressEnded();
+  }
+  if (!answered) {
+    program.terminal.notice(
+        "keldane: the Mail application does not tell its accounts; mailboxes keep their ids");
+  }
+}
+
+void report(const ArchiveOptions& options, const RunReport& report, Program& program) {
   if (options.json) {
-    printJson(runSummaryJson(run.lastReport()));
+    printJson(runSummaryJson(report));
   } else {
-    printRunSummary(run.lastReport());
+    printRunSummary(report);
   }
   std::fflush(stdout);
-  if (!reportRunProblems(run)) program.exitStatus = kExitFailed;
+  if (!reportRunProblems(report)) program.exitStatus = kExitFailed;
   if (interruptCount() > 0) program.exitStatus = kExitInterrupted;
 }
 
 void runArchive(const ArchiveOptions& options, Program& program) {
-  std::vector<AcctsRow> rows = importRows(options.paths, program);
-  if (rows.empty() && !options.paths.empty()) return;
+  ArchiveRequest request;
+  request.paths = importPaths(options.paths, program);
+  if (request.paths.empty() && !options.paths.empty()) return;
+  request.ledgerPath = options.ledger;
   watchInterrupts();
   KeldaneController* controller =
       program.connected(options.connection, options.database, Opening::create);
@@ -78,25 +122,20 @@ void runArchive(const ArchiveOptions& options, Program& program) {
     return;
   }
   ArchiveRun& run = controller->archiveRun();
-  run.ledgerPath = options.ledger;
-  if (!rows.empty()) {
-    controller->sources().acctRows = std::move(rows);
-    controller->sources().importMode = true;
-  } else {
-    run.setStoreDate();
-    if (options.from.empty() && !run.goingOn().empty()) program.terminal.notice(run.goingOn());
-  }
-  setDay(options.from, run.form.beginStoreYr, run.form.beginStoreMo, run.form.beginStoreDa);
-  setDay(options.to, run.form.endStoreYr, run.form.endStoreMo, run.form.endStoreDa);
+  RunDisplay display(program);
+  if (request.paths.empty()) goOnFromNewest(request, options.from.empty(), run, display, program);
+  if (!options.from.empty()) request.range.rangeStartText = midnightOf(options.from);
+  if (!options.to.empty()) request.range.rangeEndText = midnightOf(options.to);
   program.terminal.showsInformation = true;  // what stops a run before it starts must be seen
-  run.parseEmail();
-  if (!run.isRunning() && run.lastSummary().empty()) {
+  if (request.paths.empty()) loadSources(controller->sources(), program);
+  if (const auto failure = run.start(std::move(request), display)) {
+    tellNotStarted(*failure);
     program.exitStatus = kExitFailed;
     return;
   }
   program.terminal.showsInformation = false;
   program.runUntil([&run] { return !run.isRunning(); });
-  report(options, run, program);
+  if (run.lastReport()) report(options, *run.lastReport(), program);
 }
 
 }  // namespace

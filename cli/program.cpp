@@ -134,13 +134,14 @@ int Program::runUnattended() {
   if (!made.connections().isConnected()) {
     return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
   }
-  if (!made.archiveRun().goingOn().empty()) terminal.notice(made.archiveRun().goingOn());
+  if (!made.archivePanel().goingOn().empty()) terminal.notice(made.archivePanel().goingOn());
   runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
   // A start that was refused has no summary; its alert has told why.
-  if (made.archiveRun().lastSummary().empty()) {
+  const std::optional<RunReport>& report = made.archiveRun().lastReport();
+  if (!report) {
     return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
   }
-  const bool isSound = reportRunProblems(made.archiveRun());
+  const bool isSound = reportRunProblems(*report);
   if (interruptCount() > 0) return kExitInterrupted;
   return isSound ? kExitDone : kExitFailed;
 }

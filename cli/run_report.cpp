@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "cli/database_words.h"
 #include "ingest/ledger/ledger_reader.h"
 
 namespace keldane {
@@ -109,14 +110,13 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
           {"leftInFolder", leftJson(report.left)}};
 }
 
-bool reportRunProblems(const ArchiveRun& run) {
-  const RunReport& report = run.lastReport();
-  if (report.sums.unreadable > 0) tellUnreadable(run.lastLedgerPath());
-  if (const std::string lost = run.lostServerError(); !lost.empty()) {
+bool reportRunProblems(const RunReport& report) {
+  if (report.sums.unreadable > 0) tellUnreadable(report.ledgerPath);
+  if (!report.lostServer.empty()) {
     tell(fmt::format(
         "the server went away during the run: {}\nWhat was stored before is safe. Run the same "
         "command again: it goes on where this run was cut off.",
-        printable(lost)));
+        printable(report.lostServer)));
   } else if (!report.stoppedBy.empty()) {
     tell(fmt::format(
         "the run has been stopped: {}\nWhat was stored before is safe. When the server can store "
@@ -129,7 +129,24 @@ bool reportRunProblems(const ArchiveRun& run) {
                     report.sums.failed, report.sums.failed == 1 ? "" : "s"));
   }
   return report.sums.unreadable == 0 && report.sums.failed == 0 && report.stoppedBy.empty() &&
-         run.lostServerError().empty();
+         report.lostServer.empty();
+}
+
+void tellNotStarted(const NotStarted& failure) {
+  switch (failure.reason) {
+    case NotStarted::Reason::noMailboxes:
+      return tell(std::string(kNoMailboxWords));
+    case NotStarted::Reason::noAccounts:
+      return tell(std::string(kNoAccountWords));
+    case NotStarted::Reason::sqlError:
+      return tell(databaseSentence("SQL error: " + printable(failure.text)));
+    case NotStarted::Reason::noLedger:
+      return tell("The run has not been started, because its ledger cannot be kept. " +
+                  printable(failure.text));
+    case NotStarted::Reason::isRunning:
+    case NotStarted::Reason::noDatabase:
+      return;
+  }
 }
 
 }  // namespace keldane

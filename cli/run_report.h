@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include <nlohmann/json.hpp>
 
 #include "ingest/archive_run.h"
@@ -12,6 +14,18 @@ void printRunSummary(const RunReport& report);
 [[nodiscard]] nlohmann::ordered_json runSummaryJson(const RunReport& report);
 
 /// Tells on standard error what the run could not read or store. False when there was any of it.
-[[nodiscard]] bool reportRunProblems(const ArchiveRun& run);
+[[nodiscard]] bool reportRunProblems(const RunReport& report);
+/// Tells on standard error why a run has not been started, where nobody has done so yet.
+void tellNotStarted(const NotStarted& failure);
+
+inline constexpr std::string_view kNoAccountWords =
+    "no account is chosen; `keldane sources list` shows them and `keldane sources choose NAME` "
+    "chooses, or name what to archive: `keldane archive PATH`";
+inline constexpr std::string_view kNoMailboxWords =
+    "no mailbox is chosen; `keldane sources list --mailboxes` shows them and `keldane sources "
+    "choose --mailboxes NAME` chooses, or name what to archive: `keldane archive PATH`";
+inline constexpr std::string_view kTooLargeWords =
+    "a message is larger than the database server takes and has been left out; `keldane logs "
+    "ledger --only dropped` names it";
 
 }  // namespace keldane

@@ -45,8 +45,16 @@ bool fillRows(bool mailboxes, KeldaneController& controller, Program& program) {
         "postbox applemail` goes back");
     return false;
   }
-  controller.settings().form.selectAcctsMboxMatrix = mailboxes ? 1 : 0;
-  controller.sourceChooser().selectMailboxes();
+  Settings& settings = controller.settings();
+  settings.archive.mailboxesState = settings.form.selectAcctsMboxMatrix = mailboxes ? 1 : 0;
+  // That the mail application does not answer shows in the rows.
+  if (!mailboxes) {
+    controller.sources().loadAccountRows();
+  } else {
+    program.terminal.progressStarted("Looking for mailboxes...");
+    controller.sources().getMailboxNames();
+    program.terminal.progressEnded();
+  }
   return true;
 }
 
@@ -60,7 +68,7 @@ struct Source {
 std::vector<Source> sourcesOf(KeldaneController& controller, bool mailboxes) {
   const std::vector<std::string>& chosen = chosenNames(controller.settings(), mailboxes);
   const std::vector<AcctsRow>& rows = controller.sources().acctRows;
-  const std::vector<AcctsRow>& shown = controller.sourceChooser().shownRows();
+  const std::vector<AcctsRow>& shown = controller.sources().shownRows();
   std::vector<Source> sources;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     sources.push_back({shown[i].acctDesc, rows[i].acctDesc, contains(chosen, rows[i].acctDesc)});
@@ -124,7 +132,7 @@ void listSources(const SourcesOptions& options, Program& program) {
 std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes,
                                     KeldaneController& controller, Program& program) {
   const std::vector<AcctsRow>& rows = controller.sources().acctRows;
-  const std::vector<AcctsRow>& shown = controller.sourceChooser().shownRows();
+  const std::vector<AcctsRow>& shown = controller.sources().shownRows();
   std::vector<std::size_t> matches;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (rows[i].acctDesc == name) return i;
@@ -159,9 +167,10 @@ void chooseSources(const SourcesOptions& options, Program& program) {
     }
     if (std::find(rows.begin(), rows.end(), *row) == rows.end()) rows.push_back(*row);
   }
-  SourceChooser& chooser = controller->sourceChooser();
-  chooser.uncheckAllAccts();
-  for (const std::size_t row : rows) chooser.didClickAcctCheck(row);
+  MailSources& sources = controller->sources();
+  sources.setAllChecks(false);
+  for (const std::size_t row : rows) sources.setCheck(row, true);
+  sources.chooseCheckedRows();
   save(*controller, program);
 }
 

@@ -9,6 +9,7 @@
 
 #include "base/text.h"
 #include "cli/database_words.h"
+#include "cli/run_report.h"
 #include "cli/terminal_text.h"
 #include "cli/text_table.h"
 
@@ -46,15 +47,9 @@ std::string_view ownWords(std::string_view title) {
     std::string_view sentence;
   };
   constexpr Words kWords[] = {
-      {"No accounts selected",
-       "no account is chosen; `keldane sources list` shows them and `keldane sources choose NAME` "
-       "chooses, or name what to archive: `keldane archive PATH`"},
-      {"No mailboxes selected",
-       "no mailbox is chosen; `keldane sources list --mailboxes` shows them and `keldane sources "
-       "choose --mailboxes NAME` chooses, or name what to archive: `keldane archive PATH`"},
-      {kOversizedTitle,
-       "a message is larger than the database server takes and has been left out; `keldane logs "
-       "ledger --only dropped` names it"},
+      {"No accounts selected", kNoAccountWords},
+      {"No mailboxes selected", kNoMailboxWords},
+      {kOversizedTitle, kTooLargeWords},
   };
   for (const Words& words : kWords) {
     if (words.title == title) return words.sentence;

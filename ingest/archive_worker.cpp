@@ -17,46 +17,40 @@ ArchiveWorker::ArchiveWorker(Context context)
               .counters = context_.counters,
               .ledger = context_.ledger,
               .storeLog = context_.storeLog,
-              .tagRulesList = context_.tagRulesList,
-              .skipDupsState = context_.settings.archive.skipDupsState,
-              .origState = context_.settings.archive.origState,
-              .keepDiffering = context_.settings.user.keepDiffering,
-              .declaredCharsets = context_.settings.user.declaredCharsets,
+              .plan = context_.plan,
               .duplicateLogText = context_.duplicateLogText,
               .doConnect = [this] { return reconnect(); },
-              .serverLost = context_.serverLost,
+              .serverLost = [this](const std::string& error) { result_.lostServer = error; },
               .repair = &context_.repair}),
       reader_({.process = context_.process,
-               .settings = context_.settings.archive,
-               .sources = context_.sources,
+               .plan = context_.plan,
                .message = context_.message,
                .counters = context_.counters,
                .ledger = context_.ledger,
-               .range = context_.range,
-               .attachSizeBytes = context_.attachSizeBytes,
                .environment = context_.environment,
-               .mainQueue = context_.mainQueue,
-               .ui = context_.ui,
                .progress = context_.progress,
-               .debugLog = [this](const std::string& line) { context_.debugLog.write(line); },
+               .storeLog = context_.storeLog,
+               .debugLog = context_.debugLog,
                .storeEmail = [this](int partCount) { store_.storeEmail(partCount); },
-               .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
                .guarded = [this](const std::function<void()>& work) { guarded(work); },
                .isAbandoned = [this] { return mustEnd(); },
-               .declaredCharsets = context_.settings.user.declaredCharsets != 0}),
+               .messageTooLarge =
+                   [this] {
+                     // Queued: the run goes on while the user reads.
+                     context_.mainQueue.post(
+                         [&observer = context_.observer] { observer.messageTooLarge(); });
+                   }}),
       walk_({.process = context_.process,
-             .settings = context_.settings,
-             .sources = context_.sources,
+             .plan = context_.plan,
              .reader = reader_,
              .ledger = context_.ledger,
              .watch = context_.watch,
              .session = context_.session,
              .environment = context_.environment,
-             .getMailboxNames = [this] { onMainThread(context_.getMailboxNames); },
-             .storeLog = [this](const std::string& line) { context_.storeLog.write(line); },
+             .progress = context_.progress,
+             .storeLog = context_.storeLog,
              .isAbandoned = [this] { return mustEnd(); },
-             .pause = [this](int seconds) { pause(seconds); },
-             .leftInFolder = context_.leftInFolder}),
+             .pause = [this](int seconds) { pause(seconds); }}),
       pass_(context_.mainQueue) {}
 
 void ArchiveWorker::start() {
@@ -64,14 +58,12 @@ void ArchiveWorker::start() {
 }
 
 void ArchiveWorker::work() {
-  bool isWhole = false;
-  guarded([this, &isWhole] {
+  guarded([this] {
     const SessionClaim claim(context_.session);
     if (context_.repairsFirst) context_.repair.run();
-    isWhole = walk_.getEmailPaths();
+    result_.isWhole = walk_.getEmailPaths(result_.left);
   });
   context_.watch.beginWalk(0, nullptr);
-  context_.walkEnded(isWhole);
   pass_.onMainThread(context_.taskCompleted);
 }
 
@@ -86,7 +78,7 @@ bool ArchiveWorker::reconnect() {
   if (context_.process.cancelFlag != 0) return false;
   // Shared: when the program ends meanwhile, the task is left running.
   const auto connected = std::make_shared<bool>(false);
-  return onMainThread([this, connected] { *connected = context_.doConnect(); }) && *connected;
+  return onMainThread([this, connected] { *connected = context_.reconnect(); }) && *connected;
 }
 
 void ArchiveWorker::pause(int seconds) const {

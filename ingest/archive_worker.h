@@ -1,26 +1,33 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "archive/server_session.h"
 #include "ingest/ledger/crash_recovery.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/reading/message_reader.h"
 #include "ingest/run_counters.h"
 #include "ingest/run_logs.h"
+#include "ingest/run_observer.h"
 #include "ingest/run_thread.h"
 #include "ingest/run_watch.h"
-#include "ingest/sources/mail_sources.h"
 #include "ingest/sources/mail_walk.h"
 #include "ingest/storing/message_store.h"
-#include "ingest/storing/tag_rules.h"
 #include "platform/process_state.h"
-#include "platform/progress_panel.h"
-#include "settings/settings.h"
+#include "platform/progress.h"
 
 namespace keldane {
+
+/// What came of a pass.
+struct PassResult {
+  bool isWhole = false;              ///< all was read
+  std::optional<LeftInFolder> left;  ///< when the import folder was to be emptied
+  std::string lostServer;            ///< the last error of a server that was lost
+};
 
 /// What works on the worker thread in one pass of a run: the repair of the run before, the walk,
 /// the reader and the store, wired together. The one place that catches what they throw: one
@@ -30,31 +37,22 @@ class ArchiveWorker {
   struct Context {
     ServerSession& session;
     ProcessState& process;
-    Settings& settings;
-    SourceSelection& sources;
-    std::vector<TagRule>& tagRulesList;
-    ProgressPanel& progress;
-    UserInterface& ui;
+    Progress& progress;
     MainQueue& mainQueue;
     Environment& environment;
+    RunObserver& observer;
+    PassPlan plan;
     CurrentMessage& message;
     RunCounters& counters;
     RunLedger& ledger;
     RunWatch& watch;
     CrashRecovery& repair;
-    const RunRange& range;
-    const double& attachSizeBytes;
     SpooledText& duplicateLogText;
     LogFile& storeLog;
     LogFile& debugLog;
     bool repairsFirst = false;  ///< the first pass of a run
-    std::function<void()> getMailboxNames;
     /// Connects anew, on the main thread; false when there is no session then.
-    std::function<bool()> doConnect;
-    std::function<void(const std::string& error)> serverLost;
-    std::function<void(LeftInFolder)> leftInFolder;
-    /// The walk of this pass has ended, on the worker; false: before all was read.
-    std::function<void(bool isWhole)> walkEnded;
+    std::function<bool()> reconnect;
     /// Called on the main thread, while the worker waits.
     std::function<void()> taskCompleted;
   };
@@ -64,6 +62,8 @@ class ArchiveWorker {
   void start();
   /// The worker stops before the next message and waits for the main thread no more.
   void abandon() { pass_.abandon(); }
+  /// To be asked within `taskCompleted`.
+  [[nodiscard]] const PassResult& result() const { return result_; }
 
  private:
   void work();
@@ -78,6 +78,7 @@ class ArchiveWorker {
   void fail(const std::string& reason);
 
   Context context_;
+  PassResult result_;
   MessageStore store_;
   MessageReader reader_;
   MailWalk walk_;

@@ -87,6 +87,14 @@ std::string storeLogSummary(const RunTotals& totals, const DebugLogTotals& debug
   return summary;
 }
 
+std::string pathForLogFile(const ProcessState& process, const std::string& name) {
+  std::string path = supportFolder(process) + "/" + name;
+  // What fails here shows when the file is read or written.
+  static_cast<void>(makeFolders(supportFolder(process)));
+  if (!fileExists(path)) LogFile().openForAppend(path);
+  return path;
+}
+
 std::string dateDefaultText(std::int64_t secondsSince1970) {
   const auto moment = static_cast<std::time_t>(secondsSince1970);
   std::tm local{};

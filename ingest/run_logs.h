@@ -7,6 +7,7 @@
 
 #include "base/spooled_text.h"
 #include "ingest/storing/store_log.h"
+#include "platform/process_state.h"
 
 /// The files that a run writes for its user: the run's own `.storelog`, the `.log` of files read,
 /// and the two logs of the support folder. They hold private mail data: mode 0600. A log that
@@ -53,6 +54,12 @@ struct DebugLogTotals {
 
 /// The summary with the invalid files, when there are any and the text is ASCII.
 [[nodiscard]] std::string storeLogSummary(const RunTotals& totals, const DebugLogTotals& debugLog);
+
+/// The two logs of the support folder.
+inline constexpr const char* kRunLog = "Keldane.log";
+inline constexpr const char* kDuplicatesLog = "Duplicates.log";
+/// Path of a log of this name in the support folder; makes folder and file when they are missing.
+std::string pathForLogFile(const ProcessState& process, const std::string& name);
 
 /// "YYYY-MM-DD HH:MM:SS +0100", local time.
 [[nodiscard]] std::string dateDefaultText(std::int64_t secondsSince1970);

@@ -61,7 +61,7 @@ std::optional<StopReason> lastingFailure(unsigned number, std::string_view text,
   return std::nullopt;
 }
 
-RunWatch::RunWatch(ServerSession& session, RunLedger& ledger, ProgressPanel& progress)
+RunWatch::RunWatch(ServerSession& session, RunLedger& ledger, Progress& progress)
     : session_(session), ledger_(ledger), progress_(progress) {
   ledger_.watch([this](LedgerOutcome outcome, std::string_view detail) { take(outcome, detail); });
 }
@@ -117,7 +117,7 @@ void RunWatch::showProgress() {
         1.0, static_cast<double>(*ledger_.offsetBytes()) / static_cast<double>(fileBytes_));
   }
   progress.share = share / static_cast<double>(files_);
-  progress_.showReading(progress);
+  progress_.reading(progress, "");
 }
 
 }  // namespace keldane

@@ -11,7 +11,7 @@
 #include "archive/server_session.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/sources/import_folder.h"
-#include "platform/progress_panel.h"
+#include "platform/progress.h"
 
 namespace keldane {
 
@@ -31,7 +31,7 @@ struct StopReason {
 /// has ended, but for `isStopped`.
 class RunWatch {
  public:
-  RunWatch(ServerSession& session, RunLedger& ledger, ProgressPanel& progress);
+  RunWatch(ServerSession& session, RunLedger& ledger, Progress& progress);
   ~RunWatch();
   RunWatch(const RunWatch&) = delete;
   RunWatch& operator=(const RunWatch&) = delete;
@@ -57,7 +57,7 @@ class RunWatch {
 
   ServerSession& session_;
   RunLedger& ledger_;
-  ProgressPanel& progress_;
+  Progress& progress_;
   ImportFolder* folder_ = nullptr;
   std::atomic<bool> stopped_ = false;
   std::optional<StopReason> stopReason_;

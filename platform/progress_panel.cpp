@@ -34,7 +34,15 @@ void ProgressPanel::doProgressCount(int count, int step) {
   });
 }
 
-void ProgressPanel::showReading(const ReadingProgress& progress) {
+void ProgressPanel::step(int count, std::string_view detail) {
+  if (!detail.empty()) {
+    std::lock_guard lock(mutex_);
+    detail_ = detail;
+  }
+  doProgressCount(count, 2);
+}
+
+void ProgressPanel::reading(const ReadingProgress& progress, std::string_view /*detail*/) {
   const auto now = std::chrono::steady_clock::now();
   if (now - shown_ < kBetweenShows && progress.files < progress.allFiles) return;
   shown_ = now;
@@ -46,12 +54,6 @@ void ProgressPanel::showReading(const ReadingProgress& progress) {
     }
     ui_.readingProgress(progress, detail);
   });
-}
-
-void ProgressPanel::setDetail(const std::string& date, const std::string& subject) {
-  std::lock_guard lock(mutex_);
-  detail_.clear();
-  detail_.append(date).append(": ").append(subject);
 }
 
 }  // namespace keldane

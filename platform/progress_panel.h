@@ -11,8 +11,8 @@
 
 namespace keldane {
 
-/// The progress services of every long task. `doProgressCount` and `setDetail` may be called from
-/// any thread; the user interface is reached through the main queue only.
+/// The progress services of every long task. `doProgressCount`, `step` and `reading` may be called
+/// from any thread; the user interface is reached through the main queue only.
 class ProgressPanel : public Progress {
  public:
   ProgressPanel(UserInterface& ui, MainQueue& mainQueue);
@@ -25,10 +25,11 @@ class ProgressPanel : public Progress {
   /// Shows the count, and the detail as it stands when the main thread gets to it, whenever `count`
   /// is a multiple of `step` (with a step of 0, when the count is 0).
   void doProgressCount(int count, int step);
-  /// Shows how far a run has come, a few times a second at most and at its end.
-  void showReading(const ReadingProgress& progress);
-  /// Date and subject of the message at hand.
-  void setDetail(const std::string& date, const std::string& subject);
+  /// Keeps the detail, unless it is empty, and shows every second count.
+  void step(int count, std::string_view detail) override;
+  /// Shows how far a run has come, a few times a second at most and at its end, with the detail of
+  /// the last step.
+  void reading(const ReadingProgress& progress, std::string_view detail) override;
 
  private:
   UserInterface& ui_;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/archiver.h"
-#include "ingest/sources/source_chooser.h"
+#include "app/panels/source_chooser.h"
 #include "platform/user_interface.h"
 
 namespace keldane {

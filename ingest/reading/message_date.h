@@ -8,10 +8,11 @@
 
 namespace keldane {
 
-/// Limits of a run on the message's date: "YYYY-MM-DD 00:00:00", compared as text.
+/// Limits of a run on the message's date: "YYYY-MM-DD 00:00:00", compared as text. Messages of the
+/// last day itself, being later than its midnight, lie outside.
 struct RunRange {
-  std::string rangeStartText;
-  std::string rangeEndText;
+  std::string rangeStartText = "1901-01-01 00:00:00";
+  std::string rangeEndText = "2050-12-31 00:00:00";
 };
 
 /// What a message tells about its date.

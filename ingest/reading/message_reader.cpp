@@ -17,7 +17,6 @@ namespace {
 
 /// Of a source longer than this nothing is kept beyond its use.
 constexpr std::size_t kLargeBytes = 1U << 20U;
-constexpr int kProgressStep = 2;
 
 constexpr std::string_view kPropertyList = "property list";
 constexpr std::string_view kOfMessage = "attachment of a message";
@@ -80,10 +79,11 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
     return 0;
   }
   const bool several =
-      context_.sources.importMode && !item.path.ends_with(".emlx") && !item.path.ends_with(".eml");
+      context_.plan.importMode && !item.path.ends_with(".emlx") && !item.path.ends_with(".eml");
   if (!several && isInAttachments(item.path)) {
     // It counts as a file read, though its content would be of no use.
-    if (context_.process.debugLogOn && fileExists(item.path)) context_.debugLog(item.path + "\n");
+    if (context_.process.debugLogOn && fileExists(item.path))
+      context_.debugLog.write(item.path + "\n");
     context_.ledger.recordNonMail(item.path, kOfMessage);
     return 0;
   }
@@ -107,7 +107,7 @@ void MessageReader::readOneMessage(const EmailItem& item) {
   }
   std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
   if (!bytes) return tell(item.path, why);
-  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
+  if (context_.process.debugLogOn) context_.debugLog.write(item.path + "\n");
   context_.ledger.beginMessage(item.path, std::nullopt);
   guarded([this, &item, &bytes] {
     const bool isStub = holds(item.path, "partial");
@@ -133,7 +133,7 @@ void MessageReader::readSeveral(const EmailItem& item) {
   if (state && state->sizeBytes > limitBytes()) return readPieces(item.path, mailbox, *state);
   std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
   if (!bytes) return tell(item.path, why);
-  if (context_.process.debugLogOn) context_.debugLog(item.path + "\n");
+  if (context_.process.debugLogOn) context_.debugLog.write(item.path + "\n");
   // Whether the file is UTF-8 is decided for all of it.
   const mime::SourceEncoding encoding = encodingOf(*bytes);
   std::vector<MessagePiece> pieces;
@@ -306,7 +306,7 @@ std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::stri
     return Refusal{LedgerOutcome::dropped, std::string(reason)};
   };
   if (isLonger(message.msgOriginal, context_.mostUnits)) {
-    showOversized();
+    tellTooLarge();
     return dropped(kOversized);
   }
   ContentDigest digest;
@@ -322,9 +322,9 @@ std::optional<MessageReader::Refusal> MessageReader::fillMessage(const std::stri
   if (const auto reason = fillDate()) return dropped(*reason);
   showProgress();
   if (!fillBodies()) return dropped(kNotAMessage);
-  if (context_.settings.attachState != 0) {
-    const AttachmentLimits limits{context_.settings.largeAttachState != 0,
-                                  context_.attachSizeBytes};
+  if (context_.plan.settings.attachState != 0) {
+    const AttachmentLimits limits{context_.plan.settings.largeAttachState != 0,
+                                  context_.plan.attachSizeBytes};
     const Result<void> collected = collectAttachments(source_.email(), limits, partial_, message);
     if (!collected) return Refusal{LedgerOutcome::failed, collected.error()};
   }
@@ -340,7 +340,7 @@ Result<void> MessageReader::loadEmail(
   const std::string_view text = strippedMessage(message.msgOriginal, scratch, message.tags);
   mime::MailSource::Options options;
   options.encoding = message.origin.encoding;
-  options.declaredCharsets = context_.declaredCharsets;
+  options.declaredCharsets = context_.plan.declaredCharsets;
   options.visitPart = visitPart;
   Result<void> loaded = source_.load(text, options);
   headings_ = {};
@@ -374,13 +374,13 @@ std::optional<std::string_view> MessageReader::fillDate() {
   sources.header = [this](std::string_view name) {
     return name == "Date" ? source_.dateField() : source_.receivedField();
   };
-  return chooseMessageDate(sources, context_.range, context_.environment.now(),
+  return chooseMessageDate(sources, context_.plan.range, context_.environment.now(),
                            context_.message.msgDate);
 }
 
 void MessageReader::showProgress() {
-  context_.progress.setDetail(context_.message.msgDate, context_.message.msgSubject);
-  context_.progress.doProgressCount(++context_.counters.progressCount, kProgressStep);
+  context_.progress.step(++context_.counters.progressCount,
+                         context_.message.msgDate + ": " + context_.message.msgSubject);
 }
 
 /// False when nothing speaks for a message.
@@ -422,7 +422,7 @@ void MessageReader::fillHeadings() {
 bool MessageReader::isLarge() const { return context_.message.msgOriginal.size() > kLargeBytes; }
 
 std::string MessageReader::accountMailbox(const std::string& mailbox) const {
-  for (const MailAccount& account : context_.sources.mailAccounts) {
+  for (const MailAccount& account : context_.plan.mailAccounts) {
     std::string_view id = account.path;
     for (char version = '2'; version <= '8'; ++version) {
       const std::string prefix = std::string("~/Library/Mail/V") + version + "/";
@@ -435,13 +435,8 @@ std::string MessageReader::accountMailbox(const std::string& mailbox) const {
   return mailbox;
 }
 
-void MessageReader::showOversized() {
-  // Queued: the run goes on while the user reads.
-  context_.mainQueue.post([&ui = context_.ui] {
-    ui.alert({.title = "Max Size Exceeded",
-              .text = "This email exceeds the MySQL maximum allowed size and will be skipped.",
-              .buttons = {"Continue"}});
-  });
+void MessageReader::tellTooLarge() {
+  if (context_.messageTooLarge) context_.messageTooLarge();
 }
 
 /// What a huge message has filled would otherwise lie beside the next one while that is read.
@@ -453,14 +448,14 @@ void MessageReader::releaseLargeMessage() {
 }
 
 void MessageReader::refuseTooLong() {
-  showOversized();
+  tellTooLarge();
   refuse({LedgerOutcome::failed, std::string(kTooLong)});
 }
 
 void MessageReader::refuse(const Refusal& refusal) {
-  if (refusal.outcome == LedgerOutcome::failed && context_.storeLog) {
-    context_.storeLog("Error: " + printable(refusal.reason) + ", " +
-                      printable(context_.message.currentPath) + "\n");
+  if (refusal.outcome == LedgerOutcome::failed) {
+    context_.storeLog.write("Error: " + printable(refusal.reason) + ", " +
+                            printable(context_.message.currentPath) + "\n");
   }
   context_.ledger.close(refusal.outcome, refusal.reason);
 }
@@ -468,10 +463,8 @@ void MessageReader::refuse(const Refusal& refusal) {
 void MessageReader::tell(const std::string& path, const Unread& why) {
   if (!why.outcome) return;
   const bool isPostponed = *why.outcome == LedgerOutcome::postponed;
-  if (context_.storeLog) {
-    context_.storeLog((isPostponed ? "Left for the next run: " : "Unable to read file: ") +
-                      printable(path + ": " + why.reason) + "\n");
-  }
+  context_.storeLog.write((isPostponed ? "Left for the next run: " : "Unable to read file: ") +
+                          printable(path + ": " + why.reason) + "\n");
   if (isPostponed) {
     context_.ledger.recordPostponed(path, why.reason);
   } else {
@@ -480,7 +473,8 @@ void MessageReader::tell(const std::string& path, const Unread& why) {
 }
 
 bool MessageReader::mustStop() const {
-  return context_.process.cancelFlag != 0 || (context_.isAbandoned && context_.isAbandoned());
+  return context_.process.cancelFlag != 0 || context_.progress.cancelled() ||
+         (context_.isAbandoned && context_.isAbandoned());
 }
 
 void MessageReader::guarded(const std::function<void()>& work) {

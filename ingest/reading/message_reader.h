@@ -11,6 +11,7 @@
 #include "archive/source_origin.h"
 #include "base/result.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/reading/message_date.h"
 #include "ingest/reading/message_file.h"
@@ -18,13 +19,11 @@
 #include "ingest/reading/resting_file.h"
 #include "ingest/reading/strip_plist.h"
 #include "ingest/run_counters.h"
-#include "ingest/sources/mail_sources.h"
+#include "ingest/storing/store_log.h"
 #include "mime/mail_source.h"
 #include "platform/environment.h"
-#include "platform/main_queue.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
-#include "settings/settings.h"
+#include "platform/process_state.h"
+#include "platform/progress.h"
 
 namespace keldane {
 
@@ -42,34 +41,27 @@ class MessageReader {
  public:
   struct Context {
     ProcessState& process;
-    const ArchiveSettings& settings;
-    SourceSelection& sources;
+    const PassPlan& plan;
     CurrentMessage& message;
     RunCounters& counters;
     RunLedger& ledger;
-    const RunRange& range;
-    const double& attachSizeBytes;
     Environment& environment;
-    MainQueue& mainQueue;
-    UserInterface& ui;
-    ProgressPanel& progress;
-    /// Writes the path of a file read, with a line end, and flushes. Called while `debugLogOn` is
-    /// set.
-    std::function<void(const std::string& line)> debugLog;
+    Progress& progress;
+    /// The run's log: a file or a piece of one cannot be read.
+    StoreLog& storeLog;
+    /// Gets the path of each file read, while `debugLogOn` is set.
+    StoreLog& debugLog;
     /// Stores the message at hand, which has this many parts.
     std::function<void(int partCount)> storeEmail;
-    /// A line for the run's log, with its line end: a file or a piece of one cannot be read. May be
-    /// empty.
-    std::function<void(const std::string& line)> storeLog = {};
     /// Runs the work on one message and deals with what it throws, the ledger's line included.
     /// Empty: the work is run as it is.
     std::function<void(const std::function<void()>& work)> guarded = {};
     /// The program ends: true stops a file of many messages before its next one. May be empty.
     std::function<bool()> isAbandoned = {};
+    /// Told of a message that is longer than `mostUnits`. May be empty.
+    std::function<void()> messageTooLarge = {};
     /// UTF-16 units of the longest source that goes further. Nothing is held that must be longer.
     std::size_t mostUnits = 200000000;
-    /// Files that are not UTF-8 are read in the charsets that their parts declare.
-    bool declaredCharsets = true;
     /// How long a file has to be unchanged before it is read.
     std::int64_t restSeconds = kRestSeconds;
     /// Lets a moment go by, while a file comes to rest. Empty: a tenth of a second.
@@ -119,7 +111,7 @@ class MessageReader {
   void fillHeadings();
   [[nodiscard]] bool isLarge() const;
   void showProgress();
-  void showOversized();
+  void tellTooLarge();
   void refuseTooLong();
   void refuse(const Refusal& refusal);
   void releaseLargeMessage();

@@ -5,11 +5,23 @@
 #include <string_view>
 #include <vector>
 
-#include "ingest/sources/mail_sources.h"
+#include "base/text.h"
+#include "platform/host_services.h"
 #include "platform/process_state.h"
 #include "settings/property_list.h"
 
 namespace keldane {
+
+/// One row of the source selection.
+struct AcctsRow {
+  bool acctCheck = true;
+  std::string acctDesc;
+};
+
+/// Order of two rows: negative, 0 or positive.
+[[nodiscard]] inline int acctDescComparison(const AcctsRow& a, const AcctsRow& b) {
+  return compareNoCase(a.acctDesc, b.acctDesc);
+}
 
 /// Folder id of an account: the part of its folder's text behind the store's version folder,
 /// without slashes. `Disk:Users:u:Library:Mail:V10:1-2` in a V10 store gives `1-2`. `version` is

@@ -22,41 +22,39 @@ bool holds(std::string_view text, std::string_view what) {
 
 }  // namespace
 
-bool MailWalk::getEmailPaths() {
-  const bool empties = std::exchange(context_.sources.deleteImportFiles, false);
+bool MailWalk::getEmailPaths(std::optional<LeftInFolder>& left) {
   importFolder_.reset();
-  if (empties) importFolder_.emplace(context_.settings.archive.importFolderPath);
+  if (context_.plan.deleteImportFiles) {
+    importFolder_.emplace(context_.plan.settings.importFolderPath);
+  }
   FileList files;
-  for (const std::string& selected : selection()) addSelected(files, selected);
+  for (const std::string& selected : context_.plan.selection) addSelected(files, selected);
   context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr);
   const bool isWhole = readAll(files);
   context_.watch.beginWalk(0, nullptr);
   if (!importFolder_) return isWhole;
-  LeftInFolder left = ImportFolder::leaveAll("not all of it was read");
   if (isWhole) {
     left = importFolder_->empty(context_.session, context_.process.homePath, [this](int seconds) {
       if (context_.pause) context_.pause(seconds);
     });
-    context_.sources.mailboxNamesLoaded = false;
+  } else {
+    left = ImportFolder::leaveAll("not all of it was read");
   }
   importFolder_.reset();
-  if (context_.leftInFolder) context_.leftInFolder(std::move(left));
   return isWhole;
 }
 
 void MailWalk::addSelected(FileList& files, const std::string& selected) {
   files.add(pathOf(selected), [this](const std::string& folder, const std::string& reason) {
-    if (context_.storeLog) {
-      context_.storeLog("Unable to read folder: " + reason + ", " + printable(folder) + "\n");
-    }
+    context_.storeLog.write("Unable to read folder: " + reason + ", " + printable(folder) + "\n");
     context_.ledger.recordUnreadable(folder, reason);
     if (importFolder_) importFolder_->keep(folder, reason);
   });
 }
 
 bool MailWalk::readAll(const FileList& files) {
-  const ArchiveSettings& settings = context_.settings.archive;
-  const WalkFilter filter{context_.sources.importMode, settings.mailboxesState != 0,
+  const ArchiveSettings& settings = context_.plan.settings;
+  const WalkFilter filter{context_.plan.importMode, settings.mailboxesState != 0,
                           settings.trashState != 0, settings.junkState != 0};
   std::vector<std::size_t> young;
   for (std::size_t i = 0; i < files.size(); ++i) {
@@ -101,9 +99,8 @@ void MailWalk::readFile(const std::string& path) {
     // Mail clients move messages about while we read; where it lies now, the next run finds it.
     context_.ledger.recordPostponed(path, "gone before its turn came");
   } else if (!state) {
-    if (context_.storeLog) {
-      context_.storeLog("Unable to read file: " + state.error() + ", " + printable(path) + "\n");
-    }
+    context_.storeLog.write("Unable to read file: " + state.error() + ", " + printable(path) +
+                            "\n");
     context_.ledger.recordUnreadable(path, state.error());
   } else {
     readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
@@ -112,20 +109,9 @@ void MailWalk::readFile(const std::string& path) {
   context_.watch.endFile();
 }
 
-std::vector<std::string> MailWalk::selection() {
-  std::vector<std::string> selected;
-  if (context_.sources.importMode) {
-    for (const AcctsRow& row : context_.sources.acctRows) selected.push_back(row.acctDesc);
-    return selected;
-  }
-  if (context_.settings.archive.mailboxesState == 0) return context_.settings.selectedAccounts;
-  if (!context_.sources.mailboxNamesLoaded && context_.getMailboxNames) context_.getMailboxNames();
-  return context_.settings.selectedMailboxes;
-}
-
 std::string MailWalk::pathOf(const std::string& selected) const {
-  const ArchiveSettings& settings = context_.settings.archive;
-  if (context_.sources.importMode || settings.postbox != 0) return selected;
+  const ArchiveSettings& settings = context_.plan.settings;
+  if (context_.plan.importMode || settings.postbox != 0) return selected;
   const ProcessState& process = context_.process;
   std::string path = process.homePath + process.mailRootSuffix;
   // A chosen mailbox begins with its version folder.
@@ -135,14 +121,14 @@ std::string MailWalk::pathOf(const std::string& selected) const {
 
 bool MailWalk::mustStop() {
   if (context_.isAbandoned && context_.isAbandoned()) return true;
-  return context_.process.cancelFlag.exchange(0) != 0;
+  return context_.process.cancelFlag.exchange(0) != 0 || context_.progress.cancelled();
 }
 
 void MailWalk::readOne(const std::string& path, const std::string& mailbox) {
   std::string currentEmailItem = path;
   currentEmailItem.append(kItemSeparator).append(mailbox);
   // ".emlx" holds ".eml".
-  if (context_.sources.importMode && !holds(currentEmailItem, ".eml")) {
+  if (context_.plan.importMode && !holds(currentEmailItem, ".eml")) {
     context_.reader.doMboxFile(currentEmailItem);
   } else {
     context_.reader.doOneEmail(currentEmailItem);

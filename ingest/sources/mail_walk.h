@@ -8,14 +8,15 @@
 #include <vector>
 
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/pass_plan.h"
 #include "ingest/reading/message_reader.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/file_list.h"
 #include "ingest/sources/import_folder.h"
-#include "ingest/sources/mail_sources.h"
+#include "ingest/storing/store_log.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
-#include "settings/settings.h"
+#include "platform/progress.h"
 
 namespace keldane {
 
@@ -27,35 +28,30 @@ class MailWalk {
  public:
   struct Context {
     ProcessState& process;
-    const Settings& settings;
-    SourceSelection& sources;
+    const PassPlan& plan;
     MessageReader& reader;
     RunLedger& ledger;
     RunWatch& watch;
     ServerSession& session;
     Environment& environment;
-    /// Lists the mailboxes of the store; needed when no one has done so before.
-    std::function<void()> getMailboxNames = {};
-    /// A line for the run's log: a folder that cannot be read. May be empty.
-    std::function<void(const std::string& line)> storeLog = {};
+    const Progress& progress;
+    /// Told of files and folders that cannot be read.
+    StoreLog& storeLog;
     /// True stops the walk before the next file, and nothing is removed. May be empty.
     std::function<bool()> isAbandoned = {};
     /// Lets some seconds go by, for a server that writes to disk in its own time. May be empty.
     std::function<void(int seconds)> pause = {};
-    /// What the import folder keeps, told when it was to be emptied. May be empty.
-    std::function<void(LeftInFolder)> leftInFolder = {};
   };
 
   explicit MailWalk(Context context) : context_(std::move(context)) {}
 
   /// Returns when the walk has ended: true when all is read, false when it was stopped or
   /// `cancelFlag` was set (it is then 0 again). The import folder is emptied only when the walk
-  /// came to its end. What the caller owes the run then is `taskCompleted`. Throws only what the
-  /// reader's callbacks throw.
-  bool getEmailPaths();
+  /// came to its end, and `left` is then what it keeps. What the caller owes the run then is
+  /// `taskCompleted`. Throws only what the reader's callbacks throw.
+  bool getEmailPaths(std::optional<LeftInFolder>& left);
 
  private:
-  [[nodiscard]] std::vector<std::string> selection();
   [[nodiscard]] std::string pathOf(const std::string& selected) const;
   [[nodiscard]] bool mustStop();
   void addSelected(FileList& files, const std::string& selected);

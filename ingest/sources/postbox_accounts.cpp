@@ -1,5 +1,7 @@
 #include "ingest/sources/postbox_accounts.h"
 
+#include <optional>
+
 #include "base/files.h"
 #include "base/text.h"
 
@@ -47,25 +49,24 @@ std::vector<MailAccount> serversOf(std::string_view text, const std::string& roo
 
 PostboxAccounts findPostboxAccounts(const std::string& homePath, bool appFolder) {
   PostboxAccounts found;
-  const Alert noFolders{"Can't find folders", "Unable to find Postbox data folders."};
   const std::string data =
       std::string("/Library/Application Support/") + (appFolder ? "PostboxApp" : "Postbox") + "/";
   const Result<std::string> profiles = readFile(homePath + data + "profiles.ini");
   const std::optional<std::string> profile =
       profiles ? textBehind(*profiles, "Path=", '\n') : std::nullopt;
   if (!profile) {
-    found.failure = noFolders;
+    found.missing = PostboxAccounts::Missing::folders;
     return found;
   }
   found.mailRootSuffix = data + std::string(trimWhitespace(*profile));
   const Result<std::string> prefs = readFile(homePath + found.mailRootSuffix + "/prefs.js");
   if (!prefs) {
-    found.failure = Alert{"Can't find file", "Unable to find Postbox prefs.js file."};
+    found.missing = PostboxAccounts::Missing::prefsFile;
     return found;
   }
   std::optional<std::string> root = preference(*prefs, "mail.root.none");
   if (!root) {
-    found.failure = noFolders;
+    found.missing = PostboxAccounts::Missing::folders;
     return found;
   }
   removeAll(*root, "ImapMail");

@@ -1,19 +1,18 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/host_services.h"
-#include "platform/user_interface.h"
 
 namespace keldane {
 
 /// What the preferences of the Postbox client tell about its accounts.
 struct PostboxAccounts {
+  enum class Missing { nothing, folders, prefsFile };
   std::string mailRootSuffix;  ///< the profile's folder below the home folder; empty: none found
   std::vector<MailAccount> accounts;
-  std::optional<Alert> failure;
+  Missing missing = Missing::nothing;  ///< what stands in the way of the accounts
 };
 
 /// `appFolder`: the client keeps its data in its second folder.

@@ -94,7 +94,7 @@ MessageStore::MessageStore(Context context)
                            MessageTags tags;
                            stripPlist(source, tags);
                          },
-                     .declaredCharsets = [this] { return context_.declaredCharsets != 0; }}) {}
+                     .declaredCharsets = [this] { return context_.plan.declaredCharsets; }}) {}
 
 /// What is asked of the server once, before the first message.
 void MessageStore::beginPass() {
@@ -133,7 +133,7 @@ void MessageStore::storeEmail(int partCount) {
 }
 
 RuleVerdict MessageStore::checkRules() {
-  return checkTagRules(context_.tagRulesList, context_.message);
+  return checkTagRules(context_.plan.tagRulesList, context_.message);
 }
 
 MessageStore::Known MessageStore::findKnown(const Fields& fields, int partCount) {
@@ -144,12 +144,12 @@ MessageStore::Known MessageStore::findKnown(const Fields& fields, int partCount)
     if (!half) return notFoundOut();
     if (*half != 0) return {.id = *half, .isHalf = true};
   }
-  if (context_.skipDupsState != 0) return {};
+  if (context_.plan.settings.skipDupsState != 0) return {};
   const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.body()};
   const DuplicateAnswer test = findDuplicate(context_.session, key, columns_, sql_, errors_);
   if (test.condition.empty()) return {};
   Known known{.id = test.id};
-  if (context_.keepDiffering != 0 && !message.contentSha256.empty()) {
+  if (context_.plan.keepDiffering && !message.contentSha256.empty()) {
     const Fingerprints::Look look =
         fingerprints_.find(test.condition, {fingerprint(), message.msgOriginal}, test.id);
     // Passed over unseen, the message might be lost with its file.
@@ -257,7 +257,8 @@ bool MessageStore::sourceFits() {
   constexpr std::size_t kRestOfStatement = 100;
   const std::size_t most = context_.session.largestStatementBytes();
   const std::string& source = context_.message.msgOriginal;
-  if (context_.origState == 0 || source.size() < most / 2 - kRestOfStatement) return true;
+  if (context_.plan.settings.origState == 0 || source.size() < most / 2 - kRestOfStatement)
+    return true;
   const auto escaped =
       std::count_if(source.begin(), source.end(), [](char c) { return c == '\\' || c == '"'; });
   const std::size_t bytes = source.size() + static_cast<std::size_t>(escaped) + kRestOfStatement;
@@ -302,7 +303,7 @@ void MessageStore::storeRest(std::uint32_t id, int partCount, bool wasHalf,
     closeFailed(id);
     return;
   }
-  if (context_.origState != 0) {
+  if (context_.plan.settings.origState != 0) {
     if (!insertSource(id)) {
       closeFailed(id);
       return;
@@ -352,7 +353,7 @@ EmailValues MessageStore::valuesOf(const Fields& fields, int partCount) const {
 ExpectedRows MessageStore::makeMark(const Fields& fields, int partCount) const {
   const CurrentMessage& message = context_.message;
   const auto count = static_cast<std::size_t>(std::max(partCount, 0));
-  const bool withSource = context_.origState != 0;
+  const bool withSource = context_.plan.settings.origState != 0;
   ExpectedRows mark;
   mark.fingerprint = fingerprintOf(valuesOf(fields, partCount));
   mark.afterId = context_.ledger.greatestId();

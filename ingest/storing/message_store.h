@@ -10,6 +10,7 @@
 #include "archive/server_session.h"
 #include "base/spooled_text.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/run_counters.h"
 #include "ingest/storing/email_columns.h"
@@ -37,11 +38,7 @@ class MessageStore {
     RunCounters& counters;
     RunLedger& ledger;
     StoreLog& storeLog;
-    const std::vector<TagRule>& tagRulesList;
-    const int& skipDupsState;
-    const int& origState;
-    const int& keepDiffering;
-    const int& declaredCharsets;
+    const PassPlan& plan;
     SpooledText& duplicateLogText;
     /// The full reconnect, on the main thread. False: there is nobody left to do it.
     std::function<bool()> doConnect;

@@ -5,7 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/local_main_queue.h"
 #include "tests/app/controller_rig.h"
+#include "tests/support/recording_host_services.h"
 #include "tests/support/test_server.h"
 
 namespace keldane {
@@ -164,7 +166,9 @@ TEST(ArchiverOnServer, ALostServerIsFoundAgainByItself) {
   RecordingToolRunner tools;
   FakeEnvironment environment;
   environment.variables["HOME"] = folder.path();
-  Archiver archiver({ui, progress, tools, environment}, {});
+  LocalMainQueue queue;
+  RecordingHostServices host;
+  Archiver archiver({ui, progress, queue, tools, environment, host}, {});
   ServerConnection wanted;
   wanted.database = server.freshDatabase("connect");
   wanted.socket = *server.address().socket;

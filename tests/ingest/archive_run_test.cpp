@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,6 @@
 
 #include "base/files.h"
 #include "ingest/ledger/ledger_file.h"
-#include "ingest/ledger/ledger_view.h"
 #include "platform/local_main_queue.h"
 #include "settings/preferences_file.h"
 #include "tests/ingest/server_database.h"
@@ -26,7 +26,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 std::string mail(int number) {
@@ -36,14 +35,24 @@ std::string mail(int number) {
          "The body of message " + n + "\n";
 }
 
+/// Writes down the steps that it is told of.
+class StepObserver : public RunObserver {
+ public:
+  void passBegins() override { steps.emplace_back("pass"); }
+  void passEnds() override { steps.emplace_back("pass ends"); }
+  void stored(const RunReport&) override { steps.emplace_back("stored"); }
+  void logged(const RunReport&) override { steps.emplace_back("logged"); }
+  void ended() override { steps.emplace_back("ended"); }
+  std::vector<std::string> steps;
+};
+
 class ArchiveRunTest : public ::testing::Test {
  protected:
   ArchiveRunTest()
       : archiveDatabase(*server.session, quiet, process),
         prefs(folder / "prefs.plist"),
         connections(*server.session, archiveDatabase, prefs, quiet, process),
-        settings(*server.session, archiveDatabase, prefs, ui, process),
-        progress(ui, queue) {
+        settings(*server.session, archiveDatabase, prefs, ui, process) {
     process.homePath = folder / "home";
     process.workFolder = folder / "work";
     std::filesystem::create_directories(folder / "home/Desktop");
@@ -61,21 +70,14 @@ class ArchiveRunTest : public ::testing::Test {
   }
 
   void makeRun() {
-    ArchiveRun::Callbacks callbacks;
-    callbacks.retrieve = [this](const std::string& sql) { shown = sql; };
-    callbacks.terminate = [this] { ++terminated; };
-    callbacks.getMailboxNames = [] {};
-    callbacks.loadAccountRows = [] {};
-    callbacks.tell = [this](const Faults& faults) { append(told, faults); };
-    callbacks.reconnect = [] { return false; };
     run = std::make_unique<ArchiveRun>(
         ArchiveRun::Context{*server.session, process, archiveDatabase, connections, settings,
-                            sources, rules, progress, ui, queue, environment, host},
-        callbacks);
+                            sources, rules, progress, queue, environment, host});
   }
-  void importFrom(const std::string& path) {
-    sources.acctRows = {{true, path}};
-    sources.importMode = true;
+  [[nodiscard]] std::optional<NotStarted> start(const std::string& where = "") {
+    ArchiveRequest request;
+    if (!where.empty()) request.paths = {folder / where};
+    return run->start(std::move(request), observer);
   }
   void writeMail(const std::string& where, int count) {
     for (int i = 1; i <= count; ++i) {
@@ -85,11 +87,10 @@ class ArchiveRunTest : public ::testing::Test {
   void waitForEnd() {
     queue.runUntil([this] { return !run->isRunning(); }, std::chrono::milliseconds(1));
   }
-  void runImport(const std::string& where) {
-    importFrom(folder / where);
-    run->parseEmail();
-    ASSERT_TRUE(run->isRunning()) << ::testing::PrintToString(ui.alertLines());
+  RunReport runImport(const std::string& where) {
+    EXPECT_FALSE(start(where));
     waitForEnd();
+    return run->lastReport().value_or(RunReport());
   }
   [[nodiscard]] std::string support(const std::string& name) const {
     return folder.read("home/Library/Application Support/Keldane/" + name);
@@ -113,71 +114,66 @@ class ArchiveRunTest : public ::testing::Test {
   PreferencesFile prefs;
   Connections connections;
   Settings settings;
-  SourceSelection sources;
+  MailSources sources{process, settings, host};
   std::vector<TagRule> rules;
-  ProgressPanel progress;
-  Faults told;
-  std::string shown;
-  int terminated = 0;
+  Progress progress;
+  StepObserver observer;
   std::unique_ptr<ArchiveRun> run;
 };
 
 TEST_F(ArchiveRunTest, ReportsWhatItHasDone) {
   writeMail("mail", 3);
   folder.write("mail/notes.plist", "no mail");
-  runImport("mail");
+  const RunReport first = runImport("mail");
+  EXPECT_THAT(observer.steps, ElementsAre("pass", "pass ends", "stored", "logged", "ended"));
   EXPECT_EQ(count("email"), "3");
   EXPECT_EQ(count("origemail"), "3");
   const std::string summary = "Processed: 3\nArchived: 3\nDuplicates: 0\n";
-  EXPECT_EQ(run->lastSummary(), summary);
   EXPECT_EQ(storeLog(), summary);
   EXPECT_THAT(host.calls, Contains("notify [Done Archiving Email] " + summary));
-  EXPECT_THAT(ui.alertLines(), Contains(HasSubstr("[Archive Log] Done Archiving Email")));
-  EXPECT_THAT(shown, StartsWith("SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach "
-                                "FROM email WHERE id>=1 AND id<=3 ORDER BY"));
   EXPECT_THAT(support("Keldane.log"),
               HasSubstr("    Processed: 3    Archived: 3    Duplicates: 0\n"));
-  EXPECT_EQ(run->lastSums().met, 3);
-  EXPECT_EQ(run->lastSums().archived, 3);
-  EXPECT_EQ(run->lastSums().notMail, 1);
-  EXPECT_EQ(run->lostServerError(), "");
+  EXPECT_EQ(first.firstStoredId, 1U);
+  EXPECT_EQ(first.lastStoredId, 3U);
+  EXPECT_EQ(first.sums.met, 3);
+  EXPECT_EQ(first.sums.archived, 3);
+  EXPECT_EQ(first.sums.notMail, 1);
+  EXPECT_EQ(first.lostServer, "");
   EXPECT_EQ(process.storeLogPath, "");
-  EXPECT_FALSE(sources.importMode);
 
-  ui.alertAnswers = {kSecondButton};
-  runImport("mail");
-  EXPECT_EQ(run->lastSummary(), "Processed: 3\nArchived: 0\nDuplicates: 3\n");
-  EXPECT_EQ(storeLog(), summary + run->lastSummary());
-  EXPECT_THAT(ui.lines("text"), Contains(HasSubstr("Duplicates: 3")));
-  EXPECT_THAT(shown, HasSubstr("id>=9999999 AND id<=0"));
+  const RunReport second = runImport("mail");
+  EXPECT_EQ(storeLog(), summary + "Processed: 3\nArchived: 0\nDuplicates: 3\n");
+  EXPECT_GT(second.firstStoredId, second.lastStoredId);
   EXPECT_THAT(support("Duplicates.log"), HasSubstr("ann2@example.org to bob@example.org"));
-  EXPECT_EQ(run->lastSums().duplicates, 3);
+  EXPECT_EQ(second.sums.duplicates, 3);
   EXPECT_EQ(run->counters().processedCount, 0);
+  EXPECT_THAT(ui.alertLines(), IsEmpty());
 }
 
 TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
   writeMail("INBOX", 2);
   writeMail("import", 3);
   selectInboxAndImportFolder();
-  run->parseEmail();
-  ASSERT_TRUE(run->isRunning());
-  run->parseEmail();  // a second start is none
+  sources.mailboxNamesLoaded = true;
+  EXPECT_FALSE(start());
+  const auto again = start();
+  ASSERT_TRUE(again);
+  EXPECT_EQ(again->reason, NotStarted::Reason::isRunning);
   waitForEnd();
+  EXPECT_THAT(observer.steps,
+              ElementsAre("pass", "pass ends", "pass", "pass ends", "stored", "logged", "ended"));
   EXPECT_EQ(count("email"), "3");
-  EXPECT_EQ(run->lastSums().met,
-            run->lastSums().archived + run->lastSums().duplicates + run->lastSums().dropped);
-  EXPECT_EQ(ui.alertLines().size(), 1U);
+  const LedgerSums& sums = run->lastReport()->sums;
+  EXPECT_EQ(sums.met, sums.archived + sums.duplicates + sums.dropped);
   EXPECT_TRUE(std::filesystem::is_empty(folder / "import"));
-  EXPECT_FALSE(sources.deleteImportFiles);
-  EXPECT_FALSE(sources.importMode);
+  EXPECT_FALSE(sources.mailboxNamesLoaded);
 }
 
 TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
   writeMail("INBOX", 2);
   writeMail("import", 3);
   selectInboxAndImportFolder();
-  run->parseEmail();
-  ASSERT_TRUE(run->isRunning());
+  EXPECT_FALSE(start());
   // The user cancels when the last file of the first pass has been read.
   queue.runUntil(
       [this] {
@@ -186,8 +182,7 @@ TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
       },
       std::chrono::milliseconds(1));
   EXPECT_THAT(storeLog(), HasSubstr("Processed: "));
-  EXPECT_FALSE(run->isRunning());
-  EXPECT_FALSE(sources.deleteImportFiles);
+  EXPECT_EQ(observer.steps.back(), "ended");
   EXPECT_EQ(process.storeLogPath, "");
 }
 
@@ -195,15 +190,15 @@ TEST_F(ArchiveRunTest, ACancelledImportFolderKeepsItsFilesInTheNextRunToo) {
   writeMail("INBOX", 1);
   writeMail("import", 200);
   selectInboxAndImportFolder();
-  run->parseEmail();
+  EXPECT_FALSE(start());
   queue.runUntil(
       [this] {
-        if (sources.importMode) run->cancelParse();
+        if (observer.steps.size() == 3) run->cancel();  // in the second pass
         return !run->isRunning();
       },
       std::chrono::milliseconds(1));
   settings.archive.importFolderState = 0;
-  run->parseEmail();
+  EXPECT_FALSE(start());
   waitForEnd();
   EXPECT_FALSE(std::filesystem::is_empty(folder / "import"));
 }
@@ -211,17 +206,21 @@ TEST_F(ArchiveRunTest, ACancelledImportFolderKeepsItsFilesInTheNextRunToo) {
 TEST_F(ArchiveRunTest, DoesNotStartWithoutASelection) {
   struct Case {
     int mailboxesState;
-    const char* title;
+    NotStarted::Reason reason;
   };
-  for (const Case& row : {Case{1, "No mailboxes selected"}, Case{0, "No accounts selected"}}) {
-    ui.alerts.clear();
+  for (const Case& row :
+       {Case{1, NotStarted::Reason::noMailboxes}, Case{0, NotStarted::Reason::noAccounts}}) {
     settings.archive.mailboxesState = row.mailboxesState;
-    run->parseEmail();
+    const auto failure = start();
     EXPECT_FALSE(run->isRunning());
-    ASSERT_EQ(ui.alerts.size(), 1U);
-    EXPECT_EQ(ui.alerts[0].title, row.title);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->reason, row.reason);
   }
   EXPECT_FALSE(fileExists(folder / "home/Library/Application Support/Keldane/Ledger.log"));
+  sources.acctRows = {{true, "12"}, {false, "34"}};
+  EXPECT_FALSE(start()) << "accounts that are checked are taken when none is chosen";
+  EXPECT_THAT(settings.selectedAccounts, ElementsAre("12"));
+  waitForEnd();
 }
 
 TEST_F(ArchiveRunTest, DoesNotStartBesideARunThatKeepsTheLedger) {
@@ -229,63 +228,56 @@ TEST_F(ArchiveRunTest, DoesNotStartBesideARunThatKeepsTheLedger) {
   folder.write("home/ledger", "");
   const Result<std::unique_ptr<LedgerFile>> other = LedgerFile::take(folder / "home/ledger");
   ASSERT_TRUE(other);
-  run->ledgerPath = folder / "home/ledger";
-  importFrom(folder / "mail");
-  run->parseEmail();
+  const auto failure = run->start(
+      {.paths = {folder / "mail"}, .range = {}, .ledgerPath = folder / "home/ledger"}, observer);
   EXPECT_FALSE(run->isRunning());
-  EXPECT_THAT(ui.alertLines(), ElementsAre(HasSubstr("Another archive run")));
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->reason, NotStarted::Reason::noLedger);
+  EXPECT_THAT(failure->text, HasSubstr("Another archive run"));
   EXPECT_EQ(count("email"), "0");
-  run->ledgerPath.clear();
   runImport("mail");
   EXPECT_EQ(count("email"), "1");
 }
 
-TEST_F(ArchiveRunTest, UnattendedEndsTheProgramAndAsksNothing) {
-  writeMail("INBOX", 2);
-  process.unattendedRun = 1;
-  settings.archive.postbox = 1;
-  settings.selectedAccounts = {folder / "INBOX"};
-  run->setStoreDate();
-  EXPECT_EQ(run->form.beginStoreYr, "All");
-  waitForEnd();
-  EXPECT_EQ(terminated, 1);
-  EXPECT_THAT(ui.alertLines(), IsEmpty());
-  EXPECT_THAT(ui.calls, Not(Contains("sheet storeDatePanel")));
-  EXPECT_THAT(folder.read("home/Desktop/" + server.name + ".storelog"), HasSubstr("Archived: 2\n"));
-}
-
-TEST_F(ArchiveRunTest, BeginsWithTheNewestDayStored) {
+TEST_F(ArchiveRunTest, BeginsWithTheNewestDayButTwoDaysBackAtTheLatest) {
   ASSERT_TRUE(server.session->query(
       "INSERT INTO email (date_fld) VALUES('2019-02-03 04:05:06'),('2018-01-01 00:00:00')"));
-  run->setStoreDate();
-  EXPECT_EQ(run->form.beginStoreYr + run->form.beginStoreMo + run->form.beginStoreDa, "20190203");
-  EXPECT_THAT(ui.calls, Contains("sheet storeDatePanel"));
-  run->cancelStore();
-  EXPECT_FALSE(run->isRunning());
+  const Result<RunBeginning> beginning = run->findBeginning({}, observer);
+  ASSERT_TRUE(beginning);
+  EXPECT_EQ(beginning->rangeStartText, "2019-02-03 00:00:00");
+  EXPECT_EQ(beginning->goingOn, "");
+  constexpr std::int64_t kNow = 1700000000;
+  const std::string twoDaysAgo = localDateTime(kNow - 172800).substr(0, 10) + " 00:00:00";
+  struct Case {
+    const char* newest;
+    std::string limit;
+  };
+  for (const Case& row :
+       {Case{"2019-02-03 04:05:06", "2019-02-03 00:00:00"}, Case{"2023-11-14 04:05:06", twoDaysAgo},
+        Case{"2040-01-01 00:00:00", twoDaysAgo}, Case{"2019", twoDaysAgo}, Case{"0", ""},
+        Case{"0000-00-00 00:00:00", ""}}) {
+    EXPECT_EQ(newestLimit(row.newest, kNow), row.limit) << row.newest;
+  }
 }
 
 TEST_F(ArchiveRunTest, CancelledReportsWhatIsStored) {
   writeMail("mail", 30);
-  importFrom(folder / "mail");
-  run->parseEmail();
-  run->cancelParse();
+  EXPECT_FALSE(start("mail"));
+  run->cancel();
   waitForEnd();
-  EXPECT_EQ(std::to_string(run->lastSums().archived), count("email"));
+  const long stored = run->lastReport()->sums.archived;
+  EXPECT_EQ(std::to_string(stored), count("email"));
   EXPECT_EQ(process.cancelFlag, 0);
-  const long stored = run->lastSums().archived;
-  runImport("mail");
-  EXPECT_EQ(run->lastSums().duplicates, stored);
+  EXPECT_EQ(runImport("mail").sums.duplicates, stored);
   EXPECT_EQ(count("email"), "30");
 }
 
 TEST_F(ArchiveRunTest, CanBeAbandonedAtAnyTime) {
   writeMail("mail", 20);
-  importFrom(folder / "mail");
-  run->parseEmail();
-  ASSERT_TRUE(run->isRunning());
+  EXPECT_FALSE(start("mail"));
   run->abandon();  // nobody has served the main queue
   EXPECT_FALSE(run->isRunning());
-  EXPECT_EQ(run->lastSummary(), "");
+  EXPECT_FALSE(run->lastReport());
   queue.runPending();
   makeRun();
   runImport("mail");
@@ -297,18 +289,17 @@ TEST_F(ArchiveRunTest, ALostServerIsToldAndTheNextRunMakesItGood) {
   if (TestServer::shared().isGiven()) GTEST_SKIP() << "a server that is given is not killed";
   constexpr int kMessages = 200;
   writeMail("mail", kMessages);
-  importFrom(folder / "mail");
-  run->parseEmail();
+  EXPECT_FALSE(start("mail"));
   queue.runUntil([this] { return run->counters().archivedCount >= 20; },
                  std::chrono::milliseconds(1));
   TestServer::shared().kill();
   waitForEnd();
-  const LedgerSums lost = run->lastSums();
-  EXPECT_NE(run->lostServerError(), "");
+  const LedgerSums lost = run->lastReport()->sums;
+  EXPECT_NE(run->lastReport()->lostServer, "");
   EXPECT_LT(lost.met, kMessages);  // the run ended there
   EXPECT_EQ(lost.met, lost.archived + lost.duplicates + lost.excluded + lost.dropped + lost.failed);
   EXPECT_EQ(lost.failed, 1);
-  EXPECT_EQ(run->lastReport().totals.processed, lost.met);
+  EXPECT_EQ(run->lastReport()->totals.processed, lost.met);
 
   TestServer::shared().restart();
   server.session->init();
@@ -316,8 +307,7 @@ TEST_F(ArchiveRunTest, ALostServerIsToldAndTheNextRunMakesItGood) {
   address.database = server.name;
   ASSERT_TRUE(server.session->connect(address));
   ASSERT_TRUE(server.session->query("SET SESSION sql_mode=''"));
-  runImport("mail");
-  EXPECT_EQ(run->lostServerError(), "");
+  EXPECT_EQ(runImport("mail").lostServer, "");
   EXPECT_EQ(count("email"), std::to_string(kMessages));
   EXPECT_EQ(count("origemail"), std::to_string(kMessages));
   EXPECT_EQ(server.cells("SELECT COUNT(*) FROM email WHERE headings=''"), "0");
@@ -327,31 +317,31 @@ TEST_F(ArchiveRunTest, TheNextRunGoesOnWhereAnInterruptedOneBegan) {
   writeMail("INBOX", 100);
   writeMail("import", 1);
   selectInboxAndImportFolder();
-  run->setStoreDate();
-  EXPECT_EQ(run->goingOn(), "");
-  run->parseEmail();
+  EXPECT_EQ(run->findBeginning({}, observer)->goingOn, "");
+  EXPECT_FALSE(start());
   queue.runUntil(
       [this] {
         if (run->counters().processedCount >= 5) run->interrupt();
         return !run->isRunning();
       },
       std::chrono::milliseconds(1));
-  EXPECT_TRUE(run->lastReport().interrupted);
-  EXPECT_LT(run->lastSums().met, 101);
+  EXPECT_TRUE(run->lastReport()->interrupted);
+  EXPECT_LT(run->lastReport()->sums.met, 101);
   EXPECT_FALSE(std::filesystem::is_empty(folder / "import"));  // no second pass
 
   ASSERT_TRUE(server.session->query("UPDATE email SET date_fld='2023-06-01 00:00:00' LIMIT 1"));
   makeRun();
   selectInboxAndImportFolder();  // what is not in the settings row is forgotten at the end of a run
-  run->setStoreDate();
-  EXPECT_THAT(run->goingOn(), StartsWith("Going on with the unfinished run of 20"));
-  run->parseEmail();
+  ArchiveRequest request;
+  const Result<RunBeginning> beginning = run->findBeginning(request, observer);
+  EXPECT_THAT(beginning->goingOn, StartsWith("Going on with the unfinished run of 20"));
+  request.range.rangeStartText = beginning->rangeStartText;
+  EXPECT_FALSE(run->start(request, observer));
   waitForEnd();
-  EXPECT_EQ(run->lastSums().dropped, 0);
+  EXPECT_EQ(run->lastReport()->sums.dropped, 0);
   EXPECT_TRUE(std::filesystem::is_empty(folder / "import"));
-  run->setStoreDate();
-  EXPECT_EQ(run->goingOn(), "");
-  EXPECT_EQ(run->form.beginStoreYr + run->form.beginStoreMo, "202306");
+  EXPECT_EQ(run->findBeginning({}, observer)->goingOn, "");
+  EXPECT_EQ(run->findBeginning({}, observer)->rangeStartText, "2023-06-01 00:00:00");
 }
 
 TEST_F(ArchiveRunTest, OneLogThatCannotBeWrittenTakesNoOtherAlong) {
@@ -363,18 +353,10 @@ TEST_F(ArchiveRunTest, OneLogThatCannotBeWrittenTakesNoOtherAlong) {
   std::filesystem::remove(folder / "home/Desktop");
   const std::string logs = "home/Library/Application Support/Keldane/";
   std::filesystem::create_directories(folder / (logs + "Keldane.log"));
-  run->setStoreDate();
+  EXPECT_FALSE(start());
   waitForEnd();
   EXPECT_THAT(folder.read(logs + server.name + ".storelog"), HasSubstr("Archived: 2\n"));
   EXPECT_THAT(support("Duplicates.log"), StartsWith("During the "));
-}
-
-TEST_F(ArchiveRunTest, ShowsItsLogs) {
-  run->viewLogFile();
-  EXPECT_THAT(ui.lines("text"), ElementsAre("text [Archive Log] "));
-  folder.write("home/Library/Application Support/Keldane/Duplicates.log", "a\xe9");
-  run->viewDuplicateLog();
-  EXPECT_THAT(ui.lines("text"), Contains("text [Duplicates Log] aé"));
 }
 
 }  // namespace

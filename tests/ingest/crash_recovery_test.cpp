@@ -282,7 +282,7 @@ TEST_F(CrashRecoveryTest, LeavesAloneWhatCannotBeShownToBeTheMessagesHalf) {
       {"nothing stored at all", {}, Cut::killedBefore, {}, "0"},
       {"its own half beside another message", {"Other"}, Cut::killedAfter, {}, "2", 1},
   };
-  step.skipDupsState = 1;
+  step.plan.settings.skipDupsState = 1;
   for (const Case& row : cases) {
     SCOPED_TRACE(row.name);
     clear();
@@ -385,11 +385,11 @@ TEST_F(LostLedgerTest, RowsWithoutASourceByRightStay) {
   TagRule rule;
   rule.tagOrExclude = 1;
   rule.ruleCriteria = {{"mailbox", "contains", "\"\""}};
-  step.rules = {rule};
+  step.plan.tagRulesList = {rule};
   CurrentMessage excluded = plainMessage("Excluded when its mailbox has been escaped");
   excluded.msgMailbox = "IN\"BOX";
   step.storeMessage(excluded);
-  step.rules.clear();
+  step.plan.tagRulesList.clear();
   ASSERT_EQ(count("email"), "1");
   ASSERT_TRUE(storeAndCut(plainMessage(), Cut::killedBefore, 1));
 

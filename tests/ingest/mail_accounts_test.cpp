@@ -155,9 +155,10 @@ TEST(MailboxForDisplay, ShowsTheNameOfTheFirstAccountInIt) {
 TEST(PostboxAccounts, AreThoseOfTheProfile) {
   const TemporaryFolder home;
   const std::string data = "Library/Application Support/Postbox/";
-  EXPECT_EQ(findPostboxAccounts(home.path(), false).failure->title, "Can't find folders");
+  using Missing = PostboxAccounts::Missing;
+  EXPECT_EQ(findPostboxAccounts(home.path(), false).missing, Missing::folders);
   home.write(data + "profiles.ini", "[Profile0]\nPath=Profiles/x.default\nDefault=1\n");
-  EXPECT_EQ(findPostboxAccounts(home.path(), false).failure->title, "Can't find file");
+  EXPECT_EQ(findPostboxAccounts(home.path(), false).missing, Missing::prefsFile);
   home.write(data + "Profiles/x.default/prefs.js",
              "user_pref(\"mail.root.none\", \"/p/Mail\");\n"
              "user_pref(\"mail.server.server1.name\", \"On My Mac\");\n"

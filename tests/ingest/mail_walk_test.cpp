@@ -23,27 +23,32 @@ std::string mail(const std::string& body) {
 class MailWalkTest : public testing::Test, public ReaderBench {
  protected:
   bool walk() {
-    return MailWalk({.process = process,
-                     .settings = *settings,
-                     .sources = sources,
-                     .reader = reader,
-                     .ledger = ledger,
-                     .watch = watch,
-                     .session = session,
-                     .environment = environment,
-                     .getMailboxNames = [this] { ++mailboxListings; },
-                     .storeLog = [this](const std::string& line) { log += line; },
-                     .leftInFolder = [this](LeftInFolder told) { left = std::move(told); }})
-        .getEmailPaths();
+    std::optional<LeftInFolder> told;
+    const bool isWhole = MailWalk({.process = process,
+                                   .plan = plan,
+                                   .reader = reader,
+                                   .ledger = ledger,
+                                   .watch = watch,
+                                   .session = session,
+                                   .environment = environment,
+                                   .progress = progress,
+                                   .storeLog = log})
+                             .getEmailPaths(told);
+    left = told.value_or(LeftInFolder());
+    return isWhole;
   }
 
+  void import(const std::string& name) {
+    plan.importMode = true;
+    plan.selection = {folder / name};
+  }
   /// The import folder is read and to be emptied; the archive has the row of every message.
   void importFolder() {
-    sources.importMode = sources.deleteImportFiles = true;
+    import("import");
+    plan.deleteImportFiles = true;
     process.homePath = folder.write("home/keep", "");
     process.homePath = folder / "home";
-    archive.importFolderPath = folder / "import";
-    sources.acctRows = {{true, folder / "import"}};
+    plan.settings.importFolderPath = folder / "import";
     session.answerOn("*JOIN origemail*", {{"1"}});
   }
   /// Names of what lies at the top of the import folder.
@@ -65,12 +70,11 @@ class MailWalkTest : public testing::Test, public ReaderBench {
   RunWatch watch{session, ledger, progress};
   LeftInFolder left;
   std::vector<std::string> firstPaths;
-  int mailboxListings = 0;
 };
 
 TEST_F(MailWalkTest, ReadsTheChosenAccountsOfTheNewestStore) {
   process.hasMailV[0] = process.hasMailV[7] = true;
-  settings->selectedAccounts = {"12", "gone"};
+  plan.selection = {"12", "gone"};
   folder.write("Library/Mail/V10/12/INBOX.mbox/Data/Messages/1.emlx", mail("x\n"));
   folder.write("Library/Mail/V10/12/Archive.mbox/2.emlx", mail("x\n"));
   folder.write("Library/Mail/V10/12/INBOX.mbox/Info.plist", "x");
@@ -85,17 +89,15 @@ TEST_F(MailWalkTest, ReadsTheChosenAccountsOfTheNewestStore) {
 
 TEST_F(MailWalkTest, ReadsTheChosenMailboxes) {
   process.hasMailV[7] = true;
-  archive.mailboxesState = 1;
-  settings->selectedMailboxes = {"V10/12/Archive.mbox"};
+  plan.settings.mailboxesState = 1;
+  plan.selection = {"V10/12/Archive.mbox"};
   folder.write("Library/Mail/V10/12/Archive.mbox/1.emlx", mail("x\n"));
   walk();
   EXPECT_EQ(stored.size(), 1U);
-  EXPECT_EQ(mailboxListings, 1);
 }
 
 TEST_F(MailWalkTest, RemovesOfTheImportFolderOnlyWhatIsInTheArchive) {
   importFolder();
-  sources.mailboxNamesLoaded = true;
   const std::string outside = folder.write("outside/1.eml", mail("x\n"));
   folder.write("import/box", "From a\n" + mail("x\n") + "\nFrom b\n" + mail("y\n"));
   folder.write("import/sub/deep/1.eml", mail("x\n"));
@@ -124,8 +126,6 @@ TEST_F(MailWalkTest, RemovesOfTheImportFolderOnlyWhatIsInTheArchive) {
   EXPECT_TRUE(std::filesystem::exists(folder / "import/mixed/1.eml"));
   EXPECT_TRUE(std::filesystem::exists(folder / "import/sub/deep/1.eml"));
   EXPECT_TRUE(std::filesystem::exists(outside));
-  EXPECT_FALSE(sources.deleteImportFiles);
-  EXPECT_FALSE(sources.mailboxNamesLoaded);
 }
 
 TEST_F(MailWalkTest, RemovesNothingThatTheArchiveDoesNotVouchFor) {
@@ -160,7 +160,7 @@ TEST_F(MailWalkTest, RemovesNothingThatTheArchiveDoesNotVouchFor) {
 }
 
 TEST_F(MailWalkTest, FollowsALinkedFolderOnce) {
-  sources.importMode = true;
+  import("tree");
   folder.write("tree/b/1.eml", mail("x\n"));
   folder.write("other/2.eml", mail("x\n"));
   std::filesystem::create_directory_symlink(folder / "tree", folder / "tree/b/up");
@@ -168,7 +168,6 @@ TEST_F(MailWalkTest, FollowsALinkedFolderOnce) {
   std::filesystem::create_directory_symlink(folder / "other", folder / "tree/c");
   std::filesystem::create_directory_symlink(folder / "other", folder / "tree/d");
   std::filesystem::create_symlink(folder / "nowhere", folder / "tree/gone.eml");
-  sources.acctRows = {{true, folder / "tree"}};
   EXPECT_TRUE(walk());
   std::vector<std::string> read;
   for (const CurrentMessage& each : stored) read.push_back(each.currentPath);
@@ -177,7 +176,7 @@ TEST_F(MailWalkTest, FollowsALinkedFolderOnce) {
 }
 
 TEST_F(MailWalkTest, WhatHasJustBeenWrittenComesLast) {
-  sources.importMode = true;
+  import("import");
   for (const char* name : {"a", "b", "c"}) {
     folder.write(std::string("import/") + name + ".eml", mail("x\n"));
   }
@@ -186,7 +185,6 @@ TEST_F(MailWalkTest, WhatHasJustBeenWrittenComesLast) {
   ASSERT_EQ(::utimensat(AT_FDCWD, (folder / "import/a.eml").c_str(),
                         std::array<timespec, 2>{{{written + 58, 0}, {written + 58, 0}}}.data(), 0),
             0);
-  sources.acctRows = {{true, folder / "import"}};
   onStore = [this](const CurrentMessage& now) {
     firstPaths.push_back(now.currentPath);
     environment.seconds += 10;
@@ -225,11 +223,9 @@ TEST_F(MailWalkTest, EndsAtAFailureThatWouldRepeatItself) {
 }
 
 TEST_F(MailWalkTest, ACancelledWalkStopsBeforeTheNextFileAndRemovesNothing) {
-  sources.importMode = sources.deleteImportFiles = true;
+  importFolder();
   folder.write("import/1.eml", mail("x\n"));
   folder.write("import/2.eml", mail("x\n"));
-  archive.importFolderPath = folder / "import";
-  sources.acctRows = {{true, folder / "import"}};
   onStore = [this](const CurrentMessage&) { process.cancelFlag = 1; };
   EXPECT_FALSE(walk());
   EXPECT_EQ(stored.size(), 1U);

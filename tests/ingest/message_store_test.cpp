@@ -97,7 +97,7 @@ TEST_F(MessageStoreTest, AKnownMessageIsToldOf) {
   begin();
   session.answerOn("query SELECT id FROM email WHERE date_fld*", {{"7"}});
   session.failOn("query INSERT INTO tags*", "Duplicate entry");
-  fixture.rules = {ruleFor("subject", "hello", false)};
+  fixture.plan.tagRulesList = {ruleFor("subject", "hello", false)};
   fixture.counters.progressCount = 5;
   CurrentMessage message = plainMessage();
   message.msgMailbox = R"(IN"BOX)";
@@ -320,7 +320,7 @@ TEST_F(MessageStoreTest, ARuleKeepsAMessageOutAtThreePlaces) {
     scripted.lastInsertId = 12;
     if (row.known) scripted.answerOn("query SELECT id FROM email WHERE date_fld*", {{"7"}});
     StoreFixture step(scripted);
-    step.rules = {ruleFor("mailbox", row.value, true)};
+    step.plan.tagRulesList = {ruleFor("mailbox", row.value, true)};
     ASSERT_TRUE(step.beginRun(11));
     CurrentMessage message = plainMessage();
     message.msgMailbox = "IN\"BOX";
@@ -337,7 +337,7 @@ TEST_F(MessageStoreTest, ARuleKeepsAMessageOutAtThreePlaces) {
 
 TEST_F(MessageStoreTest, KeywordsOfTheRulesEnterOnce) {
   begin();
-  fixture.rules = {ruleFor("subject", "hello", false)};
+  fixture.plan.tagRulesList = {ruleFor("subject", "hello", false)};
   CurrentMessage message = plainMessage();
   message.tags.tagKeywords = "left over";
   message.tags.tagKeywordsFromFile = "own";

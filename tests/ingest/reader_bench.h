@@ -4,7 +4,6 @@
 #include <ctime>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,13 +11,17 @@
 
 #include "ingest/ledger/ledger_reader.h"
 #include "ingest/reading/message_reader.h"
-#include "platform/local_main_queue.h"
 #include "tests/support/fake_environment.h"
-#include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
+
+class TextLog : public StoreLog {
+ public:
+  void write(const std::string& line) override { text += line; }
+  std::string text;
+};
 
 /// A reader with all that it stands on and a store that only keeps copies. The time zone is UTC and
 /// it is the end of 2024.
@@ -62,48 +65,39 @@ class ReaderBench {
 
   const TemporaryFolder folder;
   ScriptedSession session;
-  RecordingUserInterface ui;
-  LocalMainQueue queue;
   ProcessState process;
-  Progress quiet;
-  ArchiveDatabase database{session, quiet, process};
-  PreferencesFile prefs{folder / "preferences.plist"};
-  std::unique_ptr<Settings> settings =
-      std::make_unique<Settings>(session, database, prefs, ui, process);
-  ArchiveSettings& archive = settings->archive;
-  SourceSelection sources;
+  PassPlan plan = wholeDecades();
   CurrentMessage message;
   RunCounters counters;
   RunLedger ledger;
-  RunRange range{"2000-01-01 00:00:00", "2030-01-01 00:00:00"};
-  double attachSizeBytes = 1600000;
   FakeEnvironment environment;
-  ProgressPanel progress{ui, queue};
-  std::string log;
+  Progress progress;
+  TextLog log;
   std::vector<CurrentMessage> stored;
   std::function<void(const CurrentMessage&)> onStore;
 
   [[nodiscard]] MessageReader::Context context() {
     return {.process = process,
-            .settings = archive,
-            .sources = sources,
+            .plan = plan,
             .message = message,
             .counters = counters,
             .ledger = ledger,
-            .range = range,
-            .attachSizeBytes = attachSizeBytes,
             .environment = environment,
-            .mainQueue = queue,
-            .ui = ui,
             .progress = progress,
-            .debugLog = [this](const std::string& line) { log += line; },
+            .storeLog = log,
+            .debugLog = log,
             .storeEmail = [this](int partCount) { store(partCount); },
-            .storeLog = [this](const std::string& line) { log += line; },
             .guarded = [this](const std::function<void()>& work) { guard(work); }};
   }
   MessageReader reader{context()};
 
  private:
+  static PassPlan wholeDecades() {
+    PassPlan plan;
+    plan.range = {"2000-01-01 00:00:00", "2030-01-01 00:00:00"};
+    plan.attachSizeBytes = 1600000;
+    return plan;
+  }
   void store(int partCount) {
     EXPECT_EQ(partCount, static_cast<int>(message.msgParts.size()));
     if (onStore) onStore(message);

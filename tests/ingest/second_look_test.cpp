@@ -78,7 +78,7 @@ TEST_F(SecondLookTest, KeepsEveryMessageOnceWhateverTheTestTakesItFor) {
     begin();
   }
   EXPECT_EQ(database.cells("SELECT COUNT(*) FROM keldane_fingerprints"), "3");
-  step.keepDiffering = 0;
+  step.plan.keepDiffering = false;
   EXPECT_EQ(store(feed("Four", "fourth")), "duplicate 1");
 }
 
@@ -165,10 +165,10 @@ TEST_F(SecondLookTest, AnAnswerThatTheColumnsCannotHoldIsStillFound) {
       {"receivers of an archive of old", "ALTER TABLE email MODIFY to_fld VARCHAR(255) NOT NULL"},
       {"as new", "ALTER TABLE email MODIFY to_fld MEDIUMTEXT CHARACTER SET utf8mb4 NOT NULL"},
   };
-  for (const int keepDiffering : {1, 0}) {
+  for (const bool keepDiffering : {true, false}) {
     for (const Case& row : cases) {
       SCOPED_TRACE(row.name);
-      step.keepDiffering = keepDiffering;
+      step.plan.keepDiffering = keepDiffering;
       run("TRUNCATE TABLE email");
       run("TRUNCATE TABLE origemail");
       run(row.change);

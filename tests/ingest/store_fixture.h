@@ -82,11 +82,7 @@ class StoreFixture {
         .counters = counters,
         .ledger = *ledger,
         .storeLog = log,
-        .tagRulesList = rules,
-        .skipDupsState = skipDupsState,
-        .origState = origState,
-        .keepDiffering = keepDiffering,
-        .declaredCharsets = declaredCharsets,
+        .plan = plan,
         .duplicateLogText = duplicateLogText,
         .doConnect =
             [this] {
@@ -114,11 +110,7 @@ class StoreFixture {
   CurrentMessage message;
   RunCounters counters;
   RecordingStoreLog log;
-  std::vector<TagRule> rules;
-  int skipDupsState = 0;
-  int origState = 1;
-  int keepDiffering = 1;
-  int declaredCharsets = 1;
+  PassPlan plan;
   SpooledText duplicateLogText;
   std::string lostServer;
   int reconnects = 0;

@@ -165,7 +165,7 @@ TEST_F(StoredRowsTest, TellDuplicatesByDateAddressesAndBeginningOfTheBody) {
 }
 
 TEST_F(StoredRowsTest, RepeatAMessageWhenDuplicatesAreWanted) {
-  step.skipDupsState = 1;
+  step.plan.settings.skipDupsState = 1;
   store(plainMessage());
   store(plainMessage());
   EXPECT_EQ(database.cells("SELECT COUNT(*) FROM email"), "2");

@@ -1,12 +1,9 @@
-#include "ingest/store_date.h"
+#include "app/panels/store_date_sheet.h"
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-
-#include "platform/environment.h"
 
 namespace keldane {
 namespace {
@@ -44,29 +41,13 @@ TEST(StoreDate, LimitsFollowTheMenus) {
   }
 }
 
-TEST(StoreDate, BeginsWithTheNewestDayButTwoDaysBackAtTheLatest) {
-  constexpr std::int64_t kNow = 1700000000;
-  const std::string twoDaysAgo = localDateTime(kNow - 172800).substr(0, 10);
-  struct Case {
-    const char* name;
-    const char* newest;
-    std::string day;
-  };
-  const std::vector<Case> cases = {
-      {"long ago", "2019-02-03 04:05:06", "2019-02-03"},
-      {"today", "2023-11-14 04:05:06", twoDaysAgo},
-      {"in the future", "2040-01-01 00:00:00", twoDaysAgo},
-      {"not a whole date", "2019", twoDaysAgo},
-      {"nothing stored", "0", "All-All-All"},
-      {"a date of zeros", "0000-00-00 00:00:00", "All-All-All"},
-  };
-  for (const Case& row : cases) {
-    StoreDateForm form;
-    beginWithNewest(form, row.newest, kNow);
-    EXPECT_EQ(form.beginStoreYr + "-" + form.beginStoreMo + "-" + form.beginStoreDa, row.day)
-        << row.name;
-    EXPECT_EQ(form.endStoreYr, "All") << row.name;
-  }
+TEST(StoreDate, BeginsAtTheDayOfALimit) {
+  StoreDateForm form;
+  beginAt(form, "");
+  EXPECT_EQ(form.beginStoreYr, "All");
+  beginAt(form, "2019-02-03 00:00:00");
+  EXPECT_EQ(rangeOf(form).rangeStartText, "2019-02-03 00:00:00");
+  EXPECT_EQ(form.endStoreYr, "All");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "ingest/sources/source_chooser.h"
+#include "app/panels/source_chooser.h"
 
 #include <filesystem>
 #include <memory>
@@ -65,9 +65,9 @@ class SourceChooserTest : public testing::Test {
   ArchiveDatabase database{session, quiet, process};
   PreferencesFile prefs{home / "preferences.plist"};
   Settings settings{session, database, prefs, ui, process};
-  SourceSelection sources;
+  MailSources sources{process, settings, host};
   ProgressPanel progress{ui, queue};
-  SourceChooser chooser{{process, settings, sources, database, progress, ui, host}};
+  SourceChooser chooser{{process, settings, sources, database, progress, ui}};
   std::unique_ptr<MailStoreTree> tree;
 };
 
@@ -79,17 +79,17 @@ TEST_F(SourceChooserTest, AClickChoosesTheAccountThatIsShownInItsRow) {
     chooser.fillSelectionTable();
     const std::string ann = layout == std::string("V2") ? "ann%40example.com" : "ann@example.com";
     ASSERT_EQ(sources.acctRows.size(), 2U) << layout;
-    EXPECT_EQ(chooser.shownRows()[0].acctDesc, ann) << layout;
+    EXPECT_EQ(sources.shownRows()[0].acctDesc, ann) << layout;
     EXPECT_THAT(marked(sources.acctRows), ElementsAre("-z-1", "+a-2")) << layout;
-    EXPECT_TRUE(chooser.shownRows()[1].acctCheck) << layout;
+    EXPECT_TRUE(sources.shownRows()[1].acctCheck) << layout;
     chooser.didClickAcctCheck(0);
     EXPECT_THAT(settings.selectedAccounts, ElementsAre("z-1", "a-2")) << layout;
-    EXPECT_TRUE(chooser.shownRows()[0].acctCheck) << layout;
+    EXPECT_TRUE(sources.shownRows()[0].acctCheck) << layout;
     chooser.didClickAcctCheck(1);
     chooser.didClickAcctCheck(2);
     EXPECT_THAT(settings.selectedAccounts, ElementsAre("z-1")) << layout;
     std::filesystem::remove_all(home / ("Library/Mail/" + std::string(layout)));
-    sources = {};
+    sources.acctRowsLoaded = false;
   }
   EXPECT_THAT(ui.alertLines(), IsEmpty());
 }
@@ -99,7 +99,7 @@ TEST_F(SourceChooserTest, MailboxesAreAllCheckedUntilSomeAreChosen) {
   chooseMailboxes();
   EXPECT_THAT(marked(sources.acctRows),
               ElementsAre("+V10/a-2/INBOX.mbox", "+V10/z-1/INBOX.mbox", "+V10/z-1/Sent.mbox"));
-  EXPECT_THAT(marked(chooser.shownRows()),
+  EXPECT_THAT(marked(sources.shownRows()),
               ElementsAre("+V10/bob@example.com/INBOX.mbox", "+V10/ann@example.com/INBOX.mbox",
                           "+V10/ann@example.com/Sent.mbox"));
   EXPECT_THAT(sources.selectedRows, ElementsAre(0U, 1U, 2U));
@@ -189,12 +189,12 @@ TEST_F(SourceChooserTest, AStoreWithoutAListOfAccountsShowsItsFolders) {
   home.write("Library/Mail/V2/Mailboxes/x", "");
   home.write("Library/Mail/V2/file", "");
   probeMailStore(process);
-  chooser.loadAccountRows(sources.acctRows);
+  chooser.loadAccountRows();
   EXPECT_THAT(marked(sources.acctRows), ElementsAre("-A", "-b"));
   home.write("Library/Preferences/com.apple.mail.plist",
              "<plist><dict><key>MailAccounts</key><array><dict><key>AccountPath</key>"
              "<string>~/Library/Mail/V2/b</string></dict></array></dict></plist>");
-  chooser.loadAccountRows(sources.acctRows);
+  chooser.loadAccountRows();
   EXPECT_THAT(marked(sources.acctRows), ElementsAre("-b"));
 }
 
@@ -203,12 +203,12 @@ TEST_F(SourceChooserTest, LeavesTheMailApplicationAsItFoundIt) {
   host.mailApplication = true;
   host.accounts = std::vector<MailAccount>{{"Home", "Disk:Users:u:Library:Mail:V10:z-1"}};
   host.running = {{"Mail", "", 7}, {"Mailer", "", 8}};
-  chooser.makeV3dict();
+  EXPECT_TRUE(sources.makeV3dict());
   ASSERT_EQ(sources.mailAccounts.size(), 1U);
   EXPECT_EQ(sources.mailAccounts[0].path, "z-1");
   EXPECT_THAT(host.calls, ElementsAre("mailAccounts", "terminate Mail"));
   host.running = {{"Mail", "com.apple.mail", 7}};
-  chooser.makeV3dict();
+  EXPECT_TRUE(sources.makeV3dict());
   EXPECT_THAT(host.calls, ElementsAre("mailAccounts", "terminate Mail", "mailAccounts"));
 }
 
@@ -222,11 +222,11 @@ TEST_F(SourceChooserTest, TellsThatTheMailApplicationDoesNotAnswer) {
   chooser.rebuildSelection();
   EXPECT_THAT(settings.selectedAccounts, ElementsAre("z-1")) << "the choice is lost";
   chooseMailboxes();
-  EXPECT_EQ(chooser.shownRows()[0].acctDesc, "V10/a-2/INBOX.mbox") << "keeps its folder id";
+  EXPECT_EQ(sources.shownRows()[0].acctDesc, "V10/a-2/INBOX.mbox") << "keeps its folder id";
   ui.alerts.clear();
   ui.calls.clear();
   process.unattendedRun = 1;
-  chooser.makeV3dict();
+  chooser.loadAccountRows();
   EXPECT_THAT(ui.alertLines(), IsEmpty());
 }
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
 
-#include "ingest/reading/message_reader.h"
+#include "ingest/reading/message_date.h"
 
 namespace keldane {
 
@@ -23,11 +22,7 @@ inline void resetAll(StoreDateForm& form) { form = StoreDateForm{}; }
 /// midnight, lie outside; without a day, February ends on the 28th in every year.
 [[nodiscard]] RunRange rangeOf(const StoreDateForm& form);
 
-/// Sets the beginning to the day of a limit as `rangeOf` has them.
+/// Sets the beginning to the day of a limit as `rangeOf` has them; an empty one changes nothing.
 void beginAt(StoreDateForm& form, const std::string& limit);
-
-/// Sets the beginning from the date of the newest message stored: that day, or the day two days
-/// before `now` when that is earlier. Nothing changes when nothing is stored ("0").
-void beginWithNewest(StoreDateForm& form, const std::string& newestDate, std::int64_t now);
 
 }  // namespace keldane

@@ -1,35 +1,28 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "archive/archive_database.h"
 #include "ingest/sources/mail_sources.h"
-#include "platform/host_services.h"
 #include "platform/process_state.h"
 #include "platform/progress_panel.h"
 #include "platform/user_interface.h"
-#include "settings/property_list.h"
 #include "settings/settings.h"
 
 namespace keldane {
 
-/// What the user can choose to be archived, and what he has chosen: the table of accounts or
-/// mailboxes in the settings, its check boxes, and the file chooser for an import. Reads no mail;
-/// the walk does, by the lists that are chosen here. Main thread, while no run is under way or from
-/// `taskCompleted`.
+/// The table of accounts or mailboxes in the settings window, its check boxes, and the file chooser
+/// for an import. What it shows and chooses is held by `MailSources`. Main thread, while no run is
+/// under way or at a run's end.
 class SourceChooser {
  public:
   struct Context {
     ProcessState& process;
     Settings& settings;
-    SourceSelection& sources;
+    MailSources& sources;
     ArchiveDatabase& database;
     ProgressPanel& progress;
     UserInterface& ui;
-    HostServices& host;
   };
 
   explicit SourceChooser(Context context) : context_(context) {}
@@ -47,16 +40,11 @@ class SourceChooser {
   /// Lets the user choose files and folders to import, and goes on to the sheet of the run.
   void openMbox();
 
-  /// Fills `mailAccounts` from the mail application, which is ended again when it was not running.
-  /// When it cannot be asked, the list stays empty and an alert says so, but in an unattended run.
-  /// Where this system has no such application, the folders of the store are the answer.
-  void makeV3dict();
-  /// Fills `rows` with the accounts, those of `selectedAccounts` checked.
-  void loadAccountRows(std::vector<AcctsRow>& rows);
-  /// Fills `acctRows` and `acctDisplayRows` with the mailboxes: those of `selectedMailboxes`
-  /// checked, or all while none is chosen.
+  /// These two fill the rows, and tell the user when the mail application cannot be asked for its
+  /// accounts, but in an unattended run.
+  void loadAccountRows();
   void getMailboxNames();
-  /// Accounts of another client. No face calls it: that client's choice means plain paths.
+  /// Accounts of another client. Nothing calls it: that client's choice means plain paths.
   void readPostboxAccounts();
 
   /// The Save button: the chosen accounts or mailboxes by the check boxes. A table that has no rows
@@ -70,23 +58,13 @@ class SourceChooser {
   void saveSelectedSources();
   void forgetPostboxFolder() { postboxAppFolder_ = false; }
 
-  /// The rows as the table shows them, index by index those of `acctRows`.
-  [[nodiscard]] const std::vector<AcctsRow>& shownRows() const;
-
  private:
-  [[nodiscard]] bool choosesMailboxes() const;
-  [[nodiscard]] bool rowsAreSources() const;
   void enableTrashAndJunk();
-  void loadMailPrefs();
-  [[nodiscard]] bool listAccounts(std::vector<AcctsRow>& rows);
-  void checkChosen(std::vector<AcctsRow>& rows);
-  void setCheck(std::size_t row, bool check);
+  void tellOfMailApplication(bool answered);
   void setAllChecks(bool check);
-  void takeCheckedRows();
   void showRows();
 
   Context context_;
-  std::optional<PlistDict> mailPrefsDict_;
   bool postboxAppFolder_ = false;  ///< nothing sets it
 };
 

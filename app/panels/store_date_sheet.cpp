@@ -1,14 +1,10 @@
-#include "ingest/store_date.h"
+#include "app/panels/store_date_sheet.h"
 
 #include <fmt/format.h>
-
-#include "base/text.h"
-#include "platform/environment.h"
 
 namespace keldane {
 namespace {
 
-constexpr std::int64_t kTwoDays = 172800;
 constexpr std::size_t kDayLength = 10;  // "YYYY-MM-DD"
 
 bool isAll(const std::string& value) { return value == "All"; }
@@ -41,14 +37,6 @@ void beginAt(StoreDateForm& form, const std::string& limit) {
   form.beginStoreYr = limit.substr(0, 4);
   form.beginStoreMo = limit.substr(5, 2);
   form.beginStoreDa = limit.substr(8, 2);
-}
-
-void beginWithNewest(StoreDateForm& form, const std::string& newestDate, std::int64_t now) {
-  if (leadingInt(newestDate) == 0) return;
-  std::string day = newestDate.substr(0, kDayLength);
-  const std::string twoDaysAgo = localDateTime(now - kTwoDays).substr(0, kDayLength);
-  if (day.size() < kDayLength || day > twoDaysAgo) day = twoDaysAgo;
-  beginAt(form, day);
 }
 
 }  // namespace keldane

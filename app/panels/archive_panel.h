@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "app/archiver.h"
+#include "app/panels/result_table.h"
+#include "app/panels/source_chooser.h"
+#include "app/panels/store_date_sheet.h"
+#include "ingest/archive_run.h"
+#include "platform/progress_panel.h"
+#include "platform/user_interface.h"
+
+namespace keldane {
+
+/// The window's side of an archive run: the sheet with its date range, its progress, its alerts,
+/// the list of what it has stored, and the logs. Main thread.
+class ArchivePanel : public RunObserver {
+ public:
+  struct Context {
+    Archiver& archiver;
+    SourceChooser& chooser;
+    ResultTable& resultTable;
+    ProgressPanel& progress;
+    UserInterface& ui;
+    bool keepsResultList = true;
+    std::function<void()> terminate;
+  };
+
+  explicit ArchivePanel(Context context) : context_(std::move(context)) {}
+
+  /// Prepares the date range and opens the sheet, or starts at once when nobody is there.
+  void setStoreDate();
+  /// Starts the run. Whatever prevents it has been shown as an alert when it returns.
+  void parseEmail();
+  void cancelStore();
+  void cancelParse();
+  void viewLogFile();
+  void viewDuplicateLog();
+
+  StoreDateForm form;
+  /// "Going on with the unfinished run of ...", when `setStoreDate` has made the range begin where
+  /// that run began; else empty.
+  [[nodiscard]] const std::string& goingOn() const { return goingOn_; }
+  /// What the run is about to do, in a sentence or two. Composed at its start and shown nowhere.
+  [[nodiscard]] const std::string& confirmationText() const { return confirmationText_; }
+
+  void failed(const Faults& faults) override;
+  void passBegins() override;
+  void passEnds() override;
+  void messageTooLarge() override;
+  void stored(const RunReport& report) override;
+  void logged(const RunReport& report) override;
+  void ended() override;
+
+ private:
+  [[nodiscard]] bool isUnattended() const;
+  void composeConfirmation();
+  void clearResults();
+  void tell(const NotStarted& failure);
+
+  Context context_;
+  std::string goingOn_;
+  std::string confirmationText_;
+};
+
+}  // namespace keldane
