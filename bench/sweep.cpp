@@ -25,9 +25,9 @@
 #include "archive/sql_values.h"
 #include "base/files.h"
 #include "base/text.h"
-#include "cli/terminal_interface.h"
-#include "platform/local_main_queue.h"
+#include "platform/process_state.h"
 #include "platform/process_tool_runner.h"
+#include "platform/progress.h"
 #include "platform/system_environment.h"
 #include "query/duplicate_sweep.h"
 #include "server/local_server.h"
@@ -89,13 +89,11 @@ class MadeUpMail {
 
 /// One session with an archive, and the sweep over it.
 struct Archiver {
-  explicit Archiver(ServerSession& theSession) : session(theSession) { ui.quiet = true; }
+  explicit Archiver(ServerSession& theSession) : session(theSession) {}
 
   ServerSession& session;
-  TerminalInterface ui;
-  LocalMainQueue queue;
   ProcessState process;
-  ProgressPanel progress{ui, queue};
+  Progress progress;
   ArchiveDatabase database{session, progress, process};
 };
 
@@ -158,8 +156,8 @@ Cost costSoFar(ServerSession& session, int serverProcess) {
 double sweep(Archiver& archiver, int serverProcess, int messages, int pairPercent, bool deletes) {
   const Cost before = costSoFar(archiver.session, serverProcess);
   const auto start = std::chrono::steady_clock::now();
-  Progress progress;
-  const Result<SweepResult> found = sweepDuplicates(archiver.session, deletes, {}, progress);
+  const Result<SweepResult> found =
+      sweepDuplicates(archiver.session, deletes, {}, archiver.progress);
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (!found || !found->error.empty()) std::exit(1);

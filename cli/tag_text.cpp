@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "base/text.h"
+#include "query/message_tags.h"
 
 namespace keldane {
 namespace {
@@ -15,14 +15,6 @@ std::string priorityName(int priority) {
 }
 
 }  // namespace
-
-std::vector<std::string> wordsOf(const std::string& text) {
-  std::vector<std::string> words;
-  for (std::string& word : split(text, " ")) {
-    if (!word.empty()) words.push_back(std::move(word));
-  }
-  return words;
-}
 
 nlohmann::ordered_json tagsJson(const std::optional<TagRow>& tags) {
   if (!tags) return nullptr;

@@ -2,16 +2,12 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "archive/tag_row.h"
 
 namespace keldane {
-
-/// Words of a text between blanks.
-[[nodiscard]] std::vector<std::string> wordsOf(const std::string& text);
 
 /// An object with category, keywords, priority and notes; null without tags.
 [[nodiscard]] nlohmann::ordered_json tagsJson(const std::optional<TagRow>& tags);

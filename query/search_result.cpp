@@ -63,6 +63,18 @@ std::optional<bool> askForTags(ServerSession& session, std::uint32_t id, std::st
   return std::nullopt;
 }
 
+/// The first cells of all rows, without the empty ones.
+Result<std::vector<std::string>> readTexts(ServerSession& session, const std::string& sql) {
+  if (!session.query(sql)) return Failure{fmt::format("{}, {}", session.error(), sql)};
+  std::vector<std::string> texts;
+  const auto rows = session.storeResult();
+  while (rows && rows->next()) {
+    const std::optional<std::string_view> cell = rows->cell(0);
+    if (cell && !cell->empty()) texts.push_back(toUtf8(*cell));
+  }
+  return texts;
+}
+
 }  // namespace
 
 Result<SearchResult> runSearch(ServerSession& session, const std::string& statement,
@@ -106,6 +118,17 @@ Result<SearchResult> runSearch(ServerSession& session, const std::string& statem
 Result<std::string> countMessages(ServerSession& session) {
   if (!session.query("SELECT count(id) FROM email")) return Failure{session.error()};
   return fetchFirstCell(session);
+}
+
+Result<std::vector<std::string>> readMailboxes(ServerSession& session) {
+  // The names of message files are no mailboxes; the last pattern holds a real line feed.
+  return readTexts(session,
+                   "SELECT  mailbox FROM email WHERE mailbox NOT LIKE '%.emlx%' AND mailbox NOT "
+                   "LIKE '%.eml%' AND mailbox NOT LIKE '%\n' GROUP BY mailbox");
+}
+
+Result<std::vector<std::string>> readKeywords(ServerSession& session) {
+  return readTexts(session, "SELECT DISTINCT key_fld FROM tags ORDER BY key_fld");
 }
 
 std::optional<CutList> findCut(ServerSession& session, const std::string& statement,

@@ -37,6 +37,11 @@ struct SearchResult {
 /// How many messages the archive has. Fails with the server's words.
 [[nodiscard]] Result<std::string> countMessages(ServerSession& session);
 
+/// The mailboxes of the archive, and the keywords of its tags as each message has them. Fail with
+/// the server's words and the statement.
+[[nodiscard]] Result<std::vector<std::string>> readMailboxes(ServerSession& session);
+[[nodiscard]] Result<std::vector<std::string>> readKeywords(ServerSession& session);
+
 /// What a limit at the end of a list's statement has cut off.
 struct CutList {
   std::optional<std::uint64_t> allCount;  ///< absent when they cannot be counted

@@ -1,41 +1,27 @@
 #include "app/panels/pick_lists.h"
 
 #include <cstdio>
-#include <optional>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "query/search_result.h"
 
 namespace keldane {
-namespace {
-
-// The names of message files are no mailboxes; the last pattern holds a real line feed.
-constexpr const char* kMailboxesSql =
-    "SELECT  mailbox FROM email WHERE mailbox NOT LIKE '%.emlx%' AND mailbox NOT LIKE '%.eml%' AND "
-    "mailbox NOT LIKE '%\n' GROUP BY mailbox";
-constexpr const char* kKeywordsSql = "SELECT DISTINCT key_fld FROM tags ORDER BY key_fld";
-
-}  // namespace
-
 PickLists::PickLists(ServerSession& session, ProgressPanel& progress, UserInterface& ui)
     : session_(session), progress_(progress), ui_(ui) {}
 
-bool PickLists::fill(const char* text, const char* title, const char* sql,
+bool PickLists::fill(const char* text, const char* title, ReadTexts read,
                      std::vector<std::string>& items) {
   progress_.doProgressPanel(title);
   ui_.progressChanged(0, text);
-  if (!session_.query(sql)) {
-    std::fputs(fmt::format("SQL error: {}, {}\n", session_.error(), sql).c_str(), stderr);
+  Result<std::vector<std::string>> found = read(session_);
+  if (!found) {
+    std::fputs(fmt::format("SQL error: {}\n", found.error()).c_str(), stderr);
     return false;
   }
-  items.clear();
-  const auto rows = session_.storeResult();
-  while (rows && rows->next()) {
-    const std::optional<std::string_view> cell = rows->cell(0);
-    if (cell && !cell->empty()) items.push_back(toUtf8(*cell));
-  }
+  items = std::move(*found);
   progress_.close();
   return true;
 }
@@ -43,7 +29,7 @@ bool PickLists::fill(const char* text, const char* title, const char* sql,
 void PickLists::setMailboxField(SearchForm& form) {
   if (!mailboxesFilled_) {
     mailboxesFilled_ = fill("Populating mailboxes dropdown", "Getting list of mailboxes...",
-                            kMailboxesSql, form.mailboxesButton);
+                            readMailboxes, form.mailboxesButton);
     if (!mailboxesFilled_) return;
   }
   ui_.showPanel("mailboxesButton");
@@ -59,7 +45,7 @@ void PickLists::chooseMailbox(SearchForm& form, const std::string& mailbox) {
 }
 
 void PickLists::setKeywordsField(SearchForm& form) {
-  if (!fill("Populating keywords dropdown", "Getting lists of key words...", kKeywordsSql,
+  if (!fill("Populating keywords dropdown", "Getting lists of key words...", readKeywords,
             form.keywordsButton)) {
     return;
   }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "app/panels/search_form.h"
 #include "archive/server_session.h"
+#include "base/result.h"
 #include "platform/progress_panel.h"
 #include "platform/user_interface.h"
 
@@ -27,7 +29,9 @@ class PickLists {
   void chooseKeyword(SearchForm& form, const std::string& keyword);
 
  private:
-  [[nodiscard]] bool fill(const char* text, const char* title, const char* sql,
+  using ReadTexts = Result<std::vector<std::string>> (*)(ServerSession&);
+
+  [[nodiscard]] bool fill(const char* text, const char* title, ReadTexts read,
                           std::vector<std::string>& items);
 
   ServerSession& session_;

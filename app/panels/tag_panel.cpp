@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "query/message_tags.h"
 
 namespace keldane {
 namespace {
@@ -137,20 +138,9 @@ bool TagPanel::tagRows(const TagRow& tags) {
 
 bool TagPanel::tagRow(Emailrow& row, TagRow tags) {
   if (!replacingTags_ && !forgetOldTags(row.emailID)) return false;
-  if (!session_.query(fmt::format("DELETE FROM tags WHERE id={}", row.emailID))) return false;
-  std::string date = row.emailDate;
-  removeAll(date, "*");
-  const bool untagged =
-      tags.category.empty() && tags.keywords.empty() && tags.notes.empty() && tags.priority == 0;
-  if (!untagged) {
-    tags.id = row.emailID;
-    tags.category = withPlainQuotes(std::move(tags.category));
-    tags.keywords = sortedKeywords(withPlainQuotes(std::move(tags.keywords)));
-    tags.notes = withPlainQuotes(std::move(tags.notes));
-    if (!session_.query(insertTagSql(tags))) return false;
-    date += '*';
-  }
-  row.emailDate = std::move(date);
+  tags.id = row.emailID;
+  if (!writeTags(session_, storedForm(tags))) return false;
+  row.emailDate = plainDate(row) + (hasTags(tags) ? "*" : "");
   return true;
 }
 

@@ -83,16 +83,6 @@ class MessageViewerTest : public ::testing::Test {
   bool taken = false;
 };
 
-TEST_F(MessageViewerTest, SendsFourStatementsForAMessageAndNoneForItsAttachments) {
-  select(0);
-  EXPECT_THAT(session.calls,
-              ElementsAre("query SELECT orig_fld FROM origemail WHERE id=5",
-                          "query SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,body_fld,"
-                          "numAttach FROM email WHERE id=5",
-                          "query SELECT filename_fld FROM attachments WHERE id=5",
-                          "query SELECT length(orig_fld) FROM origemail WHERE id=5"));
-}
-
 TEST_F(MessageViewerTest, ShowsHtmlAsItCameUnderAnEscapedBlock) {
   select(0);
   EXPECT_TRUE(viewer.views.htmlShowing);

@@ -92,14 +92,6 @@ TEST_F(ResultTableTest, RefusedStatementLeavesAnEmptyListAndTheViews) {
   EXPECT_EQ(list.listCountTextField, "");
 }
 
-TEST_F(ResultTableTest, EmptyListRaisesTheViewNumberWithoutAView) {
-  list.currentSql = "asked";
-  list.retrieve();
-  EXPECT_EQ(list.listViewCount, 1);
-  EXPECT_EQ(scripted.statements().back(), "SELECT count(id) FROM email");
-  EXPECT_EQ(list.listCountTextField, "0 emails in this list.");
-}
-
 TEST_F(ResultTableTest, TotalThatFailsCountsAsNoughtOnTheRunLog) {
   failOn("SELECT count(id) FROM email", "gone");
   list.currentSql = "asked";

@@ -14,30 +14,12 @@ namespace keldane {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::IsSupersetOf;
 
 constexpr const char* kDay = "2023-01-02 03:04:05";
 constexpr const char* kScan =
     "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email";
 
-ScriptedSession::Row row(const char* id, const char* subject, const char* date = kDay) {
-  return {id, date, "a\"b\\", "to", subject, "IN", "2"};
-}
-
-std::string firstTest(const std::string& subject, int id) {
-  return R"(SELECT id FROM email WHERE from_fld="a""b\\" AND to_fld="to" AND subj_fld LIKE ")" +
-         subject +
-         R"(" AND date_fld LIKE "2023-01-02%" AND date_fld LIKE "%03:04:05" AND NOT id = )" +
-         std::to_string(id);
-}
-
-std::string secondTest(const std::string& subject, int id, int match) {
-  return R"(SELECT id FROM email WHERE from_fld="a""b\\" AND to_fld="to" AND subj_fld=")" +
-         subject +
-         R"(" AND date_fld LIKE "2023-01-02%" AND date_fld LIKE "%03:04:05" AND NOT id = )" +
-         std::to_string(id) + " AND NOT id = " + std::to_string(match);
-}
+ScriptedSession::Row row(const char* id) { return {id, kDay, "a\"b\\", "to", "s", "IN", "2"}; }
 
 /// A sweep, a refused scan as one that failed at once.
 SweepResult sweep(ServerSession& session, bool deletes) {
@@ -58,8 +40,8 @@ std::vector<std::string> shown(const SweepResult& result) {
 }
 
 /// Two rows of which the second repeats the first, as a server tells of them.
-void layOutPair(ScriptedSession& session, const char* subject = "s") {
-  session.answerOn(std::string("query ") + kScan, {row("4", subject), row("7", subject)});
+void layOutPair(ScriptedSession& session) {
+  session.answerOn(std::string("query ") + kScan, {row("4"), row("7")});
   session.answerOn("query SELECT id FROM email*AND NOT id = 4", {{"7"}});
   session.answerOn("query SELECT id FROM email*AND NOT id = 7", {{"4"}});
   session.answerOn("query SELECT id FROM email*AND NOT id = 4 AND NOT id = 7", {});
@@ -71,15 +53,6 @@ void layOutPair(ScriptedSession& session, const char* subject = "s") {
   session.answerOn("query SELECT count(id) FROM email", {{"1"}});
   // Neither has a source, and their rows are alike.
   session.answerOn("query SELECT COUNT(*) FROM email AS a*", {{"1"}});
-}
-
-TEST(DuplicateSweep, AsksByEscapedTextsAndBySubjectInTwoWays) {
-  ScriptedSession session;
-  layOutPair(session, R"(o"n\ %_;--)");
-  EXPECT_EQ(sweep(session, true).deleted, 1U);
-  const std::string subject = R"(o""n\\ %_;--)";
-  EXPECT_THAT(session.statements(),
-              IsSupersetOf({firstTest(subject, 4), secondTest(subject, 4, 7)}));
 }
 
 TEST(DuplicateSweep, ListsKeptRowsWithTheirCopiesBehindThem) {
@@ -343,10 +316,6 @@ TEST_F(ServerSweep, WithoutFingerprintsTheSourcesAreCompared) {
     if (std::string(test.name).ends_with("alike")) send("DELETE FROM origemail");
     EXPECT_EQ(sweepAll(true).deleted, test.copy ? 1U : 0U);
   }
-}
-
-TEST_F(ServerSweep, GoesThroughAnEmptyArchive) {
-  EXPECT_THAT(sweepAll(true).handledIds, IsEmpty());
 }
 
 }  // namespace
