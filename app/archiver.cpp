@@ -44,8 +44,9 @@ Archiver::Archiver(Ports ports, const Options& options)
                                                : makeScheduleAgent(ports.tools, process_.homePath)),
       schedule_({settings_, *scheduleAgent_, ports.tools, ports.environment, process_,
                  options.cleansCrontab}),
+      tagRules_(prefs_),
       sources_(process_, settings_, ports.host),
-      archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRulesList_,
+      archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRules_,
                    ports.progress, ports.mainQueue, ports.environment, ports.host}) {
   database_.reconnect = [this] { return reconnect(); };
 }

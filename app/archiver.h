@@ -10,7 +10,7 @@
 #include "archive/server_session.h"
 #include "ingest/archive_run.h"
 #include "ingest/sources/mail_sources.h"
-#include "ingest/storing/tag_rules.h"
+#include "ingest/storing/tag_rule_list.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
@@ -94,7 +94,7 @@ class Archiver {
   Schedule& schedule() { return schedule_; }
   LocalServer& localServer() { return localServer_; }
   MailSources& sources() { return sources_; }
-  std::vector<TagRule>& tagRulesList() { return tagRulesList_; }
+  TagRuleList& tagRules() { return tagRules_; }
   ArchiveRun& archiveRun() { return archiveRun_; }
 
  private:
@@ -105,7 +105,6 @@ class Archiver {
 
   Ports ports_;
   ProcessState process_;
-  std::vector<TagRule> tagRulesList_;
   std::unique_ptr<ServerSession> session_;
   PreferencesFile prefs_;
   ArchiveDatabase database_;
@@ -115,6 +114,7 @@ class Archiver {
   std::unique_ptr<ScheduleAgent> scheduleAgent_;
   Schedule schedule_;
   ServerConnection wanted_;  ///< of the last connect
+  TagRuleList tagRules_;
   MailSources sources_;
   ArchiveRun archiveRun_;
   /// Folders made for the files of runs, one each time the debug log went off.

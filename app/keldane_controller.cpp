@@ -61,8 +61,8 @@ void KeldaneController::makeParts() {
                              archiver_.database(), progress_, ports_.ui});
   makeSearchPanels();
   makeMessagePanels();
-  tagRuleEditor_ = std::make_unique<TagRuleEditor>(
-      archiver_.tagRulesList(), archiver_.preferences(), archiver_.settings(), ports_.ui);
+  tagRuleEditor_ =
+      std::make_unique<TagRuleEditor>(archiver_.tagRules(), archiver_.settings(), ports_.ui);
   wireSettings();
   archivePanel_ = std::make_unique<ArchivePanel>(
       ArchivePanel::Context{archiver_, *sourceChooser_, *resultTable_, progress_, ports_.ui,

@@ -24,7 +24,7 @@
 #include "app/panels/sql_editor.h"
 #include "app/panels/statistics_panel.h"
 #include "app/panels/tag_panel.h"
-#include "ingest/storing/tag_rule_editor.h"
+#include "app/panels/tag_rule_editor.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
@@ -101,7 +101,7 @@ class KeldaneController {
   LocalServer& localServer() { return archiver_.localServer(); }
   MailSources& sources() { return archiver_.sources(); }
   SourceChooser& sourceChooser() { return *sourceChooser_; }
-  std::vector<TagRule>& tagRulesList() { return archiver_.tagRulesList(); }
+  TagRuleList& tagRules() { return archiver_.tagRules(); }
   TagRuleEditor& tagRuleEditor() { return *tagRuleEditor_; }
   TagPanel& tagPanel() { return *tagPanel_; }
   DuplicatesPanel& duplicatesPanel() { return *duplicatesPanel_; }

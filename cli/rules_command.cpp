@@ -82,7 +82,7 @@ nlohmann::ordered_json ruleJson(const TagRule& rule, std::size_t number) {
 }
 
 void printRules(const RuleOptions& options, Program& program) {
-  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  const std::vector<TagRule>& rules = program.controller().tagRules().rules();
   std::vector<std::vector<std::string>> rows;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const TagRule& rule = rules[i];
@@ -105,7 +105,7 @@ void printRules(const RuleOptions& options, Program& program) {
 /// Rows of the rules that numbers or names stand for; nullopt, and a message, for one that is none.
 std::optional<std::vector<std::size_t>> findRules(const std::vector<std::string>& texts,
                                                   Program& program) {
-  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  const std::vector<TagRule>& rules = program.controller().tagRules().rules();
   std::vector<std::size_t> rows;
   for (const std::string& text : texts) {
     std::vector<std::size_t> found;
@@ -132,7 +132,7 @@ std::optional<std::vector<std::size_t>> findRules(const std::vector<std::string>
 void showRule(const RuleOptions& options, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  const TagRule& rule = program.controller().tagRulesList()[rows->front()];
+  const TagRule& rule = program.controller().tagRules().rules()[rows->front()];
   if (options.json) {
     printJson(ruleJson(rule, rows->front() + 1));
     return;
@@ -151,26 +151,28 @@ void showRule(const RuleOptions& options, Program& program) {
   line("Priority:", std::string(priorityTitle(leadingInt(rule.rulePriority))));
 }
 
-void fillSheet(const RuleOptions& options, TagRuleSheet& sheet) {
-  if (options.name) sheet.ruleDescTextField = *options.name;
-  if (options.category) sheet.ruleCatTextField = *options.category;
-  if (options.keywords) sheet.ruleKeywordsTextField = *options.keywords;
-  if (options.notes) sheet.ruleNotesTextField = *options.notes;
-  if (options.priority) sheet.rulePriorityButton = static_cast<std::size_t>(*options.priority);
-  if (options.any) sheet.ruleAllButton = "any";
-  if (options.all) sheet.ruleAllButton = "all";
-  if (options.exclude) sheet.tagOrExcludeMatrix = 1;
-  if (options.tag) sheet.tagOrExcludeMatrix = 0;
+void fillRule(const RuleOptions& options, TagRule& rule) {
+  if (options.name) rule.ruleDescription = *options.name;
+  if (options.category) rule.ruleCat = *options.category;
+  if (options.keywords) rule.ruleKeywords = *options.keywords;
+  if (options.notes) rule.ruleNotes = *options.notes;
+  if (options.priority) rule.rulePriority = fmt::format("{}", *options.priority);
+  if (options.any) rule.ruleAll = "any";
+  if (options.all) rule.ruleAll = "all";
+  if (options.exclude) rule.tagOrExclude = 1;
+  if (options.tag) rule.tagOrExclude = 0;
   if (options.when.empty()) return;
-  for (std::size_t i = 0; i < sheet.ruleCriteriaList.size(); ++i) {
-    RuleCriterion& criterion = sheet.ruleCriteriaList[i];
+  for (std::size_t i = 0; i < rule.ruleCriteria.size(); ++i) {
+    RuleCriterion& criterion = rule.ruleCriteria[i];
     criterion.value.clear();
     if (i < options.when.size()) criterion = parseCriterion(options.when[i]).value_or(criterion);
   }
 }
 
-void finish(bool saved, Program& program) {
-  if (!saved) program.exitStatus = kExitFailed;
+void finish(const Result<void>& saved, Program& program) {
+  if (!saved) {
+    program.exitStatus = program.fail(printable("The rules could not be saved: " + saved.error()));
+  }
 }
 
 /// A name that no rule has: this one, or the first free one of those that count on from it.
@@ -186,82 +188,80 @@ std::string freeName(const std::string& name, const std::vector<TagRule>& rules)
 
 /// Why a rule is not to be saved: names tell rules apart, and a rule that never fires, or that does
 /// nothing when it does, is a mistake. Empty: nothing is wrong with it.
-std::string whatIsWrong(const TagRuleSheet& sheet, std::optional<std::size_t> ownRow,
+std::string whatIsWrong(const TagRule& rule, std::optional<std::size_t> ownRow,
                         const std::vector<TagRule>& rules) {
   for (std::size_t i = 0; i < rules.size(); ++i) {
-    if (ownRow != i && rules[i].ruleDescription == sheet.ruleDescTextField) {
+    if (ownRow != i && rules[i].ruleDescription == rule.ruleDescription) {
       return fmt::format("there is a rule named \"{}\" already; give another --name",
-                         printable(sheet.ruleDescTextField));
+                         printable(rule.ruleDescription));
     }
   }
   const bool conditions =
-      std::any_of(sheet.ruleCriteriaList.begin(), sheet.ruleCriteriaList.end(),
+      std::any_of(rule.ruleCriteria.begin(), rule.ruleCriteria.end(),
                   [](const RuleCriterion& criterion) { return !criterion.value.empty(); });
   if (!conditions) return "the rule would never do anything: give it a condition with --when";
-  const bool effect = sheet.tagOrExcludeMatrix != 0 || !sheet.ruleCatTextField.empty() ||
-                      !sheet.ruleKeywordsTextField.empty() || !sheet.ruleNotesTextField.empty() ||
-                      sheet.rulePriorityButton != 0;
+  const bool effect = rule.tagOrExclude != 0 || !rule.ruleCat.empty() ||
+                      !rule.ruleKeywords.empty() || !rule.ruleNotes.empty() ||
+                      rule.rulePriority != "0";
   if (effect) return {};
   return "the rule would do nothing: give --category, --keywords, --notes, --priority or --exclude";
 }
 
-void saveSheet(std::optional<std::size_t> ownRow, Program& program) {
-  TagRuleEditor& editor = program.controller().tagRuleEditor();
-  const std::string wrong = whatIsWrong(editor.sheet, ownRow, program.controller().tagRulesList());
-  if (wrong.empty()) {
-    finish(editor.doAddRule(), program);
-    return;
-  }
-  editor.cancelTagRulesSheet();
+void addRule(const RuleOptions& options, const TagRule& start, Program& program) {
+  TagRuleList& list = program.controller().tagRules();
+  TagRule rule = start;
+  rule.ruleDescription = freeName(rule.ruleDescription, list.rules());
+  rule.ruleActive = 1;
+  fillRule(options, rule);
+  const std::string wrong = whatIsWrong(rule, std::nullopt, list.rules());
+  if (wrong.empty()) return finish(list.add(rule), program);
   program.exitStatus = program.fail(wrong);
 }
 
-void addRule(const RuleOptions& options, Program& program) {
-  TagRuleEditor& editor = program.controller().tagRuleEditor();
-  editor.addRule();
-  editor.sheet.ruleDescTextField =
-      freeName(editor.sheet.ruleDescTextField, program.controller().tagRulesList());
-  fillSheet(options, editor.sheet);
-  saveSheet(std::nullopt, program);
-}
-
-void changeRule(const RuleOptions& options, bool copies, Program& program) {
+void copyRule(const RuleOptions& options, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  TagRuleEditor& editor = program.controller().tagRuleEditor();
-  editor.selectedRows = *rows;
-  if (copies) {
-    editor.dupRule();
-    editor.sheet.ruleDescTextField =
-        freeName(editor.sheet.ruleDescTextField, program.controller().tagRulesList());
-  } else {
-    editor.editRule();
-  }
-  fillSheet(options, editor.sheet);
-  saveSheet(copies ? std::nullopt : std::optional(rows->front()), program);
+  const TagRule copied = program.controller().tagRules().rules()[rows->front()];
+  addRule(options, asWrittenHere(copied), program);
+}
+
+void editRule(const RuleOptions& options, Program& program) {
+  const auto rows = findRules(options.rules, program);
+  if (!rows) return;
+  TagRuleList& list = program.controller().tagRules();
+  const TagRule before = list.rules()[rows->front()];
+  TagRule after = asWrittenHere(before);
+  fillRule(options, after);
+  const std::string wrong = whatIsWrong(after, rows->front(), list.rules());
+  if (wrong.empty()) return finish(list.replace(before, after), program);
+  program.exitStatus = program.fail(wrong);
 }
 
 void removeRules(const RuleOptions& options, Program& program) {
-  const auto rows = findRules(options.rules, program);
+  auto rows = findRules(options.rules, program);
   if (!rows) return;
-  TagRuleEditor& editor = program.controller().tagRuleEditor();
-  editor.selectedRows = *rows;
-  finish(editor.removeRule(), program);
+  std::sort(rows->begin(), rows->end());
+  rows->erase(std::unique(rows->begin(), rows->end()), rows->end());
+  TagRuleList& list = program.controller().tagRules();
+  std::vector<TagRule> gone;
+  for (const std::size_t row : *rows) gone.push_back(list.rules()[row]);
+  finish(list.remove(gone), program);
 }
 
 void switchRules(const RuleOptions& options, bool on, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  const std::vector<TagRule>& rules = program.controller().tagRulesList();
+  TagRuleList& list = program.controller().tagRules();
   std::vector<TagRule> chosen;
-  for (const std::size_t row : *rows) chosen.push_back(rules[row]);
+  for (const std::size_t row : *rows) chosen.push_back(list.rules()[row]);
   for (const TagRule& rule : chosen) {
-    // Each change reads the rules again, and another program may have moved them.
-    const auto row = std::find(rules.begin(), rules.end(), rule);
-    if (row == rules.end() || (rule.ruleActive != 0) == on) continue;
-    finish(program.controller().tagRuleEditor().didClickRuleCheck(
-               static_cast<std::size_t>(row - rules.begin())),
-           program);
+    // Each change reads the rules again, and another program may have changed this one.
+    const std::vector<TagRule>& rules = list.rules();
+    if (std::find(rules.begin(), rules.end(), rule) == rules.end()) continue;
+    if ((rule.ruleActive != 0) == on) continue;
+    TagRule switched = rule;
+    switched.ruleActive = on ? 1 : 0;
+    finish(list.replace(rule, switched), program);
   }
 }
 
@@ -324,11 +324,14 @@ Command rulesCommand(Program& program) {
               {.name = "add",
                .help = "Add one behind the others, switched on",
                .options = parts,
-               .run = [options, &program] { addRule(*options, program); }},
+               .run =
+                   [options, &program] {
+                     addRule(*options, program.controller().tagRules().newRule(), program);
+                   }},
               ruleCommand("edit", "Change what is given; conditions replace the old ones", *options,
-                          1, parts, [options, &program] { changeRule(*options, false, program); }),
+                          1, parts, [options, &program] { editRule(*options, program); }),
               ruleCommand("copy", "Add a copy, with what is given changed in it", *options, 1,
-                          parts, [options, &program] { changeRule(*options, true, program); }),
+                          parts, [options, &program] { copyRule(*options, program); }),
               ruleCommand("remove", "Remove rules", *options, 0, {},
                           [options, &program] { removeRules(*options, program); }),
               ruleCommand("enable", "Switch rules on", *options, 0, {},

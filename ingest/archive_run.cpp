@@ -245,7 +245,7 @@ PassPlan ArchiveRun::makePlan(Pass pass) const {
       static_cast<float>(leadingDouble(settings.archive.attachSize)) * 1000000.0F;
   plan.keepDiffering = settings.user.keepDiffering != 0;
   plan.declaredCharsets = settings.user.declaredCharsets != 0;
-  plan.tagRulesList = context_.tagRulesList;
+  plan.tagRulesList = context_.tagRules.rules();
   plan.mailAccounts = context_.sources.mailAccounts;
   return plan;
 }

@@ -19,7 +19,7 @@
 #include "ingest/run_observer.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/mail_sources.h"
-#include "ingest/storing/tag_rules.h"
+#include "ingest/storing/tag_rule_list.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
@@ -76,7 +76,7 @@ class ArchiveRun {
     Connections& connections;
     Settings& settings;
     MailSources& sources;
-    std::vector<TagRule>& tagRulesList;
+    const TagRuleList& tagRules;
     Progress& progress;
     MainQueue& mainQueue;
     Environment& environment;

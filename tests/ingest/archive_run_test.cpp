@@ -115,7 +115,7 @@ class ArchiveRunTest : public ::testing::Test {
   Connections connections;
   Settings settings;
   MailSources sources{process, settings, host};
-  std::vector<TagRule> rules;
+  TagRuleList rules{prefs};
   Progress progress;
   StepObserver observer;
   std::unique_ptr<ArchiveRun> run;

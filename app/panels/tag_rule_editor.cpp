@@ -1,4 +1,4 @@
-#include "ingest/storing/tag_rule_editor.h"
+#include "app/panels/tag_rule_editor.h"
 
 #include <algorithm>
 
@@ -6,27 +6,18 @@
 
 #include "archive/tag_row.h"
 #include "base/text.h"
-#include "ingest/storing/tag_rule_plist.h"
 
 namespace keldane {
-namespace {
 
-constexpr const char* kKey = "tagRules";
-
-}  // namespace
-
-TagRuleEditor::TagRuleEditor(std::vector<TagRule>& tagRulesList, PreferencesFile& prefs,
-                             Settings& settings, UserInterface& ui)
-    : tagRulesList_(tagRulesList), prefs_(prefs), settings_(settings), ui_(ui) {
+TagRuleEditor::TagRuleEditor(TagRuleList& rules, Settings& settings, UserInterface& ui)
+    : rules_(rules), settings_(settings), ui_(ui) {
   resetRules();
 }
 
 void TagRuleEditor::loadRules() {
-  const PlistValue* rules = prefs_.find(kKey);
-  if (rules == nullptr || rules->array() == nullptr) return;
-  tagRulesList_ = tagRulesFromPlist(*rules->array());
+  rules_.load();
   tagRuleRows_.clear();
-  for (const TagRule& rule : tagRulesList_) {
+  for (const TagRule& rule : rules_.rules()) {
     tagRuleRows_.push_back(TagRulesRow::initWithID(rule.ruleActive != 0, rule.ruleDescription));
   }
   ui_.changed("tagRulesTableView");
@@ -34,7 +25,7 @@ void TagRuleEditor::loadRules() {
 
 void TagRuleEditor::addRule() {
   resetRules();
-  sheet.ruleDescTextField = fmt::format("rule{}", tagRulesList_.size() + 1);
+  sheet.ruleDescTextField = rules_.newRule().ruleDescription;
   editingRule_ = false;
   ui_.openSheet("tagRulesSheet");
 }
@@ -43,7 +34,7 @@ void TagRuleEditor::dupRule() {
   if (selectedRows.empty()) return;
   loadRules();
   if (!hasSelectedRule()) return;
-  fillSheet(tagRulesList_[selectedRows.back()]);
+  fillSheet(rules_.rules()[selectedRows.back()]);
   ui_.openSheet("tagRulesSheet");
 }
 
@@ -53,42 +44,36 @@ void TagRuleEditor::editRule() {
   dupRule();
 }
 
-bool TagRuleEditor::doAddRule() {
-  loadRules();
+void TagRuleEditor::doAddRule() {
+  rules_.load();
   TagRule rule = ruleFromSheet();
-  bool saved = false;
   if (editingRule_ && hasSelectedRule()) {
-    const TagRule before = tagRulesList_[selectedRows.back()];
+    const TagRule before = rules_.rules()[selectedRows.back()];
     rule.ruleActive = before.ruleActive;
-    saved = editRules([before, rule](PlistArray& list) { replaceTagRule(list, before, rule); });
+    show(rules_.replace(before, rule));
   } else {
-    rule.ruleActive = 1;
-    saved = editRules([rule](PlistArray& list) { addTagRule(list, rule); });
+    show(rules_.add(rule));
   }
   cancelTagRulesSheet();
-  ui_.changed("tagRulesTableView");
-  return saved;
 }
 
-bool TagRuleEditor::removeRule() {
+void TagRuleEditor::removeRule() {
   std::vector<TagRule> gone;
-  for (std::size_t row = 0; row < tagRulesList_.size(); ++row) {
+  for (std::size_t row = 0; row < rules_.rules().size(); ++row) {
     const bool selected =
         std::find(selectedRows.begin(), selectedRows.end(), row) != selectedRows.end();
-    if (selected) gone.push_back(tagRulesList_[row]);
+    if (selected) gone.push_back(rules_.rules()[row]);
   }
   selectedRows.clear();
-  return editRules([gone](PlistArray& list) {
-    for (const TagRule& rule : gone) removeTagRule(list, rule);
-  });
+  show(rules_.remove(gone));
 }
 
-bool TagRuleEditor::didClickRuleCheck(std::size_t row) {
-  if (row >= tagRulesList_.size()) return true;
-  const TagRule before = tagRulesList_[row];
+void TagRuleEditor::didClickRuleCheck(std::size_t row) {
+  if (row >= rules_.rules().size()) return;
+  const TagRule before = rules_.rules()[row];
   TagRule after = before;
   after.ruleActive = before.ruleActive != 0 ? 0 : 1;
-  return editRules([before, after](PlistArray& list) { replaceTagRule(list, before, after); });
+  show(rules_.replace(before, after));
 }
 
 void TagRuleEditor::cancelTagRulesSheet() {
@@ -101,17 +86,12 @@ void TagRuleEditor::resetRules() {
   // The word that joins the criteria stays as it was chosen last.
   TagRuleSheet empty;
   empty.ruleAllButton = sheet.ruleAllButton;
-  for (std::size_t i = 0; i < empty.ruleCriteriaList.size(); ++i) {
-    empty.ruleCriteriaList[i].field = kRuleFieldTitles[i];
-    empty.ruleCriteriaList[i].relation = kRuleRelationTitles[0];
-  }
+  std::ranges::copy(emptyRuleCriteria(), empty.ruleCriteriaList.begin());
   sheet = std::move(empty);
   settings_.ruleCatButton.selected = 0;
 }
 
-bool TagRuleEditor::editRules(std::function<void(PlistArray&)> change) {
-  const Result<void> saved =
-      prefs_.edit([change = std::move(change)](PlistDict& keys) { change(listAt(keys, kKey)); });
+void TagRuleEditor::show(const Result<void>& saved) {
   if (!saved) {
     ui_.alert({"Settings",
                "The rules could not be saved: " + saved.error(),
@@ -119,7 +99,6 @@ bool TagRuleEditor::editRules(std::function<void(PlistArray&)> change) {
                {"OK"}});
   }
   loadRules();
-  return saved.has_value();
 }
 
 void TagRuleEditor::chooseRuleCat() {
@@ -142,21 +121,20 @@ TagRule TagRuleEditor::ruleFromSheet() const {
   return rule;
 }
 
-void TagRuleEditor::fillSheet(const TagRule& rule) {
+void TagRuleEditor::fillSheet(const TagRule& stored) {
+  const TagRule rule = asWrittenHere(stored);
   sheet.ruleDescTextField = rule.ruleDescription;
   sheet.ruleAllButton = rule.ruleAll;
   sheet.ruleCatTextField = rule.ruleCat;
   sheet.ruleKeywordsTextField = rule.ruleKeywords;
   sheet.ruleNotesTextField = rule.ruleNotes;
-  sheet.rulePriorityButton =
-      static_cast<std::size_t>(priorityOfTitle(priorityTitle(leadingInt(rule.rulePriority))));
+  sheet.rulePriorityButton = static_cast<std::size_t>(leadingInt(rule.rulePriority));
   sheet.tagOrExcludeMatrix = rule.tagOrExclude;
-  const std::size_t count = std::min(rule.ruleCriteria.size(), sheet.ruleCriteriaList.size());
-  std::copy_n(rule.ruleCriteria.begin(), count, sheet.ruleCriteriaList.begin());
+  std::ranges::copy(rule.ruleCriteria, sheet.ruleCriteriaList.begin());
 }
 
 bool TagRuleEditor::hasSelectedRule() const {
-  return !selectedRows.empty() && selectedRows.back() < tagRulesList_.size();
+  return !selectedRows.empty() && selectedRows.back() < rules_.rules().size();
 }
 
 }  // namespace keldane

@@ -1,10 +1,17 @@
-#include "ingest/storing/tag_rule_plist.h"
+#include "ingest/storing/tag_rule_list.h"
 
 #include <algorithm>
 #include <utility>
 
+#include <fmt/format.h>
+
+#include "archive/tag_row.h"
+#include "base/text.h"
+
 namespace keldane {
 namespace {
+
+constexpr const char* kKey = "tagRules";
 
 std::string textAt(const PlistDict& dict, const std::string& key) {
   const auto found = dict.find(key);
@@ -56,8 +63,6 @@ PlistArray::iterator findRule(PlistArray& array, const TagRule& wanted) {
   });
 }
 
-}  // namespace
-
 std::vector<TagRule> tagRulesFromPlist(const PlistArray& array) {
   std::vector<TagRule> rules;
   for (const PlistValue& entry : array) {
@@ -84,20 +89,69 @@ PlistValue tagRuleToPlist(const TagRule& rule) {
   }};
 }
 
-void addTagRule(PlistArray& array, const TagRule& rule) { array.push_back(tagRuleToPlist(rule)); }
+}  // namespace
 
-void replaceTagRule(PlistArray& array, const TagRule& before, const TagRule& after) {
-  const auto found = findRule(array, before);
-  if (found == array.end()) {
-    addTagRule(array, after);
-  } else {
-    *found = tagRuleToPlist(after);
+std::vector<RuleCriterion> emptyRuleCriteria() {
+  std::vector<RuleCriterion> criteria;
+  for (std::size_t i = 0; i < kRuleCriteria; ++i) {
+    criteria.push_back({std::string(kRuleFieldTitles[i]), std::string(kRuleRelationTitles[0]), ""});
   }
+  return criteria;
 }
 
-void removeTagRule(PlistArray& array, const TagRule& before) {
-  const auto found = findRule(array, before);
-  if (found != array.end()) array.erase(found);
+TagRule asWrittenHere(TagRule rule) {
+  std::vector<RuleCriterion> criteria = emptyRuleCriteria();
+  const std::size_t count = std::min(rule.ruleCriteria.size(), criteria.size());
+  std::copy_n(rule.ruleCriteria.begin(), count, criteria.begin());
+  rule.ruleCriteria = std::move(criteria);
+  rule.rulePriority =
+      fmt::format("{}", priorityOfTitle(priorityTitle(leadingInt(rule.rulePriority))));
+  return rule;
+}
+
+TagRule TagRuleList::newRule() const {
+  TagRule rule;
+  rule.ruleDescription = fmt::format("rule{}", rules_.size() + 1);
+  rule.ruleCriteria = emptyRuleCriteria();
+  return rule;
+}
+
+void TagRuleList::load() {
+  const PlistValue* rules = prefs_.find(kKey);
+  if (rules != nullptr && rules->array() != nullptr) rules_ = tagRulesFromPlist(*rules->array());
+}
+
+Result<void> TagRuleList::edit(std::function<void(PlistArray&)> change) {
+  Result<void> saved =
+      prefs_.edit([change = std::move(change)](PlistDict& keys) { change(listAt(keys, kKey)); });
+  load();
+  return saved;
+}
+
+// What the changes need is copied into them: the preferences keep one that could not be saved.
+
+Result<void> TagRuleList::add(const TagRule& rule) {
+  return edit([rule](PlistArray& list) { list.push_back(tagRuleToPlist(rule)); });
+}
+
+Result<void> TagRuleList::replace(const TagRule& before, const TagRule& after) {
+  return edit([before, after](PlistArray& list) {
+    const auto found = findRule(list, before);
+    if (found == list.end()) {
+      list.push_back(tagRuleToPlist(after));
+    } else {
+      *found = tagRuleToPlist(after);
+    }
+  });
+}
+
+Result<void> TagRuleList::remove(const std::vector<TagRule>& gone) {
+  return edit([gone](PlistArray& list) {
+    for (const TagRule& rule : gone) {
+      const auto found = findRule(list, rule);
+      if (found != list.end()) list.erase(found);
+    }
+  });
 }
 
 }  // namespace keldane

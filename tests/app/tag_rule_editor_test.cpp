@@ -1,10 +1,9 @@
-#include "ingest/storing/tag_rule_editor.h"
+#include "app/panels/tag_rule_editor.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "archive/archive_database.h"
-#include "ingest/storing/tag_rule_plist.h"
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
@@ -21,39 +20,28 @@ class TagRuleEditorTest : public ::testing::Test {
       : database(session, quiet, process),
         prefs(folder / "prefs.plist"),
         settings(session, database, prefs, ui, process),
-        editor(rules, prefs, settings, ui) {}
+        rules(prefs),
+        editor(rules, settings, ui) {}
 
   void add(const std::string& name) {
     editor.addRule();
     editor.sheet.ruleDescTextField = name;
-    EXPECT_TRUE(editor.doAddRule());
+    editor.doAddRule();
   }
   std::vector<std::string> names() const {
     std::vector<std::string> found;
-    for (const TagRule& rule : rules) {
+    for (const TagRule& rule : rules.rules()) {
       found.push_back((rule.ruleActive != 0 ? "+" : "-") + rule.ruleDescription);
     }
     return found;
   }
-  /// The rules and rows as the next start of the program finds them.
+  /// The rules as the next start of the program finds them.
   std::vector<TagRule> stored() const {
     PreferencesFile again(prefs.path());
     EXPECT_TRUE(again.load());
-    std::vector<TagRule> found;
-    RecordingUserInterface silent;
-    ScriptedSession none;
-    ProcessState state;
-    Progress noProgress;
-    ArchiveDatabase base(none, noProgress, state);
-    Settings values(none, base, again, silent, state);
-    TagRuleEditor other(found, again, values, silent);
-    other.loadRules();
-    EXPECT_EQ(other.tagRuleRows().size(), found.size());
-    for (std::size_t i = 0; i < found.size(); ++i) {
-      EXPECT_EQ(other.tagRuleRows()[i].tagRuleCheck, found[i].ruleActive != 0);
-      EXPECT_EQ(other.tagRuleRows()[i].tagRuleDesc, found[i].ruleDescription);
-    }
-    return found;
+    TagRuleList found(again);
+    found.load();
+    return found.rules();
   }
 
   TemporaryFolder folder;
@@ -64,7 +52,7 @@ class TagRuleEditorTest : public ::testing::Test {
   ArchiveDatabase database;
   PreferencesFile prefs;
   Settings settings;
-  std::vector<TagRule> rules;
+  TagRuleList rules;
   TagRuleEditor editor;
 };
 
@@ -97,10 +85,10 @@ TEST_F(TagRuleEditorTest, SavesWhatTheSheetHolds) {
   sheet.rulePriorityButton = 5;
   sheet.tagOrExcludeMatrix = 1;
   sheet.ruleCriteriaList[3] = {"mailbox", "does not contain", "\"Junk\""};
-  EXPECT_TRUE(editor.doAddRule());
+  editor.doAddRule();
   const std::vector<TagRule> found = stored();
   ASSERT_EQ(found.size(), 1U);
-  EXPECT_EQ(found, rules);
+  EXPECT_EQ(found, rules.rules());
   EXPECT_EQ(found[0].ruleDescription, "Räume & <Türen>");
   EXPECT_EQ(found[0].ruleAll, "all");
   EXPECT_EQ(found[0].rulePriority, "5");
@@ -109,47 +97,46 @@ TEST_F(TagRuleEditorTest, SavesWhatTheSheetHolds) {
   ASSERT_EQ(found[0].ruleCriteria.size(), 4U);
   EXPECT_EQ(found[0].ruleCriteria[3].value, "\"Junk\"");
   EXPECT_EQ(editor.sheet.ruleDescTextField, "") << "the sheet is emptied";
-  EXPECT_EQ(ui.calls[ui.calls.size() - 2], "close tagRulesSheet");
+  EXPECT_EQ(ui.calls.back(), "close tagRulesSheet");
 }
 
 TEST_F(TagRuleEditorTest, CopiesAndEditsTheSelectedRule) {
   add("one");
   add("two");
-  EXPECT_TRUE(editor.didClickRuleCheck(0));
+  editor.didClickRuleCheck(0);
   editor.selectedRows = {0};
   editor.dupRule();
   EXPECT_FALSE(editor.isEditingRule());
-  EXPECT_TRUE(editor.doAddRule());
+  editor.doAddRule();
   EXPECT_THAT(names(), ElementsAre("-one", "+two", "+one")) << "a copy is switched on";
   editor.editRule();
   editor.sheet.ruleDescTextField = "first";
-  EXPECT_TRUE(editor.doAddRule());
+  editor.doAddRule();
   EXPECT_THAT(names(), ElementsAre("-first", "+two", "+one")) << "an edit keeps the check";
-  EXPECT_EQ(stored(), rules);
+  EXPECT_EQ(stored(), rules.rules());
   EXPECT_FALSE(editor.isEditingRule());
 
   editor.editRule();
   editor.cancelTagRulesSheet();
   add("new");
-  EXPECT_EQ(rules.size(), 4U) << "a cancelled edit does not turn a new rule into one";
+  EXPECT_EQ(rules.rules().size(), 4U) << "a cancelled edit does not turn a new rule into one";
 }
 
 TEST_F(TagRuleEditorTest, KeepsTheRulesOfAnotherProgram) {
   for (const char* name : {"a", "b", "c"}) add(name);
   PreferencesFile shared(prefs.path());
   ASSERT_TRUE(shared.load());
-  std::vector<TagRule> theirRules;
-  TagRuleEditor theirs(theirRules, shared, settings, ui);
-  theirs.loadRules();
-  theirs.selectedRows = {0};
-  EXPECT_TRUE(theirs.removeRule());
-  theirs.addRule();
-  theirs.sheet.ruleDescTextField = "theirs";
-  EXPECT_TRUE(theirs.doAddRule());
+  TagRuleList theirs(shared);
+  theirs.load();
+  EXPECT_TRUE(theirs.remove({theirs.rules()[0]}));
+  TagRule rule = theirs.newRule();
+  EXPECT_EQ(rule.ruleDescription, "rule3");
+  rule.ruleDescription = "theirs";
+  EXPECT_TRUE(theirs.add(rule));
 
-  EXPECT_TRUE(editor.didClickRuleCheck(2));
+  editor.didClickRuleCheck(2);
   EXPECT_THAT(names(), ElementsAre("+b", "-c", "+theirs"));
-  EXPECT_EQ(stored(), rules);
+  EXPECT_EQ(stored(), rules.rules());
 }
 
 TEST_F(TagRuleEditorTest, NeedsASelectedRuleToCopyOrEdit) {
@@ -166,11 +153,12 @@ TEST_F(TagRuleEditorTest, NeedsASelectedRuleToCopyOrEdit) {
 TEST_F(TagRuleEditorTest, RemovesTheSelectedRulesOnly) {
   for (const char* name : {"a", "b", "c", "d"}) add(name);
   editor.selectedRows = {2, 0, 2, 9};
-  EXPECT_TRUE(editor.removeRule());
+  editor.removeRule();
   EXPECT_THAT(names(), ElementsAre("+b", "+d"));
-  EXPECT_EQ(stored(), rules);
+  EXPECT_EQ(editor.tagRuleRows()[1].tagRuleDesc, "d");
+  EXPECT_EQ(stored(), rules.rules());
   editor.selectedRows = {0, 1};
-  EXPECT_TRUE(editor.removeRule());
+  editor.removeRule();
   EXPECT_THAT(stored(), IsEmpty());
   EXPECT_THAT(editor.tagRuleRows(), IsEmpty());
 }
@@ -187,11 +175,12 @@ TEST_F(TagRuleEditorTest, TakesACategoryFromTheMenu) {
 
 TEST_F(TagRuleEditorTest, TellsOfASaveThatFails) {
   PreferencesFile nowhere("/dev/null/prefs.plist");
-  TagRuleEditor stuck(rules, nowhere, settings, ui);
+  TagRuleList lost(nowhere);
+  TagRuleEditor stuck(lost, settings, ui);
   stuck.addRule();
-  EXPECT_FALSE(stuck.doAddRule());
+  stuck.doAddRule();
   EXPECT_EQ(ui.alerts.size(), 1U);
-  EXPECT_THAT(names(), ElementsAre("+rule1")) << "in force until the program ends";
+  ASSERT_EQ(lost.rules().size(), 1U) << "in force until the program ends";
 }
 
 TEST_F(TagRuleEditorTest, ShowsForeignRulesWithoutHarm) {
@@ -199,15 +188,15 @@ TEST_F(TagRuleEditorTest, ShowsForeignRulesWithoutHarm) {
   foreign.rulePriority = "99";
   foreign.ruleAll = "some";
   foreign.ruleCriteria.assign(7, {"list-id", "begins with", "x"});
-  prefs.set("tagRules", {PlistArray{tagRuleToPlist(foreign)}});
+  ASSERT_TRUE(rules.add(foreign));
   editor.loadRules();
   editor.selectedRows = {0};
   editor.editRule();
   EXPECT_EQ(editor.sheet.rulePriorityButton, 0U);
-  EXPECT_TRUE(editor.doAddRule());
-  EXPECT_EQ(rules[0].ruleCriteria.size(), 4U);
-  EXPECT_EQ(rules[0].ruleCriteria[0].field, "list-id");
-  EXPECT_EQ(rules[0].ruleAll, "some");
+  editor.doAddRule();
+  EXPECT_EQ(rules.rules()[0].ruleCriteria.size(), 4U);
+  EXPECT_EQ(rules.rules()[0].ruleCriteria[0].field, "list-id");
+  EXPECT_EQ(rules.rules()[0].ruleAll, "some");
 }
 
 }  // namespace

@@ -2,15 +2,12 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "ingest/storing/tag_rules.h"
+#include "ingest/storing/tag_rule_list.h"
 #include "platform/user_interface.h"
-#include "settings/preferences_file.h"
 #include "settings/settings.h"
 
 namespace keldane {
@@ -24,18 +21,11 @@ struct TagRulesRow {
   }
 };
 
-/// Titles of the menus of a criterion, and of the one that joins them.
-inline constexpr std::array<std::string_view, 5> kRuleFieldTitles = {"from", "to", "subject",
-                                                                     "body", "mailbox"};
-inline constexpr std::array<std::string_view, 2> kRuleRelationTitles = {"contains",
-                                                                        "does not contain"};
-inline constexpr std::array<std::string_view, 2> kRuleAllTitles = {"any", "all"};
-
 /// The controls of `tagRulesSheet`; a menu is its title. `ruleCatButton` is the settings' own.
 struct TagRuleSheet {
   std::string ruleDescTextField;
   std::string ruleAllButton = "any";
-  std::array<RuleCriterion, 4> ruleCriteriaList;
+  std::array<RuleCriterion, kRuleCriteria> ruleCriteriaList;
   std::string ruleCatTextField;
   std::string ruleKeywordsTextField;
   std::string ruleNotesTextField;
@@ -43,15 +33,11 @@ struct TagRuleSheet {
   int tagOrExcludeMatrix = 0;          ///< 0 tag, 1 exclude
 };
 
-/// The table of tag rules and the sheet in which one is written. Nothing is checked: a rule without
-/// values stays and never fires. Every change is saved at once, rule by rule, so that those which
-/// another program has saved meanwhile stay; a save that fails is told of and leaves the change in
-/// force until the program ends. Main thread; a run goes on with the rules that it was started
-/// with.
+/// The table of tag rules and the sheet in which one is written. A save that fails is told of.
+/// Main thread.
 class TagRuleEditor {
  public:
-  TagRuleEditor(std::vector<TagRule>& tagRulesList, PreferencesFile& prefs, Settings& settings,
-                UserInterface& ui);
+  TagRuleEditor(TagRuleList& rules, Settings& settings, UserInterface& ui);
 
   /// Takes rules and rows from the preferences, if they have any.
   void loadRules();
@@ -61,11 +47,10 @@ class TagRuleEditor {
   void dupRule();
   /// The same, and saving it changes the selected rule.
   void editRule();
-  /// Saves what the sheet holds. A rule being edited that is no longer there is added. False, as
-  /// below, when the preferences could not be written.
-  bool doAddRule();
-  bool removeRule();
-  bool didClickRuleCheck(std::size_t row);
+  /// Saves what the sheet holds. A rule being edited that is no longer there is added.
+  void doAddRule();
+  void removeRule();
+  void didClickRuleCheck(std::size_t row);
   void cancelTagRulesSheet();
   void resetRules();
   /// The action of `ruleCatButton`.
@@ -82,11 +67,10 @@ class TagRuleEditor {
   [[nodiscard]] TagRule ruleFromSheet() const;
   void fillSheet(const TagRule& rule);
   [[nodiscard]] bool hasSelectedRule() const;
-  /// Saves a change to the rules as they stand by now, and reads them again.
-  [[nodiscard]] bool editRules(std::function<void(PlistArray&)> change);
+  /// Shows the rules as they are after a change, and tells of one that could not be saved.
+  void show(const Result<void>& saved);
 
-  std::vector<TagRule>& tagRulesList_;
-  PreferencesFile& prefs_;
+  TagRuleList& rules_;
   Settings& settings_;
   UserInterface& ui_;
   std::vector<TagRulesRow> tagRuleRows_;
