@@ -75,6 +75,10 @@ void printRunSummary(const RunReport& report) {
   fmt::print("Duplicates: {}\n", sums.duplicates);
   printCount("Kept out by rules", sums.excluded, "excluded");
   printCount("Left out", sums.dropped, "dropped");
+  if (report.outsideRange > 0) {
+    fmt::print("  of these {} lie outside the days of this run; --from and --to name others\n",
+               report.outsideRange);
+  }
   printCount("Failed", sums.failed, "failed");
   printCount("Unreadable", sums.unreadable, "unreadable");
   printCount("Not mail", sums.notMail, "not-mail");
@@ -95,6 +99,7 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
           {"archived", sums.archived},
           {"duplicates", sums.duplicates},
           {"differing", report.differing},
+          {"outsideRange", report.outsideRange},
           {"interrupted", report.interrupted},
           {"stoppedBy", toUtf8(report.stoppedBy)},
           {"ledger",

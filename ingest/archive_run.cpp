@@ -349,6 +349,7 @@ void ArchiveRun::fillReport() {
   report_.sums = ledger_.sums();
   report_.differing = watch_.differing();
   report_.noMessages = watch_.noMessages();
+  report_.outsideRange = watch_.outsideRange();
   report_.interrupted = interrupted_;
   const std::optional<StopReason>& stop = watch_.stopReason();
   if (stop && !stop->serverLost) report_.stoppedBy = stop->text;

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "base/text.h"
+#include "ingest/reading/message_date.h"
 
 namespace keldane {
 namespace {
@@ -72,7 +73,7 @@ void RunWatch::reset() {
   folder_ = nullptr;
   stopped_ = false;
   stopReason_.reset();
-  differing_ = noMessages_ = 0;
+  differing_ = noMessages_ = outsideRange_ = 0;
   files_ = filesRead_ = 0;
 }
 
@@ -97,6 +98,7 @@ void RunWatch::take(LedgerOutcome outcome, std::string_view detail) {
       (detail.starts_with("not a mail message") || detail.starts_with("no sender, recipients"))) {
     ++noMessages_;
   }
+  if (outcome == LedgerOutcome::dropped && detail == drop::kOutsideRange) ++outsideRange_;
   if (outcome == LedgerOutcome::failed && !stopped_) {
     stopReason_ = lastingFailure(session_.errorNumber(), session_.error(), detail);
     stopped_ = stopReason_.has_value();

@@ -50,6 +50,8 @@ class RunWatch {
   [[nodiscard]] long differing() const { return differing_; }
   /// Of those left out, what was no mail message.
   [[nodiscard]] long noMessages() const { return noMessages_; }
+  /// Of those left out, what lies outside the days of the run.
+  [[nodiscard]] long outsideRange() const { return outsideRange_; }
 
  private:
   void take(LedgerOutcome outcome, std::string_view detail);
@@ -63,6 +65,7 @@ class RunWatch {
   std::optional<StopReason> stopReason_;
   long differing_ = 0;
   long noMessages_ = 0;
+  long outsideRange_ = 0;
   std::size_t files_ = 0;
   std::size_t filesRead_ = 0;
   std::uint64_t fileBytes_ = 0;

@@ -66,6 +66,7 @@ class Sweep {
   bool relate(std::uint32_t id, std::uint32_t group, Handled& handled);
   bool take(const Row& row, std::uint32_t id, const Handled& handled, std::string date,
             std::string mailbox);
+  bool passTagsOn(std::uint32_t copy, std::uint32_t kept);
   bool firstCell(const std::string& sql, std::string& value);
   bool firstId(const std::string& sql, std::uint32_t& id);
   bool tagMark(std::uint32_t id, std::string& date);
@@ -215,9 +216,20 @@ bool Sweep::take(const Row& row, std::uint32_t id, const Handled& handled, std::
          handled.of});
     return true;
   }
+  if (date.ends_with('*') && !passTagsOn(id, handled.of)) return false;
   if (!deleteMessageRows(session_, id)) return failed();
   ++result_.deleted;
   return true;
+}
+
+/// The tags of a copy are the user's work: the message that stays gets them when it has none.
+bool Sweep::passTagsOn(std::uint32_t copy, std::uint32_t kept) {
+  std::string count;
+  if (!firstCell(fmt::format("SELECT count(id) FROM tags WHERE tags.id={}", kept), count)) {
+    return false;
+  }
+  if (leadingInt(count) != 0) return true;
+  return session_.query(fmt::format("UPDATE tags SET id={} WHERE id={}", kept, copy)) || failed();
 }
 
 bool Sweep::firstCell(const std::string& sql, std::string& value) {

@@ -197,6 +197,19 @@ TEST_F(ServerSweep, DeletesCopiesFromAllTables) {
   EXPECT_EQ(sweepAll(true).deleted, 0U) << "nothing is left for a second sweep";
 }
 
+TEST_F(ServerSweep, TagsOfACopyGoToTheMessageThatStaysWithoutAny) {
+  add({});
+  add({});
+  add({});
+  const SweepResult before = sweepAll(false);
+  const std::uint32_t kept = before.listed.front().row.emailID;
+  send(fmt::format("DELETE FROM tags WHERE id={}", kept));
+  send(
+      fmt::format("UPDATE tags SET cat_fld=\"by hand\" WHERE id={}", before.listed[1].row.emailID));
+  EXPECT_EQ(sweepAll(true).deleted, 2U);
+  EXPECT_EQ(database.cells("SELECT id,cat_fld FROM tags"), fmt::format("{}|by hand", kept));
+}
+
 TEST_F(ServerSweep, ListsEveryCopyOnceAndDeletesNone) {
   for (int i = 0; i < 6; ++i) add({});
   add({.subject = "Other"});
