@@ -1,0 +1,343 @@
+#include "find/index_catch_up.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "base/sha256.h"
+#include "base/text.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::size_t kRowsAtOnce = 200;
+/// Of rows that are held in memory at once, the one that goes over it not counted.
+constexpr std::size_t kBytesAtOnce = std::size_t{16} << 20U;
+constexpr std::size_t kMessagesPerCommit = 10000;
+constexpr std::size_t kBytesPerCommit = std::size_t{96} << 20U;
+constexpr std::size_t kSampleSize = 16;
+constexpr const char* kTagsNote = "keldane-tags";
+constexpr const char* kTagDigest =
+    "CRC32(CONCAT_WS('|',t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld))";
+/// A source shorter than this is none: "0" stands where there is no source.
+constexpr std::size_t kLeastSourceBytes = 3;
+
+std::string text(const ResultRows& rows, std::size_t column) {
+  return std::string(rows.cell(column).value_or(""));
+}
+
+std::uint32_t idOf(const ResultRows& rows, std::size_t column) {
+  return static_cast<std::uint32_t>(std::strtoul(text(rows, column).c_str(), nullptr, 10));
+}
+
+std::string idList(const std::vector<std::uint32_t>& ids, std::size_t from, std::size_t count) {
+  std::string list;
+  for (std::size_t i = from; i < std::min(from + count, ids.size()); ++i) {
+    list += (list.empty() ? "" : ",") + std::to_string(ids[i]);
+  }
+  return list;
+}
+
+}  // namespace
+
+Result<std::string> archiveIdentity(ServerSession& session) {
+  if (!session.query("SELECT CONCAT(@@hostname,':',@@port,@@datadir,DATABASE())")) {
+    return Failure{session.error()};
+  }
+  return fetchFirstCell(session);
+}
+
+std::string indexFolder(const std::string& supportFolder, const std::string& identity) {
+  constexpr std::size_t kNameBytes = 8;
+  std::string name;
+  for (const char c : sha256(identity).substr(0, kNameBytes)) {
+    name += fmt::format("{:02x}", static_cast<unsigned char>(c));
+  }
+  return supportFolder + "/Index/" + name;
+}
+
+Result<CatchUpOutcome> IndexCatchUp::run(Progress& progress) {
+  CatchUpOutcome outcome;
+  const WordIndex::State state = index_.open();
+  if (state == WordIndex::State::reading) {
+    const Result<std::uint64_t> missing = behind();
+    if (!missing) return Failure{missing.error()};
+    outcome.isReader = true;
+    outcome.behind = *missing;
+    return outcome;
+  }
+  if (state == WordIndex::State::writing) {
+    const Result<bool> same = isSameArchive();
+    if (!same) return Failure{same.error()};
+    if (!*same) outcome.rebuiltBecause = "it belongs to another archive";
+  } else {
+    outcome.rebuiltBecause = index_.trouble();
+  }
+  if (!outcome.rebuiltBecause.empty()) {
+    const Result<void> made = index_.create();
+    if (!made) return Failure{made.error()};
+  }
+  const Result<void> followed = follow(outcome, progress);
+  if (!followed) return Failure{followed.error()};
+  return outcome;
+}
+
+Result<CatchUpOutcome> IndexCatchUp::rebuild(Progress& progress) {
+  CatchUpOutcome outcome;
+  outcome.rebuiltBecause = "it was asked for";
+  const Result<void> made = index_.create();
+  if (!made) return Failure{made.error()};
+  const Result<void> followed = follow(outcome, progress);
+  if (!followed) return Failure{followed.error()};
+  return outcome;
+}
+
+Result<void> IndexCatchUp::follow(CatchUpOutcome& outcome, Progress& progress) {
+  // Asked first: what changes while we work differs from it the next time.
+  const std::string all = fmt::format(
+      "SELECT CONCAT(COUNT(*),'/',COALESCE(SUM(CRC32(CONCAT(t.id,'|',{}))),0)) FROM "
+      "tags t",
+      kTagDigest);
+  if (!session_.query(all)) return Failure{session_.error()};
+  const std::string tags = fetchFirstCell(session_);
+  const Result<std::uint32_t> high = index_.highId();
+  if (!high) return Failure{high.error()};
+  Result<void> done = addAbove(*high, outcome, progress);
+  if (done && !outcome.cancelled) done = mendRows(outcome, progress);
+  if (!done) return done;
+  const Result<std::string> before = index_.note(kTagsNote);
+  if (!before) return Failure{before.error()};
+  if (!outcome.cancelled && *before != tags) {
+    done = mendTags(outcome);
+    if (done) done = index_.setNote(kTagsNote, tags);
+    ++uncommittedMessages_;
+  }
+  return done ? commitWhenDue(true) : done;
+}
+
+/// An index beside which the database was restored or replaced has dates that are not those of the
+/// rows.
+Result<bool> IndexCatchUp::isSameArchive() {
+  const auto sample = index_.sample(kSampleSize);
+  if (!sample) return Failure{sample.error()};
+  if (sample->empty()) return true;
+  std::vector<std::uint32_t> ids;
+  for (const auto& [id, date] : *sample) ids.push_back(id);
+  if (!session_.query(fmt::format("SELECT id,date_fld FROM email WHERE id IN ({})",
+                                  idList(ids, 0, ids.size())))) {
+    return Failure{session_.error()};
+  }
+  const auto rows = session_.storeResult();
+  while (rows && rows->next()) {
+    const std::uint32_t id = idOf(*rows, 0);
+    const auto known = std::find_if(sample->begin(), sample->end(),
+                                    [&](const auto& one) { return one.first == id; });
+    if (known != sample->end() && known->second != text(*rows, 1)) return false;
+  }
+  return true;
+}
+
+Result<std::uint64_t> IndexCatchUp::number(const std::string& sql) {
+  if (!session_.query(sql)) return Failure{session_.error()};
+  return std::strtoull(fetchFirstCell(session_).c_str(), nullptr, 10);
+}
+
+Result<std::uint64_t> IndexCatchUp::behind() {
+  const Result<std::uint64_t> stored = number("SELECT COUNT(*) FROM email");
+  const Result<std::uint32_t> indexed = index_.count();
+  if (!stored) return stored;
+  if (!indexed) return Failure{indexed.error()};
+  return *stored > *indexed ? *stored - *indexed : *indexed - *stored;
+}
+
+Result<void> IndexCatchUp::checkTables() {
+  if (isChecked_) return {};
+  const Result<std::uint64_t> tables = number(
+      "SELECT COUNT(*) FROM information_schema.tables WHERE table_schema=DATABASE() AND "
+      "table_name='keldane_fingerprints'");
+  if (!tables) return Failure{tables.error()};
+  hasFingerprints_ = *tables > 0;
+  isChecked_ = true;
+  return {};
+}
+
+/// Streamed and cut off by size, so that no more than a batch is in memory whatever the messages
+/// weigh. Rows behind the cut are left to the next statement.
+Result<std::vector<IndexCatchUp::Row>> IndexCatchUp::fetch(const std::string& condition) {
+  const Result<void> checked = checkTables();
+  if (!checked) return Failure{checked.error()};
+  const std::string sql = fmt::format(
+      "SELECT e.id,e.date_fld,e.from_fld,e.to_fld,e.subj_fld,e.mailbox,e.attachNames,"
+      "IF(o.id IS NULL OR LENGTH(o.orig_fld)<{0},e.body_fld,''),"
+      "IF(o.id IS NULL OR LENGTH(o.orig_fld)<{0},e.attachText,''),o.orig_fld,{1},"
+      "t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld,IF(t.id IS NULL,'',{2}) FROM email e "
+      "LEFT JOIN origemail o ON o.id=e.id LEFT JOIN tags t ON t.id=e.id{3} WHERE {4} ORDER BY e.id "
+      "LIMIT {5}",
+      kLeastSourceBytes, hasFingerprints_ ? "f.encoding" : "0", kTagDigest,
+      hasFingerprints_ ? " LEFT JOIN keldane_fingerprints f ON f.id=e.id" : "", condition,
+      kRowsAtOnce);
+  if (!session_.query(sql)) return Failure{session_.error()};
+  const auto rows = session_.useResult();
+  std::vector<Row> fetched;
+  std::size_t bytes = 0;
+  while (rows && bytes < kBytesAtOnce && rows->next()) {
+    Row row;
+    ArchivedMessage& message = row.message;
+    message.id = idOf(*rows, 0);
+    message.date = text(*rows, 1);
+    message.from = text(*rows, 2);
+    message.to = text(*rows, 3);
+    message.subject = text(*rows, 4);
+    message.mailbox = text(*rows, 5);
+    message.attachNames = text(*rows, 6);
+    message.body = text(*rows, 7);
+    message.attachText = text(*rows, 8);
+    if (rows->cell(9) && rows->cell(9)->size() >= kLeastSourceBytes)
+      message.source = text(*rows, 9);
+    if (text(*rows, 10) == std::to_string(static_cast<int>(mime::SourceEncoding::latin1))) {
+      message.encoding = mime::SourceEncoding::latin1;
+    }
+    message.tags = {message.id, text(*rows, 11), text(*rows, 12), text(*rows, 14),
+                    leadingInt(text(*rows, 13))};
+    row.tagDigest = text(*rows, 15);
+    bytes += message.body.size() + message.attachText.size() + message.to.size() +
+             (message.source ? message.source->size() : 0);
+    fetched.push_back(std::move(row));
+  }
+  if (session_.errorNumber() != 0) return Failure{session_.error()};
+  return fetched;
+}
+
+Result<std::optional<ArchivedMessage>> IndexCatchUp::load(std::uint32_t id) {
+  Result<std::vector<Row>> rows = fetch(fmt::format("e.id={}", id));
+  if (!rows) return Failure{rows.error()};
+  if (rows->empty()) return std::optional<ArchivedMessage>();
+  return std::optional<ArchivedMessage>(std::move(rows->front().message));
+}
+
+Result<void> IndexCatchUp::addAbove(std::uint32_t id, CatchUpOutcome& outcome, Progress& progress) {
+  while (true) {
+    Result<std::vector<Row>> rows = fetch(fmt::format("e.id>{}", id));
+    if (!rows) return Failure{rows.error()};
+    if (rows->empty()) return {};
+    id = rows->back().message.id;
+    const Result<void> added = add(std::move(*rows), outcome, progress);
+    if (!added || outcome.cancelled) return added;
+  }
+}
+
+Result<void> IndexCatchUp::add(std::vector<Row> rows, CatchUpOutcome& outcome, Progress& progress) {
+  for (Row& row : rows) {
+    outcome.cancelled = progress.cancelled();
+    if (outcome.cancelled) return commitWhenDue(true);
+    IndexEntry entry;
+    entry.id = row.message.id;
+    entry.date = row.message.date;
+    entry.tagDigest = std::move(row.tagDigest);
+    const std::string subject = row.message.subject;
+    entry.texts = reader_.read(std::move(row.message));
+    Result<void> put = index_.put(entry);
+    if (!put) return put;
+    ++outcome.added;
+    ++uncommittedMessages_;
+    for (const FieldText& one : entry.texts.texts) uncommittedBytes_ += one.text.size();
+    progress.step(static_cast<int>(outcome.added), subject);
+    put = commitWhenDue();
+    if (!put) return put;
+  }
+  return {};
+}
+
+Result<void> IndexCatchUp::commitWhenDue(bool now) {
+  const bool isDue =
+      uncommittedMessages_ >= kMessagesPerCommit || uncommittedBytes_ >= kBytesPerCommit;
+  if (uncommittedMessages_ == 0 || !(now || isDue)) return {};
+  uncommittedMessages_ = 0;
+  uncommittedBytes_ = 0;
+  return index_.commit();
+}
+
+/// Deleted rows, and rows that have come below the highest id.
+Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress) {
+  const Result<std::uint64_t> apart = behind();
+  if (!apart) return Failure{apart.error()};
+  if (*apart == 0) return {};
+  if (!session_.query("SELECT id FROM email ORDER BY id")) return Failure{session_.error()};
+  std::vector<std::uint32_t> stored;
+  {
+    const auto rows = session_.useResult();
+    while (rows && rows->next()) stored.push_back(idOf(*rows, 0));
+    if (session_.errorNumber() != 0) return Failure{session_.error()};
+  }
+  const Result<std::vector<std::uint32_t>> indexed = index_.ids();
+  if (!indexed) return Failure{indexed.error()};
+  std::vector<std::uint32_t> gone;
+  std::vector<std::uint32_t> missing;
+  std::set_difference(indexed->begin(), indexed->end(), stored.begin(), stored.end(),
+                      std::back_inserter(gone));
+  std::set_difference(stored.begin(), stored.end(), indexed->begin(), indexed->end(),
+                      std::back_inserter(missing));
+  for (const std::uint32_t id : gone) {
+    const Result<void> removed = index_.remove(id);
+    if (!removed) return removed;
+    ++outcome.removed;
+    ++uncommittedMessages_;
+  }
+  for (std::size_t i = 0; i < missing.size() && !outcome.cancelled;) {
+    Result<std::vector<Row>> rows = fetch("e.id IN (" + idList(missing, i, kRowsAtOnce) + ")");
+    if (!rows) return Failure{rows.error()};
+    // The size may have cut it off; what is gone again gives no row.
+    const std::uint32_t last = rows->empty() ? 0 : rows->back().message.id;
+    const std::size_t next = std::min(i + kRowsAtOnce, missing.size());
+    const bool isCut = !rows->empty() && rows->size() < next - i;
+    i = isCut ? static_cast<std::size_t>(std::upper_bound(missing.begin(), missing.end(), last) -
+                                         missing.begin())
+              : next;
+    const Result<void> added = add(std::move(*rows), outcome, progress);
+    if (!added) return added;
+  }
+  return {};
+}
+
+Result<void> IndexCatchUp::mendTags(CatchUpOutcome& outcome) {
+  auto known = index_.tagDigests();
+  if (!known) return Failure{known.error()};
+  if (!session_.query(fmt::format("SELECT t.id,{},t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld "
+                                  "FROM tags t INNER JOIN email e ON e.id=t.id ORDER BY t.id",
+                                  kTagDigest))) {
+    return Failure{session_.error()};
+  }
+  const auto rows = session_.storeResult();
+  auto at = known->begin();
+  const auto put = [&](const TagRow& tags, const std::string& digest) {
+    const Result<void> done = index_.putTags(tags.id, tags, digest);
+    outcome.retagged += done ? 1 : 0;
+    return done;
+  };
+  while (rows && rows->next()) {
+    const TagRow tags{idOf(*rows, 0), text(*rows, 2), text(*rows, 3), text(*rows, 5),
+                      leadingInt(text(*rows, 4))};
+    const std::string digest = text(*rows, 1);
+    for (; at != known->end() && at->first < tags.id; ++at) {
+      const Result<void> done = put({at->first, {}, {}, {}, 0}, "");
+      if (!done) return done;
+    }
+    const bool isKnown = at != known->end() && at->first == tags.id;
+    if (!isKnown || at->second != digest) {
+      const Result<void> done = put(tags, digest);
+      // A message stored since the index was brought in step gets its tags with the next turn.
+      if (!done && isKnown) return done;
+    }
+    if (isKnown) ++at;
+  }
+  for (; at != known->end(); ++at) {
+    const Result<void> done = put({at->first, {}, {}, {}, 0}, "");
+    if (!done) return done;
+  }
+  return {};
+}
+
+}  // namespace keldane

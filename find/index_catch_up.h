@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "archive/server_session.h"
+#include "base/result.h"
+#include "find/message_terms.h"
+#include "find/word_index.h"
+#include "platform/progress.h"
+
+namespace keldane {
+
+/// What it took to bring the index in step with the archive.
+struct CatchUpOutcome {
+  std::uint64_t added = 0;
+  std::uint64_t removed = 0;
+  std::uint64_t retagged = 0;
+  std::string rebuiltBecause;  ///< empty: it was not
+  /// Another program writes the index: it was only read.
+  bool isReader = false;
+  std::uint64_t behind = 0;  ///< messages of the archive that the index has not, or has too many
+  bool cancelled = false;
+};
+
+/// What tells the archive that the session has open from all others, for `WordIndex`. Fails with
+/// the server's words.
+[[nodiscard]] Result<std::string> archiveIdentity(ServerSession& session);
+/// Folder of its index.
+[[nodiscard]] std::string indexFolder(const std::string& supportFolder,
+                                      const std::string& identity);
+
+/// Keeps a word index in step with the archive, whoever changes that: new messages by their ids,
+/// deleted ones by the number of rows, changed tags by a digest over all of them. Commits in
+/// batches, so that a run that is ended goes on there the next time. One thread at a time.
+class IndexCatchUp {
+ public:
+  IndexCatchUp(ServerSession& session, WordIndex& index, MessageTextReader& reader)
+      : session_(session), index_(index), reader_(reader) {}
+
+  /// Opens the index, builds it anew when there is none that can be used, and brings it in step.
+  /// Progress counts messages read. Fails with the words of the server or of the disk; what was
+  /// committed stays.
+  [[nodiscard]] Result<CatchUpOutcome> run(Progress& progress);
+  /// The same from an empty index.
+  [[nodiscard]] Result<CatchUpOutcome> rebuild(Progress& progress);
+
+  /// A message's rows; nullopt when it is gone.
+  [[nodiscard]] Result<std::optional<ArchivedMessage>> load(std::uint32_t id);
+
+ private:
+  struct Row {
+    ArchivedMessage message;
+    std::string tagDigest;
+  };
+  [[nodiscard]] Result<void> follow(CatchUpOutcome& outcome, Progress& progress);
+  [[nodiscard]] Result<bool> isSameArchive();
+  [[nodiscard]] Result<std::uint64_t> behind();
+  [[nodiscard]] Result<void> addAbove(std::uint32_t id, CatchUpOutcome& outcome,
+                                      Progress& progress);
+  [[nodiscard]] Result<void> mendRows(CatchUpOutcome& outcome, Progress& progress);
+  [[nodiscard]] Result<void> mendTags(CatchUpOutcome& outcome);
+  [[nodiscard]] Result<void> add(std::vector<Row> rows, CatchUpOutcome& outcome,
+                                 Progress& progress);
+  [[nodiscard]] Result<std::vector<Row>> fetch(const std::string& condition);
+  [[nodiscard]] Result<std::uint64_t> number(const std::string& sql);
+  [[nodiscard]] Result<void> checkTables();
+  [[nodiscard]] Result<void> commitWhenDue(bool now = false);
+
+  ServerSession& session_;
+  WordIndex& index_;
+  MessageTextReader& reader_;
+  bool hasFingerprints_ = false;
+  bool isChecked_ = false;
+  std::size_t uncommittedMessages_ = 0;
+  std::size_t uncommittedBytes_ = 0;
+};
+
+}  // namespace keldane

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/result.h"
+#include "find/message_terms.h"
+#include "find/words.h"
+
+namespace Xapian {
+class Database;
+}
+
+namespace keldane {
+
+/// Where a document of the index keeps what is compared and sorted by.
+enum class IndexSlot : unsigned { date = 0, size = 1, id = 2, tagDigest = 3 };
+/// The term of every message with an attachment.
+inline constexpr std::string_view kAttachmentTerm = "Hattachment";
+
+/// What the index keeps of a message.
+struct IndexEntry {
+  std::uint32_t id = 0;
+  std::string date;       ///< "YYYY-MM-DD HH:MM:SS"
+  std::string tagDigest;  ///< changes with the message's tags; empty: it has none
+  MessageTexts texts;
+};
+
+/// The word index of one archive, a folder of files: for each message the words of its fields and
+/// where they stand. It is a cache, made anew from the archive whenever it is missing, damaged or
+/// another's, and nothing is lost with it. One program writes at a time, any number read. What was
+/// written counts from `commit` on; a crash leaves the state of the last one. One thread at a time.
+class WordIndex {
+ public:
+  enum class State {
+    closed,
+    writing,  ///< open, and nobody else writes
+    reading,  ///< open; another program has it for writing
+    unusable  ///< there is none, or it is damaged, or of another format or archive
+  };
+
+  /// `folder` is made when the index is; `identity` tells the archive from others.
+  WordIndex(std::string folder, std::string identity);
+  ~WordIndex();
+  WordIndex(const WordIndex&) = delete;
+  WordIndex& operator=(const WordIndex&) = delete;
+
+  /// Opens what is there, for writing when nobody else does. `trouble` tells why it is unusable.
+  State open();
+  /// Begins an empty index in place of whatever is there, for writing. Fails when another program
+  /// has it, or the disk refuses.
+  [[nodiscard]] Result<void> create();
+  void close();
+  [[nodiscard]] State state() const { return state_; }
+  [[nodiscard]] const std::string& trouble() const { return trouble_; }
+  [[nodiscard]] const std::string& folder() const { return folder_; }
+
+  /// Adds the message, or replaces what the index has under its id.
+  [[nodiscard]] Result<void> put(const IndexEntry& entry);
+  [[nodiscard]] Result<void> remove(std::uint32_t id);
+  /// Replaces the tags of a message that the index has.
+  [[nodiscard]] Result<void> putTags(std::uint32_t id, const TagRow& tags,
+                                     const std::string& digest);
+  /// Writes what was done since the last commit to the disk, in one step.
+  [[nodiscard]] Result<void> commit();
+
+  [[nodiscard]] Result<std::uint32_t> count() const;
+  /// The greatest id; 0 in an empty index.
+  [[nodiscard]] Result<std::uint32_t> highId() const;
+  /// All ids, ascending.
+  [[nodiscard]] Result<std::vector<std::uint32_t>> ids() const;
+  /// Id and digest of all messages that have tags, ids ascending.
+  [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> tagDigests() const;
+  /// Id and date of up to `most` messages from all over the index.
+  [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> sample(
+      std::size_t most) const;
+  /// A note that is written with the next commit; empty when there is none of that name.
+  [[nodiscard]] Result<std::string> note(const std::string& name) const;
+  [[nodiscard]] Result<void> setNote(const std::string& name, const std::string& text);
+
+  struct Failed {
+    std::uint32_t id = 0;
+    AttachmentFailure failure;
+  };
+  /// The attachments whose text could not be had, by message.
+  [[nodiscard]] Result<std::vector<Failed>> failures() const;
+
+  /// What queries are run against; open when `state` is writing or reading. After a failure that
+  /// says that the index has changed beneath a reader, `reopen` and ask again.
+  [[nodiscard]] const Xapian::Database& database() const;
+  void reopen();
+
+ private:
+  struct Files;
+  void checkIdentity();
+
+  const std::string folder_;
+  const std::string identity_;
+  State state_ = State::closed;
+  std::string trouble_;
+  std::unique_ptr<Files> files_;
+  WordCutter cutter_;
+};
+
+}  // namespace keldane

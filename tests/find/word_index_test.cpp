@@ -1,0 +1,260 @@
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "archive/archive_schema.h"
+#include "archive/sql_values.h"
+#include "find/index_catch_up.h"
+#include "find/word_search.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/test_server.h"
+
+namespace keldane {
+namespace {
+
+class CancelAfter : public Progress {
+ public:
+  explicit CancelAfter(int most) : most_(most) {}
+  void step(int count, std::string_view) override { done_ = count; }
+  [[nodiscard]] bool cancelled() const override { return done_ >= most_; }
+
+ private:
+  int most_;
+  int done_ = 0;
+};
+
+/// An archive of its own on the test server, and its index.
+class WordIndexTest : public ::testing::Test {
+ protected:
+  WordIndexTest()
+      : session_(TestServer::shared().connect()),
+        reader_(std::make_unique<MessageTextReader>(MessageTextReader::Options{})) {
+    database_ = TestServer::shared().freshDatabase("find");
+    sql("CREATE DATABASE " + database_);
+    EXPECT_TRUE(session_->selectDatabase(database_));
+    for (const std::string_view create :
+         {schema::kCreateEmail, schema::kCreateOrigemail, schema::kCreateTags}) {
+      sql(std::string(create));
+    }
+    openIndex();
+  }
+
+  void openIndex() {
+    catchUp_.reset();
+    index_ = std::make_unique<WordIndex>(folder_ / "index", database_);
+    catchUp_ = std::make_unique<IndexCatchUp>(*session_, *index_, *reader_);
+  }
+  void sql(const std::string& statement) {
+    EXPECT_TRUE(session_->query(statement)) << session_->error();
+  }
+  void add(std::uint32_t id, const std::string& subject, const std::string& source) {
+    sql(
+        fmt::format("INSERT INTO email (id,from_fld,to_fld,subj_fld,date_fld,body_fld,attachNames,"
+                    "attachText) VALUES({},'ann@example.org','bob',{},'2003-01-{:02} 10:00:00',{},"
+                    "'','')",
+                    id, quotedInline(subject), id % 28 + 1, quotedInline("body of " + subject)));
+    if (!source.empty()) {
+      sql(fmt::format("INSERT INTO origemail VALUES({},{})", id, quotedInline(source)));
+    }
+  }
+  CatchUpOutcome update() {
+    Progress progress;
+    Result<CatchUpOutcome> outcome = catchUp_->run(progress);
+    EXPECT_TRUE(outcome) << outcome.error();
+    return outcome ? *outcome : CatchUpOutcome{};
+  }
+  std::string find(const std::string& text) {
+    const auto query = readWordQuery(text, "2003-02-01");
+    if (std::holds_alternative<QueryProblem>(query)) return std::get<QueryProblem>(query).message;
+    WordSearch search(*session_, *index_);
+    const auto hits = search.find(std::get<QueryNode>(query), HitOrder::newestFirst, 1000);
+    if (!hits) return hits.error();
+    std::string ids;
+    for (const WordHit& hit : *hits) ids += (ids.empty() ? "" : " ") + std::to_string(hit.id);
+    return ids;
+  }
+
+  const TemporaryFolder folder_;
+  std::string database_;
+  std::unique_ptr<ServerSession> session_;
+  std::unique_ptr<MessageTextReader> reader_;
+  std::unique_ptr<WordIndex> index_;
+  std::unique_ptr<IndexCatchUp> catchUp_;
+};
+
+constexpr const char* kNested =
+    "From: =?utf-8?q?J=C3=BCrgen?= <j@example.org>\nTo: Bob <bob@example.org>\nCc: "
+    "carl@example.org\n"
+    "Subject: =?iso-8859-1?q?Kost=FCme?= for you\nMIME-Version: 1.0\n"
+    "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/html; charset=utf-8\n\n"
+    "<style>hidden</style><p>caf&eacute; au lait</p>\n--b\nContent-Type: message/rfc822\n\n"
+    "Subject: inner\nContent-Type: text/plain\n\ninnermost text\n--b\n"
+    "Content-Type: text/csv; name=\"sums of May.csv\"\n"
+    "Content-Disposition: attachment; filename=\"sums of May.csv\"\n\nturnover;42\n--b--\n";
+constexpr const char* kEncoded =
+    "Subject: code\n\nbefore the file\nbegin 644 notes.txt\n#0V%T\n`\nend\nbehind the file\n";
+
+TEST_F(WordIndexTest, FindsEveryWordInItsField) {
+  add(1, "Kost\u00FCme for you", kNested);
+  add(2, "code", kEncoded);
+  add(3, "without source", "");
+  add(4, "\u6771\u4EAC\u90FD", "Subject: x\n\n\u6771\u4EAC\u90FD\u3067\n");
+  sql("INSERT INTO tags VALUES(3,'Work','alpha beta',4,'remember')");
+  EXPECT_EQ(update().added, 4u);
+  const std::vector<std::pair<const char*, const char*>> cases = {
+      {"kostume", "1"},
+      {"subject:KOST\u00DCME", "1"},
+      {"body:kostume", ""},
+      {"cafe", "1"},
+      {"\"au lait\"", "1"},
+      {"\"lait au\"", ""},
+      {"hidden", ""},
+      {"innermost", "1"},
+      {"from:jurgen", "1"},
+      {"to:carl", "1"},
+      {"attachment:turnover", "1"},
+      {"file:\"sums of may\"", "1"},
+      {"type:csv", "1"},
+      {"has:attachment", "2 1"},
+      {"\"behind the file\"", "2"},
+      {"file:notes.txt", "2"},
+      {"source", "3"},
+      {"tag:alpha", "3"},
+      {"tag:high", "3"},
+      {"remember", "3"},
+      {"\u4EAC\u90FD", "4"},
+      {"\u90FD\u4EAC", ""},
+      {"id:2..3", "3 2"},
+      {"date:2003-01-03", "2"},
+      {"date:last-month", "4 3 2 1"},
+      {"size:<50", "4 3"},
+      {"innerm* OR code", "2 1"},
+      {"NOT id:2..4", "1"},
+  };
+  for (const auto& [query, ids] : cases) {
+    EXPECT_EQ(find(query), ids) << query;
+  }
+  const auto nested = catchUp_->load(1);
+  ASSERT_TRUE(nested && *nested);
+  WordCutter cutter;
+  const HitPlace place =
+      placeOf(std::get<QueryNode>(readWordQuery("turnover", "")), reader_->read(**nested), cutter);
+  EXPECT_EQ(place.field, Field::attachment);
+  EXPECT_EQ(place.partName, "sums of May.csv");
+  EXPECT_EQ(place.snippet.marks.size(), 1u);
+}
+
+TEST_F(WordIndexTest, FollowsWhatOthersDoAndNeverShowsWhatIsGone) {
+  std::mt19937 random(7);
+  std::set<std::uint32_t> stored;
+  std::uint32_t next = 1;
+  for (int round = 0; round < 4; ++round) {
+    for (int i = 0; i < 25; ++i, ++next) {
+      add(next, fmt::format("word{} common", next % 5),
+          fmt::format("Subject: word{} common\n\nx", next % 5));
+      stored.insert(next);
+    }
+    for (int i = 0; i < 8; ++i) {
+      const auto gone = *std::next(stored.begin(), static_cast<long>(random() % stored.size()));
+      sql(fmt::format("DELETE FROM email WHERE id={}", gone));
+      sql(fmt::format("DELETE FROM tags WHERE id={}", gone));
+      stored.erase(gone);
+      const auto tagged = *std::next(stored.begin(), static_cast<long>(random() % stored.size()));
+      sql(fmt::format("REPLACE INTO tags VALUES({},'','round{} mark',0,'')", tagged, round));
+    }
+    update();
+    const auto expected = [&](const std::string& statement) {
+      std::string ids;
+      sql(statement + " ORDER BY email.date_fld DESC,email.id DESC");
+      const auto rows = session_->storeResult();
+      while (rows->next()) ids += (ids.empty() ? "" : " ") + std::string(*rows->cell(0));
+      return ids;
+    };
+    EXPECT_EQ(find("common"), expected("SELECT id FROM email"));
+    EXPECT_EQ(find("word3"), expected("SELECT id FROM email WHERE subj_fld LIKE 'word3%'"));
+    for (int tag = 0; tag <= round; ++tag) {
+      EXPECT_EQ(find(fmt::format("tag:round{}", tag)),
+                expected(fmt::format("SELECT email.id FROM email JOIN tags ON tags.id=email.id "
+                                     "WHERE key_fld LIKE 'round{}%'",
+                                     tag)));
+    }
+  }
+  const std::uint32_t last = *stored.rbegin();
+  sql(fmt::format("DELETE FROM email WHERE id={}", last));
+  EXPECT_EQ(find(fmt::format("id:{}", last)), "") << "gone since the index was brought in step";
+  add(next, "late", "");
+  sql("DELETE FROM tags");
+  const CatchUpOutcome outcome = update();
+  EXPECT_EQ(outcome.added, 1u);
+  EXPECT_EQ(outcome.removed, 1u);
+  EXPECT_EQ(find("tag:mark"), "");
+  EXPECT_EQ(update().retagged, 0u);
+}
+
+TEST_F(WordIndexTest, IsMadeAnewWhenItCannotBeUsedAndGoesOnWhereItWasCut) {
+  for (std::uint32_t id = 1; id <= 30; ++id) add(id, fmt::format("number{}", id), "");
+  CancelAfter some(12);
+  const auto cut = catchUp_->run(some);
+  ASSERT_TRUE(cut && cut->cancelled);
+  openIndex();
+  EXPECT_EQ(update().added, 18u);
+  EXPECT_EQ(find("number30"), "30");
+
+  openIndex();
+  for (const auto& file : std::filesystem::directory_iterator(folder_ / "index")) {
+    if (file.path().filename() != "flintlock") std::filesystem::resize_file(file.path(), 10);
+  }
+  CatchUpOutcome outcome = update();
+  EXPECT_EQ(outcome.added, 30u);
+  EXPECT_FALSE(outcome.rebuiltBecause.empty());
+
+  // Another archive behind the same name: its rows are others.
+  sql("UPDATE email SET date_fld='2001-01-01 00:00:00',subj_fld='changed'");
+  openIndex();
+  outcome = update();
+  EXPECT_EQ(outcome.rebuiltBecause, "it belongs to another archive");
+  EXPECT_EQ(find("subject:changed id:7"), "7");
+
+  WordIndex second(folder_ / "index", database_);
+  EXPECT_EQ(second.open(), WordIndex::State::reading) << "the first one has it";
+  add(31, "later", "");
+  MessageTextReader reader{{}};
+  IndexCatchUp other(*session_, second, reader);
+  Progress progress;
+  const auto read = other.run(progress);
+  ASSERT_TRUE(read);
+  EXPECT_TRUE(read->isReader);
+  EXPECT_EQ(read->behind, 1u);
+  EXPECT_EQ(std::filesystem::status(folder_ / "index").permissions(),
+            std::filesystem::perms::owner_all);
+}
+
+TEST_F(WordIndexTest, ListsAttachmentsThatFailed) {
+  AttachmentText documents(folder_.path() + "/");
+  reader_ = std::make_unique<MessageTextReader>(MessageTextReader::Options{{}, true, &documents});
+  openIndex();
+  add(1, "broken",
+      "Subject: broken\nContent-Type: application/octet-stream; name=a.docx\n"
+      "Content-Transfer-Encoding: base64\n\nUEsDBA==\n");
+  update();
+  auto failures = index_->failures();
+  ASSERT_TRUE(failures && failures->size() == 1);
+  EXPECT_EQ(failures->front().id, 1u);
+  EXPECT_EQ(failures->front().failure.name, "a.docx");
+  sql("DELETE FROM email");
+  update();
+  failures = index_->failures();
+  ASSERT_TRUE(failures);
+  EXPECT_TRUE(failures->empty());
+}
+
+}  // namespace
+}  // namespace keldane
