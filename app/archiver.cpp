@@ -38,7 +38,7 @@ Archiver::Archiver(Ports ports, const Options& options)
       prefs_(findPreferences(ports.environment, process_)),
       database_(*session_, ports.progress, process_),
       connections_(*session_, database_, prefs_, ports.progress, process_),
-      settings_(*session_, database_, prefs_, ports.ui, process_),
+      settings_(*session_, database_, prefs_, process_),
       localServer_(serverOptions(process_), ports.tools, ports.environment),
       scheduleAgent_(options.makeScheduleAgent ? options.makeScheduleAgent()
                                                : makeScheduleAgent(ports.tools, process_.homePath)),

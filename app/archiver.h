@@ -17,7 +17,6 @@
 #include "platform/process_state.h"
 #include "platform/progress.h"
 #include "platform/tool_runner.h"
-#include "platform/user_interface.h"
 #include "schedule/schedule.h"
 #include "schedule/schedule_agent.h"
 #include "server/connections.h"
@@ -34,7 +33,6 @@ namespace keldane {
 class Archiver {
  public:
   struct Ports {
-    UserInterface& ui;  ///< of the settings' controls
     Progress& progress;
     MainQueue& mainQueue;
     ToolRunner& tools;

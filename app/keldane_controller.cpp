@@ -41,9 +41,8 @@ KeldaneController::KeldaneController(Ports ports, Options options)
     : ports_(std::move(ports)),
       options_(std::move(options)),
       progress_(ports_.ui, ports_.mainQueue),
-      archiver_(
-          {ports_.ui, progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
-          {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
+      archiver_({progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
+                {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
   makeParts();
 }
 
@@ -88,11 +87,12 @@ void KeldaneController::makeWindowPanels() {
   };
   settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
   schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
-  databasePanel_ = std::make_unique<DatabasePanel>(archiver_, ports_.ui);
+  databasePanel_ = std::make_unique<DatabasePanel>(archiver_, *settingsPanel_, ports_.ui);
 }
 
 void KeldaneController::afterConnect() {
   sourceChooser_->forgetPostboxFolder();
+  settingsPanel_->refresh();
   if (options_.keepsResultList) resultTable_->get500emails();
 }
 
@@ -108,6 +108,11 @@ bool KeldaneController::reconnect() {
 
 void KeldaneController::tell(const Faults& faults) {
   showFaults(faults, archiver_.process(), ports_.ui);
+}
+
+void KeldaneController::savePreferences() {
+  tell(archiver_.settings().savePreferences());
+  settingsPanel_->refresh();
 }
 
 void KeldaneController::wireSettings() {
@@ -176,6 +181,7 @@ void KeldaneController::awakeFromNib() {
     return;
   }
   archiver_.loadPreferences();
+  settingsPanel_->refresh();
   if (!archiver_.connections().connectionList().empty()) connectPanel_->setConnection();
 }
 
@@ -262,7 +268,7 @@ void KeldaneController::showSplashScreen() {
 
 void KeldaneController::doneGettingStarted() {
   ports_.ui.closePanel("splashScreen");
-  tell(archiver_.settings().savePreferences());
+  savePreferences();
 }
 
 void KeldaneController::terminate() {

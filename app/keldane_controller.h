@@ -129,6 +129,7 @@ class KeldaneController {
   void afterConnect();
   [[nodiscard]] bool reconnect();
   void tell(const Faults& faults);
+  void savePreferences();
   void wireSettings();
   void makeSearchPanels();
   void makeMessagePanels();

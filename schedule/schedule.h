@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "archive/fault.h"
 #include "base/result.h"
@@ -17,6 +18,9 @@ namespace keldane {
 [[nodiscard]] inline std::string scheduleAgentPath(const ProcessState& state) {
   return state.homePath + "/Library/LaunchAgents/keldanepro.schedule.plist";
 }
+
+/// The starts that the settings mean, for a scheduler that does not read the agent file.
+[[nodiscard]] std::vector<ScheduleTime> scheduleTimes(const UserSettings& user);
 
 /// Archiving by the clock, with no program that waits: an agent file tells the system's scheduler
 /// to start this program with the argument 1. The agent holds times and command only; the run reads

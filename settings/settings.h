@@ -11,7 +11,6 @@
 #include "archive/server_session.h"
 #include "base/result.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
 #include "settings/preferences_file.h"
 #include "settings/settings_store.h"
 #include "settings/settings_values.h"
@@ -30,11 +29,10 @@ class Settings {
   struct Callbacks {
     std::function<void()> loadRulesAndSearches;  ///< part of `getPrefs`: rows of rules and searches
     std::function<void()> accountRowsStale;      ///< the selection table must be built again
-    std::function<bool()> desktopIsDark;         ///< empty: asked of the preferences
   };
 
   Settings(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
-           UserInterface& ui, ProcessState& process);
+           ProcessState& process);
   void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
   /// Property list to state and controls. Takes the archive settings of an older layout out of the
@@ -56,8 +54,6 @@ class Settings {
   [[nodiscard]] Faults saveSettings();
   /// The categories in use, into the three menus, which stay when the server refuses.
   [[nodiscard]] Faults getCategories();
-  /// The action of `setCatButton`.
-  void chooseSetCat();
   /// The settings window opens: state to controls.
   void showState();
   /// Copies the preferences under the name of the database: path of the copy.
@@ -94,7 +90,6 @@ class Settings {
   }
   [[nodiscard]] Fault sqlError() const;
 
-  // settings_prefs.cpp
   void beginFirstRun();
   void migrateOlderLayout();
   void readUserKeys();
@@ -110,8 +105,6 @@ class Settings {
   void writeUserKeys();
   [[nodiscard]] bool toBeWritten(const char* key, bool changed) const;
   void fillDbPathFromPreference();
-
-  // settings_rows.cpp
   [[nodiscard]] StoredSettings presentSettings() const;
   void fillCategoryMenus();
   void clearImportWithoutFolder();
@@ -119,7 +112,6 @@ class Settings {
   ServerSession& session_;
   ArchiveDatabase& database_;
   PreferencesFile& prefs_;
-  UserInterface& ui_;
   ProcessState& process_;
   Callbacks callbacks_;
   SettingsStore store_;

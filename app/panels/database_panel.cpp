@@ -25,6 +25,7 @@ void DatabasePanel::deleteDatabase() {
   append(faults, settings.savePreferences());
   settings.getPrefs();
   showFaults(faults, archiver_.process(), ui_);
+  settingsPanel_.refresh();
 }
 
 }  // namespace keldane

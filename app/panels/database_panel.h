@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/archiver.h"
+#include "app/panels/settings_panel.h"
 #include "platform/user_interface.h"
 
 namespace keldane {
@@ -8,7 +8,8 @@ namespace keldane {
 /// The menu items that are about the whole database.
 class DatabasePanel {
  public:
-  DatabasePanel(Archiver& archiver, UserInterface& ui) : archiver_(archiver), ui_(ui) {}
+  DatabasePanel(Archiver& archiver, SettingsPanel& settings, UserInterface& ui)
+      : archiver_(archiver), settingsPanel_(settings), ui_(ui) {}
 
   /// Shows the schema as text; works without a connection.
   void showSchema();
@@ -17,6 +18,7 @@ class DatabasePanel {
 
  private:
   Archiver& archiver_;
+  SettingsPanel& settingsPanel_;
   UserInterface& ui_;
 };
 

@@ -9,6 +9,7 @@ namespace keldane {
 void SchedulePanel::schedule() {
   settingsPanel_.takeSelection();
   const Faults faults = archiver_.schedule().schedule();
+  settingsPanel_.refresh();
   settingsPanel_.saved();
   showFaults(faults, archiver_.process(), ui_);
   const bool failed = std::any_of(faults.begin(), faults.end(), [](const Fault& fault) {

@@ -38,6 +38,7 @@ bool SettingsPanel::savePrefButton() {
   takeSelection();
   const Faults faults = settings_.savePrefButton();
   tell(faults);
+  refresh();
   saved();
   if (archiver_.process().unattendedRun == 0) {
     ui_.alert({"Settings Saved", "The Settings have been saved."});
@@ -76,10 +77,26 @@ void SettingsPanel::showTab() {
   ui_.changed(kPanel);
 }
 
+void SettingsPanel::chooseSetCat() {
+  const std::string& title = settings_.setCatButton.title();
+  settings_.catTextField = title == kNoCategoryTitle ? "" : title;
+  ui_.changed("catTextField");
+}
+
+void SettingsPanel::refresh() {
+  for (const char* control :
+       {"databasesPullDown", "mySaveOrigSelected", "mySaveOrigAll", "searchCatButton",
+        "setCatButton", "ruleCatButton", "largeAttachCheck", "storeTableView", "bodyTextView",
+        "origTextView", "appearance", kPanel}) {
+    ui_.changed(control);
+  }
+}
+
 void SettingsPanel::cancelPrefs() { ui_.closePanel(kPanel); }
 
 void SettingsPanel::chooseDatabase(const std::string& title) {
   tell(settings_.chooseDatabase(title));
+  refresh();
 }
 
 void SettingsPanel::saveSettingsCopy() {
@@ -130,6 +147,7 @@ void SettingsPanel::openImportFolderPath() {
   const std::vector<std::string> chosen = ui_.chooseFiles(chooser);
   if (chosen.empty()) return;
   tell(settings_.chooseImportFolder(chosen.front()));
+  refresh();
   doPrefPanel();
 }
 

@@ -39,6 +39,10 @@ class SettingsPanel {
   /// Toggles the debug log, which lasts until the program ends.
   void setDebugLog();
   void openImportFolderPath();
+  /// The action of `setCatButton`.
+  void chooseSetCat();
+  /// The settings have been read or saved: what shows them follows.
+  void refresh();
 
   SettingsWindow window;
   std::function<void()> get500emails;

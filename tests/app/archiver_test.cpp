@@ -161,14 +161,13 @@ TEST(ArchiverOnServer, ALostServerIsFoundAgainByItself) {
   if (TestServer::shared().isGiven()) GTEST_SKIP() << "a server that is given is not killed";
   TestServer& server = TestServer::shared();
   const TemporaryFolder folder;
-  RecordingUserInterface ui;
   Progress progress;
   RecordingToolRunner tools;
   FakeEnvironment environment;
   environment.variables["HOME"] = folder.path();
   LocalMainQueue queue;
   RecordingHostServices host;
-  Archiver archiver({ui, progress, queue, tools, environment, host}, {});
+  Archiver archiver({progress, queue, tools, environment, host}, {});
   ServerConnection wanted;
   wanted.database = server.freshDatabase("connect");
   wanted.socket = *server.address().socket;

@@ -123,6 +123,18 @@ TEST_F(DatabasePanelTest, ADeletionAsksFirstAndThenFallsBackOnTheDefault) {
   EXPECT_THAT(settings().form.databasesPullDown, Not(Contains("mail")));
 }
 
+class CategoryMenuTest : public ControllerRig {};
+
+TEST_F(CategoryMenuTest, ThePickedCategoryGoesIntoItsField) {
+  start();
+  settings().setCatButton.titles = {"None", "Home"};
+  for (const std::size_t row : {1U, 0U}) {
+    settings().setCatButton.selected = row;
+    controller->settingsPanel().chooseSetCat();
+    EXPECT_EQ(settings().catTextField, row == 0 ? "" : "Home");
+  }
+}
+
 class SchedulePanelTest : public ControllerRig {
  protected:
   SchedulePanelTest() {

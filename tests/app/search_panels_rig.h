@@ -39,7 +39,7 @@ struct SearchPanelsOver {
   ProgressPanel progress{ui, queue};
   PreferencesFile prefs{folder / "prefs.plist"};
   ArchiveDatabase database{session, progress, process};
-  Settings settings{session, database, prefs, ui, process};
+  Settings settings{session, database, prefs, process};
   ResultTable list{{session, database, settings.user, progress, ui, process,
                     [this](const std::string& line) { log.push_back(line); }}};
   RetrieveSheet sheet{{list, database, prefs, settings, process, environment, ui,

@@ -64,7 +64,7 @@ class SourceChooserTest : public testing::Test {
   Progress quiet;
   ArchiveDatabase database{session, quiet, process};
   PreferencesFile prefs{home / "preferences.plist"};
-  Settings settings{session, database, prefs, ui, process};
+  Settings settings{session, database, prefs, process};
   MailSources sources{process, settings, host};
   ProgressPanel progress{ui, queue};
   SourceChooser chooser{{process, settings, sources, database, progress, ui}};

@@ -23,7 +23,7 @@ struct TagRig {
   explicit TagRig(ServerSession& session)
       : database(session, quiet, process),
         prefs(folder / "prefs.plist"),
-        settings(session, database, prefs, ui, process),
+        settings(session, database, prefs, process),
         progress(ui, queue),
         list({session, database, settings.user, progress, ui, process, {}}),
         panel(session, list, settings, progress, ui) {

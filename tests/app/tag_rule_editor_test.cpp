@@ -19,7 +19,7 @@ class TagRuleEditorTest : public ::testing::Test {
   TagRuleEditorTest()
       : database(session, quiet, process),
         prefs(folder / "prefs.plist"),
-        settings(session, database, prefs, ui, process),
+        settings(session, database, prefs, process),
         rules(prefs),
         editor(rules, settings, ui) {}
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "schedule/schedule_plist.h"
+#include "schedule/schedule.h"
 
 namespace keldane {
 namespace {

@@ -52,7 +52,7 @@ class ArchiveRunTest : public ::testing::Test {
       : archiveDatabase(*server.session, quiet, process),
         prefs(folder / "prefs.plist"),
         connections(*server.session, archiveDatabase, prefs, quiet, process),
-        settings(*server.session, archiveDatabase, prefs, ui, process) {
+        settings(*server.session, archiveDatabase, prefs, process) {
     process.homePath = folder / "home";
     process.workFolder = folder / "work";
     std::filesystem::create_directories(folder / "home/Desktop");

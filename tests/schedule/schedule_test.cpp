@@ -13,7 +13,6 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "platform/process_tool_runner.h"
-#include "schedule/schedule_plist.h"
 #include "settings/property_list.h"
 #include "tests/settings/settings_rig.h"
 #include "tests/support/fake_environment.h"

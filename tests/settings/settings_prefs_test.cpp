@@ -195,7 +195,7 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
   EXPECT_EQ(*file.find("SUEnableAutomaticChecks"), PlistValue{false});
   EXPECT_EQ(file.text("SUPublicDSAKeyFile"), "dsa_pub.pem");
 
-  Settings next(rig.session, rig.database, file, rig.ui, rig.process);
+  Settings next(rig.session, rig.database, file, rig.process);
   next.getPrefs();
   EXPECT_EQ(next.user.schedHour, "04");
   EXPECT_EQ(next.user.scheddays, (std::array<int, 8>{0, 1, 0, 0, 0, 0, 0, 1}));
@@ -291,7 +291,7 @@ TEST(SavePreferences, TakesTheControlsIntoTheRow) {
 TEST(SavePreferences, TellsThatTheFileCannotBeWritten) {
   SettingsRig rig;
   PreferencesFile nowhere(rig.folder.write("file", "") + "/prefs.plist");
-  Settings settings(rig.session, rig.database, nowhere, rig.ui, rig.process);
+  Settings settings(rig.session, rig.database, nowhere, rig.process);
   const Faults faults = settings.savePreferences();
   ASSERT_EQ(faults.size(), 1U);
   EXPECT_EQ(faults[0].about, Fault::About::settings);

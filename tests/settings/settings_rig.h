@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "settings/settings.h"
-#include "tests/support/recording_user_interface.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
 
@@ -22,12 +21,11 @@ struct SettingsRigOver {
 
   TemporaryFolder folder;
   Session& session;
-  RecordingUserInterface ui;
   ProcessState process;
   Progress progress;
   ArchiveDatabase database{session, progress, process};
   PreferencesFile prefs{folder / "prefs.plist"};
-  Settings settings{session, database, prefs, ui, process};
+  Settings settings{session, database, prefs, process};
 };
 
 struct OwnScriptedSession {

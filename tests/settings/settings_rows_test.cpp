@@ -167,12 +167,6 @@ TEST(GetCategories, FillsTheThreeMenus) {
     EXPECT_THAT(menu->titles, ElementsAre("None", "Home", "Work"));
     EXPECT_EQ(menu->selected, 0U);
   }
-  rig.settings.setCatButton.selected = 2;
-  rig.settings.chooseSetCat();
-  EXPECT_EQ(rig.settings.catTextField, "Work");
-  rig.settings.setCatButton.selected = 0;
-  rig.settings.chooseSetCat();
-  EXPECT_EQ(rig.settings.catTextField, "");
 }
 
 TEST(GetCategories, LeavesTheMenusOnFailure) {
