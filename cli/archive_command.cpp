@@ -11,6 +11,7 @@
 
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/day_option.h"
 #include "cli/day_text.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
@@ -42,11 +43,6 @@ struct ArchiveOptions {
   std::string ledger;
   bool json = false;
 };
-
-std::string checkDay(const std::string& day) {
-  if (day.size() == 10 && readDay(day)) return "";
-  return "\"" + day + "\" is not a day; write it as YYYY-MM-DD";
-}
 
 std::string midnightOf(const std::string& day) {
   const std::optional<DayText> read = readDay(day);
@@ -151,10 +147,10 @@ Command archiveCommand(Program& program) {
           "message, or where a run that was cut off began. What became of each file and "
           "message stands in the ledger.",
       .options = {{"PATH", &options->paths, "Files and folders to import"},
-                  {"--from", &options->from, "Only messages from this day on (YYYY-MM-DD)", "DAY",
-                   checkDay},
-                  {"--to", &options->to, "Only messages before this day (YYYY-MM-DD)", "DAY",
-                   checkDay},
+                  {"--from", wholeDayInto(options->from, program),
+                   "Only messages from this day on (YYYY-MM-DD)", "DAY"},
+                  {"--to", wholeDayInto(options->to, program),
+                   "Only messages before this day (YYYY-MM-DD)", "DAY"},
                   {"--database", &options->database, "Archive into this database", "NAME"},
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},
                   {"--ledger", &options->ledger,

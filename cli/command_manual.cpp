@@ -50,9 +50,17 @@ A table that goes into a file or pipe has a tab between its cells.
 Dates in JSON and TSV are those of ISO 8601, whatever the settings say.
 When a limit has cut a list, standard error tells of how many.
 .PP
-Days are written 2024\-02\-28, 2024\-02 or 2024, and are included at both ends; the day of
+Days are written 2024\-02\-28, 2024\-02 or 2024, or as today, yesterday, 3d (three days ago), 2w or
+last\-month, and are included at both ends; the day of
 .B archive \-\-to
 alone is left out.
+.PP
+An
+.I ID
+may be
+.BR \- :
+then ids are read from standard input, one or several a line, or a list that this program has
+printed in any of its formats.
 )";
 
 constexpr std::string_view kClosing =

@@ -32,7 +32,13 @@ Command wholeProgram(Program& program) {
       .more =
           "A first argument that is a number other than 0 is a run by the schedule: it archives "
           "the chosen sources and ends.",
-      .options = {{"-q,--quiet", &program.terminal.quiet, "No progress line"}}};
+      .options = {
+          {"-q,--quiet", &program.terminal.quiet, "No progress line"},
+          {"--no-pager", &program.style.noPager, "Long output goes straight to the terminal"},
+          {.names = "--color",
+           .target = &program.style.color,
+           .help = "Colour: on a terminal (auto, as when not given), always or never",
+           .choices = {"auto", "always", "never"}}}};
   for (const Group& group : groups()) {
     for (Command (*const describe)(Program&) : group.commands) {
       root.commands.push_back(describe(program));

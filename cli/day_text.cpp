@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 
 #include <fmt/format.h>
 
@@ -9,6 +10,8 @@
 
 namespace keldane {
 namespace {
+
+constexpr std::size_t kMostCountDigits = 5;
 
 bool allDigits(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
@@ -26,9 +29,23 @@ std::optional<std::string> readPair(std::string_view text, std::size_t at, std::
 
 }  // namespace
 
-std::string checkDayText(const std::string& text) {
-  if (readDay(text)) return {};
-  return fmt::format("\"{}\" is not a date; write 2024-02-28, 2024-02 or 2024", printable(text));
+std::string dayOfWords(const std::string& text, const std::string& today) {
+  using namespace std::chrono;
+  const auto now =
+      year(leadingInt(today)) / leadingInt(today.substr(5)) / leadingInt(today.substr(8));
+  if (text == "last-month") {
+    const year_month before = now.year() / now.month() - months(1);
+    return fmt::format("{:04}-{:02}", int(before.year()), unsigned(before.month()));
+  }
+  int back = text == "today" ? 0 : text == "yesterday" ? 1 : -1;
+  const bool counts = text.size() > 1 && text.size() <= kMostCountDigits + 1 &&
+                      allDigits(std::string_view(text).substr(0, text.size() - 1));
+  if (counts && text.back() == 'd') back = leadingInt(text);
+  if (counts && text.back() == 'w') back = leadingInt(text) * 7;
+  if (back < 0) return text;
+  const year_month_day day = sys_days(now) - days(back);
+  return fmt::format("{:04}-{:02}-{:02}", int(day.year()), unsigned(day.month()),
+                     unsigned(day.day()));
 }
 
 std::string lastDayOfMonth(std::string_view year, std::string_view month) {

@@ -17,8 +17,9 @@ struct DayText {
 /// does not have.
 [[nodiscard]] std::optional<DayText> readDay(std::string_view text);
 
-/// Why a text is not such a day; empty when it is one.
-[[nodiscard]] std::string checkDayText(const std::string& text);
+/// Such a text for "today", "yesterday", "3d" and "2w" (so long ago) and "last-month"; any other
+/// text as it stands. `today` is "YYYY-MM-DD".
+[[nodiscard]] std::string dayOfWords(const std::string& text, const std::string& today);
 
 /// The number of the last day of a month, as two digits.
 [[nodiscard]] std::string lastDayOfMonth(std::string_view year, std::string_view month);

@@ -60,8 +60,9 @@ std::string relationText(const SweepResult::Entry& entry) {
                      entry.of);
 }
 
-void printCopies(const DuplicatesOptions& options, const SweepResult& found) {
-  const Pager pager(!options.json);
+void printCopies(const DuplicatesOptions& options, const SweepResult& found,
+                 const OutputStyle& style) {
+  const Pager pager(style, !options.json);
   if (options.json) {
     for (const SweepResult::Entry& entry : found.listed) printJson(jsonOf(entry));
     return;
@@ -144,7 +145,7 @@ void runDuplicates(const DuplicatesOptions& options, Program& program) {
   if (deletes) {
     printDeleted(options, found);
   } else if (found.error.empty()) {
-    printCopies(options, found);
+    printCopies(options, found, program.style);
     if (options.dryRun && !options.json) {
       fmt::print("{} would be deleted.\n",
                  countText(static_cast<long long>(found.copies), "duplicate"));

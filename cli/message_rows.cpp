@@ -105,8 +105,9 @@ namespace {
 
 /// Prints the list: on a terminal through the pager and fitted to its width. TSV has a line of
 /// titles, and no cell holds a tab or a line end.
-void printMessages(const std::vector<Emailrow>& list, RowFormat format, const TagsById& tags) {
-  const Pager pager(format != RowFormat::json);
+void printMessages(const std::vector<Emailrow>& list, RowFormat format, const TagsById& tags,
+                   const OutputStyle& style) {
+  const Pager pager(style, format != RowFormat::json);
   if (format == RowFormat::table) {
     std::fputs(table(list, pager).c_str(), stdout);
     return;
@@ -163,7 +164,7 @@ int showList(KeldaneController& controller, const ListRequest& request, const Ro
   std::fputs(found->complaint.c_str(), stderr);
   const Result<TagsById> tags = tagsFor(found->rows, format, session);
   if (!tags) return program.failSql(tags.error());
-  printMessages(found->rows, format, *tags);
+  printMessages(found->rows, format, *tags, program.style);
   // The list has been shown; without the file only the next narrowing fails, and tells so itself.
   if (const Result<void> kept = LastList(controller).save(found->rows); !kept) {
     (void)program.fail("the list is not kept for --within-last-list: " + kept.error());

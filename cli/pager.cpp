@@ -39,10 +39,13 @@ bool terminalTakesColor() {
 
 }  // namespace
 
-Pager::Pager(bool wanted) {
-  if (!wanted || ::isatty(STDOUT_FILENO) == 0) return;
+Pager::Pager(const OutputStyle& style, bool wanted) {
+  if (!wanted) return;
+  color_ = style.color == "always";
+  if (::isatty(STDOUT_FILENO) == 0) return;
   width_ = terminalWidth(STDOUT_FILENO);
-  color_ = terminalTakesColor();
+  color_ = color_ || (style.color != "never" && terminalTakesColor());
+  if (style.noPager) return;
   // A terminal that cannot move its cursor would be asked for a key press before each list.
   const std::string command = variableOr("PAGER", terminalTakesEscapes() ? "less -R" : "");
   if (!command.empty() && command != "cat" && canRun(command)) start(command);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/keldane_controller.h"
+#include "cli/pager.h"
 #include "cli/terminal_interface.h"
 #include "platform/desktop_host_services.h"
 #include "platform/local_main_queue.h"
@@ -55,6 +56,7 @@ class Program {
   SystemEnvironment environment;
   DesktopHostServices host;
   TerminalInterface terminal;
+  OutputStyle style;
   int exitStatus = kExitDone;
 
  private:

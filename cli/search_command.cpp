@@ -9,7 +9,7 @@
 #include "app/query_settings.h"
 #include "base/text.h"
 #include "cli/commands.h"
-#include "cli/day_text.h"
+#include "cli/day_option.h"
 #include "cli/last_list.h"
 #include "cli/message_rows.h"
 #include "cli/priority_option.h"
@@ -139,11 +139,11 @@ std::vector<CommandOption> conditionOptions(SearchCommandOptions& options) {
   return rows;
 }
 
-std::vector<CommandOption> dateOptions(SearchCommandOptions& options) {
+std::vector<CommandOption> dateOptions(SearchCommandOptions& options, const Program& program) {
   SearchWords& request = options.words;
   std::vector<CommandOption> dates = {
-      {"--since", &request.since, "From this day, month or year on", "DAY", checkDayText},
-      {"--until", &request.until, "To the end of this day, month or year", "DAY", checkDayText}};
+      {"--since", dayInto(request.since, program), "From this day, month or year on", "DAY"},
+      {"--until", dayInto(request.until, program), "To the end of this day, month or year", "DAY"}};
   std::vector<std::string> before = {"--since", "--until"};
   for (Shortcut& shortcut : options.shortcuts) {
     const std::string name = fmt::format("--{}", shortcut.word);
@@ -229,7 +229,7 @@ Command searchCommand(Program& program) {
     command.options.insert(command.options.end(), part.begin(), part.end());
   };
   add(conditionOptions(*options));
-  add(dateOptions(*options));
+  add(dateOptions(*options, program));
   add(furtherOptions(*options));
   std::vector<std::string> form;
   for (const CommandOption& option : command.options) form.push_back(option.names);

@@ -29,7 +29,7 @@ void listSearches(bool json, Program& program) {
     if (json) text += jsonLine({{"name", name}, {"statement", statement}});
     rows.push_back({name, statement});
   }
-  const Pager pager(!json);
+  const Pager pager(program.style, !json);
   if (!json)
     text = formatTable({{"NAME", false, 30}, {"STATEMENT", false, 0}}, rows, pager.width());
   std::fwrite(text.data(), 1, text.size(), stdout);

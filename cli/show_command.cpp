@@ -22,7 +22,7 @@ namespace keldane {
 namespace {
 
 struct ShowOptions {
-  std::uint32_t id = 0;
+  std::vector<std::string> ids;
   std::string database;
   std::string connection;
   bool text = false;
@@ -33,9 +33,8 @@ struct ShowOptions {
 };
 
 /// The row of the list that the message would have; nullopt, and the reason printed, without one.
-std::optional<Emailrow> findRow(const ShowOptions& options, KeldaneController& controller,
-                                Program& program) {
-  const std::uint32_t id = options.id;
+std::optional<Emailrow> findRow(std::uint32_t id, const ShowOptions& options,
+                                KeldaneController& controller, Program& program) {
   ServerSession& session = controller.session();
   const std::string sql = fmt::format("{}email WHERE id={}", selectListColumns("id"), id);
   const bool sent = session.query(sql);
@@ -63,17 +62,17 @@ std::string pageOfText(const Emailrow& row, const std::string& messageText) {
          "<pre>" + escapeMarkup(body) + "</pre>\n";
 }
 
-std::optional<std::string> rawSource(const ShowOptions& options, StoredSources& sources,
-                                     const SourceReading& reading, Program& program) {
-  Result<std::string> source = sources.fetch(options.id);
+std::optional<std::string> rawSource(std::uint32_t id, const ShowOptions& options,
+                                     StoredSources& sources, const SourceReading& reading,
+                                     Program& program) {
+  Result<std::string> source = sources.fetch(id);
   if (!source) {
     program.exitStatus = program.failSql(source.error());
     return std::nullopt;
   }
   if (source->size() < 2) {
-    program.exitStatus = program.fail(
-        fmt::format("the archive has no raw source of message {}; `keldane show {}` shows its text",
-                    options.id, options.id));
+    program.exitStatus = program.fail(fmt::format(
+        "the archive has no raw source of message {}; `keldane show {}` shows its text", id, id));
     return std::nullopt;
   }
   if (options.headers) {
@@ -104,17 +103,17 @@ std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
   const UserSettings& user = controller.settings().user;
   const SourceReading reading = sourceReading(user);
   StoredSources sources(controller.session(), reading);
-  if (options.source || options.headers) return rawSource(options, sources, reading, program);
+  if (options.source || options.headers) return rawSource(row.emailID, options, sources, reading, program);
   if (!options.html) {
-    const Result<std::string> text = sources.textForReader(options.id, row.emailDate, false);
-    if (!text) return unread(text.error(), options.id, program);
+    const Result<std::string> text = sources.textForReader(row.emailID, row.emailDate, false);
+    if (!text) return unread(text.error(), row.emailID, program);
     return withTags(*text, tags);
   }
-  const Result<std::string> source = sources.fetch(options.id);
-  if (!source) return unread(source.error(), options.id, program);
+  const Result<std::string> source = sources.fetch(row.emailID);
+  if (!source) return unread(source.error(), row.emailID, program);
   const MessageContent content = sources.readMessage(
-      options.id, *source, headerDate(user, program.environment, row.emailDate));
-  if (!content.messageText) return unread(content.error, options.id, program);
+      row.emailID, *source, headerDate(user, program.environment, row.emailDate));
+  if (!content.messageText) return unread(content.error, row.emailID, program);
   return standalonePage(content.html ? *content.html : pageOfText(row, *content.messageText));
 }
 
@@ -136,40 +135,56 @@ const char* keyOf(const ShowOptions& options) {
   return options.headers ? "headers" : "text";
 }
 
-void print(const ShowOptions& options, const Emailrow& row, const std::optional<TagRow>& tags,
-           const std::string& text) {
-  if (options.json) {
-    const nlohmann::ordered_json message = {{"id", row.emailID},
-                                            {"date", isoDate(row.emailDate)},
-                                            {"from", row.emailFrom},
-                                            {"to", row.emailTo},
-                                            {"subject", row.emailSubject},
-                                            {"mailbox", row.emailMailbox},
-                                            {"attachments", row.emailAtch},
-                                            {"tags", tagsJson(tags)},
-                                            {keyOf(options), text}};
-    printJson(message);
-    return;
+/// Prints messages one behind the other, in the pager from the first one on.
+class MessagePrinter {
+ public:
+  MessagePrinter(const ShowOptions& options, const OutputStyle& style)
+      : options_(options), style_(style) {}
+
+  void print(const Emailrow& row, const std::optional<TagRow>& tags, const std::string& text) {
+    if (options_.json) {
+      printJson({{"id", row.emailID},
+                 {"date", isoDate(row.emailDate)},
+                 {"from", row.emailFrom},
+                 {"to", row.emailTo},
+                 {"subject", row.emailSubject},
+                 {"mailbox", row.emailMailbox},
+                 {"attachments", row.emailAtch},
+                 {"tags", tagsJson(tags)},
+                 {keyOf(options_), text}});
+      return;
+    }
+    std::string shown = onTerminal_ ? terminalText(text) : text;
+    // A source is written as it is stored; any other text ends with its line.
+    if ((onTerminal_ || !options_.source) && !shown.ends_with('\n')) shown += '\n';
+    if (pager_ && !options_.source) shown.insert(0, "\n");
+    if (!pager_) pager_.emplace(style_);
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
   }
-  const bool onTerminal = ::isatty(STDOUT_FILENO) != 0;
-  const Pager pager;
-  std::string shown = onTerminal ? terminalText(text) : text;
-  // A source is written as it is stored; any other text ends with its line.
-  if ((onTerminal || !options.source) && !shown.ends_with('\n')) shown += '\n';
-  std::fwrite(shown.data(), 1, shown.size(), stdout);
-}
+
+ private:
+  const ShowOptions& options_;
+  const OutputStyle& style_;
+  const bool onTerminal_ = ::isatty(STDOUT_FILENO) != 0;
+  std::optional<Pager> pager_;
+};
 
 void runShow(const ShowOptions& options, Program& program) {
+  const auto ids = messageIds(options.ids, program);
+  if (!ids || ids->empty()) return;
   KeldaneController* controller = program.connected(options.connection, options.database);
   if (controller == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const std::optional<Emailrow> row = findRow(options, *controller, program);
-  std::optional<TagRow> tags;
-  if (!row || !findTags(options.id, controller->session(), tags, program)) return;
-  const auto text = read(options, *row, tags, *controller, program);
-  if (text) print(options, *row, tags, *text);
+  MessagePrinter printer(options, program.style);
+  for (const std::uint32_t id : *ids) {
+    const std::optional<Emailrow> row = findRow(id, options, *controller, program);
+    std::optional<TagRow> tags;
+    if (!row || !findTags(id, controller->session(), tags, program)) continue;
+    const auto text = read(options, *row, tags, *controller, program);
+    if (text) printer.print(*row, tags, *text);
+  }
 }
 
 }  // namespace
@@ -178,11 +193,8 @@ Command showCommand(Program& program) {
   auto options = std::make_shared<ShowOptions>();
   return {
       .name = "show",
-      .help = "Show a message of the archive",
-      .options = {{.names = "ID",
-                   .target = messageIdInto(options->id),
-                   .help = "Its id, as the lists show it",
-                   .required = true},
+      .help = "Show messages of the archive, one behind the other",
+      .options = {idArgument(options->ids),
                   {.names = "--text",
                    .target = &options->text,
                    .help = "Its whole text; this is the default",
@@ -199,7 +211,8 @@ Command showCommand(Program& program) {
                   {"--headers", &options->headers, "The headers of its source"},
                   {"--database", &options->database, "Look in this database", "NAME"},
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},
-                  {"--json", &options->json, "One JSON object with the text in it"}},
+                  {"--json", &options->json,
+                   "One JSON object a line for each, with the text in it"}},
       .run = [options, &program] { runShow(*options, program); }};
 }
 

@@ -7,7 +7,7 @@
 
 #include "base/shown_text.h"
 #include "cli/commands.h"
-#include "cli/day_text.h"
+#include "cli/day_option.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/search_options.h"
@@ -104,11 +104,12 @@ Command statsCommand(Program& program) {
   auto options = std::make_shared<StatsOptions>();
   return {.name = "stats",
           .help = "Report how many messages there are: by year, by sender, by recipient",
-          .options = {{"--since", &options->since,
-                       "From this day, month or year on: 2024-02-28, 2024-02 or 2024", "DAY",
-                       checkDayText},
-                      {"--until", &options->until, "To the end of this day, month or year", "DAY",
-                       checkDayText},
+          .options = {{"--since", dayInto(options->since, program),
+                       "From this day, month or year on: 2024-02-28, 2024-02, 2024, yesterday, 3d, "
+                       "2w or last-month",
+                       "DAY"},
+                      {"--until", dayInto(options->until, program),
+                       "To the end of this day, month or year", "DAY"},
                       {"--top", numberInto(options->top, 0, std::numeric_limits<unsigned>::max()),
                        "Length of the lists of senders and recipients (10)", "N"},
                       {"--mailboxes", &options->mailboxes, "List the mailboxes too"},

@@ -19,7 +19,6 @@ namespace {
 
 struct TagOptions {
   std::vector<std::string> given;
-  std::vector<std::uint32_t> ids;
   TagChange change;
   std::string database;
   std::string connection;
@@ -27,10 +26,13 @@ struct TagOptions {
 
 /// Answers the messages that were changed; nullopt when not all were.
 std::optional<std::vector<TaggedMessage>> changeTags(const TagOptions& options, Program& program) {
+  const auto ids = messageIds(options.given, program);
+  if (!ids) return std::nullopt;
+  if (ids->empty()) return std::vector<TaggedMessage>();
   program.exitStatus = kExitFailed;
   KeldaneController* controller = program.connected(options.connection, options.database);
   if (controller == nullptr) return std::nullopt;
-  TagResult result = tagMessages(controller->session(), options.ids, options.change);
+  TagResult result = tagMessages(controller->session(), *ids, options.change);
   if (!result.serverError.empty()) (void)program.failSql(result.serverError);
   if (!result.problem.empty()) (void)program.fail(result.problem);
   if (!result.complete()) return std::nullopt;
@@ -57,20 +59,6 @@ std::vector<CommandOption> placeOptions(TagOptions& options) {
           {"--connection", &options.connection, "Use this saved connection", "NAME"}};
 }
 
-CommandOption idArgument(TagOptions& options) {
-  const ValueReader take = [&options](const std::string& text) {
-    std::uint32_t id = 0;
-    std::string wrong = messageIdInto(id)(text);
-    if (wrong.empty()) options.ids.push_back(id);
-    return wrong;
-  };
-  return {.names = "ID",
-          .target = &options.given,
-          .help = "Id of a message, as lists show it",
-          .check = take,
-          .required = true};
-}
-
 }  // namespace
 
 Command tagCommand(Program& program) {
@@ -78,7 +66,7 @@ Command tagCommand(Program& program) {
   Command command = {
       .name = "tag",
       .help = "Give tags to messages; what is not named stays. An empty text takes a tag away",
-      .options = {idArgument(*options),
+      .options = {idArgument(options->given),
                   {"--category", &options->change.category, "Category"},
                   {.names = "--keywords",
                    .target = &options->change.keywords,
@@ -106,7 +94,7 @@ Command untagCommand(Program& program) {
   const std::vector<CommandOption> place = placeOptions(*options);
   return {.name = "untag",
           .help = "Take all tags from messages",
-          .options = {idArgument(*options), place[0], place[1]},
+          .options = {idArgument(options->given), place[0], place[1]},
           .run = [options, &program] { runUntag(*options, program); }};
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/day_text.h"
+
 namespace keldane {
 namespace {
 
@@ -53,6 +55,31 @@ TEST(SearchOptions, TheLastDayOfARangeIsTheLastOfItsMonth) {
     const Result<SearchRequest> request = searchRequestOf(words);
     ASSERT_TRUE(request);
     EXPECT_EQ(request->dates.lastDay, end);
+  }
+}
+
+TEST(SearchOptions, WordsForDaysCountBackFromToday) {
+  struct Case {
+    const char* word;
+    const char* today;
+    const char* day;
+  };
+  const Case cases[] = {
+      {"today", "2024-03-01", "2024-03-01"},
+      {"yesterday", "2024-03-01", "2024-02-29"},
+      {"yesterday", "2023-01-01", "2022-12-31"},
+      {"3d", "2024-03-02", "2024-02-28"},
+      {"2w", "2024-01-10", "2023-12-27"},
+      {"last-month", "2024-01-31", "2023-12"},
+      {"last-month", "2024-03-31", "2024-02"},
+      {"0d", "2024-03-01", "2024-03-01"},
+      {"d", "2024-03-01", "d"},
+      {"-1d", "2024-03-01", "-1d"},
+      {"999999d", "2024-03-01", "999999d"},
+      {"2024-02", "2024-03-01", "2024-02"},
+  };
+  for (const Case& each : cases) {
+    EXPECT_EQ(dayOfWords(each.word, each.today), each.day) << each.word << " on " << each.today;
   }
 }
 

@@ -250,6 +250,26 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
   }
 }
 
+TEST_F(TerminalProgram, IdsComeFromListsOfEveryFormat) {
+  const std::string keldane = "HOME='" + home() + "' '" KELDANE_PROGRAM "' ";
+  const auto shell = [](const std::string& command) {
+    return ProcessToolRunner().run({"/bin/sh", {"-c", command}, "", ""}).value();
+  };
+  for (const char* format : {"table", "tsv", "json"}) {
+    const std::string list = keldane + "search --and to=bob --format " + format + " | " + keldane;
+    EXPECT_EQ(shell(list + "tag - --category Piped").output, "3 messages tagged.\n") << format;
+    EXPECT_EQ(values(shell(list + "show --json -").output, "subject").size(), 3U) << format;
+    EXPECT_EQ(shell(list + "untag - 1").output, "Tags removed from 3 messages.\n") << format;
+  }
+  EXPECT_THAT(shell("echo 1 2 | " + keldane + "attachments -").output,
+              StartsWith("ID\tNO\tNAME\tTYPE\tSIZE\n1\t1\t"));
+  EXPECT_THAT(output({"show", "1", "3"}), AllOf(StartsWith("ID: 1\n"), HasSubstr("\n\nID: 3\n")));
+  const ToolOutcome wrong = shell("printf '1\nx\n' | " + keldane + "tag - --category x");
+  EXPECT_EQ(wrong.exitStatus, 2);
+  EXPECT_THAT(wrong.errorText, HasSubstr("standard input, line 2: \"x\" is not the id"));
+  EXPECT_EQ(shell(": | " + keldane + "untag -").output, "Tags removed from 0 messages.\n");
+}
+
 TEST_F(TerminalProgram, TheDescriptionsMadeOfItAreSound) {
   struct Case {
     const char* what;
@@ -506,6 +526,12 @@ TEST_F(TerminalProgram, AMessageCannotSteerTheTerminal) {
   const Result<std::string> list = readFile(paged);
   ASSERT_TRUE(list);
   EXPECT_THAT(*list, HasSubstr("Invoice"));
+  EXPECT_THAT(onTerminal({"list", "--no-pager"}, 60, "cat > " + paged), HasSubstr("Invoice"));
+  for (const auto& [color, bold] : {std::pair("auto", true), {"always", true}, {"never", false}}) {
+    const std::string text = onTerminal({"--color", color, "list"}, 60, "");
+    EXPECT_EQ(text.find("\x1B[1m") != std::string::npos, bold) << color;
+  }
+  EXPECT_THAT(output({"list", "--color=always"}), StartsWith("\x1B[1mID"));
 }
 
 }  // namespace
