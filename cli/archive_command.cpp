@@ -16,6 +16,7 @@
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/run_report.h"
+#include "cli/standard_input.h"
 
 namespace keldane {
 namespace {
@@ -49,10 +50,23 @@ std::string midnightOf(const std::string& day) {
   return read ? fmt::format("{}-{}-{} 00:00:00", read->year, read->month, read->day) : day;
 }
 
-/// Absolute paths of what is to be imported. Empty, and a message, when one of them is not there.
-std::vector<std::string> importPaths(const std::vector<std::string>& paths, Program& program) {
+/// Absolute paths of what is to be imported, with "-" as the file that `input` then holds. Empty,
+/// and a message, when one of them is not there.
+std::vector<std::string> importPaths(const std::vector<std::string>& paths,
+                                     std::unique_ptr<StandardInputFile>& input, Program& program) {
   std::vector<std::string> absolute;
   for (const std::string& path : paths) {
+    if (path == "-") {
+      if (input != nullptr) continue;
+      auto received = StandardInputFile::receive(supportFolder(program.controller().process()));
+      if (!received) {
+        program.exitStatus = program.fail(received.error());
+        return {};
+      }
+      input = std::move(*received);
+      absolute.push_back(input->path());
+      continue;
+    }
     std::error_code error;
     if (!std::filesystem::exists(path, error)) {
       program.exitStatus = program.fail(fmt::format("no such file or folder: {}", path));
@@ -106,8 +120,9 @@ void report(const ArchiveOptions& options, const RunReport& report, Program& pro
 }
 
 void runArchive(const ArchiveOptions& options, Program& program) {
+  std::unique_ptr<StandardInputFile> input;
   ArchiveRequest request;
-  request.paths = importPaths(options.paths, program);
+  request.paths = importPaths(options.paths, input, program);
   if (request.paths.empty() && !options.paths.empty()) return;
   request.ledgerPath = options.ledger;
   watchInterrupts();
@@ -146,7 +161,8 @@ Command archiveCommand(Program& program) {
           "A run over the chosen sources without --from begins at the day of the newest stored "
           "message, or where a run that was cut off began. What became of each file and "
           "message stands in the ledger.",
-      .options = {{"PATH", &options->paths, "Files and folders to import"},
+      .options = {{"PATH", &options->paths,
+                   "Files and folders to import; - is a message or an mbox from standard input"},
                   {"--from", wholeDayInto(options->from, program),
                    "Only messages from this day on (YYYY-MM-DD)", "DAY"},
                   {"--to", wholeDayInto(options->to, program),

@@ -10,6 +10,8 @@
 #include "cli/commands.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
+#include "cli/standard_input.h"
+#include "ingest/reading/message_file.h"
 #include "ingest/reading/message_reader.h"
 #include "mime/mail_source.h"
 
@@ -136,17 +138,13 @@ std::string readableText(const Json& message) {
   return out;
 }
 
-void inspectFile(const std::string& file, const InspectOptions& options, Program& program) {
-  Result<std::string> bytes = readFile(file);
-  if (!bytes) {
-    program.exitStatus = program.fail(bytes.error());
-    return;
-  }
+/// `file`: what the message is called.
+void inspectMessage(const std::string& file, const std::string& bytes,
+                    const InspectOptions& options, Program& program) {
   // The same steps as on the way into the archive, up to the engine.
-  std::string text = toUtf8(*bytes);
+  std::string text = toUtf8(bytes);
   mime::MailSource::Options reading;
-  reading.encoding =
-      isValidUtf8(*bytes) ? mime::SourceEncoding::utf8 : mime::SourceEncoding::latin1;
+  reading.encoding = isValidUtf8(bytes) ? mime::SourceEncoding::utf8 : mime::SourceEncoding::latin1;
   MessageTags tags;
   stripPlist(text, tags);
   Json parts = Json::array();
@@ -172,10 +170,42 @@ void inspectFile(const std::string& file, const InspectOptions& options, Program
   std::fputs((options.json ? jsonLine(message) : readableText(message)).c_str(), stdout);
 }
 
+void inspectFile(const std::string& file, const InspectOptions& options, Program& program) {
+  const Result<std::string> bytes = readFile(file);
+  if (!bytes) {
+    program.exitStatus = program.fail(bytes.error());
+    return;
+  }
+  inspectMessage(file, *bytes, options, program);
+}
+
+void inspectStandardInput(const InspectOptions& options, Program& program) {
+  const std::string bytes = readStandardInput();
+  if (bytes.empty()) {
+    program.exitStatus = program.fail("standard input holds nothing");
+    return;
+  }
+  if (!bytes.starts_with("From ")) {
+    inspectMessage("standard input", bytes, options, program);
+    return;
+  }
+  std::size_t number = 0;
+  for (MessagePiece& piece : cutAtSeparators(bytes)) {
+    // What is left of the separator.
+    deleteFirstLine(piece.bytes);
+    inspectMessage(fmt::format("standard input, message {}", ++number), piece.bytes, options,
+                   program);
+  }
+}
+
 void inspectFiles(const InspectOptions& options, Program& program) {
   for (const std::string& file : options.files) {
     try {
-      inspectFile(file, options, program);
+      if (file == "-") {
+        inspectStandardInput(options, program);
+      } else {
+        inspectFile(file, options, program);
+      }
     } catch (const std::bad_alloc&) {
       program.exitStatus = program.fail(file + ": There is not enough memory for this message.");
     }
@@ -190,7 +220,7 @@ Command inspectCommand(Program& program) {
           .help = "Show what the reader makes of message files; no database is touched",
           .options = {{.names = "FILE",
                        .target = &options->files,
-                       .help = "Message files",
+                       .help = "Message files; - is a message or an mbox from standard input",
                        .required = true},
                       {.names = "--json",
                        .target = &options->json,

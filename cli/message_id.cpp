@@ -1,6 +1,5 @@
 #include "cli/message_id.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <unordered_set>
@@ -9,6 +8,7 @@
 
 #include "base/text.h"
 #include "cli/program.h"
+#include "cli/standard_input.h"
 
 namespace keldane {
 namespace {
@@ -25,15 +25,6 @@ std::uint32_t idOf(const std::string& text) {
 
 std::string refusal(const std::string& text) {
   return fmt::format("\"{}\" is not the id of a message", printable(text));
-}
-
-std::string standardInput() {
-  std::string text;
-  char buffer[8192];
-  while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, stdin)) {
-    text.append(buffer, got);
-  }
-  return text;
 }
 
 /// The part of a line that holds its ids.
@@ -84,7 +75,7 @@ std::optional<std::vector<std::uint32_t>> messageIds(const std::vector<std::stri
   std::unordered_set<std::uint32_t> seen;
   for (const std::string& text : given) {
     const Result<std::vector<std::uint32_t>> read =
-        text == "-" ? idsOfText(standardInput()) : std::vector<std::uint32_t>{idOf(text)};
+        text == "-" ? idsOfText(readStandardInput()) : std::vector<std::uint32_t>{idOf(text)};
     if (!read) {
       (void)program.fail(read.error());
       program.exitStatus = kExitUsage;

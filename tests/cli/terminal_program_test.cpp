@@ -250,6 +250,35 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
   }
 }
 
+TEST_F(TerminalProgram, StandardInputIsReadAsAFile) {
+  const std::string other = TestServer::shared().freshDatabase("stdin");
+  const std::string ledger = home() + "/stdin.ledger";
+  const auto piped = [](const std::string& text, const std::string& command) {
+    const std::string file = home_->write("piped", text);
+    return ProcessToolRunner()
+        .run({"/bin/sh",
+              {"-c", "HOME='" + home() + "' '" KELDANE_PROGRAM "' " + command + " < " + file},
+              "",
+              ""})
+        .value();
+  };
+  const std::string mbox = std::string("From a\n") + kThird + "\nFrom b\n" + kInvoice + "\n";
+  const std::string archive = "archive - --json --database " + other + " --ledger " + ledger;
+  for (const auto& [text, archived] : {std::pair(std::string(kInvoice), 1), {mbox, 1}}) {
+    const ToolOutcome outcome = piped(text, archive);
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.errorText;
+    EXPECT_EQ(nlohmann::json::parse(outcome.output)["archived"], archived);
+    EXPECT_THAT(readFile(ledger).value(), HasSubstr("/Keldane/standard input."));
+  }
+  EXPECT_FALSE(fileExists(home() + "/Library/Application Support/Keldane/standard input.eml"));
+  EXPECT_FALSE(fileExists(home() + "/Library/Application Support/Keldane/standard input.mbox"));
+  EXPECT_EQ(piped("", archive).exitStatus, 1);
+  EXPECT_EQ(
+      values(piped(mbox, "inspect --json -").output, "file"),
+      (std::vector<nlohmann::json>{"standard input, message 1", "standard input, message 2"}));
+  EXPECT_EQ(values(piped(kThird, "inspect --json -").output, "subject").at(0), "Lunch");
+}
+
 TEST_F(TerminalProgram, IdsComeFromListsOfEveryFormat) {
   const std::string keldane = "HOME='" + home() + "' '" KELDANE_PROGRAM "' ";
   const auto shell = [](const std::string& command) {
