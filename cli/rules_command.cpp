@@ -11,6 +11,7 @@
 #include "cli/json_text.h"
 #include "cli/priority_option.h"
 #include "cli/program.h"
+#include "cli/rules_apply.h"
 #include "cli/text_table.h"
 
 namespace keldane {
@@ -310,34 +311,45 @@ Command ruleCommand(const char* name, const char* help, RuleOptions& options, st
 
 Command rulesCommand(Program& program) {
   auto options = std::make_shared<RuleOptions>();
+  auto apply = std::make_shared<RulesApplyOptions>();
   const std::vector<CommandOption> parts = ruleOptions(*options);
-  return {.name = "rules",
-          .help = "The rules that tag messages on their way into the archive, or keep them out",
-          .commands = {
-              {.name = "list",
-               .help = "Show them, in the order in which they work",
-               .options = {{"--json", &options->json, "One JSON object a line for each rule"}},
-               .run = [options, &program] { printRules(*options, program); }},
-              ruleCommand("show", "Show one of them whole", *options, 1,
-                          {{"--json", &options->json, "As a JSON object"}},
-                          [options, &program] { showRule(*options, program); }),
-              {.name = "add",
-               .help = "Add one behind the others, switched on",
-               .options = parts,
-               .run =
-                   [options, &program] {
-                     addRule(*options, program.controller().tagRules().newRule(), program);
-                   }},
-              ruleCommand("edit", "Change what is given; conditions replace the old ones", *options,
-                          1, parts, [options, &program] { editRule(*options, program); }),
-              ruleCommand("copy", "Add a copy, with what is given changed in it", *options, 1,
-                          parts, [options, &program] { copyRule(*options, program); }),
-              ruleCommand("remove", "Remove rules", *options, 0, {},
-                          [options, &program] { removeRules(*options, program); }),
-              ruleCommand("enable", "Switch rules on", *options, 0, {},
-                          [options, &program] { switchRules(*options, true, program); }),
-              ruleCommand("disable", "Switch rules off", *options, 0, {},
-                          [options, &program] { switchRules(*options, false, program); })}};
+  return {
+      .name = "rules",
+      .help = "The rules that tag messages on their way into the archive, or keep them out",
+      .commands = {
+          {.name = "list",
+           .help = "Show them, in the order in which they work",
+           .options = {{"--json", &options->json, "One JSON object a line for each rule"}},
+           .run = [options, &program] { printRules(*options, program); }},
+          ruleCommand("show", "Show one of them whole", *options, 1,
+                      {{"--json", &options->json, "As a JSON object"}},
+                      [options, &program] { showRule(*options, program); }),
+          {.name = "add",
+           .help = "Add one behind the others, switched on",
+           .options = parts,
+           .run =
+               [options, &program] {
+                 addRule(*options, program.controller().tagRules().newRule(), program);
+               }},
+          ruleCommand("edit", "Change what is given; conditions replace the old ones", *options, 1,
+                      parts, [options, &program] { editRule(*options, program); }),
+          ruleCommand("copy", "Add a copy, with what is given changed in it", *options, 1, parts,
+                      [options, &program] { copyRule(*options, program); }),
+          ruleCommand("remove", "Remove rules", *options, 0, {},
+                      [options, &program] { removeRules(*options, program); }),
+          ruleCommand("enable", "Switch rules on", *options, 0, {},
+                      [options, &program] { switchRules(*options, true, program); }),
+          ruleCommand("disable", "Switch rules off", *options, 0, {},
+                      [options, &program] { switchRules(*options, false, program); }),
+          {.name = "apply",
+           .help = "Run the rules over the messages that are stored: keywords are added, and a "
+                   "category, notes and a priority given where there are none",
+           .more = "Tags that a message has are never changed, and nothing is deleted. Conditions "
+                   "on the body go by the text that a search finds.",
+           .options = {{"--dry-run", &apply->dryRun, "Only show what would be tagged"},
+                       {"--database", &apply->database, "Use this database", "NAME"},
+                       {"--connection", &apply->connection, "Use this saved connection", "NAME"}},
+           .run = [apply, &program] { applyRules(*apply, program); }}}};
 }
 
 }  // namespace keldane

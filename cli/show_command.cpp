@@ -103,7 +103,8 @@ std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
   const UserSettings& user = controller.settings().user;
   const SourceReading reading = sourceReading(user);
   StoredSources sources(controller.session(), reading);
-  if (options.source || options.headers) return rawSource(row.emailID, options, sources, reading, program);
+  if (options.source || options.headers)
+    return rawSource(row.emailID, options, sources, reading, program);
   if (!options.html) {
     const Result<std::string> text = sources.textForReader(row.emailID, row.emailDate, false);
     if (!text) return unread(text.error(), row.emailID, program);

@@ -111,7 +111,8 @@ TagRow tagsAfter(const TagChange& change, const TagRow& before) {
   return storedForm(std::move(tags));
 }
 
-/// Why a text does not fit its column; empty when all do.
+}  // namespace
+
 std::string tooLong(const TagRow& tags) {
   for (const auto& [name, text] :
        {std::pair("category", &tags.category), std::pair("keywords", &tags.keywords)}) {
@@ -121,6 +122,8 @@ std::string tooLong(const TagRow& tags) {
   }
   return {};
 }
+
+namespace {
 
 /// Sees to it that the archive has all of these messages.
 bool hasMessages(ServerSession& session, const std::vector<std::uint32_t>& ids, TagResult& result) {

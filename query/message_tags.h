@@ -24,6 +24,8 @@ namespace keldane {
 
 /// The tags as they are stored: keywords in order, escaped quotes plain.
 [[nodiscard]] TagRow storedForm(TagRow tags);
+/// Why a text does not fit its column; empty when all do.
+[[nodiscard]] std::string tooLong(const TagRow& tags);
 
 /// Makes these, in the form in which they are stored, the tags of their message in place of all it
 /// had; without any tag its row goes. Fails with the server's words; after a refused insert the

@@ -50,18 +50,36 @@ void giveTags(const TagRule& rule, MessageTags& tags) {
   if (!tags.tagPriority.empty()) tags.tagPriority = rule.rulePriority;
 }
 
-}  // namespace
-
-RuleVerdict checkTagRules(const std::vector<TagRule>& tagRulesList, CurrentMessage& message) {
+/// Calls `give` with each rule that fires, up to one that excludes.
+template <typename Give>
+RuleVerdict eachFiring(const std::vector<TagRule>& tagRulesList, const CurrentMessage& message,
+                       const Give& give) {
   for (const TagRule& rule : tagRulesList) {
     if (rule.ruleActive == 0) continue;
     // Kept: an active rule without criteria ends the list, so that nothing behind it works.
     if (rule.ruleCriteria.empty()) return {};
     if (!fires(rule, message)) continue;
     if (rule.tagOrExclude != 0) return {true, rule.ruleDescription};
-    giveTags(rule, message.tags);
+    give(rule);
   }
   return {};
+}
+
+}  // namespace
+
+RuleVerdict checkTagRules(const std::vector<TagRule>& tagRulesList, CurrentMessage& message) {
+  return eachFiring(tagRulesList, message,
+                    [&message](const TagRule& rule) { giveTags(rule, message.tags); });
+}
+
+RuleVerdict tagsOfRules(const std::vector<TagRule>& tagRulesList, const CurrentMessage& message,
+                        MessageTags& tags) {
+  return eachFiring(tagRulesList, message, [&tags](const TagRule& rule) {
+    if (!rule.ruleCat.empty()) tags.tagCategory = rule.ruleCat;
+    tags.tagKeywords.append(" ").append(rule.ruleKeywords);
+    if (!rule.ruleNotes.empty()) tags.tagNotes = rule.ruleNotes;
+    if (leadingInt(rule.rulePriority) != 0) tags.tagPriority = rule.rulePriority;
+  });
 }
 
 }  // namespace keldane

@@ -40,4 +40,9 @@ struct RuleVerdict {
 [[nodiscard]] RuleVerdict checkTagRules(const std::vector<TagRule>& tagRulesList,
                                         CurrentMessage& message);
 
+/// What the rules hold for a message, whatever tags it has: of the fields that several name, the
+/// last one's. For messages that are stored already.
+[[nodiscard]] RuleVerdict tagsOfRules(const std::vector<TagRule>& tagRulesList,
+                                      const CurrentMessage& message, MessageTags& tags);
+
 }  // namespace keldane

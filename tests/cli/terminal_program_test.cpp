@@ -509,6 +509,33 @@ TEST_F(TerminalProgram, TagsAreGivenReadChangedAndTakenAway) {
   EXPECT_THAT(subjects({"search", "--with-tags"}), IsEmpty());
 }
 
+TEST_F(TerminalProgram, RulesAreAppliedToWhatIsStoredAndTouchNoTagThatIsThere) {
+  const auto tags = [](const char* id) {
+    return nlohmann::json::parse(output({"show", id, "--json"}))["tags"];
+  };
+  EXPECT_EQ(run({"rules", "apply"}).exitStatus, 1) << "there are none";
+  output({"rules", "add", "--name", "A", "--when", "subject contains INVOICE", "--category",
+          "Garden", "--keywords", "paid Green", "--notes", "by rule", "--priority", "low"});
+  output({"rules", "add", "--name", "B", "--when", "body contains noon", "--exclude"});
+  output({"tag", "1", "--category", "Tax", "--keywords", "green"});
+  EXPECT_EQ(output({"rules", "apply", "--dry-run"}),
+            "ID\tSUBJECT\tGETS\n"
+            "1\tInvoice 12\tnotes \"by rule\", priority Low, keyword \"paid\"\n"
+            "1 of 3 messages would be tagged.\n"
+            "1 stored message would be kept out by a rule today, and stays as it is.\n");
+  EXPECT_EQ(tags("1")["priority"], "none");
+  EXPECT_THAT(output({"rules", "apply"}), StartsWith("1 of 3 messages tagged.\n"));
+  EXPECT_EQ(tags("1").dump(), nlohmann::json({{"category", "Tax"},
+                                              {"keywords", {"green", "paid"}},
+                                              {"notes", "by rule"},
+                                              {"priority", "low"}})
+                                  .dump());
+  EXPECT_THAT(output({"rules", "apply"}), StartsWith("0 of 3 messages tagged.\n"));
+  EXPECT_TRUE(tags("3").is_null());
+  output({"rules", "remove", "A", "B"});
+  output({"untag", "1"});
+}
+
 TEST_F(TerminalProgram, DeletesDuplicatesOnlyWhenItIsTold) {
   const std::unique_ptr<ServerSession> session = TestServer::shared().connect();
   const std::string columns =
