@@ -54,8 +54,10 @@ class OutputRig : public testing::Test {
   }
   void addAttachment(int id, const std::string& type, const std::string& name,
                      const std::string& bytes) {
-    run(fmt::format("INSERT INTO attachments VALUES({},{},{},0,{})", id, quotedInline(type),
-                    quotedInline(name), quotedInline(bytes)));
+    std::string hex;
+    for (const char c : bytes) hex += fmt::format("{:02X}", static_cast<unsigned char>(c));
+    run(fmt::format("INSERT INTO attachments VALUES({},{},{},0,UNHEX('{}'))", id,
+                    quotedInline(type), quotedInline(name), hex));
   }
   MessageList ids(std::vector<std::uint32_t> given) {
     return listOfIds(*session, std::move(given));

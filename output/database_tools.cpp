@@ -1,0 +1,198 @@
+#include "output/database_tools.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <system_error>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "base/text.h"
+#include "output/output_file.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::size_t kLookedAtBytes = 5120;
+constexpr std::size_t kPieceBytes = 256 * 1024;
+constexpr const char* kNoSqlFile = "This is not a Keldane SQL file.";
+constexpr const char* kCancelled = "cancelled";
+constexpr std::size_t kMostWords = 2000;  ///< of a tool, for a message
+constexpr const char* kMostPacket = "--max_allowed_packet=500MB";
+
+/// MariaDB's newer packages have its own names alone.
+std::string otherName(const std::string& name) {
+  return name == "mysqldump" ? "mariadb-dump" : name == "mysql" ? "mariadb" : std::string();
+}
+
+std::string which(ToolRunner& tools, const std::string& name) {
+  ToolCall call;
+  call.program = "/usr/bin/which";
+  call.arguments = {name};
+  const Result<ToolOutcome> outcome = tools.run(call);
+  std::string found = outcome ? outcome->output : std::string();
+  removeAll(found, "\n");
+  removeAll(found, "\r");
+  return found;
+}
+
+/// A value between double quotes, as option files have them.
+std::string optionLine(const char* name, const std::string& value) {
+  std::string escaped = value;
+  replaceAll(escaped, "\\", "\\\\");
+  replaceAll(escaped, "\"", "\\\"");
+  replaceAll(escaped, "\n", "\\n");
+  replaceAll(escaped, "\r", "\\r");
+  return fmt::format("{}=\"{}\"\n", name, escaped);
+}
+
+std::string optionText(const ServerAddress& address) {
+  std::string text = "[client]\n";
+  if (address.host && !address.host->empty()) text += optionLine("host", *address.host);
+  if (address.user && !address.user->empty()) text += optionLine("user", *address.user);
+  if (address.password && !address.password->empty()) {
+    text += optionLine("password", *address.password);
+  }
+  if (address.socket && !address.socket->empty()) text += optionLine("socket", *address.socket);
+  if (address.port != 0) text += fmt::format("port={}\n", address.port);
+  return text;
+}
+
+Failure systemFailure(const std::string& path) {
+  return {path + ": " + std::generic_category().message(errno)};
+}
+
+/// The first line of an error, without the statement that the tool has put before it: that may be a
+/// whole message. All of what the tool has said when none is marked so.
+std::string_view firstError(std::string_view text) {
+  const std::size_t at = text.starts_with("ERROR") ? 0 : text.find("\nERROR");
+  if (at == std::string_view::npos) return text;
+  text.remove_prefix(at);
+  text = trimWhitespace(text);
+  return text.substr(0, text.find('\n'));
+}
+
+Failure toolFailure(const std::string& program, const ToolOutcome& outcome) {
+  std::string words = printable(trimWhitespace(firstError(outcome.errorText)));
+  if (words.size() > kMostWords) words = words.substr(0, kMostWords) + "...";
+  if (words.empty()) words = fmt::format("ended with status {}", outcome.exitStatus);
+  return {fmt::format("{} failed: {}", lastPathComponent(program), words)};
+}
+
+Failure missingTool(const char* what, const char* name, const std::string& found) {
+  return {fmt::format("{} failed.  Couldn't find the {} utility.  {}\n", what, name, found)};
+}
+
+}  // namespace
+
+FoundTool findTool(ToolRunner& tools, const std::string& name) {
+  FoundTool tool;
+  for (const std::string& asked : {"/usr/local/mysql/bin/" + name, name, otherName(name)}) {
+    if (asked.empty()) continue;
+    tool.found = which(tools, asked);
+    if (tool.found.ends_with("/" + std::string(lastPathComponent(asked)))) {
+      tool.path = tool.found;
+      return tool;
+    }
+  }
+  return tool;
+}
+
+Result<OptionFile> OptionFile::make(const ServerAddress& address, const std::string& folder) {
+  std::string path = folder + (folder.ends_with('/') ? "" : "/") + "keldane_login.XXXXXX";
+  const int fd = ::mkstemp(path.data());
+  if (fd < 0) return systemFailure(path);
+  OptionFile file(path);
+  const std::string text = optionText(address);
+  const bool written = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  if (::close(fd) != 0 || !written) return systemFailure(path);
+  return file;
+}
+
+OptionFile::~OptionFile() {
+  if (!path_.empty()) ::unlink(path_.c_str());
+}
+
+Result<void> runDatabaseTool(const ToolContext& context, const std::string& program,
+                             std::vector<std::string> arguments, PieceReader input,
+                             std::function<bool(std::string_view)> output) {
+  const Result<OptionFile> login = OptionFile::make(context.address, context.temporaryFolder);
+  if (!login) return Failure{login.error()};
+  ToolCall call;
+  call.program = program;
+  call.arguments = std::move(arguments);
+  call.arguments.insert(call.arguments.begin(), login->argument());
+  call.nextInput = std::move(input);
+  call.takeOutput = std::move(output);
+  call.cancelled = [&context] { return context.progress.cancelled(); };
+  const Result<ToolOutcome> outcome = context.tools.run(call);
+  if (!outcome) return Failure{outcome.error()};
+  if (context.progress.cancelled()) return Failure{kCancelled};
+  // Told to go on past errors, a tool may end well in spite of them.
+  const bool hasErred = outcome->errorText.starts_with("ERROR") ||
+                        outcome->errorText.find("\nERROR") != std::string::npos;
+  if (outcome->exitStatus != 0 || hasErred) return toolFailure(program, *outcome);
+  return {};
+}
+
+Result<SqlFile> inspectSqlFile(const std::string& path) {
+  const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
+  if (!beginning) return Failure{beginning.error()};
+  constexpr std::string_view kUse = "\nUSE ";
+  const std::size_t use = beginning->find(kUse);
+  if (use == std::string::npos) return Failure{kNoSqlFile};
+  SqlFile file;
+  // The blank before the name stays, as the question about the file has always shown it.
+  file.databaseName = beginning->substr(use + kUse.size() - 1);
+  file.databaseName.resize(std::min(file.databaseName.size(), file.databaseName.find(';')));
+  file.replaces = beginning->find("\nDROP TABLE ") != std::string::npos;
+  return file;
+}
+
+Result<void> importSQL(const ToolContext& context, const std::string& path) {
+  const FoundTool tool = findTool(context.tools, "mysql");
+  if (tool.path.empty()) return missingTool("Import", "mysql", tool.found);
+  if (const Result<SqlFile> file = inspectSqlFile(path); !file) return Failure{file.error()};
+  Result<PieceReader> pieces = readInPieces(path);
+  if (!pieces) return Failure{pieces.error()};
+  // Without the binary mode the tool takes the CR out of every CR LF of a message.
+  return runDatabaseTool(context, tool.path,
+                         {kMostPacket, "--default-character-set=utf8", "-f", "--binary-mode"},
+                         std::move(*pieces), {});
+}
+
+Result<void> backupSQL(const ToolContext& context, const std::string& databaseName,
+                       const std::string& path) {
+  const FoundTool tool = findTool(context.tools, "mysqldump");
+  if (tool.path.empty()) return missingTool("Export", "mysqldump", tool.found);
+  OutputFile file(path);
+  if (Result<void> opened = file.open(); !opened) return opened;
+  const Result<void> dumped =
+      runDatabaseTool(context, tool.path, {kMostPacket, "--databases", databaseName}, {},
+                      [&file](std::string_view piece) {
+                        file.write(piece);
+                        return !file.hasFailed();
+                      });
+  // Without room for its output the tool has only been ended.
+  if (file.hasFailed() || dumped) return file.commit();
+  return dumped;
+}
+
+Result<PieceReader> readInPieces(const std::string& path) {
+  const std::shared_ptr<std::FILE> file(std::fopen(path.c_str(), "rb"), [](std::FILE* opened) {
+    if (opened != nullptr) std::fclose(opened);
+  });
+  if (!file) return systemFailure(path);
+  const auto buffer = std::make_shared<std::string>(kPieceBytes, '\0');
+  return PieceReader([file, buffer, path](std::string_view& piece) -> Result<bool> {
+    const std::size_t got = std::fread(buffer->data(), 1, buffer->size(), file.get());
+    if (got == 0 && std::ferror(file.get()) != 0) return systemFailure(path);
+    piece = std::string_view(*buffer).substr(0, got);
+    return got > 0;
+  });
+}
+
+}  // namespace keldane
