@@ -8,6 +8,7 @@
 #include "mime/buffers/data_buffer.h"
 #include "mime/buffers/string_buffer.h"
 #include "mime/coding/uu.h"
+#include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {
 namespace {
@@ -28,19 +29,8 @@ std::string quotedPrintable(std::string_view text, bool entityMode = false) {
   return std::string(out.view());
 }
 
-/// All byte values, several times over, so that every group and line position meets every byte.
-std::string allBytes() {
-  std::string bytes;
-  for (int i = 0; i < 1024; ++i) bytes += static_cast<char>(i * 7 + i / 256);
-  return bytes;
-}
-
 TEST(Base64Decoder, RecoversWhatItCan) {
-  struct {
-    const char* name;
-    std::string text;
-    std::string bytes;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"line end and stray byte", "QU\r\nJ*D", "ABC"},
       {"stops at the first padding", "QUI=QUI=", "AB"},
       {"stops at a NUL", "QUJD\0QUJD"s, "ABC"},
@@ -53,7 +43,7 @@ TEST(Base64Decoder, RecoversWhatItCan) {
       {"highest sextets", "////++++", "\xFF\xFF\xFF\xFB\xEF\xBE"},
       {"nothing", "", ""},
   };
-  for (const auto& row : rows) EXPECT_EQ(base64(row.text), row.bytes) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(base64(row.in), row.out) << row.name;
 }
 
 TEST(Base64Decoder, AppendsAndGivesArrays) {
@@ -89,11 +79,7 @@ TEST(Base64Encoder, WritesFullLinesThatDecodeToTheSameBytes) {
 }
 
 TEST(QuotedPrintableDecoder, FollowsEachLine) {
-  struct {
-    const char* name;
-    std::string text;
-    std::string bytes;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"escape and soft break", "a=3Db=\r\nc", "a=bc"},
       {"blank in front of a soft break, blanks at the end", "a =\r\nb  \r\n", "a b\r\n"},
       {"blanks behind a soft break", "a= \t\r\nb", "ab"},
@@ -118,7 +104,7 @@ TEST(QuotedPrintableDecoder, FollowsEachLine) {
       {"encoded line end", "a=0D=0Ab", "a\r\nb"},
       {"nothing", "", ""},
   };
-  for (const auto& row : rows) EXPECT_EQ(quotedPrintable(row.text), row.bytes) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(quotedPrintable(row.in), row.out) << row.name;
 }
 
 TEST(QuotedPrintableDecoder, TellsThatNothingWasThere) {
@@ -130,11 +116,7 @@ TEST(QuotedPrintableDecoder, TellsThatNothingWasThere) {
 }
 
 TEST(QuotedPrintableDecoder, EntityMode) {
-  struct {
-    const char* name;
-    std::string text;
-    std::string bytes;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"entity", "x=0020AC;y", "x&#8364;y"},
       {"longest", "=00FFFF;", "&#65535;"},
       {"shortest", "=000000;", "&#0;"},
@@ -149,7 +131,7 @@ TEST(QuotedPrintableDecoder, EntityMode) {
        "20G0;"s},
       {"other escapes", "=41=3D", "A="},
   };
-  for (const auto& row : rows) EXPECT_EQ(quotedPrintable(row.text, true), row.bytes) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(quotedPrintable(row.in, true), row.out) << row.name;
 }
 
 TEST(QuotedPrintableEncoder, ComesBackUnchanged) {
@@ -190,11 +172,7 @@ TEST(UuDecoder, ReadsFilesOneAfterTheOther) {
 }
 
 TEST(UuDecoder, CutAndDamagedLines) {
-  struct {
-    const char* name;
-    const char* lines;
-    const char* bytes;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"no end line", "#0V%T\n", "Cat"},          {"length beyond the line", "M0V%T\n", "Cat"},
       {"length below the line", "!0V%T\n", "C"},  {"cut group", "#0V\n", "C`"},
       {"empty lines", "\n\n#0V%T\n\nend", "Cat"},
@@ -202,8 +180,8 @@ TEST(UuDecoder, CutAndDamagedLines) {
   for (const auto& row : rows) {
     DataBuffer out;
     StringBuffer name;
-    Uu::uu_decode2(std::string("begin 644 x\n") + row.lines, out, name);
-    EXPECT_EQ(out.view().substr(0, std::string_view(row.bytes).size()), row.bytes) << row.name;
+    Uu::uu_decode2(std::string("begin 644 x\n") + row.in, out, name);
+    EXPECT_EQ(out.view().substr(0, std::string_view(row.out).size()), row.out) << row.name;
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/psdk.h"
+#include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {
 namespace {
@@ -52,11 +53,7 @@ TEST(ContentType, KeepsParametersOfAnyLength) {
 }
 
 TEST(ContentType, TakesValuesApart) {
-  struct {
-    const char* name;
-    const char* value;
-    const char* summary;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"plain", "Text/Plain", "text/plain|cs=0"},
       {"type in quotes", "\"text/plain\"; charset=utf-8", "text/plain|cs=65001"},
       {"quoted charset", "text/plain; charset=\"utf-8\"; name=x", "text/plain|cs=65001|name=x"},
@@ -89,7 +86,7 @@ TEST(ContentType, TakesValuesApart) {
       {"nothing", "", "|cs=0"},
       {"parameters only", "; name=x", "|cs=0|name=x"},
   };
-  for (const auto& row : rows) EXPECT_EQ(read(row.value), row.summary) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(read(row.in), row.out) << row.name;
 }
 
 TEST(ContentType, ForgetsTheOldValueButNotTheCharset) {

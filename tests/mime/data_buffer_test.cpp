@@ -13,47 +13,6 @@ namespace {
 
 using namespace std::string_view_literals;
 
-TEST(DataBufferGrowth, ByTiers) {
-  struct {
-    const char* name;
-    std::uint32_t size;
-    std::uint32_t wanted;
-    std::uint32_t growth;
-  } const rows[] = {
-      {"small", 10, 5, 20000},
-      {"small, much wanted", 10, 30000, 30000},
-      {"50000", 50000, 5, 50000},
-      {"50000, much wanted", 50000, 60000, 60000},
-      {"100000", 100000, 5, 100000},
-      {"a million", 1000000, 100000, 1000000},
-      {"two million", 2999999, 5, 2000000},
-      {"twelve million, more wanted", 12000000, 13000000, 13000000},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    DataBuffer db;
-    ASSERT_TRUE(db.ensureBuffer(row.size));
-    ASSERT_NE(db.reserveTail(row.size), nullptr);
-    db.commitTail(row.size);
-    ASSERT_EQ(db.getCapacity(), row.size);
-    ASSERT_NE(db.reserveTail(row.wanted), nullptr);
-    EXPECT_EQ(db.getCapacity(), row.size + row.growth);
-  }
-}
-
-TEST(DataBufferGrowth, SingleBytesHaveALadderOfTheirOwn) {
-  DataBuffer db;
-  std::string capacities;
-  std::uint32_t last = 0;
-  for (int i = 0; i < 12000; ++i) {
-    ASSERT_TRUE(db.appendChar('x'));
-    if (db.getCapacity() == last) continue;
-    last = db.getCapacity();
-    capacities += std::to_string(last) + " ";
-  }
-  EXPECT_EQ(capacities, "64 320 1344 11344 21344 ");
-}
-
 TEST(DataBufferGrowth, RefusesFourGigabytes) {
   DataBuffer db;
   db.append("kept"sv);
@@ -127,7 +86,6 @@ TEST(DataBuffer, DetectsObviousCodePages) {
       {"more than 32 NULs", manyNuls, 1200},
       {"one NUL in seven bytes", std::string("abc\0efg", 7), 1200},
       {"one NUL in sixteen bytes", std::string("abc\0efghijklmnop", 16), -1},
-      {"plain", "hello", -1},
       {"nothing", "", -1},
   };
   for (const auto& row : rows) {

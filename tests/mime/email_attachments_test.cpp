@@ -118,11 +118,7 @@ TEST(MailItems, AreListed) {
 }
 
 TEST(AttachmentName, IsTheFirstThatIsThere) {
-  const struct {
-    const char* name;
-    std::string attachment;
-    std::string expected;
-  } rows[] = {
+  const TextRow rows[] = {
       {"disposition before name",
        part("application/x; name=n.txt", "x", "Content-Disposition: attachment; filename=d.txt\n"),
        "d.txt"},
@@ -143,8 +139,8 @@ TEST(AttachmentName, IsTheFirstThatIsThere) {
   };
   for (const auto& row : rows) {
     TnoEmail email;
-    ASSERT_TRUE(email.SetFromMimeText(mixedWith(row.attachment)));
-    EXPECT_EQ(email.GetAttachmentFilename(0).value_or("(failed)"), row.expected) << row.name;
+    ASSERT_TRUE(email.SetFromMimeText(mixedWith(row.in)));
+    EXPECT_EQ(email.GetAttachmentFilename(0).value_or("(failed)"), row.out) << row.name;
   }
 }
 

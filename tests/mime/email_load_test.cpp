@@ -45,16 +45,12 @@ Email2::Part load(const std::string& text, bool isUtf8 = false) {
 
 std::string shapeOf(const std::string& text) { return shape(*load(text)); }
 
-struct ShapeRow {
-  const char* name;
-  std::string text;
-  std::string expected;
-};
-
+const std::string kAppleDouble = mail(multi(
+    "mixed", {kPlain, multi("appledouble", {part("application/applefile", "resource"), kImage})}));
 const std::string kUuFile = "begin 644 cat.txt\n#0V%T\n`\nend\n";
 
 TEST(LoadedMail, IsRepaired) {
-  const ShapeRow rows[] = {
+  const TextRow rows[] = {
       {"AttachmentAloneGetsAText",
        mail(part("image/png", "bytes", "Content-Disposition: attachment; filename=a\n")),
        "multipart/mixed[text/plain() image/png(bytes)]"},
@@ -79,14 +75,9 @@ TEST(LoadedMail, IsRepaired) {
        "multipart/mixed[multipart/related[text/html(<p>html)] image/png(png bytes)]"},
       {"UuFile", mail(part("text/plain", "see\n" + kUuFile + "bye\n")),
        "multipart/mixed[text/plain(see\r\n) text/plain(Cat)]"},
-      {"UuTwoFiles", mail(part("text/plain", kUuFile + kUuFile)),
-       "multipart/mixed[text/plain() text/plain(Cat) text/plain(Cat)]"},
       {"TalkAboutUu", mail(part("text/plain", "write begin 644 x\nat the top\n")),
        "text/plain(write begin 644 x\r\nat the top\r\n)"},
-      {"AppleDouble",
-       mail(multi("mixed", {kPlain, multi("appledouble",
-                                          {part("application/applefile", "resource"), kImage})})),
-       "multipart/mixed[text/plain(plain) image/png(png bytes)]"},
+      {"AppleDouble", kAppleDouble, "multipart/mixed[text/plain(plain) image/png(png bytes)]"},
       {"XUuencodePart",
        mail(multi("mixed", {kPlain, part("application/x", kUuFile,
                                          "Content-Transfer-Encoding: X-UUencode\n")})),
@@ -100,24 +91,18 @@ TEST(LoadedMail, IsRepaired) {
                                          "Content-Disposition: attachment; filename=a.PDF\n")})),
        "multipart/mixed[text/plain(plain) application/pdf(%PDF-1)]"},
   };
-  for (const ShapeRow& row : rows) {
+  for (const TextRow& row : rows) {
     SCOPED_TRACE(row.name);
-    EXPECT_EQ(shapeOf(row.text), row.expected);
+    EXPECT_EQ(shapeOf(row.in), row.out);
   }
 }
 
-TEST(LoadedMail, NamesUuencodedFiles) {
+TEST(LoadedMail, MakesAttachmentsOfWhatItTakesOut) {
   const Email2::Part email = load(mail(part("text/plain", kUuFile)));
   ASSERT_EQ(email->getNumParts(), 2);
   EXPECT_EQ(email->getPart(1)->filename(), "cat.txt");
   EXPECT_TRUE(email->getPart(1)->isEmailAttachment(true));
-}
-
-TEST(LoadedMail, MakesAppleFileAnAttachment) {
-  const Email2::Part email = load(mail(
-      multi("mixed",
-            {kPlain, multi("appledouble", {part("application/applefile", "resource"), kImage})})));
-  EXPECT_TRUE(email->getPart(1)->isAttachmentDisposition());
+  EXPECT_TRUE(load(kAppleDouble)->getPart(1)->isAttachmentDisposition());
 }
 
 // ---- Bodies of unknown charset
@@ -140,10 +125,6 @@ TEST(LoadedBody, IsUtf8) {
        65001},
       {"QpUtf8CutAtTheEnd", "Content-Transfer-Encoding: quoted-printable\n", "=D0=BC=D0=BC=D0",
        "ммÐ", 65001},
-      {"Declared",
-       "Content-Type: text/plain; charset=iso-8859-1\n"
-       "Content-Transfer-Encoding: quoted-printable\n",
-       "caf=E9", "café", 28591},
       {"WideWithBom", "Content-Type: text/plain\nContent-Transfer-Encoding: base64\n", "//5hAOkA",
        "a\xC3\xA9", 65001},
       {"WideHtmlUnmarked", "Content-Type: text/html\nContent-Transfer-Encoding: base64\n",
@@ -291,11 +272,6 @@ TEST(LoadedHeader, IsTheSameFieldByFieldAsByItsText) {
 // ---- Hostile trees
 
 TEST(LoadedMail, StaysShallowWhateverTheTree) {
-  const auto repeat = [](const std::string& text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i) all += text;
-    return all;
-  };
   const std::string alternative = multi("alternative", {kPlain, kHtml});
   struct {
     const char* name;
@@ -310,11 +286,11 @@ TEST(LoadedMail, StaysShallowWhateverTheTree) {
            multi("mixed", std::vector<std::string>(1500, multi("related", {alternative, kImage})))),
        0, 5},
       {"texts", mail(multi("mixed", std::vector<std::string>(9000, kPlain))), 0, 9000 * 7 - 2},
-      {"uuencoded files", mail(part("text/plain", repeat("begin 644 x\n#0V%T\n`\nend\n", 20000))),
+      {"uuencoded files", mail(part("text/plain", repeated("begin 644 x\n#0V%T\n`\nend\n", 20000))),
        kMaxUuFiles, 0},
-      {"beginnings of such", mail(part("text/plain", repeat("begin 6", 100000))), 0, 700000},
+      {"beginnings of such", mail(part("text/plain", repeated("begin 6", 100000))), 0, 700000},
       {"nesting",
-       repeat("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml, 0, 0},
+       repeated("Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\n", 5000) + kHtml, 0, 0},
   };
   for (const auto& row : rows) {
     const Email2::Part email = load(row.text);

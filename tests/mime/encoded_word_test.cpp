@@ -10,6 +10,7 @@
 #include "mime/buffers/psdk.h"
 #include "mime/buffers/string_buffer.h"
 #include "mime/coding/content_coding.h"
+#include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {
 namespace {
@@ -24,11 +25,7 @@ std::string toUtf8(std::string_view text) {
 }
 
 TEST(EncodedWords, BecomeUtf8) {
-  struct {
-    const char* name;
-    const char* value;
-    std::string text;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"blank between words", "=?utf-8?Q?a_b?= =?utf-8?Q?c?=", "a bc"},
       {"tab between words", "=?utf-8?Q?a?= \t =?utf-8?Q?b?=", "ab"},
       {"latin", "=?iso-8859-1?Q?caf=E9?=", "café"},
@@ -61,16 +58,12 @@ TEST(EncodedWords, BecomeUtf8) {
       {"begins like a word", "a =? b", "a "},
   };
   TnSettings::setAnsiCodePage(1252);
-  for (const auto& row : rows) EXPECT_EQ(toUtf8(row.value), row.text) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(toUtf8(row.in), row.out) << row.name;
   TnSettings::setAnsiCodePage(0);
 }
 
 TEST(EncodedWords, QDecoderDropsWhatMayNotStand) {
-  struct {
-    const char* name;
-    std::string text;
-    std::string bytes;
-  } const rows[] = {
+  const TextRow rows[] = {
       {"underscore", "a_b", "a b"},
       {"escape at the end", "a=4", "a=4"},
       {"escape with one place", "=", "="},
@@ -81,8 +74,8 @@ TEST(EncodedWords, QDecoderDropsWhatMayNotStand) {
   };
   for (const auto& row : rows) {
     DataBuffer out;
-    ContentCoding().Q_Decode(row.text.data(), row.text.size(), out);
-    EXPECT_EQ(out.view(), row.bytes) << row.name;
+    ContentCoding().Q_Decode(row.in.data(), row.in.size(), out);
+    EXPECT_EQ(out.view(), row.out) << row.name;
   }
 }
 

@@ -10,15 +10,10 @@
 #include "mime/tno_email.h"
 #include "mime/tno_mime.h"
 #include "mime/tree/mime_message.h"
+#include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {
 namespace {
-
-std::string times(int count, std::string_view unit) {
-  std::string all;
-  for (int i = 0; i < count; ++i) all += unit;
-  return all;
-}
 
 std::string logText(const _tnLogger& log) {
   StringBuffer text;
@@ -36,25 +31,28 @@ TEST(Limits, KeepAsTextWhatLiesBeyondThem) {
     std::string beyond;
     const char* logged;
   } rows[] = {
-      {"fields", times(kMaxFields - 1, "a:\r\n") + "X-Last: 1\r\n\r\nbody",
-       times(kMaxFields, "a:\r\n") + "X-Last: 1\r\n\r\nbody", "Too many header fields"},
+      {"fields", repeated("a:\r\n", kMaxFields - 1) + "X-Last: 1\r\n\r\nbody",
+       repeated("a:\r\n", kMaxFields) + "X-Last: 1\r\n\r\nbody", "Too many header fields"},
       {"fields of all parts",
-       kMixed + "--b\r\n" + times(kMaxFields - 2, "a:\r\n") +
+       kMixed + "--b\r\n" + repeated("a:\r\n", kMaxFields - 2) +
            "\r\nx\r\n--b\r\nX-Last: 1\r\n\r\n--b--",
-       kMixed + "--b\r\n" + times(kMaxFields - 1, "a:\r\n") +
+       kMixed + "--b\r\n" + repeated("a:\r\n", kMaxFields - 1) +
            "\r\nx\r\n--b\r\nX-Last: 1\r\n\r\n--b--",
        "Too many header fields"},
-      {"parameters of a type", "Content-Type: a/b;" + times(kMaxParameters - 1, "a=;") + "X-Last=1",
-       "Content-Type: a/b;" + times(kMaxParameters, "a=;") + "X-Last=1", "Too many parameters"},
+      {"parameters of a type",
+       "Content-Type: a/b;" + repeated("a=;", kMaxParameters - 1) + "X-Last=1",
+       "Content-Type: a/b;" + repeated("a=;", kMaxParameters) + "X-Last=1", "Too many parameters"},
       {"parameters of a disposition",
-       "Content-Disposition: inline;" + times(kMaxParameters - 1, "a=;") + "X-Last=1",
-       "Content-Disposition: inline;" + times(kMaxParameters, "a=;") + "X-Last=1",
+       "Content-Disposition: inline;" + repeated("a=;", kMaxParameters - 1) + "X-Last=1",
+       "Content-Disposition: inline;" + repeated("a=;", kMaxParameters) + "X-Last=1",
        "Too many parameters"},
-      {"quoted strings", "Content-Type: a/b;" + times(kMaxQuotedStrings - 1, "\"\"") + "\"X-Last\"",
-       "Content-Type: a/b;" + times(kMaxQuotedStrings, "\"\"") + "\"X-Last\"",
+      {"quoted strings",
+       "Content-Type: a/b;" + repeated("\"\"", kMaxQuotedStrings - 1) + "\"X-Last\"",
+       "Content-Type: a/b;" + repeated("\"\"", kMaxQuotedStrings) + "\"X-Last\"",
        "Too many parameters"},
-      {"parts", kMixed + times(kMaxParts - 1, "--b\r\n\r\nabc\r\n") + "--b\r\n\r\nX-Last\r\n--b--",
-       kMixed + times(kMaxParts, "--b\r\n\r\nabc\r\n") + "--b\r\n\r\nX-Last\r\n--b--",
+      {"parts",
+       kMixed + repeated("--b\r\n\r\nabc\r\n", kMaxParts - 1) + "--b\r\n\r\nX-Last\r\n--b--",
+       kMixed + repeated("--b\r\n\r\nabc\r\n", kMaxParts) + "--b\r\n\r\nX-Last\r\n--b--",
        "Too many parts"},
   };
   for (const auto& row : rows) {
@@ -81,7 +79,7 @@ TEST(Limits, PartsBeyondAreTheLastPartsText) {
   MimeMessage2 mime;
   const std::string beyond = "X: y\r\n\r\nlast\r\n--b\r\n\r\nmore";
   ASSERT_TRUE(mime.loadMimeComplete(
-      kMixed + times(limits::kMaxParts, "--b\r\n\r\nabc\r\n") + "--b\r\n" + beyond + "\r\n--b--",
+      kMixed + repeated("--b\r\n\r\nabc\r\n", limits::kMaxParts) + "--b\r\n" + beyond + "\r\n--b--",
       log, false));
   ASSERT_EQ(mime.getNumParts(), limits::kMaxParts + 1);
   const MimeMessage2& last = *mime.getPart(limits::kMaxParts);
@@ -92,7 +90,7 @@ TEST(Limits, PartsBeyondAreTheLastPartsText) {
 TEST(Limits, AddressesBeyondAreTheLastEntry) {
   _tnLogger log;
   ExtPtrArray<_tnEmailAddress> list;
-  const std::string text = times(limits::kMaxAddresses, "a@b,");
+  const std::string text = repeated("a@b,", limits::kMaxAddresses);
   EXPECT_TRUE(_tnEmailAddress::parseAndLoadList(text, list, 0, log));
   EXPECT_EQ(list.getSize(), limits::kMaxAddresses);
   list.removeAllObjects();

@@ -1,9 +1,17 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace keldane::mime {
+
+/// A named case: what is given, and what comes of it.
+struct TextRow {
+  const char* name;
+  std::string in;
+  std::string out;
+};
 
 /// Texts of mails for tests, CR LF throughout.
 
@@ -42,6 +50,19 @@ inline std::string mail(const std::string& entityText) {
 
 inline const std::string kPlain = part("text/plain", "plain");
 inline const std::string kHtml = part("text/html", "<p>html");
+
+inline std::string repeated(std::string_view unit, std::size_t times) {
+  std::string all;
+  for (std::size_t i = 0; i < times; ++i) all += unit;
+  return all;
+}
+
+/// All byte values, several times over, so that every group and line position meets every byte.
+inline std::string allBytes() {
+  std::string bytes;
+  for (int i = 0; i < 1024; ++i) bytes += static_cast<char>(i * 7 + i / 256);
+  return bytes;
+}
 
 /// Stands for an answer that was not given.
 inline const std::string kNone = "(none)";

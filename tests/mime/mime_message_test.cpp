@@ -170,9 +170,7 @@ TEST(MimeMessage2, GivesATreeForBrokenMail) {
        "multipart/mixed(--b\r\n\r\nabcde)", ""},
       {"boundary never found", multipart("--c\r\n\r\nabcde"), "multipart/mixed(--c\r\n\r\nabcde)",
        ""},
-      {"empty header", multipart("--b\r\n\r\nabc\r\n--b--"), "multipart/mixed[(abc)]", ""},
       {"unknown transfer encoding", "Content-Transfer-Encoding: x-y\r\n\r\nQUJD", "(QUJD)", ""},
-      {"broken base64", "Content-Transfer-Encoding: base64\r\n\r\nQ*UJD=x", "(ABC)", ""},
       {"uuencode without a file", "Content-Transfer-Encoding: uuencode\r\n\r\nnothing", "(nothing)",
        ""},
       {"uuencode", "Content-Transfer-Encoding: uuencode\r\n\r\nbegin 644 x\r\n#04)#\r\nend\r\n",
@@ -304,7 +302,6 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
        "us-ascii"},
       {"UTF-8 under a Latin-1 label is encoded twice",
        "Content-Type: text/plain; charset=iso-8859-1\r\n", "é", "Ã©", "iso-8859-1"},
-      {"iso-8859-2", "Content-Type: text/plain; charset=iso-8859-2\r\n", "\xB1", "ą", "iso-8859-2"},
       {"attachment",
        "Content-Type: text/plain; charset=iso-8859-1\r\n"
        "Content-Disposition: Attachment\r\n",
@@ -326,8 +323,6 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
       {"base64 with a charset", b64 + "Content-Type: text/plain; charset=windows-1251\r\n",
        "4g==", "в", "windows-1251"},
       {"base64 without a charset", b64, "6Q==", "\xE9", ""},
-      {"QP", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "caf=E9", "café",
-       "iso-8859-1"},
       {"QP, UTF-8 with a wrong label and a word of it",
        qp + "Content-Type: text/html; charset=iso-8859-1\r\n", "<meta utf-8>=C3=A9",
        "<meta utf-8>é", "iso-8859-1"},
@@ -513,26 +508,6 @@ TEST(MimeMessage2, StaysLinearOverPartsAndNearBoundaries) {
   const std::string boundary(500, '-');
   EXPECT_TRUE(load(mime, multipart(std::string(2000000, '-'), boundary)));
   EXPECT_EQ(mime.getNumParts(), 0);
-}
-
-TEST(MimeMessage2, TellsTheStoryOfALoadInCallOrder) {
-  _tnLogger log;
-  log.setVerbose(true);
-  MimeMessage2 mime;
-  ASSERT_TRUE(
-      mime.loadMimeComplete("From x\n" + replaced(multipart("nothing"), "\r\n", "\n"), log, false));
-  StringBuffer text;
-  log.getText(text);
-  std::size_t at = 0;
-  for (const std::string_view line :
-       {"loadMimeComplete2"sv, "Skipping MBOX leading From line..."sv, "findEndOfHeader2"sv,
-        "Found LFLF, converting to CRLF"sv, "parseMimeBody"sv, "findBoundary"sv,
-        "re-checking for bare-LF..."sv, "re-checking for bare-CR..."sv, "trailing SPACE chars.."sv,
-        "Still did not find boundary..."sv, "No boundary found -- loading the body"sv}) {
-    const std::size_t found = text.view().find(line, at);
-    ASSERT_NE(found, std::string_view::npos) << line << "\n" << text.getString();
-    at = found + line.size();
-  }
 }
 
 }  // namespace

@@ -136,14 +136,8 @@ TEST(TnoEmail, DropsTheOldMailWhenTheNewOneFails) {
   EXPECT_FALSE(email.Subject());
 }
 
-struct WrittenRow {
-  const char* name;
-  std::string text;
-  std::string expected;
-};
-
 TEST(WrittenMail, IsWellFormed) {
-  const WrittenRow rows[] = {
+  const TextRow rows[] = {
       {"AsciiStays", "Subject: s\r\n\r\nbody\r\n", "Subject: s\r\n\r\nbody\r\n"},
       {"EightBitText",
        withCrLf("Content-Type: text/plain; charset=iso-8859-1\n"
@@ -175,11 +169,11 @@ TEST(WrittenMail, IsWellFormed) {
                 "Content-Transfer-Encoding: quoted-printable\n\n"
                 "<meta charset=3Diso-8859-1><p>x\n")},
   };
-  for (const WrittenRow& row : rows) {
+  for (const TextRow& row : rows) {
     SCOPED_TRACE(row.name);
     TnoEmail email;
-    ASSERT_TRUE(email.SetFromMimeText(row.text));
-    EXPECT_EQ(email.GetMime().value_or(kNone), row.expected);
+    ASSERT_TRUE(email.SetFromMimeText(row.in));
+    EXPECT_EQ(email.GetMime().value_or(kNone), row.out);
   }
 }
 
