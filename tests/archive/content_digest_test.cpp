@@ -10,6 +10,8 @@
 namespace keldane {
 namespace {
 
+using std::string_view_literals::operator""sv;
+
 mime::PartView leaf(std::string_view contentType, std::string_view name, std::string_view body) {
   mime::PartView part;
   part.contentType = contentType;
@@ -43,58 +45,30 @@ TEST(Sha256, IsThatOfTheStandard) {
 TEST(ContentDigest, TellsMessagesApartByWhatTheySayAndNotByTheirWay) {
   struct Case {
     const char* name;
-    std::string subject;
     std::vector<mime::PartView> parts;
     bool same;
+    const char* subject = "Hello you";
   };
-  const std::string nul("Dear\0 all,\nFrom here.\nBye\n", 26);
-  const mime::PartView text = leaf("text/plain", "", "Dear all,\nFrom here.\nBye\n");
+  const auto plain = [](std::string_view body) { return leaf("text/plain", "", body); };
+  const mime::PartView text = plain("Dear all,\nFrom here.\nBye\n");
   const mime::PartView picture = leaf("image/png", "p.png", "a\r\n \n");
   const std::vector<Case> cases = {
-      {"CR LF",
-       "Hello you",
-       {leaf("text/plain", "", "Dear all,\r\nFrom here.\r\nBye\r\n"), picture},
-       true},
-      {"CR", "Hello you", {leaf("text/plain", "", "Dear all,\rFrom here.\rBye"), picture}, true},
-      {"no type", "Hello you", {leaf("", "", text.body), picture}, true},
-      {"white space at the ends",
-       "Hello you",
-       {leaf("text/plain", "", "\n \nDear all, \t\nFrom here.\nBye\n\n  \n"), picture},
-       true},
-      {"mark of an mbox",
-       "Hello you",
-       {leaf("text/plain", "", "Dear all,\n>From here.\nBye"), picture},
-       true},
-      {"NUL", "Hello you", {leaf("text/plain", "", nul), picture}, true},
-      {"folded subject", " Hello\r\n\tyou ", {text, picture}, true},
-      {"an empty text beside it",
-       "Hello you",
-       {leaf("text/html", "", "\r\n"), text, picture},
-       true},
-      {"another subject", "Hello you!", {text, picture}, false},
-      {"another letter",
-       "Hello you",
-       {leaf("text/plain", "", "Dear all,\nFrom there.\nBye\n"), picture},
-       false},
-      {"an empty line between",
-       "Hello you",
-       {leaf("text/plain", "", "Dear all,\n\nFrom here.\nBye\n"), picture},
-       false},
-      {"bytes at the end of an attachment",
-       "Hello you",
-       {text, leaf("image/png", "p.png", "a\n \n")},
-       false},
-      {"name of an attachment",
-       "Hello you",
-       {text, leaf("image/png", "q.png", picture.body)},
-       false},
-      {"no attachment", "Hello you", {text}, false},
-      {"order", "Hello you", {picture, text}, false},
-      {"cut in two",
-       "Hello you",
-       {leaf("text/plain", "", "Dear all,\n"), leaf("text/plain", "", "From here.\nBye\n"),
-        picture},
-       false},
+      {"CR LF", {plain("Dear all,\r\nFrom here.\r\nBye\r\n"), picture}, true},
+      {"CR", {plain("Dear all,\rFrom here.\rBye"), picture}, true},
+      {"no type", {leaf("", "", text.body), picture}, true},
+      {"blanks at the ends", {plain("\n \nDear all, \t\nFrom here.\nBye\n\n  \n"), picture}, true},
+      {"mark of an mbox", {plain("Dear all,\n>From here.\nBye"), picture}, true},
+      {"NUL", {plain("Dear\0 all,\nFrom here.\nBye\n"sv), picture}, true},
+      {"folded subject", {text, picture}, true, " Hello\r\n\tyou "},
+      {"an empty text beside it", {leaf("text/html", "", "\r\n"), text, picture}, true},
+      {"another subject", {text, picture}, false, "Hello you!"},
+      {"another letter", {plain("Dear all,\nFrom there.\nBye\n"), picture}, false},
+      {"an empty line between", {plain("Dear all,\n\nFrom here.\nBye\n"), picture}, false},
+      {"bytes at the end of a file", {text, leaf("image/png", "p.png", "a\n \n")}, false},
+      {"name of a file", {text, leaf("image/png", "q.png", picture.body)}, false},
+      {"no file", {text}, false},
+      {"order", {picture, text}, false},
+      {"cut in two", {plain("Dear all,\n"), plain("From here.\nBye\n"), picture}, false},
   };
   const std::string stored = digest("Hello you", {text, picture});
   EXPECT_EQ(stored.size(), 32U);

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -97,6 +98,15 @@ std::vector<std::string> entriesOf(const std::string& text) {
   return found;
 }
 
+/// "weekday hour:minute" of each.
+std::string shown(const std::vector<ScheduleTime>& times) {
+  std::vector<std::string> found;
+  for (const auto& [weekday, hour, minute] : times) {
+    found.push_back(fmt::format("{} {}:{}", weekday, hour, minute));
+  }
+  return join(found, ",");
+}
+
 TEST_F(ScheduleTest, WritesTheAgentToTheByte) {
   environment.argumentList = {"/opt/my mail/KeldanePro"};
   rig.process.launchArguments = environment.argumentList;
@@ -142,66 +152,47 @@ TEST_F(ScheduleTest, WritesTheAgentToTheByte) {
 }
 
 TEST_F(ScheduleTest, EntriesFollowTheBoxes) {
-  struct Case {
+  const struct {
     const char* name;
     std::vector<int> boxes;
-    bool everyHour;
-    const char* step;
-    std::vector<std::string> entries;
-    std::vector<ScheduleTime> times;
+    const char* step;  ///< of the hours; empty: once a day
+    const char* entries;
+    const char* times;
+  } rows[] = {
+      {"all days, the single ones ignored", {0, 3}, "", "09:45", "0 9:45"},
+      {"no day", {}, "", "", ""},
+      {"Sunday is 7, Saturday 6", {1, 7}, "", "7 09:45,6 09:45", "7 9:45,6 9:45"},
+      {"all days, every five hours",
+       {0},
+       "5",
+       "0:0,5:0,10:0,15:0,20:0",
+       "0 0:0,0 5:0,0 10:0,0 15:0,0 20:0"},
+      {"chosen days, repeated, keep the weekday 8",
+       {1, 2},
+       "12",
+       "8 0:0,8 12:0,8 0:0,8 12:0",
+       "7 0:0,7 12:0,1 0:0,1 12:0"},
+      {"a step beyond the day", {0}, "2147483647", "0:0", "0 0:0"},
+      {"a step back",
+       {0},
+       "-9",
+       "0:0,2:0,4:0,6:0,8:0,10:0,12:0,14:0,16:0,18:0,20:0,22:0",
+       "0 0:0,0 2:0,0 4:0,0 6:0,0 8:0,0 10:0,0 12:0,0 14:0,0 16:0,0 18:0,0 20:0,0 22:0"},
   };
-  for (const Case& row : std::vector<Case>{
-           {"all days, the single ones ignored", {0, 3}, false, "2", {"09:45"}, {{0, 9, 45}}},
-           {"no day", {}, false, "2", {}, {}},
-           {"Sunday is 7, Saturday 6",
-            {1, 7},
-            false,
-            "2",
-            {"7 09:45", "6 09:45"},
-            {{7, 9, 45}, {6, 9, 45}}},
-           {"all days, every five hours",
-            {0},
-            true,
-            "5",
-            {"0:0", "5:0", "10:0", "15:0", "20:0"},
-            {{0, 0, 0}, {0, 5, 0}, {0, 10, 0}, {0, 15, 0}, {0, 20, 0}}},
-           {"chosen days, repeated, keep the weekday 8",
-            {1, 2},
-            true,
-            "12",
-            {"8 0:0", "8 12:0", "8 0:0", "8 12:0"},
-            {{7, 0, 0}, {7, 12, 0}, {1, 0, 0}, {1, 12, 0}}},
-           {"a step beyond the day", {0}, true, "2147483647", {"0:0"}, {{0, 0, 0}}},
-           {"a step back",
-            {0},
-            true,
-            "-9",
-            {"0:0", "2:0", "4:0", "6:0", "8:0", "10:0", "12:0", "14:0", "16:0", "18:0", "20:0",
-             "22:0"},
-            {{0, 0, 0},
-             {0, 2, 0},
-             {0, 4, 0},
-             {0, 6, 0},
-             {0, 8, 0},
-             {0, 10, 0},
-             {0, 12, 0},
-             {0, 14, 0},
-             {0, 16, 0},
-             {0, 18, 0},
-             {0, 20, 0},
-             {0, 22, 0}}}}) {
+  for (const auto& row : rows) {
+    const bool everyHour = *row.step != '\0';
     SCOPED_TRACE(row.name);
     chooseDays(row.boxes);
-    rig.settings.form.everyHourCheck = row.everyHour;
-    rig.settings.form.hoursTextField = row.step;
+    rig.settings.form.everyHourCheck = everyHour;
+    rig.settings.form.hoursTextField = everyHour ? row.step : "2";
     EXPECT_THAT(schedule.schedule(), IsEmpty());
-    EXPECT_EQ(entriesOf(agent()), row.entries);
-    EXPECT_EQ(scheduler.times, row.times);
+    EXPECT_EQ(join(entriesOf(agent()), ","), row.entries);
+    EXPECT_EQ(shown(scheduler.times), row.times);
     const auto installed = schedule.installed().times;
     ASSERT_TRUE(installed);
-    EXPECT_EQ(installed->size(), row.times.size());
-    if (!row.everyHour) {
-      EXPECT_EQ(*installed, row.times);
+    EXPECT_EQ(installed->size(), scheduler.times.size());
+    if (!everyHour) {
+      EXPECT_EQ(shown(*installed), row.times);
     }
   }
 }

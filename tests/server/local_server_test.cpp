@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/text.h"
 #include "server/server_process.h"
 #include "tests/support/fake_environment.h"
 #include "tests/support/recording_tool_runner.h"
@@ -296,48 +297,34 @@ TEST(LocalServerData, AFailedInstallationIsToldAndLeavesNoData) {
 }
 
 TEST(ServerPrograms, AreFoundByMakeAndPlace) {
-  struct Row {
-    const char* name;
-    std::vector<const char*> files;
-    std::optional<ServerMake> wanted;
-    const char* versionText;
-    const char* server;
-    const char* installer;
-  };
   const char* const mysql = "mysqld  Ver 8.0.36 for Linux on x86_64";
   const char* const mariadb = "mysqld  Ver 10.5.23-MariaDB for Linux on x86_64";
-  const Row rows[] = {
-      {"nothing", {}, {}, "", "", ""},
-      {"on the path before the usual place",
-       {"usual/mariadbd", "path/mariadbd", "path/mariadb-install-db"},
-       {},
-       "",
-       "path/mariadbd",
-       "path/mariadb-install-db"},
+  const struct {
+    const char* name;
+    const char* files;
+    const char* server;
+    const char* installer;
+    const char* versionText = "";
+    std::optional<ServerMake> wanted = {};
+  } rows[] = {
+      {"nothing", "", "", ""},
+      {"on the path before the usual place", "usual/mariadbd path/mariadbd path/mariadb-install-db",
+       "path/mariadbd", "path/mariadb-install-db"},
       {"MariaDB elsewhere before MySQL on the path",
-       {"path/mysqld", "usual/mariadbd", "usual/mysql_install_db"},
-       {},
-       mysql,
-       "usual/mariadbd",
-       "usual/mysql_install_db"},
-      {"MariaDB under its old name",
-       {"usual/mysqld", "usual/mysql_install_db"},
-       ServerMake::mariadb,
-       mariadb,
-       "usual/mysqld",
-       "usual/mysql_install_db"},
-      {"MySQL alone", {"usual/mysqld"}, {}, mysql, "usual/mysqld", ""},
-      {"MySQL for its own data",
-       {"usual/mysqld", "path/mariadbd"},
-       ServerMake::mysql,
-       mysql,
-       "usual/mysqld",
-       ""},
-      {"no MySQL for its own data", {"path/mariadbd"}, ServerMake::mysql, "", "", ""},
+       "path/mysqld usual/mariadbd usual/mysql_install_db", "usual/mariadbd",
+       "usual/mysql_install_db", mysql},
+      {"MariaDB under its old name", "usual/mysqld usual/mysql_install_db", "usual/mysqld",
+       "usual/mysql_install_db", mariadb, ServerMake::mariadb},
+      {"MySQL alone", "usual/mysqld", "usual/mysqld", "", mysql},
+      {"MySQL for its own data", "usual/mysqld path/mariadbd", "usual/mysqld", "", mysql,
+       ServerMake::mysql},
+      {"no MySQL for its own data", "path/mariadbd", "", "", "", ServerMake::mysql},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     TemporaryFolder folder;
-    for (const char* file : row.files) folder.writeScript(file, "exit 0");
+    for (const std::string& file : split(row.files, " ")) {
+      if (!file.empty()) folder.writeScript(file, "exit 0");
+    }
     FakeEnvironment environment;
     environment.variables["PATH"] = "relative:" + folder / "path";
     RecordingToolRunner tools;

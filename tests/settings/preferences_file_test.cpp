@@ -1,10 +1,8 @@
 #include "settings/preferences_file.h"
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -184,41 +182,6 @@ TEST(PreferencesFile, OverwritesNothingThatItCannotRead) {
   fs::remove(path);
   EXPECT_TRUE(prefs.save()) << "the change waits for the next time";
   EXPECT_EQ(prefs.text("dbPath"), "mail");
-}
-
-/// Saves long lists of one letter after another until it is killed.
-[[noreturn]] void saveForEver(const std::string& path) {
-  PreferencesFile prefs(path);
-  static_cast<void>(prefs.load());
-  for (unsigned turn = 0;; ++turn) {
-    const std::string letter(1, static_cast<char>('a' + turn % 26));
-    for (int i = 0; i < 400; ++i) {
-      prefs.setText("key" + std::to_string(i), letter + std::string(500, letter.front()));
-    }
-    if (!prefs.save()) ::_exit(1);
-  }
-}
-
-TEST(PreferencesFile, StaysWholeWhenTheProgramIsKilledWhileSaving) {
-  const TemporaryFolder folder;
-  const std::string path = folder / "p.plist";
-  for (int round = 0; round < 25; ++round) {
-    const pid_t child = ::fork();
-    if (child == 0) saveForEver(path);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20) +
-                                std::chrono::microseconds(937 * round));
-    ::kill(child, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status)) << "it could not save";
-    PreferencesFile prefs(path);
-    ASSERT_TRUE(prefs.load()) << round;
-    if (prefs.keys().empty()) continue;  // killed before its first file was in place
-    EXPECT_EQ(prefs.keys().size(), 400U);
-    for (const std::string& key : prefs.keys()) {
-      EXPECT_EQ(prefs.text(key), prefs.text("key0")) << "two versions in one file";
-    }
-  }
 }
 
 TEST(PreferencesFile, StaysAsItWasWhenTheWritingBreaksOff) {

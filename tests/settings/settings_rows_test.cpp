@@ -27,28 +27,10 @@ TEST(GetSettings, AssignsTheRowByPosition) {
   rig.settings.selectedAccounts = {"stale"};
   rig.settings.categoryList = {"stale"};
   EXPECT_THAT(rig.settings.getSettings(), IsEmpty());
-  const ArchiveSettings& archive = rig.settings.archive;
-  EXPECT_EQ(archive.attachState, 0);
-  EXPECT_EQ(archive.htmlState, 1) << "whatever the row holds";
-  EXPECT_EQ(archive.origState, 1) << "whatever the row holds";
-  EXPECT_EQ(archive.trashState, 1);
-  EXPECT_EQ(archive.largeAttachState, 1);
-  EXPECT_EQ(archive.attachSize, "2.5");
-  EXPECT_EQ(archive.updatesState, 0);
-  EXPECT_EQ(archive.browseNameString, "inbox");
-  EXPECT_EQ(archive.indexFromState, 2);
-  EXPECT_EQ(archive.indexAttachConState, 7);
-  EXPECT_EQ(archive.mailboxesState, 1);
-  EXPECT_EQ(archive.importFolderState, 1);
-  EXPECT_EQ(archive.importFolderPath, "/in");
-  EXPECT_EQ(archive.skipDupsState, 1);
-  EXPECT_EQ(archive.indexHeadingsState, 8);
-  EXPECT_EQ(archive.deleteFolderState, 1);
-  EXPECT_EQ(archive.limitSearchState, 0);
-  EXPECT_EQ(archive.limitSearchSize, "70");
-  EXPECT_EQ(archive.junkState, 1);
-  EXPECT_EQ(archive.postbox, 1);
-  EXPECT_EQ(archive.appearanceState, 2);
+  // The second and third are on whatever the row holds.
+  EXPECT_EQ(rig.settings.archive,
+            (ArchiveSettings{0, 1, 1, 1, 1,     "2.5", 0, "inbox", 1, 2,    3, 4, 5,
+                             6, 7, 1, 1, "/in", 1,     8, 1,       0, "70", 1, 1, 2}));
   EXPECT_EQ(rig.settings.form.attachSizeTextField, "2.5");
   EXPECT_EQ(rig.settings.form.limitSearchTextField, "70");
   EXPECT_EQ(rig.settings.form.importFolderTextField, "/in");
