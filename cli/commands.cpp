@@ -17,6 +17,7 @@ const std::vector<Group>& groups() {
       {"Find and read",
        {listCommand, searchCommand, searchesCommand, browseCommand, showCommand, attachmentsCommand,
         statsCommand}},
+      {"Carry it out", {exportCommand}},
       {"Keep it",
        {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand,
         connectionsCommand, serverCommand, inspectCommand}}};

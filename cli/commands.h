@@ -15,6 +15,7 @@ class Program;
 [[nodiscard]] Command browseCommand(Program& program);
 [[nodiscard]] Command connectionsCommand(Program& program);
 [[nodiscard]] Command duplicatesCommand(Program& program);
+[[nodiscard]] Command exportCommand(Program& program);
 [[nodiscard]] Command inspectCommand(Program& program);
 [[nodiscard]] Command listCommand(Program& program);
 [[nodiscard]] Command logsCommand(Program& program);
