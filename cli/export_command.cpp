@@ -66,6 +66,7 @@ struct Format {
   const char* help;
   Exporter run;
   bool isExact = false;  ///< it carries sources to the byte, and tells how many
+  const char* leavesOut = "the archive no longer has them";
 };
 
 const std::array<Format, 10>& formats() {
@@ -81,7 +82,8 @@ const std::array<Format, 10>& formats() {
       {"mbox", "mbox in ASCII",
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportMbox(context, list, options.path);
-       }},
+       },
+       false, "they have neither a source nor an address and a date"},
       {"addresses", "the addresses, one a line",
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportAddresses(context, list, options.path, !options.onlyTo, !options.onlyFrom);
@@ -202,6 +204,11 @@ void runExport(const ExportOptions& options, const Format& format, Program& prog
     return;
   }
   program.exitStatus = kExitDone;
+  if (const std::size_t missing = list.size - report->messages; missing != 0) {
+    (void)program.fail(
+        fmt::format("{} of {} messages are not in it: {}", missing, list.size, format.leavesOut));
+    program.exitStatus = kExitFailed;
+  }
   if (program.terminal.quiet) return;
   const std::string count = countText(static_cast<long long>(report->messages), "message");
   std::fprintf(stderr, "%s exported%s.\n", count.c_str(),
