@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -416,6 +417,23 @@ TEST_F(TerminalProgram, ShowsAMessageInEachOfItsForms) {
   EXPECT_THAT(output({"show", id, "--html"}),
               AllOf(StartsWith("<meta charset=\"utf-8\">"), HasSubstr("&lt;script&gt;"),
                     Not(HasSubstr("<script>")), HasSubstr("<b>you")));
+}
+
+TEST_F(TerminalProgram, ExportsTheMessagesThatAreNamed) {
+  output({"export", "eml", home() + "/eml", "1", "2", "--require-exact"});
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(home() + "/eml")) {
+    files += entry.path().extension() == ".eml" ? 1 : 0;
+  }
+  EXPECT_EQ(files, 2U);
+  const auto lines = [](const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+  };
+  EXPECT_EQ(lines(output({"export", "json", "-"})), 3);
+  output({"list", "--limit", "1"});
+  EXPECT_EQ(lines(output({"export", "json", "-", "--last-list"})), 1);
+  EXPECT_EQ(run({"export", "json", "-", "1", "--last-list"}).exitStatus, 2);
+  EXPECT_EQ(run({"export", "json", "-", "1", "999"}).exitStatus, 1);
 }
 
 TEST_F(TerminalProgram, SavedAttachmentsStayInTheirFolderAndOverwriteNothing) {
