@@ -15,11 +15,11 @@ const std::vector<Group>& groups() {
       {"Fill the archive",
        {archiveCommand, sourcesCommand, rulesCommand, scheduleCommand, logsCommand}},
       {"Find and read",
-       {listCommand, searchCommand, searchesCommand, browseCommand, showCommand, attachmentsCommand,
-        statsCommand}},
+       {listCommand, findCommand, searchCommand, searchesCommand, browseCommand, showCommand,
+        attachmentsCommand, statsCommand}},
       {"Carry it out", {exportCommand}},
       {"Keep it",
-       {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand,
+       {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand, indexCommand,
         connectionsCommand, serverCommand, inspectCommand}}};
   return all;
 }

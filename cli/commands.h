@@ -16,6 +16,8 @@ class Program;
 [[nodiscard]] Command connectionsCommand(Program& program);
 [[nodiscard]] Command duplicatesCommand(Program& program);
 [[nodiscard]] Command exportCommand(Program& program);
+[[nodiscard]] Command findCommand(Program& program);
+[[nodiscard]] Command indexCommand(Program& program);
 [[nodiscard]] Command inspectCommand(Program& program);
 [[nodiscard]] Command listCommand(Program& program);
 [[nodiscard]] Command logsCommand(Program& program);

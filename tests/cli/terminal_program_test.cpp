@@ -183,6 +183,17 @@ TEST_F(TerminalProgram, FindsNarrowsAndKeepsSearches) {
   EXPECT_THAT(subjects({"browse"}), ::testing::SizeIs(3));
 }
 
+TEST_F(TerminalProgram, FindsByTheWordIndexAndTellsWhatItCouldNotRead) {
+  EXPECT_THAT(subjects({"find", "NOON"}), ElementsAre("Lunch"));
+  EXPECT_THAT(subjects({"find", "to:bob -from:eve"}), ElementsAre("Lunch", "Invoice 12"));
+  EXPECT_THAT(output({"find", "--count", "has:attachment"}), "1\n");
+  const std::string shown = output({"find", "hello"});
+  EXPECT_THAT(shown, HasSubstr("owned"));
+  EXPECT_THAT(shown, Not(HasSubstr("\x1B")));
+  EXPECT_THAT(output({"index", "failures"}), HasSubstr("bill"));
+  EXPECT_THAT(output({"index", "rebuild"}), StartsWith("3 messages in the word index: 3 added"));
+}
+
 TEST_F(TerminalProgram, TellsOfOutputThatWasLost) {
   const auto redirected = [](const std::string& where) {
     const std::string command =
@@ -218,6 +229,7 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"connections", "add", "x", "--port", "70000"}, 2, "from 1 to 65535"},
       {{"duplicates", "--yes"}, 2, "--delete"},
       {{"search", "--and", "to=x", "--saved", "y"}, 2, "excludes"},
+      {{"find", "a", "(b"}, 2, "not closed\na (b\n  ^"},
       {{"tag", "1"}, 2, "give at least one of --category"},
       {{"tag", "1", "--add", "a", "b"}, 2, "\"b\" is not the id"},
       {{"inspect", "/missing.eml"}, 1, "keldane: /missing.eml: No such"},

@@ -1,0 +1,82 @@
+#include "cli/index_access.h"
+
+#include <fmt/format.h>
+
+#include "cli/program.h"
+#include "ingest/reading/strip_plist.h"
+
+namespace keldane {
+namespace {
+
+class TerminalProgress : public Progress {
+ public:
+  explicit TerminalProgress(TerminalInterface& terminal) : terminal_(terminal) {}
+  ~TerminalProgress() override {
+    if (started_) terminal_.progressEnded();
+  }
+  void step(int count, std::string_view detail) override {
+    if (!started_) terminal_.progressStarted("Reading messages for the word index...");
+    started_ = true;
+    terminal_.progressChanged(count, detail);
+  }
+  [[nodiscard]] bool cancelled() const override { return interruptCount() > 0; }
+
+ private:
+  TerminalInterface& terminal_;
+  bool started_ = false;
+};
+
+MessageTextReader::Options readerOptions(KeldaneController& controller, AttachmentText& documents) {
+  MessageTextReader::Options options;
+  options.stripPlist = [](std::string& source) {
+    MessageTags tags;
+    stripPlist(source, tags);
+  };
+  options.declaredCharsets = controller.settings().user.declaredCharsets != 0;
+  options.documents = &documents;
+  return options;
+}
+
+}  // namespace
+
+IndexAccess::IndexAccess(KeldaneController& controller, Program& program,
+                         const std::string& identity)
+    : documents_(program.environment.temporaryFolder()),
+      reader_(readerOptions(controller, documents_)),
+      index_(indexFolder(supportFolder(controller.process()), identity), identity),
+      catchUp_(controller.session(), index_, reader_) {}
+
+std::unique_ptr<IndexAccess> IndexAccess::open(KeldaneController& controller, Program& program) {
+  const Result<std::string> identity = archiveIdentity(controller.session());
+  if (!identity) {
+    program.exitStatus = program.failSql(identity.error());
+    return nullptr;
+  }
+  return std::unique_ptr<IndexAccess>(new IndexAccess(controller, program, *identity));
+}
+
+bool IndexAccess::update(bool rebuild, Program& program) {
+  watchInterrupts();
+  Result<CatchUpOutcome> done = [&] {
+    TerminalProgress progress(program.terminal);
+    return rebuild ? catchUp_.rebuild(progress) : catchUp_.run(progress);
+  }();
+  if (!done) {
+    program.exitStatus = program.fail(done.error());
+    return false;
+  }
+  outcome_ = std::move(*done);
+  if (outcome_.isReader && outcome_.behind > 0) {
+    program.terminal.notice(fmt::format(
+        "Another program is writing the word index; {} messages are still missing in it.",
+        outcome_.behind));
+  }
+  if (outcome_.cancelled) {
+    program.exitStatus = kExitInterrupted;
+    program.terminal.notice(fmt::format(
+        "Interrupted; {} messages were read, the next time goes on there.", outcome_.added));
+  }
+  return !outcome_.cancelled;
+}
+
+}  // namespace keldane
