@@ -107,34 +107,26 @@ TEST(LoadedMail, MakesAttachmentsOfWhatItTakesOut) {
 
 // ---- Bodies of unknown charset
 
-struct BodyRow {
-  const char* name;
-  std::string headerLines;
-  std::string body;
-  std::string expected;
-  int codePage;
-};
-
 TEST(LoadedBody, IsUtf8) {
-  const BodyRow rows[] = {
-      {"QpLatin1", "Content-Transfer-Encoding: quoted-printable\n", "caf=E9", "café", 28591},
-      {"QpUtf8Shape", "Content-Transfer-Encoding: quoted-printable\n", "caf=C3=A9", "café", 65001},
-      {"QpByHeader", "Subject: =?koi8-r?Q?=C1?=\nContent-Transfer-Encoding: quoted-printable\n",
-       "=C1=C2", "аб", 20866},
-      {"QpUtf8WithoutLatinShape", "Content-Transfer-Encoding: quoted-printable\n", "=D0=BC", "м",
-       65001},
-      {"QpUtf8CutAtTheEnd", "Content-Transfer-Encoding: quoted-printable\n", "=D0=BC=D0=BC=D0",
-       "ммÐ", 65001},
-      {"WideWithBom", "Content-Type: text/plain\nContent-Transfer-Encoding: base64\n", "//5hAOkA",
-       "a\xC3\xA9", 65001},
-      {"WideHtmlUnmarked", "Content-Type: text/html\nContent-Transfer-Encoding: base64\n",
-       "PABwAD4A6QA=", "<p>é", 65001},
-      {"NulInUtf8",
-       "Content-Type: text/plain; charset=utf-8\n"
-       "Content-Transfer-Encoding: quoted-printable\n",
-       "a=00b", "a b", 65001},
+  const std::string qp = "Content-Transfer-Encoding: quoted-printable\n";
+  const std::string b64 = "Content-Transfer-Encoding: base64\n";
+  const struct {
+    const char* name;
+    std::string headerLines;
+    std::string body;
+    std::string expected;
+    int codePage;
+  } rows[] = {
+      {"QpLatin1", qp, "caf=E9", "café", 28591},
+      {"QpUtf8Shape", qp, "caf=C3=A9", "café", 65001},
+      {"QpByHeader", "Subject: =?koi8-r?Q?=C1?=\n" + qp, "=C1=C2", "аб", 20866},
+      {"QpUtf8WithoutLatinShape", qp, "=D0=BC", "м", 65001},
+      {"QpUtf8CutAtTheEnd", qp, "=D0=BC=D0=BC=D0", "ммÐ", 65001},
+      {"WideWithBom", "Content-Type: text/plain\n" + b64, "//5hAOkA", "a\xC3\xA9", 65001},
+      {"WideHtmlUnmarked", "Content-Type: text/html\n" + b64, "PABwAD4A6QA=", "<p>é", 65001},
+      {"NulInUtf8", "Content-Type: text/plain; charset=utf-8\n" + qp, "a=00b", "a b", 65001},
   };
-  for (const BodyRow& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const Email2::Part email = load(entity(row.headerLines, row.body));
     EXPECT_EQ(email->body().view(), row.expected);

@@ -54,12 +54,14 @@ TEST(EncodingConvert, SingleBytePages) {
       {"EBCDIC", 37, 65001, "\xC8\xC9", "HI"},
       {"what the target lacks vanishes", 65001, 1252, "aП😀z", "az", true},
       {"to us-ascii", 28591, 20127, "caf\xE9", "caf", true},
+      {"Mac Croatian", 10082, 65001, "\xA9\xB9", "Šš"},
   });
 }
 
 TEST(EncodingConvert, TwoBytePages) {
   check({
       {"932", 932, 65001, "\x93\xFA\x96{ \xB1", "日本 ｱ"},
+      {"EUC-JP", 51932, 65001, "\xC6\xFC\x8E\xB1\x8F\xB0\xA1", "日ｱ丂"},
       {"to EUC-JP", 65001, 51932, "日ｱ丂", "\xC6\xFC\x8E\xB1\x8F\xB0\xA1"},
       {"EUC-KR is part of 949", 51949, 65001, "\xC7\xD1\x81\x41x", "한x", true},
       {"EUC-CN is part of 936", 51936, 65001, "\xD6\xD0\x81\x40x", "中x", true},
@@ -69,6 +71,11 @@ TEST(EncodingConvert, TwoBytePages) {
       {"a bad pair takes one elsewhere", 20936, 65001, "\x81\x40x", "@x", true},
       {"extension kanji as Windows writes them", 65001, 932, "髙", "\xFB\xFC"},
       {"Mac Japanese", 10001, 65001, "\x93\xFA\x80\xFE", "日\\™"},
+      {"Mac Chinese", 10008, 65001, "\xD6\xD0\xA0", "中\xC2\xA0"},
+      {"Mac Chinese, traditional", 10002, 65001, "\xA4\xA4", "中"},
+      {"Mac Korean", 10003, 65001, "\xC7\xD1", "한"},
+      {"johab", 1361, 65001, "\xD0\x65", "한"},
+      {"T.61", 20261, 65001, "\302e", "é"},
   });
 }
 

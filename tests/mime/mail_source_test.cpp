@@ -90,6 +90,8 @@ TEST(RawText, ComesOutInItsCharset) {
       {"BytesThatTheDoubleCharsetLacks", plainMail("big5", "\xA5\x78\xFF\nend", "\xA5\x78"), "台",
        "台ÿ\r\nend"},
       {"CharsetThatNobodyKnows", plainMail("bogus", "caf\xE9", "caf\xE9"), "café", "café"},
+      {"HtmlMetaUtf8", htmlMail("koi8-r", kMoscow), "s",
+       "<html><head><meta charset=koi8-r></head>" + kMoscow + "</html>"},
       {"HtmlMetaKoi8r", htmlMail("koi8-r", kMoscowKoi), "s",
        "<html><head><meta charset=koi8-r></head>" + kMoscow + "</html>"},
       // The first part that names a charset speaks for the header as well.

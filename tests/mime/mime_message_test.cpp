@@ -284,58 +284,48 @@ TEST(MimeMessage2, KeepsTheSignedBytesOfTheFirstPart) {
 // --- bodies ---
 
 TEST(MimeMessage2, BringsBodiesToUtf8) {
-  struct Row {
-    const char* name;
-    std::string header;
-    std::string body;
-    std::string expected;
-    std::string charset;
-  };
+  const std::string latin = "text/plain; charset=iso-8859-1";
   const std::string qp = "Content-Transfer-Encoding: quoted-printable\r\n";
   const std::string b64 = "Content-Transfer-Encoding: Base64\r\n";
-  const Row rows[] = {
-      {"no charset, UTF-8 shape", "", "é", "é", ""},
-      {"no charset, Latin-1", "", "\xE9", "é", ""},
-      {"no charset, 8-bit behind the probe stays", "", std::string(8192, 'a') + "\xE9",
-       std::string(8192, 'a') + "\xE9", ""},
-      {"us-ascii with an 8-bit byte", "Content-Type: text/plain; charset=us-ascii\r\n", "\xE9", "é",
-       "us-ascii"},
-      {"UTF-8 under a Latin-1 label is encoded twice",
-       "Content-Type: text/plain; charset=iso-8859-1\r\n", "é", "Ã©", "iso-8859-1"},
-      {"attachment",
-       "Content-Type: text/plain; charset=iso-8859-1\r\n"
-       "Content-Disposition: Attachment\r\n",
-       "\xE9", "\xE9", ""},
-      {"image", "Content-Type: image/png; charset=iso-8859-1\r\n", "\xE9", "\xE9", ""},
-      {"other application", "Content-Type: application/x; charset=iso-8859-1\r\n", "\xE9", "\xE9",
-       ""},
-      {"JSON keeps its label and its bytes",
-       "Content-Type: application/json; charset=iso-8859-1\r\n", "\xE9", "\xE9", "iso-8859-1"},
-      {"application/xml is text", "Content-Type: application/xml; charset=iso-8859-1\r\n", "\xE9",
-       "é", "iso-8859-1"},
-      {"NUL byte makes binary", "Content-Type: text/plain; charset=iso-8859-1\r\n", "\xE9\0x"s,
-       "\xE9\0x"s, "iso-8859-1"},
-      {"UTF-16", b64 + "Content-Type: text/plain; charset=utf-16le\r\n", "aADpAA==", "hé",
-       "unicode"},
-      {"UTF-16 that is ASCII", b64 + "Content-Type: text/plain; charset=utf-16le\r\n",
-       "aGVsbG8=", "hello", "unicode"},
-      {"unknown charset", "Content-Type: text/plain; charset=bogus\r\n", "\xE9", "é", ""},
-      {"base64 with a charset", b64 + "Content-Type: text/plain; charset=windows-1251\r\n",
-       "4g==", "в", "windows-1251"},
-      {"base64 without a charset", b64, "6Q==", "\xE9", ""},
-      {"QP, UTF-8 with a wrong label and a word of it",
-       qp + "Content-Type: text/html; charset=iso-8859-1\r\n", "<meta utf-8>=C3=A9",
-       "<meta utf-8>é", "iso-8859-1"},
-      {"QP with a BOM", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "=EF=BB=BF=C3=A9",
-       "\xEF\xBB\xBFé", "iso-8859-1"},
-      {"QP entity", qp + "Content-Type: text/plain; charset=iso-8859-1\r\n", "=0020AC;", "&#8364;",
-       "iso-8859-1"},
-      {"QP entity in a binary", qp + "Content-Type: image/x\r\n", "=0020AC;", "\0"s + "20AC;", ""},
+  const std::string attached = "Content-Disposition: Attachment\r\n";
+  const std::string beyondProbe = std::string(8192, 'a') + "\xE9";
+  const struct {
+    const char* name;
+    std::string type;
+    std::string moreLines;
+    std::string body;
+    std::string expected;
+    std::string charset = "iso-8859-1";
+  } rows[] = {
+      {"no charset, UTF-8 shape", "", "", "é", "é", ""},
+      {"no charset, Latin-1", "", "", "\xE9", "é", ""},
+      {"no charset, 8-bit behind the probe stays", "", "", beyondProbe, beyondProbe, ""},
+      {"us-ascii with an 8-bit byte", "text/plain; charset=us-ascii", "", "\xE9", "é", "us-ascii"},
+      {"UTF-8 under a Latin-1 label is encoded twice", latin, "", "é", "Ã©"},
+      {"attachment", latin, attached, "\xE9", "\xE9", ""},
+      {"image", "image/png; charset=iso-8859-1", "", "\xE9", "\xE9", ""},
+      {"other application", "application/x; charset=iso-8859-1", "", "\xE9", "\xE9", ""},
+      {"JSON keeps its label and its bytes", "application/json; charset=iso-8859-1", "", "\xE9",
+       "\xE9"},
+      {"application/xml is text", "application/xml; charset=iso-8859-1", "", "\xE9", "é"},
+      {"NUL byte makes binary", latin, "", "\xE9\0x"s, "\xE9\0x"s},
+      {"UTF-16", "text/plain; charset=utf-16le", b64, "aADpAA==", "hé", "unicode"},
+      {"UTF-16 that is ASCII", "text/plain; charset=utf-16le", b64, "aGVsbG8=", "hello", "unicode"},
+      {"unknown charset", "text/plain; charset=bogus", "", "\xE9", "é", ""},
+      {"base64 with a charset", "text/plain; charset=windows-1251", b64, "4g==", "в",
+       "windows-1251"},
+      {"base64 without a charset", "", b64, "6Q==", "\xE9", ""},
+      {"QP, UTF-8 with a wrong label and a word of it", "text/html; charset=iso-8859-1", qp,
+       "<meta utf-8>=C3=A9", "<meta utf-8>é"},
+      {"QP with a BOM", latin, qp, "=EF=BB=BF=C3=A9", "\xEF\xBB\xBFé"},
+      {"QP entity", latin, qp, "=0020AC;", "&#8364;"},
+      {"QP entity in a binary", "image/x", qp, "=0020AC;", "\0"s + "20AC;", ""},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     MimeMessage2 mime;
-    ASSERT_TRUE(load(mime, row.header + "X: y\r\n\r\n" + row.body));
+    const std::string type = row.type.empty() ? "" : "Content-Type: " + row.type + "\r\n";
+    ASSERT_TRUE(load(mime, row.moreLines + type + "X: y\r\n\r\n" + row.body));
     EXPECT_EQ(mime.getCharset().nameView(), row.charset);
     EXPECT_EQ(mime.getMimeBodyDb().view(), row.expected);
   }

@@ -96,6 +96,7 @@ TEST(TnoMime, KeepsBinaryOutOfTheText) {
       {"binary", "Content-Type: image/x\nContent-Transfer-Encoding: Binary\n", true},
       {"8bit stands", "Content-Type: image/x\nContent-Transfer-Encoding: 8bit\n", false},
       {"a message stands", "Content-Type: message/rfc822\n", false},
+      {"text stands", "Content-Type: text/plain\n", false},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
