@@ -1,6 +1,8 @@
 #include "app/archiver.h"
 
 #include <cstdio>
+#include <fstream>
+#include <string_view>
 #include <utility>
 
 #include <unistd.h>
@@ -15,6 +17,8 @@ namespace {
 
 /// A server that takes every login and drops every session ends here.
 constexpr int kMostReconnects = 1000;
+constexpr std::array<std::string_view, 8> kGuardedSystems = {"10.14.", "10.15.", "11.", "12.",
+                                                             "13.",    "14.",    "15.", "16."};
 
 /// The user's own folders, in `state` before anything is made that lies in them.
 std::string findPreferences(const Environment& environment, ProcessState& state) {
@@ -49,6 +53,8 @@ Archiver::Archiver(Ports ports, const Options& options)
       archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRules_,
                    ports.progress, ports.mainQueue, ports.environment, ports.host}) {
   database_.reconnect = [this] { return reconnect(); };
+  settings_.setCallbacks({.loadRulesAndSearches = [this] { tagRules_.load(); },
+                          .accountRowsStale = [this] { sources_.acctRowsLoaded = false; }});
 }
 
 Archiver::~Archiver() = default;
@@ -82,6 +88,25 @@ void Archiver::makeWorkFolder() {
     std::fprintf(stderr, "%s\n", made.error().c_str());
   }
   workFolders_.push_back(process_.workFolder);
+}
+
+void Archiver::close(const std::function<void()>& lastStatements) {
+  const std::array<std::string, 3> workFiles = {process_.logFilePath, process_.tmpFilePath,
+                                                process_.storeLogPath};
+  archiveRun_.abandon();
+  if (lastStatements) lastStatements();
+  removeWorkFiles(workFiles);
+  session_->close();
+}
+
+bool Archiver::fullDiskAccessRefused() const {
+  const std::string probe = process_.homePath + process_.mailRootSuffix + "/PersistenceInfo.plist";
+  // Opened, because a guarded system grants the access and refuses the opening.
+  if (!fileExists(probe) || std::ifstream(probe).is_open()) return false;
+  for (const std::string_view version : kGuardedSystems) {
+    if (process_.systemVersion.starts_with(version)) return true;
+  }
+  return false;
 }
 
 void Archiver::removeWorkFiles(const std::array<std::string, 3>& files) {

@@ -26,6 +26,11 @@
 
 namespace keldane {
 
+/// What to tell a user of a system that guards the mail store.
+inline constexpr const char* kFullDiskAccessText =
+    "Make sure you have granted Full Disk Access to Keldane Pro in the Security and Privacy system "
+    "preferences panel.";
+
 /// The root of the core: owns the process's state, the one session, the preferences and what works
 /// on them. The window, the terminal and an unattended run all stand on one of these.
 ///
@@ -58,8 +63,9 @@ class Archiver {
   [[nodiscard]] bool start();
   /// Reads connections and settings out of the preferences.
   void loadPreferences();
-  /// The end: the work files of runs, and their folders as far as they are empty.
-  void removeWorkFiles(const std::array<std::string, 3>& files);
+  /// The end: abandons a run under way, takes away the work files of runs, and closes the session
+  /// after `lastStatements`.
+  void close(const std::function<void()>& lastStatements = {});
 
   /// The whole connect: starts the private server when it is the one that is wanted, opens the
   /// session and the database, and brings the settings of the archive. A server that goes away
@@ -81,6 +87,8 @@ class Archiver {
   /// The same whatever is saved. False when the preferences could not be written.
   bool savePrivateServer();
   void setDebugLog(bool on);
+  /// A system that guards the mail store has not let this program in.
+  [[nodiscard]] bool fullDiskAccessRefused() const;
 
   ProcessState& process() { return process_; }
   ServerSession& session() { return *session_; }
@@ -100,6 +108,7 @@ class Archiver {
   [[nodiscard]] Faults connectTo(const ServerConnection& wanted);
   [[nodiscard]] Result<void> prepareServer(ServerConnection& wanted);
   void makeWorkFolder();
+  void removeWorkFiles(const std::array<std::string, 3>& files);
 
   Ports ports_;
   ProcessState process_;

@@ -16,11 +16,6 @@ namespace {
 constexpr std::chrono::nanoseconds kSingleInstanceDelay{500000000};
 constexpr std::chrono::nanoseconds kRelaunchDelay{500000000};
 constexpr std::string_view kWindowProgram = "KeldanePro";
-constexpr const char* kFullDiskAccessText =
-    "Make sure you have granted Full Disk Access to Keldane Pro in the Security and Privacy system "
-    "preferences panel.";
-constexpr std::array<std::string_view, 8> kGuardedSystems = {"10.14.", "10.15.", "11.", "12.",
-                                                             "13.",    "14.",    "15.", "16."};
 
 /// What starts another copy of the program at this path: of a bundle, the system's own opener.
 ToolCall launchOf(const std::string& program) {
@@ -41,8 +36,9 @@ KeldaneController::KeldaneController(Ports ports, Options options)
     : ports_(std::move(ports)),
       options_(std::move(options)),
       progress_(ports_.ui, ports_.mainQueue),
-      archiver_({progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
-                {options_.cleansCrontab, options_.makeSession, options_.makeScheduleAgent}) {
+      archiver_(
+          {progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
+          {.makeSession = options_.makeSession, .makeScheduleAgent = options_.makeScheduleAgent}) {
   makeParts();
 }
 
@@ -63,28 +59,22 @@ void KeldaneController::makeParts() {
   tagRuleEditor_ =
       std::make_unique<TagRuleEditor>(archiver_.tagRules(), archiver_.settings(), ports_.ui);
   wireSettings();
-  archivePanel_ = std::make_unique<ArchivePanel>(
-      ArchivePanel::Context{archiver_, *sourceChooser_, *resultTable_, progress_, ports_.ui,
-                            options_.keepsResultList, [this] { terminate(); }});
+  archivePanel_ = std::make_unique<ArchivePanel>(ArchivePanel::Context{
+      archiver_, *sourceChooser_, *resultTable_, progress_, ports_.ui, [this] { terminate(); }});
   archiver_.archiveRun().reconnect = [this] { return reconnect(); };
   makeWindowPanels();
 }
 
 void KeldaneController::makeWindowPanels() {
   connectPanel_ = std::make_unique<ConnectPanel>(archiver_, ports_.ui);
-  connectPanel_->comesBack = options_.asksForConnection;
   connectPanel_->connected = [this] { afterConnect(); };
   connectPanel_->setStoreDate = [this] { archivePanel_->setStoreDate(); };
-  if (options_.asksForConnection) {
-    archiver_.database().reconnect = [this] {
-      connectPanel_->doConnect();
-      return Faults{};
-    };
-  }
-  settingsPanel_ = std::make_unique<SettingsPanel>(archiver_, *sourceChooser_, ports_.ui);
-  settingsPanel_->get500emails = [this] {
-    if (options_.keepsResultList) resultTable_->get500emails();
+  archiver_.database().reconnect = [this] {
+    connectPanel_->doConnect();
+    return Faults{};
   };
+  settingsPanel_ = std::make_unique<SettingsPanel>(archiver_, *sourceChooser_, ports_.ui);
+  settingsPanel_->get500emails = [this] { resultTable_->get500emails(); };
   settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
   schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
   databasePanel_ = std::make_unique<DatabasePanel>(archiver_, *settingsPanel_, ports_.ui);
@@ -93,16 +83,11 @@ void KeldaneController::makeWindowPanels() {
 void KeldaneController::afterConnect() {
   sourceChooser_->forgetPostboxFolder();
   settingsPanel_->refresh();
-  if (options_.keepsResultList) resultTable_->get500emails();
+  resultTable_->get500emails();
 }
 
 bool KeldaneController::reconnect() {
-  if (options_.asksForConnection) {
-    connectPanel_->doConnect();
-  } else {
-    tell(archiver_.reconnect());
-    if (!archiver_.connections().isConnected()) archiver_.process().cancelFlag = 1;
-  }
+  connectPanel_->doConnect();
   return archiver_.connections().isConnected();
 }
 
@@ -185,17 +170,6 @@ void KeldaneController::awakeFromNib() {
   if (!archiver_.connections().connectionList().empty()) connectPanel_->setConnection();
 }
 
-bool KeldaneController::fullDiskAccessRefused() {
-  const std::string probe =
-      archiver_.process().homePath + archiver_.process().mailRootSuffix + "/PersistenceInfo.plist";
-  // Opened, because a guarded system grants the access and refuses the opening.
-  if (!fileExists(probe) || std::ifstream(probe).is_open()) return false;
-  for (const std::string_view version : kGuardedSystems) {
-    if (archiver_.process().systemVersion.starts_with(version)) return true;
-  }
-  return false;
-}
-
 void KeldaneController::applicationDidFinishLaunching() {
   if (terminated_) return;
   ports_.mainQueue.postAfter(kSingleInstanceDelay, [this] {
@@ -206,7 +180,7 @@ void KeldaneController::applicationDidFinishLaunching() {
     if (copies > 1) terminate();
   });
   ports_.host.requestMailAutomation();
-  if (fullDiskAccessRefused()) {
+  if (archiver_.fullDiskAccessRefused()) {
     ports_.ui.alert({"Full Disk Access", kFullDiskAccessText, AlertStyle::critical, {"OK"}});
     return;
   }
@@ -227,13 +201,7 @@ void KeldaneController::applicationDidFinishLaunching() {
 }
 
 void KeldaneController::applicationWillTerminate() {
-  const std::array<std::string, 3> workFiles = {archiver_.process().logFilePath,
-                                                archiver_.process().tmpFilePath,
-                                                archiver_.process().storeLogPath};
-  archiver_.archiveRun().abandon();
-  resultTable_->dropAllViewsQuietly();
-  archiver_.removeWorkFiles(workFiles);
-  archiver_.session().close();
+  archiver_.close([this] { resultTable_->dropAllViewsQuietly(); });
 }
 
 bool KeldaneController::windowShouldClose(std::string_view window) {

@@ -15,6 +15,7 @@
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
 #include "app/panels/pick_lists.h"
+#include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
 #include "app/panels/retrieve_sheet.h"
 #include "app/panels/saved_searches_panel.h"
@@ -25,12 +26,11 @@
 #include "app/panels/statistics_panel.h"
 #include "app/panels/tag_panel.h"
 #include "app/panels/tag_rule_editor.h"
+#include "app/user_interface.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
 #include "platform/main_queue.h"
-#include "platform/progress_panel.h"
 #include "platform/tool_runner.h"
-#include "platform/user_interface.h"
 
 namespace keldane {
 
@@ -51,13 +51,6 @@ class KeldaneController {
   };
   /// How a face wants to start. The window takes the defaults.
   struct Options {
-    /// The result list is kept filled: the newest messages after a connect, the new ones after a
-    /// run. A terminal command that shows no list does without, and leaves no view on the server.
-    bool keepsResultList = true;
-    /// Taking a schedule back cleans the user's crontab too. A terminal command leaves it alone.
-    bool cleansCrontab = true;
-    /// The connection form comes back when a connect has failed.
-    bool asksForConnection = true;
     /// Makes the session; empty: one over the MySQL client.
     std::function<std::unique_ptr<ServerSession>()> makeSession;
     /// Makes the way to the system's scheduler; empty: that of this system.
@@ -135,7 +128,6 @@ class KeldaneController {
   void makeMessagePanels();
   void terminate();
   void openSplashScreen();
-  [[nodiscard]] bool fullDiskAccessRefused();
 
   Ports ports_;
   Options options_;

@@ -36,32 +36,29 @@ struct Ports {
   ProcessToolRunner tools;
   SystemEnvironment environment;
   DesktopHostServices host;
-  TerminalInterface terminal;
+  TerminalInterface terminal{queue};
   Ports(int argc, char** argv) : environment(argc, argv), host(tools) { terminal.quiet = true; }
 };
 
-std::unique_ptr<KeldaneController> makeController(Ports& ports, StatementTape* tape) {
-  KeldaneController::Options options;
-  options.keepsResultList = false;
-  options.asksForConnection = false;
+std::unique_ptr<Archiver> makeArchiver(Ports& ports, StatementTape* tape) {
+  Archiver::Options options;
   if (tape != nullptr) {
     options.makeSession = [tape] { return makeRecordingSession(makeMysqlSession(), *tape); };
   }
-  auto controller = std::make_unique<KeldaneController>(
-      KeldaneController::Ports{ports.terminal, ports.queue, ports.tools, ports.environment,
-                               ports.host, [] {}},
-      std::move(options));
-  controller->init();
-  controller->awakeFromNib();
-  return controller;
+  auto archiver = std::make_unique<Archiver>(
+      Archiver::Ports{ports.terminal, ports.queue, ports.tools, ports.environment, ports.host},
+      options);
+  if (!archiver->preferences().load() || !archiver->start()) std::exit(1);
+  archiver->loadPreferences();
+  return archiver;
 }
 
 /// Archives the folder into a database of this name; answers the number of messages met.
 Measure archive(Ports& ports, const std::string& folder, const std::string& database,
                 StatementTape* tape) {
-  const auto controller = makeController(ports, tape);
-  if (!controller->archiver().connectForCommand("", database).empty()) std::exit(1);
-  ArchiveRun& run = controller->archiveRun();
+  const auto archiver = makeArchiver(ports, tape);
+  if (!archiver->connectForCommand("", database).empty()) std::exit(1);
+  ArchiveRun& run = archiver->archiveRun();
   if (tape != nullptr) tape->running = true;
   const auto start = std::chrono::steady_clock::now();
   RunObserver observer;
@@ -71,16 +68,16 @@ Measure archive(Ports& ports, const std::string& folder, const std::string& data
   measure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (tape != nullptr) tape->running = false;
   measure.messages = run.lastReport()->sums.met;
-  controller->applicationWillTerminate();
+  archiver->close();
   return measure;
 }
 
 Measure replay(Ports& ports, const std::string& tapePath, const std::string& database) {
-  const auto controller = makeController(ports, nullptr);
-  if (!controller->archiver().connectForCommand("", database).empty()) std::exit(1);
-  const ReplayResult result = replayTape(tapePath, controller->session());
+  const auto archiver = makeArchiver(ports, nullptr);
+  if (!archiver->connectForCommand("", database).empty()) std::exit(1);
+  const ReplayResult result = replayTape(tapePath, archiver->session());
   if (!result.good) std::exit(1);
-  controller->applicationWillTerminate();
+  archiver->close();
   return {result.seconds, 0, 0};
 }
 
@@ -143,7 +140,7 @@ int run(int argc, char** argv) {
   ::setenv("HOME", home, 1);
   ::setenv("TMPDIR", home, 1);
   const std::string tapePath = std::string(home) + "/tape";
-  argc = 1;  // the controller reads the arguments too: a folder's name is none of its business
+  argc = 1;  // the archiver reads the arguments too: a folder's name is none of its business
 
   Measure recorded = inChild([&] {
     Ports ports(argc, argv);
@@ -172,8 +169,8 @@ int run(int argc, char** argv) {
              floorMedian.seconds / archiveMedian.seconds);
 
   Ports ports(argc, argv);
-  const auto controller = makeController(ports, nullptr);
-  (void)controller->localServer().stop();
+  const auto archiver = makeArchiver(ports, nullptr);
+  (void)archiver->localServer().stop();
   std::error_code error;
   std::filesystem::remove_all(home, error);
   return 0;

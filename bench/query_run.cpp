@@ -55,41 +55,38 @@ struct Archive {
   ProcessToolRunner tools;
   SystemEnvironment environment;
   DesktopHostServices host;
-  TerminalInterface terminal;
+  TerminalInterface terminal{queue};
   StatementTape* tape = nullptr;
-  std::unique_ptr<KeldaneController> controller;
+  std::unique_ptr<Archiver> archiver;
 
   explicit Archive(char** argv, StatementTape* tapeToUse)
       : environment(1, argv), host(tools), tape(tapeToUse) {
     terminal.quiet = true;
-    KeldaneController::Options options;
-    options.keepsResultList = false;
-    options.asksForConnection = false;
+    Archiver::Options options;
     if (tape != nullptr) {
       options.makeSession = [this] { return makeRecordingSession(makeMysqlSession(), *tape); };
     }
-    controller = std::make_unique<KeldaneController>(
-        KeldaneController::Ports{terminal, queue, tools, environment, host, [] {}},
-        std::move(options));
-    controller->init();
-    controller->awakeFromNib();
-    if (!controller->archiver().connectForCommand("", kDatabase).empty()) std::exit(1);
+    archiver = std::make_unique<Archiver>(
+        Archiver::Ports{terminal, queue, tools, environment, host}, options);
+    if (!archiver->preferences().load() || !archiver->start()) std::exit(1);
+    archiver->loadPreferences();
+    if (!archiver->connectForCommand("", kDatabase).empty()) std::exit(1);
   }
-  ~Archive() { controller->applicationWillTerminate(); }
+  ~Archive() { archiver->close(); }
 
   void run(const std::string& sql) {
-    if (controller->session().query(sql)) return;
-    std::fprintf(stderr, "query_run: %s\n", controller->session().error().c_str());
+    if (archiver->session().query(sql)) return;
+    std::fprintf(stderr, "query_run: %s\n", archiver->session().error().c_str());
     std::exit(1);
   }
   long number(const std::string& sql) {
     run(sql);
-    return std::strtol(fetchFirstCell(controller->session()).c_str(), nullptr, 10);
+    return std::strtol(fetchFirstCell(archiver->session()).c_str(), nullptr, 10);
   }
 };
 
 void archiveFolder(Archive& archive, const std::string& folder) {
-  ArchiveRun& run = archive.controller->archiveRun();
+  ArchiveRun& run = archive.archiver->archiveRun();
   RunObserver observer;
   if (run.start({.paths = {folder}, .range = {}, .ledgerPath = {}}, observer)) std::exit(1);
   archive.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
@@ -125,13 +122,13 @@ void fill(Archive& archive, const std::string& folder, long wanted) {
   }
   for (const char* table : {"email", "origemail"}) {
     archive.run(fmt::format("ANALYZE TABLE {}", table));
-    (void)archive.controller->session().storeResult();
+    (void)archive.archiver->session().storeResult();
   }
 }
 
 /// An archive whose server has just been started and holds none of the mail in memory.
 std::unique_ptr<Archive> coldArchive(char** argv, const std::string& home) {
-  (void)Archive(argv, nullptr).controller->localServer().stop();
+  (void)Archive(argv, nullptr).archiver->localServer().stop();
   // With this list the server would fetch again what it held when it stopped.
   std::filesystem::remove(home + "/Library/Application Support/Keldane/Server/data/ib_buffer_pool");
   return std::make_unique<Archive>(argv, nullptr);
@@ -145,14 +142,14 @@ struct Work {
 void search(Archive& archive, const std::function<void(SearchForm&)>& fillForm) {
   SearchForm form;
   fillForm(form);
-  archive.controller->retrieveSheet().form = form;
-  archive.controller->retrieveSheet().retrieveEmails();
+  archive.archiver->retrieveSheet().form = form;
+  archive.archiver->retrieveSheet().retrieveEmails();
 }
 
 /// Shows the message as if it had been selected in a list.
 bool showMessage(Archive& archive, std::uint32_t id) {
-  MessageViewer& viewer = archive.controller->messageViewer();
-  archive.controller->resultTable().emailRows = {{id, 0, "", "", "", "", ""}};
+  MessageViewer& viewer = archive.archiver->messageViewer();
+  archive.archiver->resultTable().emailRows = {{id, 0, "", "", "", "", ""}};
   viewer.selection = {1, 0};
   viewer.tableViewSelectionDidChange();
   return viewer.attachOwnerId == id;
@@ -177,7 +174,7 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
            form.dates.endMo = "09";
          });
        }},
-      {"newest 200", [](Archive& archive) { archive.controller->resultTable().get500emails(); }},
+      {"newest 200", [](Archive& archive) { archive.archiver->resultTable().get500emails(); }},
       {"20 read, over and over",
        [ids](Archive& archive) {
          for (const std::uint32_t id : ids) {
@@ -186,7 +183,7 @@ std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
        }},
       {"statistics",
        [](Archive& archive) {
-         if (!findFigures(archive.controller->session(), {}).complete) std::exit(1);
+         if (!findFigures(archive.archiver->session(), {}).complete) std::exit(1);
        }},
   };
 }
@@ -200,7 +197,7 @@ void printRow(const char* name, std::size_t rows, std::uint64_t statements,
 std::vector<std::uint32_t> shuffledIds(Archive& archive) {
   std::vector<std::uint32_t> ids;
   archive.run("SELECT id FROM email");
-  const auto rows = archive.controller->session().storeResult();
+  const auto rows = archive.archiver->session().storeResult();
   while (rows && rows->next()) {
     ids.push_back(static_cast<std::uint32_t>(
         std::strtoul(std::string(rows->cell(0).value_or("0")).c_str(), nullptr, 10)));
@@ -241,7 +238,7 @@ void measureFirstReading(char** argv, const std::string& home, const std::string
       }
     }
     bare.push_back(secondsOf([&] {
-      for (const std::string& sql : statements) sendBare(archive->controller->session(), sql);
+      for (const std::string& sql : statements) sendBare(archive->archiver->session(), sql);
     }));
   }
   if (!ours.empty()) {
@@ -284,7 +281,7 @@ int run(int argc, char** argv) {
       tape.running = true;
       work.run(archive);
       tape.running = false;
-      rows = archive.controller->resultTable().emailRows.size();
+      rows = archive.archiver->resultTable().emailRows.size();
     }
     std::vector<double> ours;
     std::vector<double> bare;
@@ -295,7 +292,7 @@ int run(int argc, char** argv) {
          ++round) {
       ours.push_back(secondsOf([&] { work.run(archive); }));
       archive.queue.runPending();
-      const ReplayResult replayed = replayTape(tapePath, archive.controller->session());
+      const ReplayResult replayed = replayTape(tapePath, archive.archiver->session());
       if (!replayed.good) return 1;
       bare.push_back(replayed.seconds);
       spent += ours.back() + bare.back();
@@ -307,7 +304,7 @@ int run(int argc, char** argv) {
     measureFirstReading(argv, home, tapePath);
   std::filesystem::remove(tapePath);
   Archive archive(argv, nullptr);
-  (void)archive.controller->localServer().stop();
+  (void)archive.archiver->localServer().stop();
   return 0;
 }
 

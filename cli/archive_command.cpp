@@ -58,7 +58,7 @@ std::vector<std::string> importPaths(const std::vector<std::string>& paths,
   for (const std::string& path : paths) {
     if (path == "-") {
       if (input != nullptr) continue;
-      auto received = StandardInputFile::receive(supportFolder(program.controller().process()));
+      auto received = StandardInputFile::receive(supportFolder(program.archiver().process()));
       if (!received) {
         program.exitStatus = program.fail(received.error());
         return {};
@@ -78,19 +78,21 @@ std::vector<std::string> importPaths(const std::vector<std::string>& paths,
   return absolute;
 }
 
-/// A run over the sources that are chosen begins with the newest day stored.
-void goOnFromNewest(ArchiveRequest& request, bool tells, ArchiveRun& run, RunObserver& observer,
+/// A run over the sources that are chosen begins with the newest day stored. False: that day cannot
+/// be had.
+bool goOnFromNewest(ArchiveRequest& request, bool tells, ArchiveRun& run, RunObserver& observer,
                     Program& program) {
   program.terminal.progressStarted("Finding date of last email stored...");
   const Result<RunBeginning> beginning = run.findBeginning(request, observer);
   program.terminal.progressEnded();
   if (!beginning) {
-    if (beginning.error().empty()) return;
+    if (beginning.error().empty()) return false;
     std::fprintf(stderr, "SQL error: %s\n", printable(beginning.error()).c_str());
-    return;
+    return false;
   }
   if (tells && !beginning->goingOn.empty()) program.terminal.notice(beginning->goingOn);
   if (!beginning->rangeStartText.empty()) request.range.rangeStartText = beginning->rangeStartText;
+  return true;
 }
 
 void loadSources(MailSources& sources, Program& program) {
@@ -126,30 +128,58 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   if (request.paths.empty() && !options.paths.empty()) return;
   request.ledgerPath = options.ledger;
   watchInterrupts();
-  KeldaneController* controller =
-      program.connected(options.connection, options.database, Opening::create);
-  if (controller == nullptr || interruptCount() > 0) {
+  Archiver* archiver = program.connected(options.connection, options.database, Opening::create);
+  if (archiver == nullptr || interruptCount() > 0) {
     program.exitStatus = interruptCount() > 0 ? kExitInterrupted : kExitFailed;
     return;
   }
-  ArchiveRun& run = controller->archiveRun();
+  ArchiveRun& run = archiver->archiveRun();
   RunDisplay display(program);
-  if (request.paths.empty()) goOnFromNewest(request, options.from.empty(), run, display, program);
+  if (request.paths.empty()) {
+    static_cast<void>(goOnFromNewest(request, options.from.empty(), run, display, program));
+  }
   if (!options.from.empty()) request.range.rangeStartText = midnightOf(options.from);
   if (!options.to.empty()) request.range.rangeEndText = midnightOf(options.to);
-  program.terminal.showsInformation = true;  // what stops a run before it starts must be seen
-  if (request.paths.empty()) loadSources(controller->sources(), program);
+  if (request.paths.empty()) loadSources(archiver->sources(), program);
   if (const auto failure = run.start(std::move(request), display)) {
     tellNotStarted(*failure);
     program.exitStatus = kExitFailed;
     return;
   }
-  program.terminal.showsInformation = false;
   program.runUntil([&run] { return !run.isRunning(); });
   if (run.lastReport()) report(options, *run.lastReport(), program);
 }
 
+/// What the schedule asks for, on the main thread; the status of the program.
+int archiveUnattended(Program& program) {
+  Archiver& archiver = program.archiver();
+  // A start by a schedule that is gone.
+  if (archiver.process().unattendedRun == 0 || !archiver.schedule().isScheduled()) return kExitDone;
+  watchInterrupts();
+  program.host.requestMailAutomation();
+  if (archiver.fullDiskAccessRefused()) return program.fail(kFullDiskAccessText);
+  static_cast<void>(program.tell(archiver.connectUnattended()));
+  if (!archiver.connections().isConnected()) return kExitFailed;
+  archiver.connections().doConfigure();
+  ArchiveRun& run = archiver.archiveRun();
+  RunDisplay display(program);
+  ArchiveRequest request;
+  if (!goOnFromNewest(request, true, run, display, program)) return kExitFailed;
+  loadSources(archiver.sources(), program);
+  if (const auto failure = run.start(std::move(request), display)) {
+    tellNotStarted(*failure);
+    return kExitFailed;
+  }
+  program.runUntil([&run] { return !run.isRunning(); });
+  return run.lastReport() && reportRunProblems(*run.lastReport()) ? kExitDone : kExitFailed;
+}
+
 }  // namespace
+
+int runUnattended(Program& program) {
+  const int status = archiveUnattended(program);
+  return interruptCount() > 0 ? kExitInterrupted : status;
+}
 
 Command archiveCommand(Program& program) {
   auto options = std::make_shared<ArchiveOptions>();

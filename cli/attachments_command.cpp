@@ -26,8 +26,8 @@ struct AttachmentsOptions {
 };
 
 /// False, and the reason printed, when there is no such message.
-bool hasMessage(std::uint32_t id, KeldaneController& controller, Program& program) {
-  ServerSession& session = controller.session();
+bool hasMessage(std::uint32_t id, Archiver& archiver, Program& program) {
+  ServerSession& session = archiver.session();
   if (!session.query(fmt::format("SELECT count(id) FROM email WHERE id={}", id))) {
     program.exitStatus = program.failSql(session.error());
     return false;
@@ -91,13 +91,13 @@ class Table {
 
 /// Lists or saves those of one message. False, and the reason printed, when that failed.
 bool listMessage(std::uint32_t id, const AttachmentsOptions& options, Table& table,
-                 KeldaneController& controller, Program& program) {
-  if (!hasMessage(id, controller, program)) return false;
+                 Archiver& archiver, Program& program) {
+  if (!hasMessage(id, archiver, program)) return false;
   const auto failed = [&program](const std::string& reason) {
     program.exitStatus = program.fail(reason);
     return false;
   };
-  Result<std::vector<AttachmentInfo>> found = listAttachments(controller.session(), id);
+  Result<std::vector<AttachmentInfo>> found = listAttachments(archiver.session(), id);
   if (!found) return failed(found.error());
   std::optional<std::size_t> only;
   if (options.only != 0) {
@@ -112,7 +112,7 @@ bool listMessage(std::uint32_t id, const AttachmentsOptions& options, Table& tab
   std::vector<std::string> paths;
   if (!options.folder.empty()) {
     const Result<std::vector<std::string>> saved =
-        saveAttachments(controller.session(), id, options.folder, only);
+        saveAttachments(archiver.session(), id, options.folder, only);
     if (!saved) return failed(saved.error());
     paths = *saved;
     if (paths.size() != found->size()) {
@@ -126,13 +126,13 @@ bool listMessage(std::uint32_t id, const AttachmentsOptions& options, Table& tab
 void runAttachments(const AttachmentsOptions& options, Program& program) {
   const auto ids = messageIds(options.ids, program);
   if (!ids || ids->empty()) return;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
   Table table(options, ids->size() > 1);
-  for (const std::uint32_t id : *ids) (void)listMessage(id, options, table, *controller, program);
+  for (const std::uint32_t id : *ids) (void)listMessage(id, options, table, *archiver, program);
   table.print(program.style);
 }
 

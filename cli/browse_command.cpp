@@ -23,19 +23,19 @@ void runBrowse(BrowseOptions options, Program& program) {
     program.exitStatus = kExitUsage;
     return;
   }
-  KeldaneController* controller = program.connected(options.rows.connection, options.rows.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.rows.connection, options.rows.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  SearchContext context = searchContextOf(controller->settings());
+  SearchContext context = searchContextOf(archiver->settings());
   static_cast<void>(applyLimit(options.limit, context));  // has been checked
   ListRequest request;
   if (options.bySize) {
     request.statement = makeSizeSQL(context);
   } else {
-    const std::vector<SavedSearch> searches = readSavedSearches(controller->preferences());
-    const std::string& name = controller->settings().archive.browseNameString;
+    const std::vector<SavedSearch> searches = readSavedSearches(archiver->preferences());
+    const std::string& name = archiver->settings().archive.browseNameString;
     const std::string* saved = name.empty() ? nullptr : findSearch(searches, name);
     if (saved != nullptr) {
       options.rows.withoutLimit = "the limit stands in the saved search that browse runs";
@@ -43,7 +43,7 @@ void runBrowse(BrowseOptions options, Program& program) {
     const SearchSql whole = makeSearchSQL({}, context);
     request.statement = saved != nullptr ? *saved : whole.beginSql + whole.whereSql;
   }
-  program.exitStatus = showList(*controller, request, options.rows, program);
+  program.exitStatus = showList(*archiver, request, options.rows, program);
 }
 
 }  // namespace

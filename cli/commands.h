@@ -9,6 +9,9 @@ class Program;
 /// All that the program takes, in its groups.
 [[nodiscard]] Command wholeProgram(Program& program);
 
+/// A run as the schedule starts it; the status of the program.
+[[nodiscard]] int runUnattended(Program& program);
+
 /// Each describes one command. Running it leaves the exit status in the program, which outlives it.
 [[nodiscard]] Command archiveCommand(Program& program);
 [[nodiscard]] Command attachmentsCommand(Program& program);

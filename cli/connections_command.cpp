@@ -17,7 +17,7 @@ namespace keldane {
 namespace {
 
 void listConnections(bool json, Program& program) {
-  Connections& connections = program.controller().connections();
+  Connections& connections = program.archiver().connections();
   const auto& list = connections.connectionList();
   std::vector<std::vector<std::string>> rows;
   for (std::size_t i = 0; i < list.size(); ++i) {
@@ -51,15 +51,15 @@ void listConnections(bool json, Program& program) {
 /// Which archives the server in use has. A private server that has never been started has none, and
 /// is not made for the question.
 void listArchives(Program& program) {
-  KeldaneController& controller = program.controller();
-  controller.archiver().ensureConnection();
-  const std::string name = controller.connections().current().name;
-  const std::string data = controller.localServer().status().dataFolder;
+  Archiver& archiver = program.archiver();
+  archiver.ensureConnection();
+  const std::string name = archiver.connections().current().name;
+  const std::string data = archiver.localServer().status().dataFolder;
   const bool isNew = name == kLocalConnectionName && (data.empty() || !isDirectory(data));
   std::fflush(stdout);
   if (!isNew && program.connected("", "", Opening::ifThere) == nullptr) return;
   std::string names;
-  if (!isNew) names = join(archivesOnServer(controller.session()), ", ");
+  if (!isNew) names = join(archivesOnServer(archiver.session()), ", ");
   std::fputs(fmt::format("Archives on \"{}\": {}\n", printable(name),
                          names.empty() ? "none yet" : printable(names))
                  .c_str(),
@@ -78,7 +78,7 @@ struct AddOptions {
 
 /// Row of the connection of this name; nullopt when there is none.
 std::optional<std::size_t> rowNamed(const std::string& name, Program& program) {
-  const auto names = program.controller().connections().connectionNames();
+  const auto names = program.archiver().connections().connectionNames();
   const auto found = std::find(names.begin(), names.end(), name);
   if (found == names.end()) return std::nullopt;
   return static_cast<std::size_t>(found - names.begin());
@@ -88,7 +88,7 @@ std::optional<std::size_t> rowNamed(const std::string& name, Program& program) {
 ServerConnection changed(const AddOptions& options, Program& program) {
   ServerConnection connection;
   if (const auto row = rowNamed(options.name, program)) {
-    connection = program.controller().connections().connectionList()[*row];
+    connection = program.archiver().connections().connectionList()[*row];
   }
   connection.name = options.name;
   connection.host = options.host.value_or(connection.host);
@@ -106,7 +106,7 @@ ServerConnection changed(const AddOptions& options, Program& program) {
 bool selectAgain(const std::string& name, Program& program) {
   const auto row = rowNamed(name, program);
   if (!row) return true;
-  Connections& connections = program.controller().connections();
+  Connections& connections = program.archiver().connections();
   connections.selectConnection(*row);
   return connections.saveConnectionPrefs();
 }
@@ -123,7 +123,7 @@ void addConnection(const AddOptions& options, Program& program) {
       return;
     }
   }
-  Connections& connections = program.controller().connections();
+  Connections& connections = program.archiver().connections();
   if (rowNamed(options.name, program) && !options.replaces) {
     program.exitStatus = program.fail(
         fmt::format("there is a connection named \"{}\" already; with --replace it is changed in "
@@ -148,17 +148,17 @@ std::optional<std::size_t> findConnection(const std::string& name, Program& prog
 }
 
 bool switchTo(const std::string& name, Program& program) {
-  KeldaneController& controller = program.controller();
-  const std::string inUse = controller.connections().current().name;
+  Archiver& archiver = program.archiver();
+  const std::string inUse = archiver.connections().current().name;
   if (name == kLocalConnectionName && !rowNamed(name, program)) {
-    if (!controller.archiver().savePrivateServer()) return false;
+    if (!archiver.savePrivateServer()) return false;
     // Saving has selected it; what is left is the one before.
     if (const auto former = rowNamed(inUse, program)) {
-      controller.connections().selectConnection(*former);
+      archiver.connections().selectConnection(*former);
     }
   }
   const auto row = findConnection(name, program);
-  return row && controller.connections().useConnection(*row);
+  return row && archiver.connections().useConnection(*row);
 }
 
 void useConnection(const std::string& name, Program& program) {
@@ -167,7 +167,7 @@ void useConnection(const std::string& name, Program& program) {
 
 void removeConnection(const std::string& name, Program& program) {
   if (!findConnection(name, program)) return;
-  Connections& connections = program.controller().connections();
+  Connections& connections = program.archiver().connections();
   std::string inUse = connections.current().name;
   if (inUse == name && name != kLocalConnectionName) {
     // Another one takes over first, with the database that belongs to it.

@@ -100,11 +100,11 @@ bool asksAndHearsYes(unsigned long copies) {
 }
 
 /// Sweeps the archive; a failure is told.
-SweepResult sweep(bool deletes, KeldaneController& controller, Program& program) {
+SweepResult sweep(bool deletes, Archiver& archiver, Program& program) {
   program.terminal.progressStarted("Checking for duplicates...");
   Progress unseen;
-  Result<SweepResult> found = sweepDuplicates(controller.session(), deletes,
-                                              sourceReading(controller.settings().user), unseen);
+  Result<SweepResult> found =
+      sweepDuplicates(archiver.session(), deletes, sourceReading(archiver.settings().user), unseen);
   program.terminal.progressEnded();
   SweepResult result;
   if (found) {
@@ -117,9 +117,9 @@ SweepResult sweep(bool deletes, KeldaneController& controller, Program& program)
 }
 
 /// Whether the copies may be deleted: they are counted first when somebody can be asked.
-bool mayDelete(const DuplicatesOptions& options, KeldaneController& controller, Program& program) {
+bool mayDelete(const DuplicatesOptions& options, Archiver& archiver, Program& program) {
   if (options.yes) return true;
-  const SweepResult found = sweep(false, controller, program);
+  const SweepResult found = sweep(false, archiver, program);
   if (!found.error.empty()) return false;
   const unsigned long copies = found.copies;
   if (copies != 0 && asksAndHearsYes(copies)) return true;
@@ -137,10 +137,10 @@ void runDuplicates(const DuplicatesOptions& options, Program& program) {
     return;
   }
   program.exitStatus = kExitFailed;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) return;
-  if (deletes && !mayDelete(options, *controller, program)) return;
-  const SweepResult found = sweep(deletes, *controller, program);
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) return;
+  if (deletes && !mayDelete(options, *archiver, program)) return;
+  const SweepResult found = sweep(deletes, *archiver, program);
   if (found.error.empty()) program.exitStatus = kExitDone;
   if (deletes) {
     printDeleted(options, found);

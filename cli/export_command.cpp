@@ -135,10 +135,10 @@ bool hasConditions(const SearchConditions& conditions) {
 
 /// The ids of the last list, or of what the conditions find, in their order.
 Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options,
-                                          KeldaneController& controller, Program& program) {
+                                          Archiver& archiver, Program& program) {
   std::vector<std::uint32_t> ids;
   if (options.lastList) {
-    const Result<std::vector<std::string>> last = LastList(controller).read();
+    const Result<std::vector<std::string>> last = LastList(archiver).read();
     if (!last) return Failure{last.error()};
     for (const std::string& id : *last) {
       ids.push_back(static_cast<std::uint32_t>(std::strtoul(id.c_str(), nullptr, 10)));
@@ -146,13 +146,13 @@ Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options,
     return ids;
   }
   const Result<std::string> statement =
-      statementOf(options.conditions, controller, program.environment);
+      statementOf(options.conditions, archiver, program.environment);
   if (!statement) return Failure{statement.error()};
   SearchOptions how;
   how.onlyTagged = options.conditions.words.withTags;
   how.onlyUntagged = options.conditions.words.withoutTags;
   Progress unseen;
-  const Result<SearchResult> found = runSearch(controller.session(), *statement, how, unseen);
+  const Result<SearchResult> found = runSearch(archiver.session(), *statement, how, unseen);
   if (!found) return Failure{"SQL error: " + found.error()};
   for (const Emailrow& row : found->rows) ids.push_back(row.emailID);
   return ids;
@@ -172,12 +172,12 @@ std::string sourcesText(const SourceCounts& counts) {
 
 void runExport(const ExportOptions& options, const Format& format, Program& program) {
   program.exitStatus = kExitFailed;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) return;
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) return;
   watchInterrupts();
   Result<std::vector<std::uint32_t>> ids = std::vector<std::uint32_t>();
   if (options.ids.empty()) {
-    ids = idsFor(options, *controller, program);
+    ids = idsFor(options, *archiver, program);
   } else if (auto given = messageIds(options.ids, program)) {
     ids = std::move(*given);
   } else {
@@ -187,11 +187,11 @@ void runExport(const ExportOptions& options, const Format& format, Program& prog
     (void)program.fail(ids.error());
     return;
   }
-  const MessageList list = listOfIds(controller->session(), std::move(*ids));
+  const MessageList list = listOfIds(archiver->session(), std::move(*ids));
   ExportProgress progress(program.terminal, list.size);
   program.terminal.progressStarted("Exporting...");
   const Result<OutputReport> report = format.run(
-      {controller->session(), progress, sourceReading(controller->settings().user).stripPlist},
+      {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist},
       list, options);
   program.terminal.progressEnded();
   if (!report) {

@@ -159,14 +159,14 @@ void runFind(const FindOptions& options, Program& program) {
     tellProblem(text, *problem, program);
     return;
   }
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const std::unique_ptr<IndexAccess> access = IndexAccess::open(*controller, program);
+  const std::unique_ptr<IndexAccess> access = IndexAccess::open(*archiver, program);
   if (!access || !access->update(false, program)) return;
-  WordSearch search(controller->session(), access->index());
+  WordSearch search(archiver->session(), access->index());
   const Result<void> answered =
       answer(options, std::get<QueryNode>(query), search, *access, program);
   if (!answered) program.exitStatus = program.fail(answered.error());

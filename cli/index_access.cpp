@@ -26,33 +26,33 @@ class TerminalProgress : public Progress {
   bool started_ = false;
 };
 
-MessageTextReader::Options readerOptions(KeldaneController& controller, AttachmentText& documents) {
+MessageTextReader::Options readerOptions(Archiver& archiver, AttachmentText& documents) {
   MessageTextReader::Options options;
   options.stripPlist = [](std::string& source) {
     MessageTags tags;
     stripPlist(source, tags);
   };
-  options.declaredCharsets = controller.settings().user.declaredCharsets != 0;
+  options.declaredCharsets = archiver.settings().user.declaredCharsets != 0;
   options.documents = &documents;
   return options;
 }
 
 }  // namespace
 
-IndexAccess::IndexAccess(KeldaneController& controller, Program& program,
+IndexAccess::IndexAccess(Archiver& archiver, Program& program,
                          const std::string& identity)
     : documents_(program.environment.temporaryFolder()),
-      reader_(readerOptions(controller, documents_)),
-      index_(indexFolder(supportFolder(controller.process()), identity), identity),
-      catchUp_(controller.session(), index_, reader_) {}
+      reader_(readerOptions(archiver, documents_)),
+      index_(indexFolder(supportFolder(archiver.process()), identity), identity),
+      catchUp_(archiver.session(), index_, reader_) {}
 
-std::unique_ptr<IndexAccess> IndexAccess::open(KeldaneController& controller, Program& program) {
-  const Result<std::string> identity = archiveIdentity(controller.session());
+std::unique_ptr<IndexAccess> IndexAccess::open(Archiver& archiver, Program& program) {
+  const Result<std::string> identity = archiveIdentity(archiver.session());
   if (!identity) {
     program.exitStatus = program.failSql(identity.error());
     return nullptr;
   }
-  return std::unique_ptr<IndexAccess>(new IndexAccess(controller, program, *identity));
+  return std::unique_ptr<IndexAccess>(new IndexAccess(archiver, program, *identity));
 }
 
 bool IndexAccess::update(bool rebuild, Program& program) {

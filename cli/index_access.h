@@ -8,15 +8,15 @@
 
 namespace keldane {
 
-class KeldaneController;
+class Archiver;
 class Program;
 
-/// The word index of the archive that the controller has open, with all that it takes to keep it
+/// The word index of the archive that the archiver has open, with all that it takes to keep it
 /// in step.
 class IndexAccess {
  public:
   /// Null when the server does not tell which archive it is; that has been printed.
-  [[nodiscard]] static std::unique_ptr<IndexAccess> open(KeldaneController& controller,
+  [[nodiscard]] static std::unique_ptr<IndexAccess> open(Archiver& archiver,
                                                          Program& program);
 
   /// Brings it in step with a progress line, or builds it anew. False when that failed or was
@@ -29,7 +29,7 @@ class IndexAccess {
   MessageTextReader& reader() { return reader_; }
 
  private:
-  IndexAccess(KeldaneController& controller, Program& program, const std::string& identity);
+  IndexAccess(Archiver& archiver, Program& program, const std::string& identity);
 
   AttachmentText documents_;
   MessageTextReader reader_;

@@ -19,12 +19,12 @@ struct IndexOptions {
 };
 
 std::unique_ptr<IndexAccess> openIndex(const IndexOptions& options, Program& program) {
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return nullptr;
   }
-  return IndexAccess::open(*controller, program);
+  return IndexAccess::open(*archiver, program);
 }
 
 void runUpdate(const IndexOptions& options, bool rebuild, Program& program) {

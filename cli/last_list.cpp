@@ -3,26 +3,26 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "app/keldane_controller.h"
+#include "app/archiver.h"
 #include "base/files.h"
 #include "base/text.h"
 
 namespace keldane {
 
-LastList::LastList(KeldaneController& controller) : controller_(controller) {}
+LastList::LastList(Archiver& archiver) : archiver_(archiver) {}
 
 std::string LastList::path() const {
-  return supportFolder(controller_.process()) + "/last-list.json";
+  return supportFolder(archiver_.process()) + "/last-list.json";
 }
 
 std::string LastList::archiveName() const {
-  const ServerConnection& server = controller_.connections().current();
-  return fmt::format("{} on {}:{} {}", controller_.database().dbPath, server.host, server.port,
+  const ServerConnection& server = archiver_.connections().current();
+  return fmt::format("{} on {}:{} {}", archiver_.database().dbPath, server.host, server.port,
                      server.socket);
 }
 
 Result<void> LastList::save(const std::vector<Emailrow>& rows) {
-  const Result<void> folder = makeFolders(supportFolder(controller_.process()));
+  const Result<void> folder = makeFolders(supportFolder(archiver_.process()));
   if (!folder) return folder;
   nlohmann::ordered_json list = {{"archive", archiveName()},
                                  {"ids", nlohmann::ordered_json::array()}};

@@ -8,7 +8,7 @@
 
 namespace keldane {
 
-class KeldaneController;
+class Archiver;
 
 /// The ids of the list that a command has shown last, kept between two commands in a private file
 /// of the support folder, together with the archive that they belong to. The views that the window
@@ -16,7 +16,7 @@ class KeldaneController;
 /// program are not ours to use.
 class LastList {
  public:
-  explicit LastList(KeldaneController& controller);
+  explicit LastList(Archiver& archiver);
 
   /// Keeps this list. A failure costs only `--within-last-list`.
   [[nodiscard]] Result<void> save(const std::vector<Emailrow>& rows);
@@ -27,7 +27,7 @@ class LastList {
   [[nodiscard]] std::string path() const;
   [[nodiscard]] std::string archiveName() const;
 
-  KeldaneController& controller_;
+  Archiver& archiver_;
 };
 
 }  // namespace keldane

@@ -22,13 +22,13 @@ void runList(const ListOptions& options, Program& program) {
     program.exitStatus = kExitUsage;
     return;
   }
-  KeldaneController* controller = program.connected(options.rows.connection, options.rows.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.rows.connection, options.rows.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
   program.exitStatus =
-      showList(*controller, {makeNewestSQL(limitClause(context))}, options.rows, program);
+      showList(*archiver, {makeNewestSQL(limitClause(context))}, options.rows, program);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ struct LogOptions {
 
 /// A log of the support folder; nothing when it does not exist yet.
 void printLog(const std::string& name, Program& program) {
-  const std::string path = supportFolder(program.controller().process()) + "/" + name;
+  const std::string path = supportFolder(program.archiver().process()) + "/" + name;
   if (!fileExists(path)) return;
   const Result<std::string> text = readFile(path);
   if (!text) {
@@ -33,7 +33,7 @@ void printLog(const std::string& name, Program& program) {
 
 void printLedger(const LogOptions& options, Program& program) {
   const std::string path = options.file.empty()
-                               ? supportFolder(program.controller().process()) + "/Ledger.log"
+                               ? supportFolder(program.archiver().process()) + "/Ledger.log"
                                : options.file;
   const Result<std::string> text = readLedgerLines(path, options.only);
   if (!text) {

@@ -39,7 +39,7 @@ int main(int argc, char** argv) {
   keldane::fillStandardFiles();
   keldane::giveLargeBlocksBack();
   keldane::Program program(argc, argv);
-  if (isUnattended(argc, argv)) return program.runUnattended();
+  if (isUnattended(argc, argv)) return keldane::runUnattended(program);
 
   const keldane::Command root = keldane::wholeProgram(program);
   if (const auto text = generated(root, argc, argv)) {
@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
     return program.finishOutput();
   }
   if (argc == 1) {
-    const bool hasArchive = !program.controller().connections().connectionNames().empty();
+    const bool hasArchive = !program.archiver().connections().connectionNames().empty();
     std::fputs(keldane::overviewText(root, hasArchive).c_str(), stdout);
     return program.finishOutput();
   }

@@ -146,13 +146,13 @@ Result<TagsById> tagsFor(const std::vector<Emailrow>& rows, RowFormat format,
 
 }  // namespace
 
-int showList(KeldaneController& controller, const ListRequest& request, const RowOptions& options,
+int showList(Archiver& archiver, const ListRequest& request, const RowOptions& options,
              Program& program) {
-  ServerSession& session = controller.session();
+  ServerSession& session = archiver.session();
   const RowFormat format = options.shownFormat();
   SearchOptions how;
   // Data for other programs has its dates as ISO 8601 writes them.
-  if (format == RowFormat::table) how.style = dateStyleOf(controller.settings().user);
+  if (format == RowFormat::table) how.style = dateStyleOf(archiver.settings().user);
   how.onlyTagged = request.onlyTagged;
   how.onlyUntagged = request.onlyUntagged;
   program.terminal.progressStarted("Retrieving...");
@@ -166,7 +166,7 @@ int showList(KeldaneController& controller, const ListRequest& request, const Ro
   if (!tags) return program.failSql(tags.error());
   printMessages(found->rows, format, *tags, program.style);
   // The list has been shown; without the file only the next narrowing fails, and tells so itself.
-  if (const Result<void> kept = LastList(controller).save(found->rows); !kept) {
+  if (const Result<void> kept = LastList(archiver).save(found->rows); !kept) {
     (void)program.fail("the list is not kept for --within-last-list: " + kept.error());
   }
   if (::isatty(STDERR_FILENO) != 0 && !program.terminal.quiet) {

@@ -8,7 +8,7 @@
 
 namespace keldane {
 
-class KeldaneController;
+class Archiver;
 class Program;
 
 enum class RowFormat { table, tsv, json };
@@ -41,7 +41,7 @@ struct ListRequest {
 /// The end of a command that lists messages: runs the statement, prints the list, keeps it as the
 /// last list, tells how many there are, and, when a limit has cut it, of how many. Answers the exit
 /// status; a list that could not be had has been told of.
-[[nodiscard]] int showList(KeldaneController& controller, const ListRequest& request,
+[[nodiscard]] int showList(Archiver& archiver, const ListRequest& request,
                            const RowOptions& options, Program& program);
 
 /// The date for a table of this width: on a narrow terminal without the time. 0: no terminal.

@@ -14,7 +14,6 @@
 
 #include "archive/existing_archive.h"
 #include "cli/database_words.h"
-#include "cli/run_report.h"
 
 namespace keldane {
 namespace {
@@ -56,34 +55,37 @@ Program::Program(int argc, char** argv) : environment(argc, argv), host(tools) {
 }
 
 Program::~Program() {
-  if (controller_) controller_->applicationWillTerminate();
+  if (archiver_) archiver_->close();
 }
 
-KeldaneController& Program::controller() {
-  if (!controller_) {
-    KeldaneController::Options options;
-    options.keepsResultList = false;
-    options.cleansCrontab = false;
-    options.asksForConnection = false;
-    controller_ = std::make_unique<KeldaneController>(
-        KeldaneController::Ports{terminal, queue, tools, environment, host,
-                                 [this] { terminateAsked_ = true; }},
-        std::move(options));
-    if (!environment.variable("HOME")) {
-      // Everything would be looked for, and kept, below the root folder.
-      fail("there is no home folder: set HOME to the folder that holds your archive's settings");
-      std::exit(kExitFailed);
-    }
-    controller_->init();
-    controller_->awakeFromNib();
+Archiver& Program::archiver() {
+  if (archiver_) return *archiver_;
+  if (!environment.variable("HOME")) {
+    // Everything would be looked for, and kept, below the root folder.
+    fail("there is no home folder: set HOME to the folder that holds your archive's settings");
+    std::exit(kExitFailed);
   }
-  return *controller_;
+  Archiver::Options options;
+  options.cleansCrontab = false;
+  archiver_ = std::make_unique<Archiver>(Archiver::Ports{terminal, queue, tools, environment, host},
+                                         options);
+  archiver_->archiveRun().reconnect = [this] {
+    static_cast<void>(tell(archiver_->reconnect()));
+    const bool stands = archiver_->connections().isConnected();
+    if (!stands) archiver_->process().cancelFlag = 1;
+    return stands;
+  };
+  if (const Result<void> loaded = archiver_->preferences().load(); !loaded) {
+    terminal.tell({Fault::About::settings, loaded.error()});
+  }
+  if (archiver_->start()) archiver_->loadPreferences();
+  return *archiver_;
 }
 
-KeldaneController* Program::connected(const std::string& connectionName,
-                                      const std::string& databaseName, Opening opening) {
-  KeldaneController& made = controller();
-  made.archiver().ensureConnection();
+Archiver* Program::connected(const std::string& connectionName, const std::string& databaseName,
+                             Opening opening) {
+  Archiver& made = archiver();
+  made.ensureConnection();
   if (!connectionName.empty()) {
     const std::vector<std::string> names = made.connections().connectionNames();
     if (std::find(names.begin(), names.end(), connectionName) == names.end()) {
@@ -98,7 +100,7 @@ KeldaneController* Program::connected(const std::string& connectionName,
       return nullptr;
     }
   }
-  static_cast<void>(tell(made.archiver().connectForCommand(connectionName, databaseName, opening)));
+  static_cast<void>(tell(made.connectForCommand(connectionName, databaseName, opening)));
   if (!made.connections().isConnected()) return nullptr;
   return made.process().cancelFlag.exchange(0) == 0 ? &made : nullptr;
 }
@@ -107,8 +109,8 @@ void Program::runUntil(const std::function<bool()>& done) {
   bool told = false;
   watched = true;
   queue.runUntil([&] {
-    if (!controller_ || interruptCount() == 0) return done();
-    ArchiveRun& run = controller_->archiveRun();
+    if (!archiver_ || interruptCount() == 0) return done();
+    ArchiveRun& run = archiver_->archiveRun();
     if (interruptCount() > 1) {
       // The worker may hang in a statement for long, so nothing waits for it.
       run.logInterrupted();
@@ -122,28 +124,6 @@ void Program::runUntil(const std::function<bool()>& done) {
     return done();
   });
   watched = false;
-}
-
-int Program::runUnattended() {
-  KeldaneController& made = controller();
-  if (terminateAsked_) return kExitDone;
-  watchInterrupts();
-  terminal.showsInformation = true;  // what stops a run before it starts must be seen
-  made.applicationDidFinishLaunching();
-  terminal.showsInformation = false;
-  if (!made.connections().isConnected()) {
-    return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
-  }
-  if (!made.archivePanel().goingOn().empty()) terminal.notice(made.archivePanel().goingOn());
-  runUntil([&] { return terminateAsked_ || !made.archiveRun().isRunning(); });
-  // A start that was refused has no summary; its alert has told why.
-  const std::optional<RunReport>& report = made.archiveRun().lastReport();
-  if (!report) {
-    return interruptCount() > 0 ? kExitInterrupted : kExitFailed;
-  }
-  const bool isSound = reportRunProblems(*report);
-  if (interruptCount() > 0) return kExitInterrupted;
-  return isSound ? kExitDone : kExitFailed;
 }
 
 int Program::finishOutput() {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "app/keldane_controller.h"
+#include "app/archiver.h"
 #include "cli/pager.h"
 #include "cli/terminal_interface.h"
 #include "platform/desktop_host_services.h"
@@ -21,25 +21,21 @@ inline constexpr int kExitUsage = 2;
 inline constexpr int kExitInterrupted = 130;
 
 /// What every command of the terminal program stands on: the ports of this system and, once it is
-/// asked for, the controller.
+/// asked for, the archiver.
 class Program {
  public:
   Program(int argc, char** argv);
   ~Program();
 
-  /// The controller, started as far as a command needs without a server.
-  KeldaneController& controller();
+  /// The archiver, started as far as a command needs without a server.
+  Archiver& archiver();
   /// The same with an open session and database. Null when the connect failed; the reason has been
   /// printed. A command that makes an archive where there is none says so with `opening`.
-  KeldaneController* connected(const std::string& connectionName = "",
-                               const std::string& databaseName = "",
-                               Opening opening = Opening::existing);
+  Archiver* connected(const std::string& connectionName = "", const std::string& databaseName = "",
+                      Opening opening = Opening::existing);
   /// Runs the main queue until `done`. The first interrupt ends the run under way after its message
   /// at hand, the second one the program.
   void runUntil(const std::function<bool()>& done);
-  /// A whole unattended run, as the schedule starts it.
-  int runUnattended();
-
   /// Sees to it that all that was printed is written, and answers how the program ends: a full disk
   /// behind standard output is a failure, which is told; a reader that has had enough is none.
   int finishOutput();
@@ -55,13 +51,12 @@ class Program {
   ProcessToolRunner tools;
   SystemEnvironment environment;
   DesktopHostServices host;
-  TerminalInterface terminal;
+  TerminalInterface terminal{queue};
   OutputStyle style;
   int exitStatus = kExitDone;
 
  private:
-  std::unique_ptr<KeldaneController> controller_;
-  bool terminateAsked_ = false;
+  std::unique_ptr<Archiver> archiver_;
 };
 
 /// Fills the places of standard files that the program was started without, so that no file or

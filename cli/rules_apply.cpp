@@ -166,9 +166,9 @@ class RulePass {
 
 void applyRules(const RulesApplyOptions& options, Program& program) {
   program.exitStatus = kExitFailed;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) return;
-  const std::vector<TagRule>& rules = controller->tagRules().rules();
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) return;
+  const std::vector<TagRule>& rules = archiver->tagRules().rules();
   const bool anyActive = std::any_of(rules.begin(), rules.end(),
                                      [](const TagRule& rule) { return rule.ruleActive != 0; });
   if (!anyActive) {
@@ -177,7 +177,7 @@ void applyRules(const RulesApplyOptions& options, Program& program) {
   }
   watchInterrupts();
   program.exitStatus = kExitDone;
-  RulePass pass(options, rules, controller->session(), program);
+  RulePass pass(options, rules, archiver->session(), program);
   (void)pass.run();
   pass.report();
   if (interruptCount() > 0) program.exitStatus = kExitInterrupted;

@@ -83,7 +83,7 @@ nlohmann::ordered_json ruleJson(const TagRule& rule, std::size_t number) {
 }
 
 void printRules(const RuleOptions& options, Program& program) {
-  const std::vector<TagRule>& rules = program.controller().tagRules().rules();
+  const std::vector<TagRule>& rules = program.archiver().tagRules().rules();
   std::vector<std::vector<std::string>> rows;
   for (std::size_t i = 0; i < rules.size(); ++i) {
     const TagRule& rule = rules[i];
@@ -106,7 +106,7 @@ void printRules(const RuleOptions& options, Program& program) {
 /// Rows of the rules that numbers or names stand for; nullopt, and a message, for one that is none.
 std::optional<std::vector<std::size_t>> findRules(const std::vector<std::string>& texts,
                                                   Program& program) {
-  const std::vector<TagRule>& rules = program.controller().tagRules().rules();
+  const std::vector<TagRule>& rules = program.archiver().tagRules().rules();
   std::vector<std::size_t> rows;
   for (const std::string& text : texts) {
     std::vector<std::size_t> found;
@@ -133,7 +133,7 @@ std::optional<std::vector<std::size_t>> findRules(const std::vector<std::string>
 void showRule(const RuleOptions& options, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  const TagRule& rule = program.controller().tagRules().rules()[rows->front()];
+  const TagRule& rule = program.archiver().tagRules().rules()[rows->front()];
   if (options.json) {
     printJson(ruleJson(rule, rows->front() + 1));
     return;
@@ -209,7 +209,7 @@ std::string whatIsWrong(const TagRule& rule, std::optional<std::size_t> ownRow,
 }
 
 void addRule(const RuleOptions& options, const TagRule& start, Program& program) {
-  TagRuleList& list = program.controller().tagRules();
+  TagRuleList& list = program.archiver().tagRules();
   TagRule rule = start;
   rule.ruleDescription = freeName(rule.ruleDescription, list.rules());
   rule.ruleActive = 1;
@@ -222,14 +222,14 @@ void addRule(const RuleOptions& options, const TagRule& start, Program& program)
 void copyRule(const RuleOptions& options, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  const TagRule copied = program.controller().tagRules().rules()[rows->front()];
+  const TagRule copied = program.archiver().tagRules().rules()[rows->front()];
   addRule(options, asWrittenHere(copied), program);
 }
 
 void editRule(const RuleOptions& options, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  TagRuleList& list = program.controller().tagRules();
+  TagRuleList& list = program.archiver().tagRules();
   const TagRule before = list.rules()[rows->front()];
   TagRule after = asWrittenHere(before);
   fillRule(options, after);
@@ -243,7 +243,7 @@ void removeRules(const RuleOptions& options, Program& program) {
   if (!rows) return;
   std::sort(rows->begin(), rows->end());
   rows->erase(std::unique(rows->begin(), rows->end()), rows->end());
-  TagRuleList& list = program.controller().tagRules();
+  TagRuleList& list = program.archiver().tagRules();
   std::vector<TagRule> gone;
   for (const std::size_t row : *rows) gone.push_back(list.rules()[row]);
   finish(list.remove(gone), program);
@@ -252,7 +252,7 @@ void removeRules(const RuleOptions& options, Program& program) {
 void switchRules(const RuleOptions& options, bool on, Program& program) {
   const auto rows = findRules(options.rules, program);
   if (!rows) return;
-  TagRuleList& list = program.controller().tagRules();
+  TagRuleList& list = program.archiver().tagRules();
   std::vector<TagRule> chosen;
   for (const std::size_t row : *rows) chosen.push_back(list.rules()[row]);
   for (const TagRule& rule : chosen) {
@@ -329,7 +329,7 @@ Command rulesCommand(Program& program) {
            .options = parts,
            .run =
                [options, &program] {
-                 addRule(*options, program.controller().tagRules().newRule(), program);
+                 addRule(*options, program.archiver().tagRules().newRule(), program);
                }},
           ruleCommand("edit", "Change what is given; conditions replace the old ones", *options, 1,
                       parts, [options, &program] { editRule(*options, program); }),

@@ -16,34 +16,34 @@ constexpr std::size_t kDayLength = 10;  // "2024-02-28"
 
 void setSchedule(const ScheduleRequest& request, Program& program) {
   // Asked before the server is: what is wrong with the request is known without it.
-  SettingsForm trial = program.controller().settings().form;
+  SettingsForm trial = program.archiver().settings().form;
   const std::string today = localDateTime(program.environment.now()).substr(0, kDayLength);
   if (const Result<void> filled = fillScheduleForm(trial, request, today); !filled) {
     program.exitStatus = program.fail(filled.error());
     return;
   }
-  KeldaneController* controller = program.connected("", "", Opening::create);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected("", "", Opening::create);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  Settings& settings = controller->settings();
+  Settings& settings = archiver->settings();
   if (!fillScheduleForm(settings.form, request, today) ||
-      !program.tell(controller->schedule().schedule())) {
+      !program.tell(archiver->schedule().schedule())) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const InstalledSchedule installed = controller->schedule().installed();
+  const InstalledSchedule installed = archiver->schedule().installed();
   std::fputs(fmt::format("Scheduled: {}\n", summaryOf(*installed.times).words).c_str(), stdout);
 }
 
 void showSchedule(bool json, Program& program) {
-  KeldaneController& controller = program.controller();
-  const bool leavesLog = controller.settings().user.leaveLogState != 0;
-  const std::string agentFile = scheduleAgentPath(controller.process());
-  const bool written = controller.schedule().isScheduled();
+  Archiver& archiver = program.archiver();
+  const bool leavesLog = archiver.settings().user.leaveLogState != 0;
+  const std::string agentFile = scheduleAgentPath(archiver.process());
+  const bool written = archiver.schedule().isScheduled();
   const InstalledSchedule installed =
-      written ? controller.schedule().installed()
+      written ? archiver.schedule().installed()
               : InstalledSchedule{std::vector<ScheduleTime>(), Failure{"there is no schedule"}};
   const ScheduleSummary summary = summaryOf(*installed.times);
   if (json) {
@@ -72,7 +72,7 @@ void showSchedule(bool json, Program& program) {
 }
 
 void removeSchedule(Program& program) {
-  Schedule& schedule = program.controller().schedule();
+  Schedule& schedule = program.archiver().schedule();
   const bool wasScheduled = schedule.isScheduled();
   if (!program.tell(schedule.removeSchedule())) {
     program.exitStatus = kExitFailed;

@@ -28,15 +28,15 @@ void startSearch(SearchCommandOptions& options, Program& program) {
     return;
   }
   program.exitStatus = kExitFailed;
-  KeldaneController* controller = program.connected(options.rows.connection, options.rows.database);
-  if (controller == nullptr) return;
-  const Result<std::string> statement = statementOf(conditions, *controller, program.environment);
+  Archiver* archiver = program.connected(options.rows.connection, options.rows.database);
+  if (archiver == nullptr) return;
+  const Result<std::string> statement = statementOf(conditions, *archiver, program.environment);
   if (!statement) {
     (void)program.fail(statement.error());
     return;
   }
   if (!options.saveAs.empty()) {
-    const Result<void> saved = saveSearch(controller->preferences(), {options.saveAs, *statement});
+    const Result<void> saved = saveSearch(archiver->preferences(), {options.saveAs, *statement});
     if (!saved) {
       (void)program.fail(printable(saved.error()));
       return;
@@ -52,7 +52,7 @@ void startSearch(SearchCommandOptions& options, Program& program) {
   if (!conditions.saved.empty()) rows.withoutLimit = "the limit stands in the saved search";
   if (!conditions.sql.empty()) rows.withoutLimit = "the limit stands in --sql";
   program.exitStatus =
-      showList(*controller, {*statement, conditions.words.withTags, conditions.words.withoutTags},
+      showList(*archiver, {*statement, conditions.words.withTags, conditions.words.withoutTags},
                rows, program);
 }
 

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "app/keldane_controller.h"
+#include "app/archiver.h"
 #include "app/query_settings.h"
 #include "cli/day_option.h"
 #include "cli/last_list.h"
@@ -146,10 +146,10 @@ Result<void> SearchConditions::read() {
   return context ? Result<void>() : Result<void>(Failure{context.error()});
 }
 
-Result<std::string> statementOf(const SearchConditions& conditions, KeldaneController& controller,
+Result<std::string> statementOf(const SearchConditions& conditions, Archiver& archiver,
                                 const Environment& environment) {
   if (!conditions.saved.empty()) {
-    const std::vector<SavedSearch> searches = readSavedSearches(controller.preferences());
+    const std::vector<SavedSearch> searches = readSavedSearches(archiver.preferences());
     const std::string* statement = findSearch(searches, conditions.saved);
     if (statement != nullptr) return *statement;
     return Failure{fmt::format("there is no saved search named \"{}\"", conditions.saved)};
@@ -157,13 +157,13 @@ Result<std::string> statementOf(const SearchConditions& conditions, KeldaneContr
   Result<SearchRequest> request = searchRequestOf(conditions.words);
   if (!request) return Failure{request.error()};
   Result<SearchContext> context =
-      searchContextOf(conditions.words, searchContextOf(controller.settings()));
+      searchContextOf(conditions.words, searchContextOf(archiver.settings()));
   if (!context) return Failure{context.error()};
   if (const std::string& shortcut = conditions.words.dateShortcut; !shortcut.empty()) {
     request->dates = shortcutDays(shortcut, environment);
   }
   if (conditions.withinLastList) {
-    const Result<std::vector<std::string>> ids = LastList(controller).read();
+    const Result<std::vector<std::string>> ids = LastList(archiver).read();
     if (!ids) return Failure{ids.error()};
     context->scope = idScope(*ids);
   }

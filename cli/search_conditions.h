@@ -11,7 +11,7 @@
 
 namespace keldane {
 
-class KeldaneController;
+class Archiver;
 class Program;
 
 /// The options by which a command finds the messages that it is about.
@@ -42,7 +42,7 @@ struct SearchConditions {
 /// The statement of the list that the options ask for. Fails when there is no such saved search, or
 /// no last list.
 [[nodiscard]] Result<std::string> statementOf(const SearchConditions& conditions,
-                                              KeldaneController& controller,
+                                              Archiver& archiver,
                                               const Environment& environment);
 
 }  // namespace keldane

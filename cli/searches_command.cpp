@@ -25,7 +25,7 @@ struct BrowseTarget {
 void listSearches(bool json, Program& program) {
   std::vector<std::vector<std::string>> rows;
   std::string text;
-  for (const auto& [name, statement] : readSavedSearches(program.controller().preferences())) {
+  for (const auto& [name, statement] : readSavedSearches(program.archiver().preferences())) {
     if (json) text += jsonLine({{"name", name}, {"statement", statement}});
     rows.push_back({name, statement});
   }
@@ -37,7 +37,7 @@ void listSearches(bool json, Program& program) {
 
 /// The statement of the search of this name; absent, and a message, when there is none.
 std::optional<std::string> statementOf(const std::string& name, Program& program) {
-  const auto searches = readSavedSearches(program.controller().preferences());
+  const auto searches = readSavedSearches(program.archiver().preferences());
   if (const std::string* statement = findSearch(searches, name)) return *statement;
   program.exitStatus = program.fail(fmt::format("there is no saved search named \"{}\"", name));
   return std::nullopt;
@@ -52,7 +52,7 @@ void showSearch(const std::string& name, Program& program) {
 
 void removeSearch(const std::string& name, Program& program) {
   if (!statementOf(name, program)) return;
-  const Result<void> deleted = deleteSearch(program.controller().preferences(), name);
+  const Result<void> deleted = deleteSearch(program.archiver().preferences(), name);
   if (!deleted) program.exitStatus = program.fail(printable(deleted.error()));
 }
 
@@ -60,15 +60,15 @@ void removeSearch(const std::string& name, Program& program) {
 /// archive has taken it.
 void setBrowse(const BrowseTarget& target, Program& program) {
   if (!target.name.empty() && !statementOf(target.name, program)) return;
-  KeldaneController* controller = program.connected(target.connection, target.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(target.connection, target.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  controller->settings().archive.browseNameString = target.name;
-  static_cast<void>(program.tell(controller->settings().savePreferences()));
-  static_cast<void>(program.tell(controller->settings().getSettings()));
-  if (controller->settings().archive.browseNameString != target.name) {
+  archiver->settings().archive.browseNameString = target.name;
+  static_cast<void>(program.tell(archiver->settings().savePreferences()));
+  static_cast<void>(program.tell(archiver->settings().getSettings()));
+  if (archiver->settings().archive.browseNameString != target.name) {
     program.exitStatus = program.fail("the archive has not kept the name of the search");
   }
 }

@@ -31,7 +31,7 @@ void printStatus(const LocalServer::Status& status, bool json) {
 }
 
 void startServer(Program& program) {
-  const Result<LocalServer::Status> started = program.controller().localServer().start();
+  const Result<LocalServer::Status> started = program.archiver().localServer().start();
   if (!started) {
     program.exitStatus = program.fail(started.error());
     return;
@@ -40,7 +40,7 @@ void startServer(Program& program) {
 }
 
 void stopServer(Program& program) {
-  if (const Result<void> stopped = program.controller().localServer().stop(); !stopped) {
+  if (const Result<void> stopped = program.archiver().localServer().stop(); !stopped) {
     program.exitStatus = program.fail(stopped.error());
   }
 }
@@ -62,7 +62,7 @@ Command serverCommand(Program& program) {
            .help = "Show whether it runs, and where",
            .options = {{"--json", json.get(), "Print one JSON object"}},
            .run = [json, &program] {
-             printStatus(program.controller().localServer().status(), *json);
+             printStatus(program.archiver().localServer().status(), *json);
            }}}};
 }
 

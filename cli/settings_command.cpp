@@ -20,20 +20,20 @@ struct SettingsOptions {
   bool json = false;
 };
 
-KeldaneController* connected(Program& program, Opening opening) {
-  KeldaneController* controller = program.connected("", "", opening);
-  if (controller == nullptr) program.exitStatus = kExitFailed;
-  return controller;
+Archiver* connected(Program& program, Opening opening) {
+  Archiver* archiver = program.connected("", "", opening);
+  if (archiver == nullptr) program.exitStatus = kExitFailed;
+  return archiver;
 }
 
 void listSettings(bool json, Program& program) {
-  KeldaneController* controller = connected(program, Opening::ifThere);
-  if (controller == nullptr) return;
+  Archiver* archiver = connected(program, Opening::ifThere);
+  if (archiver == nullptr) return;
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
   std::vector<std::vector<std::string>> rows;
   std::vector<std::vector<std::string>> ofTheWindow;
   for (const SettingKey& key : settingKeys()) {
-    const std::string value = settingValue(controller->settings(), key.name).value();
+    const std::string value = settingValue(archiver->settings(), key.name).value();
     object[key.name] = value;
     (key.windowOnly ? ofTheWindow : rows)
         .push_back({key.name, value, fmt::format("{} ({})", key.meaning, key.accepts)});
@@ -53,9 +53,9 @@ void listSettings(bool json, Program& program) {
 }
 
 void getSetting(const SettingsOptions& options, Program& program) {
-  KeldaneController* controller = connected(program, Opening::ifThere);
-  if (controller == nullptr) return;
-  const Result<std::string> value = settingValue(controller->settings(), options.name);
+  Archiver* archiver = connected(program, Opening::ifThere);
+  if (archiver == nullptr) return;
+  const Result<std::string> value = settingValue(archiver->settings(), options.name);
   if (!value) {
     program.exitStatus = program.fail(value.error());
     return;
@@ -64,19 +64,19 @@ void getSetting(const SettingsOptions& options, Program& program) {
 }
 
 void setSetting(const SettingsOptions& options, Program& program) {
-  KeldaneController* controller = connected(program, Opening::create);
-  if (controller == nullptr) return;
-  const Result<void> put = setSettingValue(controller->settings(), options.name, options.value,
-                                           controller->process().homePath);
+  Archiver* archiver = connected(program, Opening::create);
+  if (archiver == nullptr) return;
+  const Result<void> put = setSettingValue(archiver->settings(), options.name, options.value,
+                                           archiver->process().homePath);
   if (!put) {
     program.exitStatus = program.fail(put.error());
     return;
   }
-  if (!program.tell(controller->settings().savePreferences())) program.exitStatus = kExitFailed;
+  if (!program.tell(archiver->settings().savePreferences())) program.exitStatus = kExitFailed;
 }
 
 void saveCopy(Program& program) {
-  const Result<std::string> target = program.controller().settings().copySettings();
+  const Result<std::string> target = program.archiver().settings().copySettings();
   if (!target) {
     program.exitStatus = program.fail("the settings could not be copied: " + target.error());
     return;
@@ -87,7 +87,7 @@ void saveCopy(Program& program) {
 void replaceCopy(const std::string& path, Program& program) {
   const Result<PlistDict> copy = Settings::readCopy(path);
   const Result<void> replaced =
-      copy ? program.controller().settings().replaceSettings(*copy) : Failure{copy.error()};
+      copy ? program.archiver().settings().replaceSettings(*copy) : Failure{copy.error()};
   if (!replaced) program.exitStatus = program.fail(replaced.error());
 }
 

@@ -33,9 +33,9 @@ struct ShowOptions {
 };
 
 /// The row of the list that the message would have; nullopt, and the reason printed, without one.
-std::optional<Emailrow> findRow(std::uint32_t id, const ShowOptions& options,
-                                KeldaneController& controller, Program& program) {
-  ServerSession& session = controller.session();
+std::optional<Emailrow> findRow(std::uint32_t id, const ShowOptions& options, Archiver& archiver,
+                                Program& program) {
+  ServerSession& session = archiver.session();
   const std::string sql = fmt::format("{}email WHERE id={}", selectListColumns("id"), id);
   const bool sent = session.query(sql);
   const auto rows = sent ? session.storeResult() : nullptr;
@@ -49,7 +49,7 @@ std::optional<Emailrow> findRow(std::uint32_t id, const ShowOptions& options,
   }
   Emailrow row = readListRow(*rows);
   if (!options.json)
-    row.emailDate = formatListDate(row.emailDate, dateStyleOf(controller.settings().user));
+    row.emailDate = formatListDate(row.emailDate, dateStyleOf(archiver.settings().user));
   return row;
 }
 
@@ -98,11 +98,11 @@ std::nullopt_t unread(const std::string& error, std::uint32_t id, Program& progr
 
 /// What is to be printed; nullopt, and the reason printed, when it is not to be had.
 std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
-                                const std::optional<TagRow>& tags, KeldaneController& controller,
+                                const std::optional<TagRow>& tags, Archiver& archiver,
                                 Program& program) {
-  const UserSettings& user = controller.settings().user;
+  const UserSettings& user = archiver.settings().user;
   const SourceReading reading = sourceReading(user);
-  StoredSources sources(controller.session(), reading);
+  StoredSources sources(archiver.session(), reading);
   if (options.source || options.headers)
     return rawSource(row.emailID, options, sources, reading, program);
   if (!options.html) {
@@ -173,17 +173,17 @@ class MessagePrinter {
 void runShow(const ShowOptions& options, Program& program) {
   const auto ids = messageIds(options.ids, program);
   if (!ids || ids->empty()) return;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
   MessagePrinter printer(options, program.style);
   for (const std::uint32_t id : *ids) {
-    const std::optional<Emailrow> row = findRow(id, options, *controller, program);
+    const std::optional<Emailrow> row = findRow(id, options, *archiver, program);
     std::optional<TagRow> tags;
-    if (!row || !findTags(id, controller->session(), tags, program)) continue;
-    const auto text = read(options, *row, tags, *controller, program);
+    if (!row || !findTags(id, archiver->session(), tags, program)) continue;
+    const auto text = read(options, *row, tags, *archiver, program);
     if (text) printer.print(*row, tags, *text);
   }
 }

@@ -31,28 +31,28 @@ const std::vector<std::string>& chosenNames(const Settings& settings, bool mailb
   return mailboxes ? settings.selectedMailboxes : settings.selectedAccounts;
 }
 
-KeldaneController* connected(Program& program, Opening opening) {
-  KeldaneController* controller = program.connected("", "", opening);
-  if (controller == nullptr) program.exitStatus = kExitFailed;
-  return controller;
+Archiver* connected(Program& program, Opening opening) {
+  Archiver* archiver = program.connected("", "", opening);
+  if (archiver == nullptr) program.exitStatus = kExitFailed;
+  return archiver;
 }
 
 /// Fills the table with accounts or mailboxes. False, and a message, when there is none to fill.
-bool fillRows(bool mailboxes, KeldaneController& controller, Program& program) {
-  if (controller.settings().archive.postbox != 0) {
+bool fillRows(bool mailboxes, Archiver& archiver, Program& program) {
+  if (archiver.settings().archive.postbox != 0) {
     program.exitStatus = program.fail(
         "the settings name a mail client whose accounts cannot be listed; `keldane settings set "
         "postbox applemail` goes back");
     return false;
   }
-  Settings& settings = controller.settings();
+  Settings& settings = archiver.settings();
   settings.archive.mailboxesState = settings.form.selectAcctsMboxMatrix = mailboxes ? 1 : 0;
   // That the mail application does not answer shows in the rows.
   if (!mailboxes) {
-    controller.sources().loadAccountRows();
+    archiver.sources().loadAccountRows();
   } else {
     program.terminal.progressStarted("Looking for mailboxes...");
-    controller.sources().getMailboxNames();
+    archiver.sources().getMailboxNames();
     program.terminal.progressEnded();
   }
   return true;
@@ -65,10 +65,10 @@ struct Source {
   bool found = true;
 };
 
-std::vector<Source> sourcesOf(KeldaneController& controller, bool mailboxes) {
-  const std::vector<std::string>& chosen = chosenNames(controller.settings(), mailboxes);
-  const std::vector<AcctsRow>& rows = controller.sources().acctRows;
-  const std::vector<AcctsRow>& shown = controller.sources().shownRows();
+std::vector<Source> sourcesOf(Archiver& archiver, bool mailboxes) {
+  const std::vector<std::string>& chosen = chosenNames(archiver.settings(), mailboxes);
+  const std::vector<AcctsRow>& rows = archiver.sources().acctRows;
+  const std::vector<AcctsRow>& shown = archiver.sources().shownRows();
   std::vector<Source> sources;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     sources.push_back({shown[i].acctDesc, rows[i].acctDesc, contains(chosen, rows[i].acctDesc)});
@@ -92,22 +92,22 @@ void printSources(const std::vector<Source>& sources, bool mailboxes) {
 }
 
 void listSources(const SourcesOptions& options, Program& program) {
-  KeldaneController* controller = connected(program, Opening::ifThere);
-  if (controller == nullptr) return;
+  Archiver* archiver = connected(program, Opening::ifThere);
+  if (archiver == nullptr) return;
   // Looking at the one kind changes nothing in what a run goes by.
-  const bool runTakesMailboxes = controller->settings().archive.mailboxesState != 0;
-  if (!fillRows(options.mailboxes, *controller, program)) return;
-  const std::vector<Source> sources = sourcesOf(*controller, options.mailboxes);
+  const bool runTakesMailboxes = archiver->settings().archive.mailboxesState != 0;
+  if (!fillRows(options.mailboxes, *archiver, program)) return;
+  const std::vector<Source> sources = sourcesOf(*archiver, options.mailboxes);
   if (options.json) {
     printSources(sources, options.mailboxes);
     return;
   }
   if (sources.empty()) {
-    std::fputs(fmt::format(
-                   "No {} found below {}\n", options.mailboxes ? "mailboxes" : "accounts",
-                   printable(controller->process().homePath + controller->process().mailRootSuffix))
-                   .c_str(),
-               stdout);
+    std::fputs(
+        fmt::format("No {} found below {}\n", options.mailboxes ? "mailboxes" : "accounts",
+                    printable(archiver->process().homePath + archiver->process().mailRootSuffix))
+            .c_str(),
+        stdout);
     return;
   }
   std::vector<std::vector<std::string>> rows;
@@ -129,10 +129,10 @@ void listSources(const SourcesOptions& options, Program& program) {
 }
 
 /// The row that this name means. Absent, and a message, when there is none, or more than one.
-std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes,
-                                    KeldaneController& controller, Program& program) {
-  const std::vector<AcctsRow>& rows = controller.sources().acctRows;
-  const std::vector<AcctsRow>& shown = controller.sources().shownRows();
+std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes, Archiver& archiver,
+                                    Program& program) {
+  const std::vector<AcctsRow>& rows = archiver.sources().acctRows;
+  const std::vector<AcctsRow>& shown = archiver.sources().shownRows();
   std::vector<std::size_t> matches;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (rows[i].acctDesc == name) return i;
@@ -148,38 +148,38 @@ std::optional<std::size_t> rowNamed(const std::string& name, bool mailboxes,
   return std::nullopt;
 }
 
-void save(KeldaneController& controller, Program& program) {
-  if (!program.tell(controller.settings().savePreferences())) program.exitStatus = kExitFailed;
+void save(Archiver& archiver, Program& program) {
+  if (!program.tell(archiver.settings().savePreferences())) program.exitStatus = kExitFailed;
 }
 
 void chooseSources(const SourcesOptions& options, Program& program) {
-  KeldaneController* controller = connected(program, Opening::create);
-  if (controller == nullptr || !fillRows(options.mailboxes, *controller, program)) return;
+  Archiver* archiver = connected(program, Opening::create);
+  if (archiver == nullptr || !fillRows(options.mailboxes, *archiver, program)) return;
   const std::size_t longest = options.mailboxes ? kLongestMailbox : kLongestAccount;
   std::vector<std::size_t> rows;
   for (const std::string& name : options.names) {
-    const auto row = rowNamed(name, options.mailboxes, *controller, program);
+    const auto row = rowNamed(name, options.mailboxes, *archiver, program);
     if (!row) return;
-    if (utf16Length(controller->sources().acctRows[*row].acctDesc) > longest) {
+    if (utf16Length(archiver->sources().acctRows[*row].acctDesc) > longest) {
       program.exitStatus = program.fail(fmt::format(
           "\"{}\" cannot be kept: it has more than {} characters", printable(name), longest));
       return;
     }
     if (std::find(rows.begin(), rows.end(), *row) == rows.end()) rows.push_back(*row);
   }
-  MailSources& sources = controller->sources();
+  MailSources& sources = archiver->sources();
   sources.setAllChecks(false);
   for (const std::size_t row : rows) sources.setCheck(row, true);
   sources.chooseCheckedRows();
-  save(*controller, program);
+  save(*archiver, program);
 }
 
 void clearSources(Program& program) {
-  KeldaneController* controller = connected(program, Opening::create);
-  if (controller == nullptr) return;
-  controller->settings().selectedAccounts.clear();
-  controller->settings().selectedMailboxes.clear();
-  save(*controller, program);
+  Archiver* archiver = connected(program, Opening::create);
+  if (archiver == nullptr) return;
+  archiver->settings().selectedAccounts.clear();
+  archiver->settings().selectedMailboxes.clear();
+  save(*archiver, program);
 }
 
 }  // namespace

@@ -81,12 +81,12 @@ void runStats(const StatsOptions& options, Program& program) {
     program.exitStatus = kExitUsage;
     return;
   }
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const StatsFigures figures = findFigures(controller->session(), *request);
+  const StatsFigures figures = findFigures(archiver->session(), *request);
   if (options.json) {
     printFigures(figures, *request);
   } else {

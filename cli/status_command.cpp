@@ -40,14 +40,14 @@ std::string sizeOf(ServerSession& session, const std::string& database) {
 }
 
 void runStatus(bool json, Program& program) {
-  KeldaneController* controller = program.connected();
-  if (controller == nullptr) {
+  Archiver* archiver = program.connected();
+  if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return;
   }
-  ServerSession& session = controller->session();
-  const ServerConnection& connection = controller->connections().current();
-  const std::string database = controller->database().dbPath;
+  ServerSession& session = archiver->session();
+  const ServerConnection& connection = archiver->connections().current();
+  const std::string database = archiver->database().dbPath;
   const std::string server = oneValue(session, "SELECT VERSION()");
   const std::string messages = oneValue(session, "SELECT count(id) FROM email");
   const std::string newest = oneValue(session, "SELECT MAX(date_fld) FROM email");

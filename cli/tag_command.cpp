@@ -30,9 +30,9 @@ std::optional<std::vector<TaggedMessage>> changeTags(const TagOptions& options, 
   if (!ids) return std::nullopt;
   if (ids->empty()) return std::vector<TaggedMessage>();
   program.exitStatus = kExitFailed;
-  KeldaneController* controller = program.connected(options.connection, options.database);
-  if (controller == nullptr) return std::nullopt;
-  TagResult result = tagMessages(controller->session(), *ids, options.change);
+  Archiver* archiver = program.connected(options.connection, options.database);
+  if (archiver == nullptr) return std::nullopt;
+  TagResult result = tagMessages(archiver->session(), *ids, options.change);
   if (!result.serverError.empty()) (void)program.failSql(result.serverError);
   if (!result.problem.empty()) (void)program.fail(result.problem);
   if (!result.complete()) return std::nullopt;

@@ -9,7 +9,6 @@
 
 #include "base/text.h"
 #include "cli/database_words.h"
-#include "cli/run_report.h"
 #include "cli/terminal_text.h"
 #include "cli/text_table.h"
 
@@ -36,27 +35,6 @@ std::string timeText(double seconds) {
   return fmt::format("{:.1f} h", seconds / 3600);
 }
 
-constexpr std::string_view kDatabaseTitle = "SQL Error";
-constexpr std::string_view kOversizedTitle = "Max Size Exceeded";
-
-/// What a terminal says in place of an alert that speaks of windows and buttons; empty: the alert's
-/// own text.
-std::string_view ownWords(std::string_view title) {
-  struct Words {
-    std::string_view title;
-    std::string_view sentence;
-  };
-  constexpr Words kWords[] = {
-      {"No accounts selected", kNoAccountWords},
-      {"No mailboxes selected", kNoMailboxWords},
-      {kOversizedTitle, kTooLargeWords},
-  };
-  for (const Words& words : kWords) {
-    if (words.title == title) return words.sentence;
-  }
-  return {};
-}
-
 }  // namespace
 
 std::string readingLine(const ReadingProgress& progress, double seconds) {
@@ -72,23 +50,9 @@ std::string readingLine(const ReadingProgress& progress, double seconds) {
   return line;
 }
 
-TerminalInterface::TerminalInterface()
-    : canShowProgress_(::isatty(STDERR_FILENO) != 0 && terminalTakesEscapes()) {}
-
-int TerminalInterface::alert(const Alert& alert) {
-  clearLine();
-  const std::string_view known = ownWords(alert.title);
-  // "Archive Log" and its kind announce an end that the command prints itself.
-  const bool isNews = alert.style == AlertStyle::informational && !showsInformation;
-  if (isNews && alert.title != kOversizedTitle) return kFirstButton;
-  if (known.empty()) {
-    const bool ofServer = alert.title == kDatabaseTitle;
-    tell({ofServer ? Fault::About::server : Fault::About::settings, alert.text});
-  } else {
-    std::fputs(fmt::format("keldane: {}\n", known).c_str(), stderr);
-  }
-  return kFirstButton;
-}
+TerminalInterface::TerminalInterface(MainQueue& mainQueue)
+    : QueuedProgress(mainQueue),
+      canShowProgress_(::isatty(STDERR_FILENO) != 0 && terminalTakesEscapes()) {}
 
 void TerminalInterface::tell(const Fault& fault) {
   clearLine();
@@ -112,13 +76,13 @@ void TerminalInterface::progressStarted(std::string_view title) {
   lineShown_ = true;
 }
 
-void TerminalInterface::progressChanged(int count, std::string_view detail) {
+void TerminalInterface::showCount(int count, std::string_view detail) {
   if (!canShowProgress_ || quiet || readingShown_ || count == 0) return;
   const double perSecond = count / std::max(secondsSince(started_), 0.001);
   showLine(fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail)));
 }
 
-void TerminalInterface::readingProgress(const ReadingProgress& progress, std::string_view detail) {
+void TerminalInterface::showReading(const ReadingProgress& progress, std::string_view detail) {
   if (!canShowProgress_ || quiet) return;
   readingShown_ = true;
   showLine(readingLine(progress, secondsSince(started_)) + "  " + printable(detail));
@@ -139,8 +103,12 @@ void TerminalInterface::notice(std::string_view line) {
 
 void TerminalInterface::progressEnded() { clearLine(); }
 
-void TerminalInterface::showText(std::string_view title, std::string_view text) {
-  std::fputs(fmt::format("{}\n{}", title, text).c_str(), stdout);
+void TerminalInterface::stage(std::string_view title) {
+  if (title.empty()) {
+    progressEnded();
+  } else {
+    progressStarted(title);
+  }
 }
 
 void TerminalInterface::clearLine() {

@@ -2,9 +2,10 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "archive/fault.h"
-#include "platform/user_interface.h"
+#include "platform/queued_progress.h"
 
 namespace keldane {
 
@@ -12,28 +13,16 @@ namespace keldane {
 /// single file shows its messages. No guess is made before there is something to go by.
 [[nodiscard]] std::string readingLine(const ReadingProgress& progress, double seconds);
 
-/// The face of the terminal program: alerts go to standard error as one sentence in the terminal's
-/// own words and take their first button, the progress line is drawn there when it is a terminal,
-/// and there are no panels.
-class TerminalInterface : public UserInterface {
+/// What the terminal program says on standard error: faults as one sentence in the terminal's own
+/// words, and the progress line, which is drawn there when it is a terminal.
+class TerminalInterface : public QueuedProgress {
  public:
-  TerminalInterface();
+  explicit TerminalInterface(MainQueue& mainQueue);
 
-  int alert(const Alert& alert) override;
-  void showPanel(std::string_view) override {}
-  void closePanel(std::string_view) override {}
-  void openSheet(std::string_view) override {}
-  void runModal(std::string_view) override {}
-  void endModal() override {}
-  [[nodiscard]] bool isPanelVisible(std::string_view) const override { return false; }
-  [[nodiscard]] std::vector<std::string> chooseFiles(const FileChooser&) override { return {}; }
-  void changed(std::string_view) override {}
-  void setWindowTitle(std::string_view, std::string_view) override {}
-  void progressStarted(std::string_view title) override;
-  void progressChanged(int count, std::string_view detail) override;
-  void progressEnded() override;
-  void readingProgress(const ReadingProgress& progress, std::string_view detail) override;
-  void showText(std::string_view title, std::string_view text) override;
+  /// A task begins, or is over. Main thread only, as all that follows.
+  void progressStarted(std::string_view title);
+  void progressEnded();
+  void stage(std::string_view title) override;
 
   /// What could not be done, as one sentence in the terminal's own words.
   void tell(const Fault& fault);
@@ -44,11 +33,10 @@ class TerminalInterface : public UserInterface {
   bool (*isInterrupted)() = nullptr;
   /// No progress line, whatever standard error is.
   bool quiet = false;
-  /// Shows alerts that only inform, too. Else they are left out: the command itself prints what
-  /// came of it.
-  bool showsInformation = false;
 
  private:
+  void showCount(int count, std::string_view detail) override;
+  void showReading(const ReadingProgress& progress, std::string_view detail) override;
   void clearLine();
   void showLine(const std::string& line);
 

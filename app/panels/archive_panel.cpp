@@ -165,7 +165,6 @@ void ArchivePanel::stored(const RunReport& report) {
   MailSources& sources = context_.archiver.sources();
   sources.importMode = false;
   if (sources.choosesMailboxes() && !sources.mailboxNamesLoaded) context_.chooser.getMailboxNames();
-  if (!context_.keepsResultList) return;
   context_.resultTable.currentSql = fmt::format(
       "SELECT id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email WHERE "
       "id>={} AND id<={} ORDER BY date_fld DESC",

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "app/archiver.h"
+#include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
 #include "app/panels/source_chooser.h"
 #include "app/panels/store_date_sheet.h"
+#include "app/user_interface.h"
 #include "ingest/archive_run.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 
 namespace keldane {
 
@@ -23,7 +23,6 @@ class ArchivePanel : public RunObserver {
     ResultTable& resultTable;
     ProgressPanel& progress;
     UserInterface& ui;
-    bool keepsResultList = true;
     std::function<void()> terminate;
   };
 

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "app/panels/message_viewer.h"
+#include "app/panels/progress_panel.h"
+#include "app/user_interface.h"
 #include "archive/server_session.h"
 #include "platform/host_services.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "settings/settings.h"
 
 namespace keldane {

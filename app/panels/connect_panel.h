@@ -5,7 +5,7 @@
 #include <string>
 
 #include "app/archiver.h"
-#include "platform/user_interface.h"
+#include "app/user_interface.h"
 
 namespace keldane {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/panels/settings_panel.h"
-#include "platform/user_interface.h"
+#include "app/user_interface.h"
 
 namespace keldane {
 

@@ -3,11 +3,11 @@
 #include <functional>
 #include <string>
 
+#include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
+#include "app/user_interface.h"
 #include "archive/archive_database.h"
 #include "archive/server_session.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "query/duplicate_sweep.h"
 
 namespace keldane {

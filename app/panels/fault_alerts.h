@@ -1,8 +1,8 @@
 #pragma once
 
+#include "app/user_interface.h"
 #include "archive/fault.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
 
 namespace keldane {
 

@@ -9,10 +9,10 @@
 
 #include "app/panels/message_web_view.h"
 #include "app/panels/result_table.h"
+#include "app/user_interface.h"
 #include "archive/server_session.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
 #include "query/attachments.h"
 #include "query/stored_source.h"
 #include "settings/settings.h"

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "app/panels/progress_panel.h"
 #include "platform/progress.h"
-#include "platform/progress_panel.h"
 
 namespace keldane {
 

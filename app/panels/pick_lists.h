@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
+#include "app/panels/progress_panel.h"
 #include "app/panels/search_form.h"
+#include "app/user_interface.h"
 #include "archive/server_session.h"
 #include "base/result.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 
 namespace keldane {
 

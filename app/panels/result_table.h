@@ -7,11 +7,11 @@
 #include <string_view>
 #include <vector>
 
+#include "app/panels/progress_panel.h"
+#include "app/user_interface.h"
 #include "archive/archive_database.h"
 #include "archive/server_session.h"
 #include "platform/process_state.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "query/search_result.h"
 #include "settings/settings.h"
 

@@ -7,10 +7,10 @@
 
 #include "app/panels/result_table.h"
 #include "app/panels/search_form.h"
+#include "app/user_interface.h"
 #include "archive/archive_database.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
 #include "query/search_builder.h"
 #include "settings/preferences_file.h"
 #include "settings/settings.h"

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "app/panels/retrieve_sheet.h"
+#include "app/user_interface.h"
 #include "platform/process_state.h"
-#include "platform/user_interface.h"
 #include "query/saved_searches.h"
 #include "settings/preferences_file.h"
 #include "settings/settings.h"

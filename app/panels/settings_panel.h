@@ -5,7 +5,7 @@
 
 #include "app/archiver.h"
 #include "app/panels/source_chooser.h"
-#include "platform/user_interface.h"
+#include "app/user_interface.h"
 
 namespace keldane {
 

@@ -2,11 +2,11 @@
 
 #include <cstddef>
 
+#include "app/panels/progress_panel.h"
+#include "app/user_interface.h"
 #include "archive/archive_database.h"
 #include "ingest/sources/mail_sources.h"
 #include "platform/process_state.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "settings/settings.h"
 
 namespace keldane {

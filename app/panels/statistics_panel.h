@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "app/panels/progress_panel.h"
+#include "app/user_interface.h"
 #include "archive/server_session.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "query/date_range.h"
 
 namespace keldane {

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
+#include "app/user_interface.h"
 #include "archive/server_session.h"
 #include "archive/tag_row.h"
-#include "platform/progress_panel.h"
-#include "platform/user_interface.h"
 #include "settings/settings.h"
 
 namespace keldane {

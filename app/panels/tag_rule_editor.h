@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "app/user_interface.h"
 #include "ingest/storing/tag_rule_list.h"
-#include "platform/user_interface.h"
 #include "settings/settings.h"
 
 namespace keldane {

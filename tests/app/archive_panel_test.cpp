@@ -58,7 +58,7 @@ class ArchivePanelTest : public ::testing::Test {
   FakeEnvironment environment;
   RecordingHostServices host;
   ProgressPanel progress{ui, queue};
-  Archiver archiver{{ui, progress, queue, tools, at(environment, folder.path()), host},
+  Archiver archiver{{progress, queue, tools, at(environment, folder.path()), host},
                     {true, [] { return TestServer::shared().connect(); }, {}}};
   ResultTable list{{archiver.session(),
                     archiver.database(),
@@ -70,7 +70,7 @@ class ArchivePanelTest : public ::testing::Test {
   SourceChooser chooser{{archiver.process(), archiver.settings(), archiver.sources(),
                          archiver.database(), progress, ui}};
   int terminated = 0;
-  ArchivePanel panel{{archiver, chooser, list, progress, ui, true, [this] { ++terminated; }}};
+  ArchivePanel panel{{archiver, chooser, list, progress, ui, [this] { ++terminated; }}};
 };
 
 TEST_F(ArchivePanelTest, ShowsTheRunAndWhatItHasStored) {

@@ -46,7 +46,6 @@ class ControllerRig : public ::testing::Test {
   }
   void make(bool asksForConnection = true) {
     KeldaneController::Options options;
-    options.asksForConnection = asksForConnection;
     options.makeSession = [this] {
       auto made = std::make_unique<ScriptedSession>();
       made->answerOn("query SHOW COLUMNS*", {{"x", "mediumtext"}});
@@ -56,6 +55,10 @@ class ControllerRig : public ::testing::Test {
     controller = std::make_unique<KeldaneController>(
         KeldaneController::Ports{ui, queue, tools, environment, host, [this] { ++terminated; }},
         std::move(options));
+    if (asksForConnection) return;
+    // As the terminal has it.
+    controller->connectPanel().comesBack = false;
+    archiver().database().reconnect = [this] { return archiver().reconnect(); };
   }
   /// As far as `awakeFromNib`.
   void start() {

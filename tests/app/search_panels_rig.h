@@ -4,13 +4,13 @@
 #include <vector>
 
 #include "app/panels/pick_lists.h"
+#include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
 #include "app/panels/retrieve_sheet.h"
 #include "app/panels/saved_searches_panel.h"
 #include "app/panels/sql_editor.h"
 #include "archive/archive_database.h"
 #include "platform/local_main_queue.h"
-#include "platform/progress_panel.h"
 #include "settings/preferences_file.h"
 #include "settings/settings.h"
 #include "tests/support/fake_environment.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/user_interface.h"
+#include "app/user_interface.h"
 
 namespace keldane {
 
