@@ -46,7 +46,7 @@ class ExportProgress : public Progress {
   ExportProgress(TerminalInterface& terminal, std::size_t all)
       : terminal_(terminal), all_(static_cast<long long>(all)) {}
   void step(int count, std::string_view /*detail*/) override {
-    if (count % kShownEach == 0) terminal_.progressChanged(count, "of " + groupedText());
+    if (count % kShownEach == 0) terminal_.showCount(count, "of " + groupedText());
   }
   [[nodiscard]] bool cancelled() const override { return interruptCount() > 0; }
 
@@ -134,8 +134,8 @@ bool hasConditions(const SearchConditions& conditions) {
 }
 
 /// The ids of the last list, or of what the conditions find, in their order.
-Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options,
-                                          Archiver& archiver, Program& program) {
+Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options, Archiver& archiver,
+                                          Program& program) {
   std::vector<std::uint32_t> ids;
   if (options.lastList) {
     const Result<std::vector<std::string>> last = LastList(archiver).read();
@@ -191,8 +191,8 @@ void runExport(const ExportOptions& options, const Format& format, Program& prog
   ExportProgress progress(program.terminal, list.size);
   program.terminal.progressStarted("Exporting...");
   const Result<OutputReport> report = format.run(
-      {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist},
-      list, options);
+      {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist}, list,
+      options);
   program.terminal.progressEnded();
   if (!report) {
     (void)program.fail(printable(report.error()));

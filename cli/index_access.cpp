@@ -17,7 +17,7 @@ class TerminalProgress : public Progress {
   void step(int count, std::string_view detail) override {
     if (!started_) terminal_.progressStarted("Reading messages for the word index...");
     started_ = true;
-    terminal_.progressChanged(count, detail);
+    terminal_.showCount(count, detail);
   }
   [[nodiscard]] bool cancelled() const override { return interruptCount() > 0; }
 
@@ -39,8 +39,7 @@ MessageTextReader::Options readerOptions(Archiver& archiver, AttachmentText& doc
 
 }  // namespace
 
-IndexAccess::IndexAccess(Archiver& archiver, Program& program,
-                         const std::string& identity)
+IndexAccess::IndexAccess(Archiver& archiver, Program& program, const std::string& identity)
     : documents_(program.environment.temporaryFolder()),
       reader_(readerOptions(archiver, documents_)),
       index_(indexFolder(supportFolder(archiver.process()), identity), identity),

@@ -16,8 +16,7 @@ class Program;
 class IndexAccess {
  public:
   /// Null when the server does not tell which archive it is; that has been printed.
-  [[nodiscard]] static std::unique_ptr<IndexAccess> open(Archiver& archiver,
-                                                         Program& program);
+  [[nodiscard]] static std::unique_ptr<IndexAccess> open(Archiver& archiver, Program& program);
 
   /// Brings it in step with a progress line, or builds it anew. False when that failed or was
   /// interrupted; the reason has been printed and the exit status is set.

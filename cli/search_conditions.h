@@ -42,7 +42,6 @@ struct SearchConditions {
 /// The statement of the list that the options ask for. Fails when there is no such saved search, or
 /// no last list.
 [[nodiscard]] Result<std::string> statementOf(const SearchConditions& conditions,
-                                              Archiver& archiver,
-                                              const Environment& environment);
+                                              Archiver& archiver, const Environment& environment);
 
 }  // namespace keldane

@@ -23,6 +23,7 @@ class TerminalInterface : public QueuedProgress {
   void progressStarted(std::string_view title);
   void progressEnded();
   void stage(std::string_view title) override;
+  void showCount(int count, std::string_view detail) override;
 
   /// What could not be done, as one sentence in the terminal's own words.
   void tell(const Fault& fault);
@@ -35,7 +36,6 @@ class TerminalInterface : public QueuedProgress {
   bool quiet = false;
 
  private:
-  void showCount(int count, std::string_view detail) override;
   void showReading(const ReadingProgress& progress, std::string_view detail) override;
   void clearLine();
   void showLine(const std::string& line);
