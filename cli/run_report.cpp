@@ -81,7 +81,8 @@ void printRunSummary(const RunReport& report) {
   }
   printCount("Failed", sums.failed, "failed");
   printCount("Unreadable", sums.unreadable, "unreadable");
-  printCount("Not mail", sums.notMail, "not-mail");
+  printCount("Not chosen", report.notChosen, "not-mail");
+  printCount("Not mail", sums.notMail - report.notChosen, "not-mail");
   if (sums.postponed > 0) {
     fmt::print("Postponed: {} (will be read by the next run)\n", sums.postponed);
   }
@@ -100,6 +101,7 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
           {"duplicates", sums.duplicates},
           {"differing", report.differing},
           {"outsideRange", report.outsideRange},
+          {"notChosen", report.notChosen},
           {"interrupted", report.interrupted},
           {"stoppedBy", toUtf8(report.stoppedBy)},
           {"ledger",

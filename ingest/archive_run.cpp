@@ -135,7 +135,7 @@ std::optional<NotStarted> ArchiveRun::startPass(Pass pass) {
     if (auto failure = beginLedger()) return failure;
     context_.progress.step(0, "");
   }
-  openLogs();
+  openLogs(pass);
   observer_->passBegins();
   if (process.debugLogOn) debugLog_.openForAppend(process.logFilePath);
   process.cancelFlag = 0;
@@ -209,7 +209,7 @@ std::optional<NotStarted> ArchiveRun::beginLedger() {
   return std::nullopt;
 }
 
-void ArchiveRun::openLogs() {
+void ArchiveRun::openLogs(Pass pass) {
   ProcessState& process = context_.process;
   const bool onDesktop = process.unattendedRun != 0 && context_.settings.user.leaveLogState != 0;
   const std::string& database = context_.database.dbPath;
@@ -220,8 +220,10 @@ void ArchiveRun::openLogs() {
     const std::string wanted = process.storeLogPath;
     process.storeLogPath = supportFolder(process) + name;
     storeLog_.openForAppend(process.storeLogPath);
-    std::fprintf(stderr, "The log of this run cannot be kept in %s; it is in %s\n", wanted.c_str(),
-                 process.storeLogPath.c_str());
+    if (pass == Pass::first) {
+      std::fprintf(stderr, "keldane: the log of this run cannot be kept in %s; it is in %s\n",
+                   wanted.c_str(), process.storeLogPath.c_str());
+    }
   }
   process.logFilePath = process.workFolder + "/" + database + ".log";
 }
@@ -350,6 +352,7 @@ void ArchiveRun::fillReport() {
   report_.differing = watch_.differing();
   report_.noMessages = watch_.noMessages();
   report_.outsideRange = watch_.outsideRange();
+  report_.notChosen = watch_.notChosen();
   report_.interrupted = interrupted_;
   const std::optional<StopReason>& stop = watch_.stopReason();
   if (stop && !stop->serverLost) report_.stoppedBy = stop->text;
@@ -378,7 +381,7 @@ void ArchiveRun::writeRunLogs(const RunTotals& totals) {
   const bool duplicatesWritten = rewriteDuplicatesLog(
       pathForLogFile(context_.process, kDuplicatesLog), date, duplicateLogText_);
   if (!runWritten || !duplicatesWritten) {
-    std::fprintf(stderr, "The logs in %s cannot be written\n",
+    std::fprintf(stderr, "keldane: the logs in %s cannot be written\n",
                  supportFolder(context_.process).c_str());
   }
 }

@@ -130,7 +130,7 @@ class ArchiveRun {
   [[nodiscard]] std::optional<NotStarted> nothingSelected();
   void adoptCheckedAccounts();
   [[nodiscard]] std::optional<NotStarted> beginLedger();
-  void openLogs();
+  void openLogs(Pass pass);
   [[nodiscard]] PassPlan makePlan(Pass pass) const;
   void startWorker(Pass pass);
   void taskCompleted();

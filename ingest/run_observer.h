@@ -17,6 +17,7 @@ struct RunReport {
   long differing = 0;   ///< archived ones that differ from a message of the same date and addresses
   long noMessages = 0;  ///< of those left out, what was no mail message
   long outsideRange = 0;     ///< of those left out, what lies outside the days of the run
+  long notChosen = 0;        ///< of what is no mail, files in mailboxes that were not chosen
   bool interrupted = false;  ///< ended by the user before all was read
   /// Why the run was ended before all was read; empty when it was not, or the server was lost.
   std::string stoppedBy;

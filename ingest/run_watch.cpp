@@ -73,7 +73,7 @@ void RunWatch::reset() {
   folder_ = nullptr;
   stopped_ = false;
   stopReason_.reset();
-  differing_ = noMessages_ = outsideRange_ = 0;
+  differing_ = noMessages_ = outsideRange_ = notChosen_ = 0;
   files_ = filesRead_ = 0;
 }
 

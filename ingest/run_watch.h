@@ -42,6 +42,8 @@ class RunWatch {
   void beginWalk(std::size_t files, ImportFolder* folder);
   void beginFile(std::uint64_t sizeBytes);
   void endFile();
+  /// A file lies where the run was not to look.
+  void skipNotChosen() { ++notChosen_; }
 
   /// No further message can be stored.
   [[nodiscard]] bool isStopped() const { return stopped_; }
@@ -52,6 +54,8 @@ class RunWatch {
   [[nodiscard]] long noMessages() const { return noMessages_; }
   /// Of those left out, what lies outside the days of the run.
   [[nodiscard]] long outsideRange() const { return outsideRange_; }
+  /// Of the files that the ledger has as no mail, those in mailboxes that were not chosen.
+  [[nodiscard]] long notChosen() const { return notChosen_; }
 
  private:
   void take(LedgerOutcome outcome, std::string_view detail);
@@ -66,6 +70,7 @@ class RunWatch {
   long differing_ = 0;
   long noMessages_ = 0;
   long outsideRange_ = 0;
+  long notChosen_ = 0;
   std::size_t files_ = 0;
   std::size_t filesRead_ = 0;
   std::uint64_t fileBytes_ = 0;

@@ -79,6 +79,7 @@ bool MailWalk::readAll(const FileList& files) {
 }
 
 void MailWalk::skip(const std::string& path, std::string_view reason) {
+  if (reason != kHiddenFile) context_.watch.skipNotChosen();
   context_.ledger.recordNonMail(path, reason);
   if (importFolder_) importFolder_->keep(path, reason);
   context_.watch.endFile();
@@ -106,7 +107,8 @@ void MailWalk::readFile(const std::string& path) {
     readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
   }
   if (importFolder_) importFolder_->endFile();
-  context_.watch.endFile();
+  // A run that ends may have left it in the middle; the share stays where it is.
+  if (process.cancelFlag == 0 && !context_.watch.isStopped()) context_.watch.endFile();
 }
 
 std::string MailWalk::pathOf(const std::string& selected) const {

@@ -32,7 +32,7 @@ void removeLeading(std::string& text, std::string_view what) {
 }  // namespace
 
 std::optional<std::string_view> WalkFilter::exclusion(std::string_view path) const {
-  if (lastPathComponent(path).starts_with('.')) return "hidden file";
+  if (lastPathComponent(path).starts_with('.')) return kHiddenFile;
   // Kept: with mailboxes chosen, trash and junk stay out of an import too.
   if (mailboxesState || !importMode) {
     if (!mailboxesState && holdsOneOf(path, {"Mailboxes"}) && !holdsOneOf(path, {"Sent"})) {

@@ -6,6 +6,9 @@
 
 namespace keldane {
 
+/// The one reason that does not tell of a mailbox that was not chosen.
+inline constexpr std::string_view kHiddenFile = "hidden file";
+
 /// Which files of the walk may be mail, judged by their paths alone, letter by letter.
 struct WalkFilter {
   bool importMode = false;
