@@ -80,12 +80,12 @@ std::string zshAction(const CommandOption& option) {
 std::string zshOption(const CommandOption& option) {
   std::string lines;
   for (const std::string& name : optionNames(option)) {
-    std::string spec = (isList(option) ? "*" : "") + name;
+    std::string entry = (isList(option) ? "*" : "") + name;
     // A long name may have its value behind "=", too.
-    if (!isFlag(option) && name.starts_with("--")) spec += "=";
-    spec += "[" + zshText(option.help) + "]";
-    if (!isFlag(option)) spec += zshAction(option);
-    lines += " \\\n    " + inQuotes(spec);
+    if (!isFlag(option) && name.starts_with("--")) entry += "=";
+    entry += "[" + zshText(option.help) + "]";
+    if (!isFlag(option)) entry += zshAction(option);
+    lines += " \\\n    " + inQuotes(entry);
   }
   return lines;
 }

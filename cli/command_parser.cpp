@@ -175,14 +175,14 @@ class Parser {
     CLI::Option* made = makeOption(app, option);
     if (option.hidden) made->group("");
     if (option.required) made->required();
+    // One blank keeps the parser's own words away, such as a list of what a flag excludes.
+    made->option_text(isArgument(option) || isFlag(option) ? " " : valueName(option));
     if (isFlag(option)) return made;
-    // Of an argument the name says all; one blank keeps the parser's own words away.
-    made->option_text(isArgument(option) ? " " : valueName(option));
     if (isArgument(option) && isList(option)) {
       made->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
     } else if (isList(option)) {
-      made->expected(1, option.most == 0 ? CLI::detail::expected_max_vector_size
-                                         : static_cast<int>(option.most));
+      // How many at most is told of the whole line: the parser does not count what it takes whole.
+      made->expected(1, CLI::detail::expected_max_vector_size);
       made->allow_extra_args(false);
       made->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     } else {
@@ -231,6 +231,13 @@ class Parser {
 
   /// What can be told only of the whole line.
   void finish(const CLI::App& app, const Command& command, const Made& made) {
+    for (const auto& [option, described] : made) {
+      if (!isList(*described) || described->most == 0 || option->count() <= described->most)
+        continue;
+      throw CLI::ParseError(fmt::format("{} may be given {} times at most, and is there {} times",
+                                        described->names, described->most, option->count()),
+                            CLI::ExitCodes::ArgumentMismatch);
+    }
     std::map<const CLI::Option*, std::size_t> taken;
     for (const CLI::Option* option : app.parse_order()) {
       for (const auto& [each, described] : made) {

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -13,10 +14,14 @@
 #include "cli/standard_input.h"
 #include "ingest/reading/message_file.h"
 #include "ingest/reading/message_reader.h"
+#include "ingest/reading/natural_date.h"
 #include "mime/mail_source.h"
 
 namespace keldane {
 namespace {
+
+/// A date nearer to now than this may be none.
+constexpr std::int64_t kStandInSeconds = 5;
 
 using Json = nlohmann::ordered_json;
 
@@ -39,10 +44,14 @@ std::string sha256(std::string_view data) {
 
 Json textOrNull(const std::optional<std::string>& text) { return text ? Json(*text) : Json(); }
 
-/// Seconds since 1970 as "2006-01-02T22:04:05Z".
-Json isoDate(mime::TnoEmail& email) {
-  const auto date = email.GetDt();
-  const auto seconds = date ? date->GetAsDateTime(0) : std::nullopt;
+/// "2006-01-02T22:04:05Z".
+Json isoDate(mime::MailSource& source, std::int64_t now) {
+  const auto date = source.email().GetDt();
+  std::optional<std::int64_t> seconds = date ? date->GetAsDateTime(0) : std::nullopt;
+  // The engine has the present moment for a date that is missing or that it could not read.
+  if (seconds && std::abs(now - *seconds) < kStandInSeconds) {
+    seconds = parseNaturalDate(source.dateField().value_or(""), now);
+  }
   if (!seconds) return {};
   const std::time_t time = *seconds;
   std::tm utc = {};
@@ -70,7 +79,8 @@ Json describePart(const mime::PartView& part) {
   return entry;
 }
 
-Json describe(const std::string& file, mime::TnoEmail& email, Json parts) {
+Json describe(const std::string& file, mime::MailSource& source, Json parts, std::int64_t now) {
+  mime::TnoEmail& email = source.email();
   Json to = Json::array();
   for (int i = 0; i < email.NumTo(); ++i) to.push_back(textOrNull(email.GetTo(i)));
   Json cc = Json::array();
@@ -92,7 +102,7 @@ Json describe(const std::string& file, mime::TnoEmail& email, Json parts) {
           {"fromAddress", textOrNull(email.FromAddress())},
           {"to", std::move(to)},
           {"cc", std::move(cc)},
-          {"date", isoDate(email)},
+          {"date", isoDate(source, now)},
           {"plain", textOrNull(email.GetPlainTextBody())},
           {"html", textOrNull(email.GetHtmlBody())},
           {"attachments", std::move(attachments)},
@@ -166,7 +176,7 @@ void inspectMessage(const std::string& file, const std::string& bytes,
     return;
   }
   if (options.tree || options.mime) return;
-  const Json message = describe(file, source.email(), std::move(parts));
+  const Json message = describe(file, source, std::move(parts), program.environment.now());
   std::fputs((options.json ? jsonLine(message) : readableText(message)).c_str(), stdout);
 }
 

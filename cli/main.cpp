@@ -4,10 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include <unistd.h>
+
 #include "cli/command_manual.h"
 #include "cli/commands.h"
 #include "cli/overview.h"
 #include "cli/program.h"
+#include "cli/text_table.h"
 #include "platform/process_memory.h"
 
 namespace {
@@ -48,7 +51,8 @@ int main(int argc, char** argv) {
   }
   if (argc == 1) {
     const bool hasArchive = !program.archiver().connections().connectionNames().empty();
-    std::fputs(keldane::overviewText(root, hasArchive).c_str(), stdout);
+    const std::string text = keldane::overviewText(root, hasArchive);
+    std::fputs(keldane::wrapLines(text, keldane::terminalWidth(STDOUT_FILENO)).c_str(), stdout);
     return program.finishOutput();
   }
   const keldane::ParsedLine line = keldane::parseLine(root, kVersion, {argv + 1, argv + argc});
@@ -56,7 +60,7 @@ int main(int argc, char** argv) {
     program.fail(line.error);
     return keldane::kExitUsage;
   }
-  std::fputs(line.output.c_str(), stdout);
+  std::fputs(keldane::wrapLines(line.output, keldane::outputWidth()).c_str(), stdout);
   if (line.command != nullptr) line.command->run();
   return program.finishOutput();
 }

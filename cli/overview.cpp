@@ -6,11 +6,11 @@ namespace keldane {
 namespace {
 
 constexpr const char* kHowToBegin =
-    "There is no archive yet. `keldane archive FOLDER` makes one of the mail in a folder or file;\n"
-    "`keldane sources list` shows the mail that the mail client keeps on this machine, and\n"
+    "There is no archive yet. `keldane archive FOLDER` makes one of the mail in a folder or file; "
+    "`keldane sources list` shows the mail that the mail client keeps on this machine, and "
     "`keldane connections add` takes a database server of your own in place of the private one.\n";
 constexpr const char* kNextStep =
-    "`keldane list` shows the newest messages, `keldane search --and subject=TEXT` finds some,\n"
+    "`keldane list` shows the newest messages, `keldane search --and subject=TEXT` finds some, "
     "`keldane show ID` shows one, and `keldane COMMAND --help` tells all about a command.\n";
 
 }  // namespace

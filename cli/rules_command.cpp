@@ -53,6 +53,14 @@ std::string checkCriterion(const std::string& text) {
       printable(text), fmt::join(kRuleFieldTitles, ", "));
 }
 
+/// A number or nothing would not tell this rule from the others where one is asked for.
+std::string checkName(const std::string& text) {
+  if (trimWhitespace(text).empty()) return "a rule needs a name that is not empty";
+  if (text.find_first_not_of("0123456789") != std::string::npos) return {};
+  return fmt::format("\"{}\" would be taken for the number of a rule; give a name that is none",
+                     text);
+}
+
 std::string conditionText(const TagRule& rule) {
   std::string text;
   for (const RuleCriterion& criterion : rule.ruleCriteria) {
@@ -179,8 +187,9 @@ void finish(const Result<void>& saved, Program& program) {
 /// A name that no rule has: this one, or the first free one of those that count on from it.
 std::string freeName(const std::string& name, const std::vector<TagRule>& rules) {
   const auto taken = [&rules](const std::string& text) {
-    return std::any_of(rules.begin(), rules.end(),
-                       [&text](const TagRule& rule) { return rule.ruleDescription == text; });
+    return std::any_of(rules.begin(), rules.end(), [&text](const TagRule& rule) {
+      return compareNoCase(rule.ruleDescription, text) == 0;
+    });
   };
   std::string free = name;
   for (int i = 2; taken(free); ++i) free = fmt::format("{} {}", name, i);
@@ -192,9 +201,9 @@ std::string freeName(const std::string& name, const std::vector<TagRule>& rules)
 std::string whatIsWrong(const TagRule& rule, std::optional<std::size_t> ownRow,
                         const std::vector<TagRule>& rules) {
   for (std::size_t i = 0; i < rules.size(); ++i) {
-    if (ownRow != i && rules[i].ruleDescription == rule.ruleDescription) {
+    if (ownRow != i && compareNoCase(rules[i].ruleDescription, rule.ruleDescription) == 0) {
       return fmt::format("there is a rule named \"{}\" already; give another --name",
-                         printable(rule.ruleDescription));
+                         printable(rules[i].ruleDescription));
     }
   }
   const bool conditions =
@@ -267,7 +276,11 @@ void switchRules(const RuleOptions& options, bool on, Program& program) {
 }
 
 std::vector<CommandOption> ruleOptions(RuleOptions& options) {
-  return {{"--name", &options.name, "Its name", "NAME"},
+  return {{.names = "--name",
+           .target = &options.name,
+           .help = "Its name",
+           .value = "NAME",
+           .check = checkName},
           {.names = "--when",
            .target = &options.when,
            .help = "A condition: FIELD contains TEXT, or FIELD does not contain TEXT; FIELD is "
@@ -313,6 +326,10 @@ Command rulesCommand(Program& program) {
   auto options = std::make_shared<RuleOptions>();
   auto apply = std::make_shared<RulesApplyOptions>();
   const std::vector<CommandOption> parts = ruleOptions(*options);
+  Command edit =
+      ruleCommand("edit", "Change what is given; conditions replace the old ones", *options, 1,
+                  parts, [options, &program] { editRule(*options, program); });
+  for (const CommandOption& part : parts) edit.oneOf.push_back(part.names);
   return {
       .name = "rules",
       .help = "The rules that tag messages on their way into the archive, or keep them out",
@@ -331,8 +348,7 @@ Command rulesCommand(Program& program) {
                [options, &program] {
                  addRule(*options, program.archiver().tagRules().newRule(), program);
                }},
-          ruleCommand("edit", "Change what is given; conditions replace the old ones", *options, 1,
-                      parts, [options, &program] { editRule(*options, program); }),
+          std::move(edit),
           ruleCommand("copy", "Add a copy, with what is given changed in it", *options, 1, parts,
                       [options, &program] { copyRule(*options, program); }),
           ruleCommand("remove", "Remove rules", *options, 0, {},

@@ -91,6 +91,7 @@ std::vector<CommandOption> furtherOptions(SearchConditions& conditions) {
 std::vector<CommandOption> statementOptions(SearchConditions& conditions,
                                             std::vector<std::string> form,
                                             std::vector<std::string> besideNeither) {
+  const std::vector<std::string> besideSql = form;
   form.insert(form.end(), besideNeither.begin(), besideNeither.end());
   besideNeither.emplace_back("--saved");
   form.emplace_back("--sql");
@@ -104,9 +105,12 @@ std::vector<CommandOption> statementOptions(SearchConditions& conditions,
            .target = &conditions.withinLastList,
            .help = "Search in the results of the last list, search or browse",
            .excludes = std::move(besideNeither)},
-          {"--sql", &conditions.sql,
-           "Your own end of the statement, from WHERE on, sent as it stands; % stands for any text",
-           "\"WHERE ...\""},
+          {.names = "--sql",
+           .target = &conditions.sql,
+           .help = "Your own end of the statement, from WHERE on with its order and limit, sent as "
+                   "it stands; % stands for any text",
+           .value = "\"WHERE ...\"",
+           .excludes = besideSql},
           {.names = "--saved",
            .target = &conditions.saved,
            .help = "Run the saved search of this name",

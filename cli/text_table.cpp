@@ -135,6 +135,31 @@ std::string fitToWidth(std::string_view text, std::size_t width) {
   return std::string(text);
 }
 
+std::string wrapLines(std::string_view text, std::size_t width) {
+  if (width == 0) return std::string(text);
+  std::string all;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
+    const std::size_t gap = line.find("  ", indent);
+    if (gap != std::string_view::npos) {
+      indent = std::min(line.find_first_not_of(' ', gap), line.size());
+    }
+    // A column that leaves no room gives way.
+    if (indent > width / 2) indent = std::min<std::size_t>(4, width / 4);
+    const std::string_view opening = line.substr(0, indent);
+    all += opening;
+    std::string below;
+    for (const std::string& part : wrapped(line.substr(opening.size()), width - indent)) {
+      all.append(below).append(below.empty() ? part : trimWhitespace(part)).append("\n");
+      below = std::string(indent, ' ');
+    }
+  }
+  return all;
+}
+
 std::size_t terminalWidth(int descriptor) {
   winsize size = {};
   if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;

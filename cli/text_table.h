@@ -13,6 +13,9 @@ namespace keldane {
 /// The text cut to at most `width` columns, with "…" at the end when something was cut, or "~" on a
 /// plain terminal.
 [[nodiscard]] std::string fitToWidth(std::string_view text, std::size_t width);
+/// The text with its lines broken at blanks to fit `width` columns; a line goes on below its second
+/// column, which two blanks set off, or else below its own beginning. 0: as it is.
+[[nodiscard]] std::string wrapLines(std::string_view text, std::size_t width);
 /// Columns of the terminal behind this descriptor; 80 when it is none.
 [[nodiscard]] std::size_t terminalWidth(int descriptor);
 

@@ -229,6 +229,7 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"connections", "add", "x", "--port", "70000"}, 2, "from 1 to 65535"},
       {{"duplicates", "--yes"}, 2, "--delete"},
       {{"search", "--and", "to=x", "--saved", "y"}, 2, "excludes"},
+      {{"search", "--sql", "WHERE id<4", "--limit", "1"}, 2, "excludes"},
       {{"find", "a", "(b"}, 2, "not closed\na (b\n  ^"},
       {{"tag", "1"}, 2, "give at least one of --category"},
       {{"tag", "1", "--add", "a", "b"}, 2, "\"b\" is not the id"},
@@ -253,6 +254,13 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"connections", "add", "Tests"}, 1, "--replace"},
       {{"rules", "add", "--name", "x", "--category", "c"}, 1, "--when"},
       {{"rules", "add", "--name", "x", "--when", "from contains x"}, 1, "--category"},
+      {{"rules", "add", "--name", " "}, 2, "name that is not empty"},
+      {{"rules", "add", "--name", "12"}, 2, "taken for the number of a rule"},
+      {{"rules", "edit", "x"}, 2, "give at least one of --name"},
+      {{"rules", "add", "--when", "to contains a", "--when", "to contains b", "--when",
+        "to contains c", "--when", "to contains d", "--when", "to contains e"},
+       2,
+       "--when may be given 4 times at most"},
   };
   for (const Case& each : cases) {
     const ToolOutcome outcome = run(each.arguments);
