@@ -20,9 +20,11 @@
 
 #include <fmt/format.h>
 
+#include "app/query_settings.h"
 #include "base/text.h"
 #include "bench/statement_tape.h"
 #include "cli/program.h"
+#include "query/search_result.h"
 #include "query/statistics.h"
 
 namespace keldane::bench {
@@ -57,6 +59,7 @@ struct Archive {
   DesktopHostServices host;
   TerminalInterface terminal{queue};
   StatementTape* tape = nullptr;
+  std::size_t rowsListed = 0;  ///< by the last list
   std::unique_ptr<Archiver> archiver;
 
   explicit Archive(char** argv, StatementTape* tapeToUse)
@@ -139,42 +142,51 @@ struct Work {
   std::function<void(Archive&)> run;
 };
 
-void search(Archive& archive, const std::function<void(SearchForm&)>& fillForm) {
-  SearchForm form;
-  fillForm(form);
-  archive.archiver->retrieveSheet().form = form;
-  archive.archiver->retrieveSheet().retrieveEmails();
+void list(Archive& archive, const std::string& statement) {
+  Progress unseen;
+  SearchOptions how;
+  how.style = dateStyleOf(archive.archiver->settings().user);
+  const Result<SearchResult> found = runSearch(archive.archiver->session(), statement, how, unseen);
+  if (!found) std::exit(1);
+  archive.rowsListed = found->rows.size();
 }
 
-/// Shows the message as if it had been selected in a list.
+void search(Archive& archive, const SearchRequest& request) {
+  const SearchSql sql = makeSearchSQL(request, searchContextOf(archive.archiver->settings()));
+  list(archive, sql.beginSql + sql.whereSql);
+}
+
+/// Reads the message as one that is shown.
 bool showMessage(Archive& archive, std::uint32_t id) {
-  MessageViewer& viewer = archive.archiver->messageViewer();
-  archive.archiver->resultTable().emailRows = {{id, 0, "", "", "", "", ""}};
-  viewer.selection = {1, 0};
-  viewer.tableViewSelectionDidChange();
-  return viewer.attachOwnerId == id;
+  const UserSettings& user = archive.archiver->settings().user;
+  StoredSources sources(archive.archiver->session(), sourceReading(user));
+  Result<std::string> source = sources.fetch(id);
+  if (!source) return false;
+  return sources.readMessage(id, std::move(*source), headerDate(user, archive.environment, ""))
+      .messageText.has_value();
 }
 
 std::vector<Work> works(const std::vector<std::uint32_t>& ids) {
   return {
       {"word in the body",
        [](Archive& archive) {
-         search(archive, [](SearchForm& form) { form.searchTextField[4] = "meeting"; });
+         SearchRequest request;
+         request.conditions = {{"email.body_fld", "meeting", {}}};
+         search(archive, request);
        }},
       {"entire message",
        [](Archive& archive) {
-         search(archive, [](SearchForm& form) { form.entireMsgTextField = "meeting"; });
+         SearchRequest request;
+         request.conditions = phraseConditions("meeting");
+         search(archive, request);
        }},
       {"date range",
        [](Archive& archive) {
-         search(archive, [](SearchForm& form) {
-           form.dates.beginYr = "2002";
-           form.dates.beginMo = "09";
-           form.dates.endYr = "2002";
-           form.dates.endMo = "09";
-         });
+         SearchRequest request;
+         request.dates = dateRange(monthMenus("2002-09-30"));
+         search(archive, request);
        }},
-      {"newest 200", [](Archive& archive) { archive.archiver->resultTable().get500emails(); }},
+      {"newest 200", [](Archive& archive) { list(archive, makeNewestSQL(" LIMIT 200")); }},
       {"20 read, over and over",
        [ids](Archive& archive) {
          for (const std::uint32_t id : ids) {
@@ -281,7 +293,7 @@ int run(int argc, char** argv) {
       tape.running = true;
       work.run(archive);
       tape.running = false;
-      rows = archive.archiver->resultTable().emailRows.size();
+      rows = archive.rowsListed;
     }
     std::vector<double> ours;
     std::vector<double> bare;
