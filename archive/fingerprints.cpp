@@ -26,6 +26,8 @@ constexpr const char* kCreate =
     "DEFAULT 0,size_bytes BIGINT UNSIGNED,encoding TINYINT UNSIGNED,line_ends TINYINT "
     "UNSIGNED,path BLOB,offset_bytes BIGINT UNSIGNED,exact_zstd LONGBLOB)";
 
+constexpr const char* kProbe = "SELECT id FROM keldane_fingerprints LIMIT 0";
+
 std::string hex(std::string_view bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string digits;
@@ -87,7 +89,8 @@ std::optional<int> numberOf(std::optional<std::string_view> cell) {
 }  // namespace
 
 bool Fingerprints::open() {
-  available_ = context_.session.query(kCreate);
+  available_ = context_.session.query(context_.readsOnly ? kProbe : kCreate);
+  if (available_ && context_.readsOnly) static_cast<void>(context_.session.storeResult());
   return available_;
 }
 
@@ -116,7 +119,7 @@ void Fingerprints::remove(std::uint32_t id) {
 
 /// Adds to a row, or makes one, what has been learnt from the stored source.
 void Fingerprints::note(std::uint32_t id, const Content& content) {
-  if (!available_) return;
+  if (!available_ || context_.readsOnly) return;
   // When it is refused, the next look learns it again.
   static_cast<void>(context_.session.query(
       fmt::format("INSERT INTO keldane_fingerprints (id,content_sha256,reading,encoding) "
@@ -185,7 +188,7 @@ Fingerprints::Match Fingerprints::compareSource(std::uint32_t id, std::optional<
   const Match read = readSource(id, source);
   if (read != Match::same) return read;
   if (equalButForNuls(source, sought.original)) {
-    if (available_) static_cast<void>(write(id, sought.fingerprint));
+    if (available_ && !context_.readsOnly) static_cast<void>(write(id, sought.fingerprint));
     return Match::same;
   }
   const std::vector<Content> contents = contentsOf(std::move(source), encoding);

@@ -43,6 +43,8 @@ class Fingerprints {
     std::function<void(std::string& source)> stripPlist = {};
     /// How a source that was read as ISO Latin 1 is given to the engine; empty: as it declares.
     std::function<bool()> declaredCharsets = {};
+    /// Nothing is made or noted; a table that is missing is done without.
+    bool readsOnly = false;
   };
   enum class Match {
     same,

@@ -1,9 +1,7 @@
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -13,6 +11,8 @@
 #include "cli/commands.h"
 #include "cli/day_option.h"
 #include "cli/day_text.h"
+#include "cli/dry_run_report.h"
+#include "cli/import_paths.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/run_report.h"
@@ -42,40 +42,14 @@ struct ArchiveOptions {
   std::string database;
   std::string connection;
   std::string ledger;
+  bool dryRun = false;
+  bool list = false;
   bool json = false;
 };
 
 std::string midnightOf(const std::string& day) {
   const std::optional<DayText> read = readDay(day);
   return read ? fmt::format("{}-{}-{} 00:00:00", read->year, read->month, read->day) : day;
-}
-
-/// Absolute paths of what is to be imported, with "-" as the file that `input` then holds. Empty,
-/// and a message, when one of them is not there.
-std::vector<std::string> importPaths(const std::vector<std::string>& paths,
-                                     std::unique_ptr<StandardInputFile>& input, Program& program) {
-  std::vector<std::string> absolute;
-  for (const std::string& path : paths) {
-    if (path == "-") {
-      if (input != nullptr) continue;
-      auto received = StandardInputFile::receive(supportFolder(program.archiver().process()));
-      if (!received) {
-        program.exitStatus = program.fail(received.error());
-        return {};
-      }
-      input = std::move(*received);
-      absolute.push_back(input->path());
-      continue;
-    }
-    std::error_code error;
-    if (!std::filesystem::exists(path, error)) {
-      program.exitStatus = program.fail(fmt::format("no such file or folder: {}", path));
-      return {};
-    }
-    absolute.push_back(std::filesystem::absolute(path, error).lexically_normal().string());
-    if (absolute.back().size() > 1 && absolute.back().back() == '/') absolute.back().pop_back();
-  }
-  return absolute;
 }
 
 /// A run over the sources that are chosen begins with the newest day stored. False: that day cannot
@@ -121,6 +95,52 @@ void report(const ArchiveOptions& options, const RunReport& report, Program& pro
   if (interruptCount() > 0) program.exitStatus = kExitInterrupted;
 }
 
+void fillDays(const ArchiveOptions& options, ArchiveRequest& request) {
+  if (!options.from.empty()) request.range.rangeStartText = midnightOf(options.from);
+  if (!options.to.empty()) request.range.rangeEndText = midnightOf(options.to);
+}
+
+/// An archive that there may be, to compare with. False: it cannot be opened, which has been told.
+bool openForDryRun(const ArchiveOptions& options, Program& program) {
+  // Where no connection is saved there is no archive either, and a server is not set up to say so.
+  const bool anyConnection = !program.archiver().connections().connectionList().empty();
+  if (!anyConnection && options.connection.empty()) return true;
+  return program.connected(options.connection, options.database, Opening::ifThere) != nullptr;
+}
+
+void runDry(const ArchiveOptions& options, ArchiveRequest request, Program& program) {
+  program.exitStatus = kExitFailed;
+  if (!openForDryRun(options, program)) {
+    if (interruptCount() > 0) program.exitStatus = kExitInterrupted;
+    return;
+  }
+  Archiver& archiver = program.archiver();
+  const bool hasArchive = archiver.connections().isConnected() && archiver.database().isOpen();
+  RunDisplay display(program);
+  if (request.paths.empty() && hasArchive &&
+      !goOnFromNewest(request, options.from.empty(), archiver.archiveRun(), display, program)) {
+    return;
+  }
+  fillDays(options, request);
+  if (request.paths.empty()) {
+    if (const auto nothing = nothingChosen(archiver.settings())) return tellNotStarted(*nothing);
+    loadSources(archiver.sources(), program);
+  }
+  DryRun run({archiver.session(), archiver.process(), program.environment, program.terminal,
+              [] { return interruptCount() > 0; }});
+  DryRunReport lines(options.json, options.list, program);
+  program.terminal.progressStarted("Looking for email files...");
+  const Result<RunReport> report =
+      run.run(dryPlans(request, archiver.settings(), archiver.sources(), archiver.tagRules()),
+              hasArchive, [&lines](const DryOutcome& outcome) { lines.take(outcome); });
+  program.terminal.progressEnded();
+  if (!report) {
+    program.exitStatus = program.failSql(report.error());
+    return;
+  }
+  program.exitStatus = lines.finish(*report);
+}
+
 void runArchive(const ArchiveOptions& options, Program& program) {
   std::unique_ptr<StandardInputFile> input;
   ArchiveRequest request;
@@ -128,6 +148,7 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   if (request.paths.empty() && !options.paths.empty()) return;
   request.ledgerPath = options.ledger;
   watchInterrupts();
+  if (options.dryRun) return runDry(options, std::move(request), program);
   Archiver* archiver = program.connected(options.connection, options.database, Opening::create);
   if (archiver == nullptr || interruptCount() > 0) {
     program.exitStatus = interruptCount() > 0 ? kExitInterrupted : kExitFailed;
@@ -138,8 +159,7 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   if (request.paths.empty()) {
     static_cast<void>(goOnFromNewest(request, options.from.empty(), run, display, program));
   }
-  if (!options.from.empty()) request.range.rangeStartText = midnightOf(options.from);
-  if (!options.to.empty()) request.range.rangeEndText = midnightOf(options.to);
+  fillDays(options, request);
   if (request.paths.empty()) loadSources(archiver->sources(), program);
   if (const auto failure = run.start(std::move(request), display)) {
     tellNotStarted(*failure);
@@ -201,6 +221,14 @@ Command archiveCommand(Program& program) {
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},
                   {"--ledger", &options->ledger,
                    "Keep the run's ledger in this file in place of Ledger.log", "FILE"},
+                  {.names = "--dry-run",
+                   .target = &options->dryRun,
+                   .help = "Only tell what would become of each message; nothing at all is written",
+                   .excludes = {"--ledger"}},
+                  {.names = "--list",
+                   .target = &options->list,
+                   .help = "With --dry-run: a line for each message and file, however many",
+                   .needs = {"--dry-run"}},
                   {"--json", &options->json, "Print the summary as one line of JSON"}},
       .run = [options, &program] { runArchive(*options, program); }};
 }

@@ -12,6 +12,7 @@
 #include "cli/priority_option.h"
 #include "cli/program.h"
 #include "cli/rules_apply.h"
+#include "cli/rules_test.h"
 #include "cli/text_table.h"
 
 namespace keldane {
@@ -325,6 +326,7 @@ Command ruleCommand(const char* name, const char* help, RuleOptions& options, st
 Command rulesCommand(Program& program) {
   auto options = std::make_shared<RuleOptions>();
   auto apply = std::make_shared<RulesApplyOptions>();
+  auto test = std::make_shared<RulesTestOptions>();
   const std::vector<CommandOption> parts = ruleOptions(*options);
   Command edit =
       ruleCommand("edit", "Change what is given; conditions replace the old ones", *options, 1,
@@ -357,6 +359,17 @@ Command rulesCommand(Program& program) {
                       [options, &program] { switchRules(*options, true, program); }),
           ruleCommand("disable", "Switch rules off", *options, 0, {},
                       [options, &program] { switchRules(*options, false, program); }),
+          {.name = "test",
+           .help = "Tell which rules fire on the messages of files, and the tags they would give",
+           .more = "Nothing is written, and no archive is asked. Mailboxes of the mail application "
+                   "are called by their folders here, not by the names of their accounts.",
+           .options = {{.names = "FILE",
+                        .target = &test->files,
+                        .help = "Files and folders of mail; - is a message or an mbox from "
+                                "standard input",
+                        .required = true},
+                       {"--json", &test->json, "One JSON object a line for each message"}},
+           .run = [test, &program] { testRules(*test, program); }},
           {.name = "apply",
            .help = "Run the rules over the messages that are stored: keywords are added, and a "
                    "category, notes and a priority given where there are none",

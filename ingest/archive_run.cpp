@@ -157,17 +157,21 @@ void ArchiveRun::startCounters() {
   interrupted_ = false;
 }
 
-std::optional<NotStarted> ArchiveRun::nothingSelected() {
-  const Settings& settings = context_.settings;
-  const bool hasImportFolder = settings.archive.importFolderState != 0;
+std::optional<NotStarted> nothingChosen(const Settings& settings) {
+  if (settings.archive.importFolderState != 0) return std::nullopt;
   if (settings.archive.mailboxesState != 0) {
-    if (!settings.selectedMailboxes.empty() || hasImportFolder) return std::nullopt;
+    if (!settings.selectedMailboxes.empty()) return std::nullopt;
     return notStarted(NotStarted::Reason::noMailboxes);
   }
-  if (settings.archive.postbox >= 1) return std::nullopt;
-  if (settings.selectedAccounts.empty() && !hasImportFolder) adoptCheckedAccounts();
-  if (!settings.selectedAccounts.empty() || hasImportFolder) return std::nullopt;
+  if (settings.archive.postbox >= 1 || !settings.selectedAccounts.empty()) return std::nullopt;
   return notStarted(NotStarted::Reason::noAccounts);
+}
+
+std::optional<NotStarted> ArchiveRun::nothingSelected() {
+  const std::optional<NotStarted> nothing = nothingChosen(context_.settings);
+  if (!nothing || nothing->reason != NotStarted::Reason::noAccounts) return nothing;
+  adoptCheckedAccounts();
+  return nothingChosen(context_.settings);
 }
 
 void ArchiveRun::adoptCheckedAccounts() {
@@ -228,27 +232,27 @@ void ArchiveRun::openLogs(Pass pass) {
   process.logFilePath = process.workFolder + "/" + database + ".log";
 }
 
-PassPlan ArchiveRun::makePlan(Pass pass) const {
-  const Settings& settings = context_.settings;
+PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder, const Settings& settings,
+                      MailSources& sources, const TagRuleList& tagRules) {
   PassPlan plan;
   plan.settings = settings.archive;
-  if (pass == Pass::importFolder) {
+  if (isImportFolder) {
     plan.selection = {settings.archive.importFolderPath};
     plan.deleteImportFiles = settings.archive.deleteFolderState != 0;
-  } else if (!request_.paths.empty()) {
-    plan.selection = request_.paths;
+  } else if (!request.paths.empty()) {
+    plan.selection = request.paths;
   } else {
-    plan.selection = context_.sources.chosen();
+    plan.selection = sources.chosen();
   }
-  plan.importMode = pass == Pass::importFolder || !request_.paths.empty();
-  plan.range = request_.range;
+  plan.importMode = isImportFolder || !request.paths.empty();
+  plan.range = request.range;
   // The setting is a text such as "1.6", in millions; its value is taken in single precision.
   plan.attachSizeBytes =
       static_cast<float>(leadingDouble(settings.archive.attachSize)) * 1000000.0F;
   plan.keepDiffering = settings.user.keepDiffering != 0;
   plan.declaredCharsets = settings.user.declaredCharsets != 0;
-  plan.tagRulesList = context_.tagRules.rules();
-  plan.mailAccounts = context_.sources.mailAccounts;
+  plan.tagRulesList = tagRules.rules();
+  plan.mailAccounts = sources.mailAccounts;
   return plan;
 }
 
@@ -256,25 +260,26 @@ void ArchiveRun::startWorker(Pass pass) {
   // In a second pass, the worker of the first is waiting for the call that we are in.
   previousWorker_ = std::move(worker_);
   pass_ = pass;
-  worker_ = std::make_unique<ArchiveWorker>(
-      ArchiveWorker::Context{.session = context_.session,
-                             .process = context_.process,
-                             .progress = context_.progress,
-                             .mainQueue = context_.mainQueue,
-                             .environment = context_.environment,
-                             .observer = *observer_,
-                             .plan = makePlan(pass),
-                             .message = message_,
-                             .counters = counters_,
-                             .ledger = ledger_,
-                             .watch = watch_,
-                             .repair = *repair_,
-                             .duplicateLogText = duplicateLogText_,
-                             .storeLog = storeLog_,
-                             .debugLog = debugLog_,
-                             .repairsFirst = pass == Pass::first,
-                             .reconnect = [this] { return reconnect && reconnect(); },
-                             .taskCompleted = [this] { taskCompleted(); }});
+  worker_ = std::make_unique<ArchiveWorker>(ArchiveWorker::Context{
+      .session = context_.session,
+      .process = context_.process,
+      .progress = context_.progress,
+      .mainQueue = context_.mainQueue,
+      .environment = context_.environment,
+      .observer = *observer_,
+      .plan = makePassPlan(request_, pass == Pass::importFolder, context_.settings,
+                           context_.sources, context_.tagRules),
+      .message = message_,
+      .counters = counters_,
+      .ledger = ledger_,
+      .watch = watch_,
+      .repair = *repair_,
+      .duplicateLogText = duplicateLogText_,
+      .storeLog = storeLog_,
+      .debugLog = debugLog_,
+      .repairsFirst = pass == Pass::first,
+      .reconnect = [this] { return reconnect && reconnect(); },
+      .taskCompleted = [this] { taskCompleted(); }});
   running_ = true;
   worker_->start();
 }

@@ -62,6 +62,14 @@ struct RunBeginning {
 /// when the day cannot be read. Empty when nothing is stored ("0").
 [[nodiscard]] std::string newestLimit(const std::string& newestDate, std::int64_t now);
 
+/// Why a run over the chosen sources has nothing to read; absent: something is chosen.
+[[nodiscard]] std::optional<NotStarted> nothingChosen(const Settings& settings);
+
+/// What a pass of a run goes by. `isImportFolder`: it is the one that takes in the import folder.
+[[nodiscard]] PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder,
+                                    const Settings& settings, MailSources& sources,
+                                    const TagRuleList& tagRules);
+
 /// One run over the chosen mail, from its start to the final report: checks, the worker thread,
 /// cancelling, the second pass for the import folder, ledger and logs.
 ///
@@ -131,7 +139,6 @@ class ArchiveRun {
   void adoptCheckedAccounts();
   [[nodiscard]] std::optional<NotStarted> beginLedger();
   void openLogs(Pass pass);
-  [[nodiscard]] PassPlan makePlan(Pass pass) const;
   void startWorker(Pass pass);
   void taskCompleted();
   [[nodiscard]] bool startImportFolderPass();

@@ -64,7 +64,10 @@ std::optional<StopReason> lastingFailure(unsigned number, std::string_view text,
 
 RunWatch::RunWatch(ServerSession& session, RunLedger& ledger, Progress& progress)
     : session_(session), ledger_(ledger), progress_(progress) {
-  ledger_.watch([this](LedgerOutcome outcome, std::string_view detail) { take(outcome, detail); });
+  ledger_.watch([this](LedgerOutcome outcome, std::string_view detail, const std::string& path) {
+    take(outcome, detail);
+    if (tell) tell(outcome, detail, path);
+  });
 }
 
 RunWatch::~RunWatch() { ledger_.watch({}); }

@@ -45,6 +45,9 @@ class RunWatch {
   /// A file lies where the run was not to look.
   void skipNotChosen() { ++notChosen_; }
 
+  /// Told of each outcome, behind all else. May be empty.
+  RunLedger::Watcher tell;
+
   /// No further message can be stored.
   [[nodiscard]] bool isStopped() const { return stopped_; }
   [[nodiscard]] const std::optional<StopReason>& stopReason() const { return stopReason_; }

@@ -324,7 +324,7 @@ void RunLedger::writeOutcome(LedgerOutcome outcome, std::string_view detail) {
   append(line_);
   openKey_ = 0;
   pending_ = false;
-  if (watcher_) watcher_(outcome, detail);
+  if (watcher_) watcher_(outcome, detail, messagePath_);
 }
 
 void RunLedger::recordNonMail(const std::string& path, std::string_view reason) {
@@ -347,7 +347,7 @@ void RunLedger::writeFile(LedgerOutcome outcome, const std::string& path, std::s
   ledger::addField(line, path);
   line += '\n';
   append(line);
-  if (watcher_) watcher_(outcome, reason);
+  if (watcher_) watcher_(outcome, reason, path);
 }
 
 void RunLedger::finish(bool serverLost) {

@@ -56,8 +56,10 @@ class RunLedger {
   [[nodiscard]] static std::vector<UnfinishedSource> unfinishedSources(const std::string& path,
                                                                        const std::string& home);
 
-  /// Called with each outcome when it has been counted and written. Empty: nobody watches.
-  using Watcher = std::function<void(LedgerOutcome outcome, std::string_view detail)>;
+  /// Called with each outcome when it has been counted and written, and the file that it is about.
+  /// Empty: nobody watches.
+  using Watcher =
+      std::function<void(LedgerOutcome outcome, std::string_view detail, const std::string& path)>;
   void watch(Watcher watcher) { watcher_ = std::move(watcher); }
 
   /// Open entries of earlier runs, of any database; those not settled stay in the file.

@@ -34,6 +34,13 @@ std::uint32_t firstId(ServerSession& session) {
 
 }  // namespace
 
+std::optional<std::string_view> comparedBeginning(std::string_view body) {
+  const std::string_view beginning = utf16Prefix(upToNul(body), kComparedLength);
+  if (utf16Length(beginning) <= kTellsNothing) return std::nullopt;
+  if (beginning.find_first_of("\"\\") != std::string_view::npos) return std::nullopt;
+  return beginning;
+}
+
 DuplicateAnswer findDuplicate(ServerSession& session, const DuplicateKey& key,
                               const EmailColumns& columns, StatementText& sql,
                               StoreErrors& errors) {
@@ -49,13 +56,12 @@ DuplicateAnswer findDuplicate(ServerSession& session, const DuplicateKey& key,
   if (answer.id == 0) return answer;
   answer.condition = std::move(condition);
 
-  const std::string_view beginning = utf16Prefix(upToNul(key.body), kComparedLength);
-  if (utf16Length(beginning) <= kTellsNothing) return answer;
-  if (beginning.find_first_of("\"\\") != std::string_view::npos) return answer;
+  const std::optional<std::string_view> beginning = comparedBeginning(key.body);
+  if (!beginning) return answer;
 
   sql.start(kQuestion).add(answer.condition);
   sql.add(" AND body_fld LIKE ").add(columns.body.conversionStart).add("\"");
-  sql.add(columns.body.asHeld(beginning)).add("%\"").add(columns.body.conversionEnd);
+  sql.add(columns.body.asHeld(*beginning)).add("%\"").add(columns.body.conversionEnd);
   if (session.query(sql.text())) {
     answer.id = firstId(session);
   } else {

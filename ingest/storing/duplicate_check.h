@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,9 @@ struct DuplicateKey {
   std::string_view from;
   std::string_view body;  ///< trimmed
 };
+
+/// The beginning of a body that tells messages apart; absent when it tells nothing.
+[[nodiscard]] std::optional<std::string_view> comparedBeginning(std::string_view body);
 
 struct DuplicateAnswer {
   std::uint32_t id = 0;  ///< of the stored message that this one repeats; 0: none

@@ -94,14 +94,16 @@ MessageStore::MessageStore(Context context)
                            MessageTags tags;
                            stripPlist(source, tags);
                          },
-                     .declaredCharsets = [this] { return context_.plan.declaredCharsets; }}) {}
+                     .declaredCharsets = [this] { return context_.plan.declaredCharsets; },
+                     .readsOnly = context_.dry != nullptr}) {}
 
 /// What is asked of the server once, before the first message.
 void MessageStore::beginPass() {
   passBegun_ = true;
+  if (context_.dry != nullptr && !context_.dry->hasArchive()) return;
   columns_ = readEmailColumns(context_.session);
   keepsFingerprints_ = fingerprints_.open();
-  if (!keepsFingerprints_) errors_.note("SQL error: ");
+  if (!keepsFingerprints_ && context_.dry == nullptr) errors_.note("SQL error: ");
 }
 
 void MessageStore::storeEmail(int partCount) {
@@ -145,6 +147,7 @@ MessageStore::Known MessageStore::findKnown(const Fields& fields, int partCount)
     if (*half != 0) return {.id = *half, .isHalf = true};
   }
   if (context_.plan.settings.skipDupsState != 0) return {};
+  if (context_.dry != nullptr && !context_.dry->hasArchive()) return {};
   const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.body()};
   const DuplicateAnswer test = findDuplicate(context_.session, key, columns_, sql_, errors_);
   if (test.condition.empty()) return {};
@@ -171,9 +174,46 @@ MessageStore::Known MessageStore::notFoundOut() {
   return {.failed = true};
 }
 
+// What would become of the message.
+
+void MessageStore::tellKnown(const std::string& detail) {
+  const RuleVerdict verdict = checkRules();
+  if (verdict.exclude) {
+    context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
+  } else {
+    context_.ledger.close(LedgerOutcome::duplicate, detail);
+  }
+}
+
+void MessageStore::tellNew(Fields& fields, std::uint32_t differsFrom) {
+  const CurrentMessage& message = context_.message;
+  std::string detail;
+  if (differsFrom != 0) detail = "differs from " + std::to_string(differsFrom);
+  if (context_.plan.settings.skipDupsState == 0) {
+    const DuplicateKey key{message.msgDate, fields.to.plain(), fields.from.plain(), message.body()};
+    const std::string_view content =
+        context_.plan.keepDiffering ? std::string_view(message.contentSha256) : std::string_view();
+    const DryStore::Earlier earlier = context_.dry->find(key, content);
+    if (earlier.isSame) return tellKnown("the same as in " + earlier.path);
+    if (earlier.differs && detail.empty()) detail = "differs from one in " + earlier.path;
+    if (!sourceFits()) return closeFailed(std::nullopt);
+    context_.dry->add(key, content, message.currentPath);
+  } else if (!sourceFits()) {
+    return closeFailed(std::nullopt);
+  }
+  fields.unescapeForRow();
+  const RuleVerdict verdict = checkRules();
+  if (verdict.exclude) {
+    context_.ledger.close(LedgerOutcome::excluded, verdict.excludedBy);
+  } else {
+    context_.ledger.close(LedgerOutcome::archived, detail);
+  }
+}
+
 // A message that is known already.
 
 void MessageStore::storeKnown(std::uint32_t id) {
+  if (context_.dry != nullptr) return tellKnown(std::to_string(id));
   CurrentMessage& message = context_.message;
   if (kUpdateKnownMailbox && !updateMailbox(id)) {
     closeFailed(id);
@@ -236,6 +276,7 @@ void MessageStore::tagKnown(std::uint32_t id) {
 // A new message.
 
 void MessageStore::storeNew(Fields& fields, int partCount, std::uint32_t differsFrom) {
+  if (context_.dry != nullptr) return tellNew(fields, differsFrom);
   if (!sourceFits()) {
     closeFailed(std::nullopt);
     return;

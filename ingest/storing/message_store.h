@@ -13,6 +13,7 @@
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/run_counters.h"
+#include "ingest/storing/dry_store.h"
 #include "ingest/storing/email_columns.h"
 #include "ingest/storing/message_fingerprint.h"
 #include "ingest/storing/statement_text.h"
@@ -46,6 +47,8 @@ class MessageStore {
     std::function<void(const std::string& error)> serverLost = {};
     /// Knows of messages that an earlier run has left half stored; may be null.
     CrashRecovery* repair = nullptr;
+    /// Set: nothing is written, and the ledger gets what would have become of the message.
+    DryStore* dry = nullptr;
   };
 
   explicit MessageStore(Context context);
@@ -68,6 +71,8 @@ class MessageStore {
   };
 
   void beginPass();
+  void tellKnown(const std::string& detail);
+  void tellNew(Fields& fields, std::uint32_t differsFrom);
   void storeKnown(std::uint32_t id);
   [[nodiscard]] bool sourceFits();
   void storeNew(Fields& fields, int partCount, std::uint32_t differsFrom);

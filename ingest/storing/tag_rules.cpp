@@ -82,4 +82,14 @@ RuleVerdict tagsOfRules(const std::vector<TagRule>& tagRulesList, const CurrentM
   });
 }
 
+std::vector<std::string> firingRules(const std::vector<TagRule>& tagRulesList,
+                                     const CurrentMessage& message) {
+  std::vector<std::string> names;
+  const RuleVerdict verdict = eachFiring(tagRulesList, message, [&names](const TagRule& rule) {
+    names.push_back(rule.ruleDescription);
+  });
+  if (verdict.exclude) names.push_back(verdict.excludedBy);
+  return names;
+}
+
 }  // namespace keldane

@@ -45,4 +45,9 @@ struct RuleVerdict {
 [[nodiscard]] RuleVerdict tagsOfRules(const std::vector<TagRule>& tagRulesList,
                                       const CurrentMessage& message, MessageTags& tags);
 
+/// Names of the rules that fire on a message as it stands, in their order; one that excludes is the
+/// last.
+[[nodiscard]] std::vector<std::string> firingRules(const std::vector<TagRule>& tagRulesList,
+                                                   const CurrentMessage& message);
+
 }  // namespace keldane

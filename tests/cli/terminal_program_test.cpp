@@ -574,6 +574,35 @@ TEST_F(TerminalProgram, RulesAreAppliedToWhatIsStoredAndTouchNoTagThatIsThere) {
   output({"untag", "1"});
 }
 
+TEST_F(TerminalProgram, TellsWhatRulesAndARunWouldDoToMessagesOfFiles) {
+  const std::string preferences = home() + "/Library/Preferences/com.varnwick.KeldanePro.plist";
+  output({"rules", "add", "--name", "A", "--when", "subject contains INVOICE", "--category",
+          "Garden", "--keywords", "paid"});
+  output({"rules", "add", "--name", "B", "--when", "body contains noon", "--exclude"});
+  const std::string kept = readFile(preferences).value();
+  const std::string mail = home() + "/mail/";
+  EXPECT_EQ(
+      output({"rules", "test", mail + "1.eml", mail + "2.eml", mail + "3.eml", mail + "notes.txt"}),
+      mail + "1.eml: Invoice 12\n  rule \"A\"\n  CATEGORY: Garden\n  KEYWORDS: paid\n" + mail +
+          "2.eml: " +
+          printable("\x1B]0;owned\x07\xC2\x9B"
+                    "2J<script>") +
+          "\n  no rule fires\n" + mail + "3.eml: Lunch\n  rule \"B\"\n  would be kept out\n" +
+          mail + "notes.txt, byte 0\n  dropped: not a mail message (no sender, no date)\n");
+  EXPECT_THAT(output({"archive", "--dry-run", mail + "1.eml", mail + "3.eml"}),
+              AllOf(StartsWith("duplicate  " + mail +
+                               "1.eml: Invoice 12 (of message 1)\n"
+                               "excluded   " +
+                               mail + "3.eml: Lunch (by rule \"B\")\n"),
+                    HasSubstr("\nWould be archived: 0\nDuplicates: 1\n"
+                              "Would be kept out by rules: 1\nNothing has been written.\n")));
+  EXPECT_THAT(output({"archive", "--dry-run", "--database", "not_there", mail + "1.eml"}),
+              HasSubstr("Would be archived: 1\n"));
+  EXPECT_EQ(run({"list", "--database", "not_there"}).exitStatus, 1) << "a dry run has made it";
+  EXPECT_EQ(readFile(preferences).value(), kept);
+  output({"rules", "remove", "A", "B"});
+}
+
 TEST_F(TerminalProgram, DeletesDuplicatesOnlyWhenItIsTold) {
   const std::unique_ptr<ServerSession> session = TestServer::shared().connect();
   const std::string columns =

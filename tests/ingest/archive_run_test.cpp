@@ -1,5 +1,6 @@
 #include "ingest/archive_run.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -10,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "base/files.h"
+#include "base/text.h"
+#include "ingest/dry_run.h"
 #include "ingest/ledger/ledger_file.h"
 #include "platform/local_main_queue.h"
 #include "settings/preferences_file.h"
@@ -120,6 +123,74 @@ class ArchiveRunTest : public ::testing::Test {
   StepObserver observer;
   std::unique_ptr<ArchiveRun> run;
 };
+
+TEST_F(ArchiveRunTest, ADryRunWritesNothingAndSaysWhatTheRunThenDoes) {
+  TagRule rule;
+  rule.ruleDescription = "No lunch";
+  rule.tagOrExclude = 1;
+  rule.ruleCriteria = {{"subject", "contains", "lunch"}};
+  ASSERT_TRUE(rules.add(rule));
+  folder.write("old/1.eml", mail(1));
+  EXPECT_EQ(runImport("old").sums.archived, 1);
+  // What is found out about a stored message must not be noted either.
+  ASSERT_EQ(server.cells("DELETE FROM keldane_fingerprints"), "");
+  folder.write("mail/1-known.eml", mail(1));
+  folder.write("mail/2-differs.eml",
+               mail(1).replace(mail(1).find("Subject: "), 9, "Subject: Re: "));
+  folder.write("mail/3-new.eml", mail(2));
+  folder.write("mail/4-again.eml", mail(2));
+  folder.write("mail/5-lunch.eml", "Subject: Lunch?\n" + mail(3));
+  folder.write("mail/6-undated.eml", "hello\n");
+  folder.write("mail/7.mbox",
+               "From a\n" + mail(4) + "\nFrom a\n" + mail(4) + "\nFrom a\n" + mail(1));
+  folder.write("mail/8.plist", "no mail");
+  const auto everything = [this] {
+    std::string all;
+    for (const std::string& table : split(server.cells("SHOW TABLES"), "\n")) {
+      all += table + ": " + server.cells("SELECT * FROM " + table) + "\n";
+    }
+    namespace fs = std::filesystem;
+    std::vector<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+      const std::string path = entry.path().string();
+      files.push_back(path + (entry.is_regular_file() ? readFile(path).value() : ""));
+    }
+    std::sort(files.begin(), files.end());
+    for (const std::string& file : files) all += file + "\n";
+    return all;
+  };
+  const std::string before = everything();
+  ArchiveRequest request;
+  request.paths = {folder / "mail"};
+  std::vector<std::string> told;
+  const Result<RunReport> dry =
+      DryRun({*server.session, process, environment, progress, {}})
+          .run(dryPlans(request, settings, sources, rules), true, [&](const DryOutcome& outcome) {
+            const std::string name = outcome.path.substr(outcome.path.rfind('/') + 1);
+            told.push_back(name + " " + std::string(outcomeName(outcome.outcome)) + " " +
+                           std::string(outcome.detail));
+          });
+  ASSERT_TRUE(dry) << dry.error();
+  EXPECT_EQ(everything(), before);
+  const std::string inMail = folder / "mail/";
+  EXPECT_THAT(told, ::testing::UnorderedElementsAre(
+                        "1-known.eml duplicate 1", "2-differs.eml archived differs from 1",
+                        "3-new.eml archived ",
+                        "4-again.eml duplicate the same as in " + inMail + "3-new.eml",
+                        "5-lunch.eml excluded No lunch",
+                        "6-undated.eml dropped not a mail message (no sender, no date)",
+                        "7.mbox archived ", "7.mbox duplicate the same as in " + inMail + "7.mbox",
+                        "7.mbox duplicate 1", "8.plist not-mail property list"));
+  const RunReport real = runImport("mail");
+  EXPECT_EQ(real.totals.processed, dry->totals.processed);
+  EXPECT_EQ(real.sums.archived, dry->sums.archived);
+  EXPECT_EQ(real.sums.duplicates, dry->sums.duplicates);
+  EXPECT_EQ(real.sums.excluded, dry->sums.excluded);
+  EXPECT_EQ(real.sums.dropped, dry->sums.dropped);
+  EXPECT_EQ(real.sums.failed + dry->sums.failed, 0);
+  EXPECT_EQ(real.sums.notMail, dry->sums.notMail);
+  EXPECT_EQ(real.differing, dry->differing);
+}
 
 TEST_F(ArchiveRunTest, ReportsWhatItHasDone) {
   writeMail("mail", 3);
