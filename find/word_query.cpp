@@ -238,8 +238,9 @@ class Reader {
     beginning.kind = Kind::beginning;
     beginning.fields = fields;
     beginning.words.push_back(std::move(all->words.back()));
-    if (all->words.size() == 1 && beginning.words[0].size() < kLeastBeginning) {
-      fail(begin, "at least two letters must stand before \"*\"");
+    // Letters and digits are words of their own, so that it may be short behind others, too.
+    if (beginning.words[0].size() < kLeastBeginning) {
+      fail(begin, "at least two letters or two digits must stand before \"*\"");
       return std::nullopt;
     }
     all->words.pop_back();

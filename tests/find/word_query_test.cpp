@@ -70,6 +70,7 @@ TEST(WordQuery, SaysWhereItCannotBeReadAndWhy) {
       {"size:big", 5, "no size"},
       {"has:tail", 4, "attachment only"},
       {"w*", 0, "two letters"},
+      {"wo2*", 0, "two letters"},
       {std::string(100, '('), 51, "too many brackets"},
       {std::string(9000, 'a'), 0, "too long"},
   };
