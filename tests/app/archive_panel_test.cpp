@@ -79,7 +79,8 @@ TEST_F(ArchivePanelTest, ShowsTheRunAndWhatItHasStored) {
   EXPECT_THAT(ui.calls, Contains("progress Looking for email files..."));
   EXPECT_THAT(ui.calls, Contains("sheet ProgressPanel"));
   EXPECT_THAT(ui.calls, Contains("close ProgressPanel"));
-  EXPECT_THAT(ui.calls, Contains("count 0 "));
+  // With the detail of the message at hand by the time the main thread gets to it.
+  EXPECT_THAT(ui.calls, Contains(HasSubstr("count 0 ")));
   EXPECT_THAT(list.currentSql, HasSubstr("WHERE id>=1 AND id<=1 ORDER BY date_fld DESC"));
   EXPECT_EQ(list.emailIds.size(), 1U);
   EXPECT_THAT(ui.calls,
