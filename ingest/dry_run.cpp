@@ -119,6 +119,7 @@ void DryRun::readAll(const std::vector<PassPlan>& plans, bool hasArchive,
   report.differing = watch.differing();
   report.noMessages = watch.noMessages();
   report.outsideRange = watch.outsideRange();
+  report.notChosen = watch.notChosen();
   report.interrupted = context_.isInterrupted && context_.isInterrupted();
   const std::optional<StopReason>& stop = watch.stopReason();
   if (stop) (stop->serverLost ? report.lostServer : report.stoppedBy) = stop->text;
