@@ -32,6 +32,16 @@ struct FileChooser {
   bool several = false;
 };
 
+/// What a chooser for the name of a new file is opened with. Folders can be made in it.
+struct SaveChooser {
+  std::string title;
+  std::string message;
+  std::string fieldLabel;  ///< before the name; empty: the system's own
+  std::string fileType;    ///< extension that the name gets, without its dot; empty: none
+  std::string prompt;
+  std::string name;  ///< proposed
+};
+
 /// The face of the program, as the operations see it. Panels and controls are named by the names
 /// that the controller's state uses ("storePanel", "connectPanel", "storeTableView"); their values
 /// are plain structs held by the components, so this port only says that something has changed.
@@ -56,6 +66,8 @@ class UserInterface {
 
   /// Paths chosen by the user; empty when he cancelled.
   [[nodiscard]] virtual std::vector<std::string> chooseFiles(const FileChooser& chooser) = 0;
+  /// Path of a file to write; empty when he cancelled.
+  [[nodiscard]] virtual std::string chooseSaveFile(const SaveChooser& chooser) = 0;
 
   /// The rows of this table, or the value of this control or text view, have changed.
   virtual void changed(std::string_view control) = 0;

@@ -66,6 +66,15 @@ std::vector<std::string> RecordingUserInterface::chooseFiles(const FileChooser& 
   return chosen;
 }
 
+std::string RecordingUserInterface::chooseSaveFile(const SaveChooser& chooser) {
+  saveChoosers.push_back(chooser);
+  note("save [" + chooser.title + "] " + chooser.prompt);
+  if (savedFiles.empty()) return {};
+  std::string chosen = std::move(savedFiles.front());
+  savedFiles.pop_front();
+  return chosen;
+}
+
 void RecordingUserInterface::changed(std::string_view control) { note(words("changed", control)); }
 
 void RecordingUserInterface::setWindowTitle(std::string_view panel, std::string_view title) {

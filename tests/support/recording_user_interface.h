@@ -14,7 +14,7 @@ namespace keldane {
 /// A face that writes down every call as one line, such as
 ///   alert [SQL Error] SQL error: no such table\n        (line ends shown as \n, "critical" if so)
 ///   show storePanel | close storePanel | sheet storeDatePanel | modal connectPanel | endModal
-///   choose [Open Saved Settings] Open
+///   choose [Open Saved Settings] Open | save [Enter SQL Filename] Backup
 ///   changed databasesPullDown | title settingsPanel General
 ///   progress Indexing... | count 20 detail | progress end | text [Log] ...
 /// and answers from what the test has laid out. Main thread, or one thread at a time.
@@ -28,6 +28,7 @@ class RecordingUserInterface : public UserInterface {
   void endModal() override;
   [[nodiscard]] bool isPanelVisible(std::string_view panel) const override;
   [[nodiscard]] std::vector<std::string> chooseFiles(const FileChooser& chooser) override;
+  [[nodiscard]] std::string chooseSaveFile(const SaveChooser& chooser) override;
   void changed(std::string_view control) override;
   void setWindowTitle(std::string_view panel, std::string_view title) override;
   void progressStarted(std::string_view title) override;
@@ -47,6 +48,9 @@ class RecordingUserInterface : public UserInterface {
   std::deque<int> alertAnswers;
   /// What each file chooser gives, in order; nothing when none is left.
   std::deque<std::vector<std::string>> chosenFiles;
+  std::vector<SaveChooser> saveChoosers;
+  /// What each chooser of a new file gives, in order; nothing when none is left.
+  std::deque<std::string> savedFiles;
   std::set<std::string, std::less<>> visiblePanels;
   /// Stands in for the user while a panel runs modally; may be empty.
   std::function<void(std::string_view panel)> onModal;
