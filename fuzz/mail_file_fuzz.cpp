@@ -1,45 +1,16 @@
 // A file of mail as a client leaves it: cut at its separator lines, freed of the client's
 // additions.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
-
-#include <unistd.h>
 
 #include "archive/source_origin.h"
 #include "base/text.h"
 #include "fuzz/check.h"
+#include "fuzz/input_file.h"
 #include "ingest/reading/mbox_reader.h"
 #include "ingest/reading/natural_date.h"
 #include "ingest/reading/strip_plist.h"
-
-namespace {
-
-/// A file that holds the input at hand and is gone with the process.
-class InputFile {
- public:
-  InputFile() {
-    const int fd = ::mkstemp(path_);
-    file_ = fd < 0 ? nullptr : ::fdopen(fd, "w");
-    if (file_ == nullptr) std::abort();
-  }
-  ~InputFile() { ::unlink(path_); }
-  const char* hold(const std::uint8_t* data, std::size_t size) {
-    std::rewind(file_);
-    std::fwrite(data, 1, size, file_);
-    std::fflush(file_);
-    KELDANE_CHECK(::ftruncate(::fileno(file_), static_cast<off_t>(size)) == 0);
-    return path_;
-  }
-
- private:
-  char path_[32] = "/tmp/mail_file_fuzz.XXXXXX";
-  std::FILE* file_ = nullptr;
-};
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace keldane;
