@@ -1,7 +1,11 @@
 #include "ingest/reading/mbox_reader.h"
 
+#include <array>
 #include <string_view>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "ingest/reading/resting_file.h"
 
@@ -42,6 +46,10 @@ struct LineEndSigns {
 
 }  // namespace
 
+MboxReader::~MboxReader() {
+  if (aheadFd_ >= 0) ::close(aheadFd_);
+}
+
 Result<bool> MboxReader::open() {
   // Opening a pipe would wait for its writer.
   const Result<FileState> state = stateOf(path_);
@@ -63,6 +71,44 @@ Result<bool> MboxReader::open() {
   }
   separator_ = signs.separator();
   stream_.setSourceFile(path_);
+  aheadFd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+  return true;
+}
+
+/// Of the bytes up to the separator's word, which may be no separator.
+bool MboxReader::endsWithSeparator(std::string_view bytes) const {
+  bytes.remove_suffix(separator_.size());
+  // Where the file's line ends are not all of one kind.
+  if (separator_.starts_with('\n') && bytes.ends_with('\r')) bytes.remove_suffix(1);
+  const bool isBehindBlankLine = bytes.empty() || bytes.ends_with('\n') || bytes.ends_with('\r');
+  std::array<char, kSeparatorAheadBytes> ahead{};
+  const auto size =
+      ::pread(aheadFd_, ahead.data(), ahead.size(), static_cast<off_t>(stream_.offsetBytes()));
+  // What cannot be looked at is cut: the reading itself will tell.
+  return size < 0 || isSeparator({ahead.data(), static_cast<std::size_t>(size)}, isBehindBlankLine);
+}
+
+/// Up to the next separator or the end of the file. False when reading fails.
+bool MboxReader::readPiece(MessagePiece& piece) {
+  std::string bytes;
+  do {
+    bool isTooLong = false;
+    const std::uint64_t left = piece.isTooLong ? 0 : limitBytes_ - piece.bytes.size();
+    if (!stream_.ReadBytesUntilMatch(separator_, left, bytes, isTooLong)) return false;
+    piece.isTooLong = piece.isTooLong || isTooLong;
+    if (piece.isTooLong) {
+      piece.bytes.clear();
+    } else if (piece.bytes.empty()) {
+      piece.bytes.swap(bytes);
+    } else {
+      piece.bytes += bytes;
+    }
+    const std::string_view end = piece.isTooLong ? bytes : piece.bytes;
+    if (end.ends_with(separator_) && endsWithSeparator(end)) {
+      if (!piece.isTooLong) piece.bytes.resize(piece.bytes.size() - separator_.size());
+      break;
+    }
+  } while (!stream_.EndOfStream());
   return true;
 }
 
@@ -74,17 +120,12 @@ std::optional<MessagePiece> MboxReader::next() {
     return piece;
   }
   const std::uint64_t begin = stream_.offsetBytes();
-  if (!stream_.ReadBytesUntilMatch(separator_, limitBytes_, piece.bytes, piece.isTooLong)) {
+  if (!readPiece(piece)) {
     failure_ = stream_.failureText();
     return std::nullopt;
   }
   // The separator, all but its line, was handed out with the piece before.
   piece.offsetBytes = begin < kFrom.size() ? 0 : begin - kFrom.size();
-  if (piece.isTooLong) {
-    piece.bytes.clear();
-  } else if (piece.bytes.ends_with(separator_)) {
-    piece.bytes.resize(piece.bytes.size() - separator_.size());
-  }
   return piece;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "base/result.h"
@@ -11,14 +12,17 @@
 
 namespace keldane {
 
-/// Cuts a file of many messages at its separator lines, which are all lines that begin with "From
-/// ": nothing looks at the rest of the line. Reads piece by piece; memory is of the order of the
-/// largest message, whatever the size of the file, and never much above the limit of one.
+/// Cuts a file of many messages at its separator lines (see `isSeparator`). Reads piece by piece;
+/// memory is of the order of the largest message, whatever the size of the file, and never much
+/// above the limit of one.
 class MboxReader {
  public:
   /// A piece of more than `limitBytes` is passed over.
   MboxReader(std::string path, std::uint64_t limitBytes)
       : path_(std::move(path)), limitBytes_(limitBytes) {}
+  ~MboxReader();
+  MboxReader(const MboxReader&) = delete;
+  MboxReader& operator=(const MboxReader&) = delete;
 
   /// Finds out how the file's lines end. False: there is nothing to cut. Fails, with the reason
   /// alone, when the file cannot be read.
@@ -32,11 +36,15 @@ class MboxReader {
   [[nodiscard]] const std::string& failure() const { return failure_; }
 
  private:
+  [[nodiscard]] bool readPiece(MessagePiece& piece);
+  [[nodiscard]] bool endsWithSeparator(std::string_view bytes) const;
+
   std::string path_;
   std::uint64_t limitBytes_;
   std::string separator_;
   std::string failure_;
   mime::TnoStream stream_;
+  int aheadFd_ = -1;             ///< the file once more, for a look at what follows
   bool isOneLongPiece_ = false;  ///< longer than the limit, and not yet handed out
   bool isDone_ = false;
 };

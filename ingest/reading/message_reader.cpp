@@ -78,8 +78,10 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
     context_.ledger.recordNonMail(item.path, kPropertyList);
     return 0;
   }
-  const bool several =
+  const bool mayBeSeveral =
       context_.plan.importMode && !item.path.ends_with(".emlx") && !item.path.ends_with(".eml");
+  hasEnvelopeLine_ = mayBeSeveral && isMaildirFile(item.path);
+  const bool several = mayBeSeveral && !hasEnvelopeLine_;
   if (!several && isInAttachments(item.path)) {
     // It counts as a file read, though its content would be of no use.
     if (context_.process.debugLogOn && fileExists(item.path))
@@ -93,36 +95,36 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
   if (several) {
     readSeveral(item);
   } else {
-    readOneMessage(item);
+    readOneMessage(item.path, accountMailbox(item.mailbox));
   }
   return 1;
 }
 
-void MessageReader::readOneMessage(const EmailItem& item) {
+void MessageReader::readOneMessage(const std::string& path, const std::string& mailbox) {
   Unread why;
-  const std::optional<FileState> state = rested(item.path, why);
+  const std::optional<FileState> state = rested(path, why);
   if (state && state->sizeBytes > limitBytes()) {
-    context_.ledger.beginMessage(item.path, std::nullopt);
+    context_.ledger.beginMessage(path, std::nullopt);
     return refuseTooLong();
   }
-  std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
-  if (!bytes) return tell(item.path, why);
-  if (context_.process.debugLogOn) context_.debugLog.write(item.path + "\n");
-  context_.ledger.beginMessage(item.path, std::nullopt);
-  guarded([this, &item, &bytes] {
-    const bool isStub = holds(item.path, "partial");
+  std::optional<std::string> bytes = state ? readRested(path, *state, why) : std::nullopt;
+  if (!bytes) return tell(path, why);
+  if (context_.process.debugLogOn) context_.debugLog.write(path + "\n");
+  context_.ledger.beginMessage(path, std::nullopt);
+  guarded([this, &path, &mailbox, &bytes] {
+    const bool isStub = holds(path, "partial");
     std::string stub = isStub ? *bytes : std::string();
     const mime::SourceEncoding encoding = encodingOf(*bytes);
-    Source source = makeSource(std::move(*bytes), encoding, item.path, std::nullopt);
+    Source source = makeSource(std::move(*bytes), encoding, path, std::nullopt);
     if (isStub) {
       const std::size_t length = source.text.size();
       const Result<void> repaired = partial_.repair(
-          item.path, source.text, [this](const std::string& path) { return readPart(path); });
+          path, source.text, [this](const std::string& part) { return readPart(part); });
       // Nothing by half: the next run may find what is missing now.
       if (!repaired) return refuse({LedgerOutcome::failed, repaired.error()});
       if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
     }
-    readMessage(std::move(source), accountMailbox(item.mailbox));
+    readMessage(std::move(source), mailbox);
   });
 }
 
@@ -163,9 +165,14 @@ int MessageReader::doMboxFile(const std::string& currentEmailItem) {
     return 1;
   }
   partial_.forget();
+  hasEnvelopeLine_ = isMaildirFile(item.path);
   context_.message.msgMailbox = item.path;
   context_.message.currentPath = item.path;
   if (isForeign(item.path)) return 1;
+  if (hasEnvelopeLine_) {
+    readOneMessage(item.path, item.path);
+    return 1;
+  }
   Unread why;
   if (const std::optional<FileState> state = rested(item.path, why)) {
     readPieces(item.path, item.path, *state);
@@ -345,11 +352,15 @@ Result<void> MessageReader::loadEmail(
   Result<void> loaded = source_.load(text, options);
   headings_ = {};
   if (!loaded) return loaded;
+  std::string_view headings = headingsOf(text);
+  if (hasEnvelopeLine_ && headings.starts_with("From ")) {
+    headings.remove_prefix(std::min(headings.find('\n'), headings.size() - 1) + 1);
+  }
   // A view of the source waits: a huge header is then not copied while the engine holds it too.
   if (scratch.empty()) {
-    headings_ = headingsOf(text);
+    headings_ = headings;
   } else {
-    message.msgHeadings = headingsOf(text);
+    message.msgHeadings = headings;
   }
   return loaded;
 }

@@ -73,7 +73,8 @@ class MessageReader {
   /// Reads `currentEmailItem` (path, five colons, mailbox) as one message file. 0 when it is not a
   /// file to read, else 1.
   int doOneEmail(const std::string& currentEmailItem);
-  /// The same for a file of many messages. They are stored under the file's path.
+  /// The same for a file of many messages, or a Maildir's of one. They are stored under the file's
+  /// path.
   int doMboxFile(const std::string& currentEmailItem);
 
  private:
@@ -93,7 +94,7 @@ class MessageReader {
     std::string reason;
   };
 
-  void readOneMessage(const EmailItem& item);
+  void readOneMessage(const std::string& path, const std::string& mailbox);
   void readSeveral(const EmailItem& item);
   void readPieces(const std::string& path, const std::string& mailbox, const FileState& state);
   [[nodiscard]] static Source makeSource(std::string bytes, mime::SourceEncoding encoding,
@@ -132,6 +133,7 @@ class MessageReader {
   Context context_;
   PartialFile partial_;
   mime::MailSource source_;
+  bool hasEnvelopeLine_ = false;    ///< the file at hand may begin with "From ", which is no header
   std::string_view headings_;       ///< of the message at hand, in its source
   std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
 };

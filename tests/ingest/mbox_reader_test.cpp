@@ -38,10 +38,14 @@ TEST_P(MboxReaderText, IsCutAtEachSeparator) {
     replaceAll(text, "\n", end);
     const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
     ASSERT_EQ(pieces.size(), GetParam().pieces.size()) << "line ends of " << end.size();
+    const std::vector<MessagePiece> inMemory = cutAtSeparators(text);
+    ASSERT_EQ(inMemory.size(), pieces.size());
     for (std::size_t i = 0; i < pieces.size(); ++i) {
       std::string bytes = GetParam().pieces[i];
       replaceAll(bytes, "\n", end);
       EXPECT_EQ(pieces[i].bytes, bytes);
+      EXPECT_EQ(inMemory[i].bytes, bytes);
+      EXPECT_EQ(inMemory[i].offsetBytes, pieces[i].offsetBytes);
       if (i > 0) {
         EXPECT_EQ(text.substr(pieces[i].offsetBytes, 5), "From ");
       }
@@ -54,16 +58,33 @@ INSTANTIATE_TEST_SUITE_P(
     MboxReader, MboxReaderText,
     testing::Values(
         CutCase{"TwoMessages",
-                "From a\nA: 1\n\nx\n\nFrom b\nB: 2\n",
-                {"From a\nA: 1\n\nx\n", "b\nB: 2\n"}},
-        CutCase{"OneMessage", "From a\nA: 1\n\nx\n", {"From a\nA: 1\n\nx\n"}},
-        CutCase{"NoSeparator", "A: 1\n\nx\n", {"A: 1\n\nx\n"}},
-        CutCase{"TextBeforeTheFirst", "\nFrom a\nA: 1\nFrom b\n", {"", "a\nA: 1", "b\n"}},
-        CutCase{"SeparatorAtTheEnd", "From a\nFrom b\nFrom ", {"From a", "b"}},
+                "From a\nTo: 1\n\nx\n\nFrom b\nTo: 2\n",
+                {"From a\nTo: 1\n\nx\n", "b\nTo: 2\n"}},
+        CutCase{"OneMessage", "From a\nTo: 1\n\nx\n", {"From a\nTo: 1\n\nx\n"}},
+        CutCase{"NoSeparator", "To: 1\n\nx\n", {"To: 1\n\nx\n"}},
+        CutCase{
+            "TextBeforeTheFirst", "\nFrom a\nTo: 1\nFrom b\nTo: 2", {"", "a\nTo: 1", "b\nTo: 2"}},
+        CutCase{"NotAtALineOfText",
+                "From a\nTo: 1\n\nx\n\nFrom now on\nall: is\n\nFrom Monday, at 3:15\n\nto: you\n\n"
+                "From b\nX-Y: z\n >w\nDATE : 1\nFrom c",
+                {"From a\nTo: 1\n\nx\n\nFrom now on\nall: is\n\nFrom Monday, at 3:15\n\nto: you\n",
+                 "b\nX-Y: z\n >w\nDATE : 1\nFrom c"}},
+        CutCase{"ASenderAndADateWithoutAHeader",
+                "From a\nx\nFrom b Mon Jan  1 12:00:00 2001\ny\n\n"
+                "From - Tue Feb 12 1:00:00 +0100 2001\n\nz\n\nFrom ??? Q  Wed Mar 3 01:00 UTC 2001",
+                {"From a\nx\nFrom b Mon Jan  1 12:00:00 2001\ny\n",
+                 "- Tue Feb 12 1:00:00 +0100 2001\n\nz\n", "??? Q  Wed Mar 3 01:00 UTC 2001"}},
+        CutCase{"BehindTheLineOfTheServerBefore",
+                "From a\nTo: 1\nFrom b\n>From c\nTo: 2\n",
+                {"From a\nTo: 1", "b\n>From c\nTo: 2\n"}},
+        CutCase{"AHeaderLongerThanIsLookedAt",
+                "From a\nTo: 1\nFrom b\nX: " + std::string(5000, 'y') + "\nTo: 2\n",
+                {"From a\nTo: 1", "b\nX: " + std::string(5000, 'y') + "\nTo: 2\n"}},
         CutCase{"LongMessages",
-                "From a\n" + std::string(65530, 'x') + "\nFrom b\n" + std::string(3000000, 'y') +
-                    "\nFrom c\n",
-                {"From a\n" + std::string(65530, 'x'), "b\n" + std::string(3000000, 'y'), "c\n"}}),
+                "From a\n" + std::string(65530, 'x') +
+                    "\nFrom b\nTo: " + std::string(3000000, 'y') + "\nFrom c\nTo: 1\n",
+                {"From a\n" + std::string(65530, 'x'), "b\nTo: " + std::string(3000000, 'y'),
+                 "c\nTo: 1\n"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MboxReader, TheWordWithinTheFirstLinesDoesNotHideTheLineEnds) {
@@ -71,7 +92,7 @@ TEST(MboxReader, TheWordWithinTheFirstLinesDoesNotHideTheLineEnds) {
   for (const std::string end : {"\n", "\r"}) {
     for (const std::size_t size : {3, 2000000}) {
       std::string text =
-          "From a\n" + std::string(size, 'x') + "\nA: said From y\n>From z\nFrom b\n";
+          "From a\n" + std::string(size, 'x') + "\nA: said From y\n>From z\nFrom b\nTo: 1";
       replaceAll(text, "\n", end);
       const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text));
       ASSERT_EQ(pieces.size(), 2U) << size;
@@ -83,7 +104,7 @@ TEST(MboxReader, TheWordWithinTheFirstLinesDoesNotHideTheLineEnds) {
 TEST(MboxReader, BytesThatAreNoTextAreHandedOutAsTheyStand) {
   const TemporaryFolder folder;
   const std::string first = std::string("\xEF\xBB\xBF") + "From a\nA: \xFF";
-  const std::string second("b\nx\0y\0\0", 7);
+  const std::string second("b\nTo: x\0y\0\0", 11);
   const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", first + "\nFrom " + second));
   ASSERT_EQ(pieces.size(), 2U);
   EXPECT_EQ(pieces[0].bytes, first);
@@ -93,14 +114,15 @@ TEST(MboxReader, BytesThatAreNoTextAreHandedOutAsTheyStand) {
 TEST(MboxReader, APieceBeyondTheLimitIsPassedOver) {
   const TemporaryFolder folder;
   for (const std::size_t size : {std::size_t{200}, std::size_t{70000}, std::size_t{5000000}}) {
-    const std::string text = "From a\nA: 1\nFrom b\n" + std::string(size, 'x') + "\nFrom c\nC: 1\n";
+    const std::string text =
+        "From a\nA: 1\nFrom b\nTo: \nFrom x\n" + std::string(size, 'x') + "\nFrom c\nCc: 1\n";
     const std::vector<MessagePiece> pieces = cut(folder.write("x.mbox", text), 100);
     ASSERT_EQ(pieces.size(), 3U);
     EXPECT_EQ(pieces[0].bytes, "From a\nA: 1");
     EXPECT_TRUE(pieces[1].isTooLong);
     EXPECT_EQ(pieces[1].bytes, "");
     EXPECT_EQ(pieces[1].offsetBytes, text.find("From b"));
-    EXPECT_EQ(pieces[2].bytes, "c\nC: 1\n");
+    EXPECT_EQ(pieces[2].bytes, "c\nCc: 1\n");
     EXPECT_EQ(pieces[2].offsetBytes, text.find("From c"));
     const std::vector<MessagePiece> one =
         cut(folder.write("image", std::string(size, '\0') + "end"), 100);
@@ -112,7 +134,7 @@ TEST(MboxReader, APieceBeyondTheLimitIsPassedOver) {
 TEST(MboxReader, KnowsThatNothingIsLeftWithItsLastPiece) {
   const TemporaryFolder folder;
   for (const std::uint64_t limit : {kNoLimit, std::uint64_t{1}}) {
-    MboxReader reader(folder.write("x.mbox", "From a\nA: 1\nFrom b\nB: 2\n"), limit);
+    MboxReader reader(folder.write("x.mbox", "From a\nA: 1\nFrom b\nTo: 2\n"), limit);
     ASSERT_TRUE(reader.open());
     ASSERT_TRUE(reader.next());
     EXPECT_FALSE(reader.isAtEnd());

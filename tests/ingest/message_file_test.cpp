@@ -12,20 +12,6 @@
 namespace keldane {
 namespace {
 
-TEST(MessageFile, IsCutAtEachSeparatorWithItsOffset) {
-  for (const std::string end : {"\n", "\r\n", "\r"}) {
-    const std::string first = "From a" + end + "A: 1" + end + end + "x From y" + end;
-    auto pieces = cutAtSeparators(first + "From \xE4" + end + "B: 2" + end);
-    ASSERT_EQ(pieces.size(), 2U);
-    EXPECT_EQ(pieces[0].bytes, "From a" + end + "A: 1" + end + end + "x From y");
-    EXPECT_EQ(pieces[0].offsetBytes, 0U);
-    EXPECT_EQ(pieces[1].bytes, "\xE4" + end + "B: 2" + end);
-    EXPECT_EQ(pieces[1].offsetBytes, first.size());
-    deleteFirstLine(pieces[1].bytes);
-    EXPECT_EQ(pieces[1].bytes, "B: 2" + end);
-  }
-}
-
 TEST(MessageFile, ItemsAreSplitAtTheFiveColons) {
   const EmailItem item = splitEmailItem("/a::b.eml:::::in\nbox");
   EXPECT_EQ(item.path, "/a::b.eml");

@@ -242,17 +242,19 @@ TEST_F(MessageReaderTest, WhatOneMessageThrowsDoesNotEndTheFile) {
 TEST_F(MessageReaderTest, MessagesOfAnMboxAreStoredUnderItsPath) {
   const std::string first = "From a Mon Jan 15\n" + mail("one\n\ntwo\n") + "\n";
   const std::string second = "From b\n" + mail("three\n");
-  readMbox("x.mbox", first + second + "From now on\n");
+  const std::string separator = "From c Mon Jan 15 10:20:30 2024\n";
+  readMbox("x.mbox",
+           first + second + "\nFrom now on\nall is new.\n\n" + separator + "\nno header\n");
   ASSERT_EQ(stored.size(), 2U);
   EXPECT_EQ(stored[0].msgMailbox, folder / "x.mbox");
   EXPECT_EQ(stored[0].currentPath, folder / "x.mbox");
   EXPECT_EQ(stored[0].msgOriginal, mail("one\n\ntwo\n"));
-  EXPECT_EQ(stored[1].msgBody.substr(0, 5), "three");
   EXPECT_EQ(ledgerLines(),
             (std::vector<std::string>{
                 "archived 1 0 x.mbox", "archived 1 " + std::to_string(first.size()) + " x.mbox",
                 "dropped not a mail message (no sender, no date) " +
-                    std::to_string(first.size() + second.size()) + " x.mbox"}));
+                    std::to_string(first.size() + second.size() + 26) + " x.mbox"}));
+  EXPECT_TRUE(stored[1].msgOriginal.ends_with("three\n\nFrom now on\nall is new.\n"));
 }
 
 TEST_F(MessageReaderTest, FilesThatAreNoMboxEndQuietly) {
@@ -283,6 +285,28 @@ TEST_F(MessageReaderTest, WhatIsKnownNotToBeMailIsNamedAndAPipeIsNotOpened) {
                                "not-mail gzip archive - x.tgz", "not-mail PDF document - x.eml",
                                "unreadable not a regular file (a pipe) - pipe.eml",
                                "unreadable not a regular file (a pipe) - pipe.eml"}));
+}
+
+TEST_F(MessageReaderTest, AFileOfAMaildirIsOneMessageWhateverItsFirstLine) {
+  const std::string line = "From ann@example.com Mon Jan 15 10:20:30 2024\n";
+  const std::string whole = line + mail("x\n\nFrom here\nTo: you\n\n" + line + "y\n");
+  std::filesystem::create_directories(folder / "new");
+  for (const bool isMaildir : {false, true}) {
+    if (isMaildir) std::filesystem::create_directories(folder / "cur");
+    stored.clear();
+    plan.importMode = true;
+    readMbox("new/1", whole);
+    read("new/1.eml:2,S", whole);
+    ASSERT_EQ(stored.size(), 2U);
+    EXPECT_EQ(stored[0].msgOriginal == whole, isMaildir);
+  }
+  for (const CurrentMessage& one : stored) {
+    EXPECT_EQ(one.msgOriginal, whole);
+    EXPECT_EQ(one.msgFrom, "Ann <ann@example.com>");
+    EXPECT_EQ(one.msgBody,
+              "From here\r\nTo: you\r\n\r\n" + line.substr(0, line.size() - 1) + "\r\ny\r\n");
+    EXPECT_TRUE(one.msgHeadings.starts_with("From:")) << one.msgHeadings;
+  }
 }
 
 TEST_F(MessageReaderTest, AFileOfOneMessageThatIsReadAsAnMboxKeepsItsFirstLine) {
