@@ -125,6 +125,8 @@ void KeldaneController::makeSearchPanels() {
       [this] { tell(archiver_.database().openDatabase()); },
       [this] { return archiver_.archiveRun().isRunning(); }});
   sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
+  sqlFiles_ = std::make_unique<SqlFiles>(SqlFiles::Context{
+      core, *resultTable_, progress_, ports_.ui, ports_.tools, ports_.environment, ports_.host});
   savedSearchesPanel_ = std::make_unique<SavedSearchesPanel>(
       core.preferences(), core.settings(), *retrieveSheet_, core.process(), ports_.ui);
   pickLists_ = std::make_unique<PickLists>(core.session(), progress_, ports_.ui);

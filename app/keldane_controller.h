@@ -23,6 +23,7 @@
 #include "app/panels/settings_panel.h"
 #include "app/panels/source_chooser.h"
 #include "app/panels/sql_editor.h"
+#include "app/panels/sql_files.h"
 #include "app/panels/statistics_panel.h"
 #include "app/panels/tag_panel.h"
 #include "app/panels/tag_rule_editor.h"
@@ -101,6 +102,7 @@ class KeldaneController {
   ResultTable& resultTable() { return *resultTable_; }
   RetrieveSheet& retrieveSheet() { return *retrieveSheet_; }
   SqlEditor& sqlEditor() { return *sqlEditor_; }
+  SqlFiles& sqlFiles() { return *sqlFiles_; }
   SavedSearchesPanel& savedSearchesPanel() { return *savedSearchesPanel_; }
   PickLists& pickLists() { return *pickLists_; }
   /// What the menu items depend on, with so many rows of the list selected.
@@ -137,6 +139,7 @@ class KeldaneController {
   std::unique_ptr<ResultTable> resultTable_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;
   std::unique_ptr<SqlEditor> sqlEditor_;
+  std::unique_ptr<SqlFiles> sqlFiles_;
   std::unique_ptr<SavedSearchesPanel> savedSearchesPanel_;
   std::unique_ptr<PickLists> pickLists_;
   std::unique_ptr<TagRuleEditor> tagRuleEditor_;

@@ -79,6 +79,8 @@ class Connections {
   [[nodiscard]] int selectedConnection() const { return selectedConnection_; }
   /// The connection as it was last opened.
   [[nodiscard]] const ServerConnection& current() const { return current_; }
+  /// Where that is, for another session or a tool; with an empty name, without a database.
+  [[nodiscard]] ServerAddress address(const std::string& database) const;
 
   bool firstRun = false;
 
@@ -90,7 +92,6 @@ class Connections {
   [[nodiscard]] bool editPreferences(std::function<void(PlistDict&)> change);
   void readArgumentsAgain();
   void fillDbPathFromPreference();
-  [[nodiscard]] ServerAddress address(const std::string& database) const;
 
   ServerSession& session_;
   ArchiveDatabase& database_;
