@@ -16,7 +16,7 @@ const std::vector<Group>& groups() {
        {archiveCommand, sourcesCommand, rulesCommand, scheduleCommand, logsCommand}},
       {"Find and read",
        {listCommand, findCommand, searchCommand, searchesCommand, browseCommand, showCommand,
-        attachmentsCommand, statsCommand}},
+        attachmentsCommand, partsCommand, statsCommand}},
       {"Carry it out", {exportCommand}},
       {"Keep it",
        {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand, indexCommand,

@@ -24,6 +24,7 @@ class Program;
 [[nodiscard]] Command inspectCommand(Program& program);
 [[nodiscard]] Command listCommand(Program& program);
 [[nodiscard]] Command logsCommand(Program& program);
+[[nodiscard]] Command partsCommand(Program& program);
 [[nodiscard]] Command rulesCommand(Program& program);
 [[nodiscard]] Command scheduleCommand(Program& program);
 [[nodiscard]] Command searchCommand(Program& program);

@@ -14,6 +14,7 @@
 #include "cli/program.h"
 #include "cli/tag_text.h"
 #include "cli/terminal_text.h"
+#include "output/exact_sources.h"
 #include "query/message_html.h"
 #include "query/message_tags.h"
 #include "query/search_builder.h"
@@ -28,6 +29,7 @@ struct ShowOptions {
   bool text = false;
   bool html = false;
   bool source = false;
+  bool raw = false;
   bool headers = false;
   bool json = false;
 };
@@ -83,6 +85,30 @@ std::optional<std::string> rawSource(std::uint32_t id, const ShowOptions& option
   return std::move(*source);
 }
 
+/// The source as it lay in its file, or as much of it as is known, which is told.
+std::optional<std::string> exactSource(std::uint32_t id, Archiver& archiver, Program& program) {
+  const OutputContext context{archiver.session(), program.terminal,
+                              sourceReading(archiver.settings().user).stripPlist};
+  Result<std::optional<CarriedSource>> source = ExactSources(context).read(id);
+  if (!source) {
+    program.exitStatus = program.failSql(source.error());
+    return std::nullopt;
+  }
+  if (!*source || (*source)->state == SourceState::rebuilt) {
+    program.exitStatus = program.fail(fmt::format(
+        "the archive has no raw source of message {}; `keldane show {}` shows its text", id, id));
+    return std::nullopt;
+  }
+  if ((*source)->state != SourceState::exact) {
+    // No failure: it is all that there is.
+    static_cast<void>(program.fail(fmt::format(
+        "message {} cannot be given back to the byte: {}; this is its stored source", id,
+        (*source)->state == SourceState::assembled ? "its file held only a part of it"
+                                                   : "only its text is known, not its bytes")));
+  }
+  return std::move((*source)->bytes);
+}
+
 /// The message's text with its tags among the lines above it.
 std::string withTags(std::string text, const std::optional<TagRow>& tags) {
   const std::size_t end = text.find("\n\n");
@@ -103,6 +129,7 @@ std::optional<std::string> read(const ShowOptions& options, const Emailrow& row,
   const UserSettings& user = archiver.settings().user;
   const SourceReading reading = sourceReading(user);
   StoredSources sources(archiver.session(), reading);
+  if (options.raw) return exactSource(row.emailID, archiver, program);
   if (options.source || options.headers)
     return rawSource(row.emailID, options, sources, reading, program);
   if (!options.html) {
@@ -157,8 +184,9 @@ class MessagePrinter {
     }
     std::string shown = onTerminal_ ? terminalText(text) : text;
     // A source is written as it is stored; any other text ends with its line.
-    if ((onTerminal_ || !options_.source) && !shown.ends_with('\n')) shown += '\n';
-    if (pager_ && !options_.source) shown.insert(0, "\n");
+    const bool isAsStored = options_.source || options_.raw;
+    if ((onTerminal_ || !isAsStored) && !shown.ends_with('\n')) shown += '\n';
+    if (pager_ && !isAsStored) shown.insert(0, "\n");
     if (!pager_) pager_.emplace(style_);
     std::fwrite(shown.data(), 1, shown.size(), stdout);
   }
@@ -199,16 +227,20 @@ Command showCommand(Program& program) {
                   {.names = "--text",
                    .target = &options->text,
                    .help = "Its whole text; this is the default",
-                   .excludes = {"--html", "--source", "--headers"}},
+                   .excludes = {"--html", "--source", "--raw", "--headers"}},
                   {.names = "--html",
                    .target = &options->html,
                    .help = "Its HTML version under a block of header lines, as a page that runs "
                            "and fetches nothing; a message without one as a plain page",
-                   .excludes = {"--source", "--headers"}},
+                   .excludes = {"--source", "--raw", "--headers"}},
                   {.names = "--source",
                    .target = &options->source,
-                   .help = "Its raw source; byte for byte into a file or pipe",
-                   .excludes = {"--headers"}},
+                   .help = "Its raw source as text, as the archive stores it",
+                   .excludes = {"--raw", "--headers"}},
+                  {.names = "--raw",
+                   .target = &options->raw,
+                   .help = "Its source as it lay in its file, to the byte, into a file or pipe",
+                   .excludes = {"--headers", "--json"}},
                   {"--headers", &options->headers, "The headers of its source"},
                   {"--database", &options->database, "Look in this database", "NAME"},
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},

@@ -81,7 +81,9 @@ Result<void> MailSource::loadChain(std::string_view text, const Options& options
   if (!mime_->takeMimeText(mimeText)) return failureOf(*mime_);
   if (options.visitTree) options.visitTree(*mime_, mimeText.view());
   // Behind the writing, since it uses the tree up.
-  if (options.visitPart && !mime_->takeLeaves(options.visitPart)) return failureOf(*mime_);
+  if (options.visitPart && !mime_->takeLeaves(options.visitPart, options.visitContainer)) {
+    return failureOf(*mime_);
+  }
   if (text.size() > kLargeBytes) mime_.emplace();
   if (!email_->SetFromMimeText(mimeText.view())) return failureOf(*email_);
   return {};

@@ -28,6 +28,8 @@ class MailSource {
     bool declaredCharsets = true;
     /// Called for each leaf of the tree, see `walkParts`. May be empty.
     PartVisitor visitPart = {};
+    /// Beside it: called for each part that holds others. May be empty.
+    ContainerVisitor visitContainer = {};
     /// Called with the whole tree and the message as it was written anew. May be empty.
     std::function<void(TnoMime& tree, std::string_view mimeText)> visitTree = {};
   };

@@ -126,7 +126,7 @@ class ClsMime final : public ClsBase {
   /// "Header field does not exist".
   bool GetHeaderField(std::string_view name, StringBuffer& out);
   /// Shows each leaf of the tree, and uses the tree up, see `walkParts`.
-  bool takeLeaves(const PartVisitor& visit);
+  bool takeLeaves(const PartVisitor& visit, const ContainerVisitor& enter);
   /// Something of the message was kept as text because it lay beyond a limit.
   [[nodiscard]] bool isBeyondLimits();
   /// Appends the tree, one indented line a part; control characters of the message's own texts are
@@ -222,11 +222,11 @@ bool ClsMime::GetHeaderField(std::string_view name, StringBuffer& out) {
   return call.finish(true);
 }
 
-bool ClsMime::takeLeaves(const PartVisitor& visit) {
+bool ClsMime::takeLeaves(const PartVisitor& visit, const ContainerVisitor& enter) {
   ClsCall call(*this, "takeLeaves");
   if (!call.ok()) return false;
   const std::lock_guard lock(shared_->criticalSection());
-  return call.finish(walkParts(part(call.log()), visit, call.log()));
+  return call.finish(walkParts(part(call.log()), visit, enter, call.log()));
 }
 
 bool ClsMime::isBeyondLimits() {
@@ -283,8 +283,8 @@ bool TnoMime::LoadMimeBytes(std::string_view bytes) {
   return TnMime::run(impl_, [bytes](ClsMime& mime) { return mime.LoadMimeBytes(bytes); });
 }
 
-bool TnoMime::takeLeaves(const PartVisitor& visit) {
-  return TnMime::run(impl_, [&visit](ClsMime& mime) { return mime.takeLeaves(visit); });
+bool TnoMime::takeLeaves(const PartVisitor& visit, const ContainerVisitor& enter) {
+  return TnMime::run(impl_, [&](ClsMime& mime) { return mime.takeLeaves(visit, enter); });
 }
 
 bool TnoMime::takeMimeText(StringBuffer& out) {

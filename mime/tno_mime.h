@@ -35,7 +35,7 @@ class TnoMime {
   std::optional<std::string> GetHeaderField(std::string_view name);
   /// Shows each leaf of the tree, see `walkParts`, and uses the tree up: the object is to be loaded
   /// anew. False: no memory.
-  bool takeLeaves(const PartVisitor& visit);
+  bool takeLeaves(const PartVisitor& visit, const ContainerVisitor& enter = {});
   /// The message holds more parts, fields or parameters than are taken apart (mime/limits.h). What
   /// lies beyond was kept as text.
   [[nodiscard]] bool beyondLimits() const;

@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::string_view kTitle = "ATTACHMENTS:\n";
 constexpr int kLeastBinaryBytes = 2;  // a shorter value is in the list as it is stored
+constexpr int kNewFile = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
 constexpr int kMostNumbers = 100000;  ///< tried behind a name that is taken
 
 /// A new file beside those that are there: "a.pdf", "a-2.pdf", ... -1 with errno when none can be
@@ -31,7 +32,7 @@ int createBeside(const std::string& folder, const std::string& name, std::string
   const std::string ending = dot == std::string::npos ? "" : name.substr(dot);
   for (int number = 1; number <= kMostNumbers; ++number) {
     path = folder + "/" + (number == 1 ? name : fmt::format("{}-{}{}", stem, number, ending));
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const int fd = ::open(path.c_str(), kNewFile, 0600);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
   return -1;
@@ -57,10 +58,7 @@ bool fill(int fd, std::string_view bytes) {
   return ::close(fd) == 0;
 }
 
-Result<std::string> saveBeside(const std::string& folder, const std::string& name,
-                               std::string_view bytes) {
-  std::string path;
-  const int fd = createBeside(folder, name, path);
+Result<std::string> fillNew(int fd, const std::string& path, std::string_view bytes) {
   if (fd < 0) return systemFailure(path);
   if (!fill(fd, bytes)) {
     Failure failure = systemFailure(path);
@@ -68,6 +66,13 @@ Result<std::string> saveBeside(const std::string& folder, const std::string& nam
     return failure;
   }
   return path;
+}
+
+Result<std::string> saveBeside(const std::string& folder, const std::string& name,
+                               std::string_view bytes) {
+  std::string path;
+  const int fd = createBeside(folder, name, path);
+  return fillNew(fd, path, bytes);
 }
 
 }  // namespace
@@ -142,6 +147,12 @@ Result<std::vector<AttachmentInfo>> listAttachments(ServerSession& session, std:
         {unescapeInline(text(1)), text(0), std::strtoull(text(2).c_str(), nullptr, 10)});
   }
   return found;
+}
+
+Result<std::string> saveNewFile(const std::string& path, const std::string& name,
+                                std::string_view bytes) {
+  if (isDirectory(path)) return saveBeside(path, safeFileName(name), bytes);
+  return fillNew(::open(path.c_str(), kNewFile, 0600), path, bytes);
 }
 
 Result<std::string> readAttachment(ServerSession& session, std::uint32_t id, std::size_t index) {

@@ -61,6 +61,11 @@ struct AttachmentInfo {
 [[nodiscard]] Result<std::vector<AttachmentInfo>> listAttachments(ServerSession& session,
                                                                   std::uint32_t id);
 
+/// Writes a new file of mode 0600: at `path`, or in the folder of that name under a safe form of
+/// `name`, with a number when that is taken. Nothing is ever overwritten. Answers its path.
+[[nodiscard]] Result<std::string> saveNewFile(const std::string& path, const std::string& name,
+                                              std::string_view bytes);
+
 /// The bytes of one attachment, counted from 0. All attachments of the message are in memory for as
 /// long as it takes. Fails when there is none of the number, or with the server's words.
 [[nodiscard]] Result<std::string> readAttachment(ServerSession& session, std::uint32_t id,

@@ -94,8 +94,8 @@ mime::SourceEncoding StoredSources::encodingOf(std::uint32_t id, std::string_vie
   return isLatin1 ? mime::SourceEncoding::latin1 : mime::SourceEncoding::utf8;
 }
 
-void StoredSources::read(std::uint32_t id, std::string& source, mime::MailSource& message) {
-  mime::MailSource::Options options;
+void StoredSources::read(std::uint32_t id, std::string& source, mime::MailSource& message,
+                         mime::MailSource::Options options) {
   if (isValidUtf8(source)) {
     options.encoding = encodingOf(id, source);
   } else {

@@ -44,8 +44,9 @@ class StoredSources {
   /// server's words.
   [[nodiscard]] Result<std::string> fetch(std::uint32_t id);
   /// Makes a source that `fetch` gave UTF-8, strips it, and reads it into `message`. What the
-  /// engine refuses gives an empty message.
-  void read(std::uint32_t id, std::string& source, mime::MailSource& message);
+  /// engine refuses gives an empty message. Of the options the visitors count.
+  void read(std::uint32_t id, std::string& source, mime::MailSource& message,
+            mime::MailSource::Options options = {});
 
   /// The whole plain text of a message's source, for `formatMessageText`; nullopt when there is no
   /// source, or no plain text in it, and the stored body stands. Fails with the server's words.

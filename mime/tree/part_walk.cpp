@@ -23,27 +23,44 @@ bool isText(std::string_view type) {
 
 class Walker {
  public:
-  Walker(const PartVisitor& visit, LogBase& log) : visit_(visit), log_(log) {}
+  Walker(const PartVisitor& visit, const ContainerVisitor& enter, LogBase& log)
+      : visit_(visit), enter_(enter), log_(log) {}
 
   bool walk(MimeMessage2& entity, int nesting) {
     const int count = entity.getNumParts();
     if (count == 0) return leaf(entity, nesting);
+    enter(entity, {});
+    ++depth_;
     for (int i = 0; i < count; ++i) {
       MimeMessage2* part = entity.getPart(i);
       if (part && !walk(*part, nesting)) return false;
     }
+    --depth_;
     return true;
   }
 
  private:
   bool leaf(MimeMessage2& entity, int nesting);
   bool openMessage(MimeMessage2& entity, int nesting, bool& isOpened);
+  void enter(MimeMessage2& entity, std::string_view source);
   void showText(PartView& part);
   void showFile(std::string_view uuencoded);
 
   const PartVisitor& visit_;
+  const ContainerVisitor& enter_;
   LogBase& log_;
+  int depth_ = 0;
 };
+
+std::string_view nameOf(MimeMessage2& entity) {
+  const std::string_view name = entity.getMimeFilename().view();
+  return name.empty() ? entity.getContentType().name().view() : name;
+}
+
+void Walker::enter(MimeMessage2& entity, std::string_view source) {
+  if (!enter_) return;
+  enter_({entity.getContentType().contentType().view(), nameOf(entity), source, depth_});
+}
 
 bool Walker::leaf(MimeMessage2& entity, int nesting) {
   PartView part;
@@ -53,11 +70,12 @@ bool Walker::leaf(MimeMessage2& entity, int nesting) {
     if (!openMessage(entity, nesting, isOpened)) return false;
     if (isOpened) return true;
   }
-  part.name = entity.getMimeFilename().view();
-  if (part.name.empty()) part.name = entity.getContentType().name().view();
+  part.depth = depth_;
+  part.isAttachment = entity.isAttachment(log_);
+  part.name = nameOf(entity);
   part.body = entity.getMimeBodyDb().view();
   part.charset = entity.getCharset().nameView();
-  if (entity.isAttachment(log_)) {
+  if (part.isAttachment) {
     StringBuffer charset;
     (void)entity.getHeader().getSubFieldUtf8("content-type", "charset", charset, log_);
     part.charset = charset.view();
@@ -97,8 +115,12 @@ bool Walker::openMessage(MimeMessage2& entity, int nesting, bool& isOpened) {
                            : message.loadFileBytes(text.view(), log_);
     isOpened = ok && (message.getNumParts() != 0 || !message.getMimeBodyDb().isEmpty());
     if (!isOpened) return entity.bodyDb_rw().takeData(text);
+    enter(entity, text.view());
   }
-  return walk(message, nesting + 1);
+  ++depth_;
+  const bool isWalked = walk(message, nesting + 1);
+  --depth_;
+  return isWalked;
 }
 
 void Walker::showText(PartView& part) {
@@ -136,13 +158,15 @@ void Walker::showFile(std::string_view uuencoded) {
   part.contentType = TypeTable::typeForFilename(name.view());
   part.name = name.view();
   part.body = bytes.view();
+  part.depth = depth_ + 1;
   visit_(part);
 }
 
 }  // namespace
 
-bool walkParts(MimeMessage2& root, const PartVisitor& visit, LogBase& log) {
-  return Walker(visit, log).walk(root, 0);
+bool walkParts(MimeMessage2& root, const PartVisitor& visit, const ContainerVisitor& enter,
+               LogBase& log) {
+  return Walker(visit, enter, log).walk(root, 0);
 }
 
 }  // namespace keldane::mime

@@ -430,6 +430,7 @@ TEST_F(TerminalProgram, ShowsAMessageInEachOfItsForms) {
   EXPECT_THAT(output({"show", "1"}), AllOf(StartsWith("ID: 1\nDATE: 2023-01-02 03:04:05\n"),
                                            HasSubstr("Dear Bob,\n\nPlease pay")));
   EXPECT_EQ(output({"show", "1", "--source"}), kInvoice);
+  EXPECT_EQ(output({"show", "1", "--raw"}), kInvoice);
   EXPECT_THAT(output({"show", "1", "--headers"}),
               AllOf(HasSubstr("Subject: Invoice 12"), Not(HasSubstr("Please pay"))));
   const std::string id =
@@ -471,6 +472,30 @@ TEST_F(TerminalProgram, SavedAttachmentsStayInTheirFolderAndOverwriteNothing) {
     EXPECT_EQ(*readFile(entry.path()), std::string("\0\1\2\3", 4));
   }
   EXPECT_EQ(files, 2U);
+}
+
+TEST_F(TerminalProgram, EachPartOfAMessageIsListedAndTakenOut) {
+  EXPECT_THAT(values(output({"parts", "1", "--json"}), "use"),
+              ElementsAre("container", "body", "attachment"));
+  const std::string path = home() + "/part";
+  output({"parts", "1", "--save", path, "3"});
+  EXPECT_EQ(*readFile(path), std::string("\0\1\2\3", 4));
+  EXPECT_EQ(output({"parts", "1", "--save", "-", "3"}), std::string("\0\1\2\3", 4));
+  struct Refusal {
+    Words arguments;
+    const char* error;
+    int status;
+  };
+  const Refusal refusals[] = {
+      {{"parts", "1", "--save", path, "3"}, "File exists", 1},
+      {{"parts", "1", "--save", path + "2", "1"}, "only holds the parts below it", 1},
+      {{"parts", "1", "--save", path + "2", "4"}, "none of the number 4", 1},
+      {{"parts", "1", "--save", path}, "the number of a part", 2}};
+  for (const Refusal& refusal : refusals) {
+    const ToolOutcome outcome = run(refusal.arguments);
+    EXPECT_EQ(outcome.exitStatus, refusal.status) << refusal.error;
+    EXPECT_THAT(outcome.errorText, HasSubstr(refusal.error));
+  }
 }
 
 TEST_F(TerminalProgram, ReadingChangesNothingOnTheServerAndNothingThatIsRemembered) {
