@@ -20,8 +20,6 @@ constexpr std::size_t kMessagesPerCommit = 10000;
 constexpr std::size_t kBytesPerCommit = std::size_t{96} << 20U;
 constexpr std::size_t kSampleSize = 16;
 constexpr const char* kTagsNote = "keldane-tags";
-constexpr const char* kTagDigest =
-    "CRC32(CONCAT_WS('|',t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld))";
 /// A source shorter than this is none: "0" stands where there is no source.
 constexpr std::size_t kLeastSourceBytes = 3;
 
@@ -29,8 +27,12 @@ std::string text(const ResultRows& rows, std::size_t column) {
   return std::string(rows.cell(column).value_or(""));
 }
 
+std::uint64_t numberOf(const ResultRows& rows, std::size_t column) {
+  return std::strtoull(text(rows, column).c_str(), nullptr, 10);
+}
+
 std::uint32_t idOf(const ResultRows& rows, std::size_t column) {
-  return static_cast<std::uint32_t>(std::strtoul(text(rows, column).c_str(), nullptr, 10));
+  return static_cast<std::uint32_t>(numberOf(rows, column));
 }
 
 std::string idList(const std::vector<std::uint32_t>& ids, std::size_t from, std::size_t count) {
@@ -59,27 +61,36 @@ std::string indexFolder(const std::string& supportFolder, const std::string& ide
   return supportFolder + "/Index/" + name;
 }
 
+Result<std::string> IndexCatchUp::open() {
+  std::string rebuiltBecause;
+  const WordIndex::State state = index_.open();
+  if (state == WordIndex::State::reading) return rebuiltBecause;
+  if (state == WordIndex::State::writing) {
+    const Result<bool> same = isSameArchive();
+    if (!same) return Failure{same.error()};
+    if (!*same) rebuiltBecause = "it belongs to another archive";
+  } else {
+    rebuiltBecause = index_.trouble();
+  }
+  if (!rebuiltBecause.empty()) {
+    const Result<void> made = index_.create();
+    if (!made) return Failure{made.error()};
+  }
+  return rebuiltBecause;
+}
+
 Result<CatchUpOutcome> IndexCatchUp::run(Progress& progress) {
   CatchUpOutcome outcome;
-  const WordIndex::State state = index_.open();
-  if (state == WordIndex::State::reading) {
+  Result<std::string> opened = open();
+  if (!opened) return Failure{opened.error()};
+  if (index_.state() == WordIndex::State::reading) {
     const Result<std::uint64_t> missing = behind();
     if (!missing) return Failure{missing.error()};
     outcome.isReader = true;
     outcome.behind = *missing;
     return outcome;
   }
-  if (state == WordIndex::State::writing) {
-    const Result<bool> same = isSameArchive();
-    if (!same) return Failure{same.error()};
-    if (!*same) outcome.rebuiltBecause = "it belongs to another archive";
-  } else {
-    outcome.rebuiltBecause = index_.trouble();
-  }
-  if (!outcome.rebuiltBecause.empty()) {
-    const Result<void> made = index_.create();
-    if (!made) return Failure{made.error()};
-  }
+  outcome.rebuiltBecause = std::move(*opened);
   const Result<void> followed = follow(outcome, progress);
   if (!followed) return Failure{followed.error()};
   return outcome;
@@ -97,11 +108,10 @@ Result<CatchUpOutcome> IndexCatchUp::rebuild(Progress& progress) {
 
 Result<void> IndexCatchUp::follow(CatchUpOutcome& outcome, Progress& progress) {
   // Asked first: what changes while we work differs from it the next time.
-  const std::string all = fmt::format(
-      "SELECT CONCAT(COUNT(*),'/',COALESCE(SUM(CRC32(CONCAT(t.id,'|',{}))),0)) FROM "
-      "tags t",
-      kTagDigest);
-  if (!session_.query(all)) return Failure{session_.error()};
+  if (!session_.query("SELECT CONCAT(COUNT(*),'/',COALESCE(SUM(CRC32(CONCAT_WS('|',id,cat_fld,"
+                      "key_fld,priority_fld,notes_fld))),0)) FROM tags")) {
+    return Failure{session_.error()};
+  }
   const std::string tags = fetchFirstCell(session_);
   const Result<std::uint32_t> high = index_.highId();
   if (!high) return Failure{high.error()};
@@ -145,12 +155,22 @@ Result<std::uint64_t> IndexCatchUp::number(const std::string& sql) {
   return std::strtoull(fetchFirstCell(session_).c_str(), nullptr, 10);
 }
 
+/// A message that is missing and one that is there too much cancel each other out in the number.
 Result<std::uint64_t> IndexCatchUp::behind() {
-  const Result<std::uint64_t> stored = number("SELECT COUNT(*) FROM email");
-  const Result<std::uint32_t> indexed = index_.count();
-  if (!stored) return stored;
+  if (!session_.query("SELECT COUNT(*),COALESCE(SUM(id),0),COALESCE(BIT_XOR(id*id),0) FROM email"))
+    return Failure{session_.error()};
+  WordIndex::IdSums stored;
+  {
+    const auto rows = session_.storeResult();
+    if (!rows || !rows->next()) return Failure{session_.error()};
+    stored = {numberOf(*rows, 0), numberOf(*rows, 1), numberOf(*rows, 2)};
+  }
+  const Result<WordIndex::IdSums> indexed = index_.idSums();
   if (!indexed) return Failure{indexed.error()};
-  return *stored > *indexed ? *stored - *indexed : *indexed - *stored;
+  if (stored == *indexed) return 0;
+  const std::uint64_t apart =
+      stored.count > indexed->count ? stored.count - indexed->count : indexed->count - stored.count;
+  return std::max<std::uint64_t>(apart, 1);
 }
 
 Result<void> IndexCatchUp::checkTables() {
@@ -166,26 +186,25 @@ Result<void> IndexCatchUp::checkTables() {
 
 /// Streamed and cut off by size, so that no more than a batch is in memory whatever the messages
 /// weigh. Rows behind the cut are left to the next statement.
-Result<std::vector<IndexCatchUp::Row>> IndexCatchUp::fetch(const std::string& condition) {
+Result<std::vector<ArchivedMessage>> IndexCatchUp::fetch(const std::string& condition) {
   const Result<void> checked = checkTables();
   if (!checked) return Failure{checked.error()};
   const std::string sql = fmt::format(
       "SELECT e.id,e.date_fld,e.from_fld,e.to_fld,e.subj_fld,e.mailbox,e.attachNames,"
       "IF(o.id IS NULL OR LENGTH(o.orig_fld)<{0},e.body_fld,''),"
       "IF(o.id IS NULL OR LENGTH(o.orig_fld)<{0},e.attachText,''),o.orig_fld,{1},"
-      "t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld,IF(t.id IS NULL,'',{2}) FROM email e "
-      "LEFT JOIN origemail o ON o.id=e.id LEFT JOIN tags t ON t.id=e.id{3} WHERE {4} ORDER BY e.id "
-      "LIMIT {5}",
-      kLeastSourceBytes, hasFingerprints_ ? "f.encoding" : "0", kTagDigest,
+      "t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld FROM email e "
+      "LEFT JOIN origemail o ON o.id=e.id LEFT JOIN tags t ON t.id=e.id{2} WHERE {3} ORDER BY e.id "
+      "LIMIT {4}",
+      kLeastSourceBytes, hasFingerprints_ ? "f.encoding" : "0",
       hasFingerprints_ ? " LEFT JOIN keldane_fingerprints f ON f.id=e.id" : "", condition,
       kRowsAtOnce);
   if (!session_.query(sql)) return Failure{session_.error()};
   const auto rows = session_.useResult();
-  std::vector<Row> fetched;
+  std::vector<ArchivedMessage> fetched;
   std::size_t bytes = 0;
   while (rows && bytes < kBytesAtOnce && rows->next()) {
-    Row row;
-    ArchivedMessage& message = row.message;
+    ArchivedMessage message;
     message.id = idOf(*rows, 0);
     message.date = text(*rows, 1);
     message.from = text(*rows, 2);
@@ -202,43 +221,43 @@ Result<std::vector<IndexCatchUp::Row>> IndexCatchUp::fetch(const std::string& co
     }
     message.tags = {message.id, text(*rows, 11), text(*rows, 12), text(*rows, 14),
                     leadingInt(text(*rows, 13))};
-    row.tagDigest = text(*rows, 15);
     bytes += message.body.size() + message.attachText.size() + message.to.size() +
              (message.source ? message.source->size() : 0);
-    fetched.push_back(std::move(row));
+    fetched.push_back(std::move(message));
   }
   if (session_.errorNumber() != 0) return Failure{session_.error()};
   return fetched;
 }
 
 Result<std::optional<ArchivedMessage>> IndexCatchUp::load(std::uint32_t id) {
-  Result<std::vector<Row>> rows = fetch(fmt::format("e.id={}", id));
+  Result<std::vector<ArchivedMessage>> rows = fetch(fmt::format("e.id={}", id));
   if (!rows) return Failure{rows.error()};
   if (rows->empty()) return std::optional<ArchivedMessage>();
-  return std::optional<ArchivedMessage>(std::move(rows->front().message));
+  return std::optional<ArchivedMessage>(std::move(rows->front()));
 }
 
 Result<void> IndexCatchUp::addAbove(std::uint32_t id, CatchUpOutcome& outcome, Progress& progress) {
   while (true) {
-    Result<std::vector<Row>> rows = fetch(fmt::format("e.id>{}", id));
+    Result<std::vector<ArchivedMessage>> rows = fetch(fmt::format("e.id>{}", id));
     if (!rows) return Failure{rows.error()};
     if (rows->empty()) return {};
-    id = rows->back().message.id;
+    id = rows->back().id;
     const Result<void> added = add(std::move(*rows), outcome, progress);
     if (!added || outcome.cancelled) return added;
   }
 }
 
-Result<void> IndexCatchUp::add(std::vector<Row> rows, CatchUpOutcome& outcome, Progress& progress) {
-  for (Row& row : rows) {
+Result<void> IndexCatchUp::add(std::vector<ArchivedMessage> rows, CatchUpOutcome& outcome,
+                               Progress& progress) {
+  for (ArchivedMessage& message : rows) {
     outcome.cancelled = progress.cancelled();
     if (outcome.cancelled) return commitWhenDue(true);
     IndexEntry entry;
-    entry.id = row.message.id;
-    entry.date = row.message.date;
-    entry.tagDigest = std::move(row.tagDigest);
-    const std::string subject = row.message.subject;
-    entry.texts = reader_.read(std::move(row.message));
+    entry.id = message.id;
+    entry.date = message.date;
+    entry.tagDigest = tagDigest(message.tags);
+    const std::string subject = message.subject;
+    entry.texts = reader_.read(std::move(message));
     Result<void> put = index_.put(entry);
     if (!put) return put;
     ++outcome.added;
@@ -287,10 +306,11 @@ Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress)
     ++uncommittedMessages_;
   }
   for (std::size_t i = 0; i < missing.size() && !outcome.cancelled;) {
-    Result<std::vector<Row>> rows = fetch("e.id IN (" + idList(missing, i, kRowsAtOnce) + ")");
+    Result<std::vector<ArchivedMessage>> rows =
+        fetch("e.id IN (" + idList(missing, i, kRowsAtOnce) + ")");
     if (!rows) return Failure{rows.error()};
     // The size may have cut it off; what is gone again gives no row.
-    const std::uint32_t last = rows->empty() ? 0 : rows->back().message.id;
+    const std::uint32_t last = rows->empty() ? 0 : rows->back().id;
     const std::size_t next = std::min(i + kRowsAtOnce, missing.size());
     const bool isCut = !rows->empty() && rows->size() < next - i;
     i = isCut ? static_cast<std::size_t>(std::upper_bound(missing.begin(), missing.end(), last) -
@@ -305,9 +325,8 @@ Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress)
 Result<void> IndexCatchUp::mendTags(CatchUpOutcome& outcome) {
   auto known = index_.tagDigests();
   if (!known) return Failure{known.error()};
-  if (!session_.query(fmt::format("SELECT t.id,{},t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld "
-                                  "FROM tags t INNER JOIN email e ON e.id=t.id ORDER BY t.id",
-                                  kTagDigest))) {
+  if (!session_.query("SELECT t.id,t.cat_fld,t.key_fld,t.priority_fld,t.notes_fld "
+                      "FROM tags t INNER JOIN email e ON e.id=t.id ORDER BY t.id")) {
     return Failure{session_.error()};
   }
   const auto rows = session_.storeResult();
@@ -318,9 +337,10 @@ Result<void> IndexCatchUp::mendTags(CatchUpOutcome& outcome) {
     return done;
   };
   while (rows && rows->next()) {
-    const TagRow tags{idOf(*rows, 0), text(*rows, 2), text(*rows, 3), text(*rows, 5),
-                      leadingInt(text(*rows, 4))};
-    const std::string digest = text(*rows, 1);
+    const TagRow tags{idOf(*rows, 0), text(*rows, 1), text(*rows, 2), text(*rows, 4),
+                      leadingInt(text(*rows, 3))};
+    const std::string digest = tagDigest(tags);
+    if (digest.empty()) continue;
     for (; at != known->end() && at->first < tags.id; ++at) {
       const Result<void> done = put({at->first, {}, {}, {}, 0}, "");
       if (!done) return done;

@@ -40,6 +40,9 @@ class IndexCatchUp {
   IndexCatchUp(ServerSession& session, WordIndex& index, MessageTextReader& reader)
       : session_(session), index_(index), reader_(reader) {}
 
+  /// Opens the index, and makes an empty one, saying why, when there is none that can be used. It
+  /// may be another program's for writing after that.
+  [[nodiscard]] Result<std::string> open();
   /// Opens the index, builds it anew when there is none that can be used, and brings it in step.
   /// Progress counts messages read. Fails with the words of the server or of the disk; what was
   /// committed stays.
@@ -51,10 +54,6 @@ class IndexCatchUp {
   [[nodiscard]] Result<std::optional<ArchivedMessage>> load(std::uint32_t id);
 
  private:
-  struct Row {
-    ArchivedMessage message;
-    std::string tagDigest;
-  };
   [[nodiscard]] Result<void> follow(CatchUpOutcome& outcome, Progress& progress);
   [[nodiscard]] Result<bool> isSameArchive();
   [[nodiscard]] Result<std::uint64_t> behind();
@@ -62,9 +61,9 @@ class IndexCatchUp {
                                       Progress& progress);
   [[nodiscard]] Result<void> mendRows(CatchUpOutcome& outcome, Progress& progress);
   [[nodiscard]] Result<void> mendTags(CatchUpOutcome& outcome);
-  [[nodiscard]] Result<void> add(std::vector<Row> rows, CatchUpOutcome& outcome,
+  [[nodiscard]] Result<void> add(std::vector<ArchivedMessage> rows, CatchUpOutcome& outcome,
                                  Progress& progress);
-  [[nodiscard]] Result<std::vector<Row>> fetch(const std::string& condition);
+  [[nodiscard]] Result<std::vector<ArchivedMessage>> fetch(const std::string& condition);
   [[nodiscard]] Result<std::uint64_t> number(const std::string& sql);
   [[nodiscard]] Result<void> checkTables();
   [[nodiscard]] Result<void> commitWhenDue(bool now = false);

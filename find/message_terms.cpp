@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/sha256.h"
 #include "base/text.h"
 #include "find/html_text.h"
 
@@ -50,6 +51,13 @@ std::string tagText(const TagRow& tags) {
   std::string text = tags.category + "\n" + tags.keywords + "\n" + tags.notes;
   if (tags.priority != 0) text += "\n" + std::string(priorityTitle(tags.priority));
   return text;
+}
+
+std::string tagDigest(const TagRow& tags) {
+  const std::string text = tagText(tags);
+  if (trimWhitespace(text).empty()) return {};
+  constexpr std::size_t kDigestBytes = 8;
+  return sha256(text).substr(0, kDigestBytes);
 }
 
 MessageTexts MessageTextReader::read(ArchivedMessage message) {

@@ -63,6 +63,9 @@ struct MessageTexts {
 /// The text of a message's tags, for `Field::tag`.
 [[nodiscard]] std::string tagText(const TagRow& tags);
 
+/// Changes with a message's tags; empty when it has none.
+[[nodiscard]] std::string tagDigest(const TagRow& tags);
+
 /// Brings out all that a person can read in a message: of its source where there is one, each part
 /// in its own charset; of its rows else. One thread at a time.
 class MessageTextReader {

@@ -11,7 +11,7 @@ namespace keldane {
 namespace {
 
 /// Changes with all that makes other terms of the same message.
-constexpr const char* kFormat = "1";
+constexpr const char* kFormat = "2";
 constexpr const char* kFormatNote = "keldane-format";
 constexpr const char* kIdentityNote = "keldane-archive";
 constexpr const char* kFailedTerm = "Hfailure";
@@ -140,27 +140,48 @@ Result<void> WordIndex::put(const IndexEntry& entry) {
 
 Result<void> WordIndex::remove(std::uint32_t id) {
   return guardIndex([&]() -> Result<void> {
-    files_->writing->delete_document(id);
+    try {
+      files_->writing->delete_document(id);
+    } catch (const Xapian::DocNotFoundError&) {
+      return {};
+    }
     return {};
   });
+}
+
+void WordIndex::replaceField(Xapian::Document& document, Field field, const std::string& text) {
+  const std::string prefix(1, fieldPrefix(field));
+  std::vector<std::string> old;
+  Xapian::TermIterator term = document.termlist_begin();
+  for (term.skip_to(prefix); term != document.termlist_end() && (*term).starts_with(prefix);
+       ++term) {
+    old.push_back(*term);
+  }
+  for (const std::string& one : old) document.remove_term(one);
+  // The message's other words may stand at these places too; a phrase never mixes fields.
+  Xapian::termpos position = 0;
+  addText(document, {field, text}, position, cutter_);
 }
 
 Result<void> WordIndex::putTags(std::uint32_t id, const TagRow& tags, const std::string& digest) {
   return guardIndex([&]() -> Result<void> {
     Xapian::Document document = files_->writing->get_document(id);
-    const std::string prefix(1, fieldPrefix(Field::tag));
-    std::vector<std::string> old;
-    Xapian::TermIterator term = document.termlist_begin();
-    for (term.skip_to(prefix); term != document.termlist_end() && (*term).starts_with(prefix);
-         ++term) {
-      old.push_back(*term);
-    }
-    for (const std::string& one : old) document.remove_term(one);
-    // The message's other words may stand at these places too; a phrase never mixes fields.
-    Xapian::termpos position = 0;
-    addText(document, {Field::tag, tagText(tags)}, position, cutter_);
+    replaceField(document, Field::tag, tagText(tags));
     document.add_value(slot(IndexSlot::tagDigest), digest);
     files_->writing->replace_document(id, document);
+    return {};
+  });
+}
+
+Result<void> WordIndex::putMailbox(std::uint32_t id, const std::string& mailbox) {
+  return guardIndex([&]() -> Result<void> {
+    try {
+      Xapian::Document document = files_->writing->get_document(id);
+      replaceField(document, Field::mailbox, mailbox);
+      files_->writing->replace_document(id, document);
+    } catch (const Xapian::DocNotFoundError&) {
+      return {};  // it comes with its new mailbox
+    }
     return {};
   });
 }
@@ -174,6 +195,20 @@ Result<void> WordIndex::commit() {
 
 Result<std::uint32_t> WordIndex::count() const {
   return guardIndex([&]() -> Result<std::uint32_t> { return files_->any().get_doccount(); });
+}
+
+Result<WordIndex::IdSums> WordIndex::idSums() const {
+  return guardIndex([&]() -> Result<IdSums> {
+    IdSums sums;
+    const Xapian::Database& database = files_->any();
+    for (auto at = database.postlist_begin(""); at != database.postlist_end(""); ++at) {
+      const std::uint64_t id = *at;
+      ++sums.count;
+      sums.sum += id;
+      sums.squares ^= id * id;
+    }
+    return sums;
+  });
 }
 
 Result<std::uint32_t> WordIndex::highId() const {

@@ -13,7 +13,8 @@
 
 namespace Xapian {
 class Database;
-}
+class Document;
+}  // namespace Xapian
 
 namespace keldane {
 
@@ -61,14 +62,25 @@ class WordIndex {
 
   /// Adds the message, or replaces what the index has under its id.
   [[nodiscard]] Result<void> put(const IndexEntry& entry);
+  /// Nothing is done for one that the index has not.
   [[nodiscard]] Result<void> remove(std::uint32_t id);
   /// Replaces the tags of a message that the index has.
   [[nodiscard]] Result<void> putTags(std::uint32_t id, const TagRow& tags,
                                      const std::string& digest);
+  /// Replaces the mailbox of a message; nothing is done for one that the index has not.
+  [[nodiscard]] Result<void> putMailbox(std::uint32_t id, const std::string& mailbox);
   /// Writes what was done since the last commit to the disk, in one step.
   [[nodiscard]] Result<void> commit();
 
   [[nodiscard]] Result<std::uint32_t> count() const;
+  /// Tells one set of ids from another, see `IndexCatchUp`.
+  struct IdSums {
+    std::uint64_t count = 0;
+    std::uint64_t sum = 0;
+    std::uint64_t squares = 0;  ///< of all ids, each put on by exclusive or
+    bool operator==(const IdSums&) const = default;
+  };
+  [[nodiscard]] Result<IdSums> idSums() const;
   /// The greatest id; 0 in an empty index.
   [[nodiscard]] Result<std::uint32_t> highId() const;
   /// All ids, ascending.
@@ -97,6 +109,7 @@ class WordIndex {
  private:
   struct Files;
   void checkIdentity();
+  void replaceField(Xapian::Document& document, Field field, const std::string& text);
 
   const std::string folder_;
   const std::string identity_;

@@ -1,5 +1,8 @@
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <latch>
 #include <memory>
 #include <random>
 #include <set>
@@ -13,6 +16,7 @@
 #include "archive/archive_schema.h"
 #include "archive/sql_values.h"
 #include "find/index_catch_up.h"
+#include "find/index_feed.h"
 #include "find/word_search.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/test_server.h"
@@ -235,6 +239,60 @@ TEST_F(WordIndexTest, IsMadeAnewWhenItCannotBeUsedAndGoesOnWhereItWasCut) {
   EXPECT_EQ(read->behind, 1u);
   EXPECT_EQ(std::filesystem::status(folder_ / "index").permissions(),
             std::filesystem::perms::owner_all);
+}
+
+TEST_F(WordIndexTest, NoticesOneMessageGoneAndAnotherCome) {
+  for (const std::uint32_t id : {1U, 3U, 9U}) add(id, "a", "");
+  update();
+  sql("UPDATE email SET id=5 WHERE id=3");
+  const CatchUpOutcome outcome = update();
+  EXPECT_EQ(outcome.added + outcome.removed, 2u);
+  EXPECT_EQ(find("body"), "9 5 1");
+}
+
+ArchivedMessage stored(std::uint32_t id, const std::string& subject) {
+  ArchivedMessage message;
+  message.id = id;
+  message.date = fmt::format("2003-01-{:02} 10:00:00", id % 28 + 1);
+  message.mailbox = "Inbox";
+  message.source = "Subject: " + subject + "\n\nx";
+  return message;
+}
+
+/// Feeds the index of the fixture while a run would store.
+TEST_F(WordIndexTest, IsFedByARunAndLeavesTheRestToTheNextSearch) {
+  for (std::uint32_t id = 1; id <= 6; ++id) add(id, fmt::format("number{}", id), "");
+  std::latch isReading(1);
+  std::latch mayGoOn(1);
+  std::atomic<int> reads = 0;
+  MessageTextReader reader({.stripPlist = [&](std::string&) {
+    if (reads++ == 0) isReading.count_down();
+    mayGoOn.wait();
+  }});
+  auto index = std::make_unique<WordIndex>(folder_ / "index", database_);
+  ASSERT_TRUE(index->create());
+  IndexFeed feed(std::move(index), reader, {.queueMessages = 2});
+  feed.put(stored(1, "number1"));
+  isReading.wait();
+  for (std::uint32_t id = 2; id <= 4; ++id) feed.put(stored(id, fmt::format("number{}", id)));
+  mayGoOn.count_down();
+  feed.drain(std::chrono::seconds(60), [] { return false; });
+  EXPECT_EQ(index_->open(), WordIndex::State::reading) << "the feed has it";
+  EXPECT_EQ(find("number3"), "3") << "committed";
+  EXPECT_EQ(find("number4"), "") << "there was no room";
+  index_->close();
+  feed.put(stored(6, "number6"));
+  feed.drain(std::chrono::seconds(60), [] { return false; });
+  feed.move(1, "Drafts");
+  feed.forget(2);
+  feed.drain(std::chrono::seconds(60), [] { return false; });
+  const IndexFeed::Outcome fed = feed.finish();
+  EXPECT_EQ(fed.taken, 6u);
+  EXPECT_EQ(fed.leftOut, 1u);
+  EXPECT_EQ(fed.trouble, "");
+  EXPECT_EQ(update().added, 3u);
+  EXPECT_EQ(find("number2 OR number4 OR number5"), "5 4 2");
+  EXPECT_EQ(find("mailbox:drafts"), "1");
 }
 
 TEST_F(WordIndexTest, ListsAttachmentsThatFailed) {
