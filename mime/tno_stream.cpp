@@ -1,5 +1,7 @@
 #include "mime/tno_stream.h"
 
+#include <utility>
+
 #include "mime/buffers/stream.h"
 #include "mime/buffers/string_buffer.h"
 #include "mime/cls_base.h"
@@ -18,6 +20,10 @@ void TnoStream::setSourceFile(std::string_view path) {
   if (impl_) impl_->stream->put_SourceFile(path);
 }
 
+void TnoStream::setSourceReader(PieceReader reader) {
+  if (impl_) impl_->stream->put_SourceReader(std::move(reader));
+}
+
 std::optional<std::string> TnoStream::ReadUntilMatch(std::string_view match) {
   std::string out;
   if (!impl_ || !impl_->stream->ReadUntilMatch(match, out)) return std::nullopt;
@@ -27,6 +33,10 @@ std::optional<std::string> TnoStream::ReadUntilMatch(std::string_view match) {
 bool TnoStream::ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes,
                                     std::string& bytes, bool& isTooLong) {
   return impl_ && impl_->stream->ReadBytesUntilMatch(match, limitBytes, bytes, isTooLong);
+}
+
+std::string_view TnoStream::peek(std::size_t size) {
+  return impl_ ? impl_->stream->peek(size) : std::string_view();
 }
 
 std::string TnoStream::failureText() const {

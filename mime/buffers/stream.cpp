@@ -90,6 +90,13 @@ void ClsStream::put_SourceFile(std::string_view path) {
   }
 }
 
+void ClsStream::put_SourceReader(PieceReader reader) {
+  CritSecExitor lock(*this);
+  forget();
+  path_.clear();
+  reader_ = std::move(reader);
+}
+
 bool ClsStream::put_StringCharset(std::string_view name) {
   CritSecExitor lock(*this);
   _tnCharset wanted;
@@ -126,6 +133,7 @@ void ClsStream::Reset() {
 
 void ClsStream::forget() {
   source_.close();
+  reader_ = nullptr;
   buffer_.reset();
   side_.clear();
   sideBytes_ = 0;
@@ -136,11 +144,11 @@ void ClsStream::forget() {
   failReason_ = kNone;
 }
 
-/// Room for a chunk behind the unread bytes.
-void ClsStream::makeRoom() {
-  if (capacity_ - end_ >= kChunk) return;
+/// Room for so many bytes behind the unread ones.
+void ClsStream::makeRoom(std::size_t room) {
+  if (capacity_ - end_ >= room) return;
   const std::size_t size = end_ - begin_;
-  const std::size_t wanted = size + kChunk;
+  const std::size_t wanted = size + room;
   if (capacity_ < wanted || size > capacity_ / 2) {
     const std::size_t capacity = std::max(2 * wanted, 4 * kChunk);
     std::unique_ptr<char[]> larger(new char[capacity]);
@@ -160,10 +168,25 @@ bool ClsStream::fail(const std::string& reason) {
   return false;
 }
 
+/// The same for a source that gives pieces.
+bool ClsStream::readPiece() {
+  std::string_view piece;
+  const Result<bool> more = reader_(piece);
+  if (!more) return fail(more.error());
+  failReason_ = kNone;
+  sourceAtEnd_ = !*more;
+  if (!*more || piece.empty()) return false;
+  makeRoom(piece.size());
+  std::memcpy(buffer_.get() + end_, piece.data(), piece.size());
+  end_ += piece.size();
+  return true;
+}
+
 /// True when bytes came in. The end is known as soon as the last bytes are in, not at the read
 /// behind them.
 bool ClsStream::readChunk(LogBase& log) {
   if (sourceAtEnd_) return false;
+  if (reader_) return readPiece();
   if (!source_.isOpen()) {
     if (path_.empty()) {
       failReason_ = kNoSource;
@@ -172,7 +195,7 @@ bool ClsStream::readChunk(LogBase& log) {
     }
     if (!source_.openDataSourceFile(path_, log)) return fail(source_.reason());
   }
-  makeRoom();
+  makeRoom(kChunk);
   const long got = source_.read(buffer_.get() + end_, kChunk, log);
   if (got < 0) return fail(source_.reason());
   end_ += static_cast<std::size_t>(got);
@@ -318,6 +341,18 @@ bool ClsStream::ReadBytesUntilMatch(std::string_view match, std::uint64_t limitB
   isTooLong = std::exchange(isTooLong_, false);
   if (isTooLong && out.size() > kKeptBytes) out.erase(0, out.size() - kKeptBytes);
   return call.finish(any);
+}
+
+std::string_view ClsStream::peek(std::size_t size) {
+  ClsCall call(*this, "peek");
+  if (!call.ok()) return {};
+  try {
+    while (end_ - begin_ < size && readChunk(call.log())) {
+    }
+  } catch (const std::bad_alloc&) {
+    fail("Out of memory.");
+  }
+  return unread();
 }
 
 }  // namespace keldane::mime

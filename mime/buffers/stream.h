@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/files.h"
 #include "mime/charsets/tn_charset.h"
 #include "mime/cls_base.h"
 
@@ -54,6 +55,8 @@ class ClsStream : public ClsBase {
 
   /// Starts over with this file; opens nothing.
   void put_SourceFile(std::string_view path);
+  /// Starts over with what the reader gives, which is asked from now to its end, once.
+  void put_SourceReader(PieceReader reader);
   /// The charset of the file's text; utf-8 unless set. False for an unknown name.
   bool put_StringCharset(std::string_view name);
   /// Replaces `out` by the text up to and including the next `match`, or by the rest of the file
@@ -67,6 +70,9 @@ class ClsStream : public ClsBase {
   /// False, and `out` empty, when nothing is left or the file cannot be read.
   bool ReadBytesUntilMatch(std::string_view match, std::uint64_t limitBytes, std::string& out,
                            bool& isTooLong);
+  /// The next bytes, at least `size` of them where the source has so many, without handing them
+  /// out. Valid until the next call; empty at the end and when the source cannot be read.
+  [[nodiscard]] std::string_view peek(std::size_t size);
   /// The source has been read to its end and every byte of it handed out. Stays false for a file
   /// that cannot be read.
   [[nodiscard]] bool get_EndOfStream() const;
@@ -75,7 +81,7 @@ class ClsStream : public ClsBase {
   [[nodiscard]] std::string failureText() const;
   /// Offset in the file of the next byte to be handed out.
   [[nodiscard]] std::uint64_t offsetBytes() const;
-  /// Closes the source and forgets what was read; path and charset stay.
+  /// Closes the source and forgets what was read; path and charset stay, a reader goes.
   void Reset();
 
  private:
@@ -86,8 +92,9 @@ class ClsStream : public ClsBase {
   [[nodiscard]] std::string_view unread() const { return {buffer_.get() + begin_, end_ - begin_}; }
   bool receiveUntilMatch(std::string_view match, std::string& out, LogBase& log);
   bool readChunk(LogBase& log);
+  bool readPiece();
   bool fail(const std::string& reason);
-  void makeRoom();
+  void makeRoom(std::size_t room);
   void moveAside(std::size_t size, std::size_t kept);
   void handOut(std::size_t size, std::string& out);
   void putBack();
@@ -96,6 +103,7 @@ class ClsStream : public ClsBase {
   std::string path_;
   _tnCharset charset_;
   _tnFileDataSource source_;
+  PieceReader reader_;  ///< in place of the file
   // Bytes read and not yet handed out stand in `side_` and then in the buffer from `begin_` to
   // `end_`. Between calls `side_` is empty.
   std::unique_ptr<char[]> buffer_;

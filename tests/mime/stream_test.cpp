@@ -48,7 +48,31 @@ class TnoStreamTest : public ::testing::Test {
     }
     EXPECT_EQ(offset, bytes.size());
     EXPECT_TRUE(stream.EndOfStream());
+    expectTheSameOfPieces(bytes, match, pieces);
     return pieces;
+  }
+
+  /// The same bytes from a source that gives them in pieces of one size and another, and looked at
+  /// before they are taken.
+  static void expectTheSameOfPieces(std::string_view bytes, std::string_view match,
+                                    const std::vector<std::string>& pieces) {
+    for (const std::size_t size : {7U, 65536U, 100001U}) {
+      if (bytes.size() / size > 10000) continue;
+      TnoStream stream;
+      stream.setSourceReader([left = bytes, size](std::string_view& piece) mutable -> Result<bool> {
+        piece = left.substr(0, size);
+        left.remove_prefix(piece.size());
+        return !piece.empty();
+      });
+      std::size_t offset = 0;
+      for (const std::string& piece : pieces) {
+        EXPECT_TRUE(stream.peek(20).starts_with(bytes.substr(offset, 20)));
+        ASSERT_EQ(stream.ReadUntilMatch(match), piece) << "pieces of " << size;
+        offset += piece.size();
+      }
+      EXPECT_EQ(stream.peek(1), "");
+      EXPECT_TRUE(stream.EndOfStream());
+    }
   }
 
   std::string path_;
