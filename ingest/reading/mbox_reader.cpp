@@ -1,11 +1,7 @@
 #include "ingest/reading/mbox_reader.h"
 
-#include <array>
 #include <string_view>
 #include <utility>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "ingest/reading/resting_file.h"
 
@@ -46,11 +42,17 @@ struct LineEndSigns {
 
 }  // namespace
 
-MboxReader::~MboxReader() {
-  if (aheadFd_ >= 0) ::close(aheadFd_);
-}
-
 Result<bool> MboxReader::open() {
+  if (reader_) {
+    LineEndSigns signs;
+    stream_.setSourceReader(std::move(reader_));
+    signs.look(stream_.peek(kProbedBytes));
+    separator_ = signs.separator();
+    if (!stream_.peek(1).empty()) return true;
+    const std::string failure = stream_.failureText();
+    if (!failure.empty()) return Failure{failure};
+    return false;
+  }
   // Opening a pipe would wait for its writer.
   const Result<FileState> state = stateOf(path_);
   if (!state) return Failure{state.error()};
@@ -71,21 +73,17 @@ Result<bool> MboxReader::open() {
   }
   separator_ = signs.separator();
   stream_.setSourceFile(path_);
-  aheadFd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   return true;
 }
 
 /// Of the bytes up to the separator's word, which may be no separator.
-bool MboxReader::endsWithSeparator(std::string_view bytes) const {
+bool MboxReader::endsWithSeparator(std::string_view bytes) {
   bytes.remove_suffix(separator_.size());
   // Where the file's line ends are not all of one kind.
   if (separator_.starts_with('\n') && bytes.ends_with('\r')) bytes.remove_suffix(1);
   const bool isBehindBlankLine = bytes.empty() || bytes.ends_with('\n') || bytes.ends_with('\r');
-  std::array<char, kSeparatorAheadBytes> ahead{};
-  const auto size =
-      ::pread(aheadFd_, ahead.data(), ahead.size(), static_cast<off_t>(stream_.offsetBytes()));
-  // What cannot be looked at is cut: the reading itself will tell.
-  return size < 0 || isSeparator({ahead.data(), static_cast<std::size_t>(size)}, isBehindBlankLine);
+  return isSeparator(stream_.peek(kSeparatorAheadBytes).substr(0, kSeparatorAheadBytes),
+                     isBehindBlankLine);
 }
 
 /// Up to the next separator or the end of the file. False when reading fails.
@@ -106,10 +104,11 @@ bool MboxReader::readPiece(MessagePiece& piece) {
     const std::string_view end = piece.isTooLong ? bytes : piece.bytes;
     if (end.ends_with(separator_) && endsWithSeparator(end)) {
       if (!piece.isTooLong) piece.bytes.resize(piece.bytes.size() - separator_.size());
-      break;
+      return true;
     }
-  } while (!stream_.EndOfStream());
-  return true;
+    // Whether a source in pieces has ended shows only with a look behind what it gave.
+  } while (!stream_.peek(1).empty());
+  return stream_.failureText().empty();
 }
 
 std::optional<MessagePiece> MboxReader::next() {

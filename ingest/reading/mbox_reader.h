@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/files.h"
 #include "base/result.h"
 #include "ingest/reading/message_file.h"
 #include "mime/tno_stream.h"
@@ -20,9 +21,9 @@ class MboxReader {
   /// A piece of more than `limitBytes` is passed over.
   MboxReader(std::string path, std::uint64_t limitBytes)
       : path_(std::move(path)), limitBytes_(limitBytes) {}
-  ~MboxReader();
-  MboxReader(const MboxReader&) = delete;
-  MboxReader& operator=(const MboxReader&) = delete;
+  /// The same for what comes out of a packed file.
+  MboxReader(PieceReader reader, std::uint64_t limitBytes)
+      : reader_(std::move(reader)), limitBytes_(limitBytes) {}
 
   /// Finds out how the file's lines end. False: there is nothing to cut. Fails, with the reason
   /// alone, when the file cannot be read.
@@ -37,14 +38,14 @@ class MboxReader {
 
  private:
   [[nodiscard]] bool readPiece(MessagePiece& piece);
-  [[nodiscard]] bool endsWithSeparator(std::string_view bytes) const;
+  [[nodiscard]] bool endsWithSeparator(std::string_view bytes);
 
   std::string path_;
+  PieceReader reader_;  ///< in place of the path, until it is opened
   std::uint64_t limitBytes_;
   std::string separator_;
   std::string failure_;
   mime::TnoStream stream_;
-  int aheadFd_ = -1;             ///< the file once more, for a look at what follows
   bool isOneLongPiece_ = false;  ///< longer than the limit, and not yet handed out
   bool isDone_ = false;
 };

@@ -10,6 +10,7 @@ namespace keldane {
 namespace {
 
 constexpr std::string_view kFrom = "From ";
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
 /// One of them stands in the header of every message that can be stored, most often near its top.
 constexpr std::string_view kKnownFields[] = {"bcc",
@@ -154,6 +155,14 @@ bool isMaildirFile(const std::string& path) {
   if (!folder.ends_with("/cur") && !folder.ends_with("/new")) return false;
   const std::string maildir(folder.substr(0, folder.size() - 3));
   return isDirectory(maildir + "cur") && isDirectory(maildir + "new");
+}
+
+bool beginsLikeMail(std::string_view beginning) {
+  const bool isCut = beginning.size() >= kSeparatorAheadBytes;
+  beginning = beginning.substr(0, kSeparatorAheadBytes);
+  if (beginning.starts_with(kUtf8Mark)) beginning.remove_prefix(kUtf8Mark.size());
+  beginning.remove_prefix(std::min(beginning.find_first_not_of("\r\n"), beginning.size()));
+  return beginning.starts_with(kFrom) || beginsWithHeader(beginning, isCut);
 }
 
 void deleteFirstLine(std::string& bytes) {

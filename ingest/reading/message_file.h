@@ -42,6 +42,10 @@ inline constexpr std::size_t kSeparatorAheadBytes = 4096;
 /// first line says.
 [[nodiscard]] bool isMaildirFile(const std::string& path);
 
+/// A file that begins so may be a message or an mbox: with a separator, or with a header that has a
+/// field of a message.
+[[nodiscard]] bool beginsLikeMail(std::string_view beginning);
+
 /// Removes the first line with its end, "\n", "\r\n" or "\r"; all of a text without a line end.
 void deleteFirstLine(std::string& bytes);
 

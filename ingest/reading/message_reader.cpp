@@ -10,7 +10,7 @@
 #include "base/text.h"
 #include "ingest/reading/attachment_collector.h"
 #include "ingest/reading/foreign_file.h"
-#include "ingest/reading/mbox_reader.h"
+#include "ingest/sources/walk_filter.h"
 
 namespace keldane {
 namespace {
@@ -132,7 +132,7 @@ void MessageReader::readSeveral(const EmailItem& item) {
   const std::string mailbox = accountMailbox(item.mailbox);
   Unread why;
   const std::optional<FileState> state = rested(item.path, why);
-  if (state && state->sizeBytes > limitBytes()) return readPieces(item.path, mailbox, *state);
+  if (state && state->sizeBytes > limitBytes()) return readLongFile(item.path, mailbox, *state);
   std::optional<std::string> bytes = state ? readRested(item.path, *state, why) : std::nullopt;
   if (!bytes) return tell(item.path, why);
   if (context_.process.debugLogOn) context_.debugLog.write(item.path + "\n");
@@ -175,16 +175,25 @@ int MessageReader::doMboxFile(const std::string& currentEmailItem) {
   }
   Unread why;
   if (const std::optional<FileState> state = rested(item.path, why)) {
-    readPieces(item.path, item.path, *state);
+    readLongFile(item.path, item.path, *state);
   } else {
     tell(item.path, why);
   }
   return 1;
 }
 
-void MessageReader::readPieces(const std::string& path, const std::string& mailbox,
-                               const FileState& state) {
+void MessageReader::readLongFile(const std::string& path, const std::string& mailbox,
+                                 const FileState& state) {
   MboxReader mbox(path, limitBytes());
+  readPieces(mbox, path, mailbox, [&path, &state] {
+    const Result<FileState> after = stateOf(path);
+    return !after || *after != state;
+  });
+}
+
+void MessageReader::readPieces(MboxReader& mbox, const std::string& path,
+                               const std::string& mailbox,
+                               const std::function<bool()>& hasChanged) {
   const Result<bool> opened = mbox.open();
   if (!opened) return tell(path, {LedgerOutcome::unreadable, opened.error()});
   bool isFirst = true;
@@ -192,10 +201,7 @@ void MessageReader::readPieces(const std::string& path, const std::string& mailb
     std::optional<MessagePiece> piece = mbox.next();
     if (!piece) break;
     // The message at the end is the one that may be in the middle of being written.
-    if (mbox.isAtEnd()) {
-      const Result<FileState> after = stateOf(path);
-      if (!after || *after != state) return tell(path, {LedgerOutcome::postponed, kChanged});
-    }
+    if (mbox.isAtEnd() && hasChanged()) return tell(path, {LedgerOutcome::postponed, kChanged});
     context_.ledger.beginMessage(path, piece->offsetBytes);
     readPiece(std::move(*piece), isFirst, path, mailbox, std::nullopt);
     isFirst = false;
@@ -205,6 +211,76 @@ void MessageReader::readPieces(const std::string& path, const std::string& mailb
   } else if (isFirst && !mustStop()) {
     context_.ledger.recordNonMail(path, "no message in it");
   }
+}
+
+void MessageReader::doPackedFile(const std::string& path, const std::string& mailbox) {
+  partial_.forget();
+  context_.message.currentPath = path;
+  Unread why;
+  const std::optional<FileState> state = rested(path, why);
+  if (!state) return tell(path, why);
+  PackedFile packed(path);
+  const Result<void> done =
+      packed.read({.visit =
+                       [&](const PackedEntry& entry) {
+                         readPackedEntry(entry, path, mailbox);
+                         return !mustStop();
+                       },
+                   .skipped =
+                       [&](const std::string& name, const std::string& reason) {
+                         tell(path + "/" + name, {LedgerOutcome::unreadable, reason});
+                       }});
+  const Result<FileState> after = stateOf(path);
+  if (!after || *after != *state) {
+    tell(path, {LedgerOutcome::postponed, kChanged});
+  } else if (!done) {
+    tell(path, {LedgerOutcome::unreadable, done.error()});
+  }
+}
+
+void MessageReader::readPackedEntry(const PackedEntry& entry, const std::string& path,
+                                    const std::string& mailbox) {
+  const std::string inside = path + "/" + entry.name;
+  const std::string_view name = lastPathComponent(entry.name);
+  const std::size_t folderEnd = entry.name.size() - name.size();
+  const std::string folder = "/" + entry.name.substr(0, folderEnd);
+  const bool isOfMaildir = folder.ends_with("/cur/") || folder.ends_with("/new/");
+  const bool isMessage = isOfMaildir || name.ends_with(".eml") || name.ends_with(".emlx");
+  context_.message.currentPath = inside;
+  if (name.starts_with('.')) return context_.ledger.recordNonMail(inside, kHiddenFile);
+  if (isInAttachments(inside)) return context_.ledger.recordNonMail(inside, kOfMessage);
+  if (const auto kind = foreignKind(entry.beginning.substr(0, kLookedAtBytes), inside)) {
+    return context_.ledger.recordNonMail(inside, *kind);
+  }
+  if (!isMessage && !beginsLikeMail(entry.beginning)) {
+    return context_.ledger.recordNonMail(inside, "no mail by its beginning");
+  }
+  if (context_.process.debugLogOn) context_.debugLog.write(inside + "\n");
+  hasEnvelopeLine_ = isOfMaildir;
+  if (isMessage) {
+    return readPackedMessage(entry, inside, mailbox + folder.substr(0, folder.size() - 1));
+  }
+  MboxReader mbox(entry.read, limitBytes());
+  readPieces(mbox, inside, mailbox + "/" + entry.name, [] { return false; });
+}
+
+void MessageReader::readPackedMessage(const PackedEntry& entry, const std::string& inside,
+                                      const std::string& mailbox) {
+  // Its attachments are other files, which the client keeps beside it.
+  if (holds(lastPathComponent(inside), ".partial.")) {
+    return tell(inside, {LedgerOutcome::unreadable, "part of a message: unpack the file first"});
+  }
+  std::string bytes;
+  std::string_view piece;
+  Result<bool> more = entry.read(piece);
+  for (; more && *more && bytes.size() <= limitBytes(); more = entry.read(piece)) bytes += piece;
+  if (!more) return tell(inside, {LedgerOutcome::unreadable, more.error()});
+  context_.ledger.beginMessage(inside, std::nullopt);
+  if (bytes.size() > limitBytes()) return refuseTooLong();
+  guarded([&] {
+    const mime::SourceEncoding encoding = encodingOf(bytes);
+    readMessage(makeSource(std::move(bytes), encoding, inside, std::nullopt), mailbox);
+  });
 }
 
 /// One message of a file of many; its encoding is judged by its own bytes if none is given.

@@ -13,8 +13,10 @@
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
+#include "ingest/reading/mbox_reader.h"
 #include "ingest/reading/message_date.h"
 #include "ingest/reading/message_file.h"
+#include "ingest/reading/packed_file.h"
 #include "ingest/reading/partial_file.h"
 #include "ingest/reading/resting_file.h"
 #include "ingest/reading/strip_plist.h"
@@ -76,6 +78,10 @@ class MessageReader {
   /// The same for a file of many messages, or a Maildir's of one. They are stored under the file's
   /// path.
   int doMboxFile(const std::string& currentEmailItem);
+  /// The same for a packed file (see `PackedFile`): each file in it is read as if it lay in a
+  /// folder of the packed file's name. What is no mail by its name or its first line is told to the
+  /// ledger. Mailbox names are `mailbox` and the path inside.
+  void doPackedFile(const std::string& path, const std::string& mailbox);
 
  private:
   /// The text of one message, and the bytes that it was made from.
@@ -96,7 +102,13 @@ class MessageReader {
 
   void readOneMessage(const std::string& path, const std::string& mailbox);
   void readSeveral(const EmailItem& item);
-  void readPieces(const std::string& path, const std::string& mailbox, const FileState& state);
+  void readLongFile(const std::string& path, const std::string& mailbox, const FileState& state);
+  void readPieces(MboxReader& mbox, const std::string& path, const std::string& mailbox,
+                  const std::function<bool()>& hasChanged);
+  void readPackedEntry(const PackedEntry& entry, const std::string& path,
+                       const std::string& mailbox);
+  void readPackedMessage(const PackedEntry& entry, const std::string& inside,
+                         const std::string& mailbox);
   [[nodiscard]] static Source makeSource(std::string bytes, mime::SourceEncoding encoding,
                                          const std::string& path,
                                          std::optional<std::uint64_t> offsetBytes);

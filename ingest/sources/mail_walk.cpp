@@ -6,7 +6,10 @@
 #include <system_error>
 #include <utility>
 
+#include "base/files.h"
 #include "base/text.h"
+#include "ingest/reading/foreign_file.h"
+#include "ingest/reading/packed_file.h"
 #include "ingest/reading/resting_file.h"
 #include "ingest/sources/mail_store_probe.h"
 #include "ingest/sources/walk_filter.h"
@@ -18,6 +21,17 @@ namespace fs = std::filesystem;
 
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
+}
+
+/// Office documents are packed too, and hold no mail.
+bool isPackedMail(const std::string& path) {
+  constexpr std::string_view kDocuments[] = {".docx", ".xlsx", ".pptx", ".odt", ".ods",
+                                             ".odp",  ".jar",  ".epub", ".olm"};
+  for (const std::string_view ending : kDocuments) {
+    if (path.ends_with(ending)) return false;
+  }
+  const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
+  return beginning && PackedFile::isPacked(*beginning);
 }
 
 }  // namespace
@@ -127,6 +141,9 @@ bool MailWalk::mustStop() {
 }
 
 void MailWalk::readOne(const std::string& path, const std::string& mailbox) {
+  if (context_.plan.importMode && isPackedMail(path)) {
+    return context_.reader.doPackedFile(path, path);
+  }
   std::string currentEmailItem = path;
   currentEmailItem.append(kItemSeparator).append(mailbox);
   // ".emlx" holds ".eml".

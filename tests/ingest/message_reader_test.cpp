@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "tests/ingest/packed_bytes.h"
 #include "tests/ingest/reader_bench.h"
 
 namespace keldane {
@@ -508,6 +509,38 @@ TEST_F(MessageReaderTest, ANameThatHoldsTheEndingInItsMiddleIsCutToo) {
   plan.importMode = false;
   read("x.eml.txt", mail("x\n") + "\nFrom 2\n" + mail("y\n"));
   EXPECT_EQ(stored.size(), 3U);
+}
+
+TEST_F(MessageReaderTest, ReadsPackedMailAsIfItLayInAFolder) {
+  const std::string mail =
+      "From: a@b.example\r\nDate: Mon, 5 Jan 2004 10:00:00 +0000\r\nSubject: "
+      "x\r\n\r\nlead\r\n\r\ntext\r\n";
+  const std::string from = "From a Sat Jan  3 01:05:34 2004\r\n";
+  const std::string path =
+      folder.write("all.zip", pack("zip", {},
+                                   {{"old/one.eml", mail},
+                                    {"old/box", from + mail + "\r\n" + from + mail},
+                                    {"Maildir/cur/1:2,S", from + mail},
+                                    {"__MACOSX/old/._one.eml", mail},
+                                    {"notes.txt", "no mail at all\n"},
+                                    {"a.pdf", "%PDF-1.4"},
+                                    {"2.partial.emlx", mail}}));
+  reader.doPackedFile(path, "zip");
+  std::vector<std::string> mailboxes;
+  for (const CurrentMessage& one : stored) mailboxes.push_back(one.msgMailbox);
+  EXPECT_EQ(mailboxes,
+            (std::vector<std::string>{"zip/old", "zip/old/box", "zip/old/box", "zip/Maildir/cur"}));
+  ASSERT_FALSE(stored.empty());
+  EXPECT_EQ(stored.back().origin.path, path + "/Maildir/cur/1:2,S");
+  EXPECT_EQ(stored[0].msgOriginal, stored[1].msgOriginal);
+  EXPECT_EQ(ledgerLines(),
+            (std::vector<std::string>{
+                "archived 1 - all.zip/old/one.eml", "archived 1 0 all.zip/old/box",
+                "archived 1 120 all.zip/old/box", "archived 1 - all.zip/Maildir/cur/1:2,S",
+                "not-mail hidden file - all.zip/__MACOSX/old/._one.eml",
+                "not-mail no mail by its beginning - all.zip/notes.txt",
+                "not-mail PDF document - all.zip/a.pdf",
+                "unreadable part of a message: unpack the file first - all.zip/2.partial.emlx"}));
 }
 
 }  // namespace
