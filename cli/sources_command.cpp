@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
+#include "cli/sources_find.h"
 #include "cli/text_table.h"
 
 namespace keldane {
@@ -189,6 +190,7 @@ Command sourcesCommand(Program& program) {
   return {.name = "sources",
           .help = "The mail of the mail client that a run without paths archives",
           .commands = {
+              sourcesFindCommand(program),
               {.name = "list",
                .help = "Show what there is; * marks what is chosen",
                .options = {{"--mailboxes", &options->mailboxes, "Mailboxes in place of accounts"},

@@ -14,9 +14,11 @@ struct Signature {
 };
 
 constexpr std::string_view kOutlook =
-    "Outlook data file: convert it to mbox first, for example with readpst";
-constexpr std::string_view kOutlookForMac = "Outlook for Mac archive: convert it to mbox first";
-constexpr std::string_view kOutlookMessage = "Outlook message: convert it to .eml first";
+    "Outlook data file: readpst (package pst-utils) makes mbox files of it";
+constexpr std::string_view kOutlookForMac =
+    "Outlook for Mac archive: drag the folders out of Outlook, which makes mbox files";
+constexpr std::string_view kOutlookMessage =
+    "Outlook message: msgconvert (package libemail-outlook-message-perl) makes .eml of it";
 
 // None of these can begin a message or an mbox.
 constexpr Signature kSignatures[] = {
@@ -51,6 +53,10 @@ bool endsWith(std::string_view path, std::string_view ending) {
 }
 
 }  // namespace
+
+std::string_view outlookFileKind(std::string_view path) {
+  return endsWith(path, ".olm") ? kOutlookForMac : kOutlook;
+}
 
 std::optional<std::string_view> foreignKind(std::string_view firstBytes, std::string_view path) {
   for (const Signature& signature : kSignatures) {

@@ -16,4 +16,7 @@ inline constexpr std::size_t kLookedAtBytes = 512;
 [[nodiscard]] std::optional<std::string_view> foreignKind(std::string_view firstBytes,
                                                           std::string_view path);
 
+/// What a file that is called like a store of Outlook is, and what to do about it.
+[[nodiscard]] std::string_view outlookFileKind(std::string_view path);
+
 }  // namespace keldane

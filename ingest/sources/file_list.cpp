@@ -64,7 +64,9 @@ void FileList::add(const std::string& path, const Complaint& complaint) {
     while (!links_.empty()) {
       std::vector<std::string> links = std::exchange(links_, {});
       std::sort(links.begin(), links.end());
-      for (const std::string& link : links) addFolder(link, true, complaint);
+      for (const std::string& link : links) {
+        if (!isFull()) addFolder(link, true, complaint);
+      }
     }
   } else if (fileExists(path)) {
     folders_.emplace_back();
@@ -89,6 +91,7 @@ void FileList::addFolder(const std::string& folder, bool behindLink, const Compl
   const std::vector<Entry> entries = entriesOf(opened.get(), folder, links_);
   opened.reset();
   for (const Entry& entry : entries) {
+    if (isFull()) return;
     if (entry.isFolder) {
       // As deep as the system's longest path, beyond which no folder opens.
       addFolder(folder + entry.name + "/", behindLink, complaint);

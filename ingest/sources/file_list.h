@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <set>
 #include <string>
 #include <string_view>
@@ -18,6 +19,9 @@ class FileList {
   /// Told of a folder that cannot be read (its path without a slash behind), with the reason.
   using Complaint = std::function<void(const std::string& folder, const std::string& reason)>;
 
+  /// A list of so many files takes no more.
+  explicit FileList(std::size_t most = std::numeric_limits<std::size_t>::max()) : most_(most) {}
+
   /// Adds a file, or all that lies below a folder, each folder's entries in the order of their
   /// bytes. What does not exist adds nothing. A folder behind a symbolic link comes after all
   /// others, once, and only when no path without a link leads there; a link that leads nowhere
@@ -25,6 +29,7 @@ class FileList {
   void add(const std::string& path, const Complaint& complaint);
 
   [[nodiscard]] std::size_t size() const { return files_.size(); }
+  [[nodiscard]] bool isFull() const { return files_.size() >= most_; }
   [[nodiscard]] std::string path(std::size_t index) const;
 
  private:
@@ -38,6 +43,7 @@ class FileList {
   void addFolder(const std::string& folder, bool behindLink, const Complaint& complaint);
   void addName(std::uint32_t folder, std::string_view name);
 
+  std::size_t most_;
   std::vector<std::string> folders_;  ///< with the slash behind, or empty
   std::string names_;
   std::vector<File> files_;

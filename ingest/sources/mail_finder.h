@@ -3,32 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "ingest/sources/mail_places.h"
 #include "platform/environment.h"
 #include "platform/progress.h"
 #include "settings/mail_folder.h"
 
 namespace keldane {
-
-/// What keeps the mail of a place, or in which form it lies there.
-enum class MailKind {
-  mailStore,  ///< of the mail client whose accounts are chosen; never a kept folder
-  thunderbird,
-  evolution,
-  kmail,
-  claws,
-  maildir,
-  mh,
-  mbox,
-  spool,
-  exported,  ///< mbox files and folders that a program has written for the user
-  takeout,
-  outlook,  ///< a file that cannot be read; `advice` tells what makes mbox of it
-};
-/// What a user calls it: "Thunderbird", "MH folders".
-[[nodiscard]] std::string_view mailKindName(MailKind kind);
 
 /// A place with mail.
 struct FoundMail {

@@ -18,7 +18,8 @@ TEST(ForeignFile, IsNamedByItsFirstBytes) {
   } cases[] = {
       {"\x1F\x8B\x08", "x.gz", "gzip archive"},
       {"PK\x03\x04", "x.mbox", "zip archive"},
-      {"PK\x03\x04", "Mail.OLM", "Outlook for Mac archive: convert it to mbox first"},
+      {"PK\x03\x04", "Mail.OLM",
+       "Outlook for Mac archive: drag the folders out of Outlook, which makes mbox files"},
       {tarHeader, "x", "tar archive"},
       {"a.eml\0\0"s, "x.tar", "tar archive"},
       {"BZh91AY", "x", "bzip2 archive"},
@@ -26,8 +27,9 @@ TEST(ForeignFile, IsNamedByItsFirstBytes) {
       {"\x28\xB5\x2F\xFD", "x", "zstd archive"},
       {"%PDF-1.4\n", "x.eml", "PDF document"},
       {"!BDN\x01", "x.pst",
-       "Outlook data file: convert it to mbox first, for example with readpst"},
-      {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "x.msg", "Outlook message: convert it to .eml first"},
+       "Outlook data file: readpst (package pst-utils) makes mbox files of it"},
+      {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "x.msg",
+       "Outlook message: msgconvert (package libemail-outlook-message-perl) makes .eml of it"},
       {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "x.doc", "Office document"},
   };
   for (const auto& row : cases) EXPECT_EQ(foreignKind(row.bytes, row.path), row.kind) << row.path;
