@@ -269,6 +269,10 @@ bool ClsStream::receiveUntilMatch(std::string_view match, std::string& out, LogB
     if (readChunk(log)) continue;
     if (sourceAtEnd_) {
       handOut(end_ - begin_, out);
+    } else if (reader_) {
+      // It is not asked again, and what it has given may be huge.
+      side_.clear();
+      sideBytes_ = 0;
     } else {
       putBack();
     }
