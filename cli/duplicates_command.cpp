@@ -2,16 +2,15 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "app/query_settings.h"
-#include "base/text.h"
 #include "cli/commands.h"
 #include "cli/count_text.h"
 #include "cli/json_text.h"
 #include "cli/message_rows.h"
 #include "cli/pager.h"
 #include "cli/program.h"
+#include "cli/question.h"
 #include "cli/text_table.h"
 #include "query/duplicate_sweep.h"
 
@@ -85,20 +84,6 @@ void printCopies(const DuplicatesOptions& options, const SweepResult& found,
   std::fwrite(table.data(), 1, table.size(), stdout);
 }
 
-bool canAsk() { return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDERR_FILENO) != 0; }
-
-/// Asks on the terminal; anything but a yes is a no, also the end of the input.
-bool asksAndHearsYes(unsigned long copies) {
-  std::fprintf(stderr, "Delete %s? One of each stays. [y/N] ",
-               countText(static_cast<long long>(copies), "duplicate").c_str());
-  std::fflush(stderr);
-  std::string answer;
-  for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
-    answer += static_cast<char>(c);
-  }
-  return compareNoCase(answer, "y") == 0 || compareNoCase(answer, "yes") == 0;
-}
-
 /// Sweeps the archive; a failure is told.
 SweepResult sweep(bool deletes, Archiver& archiver, Program& program) {
   program.terminal.progressStarted("Checking for duplicates...");
@@ -122,7 +107,11 @@ bool mayDelete(const DuplicatesOptions& options, Archiver& archiver, Program& pr
   const SweepResult found = sweep(false, archiver, program);
   if (!found.error.empty()) return false;
   const unsigned long copies = found.copies;
-  if (copies != 0 && asksAndHearsYes(copies)) return true;
+  if (copies != 0 &&
+      asksAndHearsYes(fmt::format("Delete {}? One of each stays.",
+                                  countText(static_cast<long long>(copies), "duplicate")))) {
+    return true;
+  }
   std::fputs(copies == 0 ? "There are no duplicates.\n" : "Nothing is deleted.\n", stdout);
   program.exitStatus = kExitDone;
   return false;
