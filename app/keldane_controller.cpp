@@ -188,13 +188,19 @@ void KeldaneController::applicationDidFinishLaunching() {
   }
   archiver_.schedule().removeCrontab();
   if (archiver_.process().unattendedRun != 0) {
-    if (!connectPanel_->connectUnattended()) return;
+    if (!connectPanel_->connectSaved()) return;
     archiver_.connections().doConfigure();
     ports_.ui.closePanel("storePanel");
     archivePanel_->setStoreDate();
     return;
   }
-  connectPanel_->newConnect();
+  if (options_.connectsByItself) {
+    (void)connectPanel_->connectSaved();
+  } else {
+    connectPanel_->newConnect();
+  }
+  // The panel may have been left by quitting.
+  if (terminated_) return;
   ports_.ui.showPanel("storePanel");
   archiver_.connections().doConfigure();
   if (archiver_.settings().archive.mailboxesState != 0) progress_.close();

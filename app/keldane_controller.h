@@ -56,6 +56,9 @@ class KeldaneController {
     std::function<std::unique_ptr<ServerSession>()> makeSession;
     /// Makes the way to the system's scheduler; empty: that of this system.
     std::function<std::unique_ptr<ScheduleAgent>()> makeScheduleAgent;
+    /// Connects with the saved connection, or the private server when none is saved, and asks only
+    /// when that fails.
+    bool connectsByItself = false;
     /// Asks the user where to save a file, with the title of the panel and the name to propose;
     /// empty when he cancels. A face without it saves no attachment.
     std::function<std::string(const std::string& title, const std::string& name)> chooseSaveFile;

@@ -155,8 +155,14 @@ MessageContent StoredSources::readMessage(std::uint32_t id, std::string source,
       isLongEnough ? wholePlainText(message.email()) : std::nullopt;
 
   MessageContent content;
+  if (isLongEnough) {
+    content.header = readHeaderBlock(message.email(), date);
+    content.sentDate = message.email().GetHeaderField("Date").value_or("");
+  }
   if (html && isLongEnough) {
-    content.html = headerBlockHtml(readHeaderBlock(message.email(), date)) + *html;
+    content.html = headerBlockHtml(content.header);
+    content.headerBlockBytes = content.html->size();
+    *content.html += *html;
   } else {
     const std::size_t end = source.find("\n\n");
     content.sourceText = end == std::string::npos ? source : source.substr(end + 2);

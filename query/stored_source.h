@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -31,6 +32,9 @@ struct MessageContent {
   /// Its HTML under a block of header lines, or the HTML document that is stored as its body;
   /// absent for a message that is viewed as text.
   std::optional<std::string> html;
+  std::size_t headerBlockBytes = 0;  ///< length of that block at the beginning of `html`
+  HeaderBlock header;                ///< as its source has it; empty without one
+  std::string sentDate;              ///< its Date field as it was written; empty without one
   std::string error;  ///< the server's words and the statement, when the row could not be read
 };
 

@@ -45,6 +45,13 @@ void ArchivePanel::setStoreDate() {
   }
 }
 
+void ArchivePanel::archivePaths(const std::vector<std::string>& paths) {
+  if (paths.empty() || context_.archiver.archiveRun().isRunning()) return;
+  context_.chooser.choosePaths(paths);
+  resetAll(form);
+  parseEmail();
+}
+
 void ArchivePanel::cancelStore() { context_.ui.closePanel("storeDatePanel"); }
 
 void ArchivePanel::cancelParse() { context_.archiver.archiveRun().cancel(); }

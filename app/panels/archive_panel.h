@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "app/archiver.h"
 #include "app/panels/progress_panel.h"
@@ -32,6 +33,8 @@ class ArchivePanel : public RunObserver {
   void setStoreDate();
   /// Starts the run. Whatever prevents it has been shown as an alert when it returns.
   void parseEmail();
+  /// Starts a run over these files and folders, whatever their dates.
+  void archivePaths(const std::vector<std::string>& paths);
   void cancelStore();
   void cancelParse();
   void viewLogFile();

@@ -37,7 +37,7 @@ void ConnectPanel::doConnect() {
   finish(archiver_.connect(formConnection()));
 }
 
-bool ConnectPanel::connectUnattended() {
+bool ConnectPanel::connectSaved() {
   finish(archiver_.connectUnattended());
   return archiver_.connections().isConnected();
 }

@@ -30,7 +30,7 @@ class ConnectPanel {
   /// Connects by the form. The panel comes back until that works.
   void doConnect();
   /// The same without the form, with the saved connection; true when the session stands.
-  bool connectUnattended();
+  bool connectSaved();
   /// The form to the list, over an entry of this name.
   void saveConnection();
   /// The selected entry, which the first one follows.

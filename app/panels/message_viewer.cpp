@@ -9,6 +9,7 @@
 #include "app/query_settings.h"
 #include "base/shown_text.h"
 #include "base/text.h"
+#include "query/message_tags.h"
 #include "query/message_text.h"
 
 namespace keldane {
@@ -18,6 +19,15 @@ constexpr std::size_t kLeastOrigUnits = 2;  ///< for the window of the raw sourc
 constexpr std::string_view kOrigTitle = "Original Raw Source";
 constexpr const char* kNoSourceText =
     "There is no original raw source for this email in the database.";
+
+/// A message text below its fields; a text without them as it stands.
+std::string_view withoutFields(std::string_view text) {
+  constexpr std::string_view kLastField = "\nMAILBOX: ";
+  if (!text.starts_with("ID: ")) return text;
+  const std::size_t field = text.find(kLastField);
+  const std::size_t end = field == std::string_view::npos ? field : text.find("\n\n", field);
+  return end == std::string_view::npos ? text : text.substr(end + 2);
+}
 
 void printSqlError(const std::string& error) {
   std::fputs(fmt::format("SQL error: {}\n", error).c_str(), stderr);
@@ -91,6 +101,7 @@ void MessageViewer::showMessage(const Emailrow& message) {
   views.htmlText.clear();
   views.htmlFile.clear();
   messageText.clear();
+  head = {};
   if (context_.isSessionTaken()) return;
 
   Result<std::string> raw = fetchSource(id);
@@ -100,6 +111,8 @@ void MessageViewer::showMessage(const Emailrow& message) {
   MessageContent content =
       sources().readMessage(id, raw ? std::move(*raw) : std::string(), headerDate());
   if (!content.error.empty()) printSqlError(content.error);
+  fillHead(message, content);
+  if (content.html && headIsShown) content.html->erase(0, content.headerBlockBytes);
   if (!content.messageText) {
     // Without its row the message shows as far as its source goes.
     if (content.html) return showHtml(std::move(*content.html));
@@ -118,7 +131,33 @@ void MessageViewer::showMessage(const Emailrow& message) {
   if (origIsOpen) showOrig(orig, "No Raw Source");
 }
 
+void MessageViewer::fillHead(const Emailrow& message, const MessageContent& content) {
+  head.from = message.emailFrom;
+  head.to = message.emailTo;
+  head.cc = content.header.cc;
+  head.subject = message.emailSubject;
+  head.date = content.sentDate.empty() ? listDate : content.sentDate;
+  head.mailbox = message.emailMailbox;
+  if (headIsShown) fillTags(message.emailID);
+  context_.ui.changed("messageHead");
+}
+
+void MessageViewer::fillTags(std::uint32_t id) {
+  head.tags.clear();
+  head.notes.clear();
+  const auto found = readTags(context_.session, {id});
+  if (!found) return printSqlError(found.error());
+  const auto tags = found->find(id);
+  if (tags == found->end()) return;
+  const TagRow& row = tags->second;
+  if (!row.category.empty()) head.tags.push_back(row.category);
+  for (std::string& word : wordsOf(row.keywords)) head.tags.push_back(std::move(word));
+  if (row.priority != 0) head.tags.emplace_back(priorityTitle(row.priority));
+  head.notes = row.notes;
+}
+
 void MessageViewer::showText(std::string_view text) {
+  if (headIsShown) text = withoutFields(text);
   views.bodyTextView = shownText(text);
   context_.ui.changed("bodyTextView");
 }
@@ -215,6 +254,7 @@ void MessageViewer::clearMessageViews() {
   views.htmlFile.clear();
   views.attachmentView = {};
   views.sizeTextField.clear();
+  head = {};
   attachOwnerId = 0;
   if (webView_ != nullptr) webView_->loadHtml("");
   if (!context_.table.messageButtonsEnabled) {
@@ -222,7 +262,8 @@ void MessageViewer::clearMessageViews() {
     views.forwardButtonEnabled = views.tagButtonEnabled = false;
     context_.ui.changed("textButton");
   }
-  for (const char* control : {"sizeTextField", "bodyTextView", "attachmentView", "myHtmlWebView"}) {
+  for (const char* control :
+       {"sizeTextField", "bodyTextView", "attachmentView", "myHtmlWebView", "messageHead"}) {
     context_.ui.changed(control);
   }
 }

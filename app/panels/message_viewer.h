@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "app/panels/message_web_view.h"
 #include "app/panels/result_table.h"
@@ -23,6 +24,19 @@ namespace keldane {
 struct TableSelection {
   std::size_t numberOfSelectedRows = 0;
   int selectedRow = -1;  ///< row of the table selected last; -1: none
+};
+
+/// The message shown, as a face shows it above the text. The texts are a stranger's.
+struct MessageHead {
+  std::string from;
+  std::string to;
+  std::string cc;
+  std::string date;  ///< with its zone, as the sender wrote it; that of the list without one
+  std::string subject;
+  std::string mailbox;
+  /// Category, keywords, priority. These and the notes only where the face shows the head.
+  std::vector<std::string> tags;
+  std::string notes;
 };
 
 /// The controls under the list. One of the two views stands in the split view: the text view, or
@@ -85,6 +99,10 @@ class MessageViewer {
 
   TableSelection selection;
   MessageViews views;
+  /// Of the message shown; empty when there is none.
+  MessageHead head;
+  /// The face shows `head` above the message, so that text and HTML come without their own block.
+  bool headIsShown = false;
   std::string messageText;
   std::string listDate;  ///< of the message shown, as in the list
   AttachmentFields attachments;
@@ -98,6 +116,8 @@ class MessageViewer {
   void showButtons();
   void beginMessage(const Emailrow& message);
   void showMessage(const Emailrow& message);
+  void fillHead(const Emailrow& message, const MessageContent& content);
+  void fillTags(std::uint32_t id);
   void showText(std::string_view text);
   void showHtml(std::string html);
   void showWebView();

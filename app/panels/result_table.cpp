@@ -100,6 +100,7 @@ void ResultTable::getResults(const SearchOptions& filter) {
   if (!count && context_.storeLog) {
     context_.storeLog(fmt::format("SQL error: {}, SELECT count(id) FROM email\n", count.error()));
   }
+  archiveIsEmpty = count && *count == "0";
   dbCountTextField = (count ? *count : "0") + " emails in the database.";
   listCountTextField = fmt::format("{} emails in this list.", rowCount);
   context_.ui.changed("storeTableView");

@@ -77,6 +77,7 @@ class ResultTable {
   bool listSearchButtonEnabled = true;
   bool messageButtonsEnabled = false;  ///< reply, forward, text, tag
   std::string sortColumn;
+  bool archiveIsEmpty = false;  ///< as of the last list
   std::string dbCountTextField;
   std::string listCountTextField;
 

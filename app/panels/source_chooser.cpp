@@ -80,13 +80,17 @@ void SourceChooser::openMbox() {
   chooser.several = true;
   const std::vector<std::string> chosen = context_.ui.chooseFiles(chooser);
   if (chosen.empty()) return;
+  choosePaths(chosen);
+  context_.ui.openSheet("storeDatePanel");
+}
+
+void SourceChooser::choosePaths(const std::vector<std::string>& paths) {
   MailSources& sources = context_.sources;
   sources.acctRows.clear();
-  for (const std::string& path : chosen) sources.acctRows.push_back({true, path});
+  for (const std::string& path : paths) sources.acctRows.push_back({true, path});
   sources.rowKind = RowKind::paths;
   sources.selectedRows.clear();
   sources.importMode = true;
-  context_.ui.openSheet("storeDatePanel");
 }
 
 void SourceChooser::tellOfMailApplication(bool answered) {

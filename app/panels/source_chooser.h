@@ -39,6 +39,8 @@ class SourceChooser {
   void uncheckAllAccts();
   /// Lets the user choose files and folders to import, and goes on to the sheet of the run.
   void openMbox();
+  /// The next run reads these files and folders.
+  void choosePaths(const std::vector<std::string>& paths);
 
   /// These two fill the rows, and tell the user when the mail application cannot be asked for its
   /// accounts, but in an unattended run.
