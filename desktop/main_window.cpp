@@ -1,0 +1,351 @@
+#include "desktop/main_window.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDropEvent>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QSettings>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QTreeView>
+#include <QUrl>
+
+#include "app/keldane_controller.h"
+#include "desktop/first_page.h"
+#include "desktop/form_binding.h"
+#include "desktop/message_pane.h"
+#include "desktop/qt_text.h"
+#include "desktop/result_model.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kGeometryKey = "storePanel/geometry";
+constexpr const char* kWindowKey = "storePanel/state";
+constexpr const char* kSplitterKey = "storePanel/mySplitView";
+constexpr const char* kColumnsKey = "storeTableView/columns";
+
+QString menuTitle(Menu menu) {
+  switch (menu) {
+    case Menu::archive:
+      return MainWindow::tr("&Archive");
+    case Menu::edit:
+      return MainWindow::tr("&Edit");
+    case Menu::search:
+      return MainWindow::tr("&Search");
+    case Menu::view:
+      return MainWindow::tr("&View");
+    case Menu::message:
+      return MainWindow::tr("&Message");
+    case Menu::window:
+      return MainWindow::tr("&Window");
+    case Menu::help:
+      return MainWindow::tr("&Help");
+  }
+  return {};
+}
+
+std::vector<std::string> localPaths(const QMimeData* data) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : data->urls()) {
+    if (url.isLocalFile()) paths.push_back(systemPath(url.toLocalFile()));
+  }
+  return paths;
+}
+
+}  // namespace
+
+MainWindow::MainWindow(KeldaneController& controller, QSettings& state)
+    : controller_(controller),
+      state_(state),
+      pages_(new QStackedWidget(this)),
+      firstPage_(new FirstPage(pages_)),
+      splitter_(new QSplitter(Qt::Vertical, pages_)),
+      list_(new QTreeView(splitter_)),
+      model_(std::make_unique<ResultModel>(controller.resultTable())),
+      pane_(new MessagePane(controller, splitter_)) {
+  setObjectName("storePanel");
+  setWindowTitle(tr("Keldane Pro"));
+  setAcceptDrops(true);
+  nameControl(*splitter_, "mySplitView");
+  makeList();
+  splitter_->addWidget(list_);
+  splitter_->addWidget(pane_);
+  splitter_->setChildrenCollapsible(false);
+  splitter_->setStretchFactor(0, 2);
+  splitter_->setStretchFactor(1, 3);
+  pages_->addWidget(splitter_);
+  pages_->addWidget(firstPage_);
+  setCentralWidget(pages_);
+  makeStatusBar();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::makeList() {
+  nameControl(*list_, "storeTableView", tr("Emails"));
+  list_->setModel(model_.get());
+  list_->setRootIsDecorated(false);
+  list_->setItemsExpandable(false);
+  list_->setUniformRowHeights(true);
+  list_->setAllColumnsShowFocus(true);
+  list_->setAlternatingRowColors(true);
+  list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  list_->setFrameShape(QFrame::NoFrame);
+  list_->setContextMenuPolicy(Qt::CustomContextMenu);
+  list_->installEventFilter(this);
+  QHeaderView* head = list_->header();
+  head->setSectionsClickable(true);
+  head->setSortIndicatorShown(false);
+  head->setStretchLastSection(false);
+  head->setContextMenuPolicy(Qt::ActionsContextMenu);
+  const int character = fontMetrics().averageCharWidth();
+  for (int column = 0; column < model_->columnCount(); ++column) {
+    head->resizeSection(column, kResultColumns[column].width * character);
+    auto* shown =
+        new QAction(model_->headerData(column, Qt::Horizontal, Qt::ToolTipRole).toString(), head);
+    shown->setCheckable(true);
+    shown->setChecked(column != kIdColumn);
+    connect(shown, &QAction::toggled, head,
+            [head, column](bool on) { head->setSectionHidden(column, !on); });
+    head->addAction(shown);
+  }
+  head->setSectionHidden(kIdColumn, true);
+  connect(head, &QHeaderView::sectionClicked, this,
+          [this](int column) { model_->sort(column, Qt::AscendingOrder); });
+  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          [this] { showSelection(); });
+  connect(list_, &QWidget::customContextMenuRequested, this,
+          [this](const QPoint& position) { showContextMenu(position); });
+}
+
+void MainWindow::makeStatusBar() {
+  const auto add = [this](const char* name) {
+    auto* label = new QLabel(statusBar());
+    label->setObjectName(QString::fromLatin1(name));
+    label->setTextFormat(Qt::PlainText);
+    label->setContentsMargins(6, 0, 10, 0);
+    return label;
+  };
+  dbCount_ = add("dbCountTextField");
+  listCount_ = add("listCountTextField");
+  size_ = add("sizeTextField");
+  connection_ = add("connectionLabel");
+  for (QLabel* label : {dbCount_, listCount_, size_}) statusBar()->addWidget(label);
+  statusBar()->addPermanentWidget(connection_);
+}
+
+void MainWindow::addCommands(std::vector<Command> commands) {
+  commands_ = std::move(commands);
+  auto* tools = new QToolBar(tr("Toolbar"), this);
+  tools->setObjectName("storeToolbar");
+  tools->setToolButtonStyle(Qt::ToolButtonTextOnly);
+  tools->setMovable(false);
+  addToolBar(tools);
+  for (int menu = static_cast<int>(Menu::archive); menu <= static_cast<int>(Menu::help); ++menu) {
+    QMenu* items = nullptr;
+    for (const Command& command : commands_) {
+      if (static_cast<int>(command.menu) != menu) continue;
+      if (items == nullptr) items = menuBar()->addMenu(menuTitle(command.menu));
+      if (command.beginsGroup) items->addSeparator();
+      QAction* action = items->addAction(command.title, command.shortcut, this, command.run);
+      action->setObjectName(QString::fromLatin1(command.name));
+      if (!command.tool.isEmpty()) {
+        action->setIconText(command.tool);
+        tools->addAction(action);
+      }
+    }
+    if (items != nullptr) connect(items, &QMenu::aboutToShow, this, [this] { enableCommands(); });
+  }
+  enableCommands();
+  restoreState();
+}
+
+void MainWindow::enableCommands() {
+  for (const Command& command : commands_) {
+    auto* action = findChild<QAction*>(QString::fromLatin1(command.name));
+    if (action != nullptr) action->setEnabled(!command.enabled || command.enabled());
+  }
+}
+
+void MainWindow::showContextMenu(const QPoint& position) {
+  enableCommands();
+  QMenu menu(this);
+  for (const Command& command : commands_) {
+    if (command.menu != Menu::message) continue;
+    if (command.beginsGroup) menu.addSeparator();
+    menu.addAction(findChild<QAction*>(QString::fromLatin1(command.name)));
+  }
+  menu.exec(list_->viewport()->mapToGlobal(position));
+}
+
+void MainWindow::refresh() {
+  const ResultTable& table = controller_.resultTable();
+  dbCount_->setText(qtText(table.dbCountTextField));
+  listCount_->setText(qtText(table.listCountTextField));
+  size_->setText(qtText(controller_.messageViewer().views.sizeTextField));
+  const bool connected = controller_.connections().isConnected();
+  const std::string database = connected ? controller_.database().dbPath : std::string();
+  const std::string name = controller_.connections().current().name;
+  connection_->setText(connected
+                           ? messageLine(name) + QStringLiteral(" \u25b8 ") + messageLine(database)
+                           : tr("Not connected"));
+  firstPage_->setConnected(connected);
+  const bool empty = !connected || (table.archiveIsEmpty && table.numberOfRows() == 0);
+  for (QLabel* label : {listCount_, size_}) label->setVisible(!empty);
+  pages_->setCurrentWidget(empty ? static_cast<QWidget*>(firstPage_) : splitter_);
+  enableCommands();
+}
+
+void MainWindow::controlChanged(const QString& control) {
+  if (control == "storeTableView") reloadList();
+  const bool ofMessage = pane_->findChild<QObject*>(control) != nullptr ||
+                         control == "messageHead" || control == "mySplitView" ||
+                         control == "myHtmlWebView" || control == "attachmentView";
+  if (ofMessage) pane_->refresh();
+  if (control == objectName() || findChild<QObject*>(control) != nullptr) refresh();
+}
+
+/// Sorting keeps the message that was selected; a new list has none.
+void MainWindow::reloadList() {
+  const ResultTable& table = controller_.resultTable();
+  const int before = list_->currentIndex().row();
+  const bool selected = selectedCount() > 0 && before >= 0;
+  const std::uint32_t owner = controller_.messageViewer().attachOwnerId;
+  reloading_ = true;
+  model_->reload();
+  for (int column = 0; column < model_->columnCount(); ++column) {
+    const std::string_view mark = table.sortIndicator(kResultColumns[column].identifier);
+    if (mark.empty()) continue;
+    list_->header()->setSortIndicatorShown(true);
+    list_->header()->setSortIndicator(
+        column, mark.starts_with("NSAsc") ? Qt::AscendingOrder : Qt::DescendingOrder);
+  }
+  if (selected && owner != 0) {
+    for (std::size_t row = 0; row < table.numberOfRows(); ++row) {
+      if (table.emailRows[table.modelIndex(row)].emailID != owner) continue;
+      list_->setCurrentIndex(model_->index(static_cast<int>(row), 0));
+      break;
+    }
+  }
+  reloading_ = false;
+  controller_.messageViewer().selection = {selectedCount(), list_->currentIndex().row()};
+}
+
+std::size_t MainWindow::selectedCount() const {
+  std::size_t count = 0;
+  for (const QItemSelectionRange& range : list_->selectionModel()->selection()) {
+    count += static_cast<std::size_t>(range.height());
+  }
+  return count;
+}
+
+std::vector<std::size_t> MainWindow::selectedRows() const {
+  std::vector<std::size_t> rows;
+  for (const QItemSelectionRange& range : list_->selectionModel()->selection()) {
+    for (int row = range.top(); row <= range.bottom(); ++row) {
+      rows.push_back(static_cast<std::size_t>(row));
+    }
+  }
+  std::sort(rows.begin(), rows.end());
+  return rows;
+}
+
+void MainWindow::showSelection() {
+  if (reloading_) return;
+  MessageViewer& viewer = controller_.messageViewer();
+  const std::size_t count = selectedCount();
+  viewer.selection = {count, count == 0 ? -1 : list_->currentIndex().row()};
+  controller_.tagPanel().selectedRows = selectedRows();
+  if (count == 0) {
+    controller_.resultTable().messageButtonsEnabled = false;
+    viewer.clearMessageViews();
+  } else {
+    viewer.tableViewSelectionDidChange();
+  }
+  refresh();
+}
+
+void MainWindow::step(int rows) {
+  const int last = model_->rowCount() - 1;
+  if (last < 0) return;
+  const int row = std::clamp(list_->currentIndex().row() + rows, 0, last);
+  list_->setCurrentIndex(model_->index(row, 0));
+}
+
+void MainWindow::copy() {
+  if (QWidget* focus = focusWidget()) QMetaObject::invokeMethod(focus, "copy");
+}
+
+void MainWindow::selectAll() {
+  if (QWidget* focus = focusWidget()) QMetaObject::invokeMethod(focus, "selectAll");
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == list_ && event->type() == QEvent::KeyPress) {
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->modifiers() == Qt::NoModifier) {
+      switch (key->key()) {
+        case Qt::Key_Space:
+          if (!pane_->scrollOn()) step(1);
+          return true;
+        case Qt::Key_N:
+        case Qt::Key_J:
+          step(1);
+          return true;
+        case Qt::Key_P:
+        case Qt::Key_K:
+          step(-1);
+          return true;
+        default:
+          break;
+      }
+    }
+  }
+  return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::restoreState() {
+  resize(1180, 780);
+  splitter_->setSizes({280, 420});
+  restoreGeometry(state_.value(kGeometryKey).toByteArray());
+  QMainWindow::restoreState(state_.value(kWindowKey).toByteArray());
+  splitter_->restoreState(state_.value(kSplitterKey).toByteArray());
+  QHeaderView* head = list_->header();
+  if (!head->restoreState(state_.value(kColumnsKey).toByteArray())) return;
+  for (int column = 0; column < model_->columnCount(); ++column) {
+    head->actions()[column]->setChecked(!head->isSectionHidden(column));
+  }
+}
+
+void MainWindow::saveState() const {
+  state_.setValue(kGeometryKey, saveGeometry());
+  state_.setValue(kWindowKey, QMainWindow::saveState());
+  state_.setValue(kSplitterKey, splitter_->saveState());
+  state_.setValue(kColumnsKey, list_->header()->saveState());
+}
+
+/// Nothing of the program is left to be seen without its main window.
+void MainWindow::closeEvent(QCloseEvent* event) {
+  event->accept();
+  controller_.quitKeldane();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (!localPaths(event->mimeData()).empty()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  event->acceptProposedAction();
+  if (dropped) dropped(localPaths(event->mimeData()));
+}
+
+}  // namespace keldane

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QMainWindow>
+#include <functional>
+#include <vector>
+
+#include "desktop/command.h"
+#include "desktop/panel_view.h"
+
+class QLabel;
+class QLineEdit;
+class QSettings;
+class QSplitter;
+class QStackedWidget;
+class QTreeView;
+
+namespace keldane {
+
+class FirstPage;
+class KeldaneController;
+class MessagePane;
+class ResultModel;
+
+/// `storePanel`: the list, under it the message that is selected in it, menus and toolbar made of
+/// the commands, and the line that says how much there is.
+class MainWindow : public QMainWindow, public PanelView {
+  Q_DECLARE_TR_FUNCTIONS(MainWindow)
+
+ public:
+  /// `state` keeps how the window was left.
+  MainWindow(KeldaneController& controller, QSettings& state);
+  ~MainWindow() override;
+
+  QWidget& window() override { return *this; }
+  void refresh() override;
+  void controlChanged(const QString& control) override;
+
+  /// Makes menus and toolbar. Once.
+  void addCommands(std::vector<Command> commands);
+  /// Rows of the list that are selected, in ascending order.
+  [[nodiscard]] std::vector<std::size_t> selectedRows() const;
+  [[nodiscard]] std::size_t selectedCount() const;
+  /// What has the focus and can do so, copies or selects all.
+  void copy();
+  void selectAll();
+  /// The next or the previous message.
+  void step(int rows);
+  void saveState() const;
+
+  MessagePane& messagePane() { return *pane_; }
+  FirstPage& firstPage() { return *firstPage_; }
+
+  /// Files and folders were dropped on the window.
+  std::function<void(const std::vector<std::string>& paths)> dropped;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void makeList();
+  void makeStatusBar();
+  void restoreState();
+  void reloadList();
+  void showSelection();
+  void enableCommands();
+  void showContextMenu(const QPoint& position);
+
+  KeldaneController& controller_;
+  QSettings& state_;
+  std::vector<Command> commands_;
+  std::vector<QAction*> actions_;
+  QStackedWidget* pages_;
+  FirstPage* firstPage_;
+  QSplitter* splitter_;
+  QTreeView* list_;
+  std::unique_ptr<ResultModel> model_;
+  MessagePane* pane_;
+  QLabel* dbCount_ = nullptr;
+  QLabel* listCount_ = nullptr;
+  QLabel* size_ = nullptr;
+  QLabel* connection_ = nullptr;
+  bool reloading_ = false;
+};
+
+}  // namespace keldane

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <QDialog>
+
+namespace keldane {
+
+/// A panel as the user interface knows it: a window under the panel's given name (its object name),
+/// whose controls bear their given names in the same way.
+class PanelView {
+ public:
+  virtual ~PanelView() = default;
+  /// The window itself.
+  virtual QWidget& window() = 0;
+  /// Takes what the panel's form and rows hold into the controls. Called before the window is
+  /// shown, and when one of its controls has changed below.
+  virtual void refresh() {}
+  /// The value behind this name has changed. Without more ado, the window that has a control of the
+  /// name is refreshed.
+  virtual void controlChanged(const QString& control);
+};
+
+/// A panel in a window of its own, which runs as a sheet or modally where it is asked to.
+class PanelDialog : public QDialog, public PanelView {
+ public:
+  /// `name`: the panel's given name.
+  PanelDialog(const char* name, const QString& title, QWidget* parent);
+
+  QWidget& window() override { return *this; }
+  /// Asked before the user closes the window or presses Esc; empty: he may.
+  std::function<bool()> mayClose;
+  /// What the user's closing of the window does; empty: it is hidden.
+  std::function<void()> cancelled;
+
+  void reject() override;
+};
+
+}  // namespace keldane

@@ -1,0 +1,144 @@
+#include "desktop/progress_window.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <QBoxLayout>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QLocale>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTimer>
+
+#include "desktop/form_binding.h"
+
+namespace keldane {
+namespace {
+
+constexpr std::chrono::milliseconds kAppearsAfter{300};
+constexpr double kLeastShare = 0.01;  ///< before that much is done, the rest cannot be guessed
+constexpr double kLeastSeconds = 2;
+constexpr int kBarSteps = 1000;
+constexpr int kWidth = 460;
+
+QString timeText(double seconds) {
+  if (seconds < 60) return ProgressWindow::tr("%1 s").arg(std::ceil(seconds));
+  if (seconds < 5400) return ProgressWindow::tr("%1 min").arg(std::round(seconds / 60));
+  return ProgressWindow::tr("%1 h").arg(seconds / 3600, 0, 'f', 1);
+}
+
+}  // namespace
+
+QString readingText(const ReadingProgress& progress, double seconds) {
+  const QLocale locale;
+  const auto number = [&locale](auto value) {
+    return locale.toString(static_cast<qlonglong>(value));
+  };
+  QString text = ProgressWindow::tr("%1 messages").arg(number(progress.messages));
+  if (progress.allFiles > 1) {
+    text =
+        ProgressWindow::tr("%1 of %2 files").arg(number(progress.files), number(progress.allFiles));
+  }
+  if (seconds >= kLeastSeconds) {
+    const double perSecond = static_cast<double>(progress.messages) / seconds;
+    text += ProgressWindow::tr(", %1 messages a second").arg(number(std::lround(perSecond)));
+  }
+  if (progress.share >= kLeastShare && progress.share < 1 && seconds >= kLeastSeconds) {
+    const double left = seconds * (1 - progress.share) / progress.share;
+    text += ProgressWindow::tr(", about %1 left").arg(timeText(std::max(left, 1.0)));
+  }
+  return text;
+}
+
+ProgressWindow::ProgressWindow(QWidget* parent)
+    : PanelDialog("ProgressPanel", tr("Keldane Pro"), parent),
+      title_(new QLabel(this)),
+      indicator_(new QProgressBar(this)),
+      count_(new QLabel(this)),
+      detail_(new QLabel(this)),
+      cancelButton_(new QPushButton(tr("Cancel"), this)),
+      appearance_(new QTimer(this)) {
+  nameControl(*title_, "progressTitle");
+  nameControl(*indicator_, "indicator", tr("Progress"));
+  nameControl(*count_, "progressTextField");
+  nameControl(*detail_, "parseFileTextField");
+  nameControl(*cancelButton_, "parseCancelButton");
+  QFont bold = title_->font();
+  bold.setBold(true);
+  title_->setFont(bold);
+  for (QLabel* label : {title_, count_, detail_}) label->setTextFormat(Qt::PlainText);
+  // A subject of any length must not widen the panel.
+  detail_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  indicator_->setTextVisible(false);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(cancelButton_);
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(title_);
+  column->addWidget(indicator_);
+  column->addWidget(count_);
+  column->addWidget(detail_);
+  column->addLayout(buttons);
+  setMinimumWidth(kWidth);
+
+  appearance_->setSingleShot(true);
+  connect(appearance_, &QTimer::timeout, this, [this] {
+    refresh();
+    show();
+  });
+  const auto stop = [this] {
+    if (!cancel || !canCancel || !canCancel()) return;
+    cancelButton_->setEnabled(false);
+    count_->setText(tr("Stopping after the message at hand..."));
+    cancel();
+  };
+  connect(cancelButton_, &QPushButton::clicked, this, stop);
+  cancelled = stop;
+}
+
+double ProgressWindow::seconds() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
+}
+
+void ProgressWindow::start(const QString& title) {
+  started_ = std::chrono::steady_clock::now();
+  reading_ = false;
+  title_->setText(title);
+  count_->clear();
+  detail_->clear();
+  indicator_->setRange(0, 0);
+  refresh();
+  if (!isVisible()) appearance_->start(kAppearsAfter);
+}
+
+void ProgressWindow::refresh() {
+  const bool can = canCancel && canCancel();
+  cancelButton_->setVisible(can);
+  cancelButton_->setEnabled(can);
+}
+
+void ProgressWindow::showCount(int count, const QString& detail) {
+  if (!cancelButton_->isEnabled() && cancelButton_->isVisible()) return;
+  if (!reading_) count_->setText(QLocale().toString(count));
+  detail_->setText(detail);
+  detail_->setToolTip(detail);
+}
+
+void ProgressWindow::showReading(const ReadingProgress& progress, const QString& detail) {
+  if (!cancelButton_->isEnabled() && cancelButton_->isVisible()) return;
+  reading_ = true;
+  indicator_->setRange(0, kBarSteps);
+  indicator_->setValue(static_cast<int>(progress.share * kBarSteps));
+  count_->setText(readingText(progress, seconds()));
+  detail_->setText(detail);
+  if (!cancelButton_->isVisible()) refresh();
+}
+
+void ProgressWindow::end() {
+  appearance_->stop();
+  hide();
+}
+
+}  // namespace keldane

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+
+#include "desktop/panel_view.h"
+#include "platform/progress.h"
+
+class QLabel;
+class QProgressBar;
+class QPushButton;
+class QTimer;
+
+namespace keldane {
+
+/// `ProgressPanel`: what is being done, how far it has come and how fast, what is left, and the
+/// button that ends it. A task that is over within 300 ms shows no panel. As a sheet it stands over
+/// the main window until a run is over.
+class ProgressWindow : public PanelDialog {
+  Q_DECLARE_TR_FUNCTIONS(ProgressWindow)
+
+ public:
+  explicit ProgressWindow(QWidget* parent);
+
+  void start(const QString& title);
+  void showCount(int count, const QString& detail);
+  void showReading(const ReadingProgress& progress, const QString& detail);
+  void end();
+
+  /// The user wants the run under way to end.
+  std::function<void()> cancel;
+  /// Whether there is something that `cancel` ends.
+  std::function<bool()> canCancel;
+
+  void refresh() override;
+
+ private:
+  [[nodiscard]] double seconds() const;
+
+  std::chrono::steady_clock::time_point started_;
+  QLabel* title_;
+  QProgressBar* indicator_;
+  QLabel* count_;
+  QLabel* detail_;
+  QPushButton* cancelButton_;
+  QTimer* appearance_;
+  bool reading_ = false;
+};
+
+/// "1,200 of 3,250 files, 380 messages a second, about 12 s left".
+[[nodiscard]] QString readingText(const ReadingProgress& progress, double seconds);
+
+}  // namespace keldane

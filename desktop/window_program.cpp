@@ -1,0 +1,102 @@
+#include "desktop/window_program.h"
+
+#include <utility>
+
+#include <QApplication>
+#include <QTimer>
+
+#include "desktop/commands.h"
+#include "desktop/first_page.h"
+#include "desktop/main_window.h"
+#include "desktop/progress_window.h"
+#include "desktop/qt_text.h"
+#include "desktop/store_date_sheet.h"
+#include "desktop/text_window.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kStateFile = "/Library/Application Support/Keldane/Window.ini";
+
+}  // namespace
+
+WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), host_(tools_) {
+  KeldaneController::Options options;
+  options.connectsByItself = true;
+  options.chooseSaveFile = [this](const std::string& title, const std::string& name) {
+    SaveChooser chooser;
+    chooser.title = title;
+    chooser.prompt = "Save";
+    chooser.name = name;
+    return ui_.chooseSaveFile(chooser);
+  };
+  controller_ = std::make_unique<KeldaneController>(
+      KeldaneController::Ports{ui_, queue_, tools_, environment_, host_,
+                               [] { QCoreApplication::quit(); }},
+      std::move(options));
+  const std::string home = environment_.variable("HOME").value_or("");
+  state_ = std::make_unique<QSettings>(userPath(home + kStateFile), QSettings::IniFormat);
+  mainWindow_ = std::make_unique<MainWindow>(*controller_, *state_);
+  ui_.setMainWindow(*mainWindow_);
+  ui_.addPanel(*mainWindow_);
+  makePanels();
+  mainWindow_->addCommands(windowCommands(*controller_, *mainWindow_));
+  mainWindow_->dropped = [this](const std::vector<std::string>& paths) { archiveDropped(paths); };
+  FirstPage& first = mainWindow_->firstPage();
+  first.openFiles = [this] { controller_->sourceChooser().openMbox(); };
+  first.connectToServer = [this] { controller_->connectPanel().newConnect(); };
+}
+
+WindowProgram::~WindowProgram() {
+  if (controller_->process().unattendedRun == 0) mainWindow_->saveState();
+  controller_->applicationWillTerminate();
+}
+
+void WindowProgram::add(std::unique_ptr<PanelView> panel) {
+  ui_.addPanel(*panel);
+  panels_.push_back(std::move(panel));
+}
+
+void WindowProgram::makePanels() {
+  QWidget* over = mainWindow_.get();
+  auto progress = std::make_unique<ProgressWindow>(over);
+  progress->cancel = [this] { controller_->archivePanel().cancelParse(); };
+  progress->canCancel = [this] { return controller_->archiveRun().isRunning(); };
+  ui_.setProgressWindow(*progress);
+  add(std::move(progress));
+
+  auto text = std::make_unique<TextWindow>(over);
+  text->source = [this] { return qtText(controller_->messageViewer().views.origTextView); };
+  ui_.setTextWindow(*text);
+  add(std::move(text));
+
+  add(std::make_unique<StoreDateSheet>(controller_->archivePanel(), over));
+}
+
+void WindowProgram::start() {
+  QTimer::singleShot(0, mainWindow_.get(), [this] {
+    controller_->init();
+    controller_->awakeFromNib();
+    if (controller_->terminated()) return;
+    if (controller_->process().unattendedRun == 0) {
+      // The window is there while the server starts, which at first takes some seconds.
+      ui_.showPanel("storePanel");
+      QCoreApplication::processEvents();
+    }
+    controller_->applicationDidFinishLaunching();
+    mainWindow_->refresh();
+  });
+}
+
+void WindowProgram::archiveDropped(const std::vector<std::string>& paths) {
+  if (paths.empty()) return;
+  const QString what = paths.size() == 1 ? userPath(paths.front())
+                                         : tr("%n files and folders", "", int(paths.size()));
+  const int answer = ui_.alert({plainText(tr("Archive what was dropped?")),
+                                plainText(messageLine(plainText(what))),
+                                AlertStyle::informational,
+                                {"Archive", "Cancel"}});
+  if (answer == kFirstButton) controller_->archivePanel().archivePaths(paths);
+}
+
+}  // namespace keldane
