@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "ingest/reading/program_file.h"
+
 namespace keldane {
 namespace {
 
@@ -72,7 +74,7 @@ std::optional<std::string_view> foreignKind(std::string_view firstBytes, std::st
   // The old form of tar has no mark, but its fields are filled up with NULs.
   const bool hasNul = firstBytes.find('\0') != std::string_view::npos;
   if (hasNul && endsWith(path, ".tar")) return "tar archive";
-  return std::nullopt;
+  return programFileKind(path, firstBytes);
 }
 
 }  // namespace keldane

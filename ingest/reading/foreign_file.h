@@ -11,8 +11,8 @@ namespace keldane {
 inline constexpr std::size_t kLookedAtBytes = 512;
 
 /// What a file is by its first bytes, and for some by its name: an archive, a document, the store
-/// of another mail program; with what to do about it where something can be done. Nothing when it
-/// may be mail.
+/// of another mail program or what one keeps beside its mail; with what to do about it where
+/// something can be done. Nothing when it may be mail.
 [[nodiscard]] std::optional<std::string_view> foreignKind(std::string_view firstBytes,
                                                           std::string_view path);
 

@@ -6,7 +6,7 @@ namespace keldane {
 namespace {
 
 struct ProgramFile {
-  std::string_view pattern;  ///< of the name
+  std::string_view pattern;  ///< of the name; one star at most
   std::string_view kind;
 };
 
@@ -54,20 +54,20 @@ constexpr ProgramFile kProgramFiles[] = {
     {"feeditems.rdf", "list of feeds"},
 };
 
-bool isFieldName(char c) { return c > ' ' && c < '\x7F' && c != ':'; }
+/// Every file of a run comes by here.
+bool matches(std::string_view name, std::string_view pattern) {
+  const std::size_t star = pattern.find('*');
+  if (star == std::string_view::npos) return name == pattern;
+  return name.size() + 1 >= pattern.size() && name.starts_with(pattern.substr(0, star)) &&
+         name.ends_with(pattern.substr(star + 1));
+}
 
 }  // namespace
-
-bool beginsWithField(std::string_view firstBytes) {
-  std::size_t length = 0;
-  while (length < firstBytes.size() && isFieldName(firstBytes[length])) ++length;
-  return length > 0 && length < firstBytes.size() && firstBytes[length] == ':';
-}
 
 std::optional<std::string_view> programFileKind(std::string_view path) {
   const std::string_view name = lastPathComponent(path);
   for (const ProgramFile& file : kProgramFiles) {
-    if (matchesWildcard(name, file.pattern)) return file.kind;
+    if (matches(name, file.pattern)) return file.kind;
   }
   return std::nullopt;
 }

@@ -12,7 +12,4 @@ namespace keldane {
 /// The same by the name alone, for those who only count.
 [[nodiscard]] std::optional<std::string_view> programFileKind(std::string_view path);
 
-/// Whether a file begins like a message: with a field of a header.
-[[nodiscard]] bool beginsWithField(std::string_view firstBytes);
-
 }  // namespace keldane

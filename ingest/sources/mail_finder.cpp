@@ -24,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kChooseAdvice = "choose its accounts with `keldane sources choose`";
-constexpr const char* kUnpackAdvice = "unpack it, then look again";
 
 std::string userName(const Environment& environment) {
   for (const char* name : {"LOGNAME", "USER"}) {
@@ -48,7 +47,7 @@ class Finder {
     addMailStore();
     ExportedMail exported = findExportedMail(places_.homePath, complaint());
     for (MailPlace& place : exported.places) add(std::move(place));
-    for (MailPlace& place : exported.packed) addUncounted(std::move(place), kUnpackAdvice);
+    for (MailPlace& place : exported.packed) addUncounted(std::move(place), {});
     for (MailPlace& place : exported.outlook) {
       std::string advice(outlookFileKind(place.folder.path));
       addUncounted(std::move(place), std::move(advice));

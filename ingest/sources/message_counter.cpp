@@ -13,7 +13,7 @@
 
 #include "base/text.h"
 #include "ingest/reading/foreign_file.h"
-#include "ingest/reading/program_file.h"
+#include "ingest/reading/message_file.h"
 #include "ingest/sources/file_list.h"
 
 namespace keldane {
@@ -34,21 +34,42 @@ struct File {
 
 std::string_view nameOf(std::string_view path) { return lastPathComponent(path); }
 
-/// Lines that begin a message in a block of an mbox, of which `before` is the character in front.
-std::uint64_t separatorsIn(std::string_view block, char before) {
-  std::uint64_t count = 0;
-  const char* at = block.data();
-  const char* const end = at + block.size();
-  while (at < end) {
-    const auto* found = static_cast<const char*>(
-        ::memmem(at, static_cast<std::size_t>(end - at), kFrom.data(), kFrom.size()));
-    if (found == nullptr) break;
-    const char previous = found == block.data() ? before : found[-1];
-    if (previous == '\n' || previous == '\r') ++count;
-    at = found + kFrom.size();
+/// Counts the messages of an mbox that comes in pieces: the first one, which may be without a
+/// separator, and those behind one.
+class MessageCount {
+ public:
+  /// `isLast`: nothing follows the piece.
+  void add(std::string_view piece, bool isLast) {
+    bytes_.append(piece);
+    std::size_t at = next_;
+    for (; (at = bytes_.find(kFrom, at)) != std::string::npos; at += kFrom.size()) {
+      // Whether it is one shows in what follows it.
+      if (!isLast && at + kFrom.size() + kSeparatorAheadBytes > bytes_.size()) break;
+      if (isSeparatorAt(at)) ++count;
+    }
+    next_ = std::min(at, bytes_.size() - std::min(bytes_.size(), kFrom.size() - 1));
+    // A separator is judged by the line before it too.
+    const std::size_t kept = next_ - std::min<std::size_t>(next_, 4);
+    bytes_.erase(0, kept);
+    next_ -= kept;
   }
-  return count;
-}
+
+  std::uint64_t count = 1;
+
+ private:
+  [[nodiscard]] bool isSeparatorAt(std::size_t at) const {
+    std::string_view before = std::string_view(bytes_).substr(0, at);
+    if (before.empty() || !isLineEnd(before.back())) return false;
+    before.remove_suffix(before.ends_with("\r\n") ? 2 : 1);
+    const bool isBehindBlankLine = before.empty() || isLineEnd(before.back());
+    const std::string_view ahead = std::string_view(bytes_).substr(at + kFrom.size());
+    return isSeparator(ahead.substr(0, kSeparatorAheadBytes), isBehindBlankLine);
+  }
+  static bool isLineEnd(char c) { return c == '\n' || c == '\r'; }
+
+  std::string bytes_;
+  std::size_t next_ = 1;  ///< what is before it has been looked at
+};
 
 }  // namespace
 
@@ -80,7 +101,7 @@ void MessageCounter::look(const std::string& path, FolderLayout& layout, MailCou
     return;
   }
   const File file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  char beginning[kLookedAtBytes];
+  char beginning[kSeparatorAheadBytes];
   const ssize_t got =
       file.descriptor < 0 ? -1 : ::pread(file.descriptor, beginning, sizeof beginning, 0);
   if (got < 0) {
@@ -88,42 +109,32 @@ void MessageCounter::look(const std::string& path, FolderLayout& layout, MailCou
     return;
   }
   const std::string_view first(beginning, static_cast<std::size_t>(got));
-  if (first.starts_with(kFrom)) {
-    countMbox(path, file.descriptor, sizeBytes, count);
-  } else if (!foreignKind(first, path) && !programFileKind(path, first) && beginsWithField(first)) {
-    ++count.alone;
-    count.sizeBytes += sizeBytes;
-  }
+  if (!beginsLikeMail(first) || foreignKind(first.substr(0, kLookedAtBytes), path)) return;
+  countPieces(path, file.descriptor, sizeBytes, first.starts_with(kFrom), count);
 }
 
-void MessageCounter::countMbox(const std::string& path, int file, std::uint64_t sizeBytes,
-                               MailCount& count) {
+void MessageCounter::countPieces(const std::string& path, int file, std::uint64_t sizeBytes,
+                                 bool isMbox, MailCount& count) {
   const std::uint64_t left = limits_.countedBytes - std::min(limits_.countedBytes, countedBytes_);
   const std::uint64_t most = std::max(left, limits_.sampleBytes);
-  std::string block(kBlockBytes + kFrom.size(), '\0');
-  std::size_t kept = 0;  // of the block before: the beginning of what may be a separator
-  char before = '\n';
+  std::string block(kBlockBytes, '\0');
+  MessageCount pieces;
   std::uint64_t read = 0;
-  std::uint64_t messages = 0;
   while (read < most && !progress_.cancelled()) {
-    const ssize_t got = ::read(file, block.data() + kept, kBlockBytes);
+    const ssize_t got = ::read(file, block.data(), block.size());
     if (got < 0) complaint_(path, std::generic_category().message(errno));
     if (got <= 0) break;
     read += static_cast<std::uint64_t>(got);
-    const std::string_view bytes(block.data(), kept + static_cast<std::size_t>(got));
-    messages += separatorsIn(bytes, before);
-    // What is kept is shorter than a separator and is not counted twice.
-    kept = std::min(bytes.size(), kFrom.size() - 1);
-    if (bytes.size() > kept) before = bytes[bytes.size() - kept - 1];
-    std::memmove(block.data(), block.data() + bytes.size() - kept, kept);
+    pieces.add({block.data(), static_cast<std::size_t>(got)}, read >= sizeBytes);
   }
+  std::uint64_t messages = pieces.count;
   countedBytes_ += read;
   if (read < sizeBytes && read > 0) {
     count.isEstimate = true;
     messages = static_cast<std::uint64_t>(
         static_cast<double>(messages) * static_cast<double>(sizeBytes) / static_cast<double>(read));
   }
-  count.ofMbox += messages;
+  (isMbox || messages > 1 ? count.ofMbox : count.alone) += messages;
   count.sizeBytes += sizeBytes;
 }
 

@@ -44,7 +44,8 @@ class MessageCounter {
 
  private:
   void look(const std::string& path, FolderLayout& layout, MailCount& count);
-  void countMbox(const std::string& path, int file, std::uint64_t sizeBytes, MailCount& count);
+  void countPieces(const std::string& path, int file, std::uint64_t sizeBytes, bool isMbox,
+                   MailCount& count);
 
   Progress& progress_;
   Complaint complaint_;

@@ -31,6 +31,10 @@ TEST(ForeignFile, IsNamedByItsFirstBytes) {
       {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "x.msg",
        "Outlook message: msgconvert (package libemail-outlook-message-perl) makes .eml of it"},
       {"\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", "x.doc", "Office document"},
+      {"// <!-- <mdb:mork:z", "/m/Inbox.msf", "index of a mail program"},
+      {"unseen: 1-3\n", "/m/inbox/.mh_sequences", "sequences of an MH folder"},
+      {"", "/m/Maildir/.Sent/maildirfolder", "mark of a Maildir folder"},
+      {"3 V1 N3\n", "/m/Maildir/dovecot-uidlist", "index of a mail server"},
   };
   for (const auto& row : cases) EXPECT_EQ(foreignKind(row.bytes, row.path), row.kind) << row.path;
 }
@@ -41,6 +45,8 @@ TEST(ForeignFile, WhatMayBeMailIsNot) {
     EXPECT_FALSE(foreignKind(bytes, "x.mbox")) << bytes;
   }
   EXPECT_FALSE(foreignKind("From a\n", "x.tar"));
+  EXPECT_FALSE(foreignKind("From a\n", "/m/subscriptions"));
+  EXPECT_FALSE(foreignKind("1\n", "/m/.index"));
 }
 
 }  // namespace
