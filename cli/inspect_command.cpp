@@ -15,6 +15,7 @@
 #include "ingest/reading/message_file.h"
 #include "ingest/reading/message_reader.h"
 #include "ingest/reading/natural_date.h"
+#include "ingest/reading/strip_plist.h"
 #include "mime/mail_source.h"
 
 namespace keldane {

@@ -55,6 +55,11 @@ struct CurrentMessage {
   /// What is searched, compared and stored as the body. HTML that is body and part is held once.
   [[nodiscard]] std::string_view body() const;
 
+  /// The number that its row tells: of so many parts all but the HTML version.
+  [[nodiscard]] int attachmentCount(int partCount) const {
+    return partCount > 0 && hasHtmlPart ? partCount - 1 : partCount;
+  }
+
   /// Empties what the reader refills for each message. Mailbox, origin and path stay, and so does
   /// `msgMailto`, which only an export fills.
   void clearForNextMessage();

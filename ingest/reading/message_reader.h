@@ -14,15 +14,13 @@
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/reading/mbox_reader.h"
-#include "ingest/reading/message_date.h"
 #include "ingest/reading/message_file.h"
 #include "ingest/reading/packed_file.h"
 #include "ingest/reading/partial_file.h"
 #include "ingest/reading/resting_file.h"
-#include "ingest/reading/strip_plist.h"
+#include "ingest/reading/source_reader.h"
 #include "ingest/run_counters.h"
 #include "ingest/storing/store_log.h"
-#include "mime/mail_source.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
 #include "platform/progress.h"
@@ -70,7 +68,9 @@ class MessageReader {
     std::function<void()> pause = {};
   };
 
-  explicit MessageReader(Context context) : context_(std::move(context)) {}
+  explicit MessageReader(Context context);
+  MessageReader(const MessageReader&) = delete;
+  MessageReader& operator=(const MessageReader&) = delete;
 
   /// Reads `currentEmailItem` (path, five colons, mailbox) as one message file. 0 when it is not a
   /// file to read, else 1.
@@ -88,11 +88,6 @@ class MessageReader {
   struct Source {
     std::string text;
     SourceOrigin origin;
-  };
-  /// Why a message goes no further.
-  struct Refusal {
-    LedgerOutcome outcome = LedgerOutcome::dropped;
-    std::string reason;
   };
   /// Why a file is not read; without an outcome: the run ends.
   struct Unread {
@@ -115,19 +110,10 @@ class MessageReader {
   void readPiece(MessagePiece piece, bool isFirst, const std::string& path,
                  const std::string& mailbox, std::optional<mime::SourceEncoding> encoding);
   void readMessage(Source source, const std::string& mailbox);
-  [[nodiscard]] std::optional<Refusal> fillMessage(const std::string& mailbox);
-  [[nodiscard]] Result<void> loadEmail(
-      const std::function<void(const mime::PartView& part)>& visitPart);
-  void fillAddresses();
-  [[nodiscard]] std::optional<std::string_view> fillDate();
-  [[nodiscard]] bool fillBodies();
-  void fillHeadings();
-  [[nodiscard]] bool isLarge() const;
   void showProgress();
   void tellTooLarge();
   void refuseTooLong();
-  void refuse(const Refusal& refusal);
-  void releaseLargeMessage();
+  void refuse(const SourceReader::Refusal& refusal);
 
   [[nodiscard]] bool isForeign(const std::string& path);
   [[nodiscard]] std::optional<FileState> rested(const std::string& path, Unread& why);
@@ -144,9 +130,8 @@ class MessageReader {
 
   Context context_;
   PartialFile partial_;
-  mime::MailSource source_;
+  SourceReader content_;
   bool hasEnvelopeLine_ = false;    ///< the file at hand may begin with "From ", which is no header
-  std::string_view headings_;       ///< of the message at hand, in its source
   std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
 };
 

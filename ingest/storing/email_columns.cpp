@@ -36,10 +36,11 @@ ColumnRoom roomOf(std::string_view type, std::string_view collation) {
 
 }  // namespace
 
-std::string ColumnRoom::asHeld(std::string_view value) const {
+std::string ColumnRoom::asHeld(std::string_view value) const { return cut(upToNul(value)); }
+
+std::string ColumnRoom::cut(std::string_view text) const {
   std::string held;
   std::size_t count = 0;
-  const std::string_view text = upToNul(value);
   for (std::size_t at = 0; at < text.size(); ++count) {
     std::size_t end = at + 1;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80) ++end;
@@ -52,19 +53,27 @@ std::string ColumnRoom::asHeld(std::string_view value) const {
   return held;
 }
 
+std::map<std::string, ColumnRoom, std::less<>> readColumnRooms(ServerSession& session,
+                                                               std::string_view table) {
+  std::map<std::string, ColumnRoom, std::less<>> rooms;
+  const bool sent = session.query("SHOW FULL COLUMNS FROM " + std::string(table));
+  const std::unique_ptr<ResultRows> rows = sent ? session.storeResult() : nullptr;
+  while (rows && rows->next()) {
+    rooms[std::string(rows->cell(0).value_or(""))] =
+        roomOf(rows->cell(1).value_or(""), rows->cell(2).value_or(""));
+  }
+  return rooms;
+}
+
 EmailColumns readEmailColumns(ServerSession& session) {
   EmailColumns columns;
-  const std::unique_ptr<ResultRows> rows =
-      session.query("SHOW FULL COLUMNS FROM email") ? session.storeResult() : nullptr;
-  while (rows && rows->next()) {
-    const std::string_view name = rows->cell(0).value_or("");
-    ColumnRoom* column = name == "from_fld"   ? &columns.from
-                         : name == "to_fld"   ? &columns.to
-                         : name == "body_fld" ? &columns.body
-                                              : nullptr;
-    if (column == nullptr) continue;
-    *column = roomOf(rows->cell(1).value_or(""), rows->cell(2).value_or(""));
-  }
+  const auto rooms = readColumnRooms(session, "email");
+  const auto take = [&rooms](std::string_view name, ColumnRoom& room) {
+    if (const auto found = rooms.find(name); found != rooms.end()) room = found->second;
+  };
+  take("from_fld", columns.from);
+  take("to_fld", columns.to);
+  take("body_fld", columns.body);
   return columns;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -18,9 +20,16 @@ struct ColumnRoom {
   std::string conversionStart{};
   std::string conversionEnd{};
 
-  /// The value as it comes back from the column, but for that conversion; it ends at its first NUL.
+  /// The value as it comes back from the column, but for that conversion.
+  [[nodiscard]] std::string cut(std::string_view value) const;
+  /// The same of one that was sent up to its first NUL.
   [[nodiscard]] std::string asHeld(std::string_view value) const;
 };
+
+/// The columns of a table by their names. Asks the server, with one statement; empty when it does
+/// not tell.
+[[nodiscard]] std::map<std::string, ColumnRoom, std::less<>> readColumnRooms(
+    ServerSession& session, std::string_view table);
 
 /// The columns of `email` by which a message is told from others. Asked for as it was sent, a value
 /// that its column could not hold would be found by no question, and the message archived again by

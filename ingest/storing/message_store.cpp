@@ -382,7 +382,7 @@ void MessageStore::writeFingerprint(std::uint32_t id) {
 }
 
 int MessageStore::numAttachOf(int partCount) const {
-  return partCount > 0 && context_.message.hasHtmlPart ? partCount - 1 : partCount;
+  return context_.message.attachmentCount(partCount);
 }
 
 EmailValues MessageStore::valuesOf(const Fields& fields, int partCount) const {
