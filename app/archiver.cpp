@@ -53,8 +53,6 @@ Archiver::Archiver(Ports ports, const Options& options)
       archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRules_,
                    ports.progress, ports.mainQueue, ports.environment, ports.host}) {
   database_.reconnect = [this] { return reconnect(); };
-  settings_.setCallbacks({.loadRulesAndSearches = [this] { tagRules_.load(); },
-                          .accountRowsStale = [this] { sources_.acctRowsLoaded = false; }});
 }
 
 Archiver::~Archiver() = default;
@@ -76,9 +74,19 @@ bool Archiver::start() {
 
 void Archiver::loadPreferences() {
   connections_.getConnectionPrefs();
-  if (connections_.firstRun) settings_.resetPrefs();
-  settings_.getPrefs();
+  if (connections_.firstRun) resetPrefs();
+  getPrefs();
   prefs_.setInteger("diskAccessState", settings_.user.diskAccessState);
+}
+
+void Archiver::getPrefs() {
+  if (settings_.getPrefs()) sources_.acctRowsLoaded = false;
+  tagRules_.load();
+}
+
+void Archiver::resetPrefs() {
+  settings_.resetPrefs();
+  sources_.acctRowsLoaded = false;
 }
 
 void Archiver::makeWorkFolder() {
@@ -162,14 +170,12 @@ Faults Archiver::connectOnce(ServerConnection wanted) {
   }
   append(faults, settings_.getSettings());
   if (database_.isLost()) return faults;
-  settings_.form.selectEmailAppMatrix = settings_.archive.postbox;
-  settings_.form.selectAppearanceMatrix = settings_.archive.appearanceState;
   if (writes && std::exchange(connections_.firstRun, false)) {
     // An archive that has settings keeps them, however new this machine is.
-    if (!settings_.archiveHasSettings()) settings_.resetPrefs();
+    if (!settings_.archiveHasSettings()) resetPrefs();
     append(faults, settings_.savePreferences());
   }
-  settings_.getPrefs();
+  getPrefs();
   if (writes) append(faults, settings_.savePreferences());
   append(faults, settings_.getCategories());
   ports_.progress.stage({});

@@ -63,6 +63,8 @@ class Archiver {
   [[nodiscard]] bool start();
   /// Reads connections and settings out of the preferences.
   void loadPreferences();
+  /// Reads the user's settings and the tag rules anew.
+  void getPrefs();
   /// The end: abandons a run under way, takes away the work files of runs, and closes the session
   /// after `lastStatements`.
   void close(const std::function<void()>& lastStatements = {});
@@ -107,6 +109,7 @@ class Archiver {
   [[nodiscard]] Faults connectOnce(ServerConnection wanted);
   [[nodiscard]] Faults connectTo(const ServerConnection& wanted);
   [[nodiscard]] Result<void> prepareServer(ServerConnection& wanted);
+  void resetPrefs();
   void makeWorkFolder();
   void removeWorkFiles(const std::array<std::string, 3>& files);
 

@@ -52,15 +52,17 @@ void KeldaneController::init() {
 
 void KeldaneController::makeParts() {
   sourceChooser_ = std::make_unique<SourceChooser>(
-      SourceChooser::Context{archiver_.process(), archiver_.settings(), archiver_.sources(),
-                             archiver_.database(), progress_, ports_.ui});
+      SourceChooser::Context{archiver_.process(), archiver_.settings(), settingsForm_,
+                             archiver_.sources(), archiver_.database(), progress_, ports_.ui});
+  settingsPanel_ =
+      std::make_unique<SettingsPanel>(archiver_, settingsForm_, *sourceChooser_, ports_.ui);
   makeSearchPanels();
   makeMessagePanels();
-  tagRuleEditor_ =
-      std::make_unique<TagRuleEditor>(archiver_.tagRules(), archiver_.settings(), ports_.ui);
+  tagRuleEditor_ = std::make_unique<TagRuleEditor>(archiver_.tagRules(), ports_.ui);
   wireSettings();
-  archivePanel_ = std::make_unique<ArchivePanel>(ArchivePanel::Context{
-      archiver_, *sourceChooser_, *resultTable_, progress_, ports_.ui, [this] { terminate(); }});
+  archivePanel_ = std::make_unique<ArchivePanel>(
+      ArchivePanel::Context{archiver_, *settingsPanel_, *sourceChooser_, *resultTable_, progress_,
+                            ports_.ui, [this] { terminate(); }});
   archiver_.archiveRun().reconnect = [this] { return reconnect(); };
   makeWindowPanels();
 }
@@ -73,15 +75,13 @@ void KeldaneController::makeWindowPanels() {
     connectPanel_->doConnect();
     return Faults{};
   };
-  settingsPanel_ = std::make_unique<SettingsPanel>(archiver_, *sourceChooser_, ports_.ui);
-  settingsPanel_->get500emails = [this] { resultTable_->get500emails(); };
-  settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
   schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
   databasePanel_ = std::make_unique<DatabasePanel>(archiver_, *settingsPanel_, ports_.ui);
 }
 
 void KeldaneController::afterConnect() {
   sourceChooser_->forgetPostboxFolder();
+  settingsPanel_->showPrefs();
   settingsPanel_->refresh();
   resultTable_->get500emails();
 }
@@ -95,19 +95,19 @@ void KeldaneController::tell(const Faults& faults) {
   showFaults(faults, archiver_.process(), ports_.ui);
 }
 
-void KeldaneController::savePreferences() {
-  tell(archiver_.settings().savePreferences());
-  settingsPanel_->refresh();
-}
-
 void KeldaneController::wireSettings() {
-  Settings::Callbacks callbacks;
-  callbacks.loadRulesAndSearches = [this] {
+  settingsPanel_->get500emails = [this] { resultTable_->get500emails(); };
+  settingsPanel_->quitAndRelaunch = [this] { quitAndRelaunch(); };
+  settingsPanel_->loadRulesAndSearches = [this] {
     tagRuleEditor_->loadRules();
     savedSearchesPanel_->load();
   };
-  callbacks.accountRowsStale = [this] { archiver_.sources().acctRowsLoaded = false; };
-  archiver_.settings().setCallbacks(std::move(callbacks));
+  settingsPanel_->fillCategoryMenus = [this](const std::vector<std::string>& categories) {
+    tagPanel_->setCatButton.fill(categories);
+    tagRuleEditor_->ruleCatButton.fill(categories);
+  };
+  savedSearchesPanel_->savePreferences = [this] { settingsPanel_->savePreferences(); };
+  savedSearchesPanel_->getPrefs = [this] { settingsPanel_->getPrefs(); };
 }
 
 void KeldaneController::makeSearchPanels() {
@@ -123,12 +123,13 @@ void KeldaneController::makeSearchPanels() {
       *resultTable_, core.database(), core.preferences(), core.settings(), core.process(),
       ports_.environment, ports_.ui, [this] { connectPanel_->doConnect(); },
       [this] { tell(archiver_.database().openDatabase()); },
-      [this] { return archiver_.archiveRun().isRunning(); }});
+      [this] { return archiver_.archiveRun().isRunning(); },
+      [this] { settingsPanel_->savePreferences(); }});
   sqlEditor_ = std::make_unique<SqlEditor>(*retrieveSheet_, ports_.ui);
   sqlFiles_ = std::make_unique<SqlFiles>(SqlFiles::Context{
       core, *resultTable_, progress_, ports_.ui, ports_.tools, ports_.environment, ports_.host});
-  savedSearchesPanel_ = std::make_unique<SavedSearchesPanel>(
-      core.preferences(), core.settings(), *retrieveSheet_, core.process(), ports_.ui);
+  savedSearchesPanel_ = std::make_unique<SavedSearchesPanel>(core.preferences(), core.settings(),
+                                                             *retrieveSheet_, ports_.ui);
   pickLists_ = std::make_unique<PickLists>(core.session(), progress_, ports_.ui);
   duplicatesPanel_ = std::make_unique<DuplicatesPanel>(
       DuplicatesPanel::Context{core.session(), core.database(), core.settings().user, *resultTable_,
@@ -168,6 +169,7 @@ void KeldaneController::awakeFromNib() {
     return;
   }
   archiver_.loadPreferences();
+  settingsPanel_->showPrefs();
   settingsPanel_->refresh();
   if (!archiver_.connections().connectionList().empty()) connectPanel_->setConnection();
 }
@@ -244,7 +246,8 @@ void KeldaneController::showSplashScreen() {
 
 void KeldaneController::doneGettingStarted() {
   ports_.ui.closePanel("splashScreen");
-  savePreferences();
+  settingsPanel_->savePreferences();
+  settingsPanel_->refresh();
 }
 
 void KeldaneController::terminate() {

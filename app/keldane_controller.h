@@ -127,7 +127,6 @@ class KeldaneController {
   void afterConnect();
   [[nodiscard]] bool reconnect();
   void tell(const Faults& faults);
-  void savePreferences();
   void wireSettings();
   void makeSearchPanels();
   void makeMessagePanels();
@@ -138,6 +137,7 @@ class KeldaneController {
   Options options_;
   ProgressPanel progress_;
   Archiver archiver_;
+  SettingsForm settingsForm_;
   std::unique_ptr<SourceChooser> sourceChooser_;
   std::unique_ptr<ResultTable> resultTable_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;

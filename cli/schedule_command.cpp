@@ -16,9 +16,9 @@ constexpr std::size_t kDayLength = 10;  // "2024-02-28"
 
 void setSchedule(const ScheduleRequest& request, Program& program) {
   // Asked before the server is: what is wrong with the request is known without it.
-  SettingsForm trial = program.archiver().settings().form;
+  UserSettings trial = program.archiver().settings().user;
   const std::string today = localDateTime(program.environment.now()).substr(0, kDayLength);
-  if (const Result<void> filled = fillScheduleForm(trial, request, today); !filled) {
+  if (const Result<void> filled = fillSchedule(trial, request, today); !filled) {
     program.exitStatus = program.fail(filled.error());
     return;
   }
@@ -28,7 +28,7 @@ void setSchedule(const ScheduleRequest& request, Program& program) {
     return;
   }
   Settings& settings = archiver->settings();
-  if (!fillScheduleForm(settings.form, request, today) ||
+  if (!fillSchedule(settings.user, request, today) ||
       !program.tell(archiver->schedule().schedule())) {
     program.exitStatus = kExitFailed;
     return;

@@ -17,24 +17,24 @@ namespace {
 
 constexpr int kHours = 24;
 constexpr int kMostHours = 23;
-/// In the order of the panel's boxes.
+/// In the order of `UserSettings::scheddays`.
 constexpr std::array<std::string_view, 8> kDayNames = {"all", "sun", "mon", "tue",
                                                        "wed", "thu", "fri", "sat"};
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-Result<void> fillTime(SettingsForm& form, const std::string& time, const std::string& today) {
+Result<void> fillTime(UserSettings& user, const std::string& time, const std::string& today) {
   const bool shaped = time.size() == 5 && time[2] == ':' && isDigit(time[0]) && isDigit(time[1]) &&
                       isDigit(time[3]) && isDigit(time[4]);
   if (!shaped || time > "23:59" || time[3] > '5') {
     return Failure{fmt::format("\"{}\" is no time of day; write 00:00 to 23:59", time)};
   }
-  form.schedTime = today + " " + time + ":00";
+  user.schedTime = today + " " + time + ":00";
   return {};
 }
 
-Result<void> fillDays(SettingsForm& form, const std::string& days) {
-  std::array<bool, 8> checks{};
+Result<void> fillDays(UserSettings& user, const std::string& days) {
+  std::array<int, 8> checks{};
   for (const std::string& name : split(days, ",")) {
     const auto* const day = std::find_if(
         kDayNames.begin(), kDayNames.end(),
@@ -43,50 +43,50 @@ Result<void> fillDays(SettingsForm& form, const std::string& days) {
       return Failure{
           fmt::format("\"{}\" is no day; write all, or some of sun,mon,tue,wed,thu,fri,sat", name)};
     }
-    checks.at(static_cast<std::size_t>(day - kDayNames.begin())) = true;
+    checks.at(static_cast<std::size_t>(day - kDayNames.begin())) = 1;
   }
-  // As the panel has it: with all, each of them.
-  if (checks[0]) checks.fill(true);
-  form.schedChecks = checks;
+  // With all, each of them.
+  if (checks[0] != 0) checks.fill(1);
+  user.scheddays = checks;
   return {};
 }
 
-Result<void> fillHours(SettingsForm& form, const ScheduleRequest& request) {
-  if (request.oncePerDay) form.everyHourCheck = false;
+Result<void> fillHours(UserSettings& user, const ScheduleRequest& request) {
+  if (request.oncePerDay) user.hoursState = 0;
   const std::string& hours = request.everyHours;
   if (hours.empty()) return {};
   const bool digits = hours.size() <= 2 && std::all_of(hours.begin(), hours.end(), isDigit);
   if (!digits || leadingInt(hours) < 1 || leadingInt(hours) > kMostHours) {
     return Failure{fmt::format("\"{}\" is no number of hours; write 1 to {}", hours, kMostHours)};
   }
-  form.everyHourCheck = true;
-  form.hoursTextField = form.hoursStepper = std::to_string(leadingInt(hours));
+  user.hoursState = 1;
+  user.hoursStep = leadingInt(hours);
   return {};
 }
 
-Result<void> fillLeaveLog(SettingsForm& form, const std::string& leaveLog) {
+Result<void> fillLeaveLog(UserSettings& user, const std::string& leaveLog) {
   if (leaveLog != "yes" && leaveLog != "no") {
     return Failure{fmt::format("\"{}\" is neither yes nor no", leaveLog)};
   }
-  form.leaveLogCheck = leaveLog == "yes";
+  user.leaveLogState = leaveLog == "yes" ? 1 : 0;
   return {};
 }
 
 }  // namespace
 
-Result<void> fillScheduleForm(SettingsForm& form, const ScheduleRequest& request,
-                              const std::string& today) {
-  SettingsForm filled = form;
+Result<void> fillSchedule(UserSettings& user, const ScheduleRequest& request,
+                          const std::string& today) {
+  UserSettings filled = user;
   Result<void> done = fillHours(filled, request);
   if (done && !request.time.empty()) done = fillTime(filled, request.time, today);
   if (done && !request.days.empty()) done = fillDays(filled, request.days);
   if (done && !request.leaveLog.empty()) done = fillLeaveLog(filled, request.leaveLog);
   if (!done) return done;
-  if (filled.schedTime.empty() && !filled.everyHourCheck) {
+  if (filled.schedTime.empty() && filled.hoursState == 0) {
     return Failure{"when? --time 09:30 gives a time of day, --every 2 the hours between starts"};
   }
-  if (filled.schedChecks == std::array<bool, 8>{}) filled.schedChecks.fill(true);
-  form = filled;
+  if (filled.scheddays == std::array<int, 8>{}) filled.scheddays.fill(1);
+  user = std::move(filled);
   return {};
 }
 

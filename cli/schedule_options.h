@@ -18,11 +18,11 @@ struct ScheduleRequest {
   std::string leaveLog;  ///< "yes" or "no"
 };
 
-/// Puts the request into the controls of the schedule panel. `today` ("2024-02-28") is the day that
-/// the panel's time stands on. Without a word about days, and with none chosen so far, it is every
-/// day. Fails, with what is accepted, and leaves the controls as they were.
-[[nodiscard]] Result<void> fillScheduleForm(SettingsForm& form, const ScheduleRequest& request,
-                                            const std::string& today);
+/// Puts the request into the settings of the schedule. `today` ("2024-02-28") is the day that the
+/// stored time stands on. Without a word about days, and with none chosen so far, it is every day.
+/// Fails, with what is accepted, and leaves the settings as they were.
+[[nodiscard]] Result<void> fillSchedule(UserSettings& user, const ScheduleRequest& request,
+                                        const std::string& today);
 
 /// The starts as the request would ask for them.
 struct ScheduleSummary {

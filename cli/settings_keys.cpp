@@ -20,20 +20,38 @@ constexpr std::size_t kMostFolderLength = 127;
 constexpr int kMostHours = 23;
 constexpr int kMostLimit = 999999999;
 
+/// Where a value stands: in the settings of the archive, or in those of the user.
+template <typename Value>
+class Place {
+ public:
+  constexpr Place(Value ArchiveSettings::*member) : archive_(member) {}
+  constexpr Place(Value UserSettings::*member) : user_(member) {}
+  [[nodiscard]] const Value& of(const Settings& settings) const {
+    return archive_ != nullptr ? settings.archive.*archive_ : settings.user.*user_;
+  }
+  [[nodiscard]] Value& of(Settings& settings) const {
+    return archive_ != nullptr ? settings.archive.*archive_ : settings.user.*user_;
+  }
+
+ private:
+  Value ArchiveSettings::*archive_ = nullptr;
+  Value UserSettings::*user_ = nullptr;
+};
+
 struct Check {
-  bool SettingsForm::*control;
+  Place<int> place;
 };
 struct Choice {
-  int SettingsForm::*control;
+  Place<int> place;
   std::vector<std::string> words;  ///< by the number that is stored
 };
 struct WholeNumber {
-  std::string SettingsForm::*control;
+  std::variant<Place<int>, Place<std::string>> place;
   int least;
   int most;
 };
 struct Millions {
-  std::string SettingsForm::*control;
+  Place<std::string> place;
 };
 struct ImportFolder {};
 struct SortField {};
@@ -53,47 +71,47 @@ const std::vector<std::string>& sortFields() {
 }
 
 const std::vector<Entry>& entries() {
-  using F = SettingsForm;
+  using A = ArchiveSettings;
+  using U = UserSettings;
   static const std::vector<Entry> all = {
-      {"updatesState", "check for updates at the start", Check{&F::updatesCheck}, true},
+      {"updatesState", "check for updates at the start", Check{&A::updatesState}, true},
       {"skipDupsState", "no test for duplicates: what is stored already is stored again",
-       Check{&F::skipDupsCheck}},
+       Check{&A::skipDupsState}},
       {"keepDiffering", "store a message that the duplicate test takes for another one",
-       Check{&F::keepDifferingCheck}},
+       Check{&U::keepDiffering}},
       {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",
-       Check{&F::declaredCharsetsCheck}},
-      {"largeAttachState", "skip large attachments", Check{&F::largeAttachCheck}},
+       Check{&U::declaredCharsets}},
+      {"largeAttachState", "skip large attachments", Check{&A::largeAttachState}},
       {"attachSize", "size from which an attachment is large, in millions of bytes",
-       Millions{&F::attachSizeTextField}},
-      {"launchAttachments", "open an attachment once it is taken out", Check{&F::launchAttachCheck},
+       Millions{&A::attachSize}},
+      {"launchAttachments", "open an attachment once it is taken out", Check{&U::launchAttachments},
        true},
-      {"showOnStartupState", "show the getting-started window", Check{&F::showOnStartupCheck},
+      {"showOnStartupState", "show the getting-started window", Check{&U::showOnStartupState},
        true},
       {"appearanceState", "light or dark windows",
-       Choice{&F::selectAppearanceMatrix, {"system", "light", "dark"}}, true},
-      {"postbox", "mail client whose store is read",
-       Choice{&F::selectEmailAppMatrix, {"applemail", "postbox"}}},
+       Choice{&A::appearanceState, {"system", "light", "dark"}}, true},
+      {"postbox", "mail client whose store is read", Choice{&A::postbox, {"applemail", "postbox"}}},
       {"mailboxesState", "what a run goes by: the chosen accounts, or the chosen mailboxes",
-       Choice{&F::selectAcctsMboxMatrix, {"accounts", "mailboxes"}}},
-      {"trashState", "archive trash mailboxes too", Check{&F::trashCheck}},
-      {"junkState", "archive junk mailboxes too", Check{&F::junkCheck}},
-      {"importFolderState", "archive the import folder too", Check{&F::importFolderCheck}},
+       Choice{&A::mailboxesState, {"accounts", "mailboxes"}}},
+      {"trashState", "archive trash mailboxes too", Check{&A::trashState}},
+      {"junkState", "archive junk mailboxes too", Check{&A::junkState}},
+      {"importFolderState", "archive the import folder too", Check{&A::importFolderState}},
       {"importFolderPath", "the import folder; choosing one turns importFolderState on",
        ImportFolder{}},
       {"deleteFolderState", "empty the import folder once it is archived",
-       Check{&F::deleteFolderCheck}},
-      {"limitSearchState", "limit the rows of a search", Check{&F::limitSearchCheck}},
+       Check{&A::deleteFolderState}},
+      {"limitSearchState", "limit the rows of a search", Check{&A::limitSearchState}},
       {"limitSearchSize", "that limit; 0 is none",
-       WholeNumber{&F::limitSearchTextField, 0, kMostLimit}},
+       WholeNumber{Place(&A::limitSearchSize), 0, kMostLimit}},
       {"dateFormat", "order of a date's parts",
-       Choice{&F::dateFormats, {"year-first", "month-first", "day-first"}}},
-      {"separator", "what stands between a date's parts", Choice{&F::separators, {"-", "/", "."}}},
+       Choice{&U::dateFormat, {"year-first", "month-first", "day-first"}}},
+      {"separator", "what stands between a date's parts", Choice{&U::separator, {"-", "/", "."}}},
       {"sortField", "what found messages are sorted by", SortField{}},
       {"sortOrder", "how found messages are sorted",
-       Choice{&F::sortOrderMatrix, {"ascending", "descending"}}},
-      {"hoursState", "scheduled runs repeat through the day", Check{&F::everyHourCheck}},
-      {"hoursStep", "hours between them", WholeNumber{&F::hoursTextField, 1, kMostHours}},
-      {"leaveLogState", "a scheduled run leaves its log on the Desktop", Check{&F::leaveLogCheck}},
+       Choice{&U::sortOrder, {"ascending", "descending"}}},
+      {"hoursState", "scheduled runs repeat through the day", Check{&U::hoursState}},
+      {"hoursStep", "hours between them", WholeNumber{Place(&U::hoursStep), 1, kMostHours}},
+      {"leaveLogState", "a scheduled run leaves its log on the Desktop", Check{&U::leaveLogState}},
   };
   return all;
 }
@@ -119,25 +137,29 @@ std::string accepted(const Millions&) { return "a number such as 1.6"; }
 std::string accepted(const ImportFolder&) { return "a folder that exists, or \"\" for none"; }
 std::string accepted(const SortField&) { return join(sortFields(), ", "); }
 
-std::string shown(const SettingsForm& form, const Check& check) {
-  return form.*check.control ? "on" : "off";
+std::string shown(const Settings& settings, const Check& check) {
+  return check.place.of(settings) != 0 ? "on" : "off";
 }
-std::string shown(const SettingsForm& form, const Choice& choice) {
-  const int number = form.*choice.control;
+std::string shown(const Settings& settings, const Choice& choice) {
+  const int number = choice.place.of(settings);
   const bool known = number >= 0 && static_cast<std::size_t>(number) < choice.words.size();
   return known ? choice.words[static_cast<std::size_t>(number)] : std::to_string(number);
 }
-std::string shown(const SettingsForm& form, const WholeNumber& number) {
-  return form.*number.control;
+std::string shown(const Settings& settings, const WholeNumber& number) {
+  const auto* const text = std::get_if<Place<std::string>>(&number.place);
+  return text != nullptr ? text->of(settings)
+                         : std::to_string(std::get<Place<int>>(number.place).of(settings));
 }
-std::string shown(const SettingsForm& form, const Millions& size) { return form.*size.control; }
-std::string shown(const SettingsForm& form, const ImportFolder&) {
-  return form.importFolderTextField;
+std::string shown(const Settings& settings, const Millions& size) {
+  return size.place.of(settings);
 }
-std::string shown(const SettingsForm& form, const SortField&) {
-  if (form.sortFieldMatrixRow == 0) return form.sortFieldMatrixCol == 0 ? "id" : "from";
-  const auto column = static_cast<std::size_t>(std::clamp(form.sortFieldMatrixCol, 0, 2));
-  return sortFields()[column];
+std::string shown(const Settings& settings, const ImportFolder&) {
+  return settings.archive.importFolderPath;
+}
+std::string shown(const Settings& settings, const SortField&) {
+  const UserSettings& user = settings.user;
+  if (user.sortFieldRow == 0) return user.sortFieldCol == 0 ? "id" : "from";
+  return sortFields()[static_cast<std::size_t>(std::clamp(user.sortFieldCol, 0, 2))];
 }
 
 bool isDigits(std::string_view text) {
@@ -148,40 +170,44 @@ bool isDigits(std::string_view text) {
 /// Each of these puts the value in, or says why not; an empty reason: not what is accepted.
 using Refusal = std::optional<std::string>;
 
-Refusal put(SettingsForm& form, const Check& check, const std::string& value) {
+Refusal put(Settings& settings, const Check& check, const std::string& value) {
   if (value != "on" && value != "off" && value != "1" && value != "0") return "";
-  form.*check.control = value == "on" || value == "1";
+  check.place.of(settings) = value == "on" || value == "1" ? 1 : 0;
   return std::nullopt;
 }
 
-Refusal put(SettingsForm& form, const Choice& choice, const std::string& value) {
+Refusal put(Settings& settings, const Choice& choice, const std::string& value) {
   const auto word = std::find(choice.words.begin(), choice.words.end(), value);
   if (word == choice.words.end()) return "";
-  form.*choice.control = static_cast<int>(word - choice.words.begin());
+  choice.place.of(settings) = static_cast<int>(word - choice.words.begin());
   return std::nullopt;
 }
 
-Refusal put(SettingsForm& form, const WholeNumber& number, const std::string& value) {
+Refusal put(Settings& settings, const WholeNumber& number, const std::string& value) {
   const int read = leadingInt(value);
   if (!isDigits(value) || read < number.least || read > number.most) return "";
-  form.*number.control = std::to_string(read);
+  if (const auto* const text = std::get_if<Place<std::string>>(&number.place)) {
+    text->of(settings) = std::to_string(read);
+  } else {
+    std::get<Place<int>>(number.place).of(settings) = read;
+  }
   return std::nullopt;
 }
 
-Refusal put(SettingsForm& form, const Millions& size, const std::string& value) {
+Refusal put(Settings& settings, const Millions& size, const std::string& value) {
   const std::size_t point = value.find('.');
   const bool whole = isDigits(std::string_view(value).substr(0, point));
   const bool fraction = point == std::string::npos || isDigits(value.substr(point + 1));
   if (!whole || !fraction || value.size() > kMostNumberLength) return "";
-  form.*size.control = value;
+  size.place.of(settings) = value;
   return std::nullopt;
 }
 
-Refusal put(SettingsForm& form, const SortField&, const std::string& value) {
+Refusal put(Settings& settings, const SortField&, const std::string& value) {
   const auto field = std::find(sortFields().begin(), sortFields().end(), value);
   if (field == sortFields().end()) return "";
-  form.sortFieldMatrixRow = 1;
-  form.sortFieldMatrixCol = static_cast<int>(field - sortFields().begin());
+  settings.user.sortFieldRow = 1;
+  settings.user.sortFieldCol = static_cast<int>(field - sortFields().begin());
   return std::nullopt;
 }
 
@@ -196,10 +222,10 @@ bool isOrHolds(const std::string& folder, const std::string& homePath) {
   return end == outer.end();
 }
 
-Refusal putFolder(SettingsForm& form, const std::string& value, const std::string& homePath) {
+Refusal putFolder(Settings& settings, const std::string& value, const std::string& homePath) {
   if (value.empty()) {
-    form.importFolderTextField.clear();
-    form.importFolderCheck = false;
+    settings.archive.importFolderPath.clear();
+    settings.archive.importFolderState = 0;
     return std::nullopt;
   }
   std::error_code failed;
@@ -216,8 +242,8 @@ Refusal putFolder(SettingsForm& form, const std::string& value, const std::strin
   if (isOrHolds(path, homePath)) {
     return "the home folder and those above it are no import folders";
   }
-  form.importFolderTextField = std::move(path);
-  form.importFolderCheck = true;
+  settings.archive.importFolderPath = std::move(path);
+  settings.archive.importFolderState = 1;
   return std::nullopt;
 }
 
@@ -238,8 +264,7 @@ const std::vector<SettingKey>& settingKeys() {
 Result<std::string> settingValue(const Settings& settings, std::string_view name) {
   const Entry* entry = find(name);
   if (entry == nullptr) return noSuchSetting(name);
-  return std::visit([&settings](const auto& kind) { return shown(settings.form, kind); },
-                    entry->kind);
+  return std::visit([&settings](const auto& kind) { return shown(settings, kind); }, entry->kind);
 }
 
 Result<void> setSettingValue(Settings& settings, std::string_view name, const std::string& value,
@@ -249,17 +274,18 @@ Result<void> setSettingValue(Settings& settings, std::string_view name, const st
   const Refusal refusal = std::visit(
       [&](const auto& kind) -> Refusal {
         if constexpr (std::is_same_v<std::decay_t<decltype(kind)>, ImportFolder>) {
-          return putFolder(settings.form, value, homePath);
+          return putFolder(settings, value, homePath);
         } else {
-          return put(settings.form, kind, value);
+          return put(settings, kind, value);
         }
       },
       entry->kind);
   if (!refusal) {
     // Without a folder there is nothing to import.
-    if (name == "importFolderState" && settings.form.importFolderTextField.empty() &&
-        settings.form.importFolderCheck) {
-      settings.form.importFolderCheck = false;
+    ArchiveSettings& archive = settings.archive;
+    if (name == "importFolderState" && archive.importFolderPath.empty() &&
+        archive.importFolderState != 0) {
+      archive.importFolderState = 0;
       return Failure{"choose the folder first: set importFolderPath"};
     }
     return {};

@@ -22,8 +22,8 @@ struct SettingKey {
 [[nodiscard]] const std::vector<SettingKey>& settingKeys();
 /// The value as it may be put in again. Fails when no setting has this name.
 [[nodiscard]] Result<std::string> settingValue(const Settings& settings, std::string_view name);
-/// Puts the value into the control of the window; `savePreferences` makes it hold. Fails, with what
-/// is accepted, when the value is not meant, or no setting has this name.
+/// Puts the value in; `savePreferences` makes it last. Fails, with what is accepted and nothing
+/// changed, when the value is not meant, or no setting has this name.
 [[nodiscard]] Result<void> setSettingValue(Settings& settings, std::string_view name,
                                            const std::string& value, const std::string& homePath);
 

@@ -47,7 +47,7 @@ bool fillRows(bool mailboxes, Archiver& archiver, Program& program) {
     return false;
   }
   Settings& settings = archiver.settings();
-  settings.archive.mailboxesState = settings.form.selectAcctsMboxMatrix = mailboxes ? 1 : 0;
+  settings.archive.mailboxesState = mailboxes ? 1 : 0;
   // That the mail application does not answer shows in the rows.
   if (!mailboxes) {
     archiver.sources().loadAccountRows();

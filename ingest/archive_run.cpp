@@ -319,6 +319,7 @@ bool ArchiveRun::startImportFolderPass() {
 
 void ArchiveRun::report() {
   closeLedger();
+  observer_->savesSettings();
   observer_->failed(context_.settings.savePreferences());
   fillReport();
   observer_->stored(report_);

@@ -42,6 +42,8 @@ class RunObserver {
   virtual void passEnds() {}
   /// A message is larger than any server takes and is left out. The run goes on meanwhile.
   virtual void messageTooLarge() {}
+  /// The settings are saved next, as they stand by then.
+  virtual void savesSettings() {}
   /// All is stored and the ledger closed. The run's log can still take lines.
   virtual void stored(const RunReport&) {}
   /// The run's log is whole; its path is still `ProcessState::storeLogPath`.

@@ -206,7 +206,7 @@ InstalledSchedule Schedule::installed() const {
 
 void Schedule::fillEmptyTime() {
   // A time control always shows one.
-  std::string& time = context_.settings.form.schedTime;
+  std::string& time = context_.settings.user.schedTime;
   if (!isMoment(time)) time = localDateTime(context_.environment.now());
 }
 
@@ -253,7 +253,7 @@ Faults Schedule::schedule() {
   std::string scheduleTemplate = readTemplate();
   replaceAll(scheduleTemplate, "#kdcommand#", command());
   fillEmptyTime();
-  Faults faults = context_.settings.savePrefButton();
+  Faults faults = context_.settings.savePreferences();
   context_.settings.getPrefs();
   if (Faults left = removeSchedule(); !left.empty()) {
     append(faults, std::move(left));

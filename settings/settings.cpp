@@ -158,21 +158,6 @@ void Settings::fillDbPathFromPreference() {
   database_.dbPath = prefs_.text("dbPath").value_or("");
 }
 
-void Settings::showState() {
-  fillDbPathFromPreference();
-  // Left over from an older layout, where they are there.
-  form.attachSizeTextField = prefs_.text("attachSize").value_or(archive.attachSize);
-  form.limitSearchTextField = prefs_.text("limitSearchSize").value_or(archive.limitSearchSize);
-  // What was typed and clicked before a cancel is no setting.
-  form.importFolderTextField = archive.importFolderPath;
-  form.schedTime = user.schedTime;
-  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
-    form.schedChecks[i] = user.scheddays[i] != 0;
-  }
-  showChecks();
-  showUserState();
-}
-
 void Settings::beginFirstRun() {
   resetPrefs();
   user.panelFont = user.listFont = user.bodyFont = FontSetting();
@@ -180,9 +165,10 @@ void Settings::beginFirstRun() {
   prefs_.setInteger("diskAccessState", user.diskAccessState);
 }
 
-void Settings::getPrefs() {
+bool Settings::getPrefs() {
   fillDbPathFromPreference();
-  if (database_.dbPath.empty()) beginFirstRun();
+  const bool first = database_.dbPath.empty();
+  if (first) beginFirstRun();
   if (process_.debugLogOn) process_.workFolder = process_.homePath + "/Desktop/";
   // Only the older layout has this key.
   if (prefs_.has("attachSize")) migrateOlderLayout();
@@ -190,13 +176,15 @@ void Settings::getPrefs() {
   readSchedule();
   readFonts();
   knownUser_ = user;
-  showChecks();
-  showSelection();
-  addTitles(form.databasesPullDown, user.databaseList);
-  if (user.hoursStep == 0) user.hoursStep = leadingInt(form.hoursTextField);
-  showUserState();
-  call(callbacks_.loadRulesAndSearches);
+  // A stored 0 is no step, and gives way to the present one with the next save.
+  if (prefs_.integer("hoursStep") == 0) knownUser_.hoursStep = 0;
+  if (archive.mailboxesState != 0) {
+    process_.tmpFilePath = process_.workFolder + "/" + database_.dbPath + ".tmp";
+  } else if (archive.importFolderState == 0) {
+    archive.importFolderPath.clear();
+  }
   applyAppearance();
+  return first;
 }
 
 void Settings::migrateOlderLayout() {
@@ -205,10 +193,8 @@ void Settings::migrateOlderLayout() {
     const std::optional<std::int64_t> value = prefs_.integer(key.name);
     if (value && key.member != nullptr) archive.*key.member = static_cast<int>(*value);
   }
-  form.attachSizeTextField = archive.attachSize =
-      prefs_.text("attachSize").value_or(archive.attachSize);
-  form.limitSearchTextField = archive.limitSearchSize =
-      prefs_.text("limitSearchSize").value_or(archive.limitSearchSize);
+  archive.attachSize = prefs_.text("attachSize").value_or(archive.attachSize);
+  archive.limitSearchSize = prefs_.text("limitSearchSize").value_or(archive.limitSearchSize);
   archive.browseNameString = prefs_.text("browseNameString").value_or("");
   const std::pair<const char*, std::vector<std::string>*> lists[] = {
       {"categories", &categoryList},
@@ -230,8 +216,6 @@ void Settings::readUserKeys() {
   for (const UserKey& key : kKeysWhenSet) {
     if (const int value = intOf(prefs_, key.name); value != 0) user.*key.member = value;
   }
-  // A stored 0 is no step: the field says how many hours.
-  if (prefs_.has("hoursStep") && intOf(prefs_, "hoursStep") == 0) user.hoursStep = 0;
   for (const UserKey& key : kKeysOnAtFirst) {
     if (prefs_.has(key.name)) user.*key.member = intOf(prefs_, key.name);
   }
@@ -245,13 +229,12 @@ void Settings::readSchedule() {
     const PlistArray& stored = *days->array();
     for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
       user.scheddays[i] = i < stored.size() ? static_cast<int>(stored[i].integer().value_or(0)) : 0;
-      form.schedChecks[i] = user.scheddays[i] != 0;
     }
   }
   const std::optional<std::string> value = prefs_.text("schedDateValue");
   if (!value) return;
   // "yyyy-MM-dd HH:mm:ss"
-  user.schedTime = form.schedTime = *value;
+  user.schedTime = *value;
   user.schedHour = value->size() >= 13 ? value->substr(11, 2) : "";
   user.schedMinute = value->size() >= 16 ? value->substr(14, 2) : "";
 }
@@ -263,48 +246,6 @@ void Settings::readFonts() {
     if (prefs_.has(key)) *font = fontOf(prefs_.find(key));
     if (font->name.empty()) *font = FontSetting();
   }
-}
-
-void Settings::showSources() {
-  form.trashCheck = archive.trashState != 0;
-  form.junkCheck = archive.junkState != 0;
-  form.largeAttachCheck = archive.largeAttachState != 0;
-  form.importFolderCheck = archive.importFolderState != 0;
-  form.deleteFolderCheck = archive.deleteFolderState != 0;
-}
-
-void Settings::showChecks() {
-  showSources();
-  form.updatesCheck = archive.updatesState != 0;
-  form.skipDupsCheck = archive.skipDupsState != 0;
-  form.limitSearchCheck = archive.limitSearchState != 0;
-  form.launchAttachCheck = user.launchAttachments != 0;
-  form.keepDifferingCheck = user.keepDiffering != 0;
-  form.declaredCharsetsCheck = user.declaredCharsets != 0;
-  form.showOnStartupCheck = user.showOnStartupState != 0;
-  form.everyHourCheck = user.hoursState != 0;
-  form.selectEmailAppMatrix = archive.postbox;
-  form.selectAppearanceMatrix = archive.appearanceState;
-  form.selectAcctsMboxMatrix = archive.mailboxesState != 0 ? 1 : 0;
-}
-
-void Settings::showSelection() {
-  if (archive.mailboxesState != 0) {
-    process_.tmpFilePath = process_.workFolder + "/" + database_.dbPath + ".tmp";
-  } else if (archive.importFolderState == 0) {
-    archive.importFolderPath.clear();
-    form.importFolderTextField.clear();
-  }
-}
-
-void Settings::showUserState() {
-  form.hoursTextField = form.hoursStepper = std::to_string(user.hoursStep);
-  form.dateFormats = user.dateFormat;
-  form.separators = user.separator;
-  form.sortOrderMatrix = user.sortOrder;
-  form.sortFieldMatrixRow = user.sortFieldRow;
-  form.sortFieldMatrixCol = user.sortFieldCol;
-  form.leaveLogCheck = user.leaveLogState != 0;
 }
 
 void Settings::applyAppearance() {
@@ -324,50 +265,14 @@ void Settings::noteDatabase() {
   if (!database_.dbPath.empty() && database_.remembered) {
     addTitles(user.databaseList, {database_.dbPath});
   }
-  addTitles(form.databasesPullDown, user.databaseList);
 }
 
 Faults Settings::forgetDatabase(const std::string& name) {
   std::erase(user.databaseList, name);
   const Result<void> saved = prefs_.edit(
       [name](PlistDict& keys) { std::erase(listAt(keys, kDatabases), PlistValue{name}); });
-  std::erase(form.databasesPullDown, name);
   if (!saved) return {couldNotSave(saved.error())};
   return {};
-}
-
-void Settings::readControls() {
-  archive.attachState = 1;
-  // The raw source is always kept.
-  archive.origState = 1;
-  archive.trashState = form.trashCheck ? 1 : 0;
-  archive.junkState = form.junkCheck ? 1 : 0;
-  archive.largeAttachState = form.largeAttachCheck ? 1 : 0;
-  archive.updatesState = form.updatesCheck ? 1 : 0;
-  archive.importFolderState = form.importFolderCheck ? 1 : 0;
-  archive.importFolderPath = form.importFolderTextField;
-  archive.deleteFolderState = form.deleteFolderCheck ? 1 : 0;
-  archive.skipDupsState = form.skipDupsCheck ? 1 : 0;
-  archive.limitSearchState = form.limitSearchCheck ? 1 : 0;
-  archive.mailboxesState = form.selectAcctsMboxMatrix;
-  archive.postbox = form.selectEmailAppMatrix;
-  archive.appearanceState = form.selectAppearanceMatrix;
-  user.launchAttachments = form.launchAttachCheck ? 1 : 0;
-  user.keepDiffering = form.keepDifferingCheck ? 1 : 0;
-  user.declaredCharsets = form.declaredCharsetsCheck ? 1 : 0;
-  user.showOnStartupState = form.showOnStartupCheck ? 1 : 0;
-  user.schedTime = form.schedTime;
-  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
-    user.scheddays[i] = form.schedChecks[i] ? 1 : 0;
-  }
-  user.hoursState = form.everyHourCheck ? 1 : 0;
-  user.dateFormat = form.dateFormats;
-  user.separator = form.separators;
-  user.sortOrder = form.sortOrderMatrix;
-  user.sortFieldRow = form.sortFieldMatrixRow;
-  user.sortFieldCol = form.sortFieldMatrixCol;
-  user.hoursStep = leadingInt(form.hoursTextField);
-  user.leaveLogState = form.leaveLogCheck ? 1 : 0;
 }
 
 bool Settings::toBeWritten(const char* key, bool changed) const {
@@ -416,33 +321,22 @@ Faults Settings::savePreferences() {
   const bool unnamed = database_.dbPath.empty();
   noteDatabase();
   Faults faults = getCategories();
-  addTitles(searchCatButton.titles, categoryList);
-  addTitles(setCatButton.titles, categoryList);
-  readControls();
+  // Attachments and the raw source are always kept.
+  archive.attachState = archive.origState = 1;
   if (unnamed) {
     database_.dbPath = kDefaultDatabase;
     user.showOnStartupState = 1;
-    form.showOnStartupCheck = true;
   }
-  archive.attachSize = form.attachSizeTextField;
-  archive.limitSearchSize = form.limitSearchTextField;
   writeUserKeys();
   const Result<void> written =
       prefs_.edit([known = user.databaseList](PlistDict& keys) { addNames(keys, known); });
   if (!written) faults.push_back(couldNotSave(written.error()));
   append(faults, saveSettings());
-  form.largeAttachCheckEnabled = archive.attachState != 0;
   applyAppearance();
   return faults;
 }
 
 // The rows of the archive.
-
-void Settings::clearImportWithoutFolder() {
-  if (!archive.importFolderPath.empty()) return;
-  archive.importFolderState = 0;
-  form.importFolderCheck = false;
-}
 
 StoredSettings Settings::presentSettings() const {
   return {database_.dbPath, 1, archive, selectedAccounts, selectedMailboxes, categoryList};
@@ -463,12 +357,7 @@ Faults Settings::getSettings() {
     archive.htmlState = 1;
     archive.origState = 1;
   }
-  form.attachSizeTextField = archive.attachSize;
-  form.limitSearchTextField = archive.limitSearchSize;
-  form.importFolderTextField = archive.importFolderPath;
-  // The choice takes effect when it is clicked, so that the control never holds anything unsaved.
-  form.selectAcctsMboxMatrix = archive.mailboxesState != 0 ? 1 : 0;
-  clearImportWithoutFolder();
+  if (archive.importFolderPath.empty()) archive.importFolderState = 0;
   const bool listsRead = store_.readAccounts(selectedAccounts) &&
                          store_.readMailboxes(selectedMailboxes) &&
                          store_.readCategories(categoryList);
@@ -510,19 +399,8 @@ Faults Settings::getCategories() {
     const std::optional<std::string_view> cell = rows->cell(0);
     if (cell && !cell->empty()) categoryList.push_back(toUtf8(*cell));
   }
-  fillCategoryMenus();
+  categoriesInUse = categoryList;
   return faults;
-}
-
-void Settings::fillCategoryMenus() {
-  categoryTitles = {kNoCategoryTitle};
-  for (const std::string& category : categoryList) {
-    if (category != kNoCategoryTitle) categoryTitles.push_back(category);
-  }
-  for (CategoryMenu* menu : {&searchCatButton, &setCatButton, &ruleCatButton}) {
-    menu->titles = categoryTitles;
-    menu->selected = 0;
-  }
 }
 
 // What the user does.
@@ -530,42 +408,11 @@ void Settings::fillCategoryMenus() {
 void Settings::resetPrefs() {
   archive.attachState = 1;
   archive.updatesState = 1;
-  form.updatesCheck = true;
   archive.skipDupsState = 0;
-  form.skipDupsCheck = false;
   archive.appearanceState = 0;
-  form.selectAppearanceMatrix = 0;
   archive.limitSearchState = 1;
-  form.limitSearchCheck = true;
   archive.limitSearchSize = "1000";
-  form.limitSearchTextField = archive.limitSearchSize;
-  showSources();
-  form.launchAttachCheck = false;
-  call(callbacks_.accountRowsStale);
-}
-
-Faults Settings::savePrefButton() {
-  // A folder may have been typed.
-  archive.importFolderPath = form.importFolderTextField;
-  clearImportWithoutFolder();
-  return savePreferences();
-}
-
-Faults Settings::chooseDatabase(const std::string& title) {
-  if (title == kChooseDatabaseTitle) return {};
-  database_.dbPath = title;
-  Faults faults = getCategories();
-  append(faults, getSettings());
-  getPrefs();
-  return faults;
-}
-
-Faults Settings::chooseImportFolder(const std::string& folder) {
-  form.importFolderTextField = folder;
-  archive.importFolderPath = folder;
-  Faults faults = saveSettings();
-  append(faults, getSettings());
-  return faults;
+  user.launchAttachments = 0;
 }
 
 std::string Settings::copiesFolder() const { return supportFolder(process_) + "/Settings"; }

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "archive/archive_database.h"
@@ -26,36 +24,27 @@ namespace keldane {
 /// first connect on every archive has its row.
 class Settings {
  public:
-  struct Callbacks {
-    std::function<void()> loadRulesAndSearches;  ///< part of `getPrefs`: rows of rules and searches
-    std::function<void()> accountRowsStale;      ///< the selection table must be built again
-  };
-
   Settings(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
            ProcessState& process);
-  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
-  /// Property list to state and controls. Takes the archive settings of an older layout out of the
-  /// property list, once; the next `saveSettings` puts them into the database.
-  void getPrefs();
-  /// Controls to state, to the property list, and to the archive's rows.
+  /// Property list to state. Takes the archive settings of an older layout out of the property
+  /// list, once; the next `saveSettings` puts them into the database. True when there was no
+  /// database yet, so that the values are those of a first start.
+  bool getPrefs();
+  /// State to the property list and to the archive's rows.
   [[nodiscard]] Faults savePreferences();
-  /// The Save button.
-  [[nodiscard]] Faults savePrefButton();
-  /// Values of a first start.
+  /// Values of a first start. The rows of accounts, where some are shown, must be made again.
   void resetPrefs();
-  /// The archive's rows to state and controls. Without a row the state stays: a new archive takes
-  /// over the settings of the one before.
+  /// The archive's rows to state. Without a row the state stays: a new archive takes over the
+  /// settings of the one before.
   [[nodiscard]] Faults getSettings();
   /// Whether the archive had a row of settings when they were read last.
   [[nodiscard]] bool archiveHasSettings() const { return hasRow_; }
   /// Saves what has changed since `getSettings`; what other programs have saved meanwhile stays.
   /// After a fault the archive's settings are as they were.
   [[nodiscard]] Faults saveSettings();
-  /// The categories in use, into the three menus, which stay when the server refuses.
+  /// The categories in use to `categoryList`, which is empty when the server refuses.
   [[nodiscard]] Faults getCategories();
-  /// The settings window opens: state to controls.
-  void showState();
   /// Copies the preferences under the name of the database: path of the copy.
   [[nodiscard]] Result<std::string> copySettings();
   [[nodiscard]] std::string copiesFolder() const;
@@ -63,31 +52,20 @@ class Settings {
   /// Replaces the preferences by a copy. The program must be started anew to go by them. Fails with
   /// the preferences as they were.
   [[nodiscard]] Result<void> replaceSettings(const PlistDict& copy);
-  [[nodiscard]] Faults chooseImportFolder(const std::string& folder);
-  /// The action of `databasesPullDown`.
-  [[nodiscard]] Faults chooseDatabase(const std::string& title);
-  /// Takes a dropped database out of the list and the menu.
+  /// Takes a dropped database out of the list.
   [[nodiscard]] Faults forgetDatabase(const std::string& name);
 
   ArchiveSettings archive;
   UserSettings user;
-  SettingsForm form;
   std::vector<std::string> selectedAccounts;
   std::vector<std::string> selectedMailboxes;
   std::vector<std::string> categoryList;
-  /// Titles of the category menus: "None", then the categories.
-  std::vector<std::string> categoryTitles = {kNoCategoryTitle};
-  CategoryMenu searchCatButton;
-  CategoryMenu setCatButton;
-  CategoryMenu ruleCatButton;
-  std::string catTextField;
+  /// The categories as the server told them last, for menus.
+  std::vector<std::string> categoriesInUse;
   /// Appearance of the program: dark, or light.
   bool darkAppearance = false;
 
  private:
-  static void call(const std::function<void()>& callback) {
-    if (callback) callback();
-  }
   [[nodiscard]] Fault sqlError() const;
 
   void beginFirstRun();
@@ -95,25 +73,17 @@ class Settings {
   void readUserKeys();
   void readSchedule();
   void readFonts();
-  void showSources();
-  void showChecks();
-  void showSelection();
-  void showUserState();
   void applyAppearance();
   void noteDatabase();
-  void readControls();
   void writeUserKeys();
   [[nodiscard]] bool toBeWritten(const char* key, bool changed) const;
   void fillDbPathFromPreference();
   [[nodiscard]] StoredSettings presentSettings() const;
-  void fillCategoryMenus();
-  void clearImportWithoutFolder();
 
   ServerSession& session_;
   ArchiveDatabase& database_;
   PreferencesFile& prefs_;
   ProcessState& process_;
-  Callbacks callbacks_;
   SettingsStore store_;
   /// The archive's settings as they were read or saved last; nullopt when they could not be read.
   std::optional<StoredSettings> known_;

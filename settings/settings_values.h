@@ -1,15 +1,10 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace keldane {
-
-/// First titles of the menus: the one that chooses nothing.
-inline constexpr const char* kChooseDatabaseTitle = "Choose database...";
-inline constexpr const char* kNoCategoryTitle = "None";
 
 /// The settings that belong to one archive: its row in the table `settings`.
 struct ArchiveSettings {
@@ -76,52 +71,8 @@ struct UserSettings {
   FontSetting panelFont;
   FontSetting listFont;
   FontSetting bodyFont;
-};
 
-/// The controls of the settings window, as values.
-struct SettingsForm {
-  bool trashCheck = false;
-  bool junkCheck = false;
-  bool trashCheckEnabled = true;
-  bool junkCheckEnabled = true;
-  bool largeAttachCheck = false;
-  bool largeAttachCheckEnabled = true;
-  std::string attachSizeTextField = "1.6";
-  bool updatesCheck = true;
-  bool importFolderCheck = false;
-  std::string importFolderTextField;
-  bool deleteFolderCheck = false;
-  bool skipDupsCheck = false;
-  bool limitSearchCheck = true;
-  std::string limitSearchTextField = "1000";
-  int selectAcctsMboxMatrix = 0;
-  int selectEmailAppMatrix = 0;
-  int selectAppearanceMatrix = 0;
-  std::array<bool, 8> schedChecks{};  ///< schedAll, schedSun to schedSat
-  bool everyHourCheck = false;
-  std::string hoursTextField = "2";
-  std::string hoursStepper = "2";
-  std::string schedTime;
-  int dateFormats = 0;
-  int separators = 0;
-  int sortOrderMatrix = 0;
-  int sortFieldMatrixRow = 1;
-  int sortFieldMatrixCol = 0;
-  bool leaveLogCheck = true;
-  bool launchAttachCheck = false;
-  bool keepDifferingCheck = true;
-  bool declaredCharsetsCheck = true;
-  bool showOnStartupCheck = false;
-  std::vector<std::string> databasesPullDown = {kChooseDatabaseTitle};
-  int settingsToolbar = 0;  ///< selected tab: general, accounts, viewing, schedule, tag rules
-  bool debugItem = false;
-};
-
-/// A pop-up of tag categories: its titles, and which is selected.
-struct CategoryMenu {
-  std::vector<std::string> titles = {kNoCategoryTitle};
-  std::size_t selected = 0;
-  [[nodiscard]] const std::string& title() const { return titles.at(selected); }
+  bool operator==(const UserSettings&) const = default;
 };
 
 }  // namespace keldane

@@ -168,7 +168,10 @@ void ArchivePanel::messageTooLarge() {
        .buttons = {"Continue"}});
 }
 
+void ArchivePanel::savesSettings() { context_.settings.readControls(); }
+
 void ArchivePanel::stored(const RunReport& report) {
+  context_.settings.showSettings();
   MailSources& sources = context_.archiver.sources();
   sources.importMode = false;
   if (sources.choosesMailboxes() && !sources.mailboxNamesLoaded) context_.chooser.getMailboxNames();

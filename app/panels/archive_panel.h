@@ -7,6 +7,7 @@
 #include "app/archiver.h"
 #include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
+#include "app/panels/settings_panel.h"
 #include "app/panels/source_chooser.h"
 #include "app/panels/store_date_sheet.h"
 #include "app/user_interface.h"
@@ -20,6 +21,7 @@ class ArchivePanel : public RunObserver {
  public:
   struct Context {
     Archiver& archiver;
+    SettingsPanel& settings;
     SourceChooser& chooser;
     ResultTable& resultTable;
     ProgressPanel& progress;
@@ -51,6 +53,7 @@ class ArchivePanel : public RunObserver {
   void passBegins() override;
   void passEnds() override;
   void messageTooLarge() override;
+  void savesSettings() override;
   void stored(const RunReport& report) override;
   void logged(const RunReport& report) override;
   void ended() override;

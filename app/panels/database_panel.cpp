@@ -20,11 +20,9 @@ void DatabasePanel::deleteDatabase() {
     return;
   }
   ui_.alert({"Database Deleted", "The " + name + " database has been deleted."});
-  Settings& settings = archiver_.settings();
-  Faults faults = settings.forgetDatabase(name);
-  append(faults, settings.savePreferences());
-  settings.getPrefs();
-  showFaults(faults, archiver_.process(), ui_);
+  showFaults(archiver_.settings().forgetDatabase(name), archiver_.process(), ui_);
+  settingsPanel_.savePreferences();
+  settingsPanel_.getPrefs();
   settingsPanel_.refresh();
 }
 

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "app/panels/fault_alerts.h"
 #include "app/query_settings.h"
 #include "query/saved_searches.h"
 
@@ -157,7 +156,7 @@ void RetrieveSheet::browseDatabase() {
     // The searches are this user's, the choice is the archive's: another user may have that one.
     if (context_.database.opening == Opening::create) {
       name.clear();
-      showFaults(context_.settings.savePreferences(), context_.process, context_.ui);
+      context_.savePreferences();
     }
   }
   resetRetrieve(form);

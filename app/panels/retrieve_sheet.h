@@ -45,6 +45,7 @@ class RetrieveSheet {
     std::function<void()> doConnect;
     std::function<void()> openDatabase;
     std::function<bool()> isArchiving;  ///< a run is counting messages
+    std::function<void()> savePreferences;
   };
 
   explicit RetrieveSheet(Context context) : context_(std::move(context)) {}

@@ -1,7 +1,5 @@
 #include "app/panels/saved_searches_panel.h"
 
-#include "app/panels/fault_alerts.h"
-
 namespace keldane {
 
 void SavedSearchesPanel::load() {
@@ -53,7 +51,7 @@ void SavedSearchesPanel::deleteSearch() {
 void SavedSearchesPanel::persisted(const Result<void>& saved) {
   if (!saved) ui_.alert({"Saved Searches", saved.error(), AlertStyle::critical, {"OK"}});
   load();
-  settings_.getPrefs();
+  if (getPrefs) getPrefs();
   ui_.changed("savedSearchesTableView");
 }
 
@@ -93,7 +91,7 @@ void SavedSearchesPanel::cancelSavedSearch() {
 
 void SavedSearchesPanel::saveBrowseName(const std::string& name) {
   settings_.archive.browseNameString = name;
-  showFaults(settings_.savePreferences(), process_, ui_);
+  if (savePreferences) savePreferences();
 }
 
 void SavedSearchesPanel::setBrowse() {

@@ -6,7 +6,6 @@
 
 #include "app/panels/retrieve_sheet.h"
 #include "app/user_interface.h"
-#include "platform/process_state.h"
 #include "query/saved_searches.h"
 #include "settings/preferences_file.h"
 #include "settings/settings.h"
@@ -18,8 +17,8 @@ namespace keldane {
 class SavedSearchesPanel {
  public:
   SavedSearchesPanel(PreferencesFile& prefs, Settings& settings, RetrieveSheet& sheet,
-                     const ProcessState& process, UserInterface& ui)
-      : prefs_(prefs), settings_(settings), sheet_(sheet), process_(process), ui_(ui) {}
+                     UserInterface& ui)
+      : prefs_(prefs), settings_(settings), sheet_(sheet), ui_(ui) {}
 
   /// Takes the list from the preferences; nothing is selected afterwards.
   void load();
@@ -45,6 +44,10 @@ class SavedSearchesPanel {
   void setBrowse();
   void resetBrowse();
 
+  /// What the settings do here: saving them, and reading them anew once the list has been saved.
+  std::function<void()> savePreferences;
+  std::function<void()> getPrefs;
+
   [[nodiscard]] const std::vector<SavedSearch>& savedSearchList() const { return list_; }
   [[nodiscard]] int savedSearchIndex() const { return savedSearchIndex_; }
   [[nodiscard]] const std::string& savedSearchName() const { return savedSearchName_; }
@@ -58,7 +61,6 @@ class SavedSearchesPanel {
   PreferencesFile& prefs_;
   Settings& settings_;
   RetrieveSheet& sheet_;
-  const ProcessState& process_;
   UserInterface& ui_;
   std::vector<SavedSearch> list_;
   int savedSearchIndex_ = -1;

@@ -7,8 +7,9 @@
 namespace keldane {
 
 void SchedulePanel::schedule() {
-  settingsPanel_.takeSelection();
+  settingsPanel_.takeControls();
   const Faults faults = archiver_.schedule().schedule();
+  settingsPanel_.showPrefs();
   settingsPanel_.refresh();
   settingsPanel_.saved();
   showFaults(faults, archiver_.process(), ui_);
@@ -27,13 +28,13 @@ void SchedulePanel::removeSchedule() {
 }
 
 void SchedulePanel::changeSchedAll() {
-  auto& checks = archiver_.settings().form.schedChecks;
+  auto& checks = settingsPanel_.form.schedChecks;
   for (bool& day : checks) day = checks[0];
   ui_.changed("scheduleView");
 }
 
 void SchedulePanel::changeSchedDays() {
-  archiver_.settings().form.schedChecks[0] = false;
+  settingsPanel_.form.schedChecks[0] = false;
   ui_.changed("scheduleView");
 }
 

@@ -29,14 +29,37 @@ constexpr std::array<Tab, 5> kTabs = {{{"generalView", "General"},
 
 }  // namespace
 
-SettingsPanel::SettingsPanel(Archiver& archiver, SourceChooser& chooser, UserInterface& ui)
-    : archiver_(archiver), settings_(archiver.settings()), chooser_(chooser), ui_(ui) {}
+SettingsPanel::SettingsPanel(Archiver& archiver, SettingsForm& controls, SourceChooser& chooser,
+                             UserInterface& ui)
+    : form(controls),
+      archiver_(archiver),
+      settings_(archiver.settings()),
+      chooser_(chooser),
+      ui_(ui) {}
 
 void SettingsPanel::tell(const Faults& faults) { showFaults(faults, archiver_.process(), ui_); }
 
+void SettingsPanel::takeControls() {
+  chooser_.rebuildSelection();
+  // A folder may have been typed; without one there is nothing to import.
+  if (form.importFolderTextField.empty()) form.importFolderCheck = false;
+  readControls();
+}
+
+Faults SettingsPanel::save() {
+  Faults faults = settings_.savePreferences();
+  showSettings();
+  return faults;
+}
+
+void SettingsPanel::savePreferences() {
+  readControls();
+  tell(save());
+}
+
 bool SettingsPanel::savePrefButton() {
-  takeSelection();
-  const Faults faults = settings_.savePrefButton();
+  takeControls();
+  const Faults faults = save();
   tell(faults);
   refresh();
   saved();
@@ -50,19 +73,48 @@ void SettingsPanel::saved() {
   if (get500emails) get500emails();
 }
 
+void SettingsPanel::showSettings() {
+  keldane::showSettings(settings_, form);
+  if (fillCategoryMenus) fillCategoryMenus(settings_.categoriesInUse);
+}
+
+void SettingsPanel::showPrefs() {
+  showSettings();
+  if (loadRulesAndSearches) loadRulesAndSearches();
+}
+
+void SettingsPanel::getPrefs() {
+  archiver_.getPrefs();
+  // A stored 0 is no step: the field says how many hours.
+  const bool noStep = archiver_.preferences().integer("hoursStep") == 0;
+  if (noStep) settings_.user.hoursStep = leadingInt(form.hoursTextField);
+  showPrefs();
+}
+
 void SettingsPanel::doPrefPanel() {
   if (!ui_.isPanelVisible(kPanel)) {
-    chooser_.fillSelectionTable();
-    settings_.showState();
+    fillWindow();
     for (const char* control : {"selectAcctsTableView", "dbPath", kPanel}) ui_.changed(control);
   }
   showTab();
   ui_.showPanel(kPanel);
 }
 
+void SettingsPanel::fillWindow() {
+  const PreferencesFile& prefs = archiver_.preferences();
+  std::string& database = archiver_.database().dbPath;
+  if (database.empty()) database = prefs.text("dbPath").value_or("");
+  chooser_.fillSelectionTable();
+  // What was typed and clicked before a cancel is no setting.
+  keldane::showSettings(settings_, form);
+  // Left over from an older layout, where they are there.
+  form.attachSizeTextField = prefs.text("attachSize").value_or(form.attachSizeTextField);
+  form.limitSearchTextField = prefs.text("limitSearchSize").value_or(form.limitSearchTextField);
+}
+
 void SettingsPanel::showTab() {
   // A sixth item of the toolbar can be selected and shows nothing of its own.
-  const int selected = settings_.form.settingsToolbar;
+  const int selected = form.settingsToolbar;
   if (selected < 0) return;
   const auto tab = static_cast<std::size_t>(selected);
   if (tab >= kTabs.size()) return;
@@ -77,12 +129,6 @@ void SettingsPanel::showTab() {
   ui_.changed(kPanel);
 }
 
-void SettingsPanel::chooseSetCat() {
-  const std::string& title = settings_.setCatButton.title();
-  settings_.catTextField = title == kNoCategoryTitle ? "" : title;
-  ui_.changed("catTextField");
-}
-
 void SettingsPanel::refresh() {
   for (const char* control :
        {"databasesPullDown", "mySaveOrigSelected", "mySaveOrigAll", "searchCatButton",
@@ -95,7 +141,13 @@ void SettingsPanel::refresh() {
 void SettingsPanel::cancelPrefs() { ui_.closePanel(kPanel); }
 
 void SettingsPanel::chooseDatabase(const std::string& title) {
-  tell(settings_.chooseDatabase(title));
+  if (title != kChooseDatabaseTitle) {
+    archiver_.database().dbPath = title;
+    Faults faults = settings_.getCategories();
+    append(faults, settings_.getSettings());
+    getPrefs();
+    tell(faults);
+  }
   refresh();
 }
 
@@ -133,8 +185,8 @@ void SettingsPanel::replaceSettingsCopy() {
 }
 
 void SettingsPanel::setDebugLog() {
-  settings_.form.debugItem = !settings_.form.debugItem;
-  archiver_.setDebugLog(settings_.form.debugItem);
+  form.debugItem = !form.debugItem;
+  archiver_.setDebugLog(form.debugItem);
   ui_.changed("debugItem");
 }
 
@@ -146,7 +198,11 @@ void SettingsPanel::openImportFolderPath() {
   chooser.folders = true;
   const std::vector<std::string> chosen = ui_.chooseFiles(chooser);
   if (chosen.empty()) return;
-  tell(settings_.chooseImportFolder(chosen.front()));
+  settings_.archive.importFolderPath = chosen.front();
+  Faults faults = settings_.saveSettings();
+  append(faults, settings_.getSettings());
+  showArchiveTexts(settings_.archive, form);
+  tell(faults);
   refresh();
   doPrefPanel();
 }

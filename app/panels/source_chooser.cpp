@@ -12,7 +12,7 @@ namespace keldane {
 void SourceChooser::showRows() { context_.ui.changed("selectAcctsTableView"); }
 
 void SourceChooser::enableTrashAndJunk() {
-  SettingsForm& form = context_.settings.form;
+  SettingsForm& form = context_.form;
   form.trashCheckEnabled = form.junkCheckEnabled = true;
   context_.ui.changed("trashCheck");
   context_.ui.changed("junkCheck");
@@ -20,7 +20,7 @@ void SourceChooser::enableTrashAndJunk() {
 
 void SourceChooser::selectEmailApp() {
   Settings& settings = context_.settings;
-  settings.archive.postbox = settings.form.selectEmailAppMatrix;
+  settings.archive.postbox = context_.form.selectEmailAppMatrix;
   if (settings.archive.postbox == 0) probeMailStore(context_.process);
   if (context_.sources.choosesMailboxes()) {
     enableTrashAndJunk();
@@ -40,9 +40,9 @@ void SourceChooser::selectEmailApp() {
 
 void SourceChooser::selectMailboxes() {
   Settings& settings = context_.settings;
-  settings.archive.mailboxesState = settings.form.selectAcctsMboxMatrix;
-  settings.form.trashCheck = settings.archive.trashState != 0;
-  settings.form.junkCheck = settings.archive.junkState != 0;
+  settings.archive.mailboxesState = context_.form.selectAcctsMboxMatrix;
+  context_.form.trashCheck = settings.archive.trashState != 0;
+  context_.form.junkCheck = settings.archive.junkState != 0;
   enableTrashAndJunk();
   context_.sources.acctRowsLoaded = false;
   if (!context_.sources.choosesMailboxes()) {
@@ -111,6 +111,7 @@ void SourceChooser::getMailboxNames() {
   context_.ui.changed("progressLabels");
   context_.progress.doProgressPanel("Looking for mailboxes...");
   tellOfMailApplication(context_.sources.getMailboxNames());
+  if (context_.settings.archive.importFolderState == 0) context_.form.importFolderTextField.clear();
   context_.ui.changed("importFolderTextField");
   showRows();
   context_.progress.close();

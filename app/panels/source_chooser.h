@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "app/panels/progress_panel.h"
+#include "app/panels/settings_form.h"
 #include "app/user_interface.h"
 #include "archive/archive_database.h"
 #include "ingest/sources/mail_sources.h"
@@ -19,6 +20,7 @@ class SourceChooser {
   struct Context {
     ProcessState& process;
     Settings& settings;
+    SettingsForm& form;  ///< of the settings window
     MailSources& sources;
     ArchiveDatabase& database;
     ProgressPanel& progress;

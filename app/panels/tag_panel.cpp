@@ -36,8 +36,7 @@ void TagPanel::tagEmail() {
 }
 
 void TagPanel::setTags() {
-  settings_.setCatButton.selected = 0;
-  settings_.catTextField.clear();
+  setCatButton.selected = 0;
   form = {};
   if (!selectedRows.empty() && selectedRows.back() < list_.emailRows.size()) {
     const Emailrow& row = list_.emailRows[list_.modelIndex(selectedRows.back())];
@@ -51,7 +50,7 @@ void TagPanel::setTags() {
         return toUtf8(rows->cell(column).value_or(std::string_view()));
       };
       while (rows->next()) {
-        settings_.catTextField = cell(0);
+        form.catTextField = cell(0);
         form.keywordsTextField = cell(1);
         form.priorityButton =
             static_cast<std::size_t>(priorityOfTitle(priorityTitle(leadingInt(cell(2)))));
@@ -60,6 +59,11 @@ void TagPanel::setTags() {
     }
   }
   ui_.changed("tagPanel");
+}
+
+void TagPanel::chooseSetCat() {
+  form.catTextField = setCatButton.category();
+  ui_.changed("catTextField");
 }
 
 bool TagPanel::replaceTags() {
@@ -97,13 +101,12 @@ bool TagPanel::addTags() {
 
 /// The form's category, without the words that stand for none. A new one joins the lists.
 std::string TagPanel::takeCategory() {
-  const std::string& category = settings_.catTextField;
+  const std::string& category = form.catTextField;
   if (category.empty() || category == "None" || category == "none") return {};
   std::vector<std::string>& known = settings_.categoryList;
   if (std::find(known.begin(), known.end(), category) == known.end()) {
     known.push_back(category);
-    settings_.searchCatButton.titles.push_back(category);
-    settings_.setCatButton.titles.push_back(category);
+    setCatButton.titles.push_back(category);
     ui_.changed("searchCatButton");
     ui_.changed("setCatButton");
   }

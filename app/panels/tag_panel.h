@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "app/panels/category_menu.h"
 #include "app/panels/progress_panel.h"
 #include "app/panels/result_table.h"
 #include "app/user_interface.h"
@@ -14,9 +15,9 @@
 
 namespace keldane {
 
-/// The controls of `tagPanel`. The category's field and menu are `catTextField` and `setCatButton`
-/// of the settings, beside the other menus of categories.
+/// The controls of `tagPanel`, but for its menu of categories.
 struct TagForm {
+  std::string catTextField;
   std::string keywordsTextField;
   std::string notesTextField;
   std::size_t priorityButton = 0;  ///< index into kPriorityTitles
@@ -40,8 +41,12 @@ class TagPanel {
   bool addTags();
   /// The same, with blanks in front of a value kept.
   bool replaceTags();
+  /// The action of `setCatButton`.
+  void chooseSetCat();
 
   TagForm form;
+  /// Its titles are those of the search form's `searchCatButton` too.
+  CategoryMenu setCatButton;
   /// Rows of the table, in any order. The one selected last is the one that is shown.
   std::vector<std::size_t> selectedRows;
   /// How many messages the last `addTags` has tagged, as a sentence. No face needs to show it.

@@ -9,8 +9,7 @@
 
 namespace keldane {
 
-TagRuleEditor::TagRuleEditor(TagRuleList& rules, Settings& settings, UserInterface& ui)
-    : rules_(rules), settings_(settings), ui_(ui) {
+TagRuleEditor::TagRuleEditor(TagRuleList& rules, UserInterface& ui) : rules_(rules), ui_(ui) {
   resetRules();
 }
 
@@ -88,7 +87,7 @@ void TagRuleEditor::resetRules() {
   empty.ruleAllButton = sheet.ruleAllButton;
   std::ranges::copy(emptyRuleCriteria(), empty.ruleCriteriaList.begin());
   sheet = std::move(empty);
-  settings_.ruleCatButton.selected = 0;
+  ruleCatButton.selected = 0;
 }
 
 void TagRuleEditor::show(const Result<void>& saved) {
@@ -102,8 +101,7 @@ void TagRuleEditor::show(const Result<void>& saved) {
 }
 
 void TagRuleEditor::chooseRuleCat() {
-  const std::string& title = settings_.ruleCatButton.title();
-  sheet.ruleCatTextField = title == kNoCategoryTitle ? "" : title;
+  sheet.ruleCatTextField = ruleCatButton.category();
   ui_.changed("ruleCatTextField");
 }
 

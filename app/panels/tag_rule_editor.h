@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "app/panels/category_menu.h"
 #include "app/user_interface.h"
 #include "ingest/storing/tag_rule_list.h"
-#include "settings/settings.h"
 
 namespace keldane {
 
@@ -21,7 +21,7 @@ struct TagRulesRow {
   }
 };
 
-/// The controls of `tagRulesSheet`; a menu is its title. `ruleCatButton` is the settings' own.
+/// The controls of `tagRulesSheet`; a menu is its title.
 struct TagRuleSheet {
   std::string ruleDescTextField;
   std::string ruleAllButton = "any";
@@ -37,7 +37,7 @@ struct TagRuleSheet {
 /// Main thread.
 class TagRuleEditor {
  public:
-  TagRuleEditor(TagRuleList& rules, Settings& settings, UserInterface& ui);
+  TagRuleEditor(TagRuleList& rules, UserInterface& ui);
 
   /// Takes rules and rows from the preferences, if they have any.
   void loadRules();
@@ -57,6 +57,7 @@ class TagRuleEditor {
   void chooseRuleCat();
 
   TagRuleSheet sheet;
+  CategoryMenu ruleCatButton;
   /// Rows of the table, in any order. The one selected last is the one that is edited.
   std::vector<std::size_t> selectedRows;
 
@@ -71,7 +72,6 @@ class TagRuleEditor {
   void show(const Result<void>& saved);
 
   TagRuleList& rules_;
-  Settings& settings_;
   UserInterface& ui_;
   std::vector<TagRulesRow> tagRuleRows_;
   bool editingRule_ = false;

@@ -87,10 +87,7 @@ bool MailSources::loadAccountRows() {
 
 bool MailSources::getMailboxNames() {
   const bool answered = loadAccountRows();
-  if (settings_.archive.importFolderState == 0) {
-    settings_.archive.importFolderPath.clear();
-    settings_.form.importFolderTextField.clear();
-  }
+  if (settings_.archive.importFolderState == 0) settings_.archive.importFolderPath.clear();
   std::vector<std::string> names;
   if (settings_.archive.postbox == 0) names = mailboxesInStore(process_);
   acctRows.clear();

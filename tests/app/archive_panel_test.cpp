@@ -67,15 +67,19 @@ class ArchivePanelTest : public ::testing::Test {
                     ui,
                     archiver.process(),
                     {}}};
-  SourceChooser chooser{{archiver.process(), archiver.settings(), archiver.sources(),
+  SettingsForm form;
+  SourceChooser chooser{{archiver.process(), archiver.settings(), form, archiver.sources(),
                          archiver.database(), progress, ui}};
+  SettingsPanel settings{archiver, form, chooser, ui};
   int terminated = 0;
-  ArchivePanel panel{{archiver, chooser, list, progress, ui, [this] { ++terminated; }}};
+  ArchivePanel panel{{archiver, settings, chooser, list, progress, ui, [this] { ++terminated; }}};
 };
 
 TEST_F(ArchivePanelTest, ShowsTheRunAndWhatItHasStored) {
   ui.alertAnswers = {kSecondButton};
+  form.trashCheck = true;
   importMail();
+  EXPECT_EQ(archiver.settings().archive.trashState, 1) << "a run saves what stands in the window";
   EXPECT_THAT(ui.calls, Contains("progress Looking for email files..."));
   EXPECT_THAT(ui.calls, Contains("sheet ProgressPanel"));
   EXPECT_THAT(ui.calls, Contains("close ProgressPanel"));

@@ -120,19 +120,7 @@ TEST_F(DatabasePanelTest, ADeletionAsksFirstAndThenFallsBackOnTheDefault) {
   EXPECT_THAT(session->statements(), Contains("DROP DATABASE mail"));
   EXPECT_EQ(ui.alertLines().back(), "alert [Database Deleted] The mail database has been deleted.");
   EXPECT_EQ(archiver().preferences().text("dbPath"), "myemaildb");
-  EXPECT_THAT(settings().form.databasesPullDown, Not(Contains("mail")));
-}
-
-class CategoryMenuTest : public ControllerRig {};
-
-TEST_F(CategoryMenuTest, ThePickedCategoryGoesIntoItsField) {
-  start();
-  settings().setCatButton.titles = {"None", "Home"};
-  for (const std::size_t row : {1U, 0U}) {
-    settings().setCatButton.selected = row;
-    controller->settingsPanel().chooseSetCat();
-    EXPECT_EQ(settings().catTextField, row == 0 ? "" : "Home");
-  }
+  EXPECT_THAT(controller->settingsPanel().form.databasesPullDown, Not(Contains("mail")));
 }
 
 class SchedulePanelTest : public ControllerRig {
@@ -163,7 +151,7 @@ TEST_F(SchedulePanelTest, TellsOfAFailure) {
 }
 
 TEST_F(SchedulePanelTest, TheBoxForAllDaysDrivesTheOthers) {
-  auto& checks = settings().form.schedChecks;
+  auto& checks = controller->settingsPanel().form.schedChecks;
   checks[0] = true;
   controller->schedulePanel().changeSchedAll();
   EXPECT_THAT(checks, testing::Each(true));

@@ -94,7 +94,7 @@ TEST_F(SavedSearchesPanelTest, PanelOpensWithTheStatementAndRunsWhatStandsThere)
 
 TEST_F(SavedSearchesPanelTest, UnwritablePreferencesAreToldOf) {
   PreferencesFile nowhere("/dev/null/prefs.plist");
-  SavedSearchesPanel homeless(nowhere, settings, sheet, process, ui);
+  SavedSearchesPanel homeless(nowhere, settings, sheet, ui);
   sheet.form.searchNameTextField = "a";
   homeless.saveSearch();
   EXPECT_EQ(ui.alerts.size(), 1U);

@@ -25,10 +25,9 @@ struct SearchPanelsOver {
   explicit SearchPanelsOver(ServerSession& sessionToUse) : session(sessionToUse) {
     database.dbPath = "mail";
     settings.archive.limitSearchState = 0;
-    Settings::Callbacks calls;
-    calls.loadRulesAndSearches = [this] { searches.load(); };
-    settings.setCallbacks(std::move(calls));
+    searches.savePreferences = [this] { save(); };
   }
+  void save() { static_cast<void>(settings.savePreferences()); }
 
   ServerSession& session;
   TemporaryFolder folder;
@@ -47,9 +46,9 @@ struct SearchPanelsOver {
                        [this] {
                          if (openFails) process.cancelFlag = 1;
                        },
-                       [this] { return archiving; }}};
+                       [this] { return archiving; }, [this] { save(); }}};
   SqlEditor editor{sheet, ui};
-  SavedSearchesPanel searches{prefs, settings, sheet, process, ui};
+  SavedSearchesPanel searches{prefs, settings, sheet, ui};
   PickLists pickLists{session, progress, ui};
   std::vector<std::string> log;
   int connects = 0;

@@ -33,23 +33,22 @@ TEST_F(SettingsPanelTest, ShowsTheTabThatIsSelected) {
     const char* view;
     const char* title;
     bool resizable;
-    float increment;
     int width;
   } const cases[] = {
-      {0, "generalView", "General", false, kLargest, 0},
-      {1, "accountsView", "Accounts", true, 1, 0},
-      {2, "viewingView", "Viewing", false, kLargest, 0},
-      {3, "scheduleView", "Schedule", false, kLargest, 0},
-      {4, "tagRulesView", "Tag Rules", false, kLargest, 496},
-      {5, "tagRulesView", "Tag Rules", false, kLargest, 496},  // the sixth item changes no view
+      {0, "generalView", "General", false, 0},
+      {1, "accountsView", "Accounts", true, 0},
+      {2, "viewingView", "Viewing", false, 0},
+      {3, "scheduleView", "Schedule", false, 0},
+      {4, "tagRulesView", "Tag Rules", false, 496},
+      {5, "tagRulesView", "Tag Rules", false, 496},  // the sixth item changes no view
   };
   for (const auto& c : cases) {
-    settings().form.settingsToolbar = c.item;
+    panel().form.settingsToolbar = c.item;
     panel().doPrefPanel();
     EXPECT_EQ(panel().window.view, c.view) << c.item;
     EXPECT_EQ(panel().window.title, c.title) << c.item;
     EXPECT_EQ(panel().window.resizable, c.resizable) << c.item;
-    EXPECT_EQ(panel().window.resizeIncrement, c.increment) << c.item;
+    EXPECT_EQ(panel().window.resizeIncrement, c.resizable ? 1 : kLargest) << c.item;
     EXPECT_EQ(panel().window.minimumWidth, c.width) << c.item;
     EXPECT_EQ(ui.calls.back(), "show settingsPanel");
   }
@@ -59,16 +58,73 @@ TEST_F(SettingsPanelTest, IsFilledWhenItOpensAndNotWhileItIsOpen) {
   settings().archive.trashState = 1;
   prefs().setText("limitSearchSize", "33");
   panel().doPrefPanel();
-  EXPECT_TRUE(settings().form.trashCheck);
-  EXPECT_EQ(settings().form.limitSearchTextField, "33") << "left over from the older layout";
-  settings().form.trashCheck = false;  // the user's change
-  settings().form.schedChecks[2] = true;
+  EXPECT_TRUE(panel().form.trashCheck);
+  EXPECT_EQ(panel().form.limitSearchTextField, "33") << "left over from the older layout";
+  panel().form.trashCheck = false;  // the user's change
+  panel().form.schedChecks[2] = true;
   panel().doPrefPanel();
-  EXPECT_FALSE(settings().form.trashCheck);
+  EXPECT_FALSE(panel().form.trashCheck);
   panel().cancelPrefs();
   panel().doPrefPanel();
-  EXPECT_TRUE(settings().form.trashCheck);
-  EXPECT_FALSE(settings().form.schedChecks[2]);
+  EXPECT_TRUE(panel().form.trashCheck);
+  EXPECT_FALSE(panel().form.schedChecks[2]);
+}
+
+TEST_F(SettingsPanelTest, EachControlIsItsSetting) {
+  SettingsForm& form = panel().form;
+  form.trashCheck = form.importFolderCheck = form.skipDupsCheck = true;
+  form.updatesCheck = form.limitSearchCheck = false;
+  form.importFolderTextField = "/typed";
+  form.attachSizeTextField = "3";
+  form.limitSearchTextField = "20";
+  form.selectAcctsMboxMatrix = 1;
+  form.selectAppearanceMatrix = 2;
+  form.schedTime = "2023-02-03 04:05:06";
+  form.schedChecks = {false, true, false, false, false, false, false, true};
+  form.everyHourCheck = form.launchAttachCheck = true;
+  form.hoursTextField = "6";
+  form.dateFormats = form.sortFieldMatrixRow = 2;
+  form.separators = 1;
+  form.leaveLogCheck = form.declaredCharsetsCheck = false;
+  panel().savePreferences();
+  ArchiveSettings archive;
+  archive.trashState = archive.importFolderState = archive.skipDupsState = 1;
+  archive.updatesState = archive.limitSearchState = 0;
+  archive.importFolderPath = "/typed";
+  archive.attachSize = "3";
+  archive.limitSearchSize = "20";
+  archive.mailboxesState = 1;
+  archive.appearanceState = 2;
+  EXPECT_EQ(settings().archive, archive);
+  UserSettings user = settings().user;
+  user.scheddays = {0, 1, 0, 0, 0, 0, 0, 1};
+  user.hoursState = user.launchAttachments = user.separator = 1;
+  user.hoursStep = 6;
+  user.dateFormat = user.sortFieldRow = 2;
+  user.sortFieldCol = user.sortOrder = user.leaveLogState = user.declaredCharsets = 0;
+  EXPECT_EQ(settings().user, user);
+  const SettingsForm before = form;
+  form = {};
+  panel().getPrefs();
+  EXPECT_EQ(form.schedTime, before.schedTime);
+  EXPECT_EQ(form.schedChecks, before.schedChecks);
+  EXPECT_EQ(form.hoursStepper, "6");
+  EXPECT_EQ(form.importFolderTextField, "/typed");
+  EXPECT_TRUE(form.everyHourCheck && form.trashCheck && form.skipDupsCheck && !form.leaveLogCheck);
+  EXPECT_THAT(form.databasesPullDown, ElementsAre("Choose database...", "mail"));
+
+  prefs().setInteger("hoursStep", 0);
+  form.hoursTextField = "5";
+  panel().getPrefs();
+  EXPECT_EQ(settings().user.hoursStep, 5) << "a stored 0 is no step";
+}
+
+TEST_F(SettingsPanelTest, TheMenusHoldTheCategoriesInUse) {
+  session->answerOn("query SELECT DISTINCT cat_fld FROM tags*", {{"Home"}, {"None"}, {"Work"}});
+  panel().savePreferences();
+  EXPECT_THAT(controller->tagPanel().setCatButton.titles, ElementsAre("None", "Home", "Work"));
+  EXPECT_THAT(controller->tagRuleEditor().ruleCatButton.titles,
+              ElementsAre("None", "Home", "Work"));
 }
 
 TEST_F(SettingsPanelTest, TheSaveButtonAnnouncesItUnlessNobodyIsThere) {
@@ -81,6 +137,10 @@ TEST_F(SettingsPanelTest, TheSaveButtonAnnouncesItUnlessNobodyIsThere) {
   settings().archive.browseNameString = "changed";
   panel().savePrefButton();
   EXPECT_EQ(ui.alertLines().back(), "alert critical [SQL Error] SQL error: refused\\n");
+
+  panel().form.importFolderCheck = true;
+  panel().savePrefButton();
+  EXPECT_EQ(settings().archive.importFolderState, 0) << "no import without a folder";
 }
 
 TEST_F(SettingsPanelTest, SavesTheImportFolderAtOnce) {
@@ -94,7 +154,7 @@ TEST_F(SettingsPanelTest, SavesTheImportFolderAtOnce) {
   EXPECT_FALSE(ui.choosers[1].files);
   EXPECT_THAT(session->statements(), Contains(testing::HasSubstr("\"/in\"")));
   EXPECT_EQ(settings().archive.importFolderPath, "/in");
-  EXPECT_EQ(settings().form.importFolderTextField, "/in");
+  EXPECT_EQ(panel().form.importFolderTextField, "/in");
   EXPECT_TRUE(ui.isPanelVisible("settingsPanel"));
 }
 

@@ -51,7 +51,7 @@ class SourceChooserTest : public testing::Test {
   }
 
   void chooseMailboxes() {
-    settings.form.selectAcctsMboxMatrix = 1;
+    form.selectAcctsMboxMatrix = 1;
     chooser.selectMailboxes();
   }
 
@@ -65,9 +65,10 @@ class SourceChooserTest : public testing::Test {
   ArchiveDatabase database{session, quiet, process};
   PreferencesFile prefs{home / "preferences.plist"};
   Settings settings{session, database, prefs, process};
+  SettingsForm form;
   MailSources sources{process, settings, host};
   ProgressPanel progress{ui, queue};
-  SourceChooser chooser{{process, settings, sources, database, progress, ui}};
+  SourceChooser chooser{{process, settings, form, sources, database, progress, ui}};
   std::unique_ptr<MailStoreTree> tree;
 };
 
@@ -169,11 +170,11 @@ TEST_F(SourceChooserTest, HighlightedRowsAreSavedWithTheConnections) {
 
 TEST_F(SourceChooserTest, AnotherClientShowsItsRowsChecked) {
   store("V10");
-  settings.form.selectEmailAppMatrix = 1;
+  form.selectEmailAppMatrix = 1;
   chooser.selectEmailApp();
   EXPECT_EQ(settings.archive.postbox, 1);
   EXPECT_FALSE(sources.acctRowsLoaded);
-  settings.form.selectEmailAppMatrix = 0;
+  form.selectEmailAppMatrix = 0;
   chooser.selectEmailApp();
   EXPECT_THAT(marked(sources.acctRows), ElementsAre("+z-1", "+a-2"));
   settings.archive.mailboxesState = 1;

@@ -33,8 +33,7 @@ struct TagRig {
   }
 
   void fill(std::string category, std::string keywords, std::string notes, std::size_t priority) {
-    settings.catTextField = std::move(category);
-    panel.form = {std::move(keywords), std::move(notes), priority};
+    panel.form = {std::move(category), std::move(keywords), std::move(notes), priority};
   }
   [[nodiscard]] std::vector<std::string> dates() const {
     std::vector<std::string> found;
@@ -92,8 +91,12 @@ TEST(TagPanel, ANewCategoryJoinsTheMenusOnce) {
     EXPECT_TRUE(rig.panel.addTags());
   }
   EXPECT_THAT(rig.settings.categoryList, ElementsAre("Work"));
-  EXPECT_THAT(rig.settings.setCatButton.titles, ElementsAre("None", "Work"));
-  EXPECT_THAT(rig.settings.searchCatButton.titles, ElementsAre("None", "Work"));
+  EXPECT_THAT(rig.panel.setCatButton.titles, ElementsAre("None", "Work"));
+  for (const std::size_t row : {1U, 0U}) {
+    rig.panel.setCatButton.selected = row;
+    rig.panel.chooseSetCat();
+    EXPECT_EQ(rig.panel.form.catTextField, row == 0 ? "" : "Work");
+  }
   EXPECT_THAT(session.statements(), IsEmpty());
 
   rig.panel.selectedRows = {0};
@@ -108,11 +111,9 @@ TEST(TagPanel, ShowsTheTagsOfTheRowSelectedLast) {
   rig.panel.tagEmail();
   EXPECT_THAT(rig.ui.calls, IsEmpty()) << "no row, no window";
   session.answerOn("query " + selectSql(12), {{"Work", "a b", "4", "n\xE4h"}});
-  rig.settings.setCatButton.selected = 1;
   rig.panel.selectedRows = {2, 1};
   rig.panel.tagEmail();
-  EXPECT_EQ(rig.settings.catTextField, "Work");
-  EXPECT_EQ(rig.settings.setCatButton.selected, 0U);
+  EXPECT_EQ(rig.panel.form.catTextField, "Work");
   EXPECT_EQ(rig.panel.form.keywordsTextField, "a b");
   EXPECT_EQ(rig.panel.form.priorityButton, 4U);
   EXPECT_EQ(rig.panel.form.notesTextField, "n\u00E4h");
@@ -121,7 +122,7 @@ TEST(TagPanel, ShowsTheTagsOfTheRowSelectedLast) {
   session.failOn("query SELECT*", "no");
   rig.panel.setTags();
   EXPECT_THAT(rig.ui.alertLines(), ElementsAre("alert critical [SQL Error] SQL error: no"));
-  EXPECT_EQ(rig.settings.catTextField, "");
+  EXPECT_EQ(rig.panel.form.catTextField, "");
 }
 
 TEST(TagPanel, StopsAtTheFirstRefusedStatement) {

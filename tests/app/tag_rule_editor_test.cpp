@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "archive/archive_database.h"
 #include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
@@ -16,12 +14,7 @@ using ::testing::IsEmpty;
 
 class TagRuleEditorTest : public ::testing::Test {
  protected:
-  TagRuleEditorTest()
-      : database(session, quiet, process),
-        prefs(folder / "prefs.plist"),
-        settings(session, database, prefs, process),
-        rules(prefs),
-        editor(rules, settings, ui) {}
+  TagRuleEditorTest() : prefs(folder / "prefs.plist"), rules(prefs), editor(rules, ui) {}
 
   void add(const std::string& name) {
     editor.addRule();
@@ -45,26 +38,22 @@ class TagRuleEditorTest : public ::testing::Test {
   }
 
   TemporaryFolder folder;
-  ScriptedSession session;
   RecordingUserInterface ui;
-  ProcessState process;
-  Progress quiet;
-  ArchiveDatabase database;
   PreferencesFile prefs;
-  Settings settings;
   TagRuleList rules;
   TagRuleEditor editor;
 };
 
 TEST_F(TagRuleEditorTest, ProposesANewRule) {
   add("one");
-  editor.sheet.ruleCatTextField = "left";
-  settings.ruleCatButton.titles = {"None", "Work"};
-  settings.ruleCatButton.selected = 1;
+  editor.ruleCatButton.fill({"None", "Work"});
+  editor.ruleCatButton.selected = 1;
+  editor.chooseRuleCat();
+  EXPECT_EQ(editor.sheet.ruleCatTextField, "Work");
   editor.addRule();
   EXPECT_EQ(editor.sheet.ruleDescTextField, "rule2");
   EXPECT_EQ(editor.sheet.ruleCatTextField, "");
-  EXPECT_EQ(settings.ruleCatButton.selected, 0U);
+  EXPECT_EQ(editor.ruleCatButton.selected, 0U);
   std::vector<std::string> fields;
   for (const RuleCriterion& criterion : editor.sheet.ruleCriteriaList) {
     fields.push_back(criterion.field + ":" + criterion.relation + ":" + criterion.value);
@@ -90,14 +79,15 @@ TEST_F(TagRuleEditorTest, SavesWhatTheSheetHolds) {
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found, rules.rules());
   EXPECT_EQ(found[0].ruleDescription, "Räume & <Türen>");
-  EXPECT_EQ(found[0].ruleAll, "all");
-  EXPECT_EQ(found[0].rulePriority, "5");
-  EXPECT_EQ(found[0].tagOrExclude, 1);
-  EXPECT_EQ(found[0].ruleActive, 1);
-  ASSERT_EQ(found[0].ruleCriteria.size(), 4U);
-  EXPECT_EQ(found[0].ruleCriteria[3].value, "\"Junk\"");
+  EXPECT_EQ(found[0].ruleCriteria.at(3).value, "\"Junk\"");
   EXPECT_EQ(editor.sheet.ruleDescTextField, "") << "the sheet is emptied";
-  EXPECT_EQ(ui.calls.back(), "close tagRulesSheet");
+  editor.selectedRows = {0};
+  editor.editRule();
+  EXPECT_EQ(sheet.ruleAllButton + sheet.ruleCatTextField + sheet.ruleKeywordsTextField +
+                sheet.ruleNotesTextField,
+            "allWorka bn\nm");
+  EXPECT_EQ(sheet.rulePriorityButton, 5U);
+  EXPECT_EQ(sheet.tagOrExcludeMatrix, 1);
 }
 
 TEST_F(TagRuleEditorTest, CopiesAndEditsTheSelectedRule) {
@@ -163,20 +153,10 @@ TEST_F(TagRuleEditorTest, RemovesTheSelectedRulesOnly) {
   EXPECT_THAT(editor.tagRuleRows(), IsEmpty());
 }
 
-TEST_F(TagRuleEditorTest, TakesACategoryFromTheMenu) {
-  settings.ruleCatButton.titles = {"None", "Work"};
-  settings.ruleCatButton.selected = 1;
-  editor.chooseRuleCat();
-  EXPECT_EQ(editor.sheet.ruleCatTextField, "Work");
-  settings.ruleCatButton.selected = 0;
-  editor.chooseRuleCat();
-  EXPECT_EQ(editor.sheet.ruleCatTextField, "");
-}
-
 TEST_F(TagRuleEditorTest, TellsOfASaveThatFails) {
   PreferencesFile nowhere("/dev/null/prefs.plist");
   TagRuleList lost(nowhere);
-  TagRuleEditor stuck(lost, settings, ui);
+  TagRuleEditor stuck(lost, ui);
   stuck.addRule();
   stuck.doAddRule();
   EXPECT_EQ(ui.alerts.size(), 1U);

@@ -10,37 +10,27 @@ namespace {
 
 constexpr const char* kToday = "2024-05-06";
 
-UserSettings settingsOf(const SettingsForm& form) {
-  UserSettings user;
-  for (std::size_t i = 0; i < user.scheddays.size(); ++i) {
-    user.scheddays.at(i) = form.schedChecks.at(i) ? 1 : 0;
-  }
-  user.hoursState = form.everyHourCheck ? 1 : 0;
-  user.hoursStep = std::stoi(form.hoursTextField);
-  if (form.schedTime.size() > 16) user.schedHour = form.schedTime.substr(11, 2);
-  if (form.schedTime.size() > 16) user.schedMinute = form.schedTime.substr(14, 2);
-  return user;
-}
-
-TEST(ScheduleOptions, FillThePanelAsItsControlsWould) {
+TEST(ScheduleOptions, AddToWhatWasChosenBefore) {
   struct Case {
     ScheduleRequest request;
     const char* words;
   };
-  SettingsForm form;
-  form.schedChecks = {};
+  UserSettings user;
   for (const Case& row :
        {Case{{"09:30", "", "", false, ""}, "every day at 09:30"},
         Case{{"", "mon, SUN", "", false, ""}, "sun,mon at 09:30"},
         Case{{"", "", "3", false, ""}, "sun,mon, every 3 hours from midnight"},
         Case{{"", "fri,all", "", false, ""}, "every day, every 3 hours from midnight"},
         Case{{"23:59", "", "", true, "no"}, "every day at 23:59"}}) {
-    const Result<void> filled = fillScheduleForm(form, row.request, kToday);
+    const Result<void> filled = fillSchedule(user, row.request, kToday);
     ASSERT_TRUE(filled) << filled.error();
-    EXPECT_EQ(summaryOf(scheduleTimes(settingsOf(form))).words, row.words);
+    UserSettings read = user;  // as the preferences give it back
+    read.schedHour = user.schedTime.substr(11, 2);
+    read.schedMinute = user.schedTime.substr(14, 2);
+    EXPECT_EQ(summaryOf(scheduleTimes(read)).words, row.words);
   }
-  EXPECT_EQ(form.schedTime, "2024-05-06 23:59:00");
-  EXPECT_FALSE(form.leaveLogCheck);
+  EXPECT_EQ(user.schedTime, "2024-05-06 23:59:00");
+  EXPECT_EQ(user.leaveLogState, 0);
 }
 
 TEST(ScheduleSummary, TellsWhatIsInstalled) {
@@ -86,12 +76,11 @@ TEST(ScheduleOptions, RefuseWithWhatIsAccepted) {
         Case{"hours with more", {"", "", "2x", false, ""}, "1 to 23"},
         Case{"neither", {"09:30", "", "", false, "perhaps"}, "neither yes nor no"}}) {
     SCOPED_TRACE(row.name);
-    SettingsForm form;
-    const Result<void> filled = fillScheduleForm(form, row.request, kToday);
+    UserSettings user;
+    const Result<void> filled = fillSchedule(user, row.request, kToday);
     ASSERT_FALSE(filled);
     EXPECT_THAT(filled.error(), testing::HasSubstr(row.says));
-    EXPECT_EQ(form.schedTime, "");
-    EXPECT_FALSE(form.everyHourCheck);
+    EXPECT_EQ(user, UserSettings());
   }
 }
 

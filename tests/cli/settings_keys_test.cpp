@@ -65,9 +65,9 @@ TEST(SettingsKeys, TakeWhatTheirControlTakes) {
       EXPECT_EQ(*now, before) << c.name;
     }
   }
-  EXPECT_TRUE(rig.settings.form.importFolderCheck);
+  EXPECT_EQ(rig.settings.archive.importFolderState, 1);
   EXPECT_TRUE(setSettingValue(rig.settings, "importFolderPath", "", rig.process.homePath));
-  EXPECT_FALSE(rig.settings.form.importFolderCheck);
+  EXPECT_EQ(rig.settings.archive.importFolderState, 0);
 }
 
 TEST(SettingsKeys, EachShowsAValueThatItAccepts) {

@@ -59,11 +59,11 @@ class ScheduleTest : public ::testing::Test {
     rig.process.launchArguments = environment.argumentList;
     rig.process.launchCommand = "/opt/keldane/KeldanePro";
     ::mkdir((rig.folder / "Library").c_str(), 0700);
-    rig.settings.form.schedTime = "2024-05-06 09:45:10";
+    rig.settings.user.schedTime = "2024-05-06 09:45:10";
   }
   void chooseDays(const std::vector<int>& boxes) {
-    rig.settings.form.schedChecks = {};
-    for (const int box : boxes) rig.settings.form.schedChecks.at(box) = true;
+    rig.settings.user.scheddays = {};
+    for (const int box : boxes) rig.settings.user.scheddays.at(box) = 1;
   }
   [[nodiscard]] std::string agent() const { return rig.folder.read(kAgent); }
 
@@ -183,8 +183,8 @@ TEST_F(ScheduleTest, EntriesFollowTheBoxes) {
     const bool everyHour = *row.step != '\0';
     SCOPED_TRACE(row.name);
     chooseDays(row.boxes);
-    rig.settings.form.everyHourCheck = everyHour;
-    rig.settings.form.hoursTextField = everyHour ? row.step : "2";
+    rig.settings.user.hoursState = everyHour ? 1 : 0;
+    rig.settings.user.hoursStep = everyHour ? std::stoi(row.step) : 2;
     EXPECT_THAT(schedule.schedule(), IsEmpty());
     EXPECT_EQ(join(entriesOf(agent()), ","), row.entries);
     EXPECT_EQ(shown(scheduler.times), row.times);
@@ -270,7 +270,7 @@ TEST_F(ScheduleTest, AnEmptyOrOddTimeIsThePresentOne) {
   chooseDays({0});
   for (const char* time : {"", "2024-05-06 24:00:00", "</integer> </array> "}) {
     SCOPED_TRACE(time);
-    rig.settings.form.schedTime = time;
+    rig.settings.user.schedTime = time;
     EXPECT_THAT(schedule.schedule(), IsEmpty());
     EXPECT_EQ(rig.settings.user.schedTime, localDateTime(environment.seconds));
     EXPECT_EQ(entriesOf(agent()).size(), 1U);

@@ -35,6 +35,7 @@ TEST(GetPrefs, TreatsEachKeyByItsRule) {
       {"start-up window always", "showOnStartupState", 0, &UserSettings::showOnStartupState, 1, 0},
       {"disk access always", "diskAccessState", -1, &UserSettings::diskAccessState, 1, 0},
       {"written only", "schedMonth", 5, &UserSettings::schedMonth, 0, 0},
+      {"a stored 0 is no step", "hoursStep", 0, &UserSettings::hoursStep, 5, 5},
       {"carried along", "setByDay", 1, &UserSettings::setByDay, 0, 1},
   };
   for (const auto& c : cases) {
@@ -46,15 +47,6 @@ TEST(GetPrefs, TreatsEachKeyByItsRule) {
   }
 }
 
-TEST(GetPrefs, TakesTheHoursFromTheFieldWhenZeroIsStored) {
-  SettingsRig rig;
-  rig.prefs.setInteger("hoursStep", 0);
-  rig.settings.form.hoursTextField = "5";
-  rig.settings.getPrefs();
-  EXPECT_EQ(rig.settings.user.hoursStep, 5);
-  EXPECT_EQ(rig.settings.form.hoursStepper, "5");
-}
-
 TEST(GetPrefs, ReadsTheSchedule) {
   SettingsRig rig;
   rig.prefs.setText("schedDateValue", "2023-02-03 04:05:06");
@@ -62,9 +54,7 @@ TEST(GetPrefs, ReadsTheSchedule) {
   rig.settings.getPrefs();
   EXPECT_EQ(rig.settings.user.schedHour, "04");
   EXPECT_EQ(rig.settings.user.schedMinute, "05");
-  EXPECT_EQ(rig.settings.form.schedTime, "2023-02-03 04:05:06");
   EXPECT_EQ(rig.settings.user.scheddays, (std::array<int, 8>{0, 1, 0, 1, 0, 0, 0, 0}));
-  EXPECT_TRUE(rig.settings.form.schedChecks[3]);
   // A time that is cut off gives no times of nonsense.
   rig.prefs.setText("schedDateValue", "2023");
   rig.prefs.set("scheddays", {PlistArray{}});
@@ -78,7 +68,7 @@ TEST(GetPrefs, BeginsAFirstRunWithoutADatabase) {
   rig.database.dbPath.clear();
   rig.settings.archive.limitSearchSize = "7";
   rig.settings.user.listFont = {"Other", 20};
-  rig.settings.getPrefs();
+  EXPECT_TRUE(rig.settings.getPrefs());
   EXPECT_EQ(rig.settings.archive.limitSearchSize, "1000");
   EXPECT_EQ(rig.settings.user.listFont, FontSetting());
   EXPECT_EQ(rig.prefs.integer("diskAccessState"), 0);
@@ -93,14 +83,15 @@ TEST(GetPrefs, BeginsAFirstRunWithoutADatabase) {
 
 TEST(GetPrefs, MovesTheOlderLayoutOutOnce) {
   SettingsRig rig;
-  for (const char* key :
-       {"attachState", "htmlState", "origState", "updatesState", "skipDupsState", "trashState",
-        "largeAttachState", "indexDateState", "indexHeadingsState", "mailboxesState", "postbox"}) {
+  for (const char* key : {"attachState", "htmlState", "origState", "updatesState", "skipDupsState",
+                          "largeAttachState", "indexDateState", "indexHeadingsState",
+                          "mailboxesState", "postbox", "limitSearchState"}) {
     rig.prefs.setInteger(key, 0);
   }
   rig.prefs.setInteger("trashState", 1);
   rig.prefs.setInteger("junkState", 1);
-  rig.prefs.setInteger("limitSearchState", 0);
+  rig.settings.getPrefs();
+  EXPECT_EQ(rig.settings.archive, ArchiveSettings()) << "without the mark of that layout";
   rig.prefs.setText("attachSize", "2.5");
   rig.prefs.setText("limitSearchSize", "50");
   rig.prefs.set("accounts", texts({"a", "b"}));
@@ -108,45 +99,32 @@ TEST(GetPrefs, MovesTheOlderLayoutOutOnce) {
   rig.prefs.set("categories", texts({}));
   rig.settings.archive.browseNameString = "stale";
   rig.settings.getPrefs();
-  EXPECT_EQ(rig.settings.archive.attachState, 1);
-  EXPECT_EQ(rig.settings.archive.updatesState, 0);
-  EXPECT_EQ(rig.settings.archive.trashState, 1);
-  EXPECT_TRUE(rig.settings.form.trashCheck);
-  EXPECT_EQ(rig.settings.archive.junkState, 1);
-  EXPECT_EQ(rig.settings.archive.attachSize, "2.5");
-  EXPECT_EQ(rig.settings.form.attachSizeTextField, "2.5");
-  EXPECT_EQ(rig.settings.form.limitSearchTextField, "50");
-  EXPECT_EQ(rig.settings.archive.browseNameString, "");
+  ArchiveSettings moved;
+  moved.htmlState = moved.origState = moved.updatesState = moved.indexDateState = 0;
+  moved.limitSearchState = 0;
+  moved.trashState = moved.junkState = 1;
+  moved.attachSize = "2.5";
+  moved.limitSearchSize = "50";
+  moved.htmlState = rig.settings.archive.htmlState;  // set anew whenever a row is read
+  moved.origState = rig.settings.archive.origState;
+  EXPECT_EQ(rig.settings.archive, moved);
   EXPECT_THAT(rig.settings.selectedAccounts, ElementsAre("a", "b"));
   EXPECT_THAT(rig.settings.selectedMailboxes, ElementsAre("m"));
   EXPECT_THAT(rig.prefs.keys(), ElementsAre("junkState", "limitSearchSize", "limitSearchState"));
-
   rig.settings.archive.trashState = 0;
   rig.settings.getPrefs();
   EXPECT_EQ(rig.settings.archive.trashState, 0) << "read a second time";
 }
 
-TEST(GetPrefs, ReadsNoOlderKeysWithoutTheirMark) {
+TEST(GetPrefs, AnImportFolderThatIsOffGoesWithTheAccounts) {
   SettingsRig rig;
-  rig.prefs.setInteger("trashState", 1);
-  rig.settings.getPrefs();
-  EXPECT_EQ(rig.settings.archive.trashState, 0);
-  EXPECT_TRUE(rig.prefs.has("trashState"));
-}
-
-TEST(GetPrefs, ShowsTheSelectionByMode) {
-  SettingsRig rig;
-  rig.settings.archive.mailboxesState = 1;
-  rig.settings.archive.importFolderPath = "/in";
-  rig.settings.getPrefs();
-  EXPECT_EQ(rig.settings.form.selectAcctsMboxMatrix, 1);
-  EXPECT_EQ(rig.process.tmpFilePath, "/work/mail.tmp");
-  EXPECT_EQ(rig.settings.archive.importFolderPath, "/in");
-
-  rig.settings.archive.mailboxesState = 0;
-  rig.settings.getPrefs();
-  EXPECT_EQ(rig.settings.form.selectAcctsMboxMatrix, 0);
-  EXPECT_EQ(rig.settings.archive.importFolderPath, "");
+  for (const int mailboxes : {1, 0}) {
+    rig.settings.archive.mailboxesState = mailboxes;
+    rig.settings.archive.importFolderPath = "/in";
+    rig.settings.getPrefs();
+    EXPECT_EQ(rig.settings.archive.importFolderPath, mailboxes != 0 ? "/in" : "");
+    EXPECT_EQ(rig.process.tmpFilePath, "/work/mail.tmp");
+  }
 }
 
 TEST(GetPrefs, ChoosesTheAppearance) {
@@ -167,17 +145,14 @@ TEST(GetPrefs, ChoosesTheAppearance) {
 
 TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
   SettingsRig rig;
-  SettingsForm& form = rig.settings.form;
-  form.schedTime = "2023-02-03 04:05:06";
-  form.schedChecks = {false, true, false, false, false, false, false, true};
-  form.everyHourCheck = form.launchAttachCheck = form.showOnStartupCheck = true;
-  form.hoursTextField = "6";
-  form.dateFormats = 2;
-  form.separators = 1;
-  form.sortOrderMatrix = 1;
-  form.sortFieldMatrixRow = 2;
-  form.sortFieldMatrixCol = 1;
-  form.leaveLogCheck = false;
+  UserSettings& user = rig.settings.user;
+  user.schedTime = "2023-02-03 04:05:06";
+  user.scheddays = {0, 1, 0, 0, 0, 0, 0, 1};
+  user.hoursState = user.launchAttachments = user.showOnStartupState = 1;
+  user.hoursStep = 6;
+  user.dateFormat = user.sortFieldRow = 2;
+  user.separator = user.sortOrder = user.sortFieldCol = user.setByDay = 1;
+  user.leaveLogState = user.keepDiffering = user.declaredCharsets = 0;
   rig.settings.user.bodyFont = {"Courier", 12.5};
   EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
 
@@ -197,20 +172,9 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
 
   Settings next(rig.session, rig.database, file, rig.process);
   next.getPrefs();
-  EXPECT_EQ(next.user.schedHour, "04");
-  EXPECT_EQ(next.user.scheddays, (std::array<int, 8>{0, 1, 0, 0, 0, 0, 0, 1}));
-  EXPECT_EQ(next.user.bodyFont, (FontSetting{"Courier", 12.5}));
-  EXPECT_EQ(next.user.leaveLogState, 0);
-  EXPECT_EQ(next.form.dateFormats, 2);
-  EXPECT_EQ(next.form.separators, 1);
-  EXPECT_EQ(next.form.sortOrderMatrix, 1);
-  EXPECT_EQ(next.form.sortFieldMatrixRow, 2);
-  EXPECT_EQ(next.form.sortFieldMatrixCol, 1);
-  EXPECT_EQ(next.form.hoursTextField, "6");
-  EXPECT_TRUE(next.form.everyHourCheck);
-  EXPECT_TRUE(next.form.launchAttachCheck);
-  EXPECT_TRUE(next.form.showOnStartupCheck);
-  EXPECT_THAT(next.form.databasesPullDown, ElementsAre("Choose database...", "mail"));
+  user.schedHour = "04";
+  user.schedMinute = "05";
+  EXPECT_EQ(next.user, user);
 }
 
 TEST(SavePreferences, KeepsWhatStandsBesideItsKeys) {
@@ -229,17 +193,18 @@ TEST(SavePreferences, KeepsWhatStandsBesideItsKeys) {
   EXPECT_EQ(font.count("NSCTFontOpticalSize"), 1U);
 }
 
-TEST(SavePreferences, ListsEachDatabaseOnce) {
+TEST(SavePreferences, ListsEachDatabaseThatIsToBeRemembered) {
   SettingsRig rig;
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  rig.database.dbPath = "work";
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  EXPECT_THAT(rig.settings.user.databaseList, ElementsAre("mail", "work"));
+  for (const char* name : {"mail", "work", "work", "once"}) {
+    rig.database.dbPath = name;
+    rig.database.remembered = name != std::string("once");
+    EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
+  }
   EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail", "work"}));
+  EXPECT_EQ(rig.prefs.text("dbPath"), "work");
   EXPECT_THAT(rig.settings.forgetDatabase("work"), IsEmpty());
+  EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail"}));
   EXPECT_THAT(rig.settings.user.databaseList, ElementsAre("mail"));
-  EXPECT_THAT(rig.settings.form.databasesPullDown, ElementsAre("Choose database...", "mail"));
 }
 
 TEST(SavePreferences, NamesADatabaseWhenThereIsNoneAndShowsTheStart) {
@@ -253,28 +218,10 @@ TEST(SavePreferences, NamesADatabaseWhenThereIsNoneAndShowsTheStart) {
   EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 1);
 }
 
-TEST(SavePreferences, RemembersNoDatabaseOfOneCommand) {
+TEST(SavePreferences, WritesTheArchivesRow) {
   SettingsRig rig;
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  rig.database.dbPath = "once";
-  rig.database.remembered = false;
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  EXPECT_EQ(rig.prefs.text("dbPath"), "mail");
-  EXPECT_EQ(*rig.prefs.find("databases"), texts({"mail"}));
-}
-
-TEST(SavePreferences, TakesTheControlsIntoTheRow) {
-  SettingsRig rig;
-  SettingsForm& form = rig.settings.form;
-  form.trashCheck = form.junkCheck = form.largeAttachCheck = form.skipDupsCheck = true;
-  form.importFolderCheck = form.deleteFolderCheck = true;
-  form.updatesCheck = form.limitSearchCheck = false;
-  form.importFolderTextField = "/in";
-  form.attachSizeTextField = "3";
-  form.limitSearchTextField = "20";
-  form.selectAcctsMboxMatrix = form.selectEmailAppMatrix = 1;
-  form.selectAppearanceMatrix = 2;
-  rig.settings.archive.attachState = rig.settings.archive.origState = 0;
+  rig.settings.archive = {0, 1, 0, 1, 1,     "3", 0, "", 1, 0,    0, 0, 0,
+                          0, 0, 1, 1, "/in", 1,   0, 1,  0, "20", 1, 1, 2};
   EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_THAT(rig.settingsStatements(),
               Contains("INSERT INTO settings (attachState,htmlState,origState,trashState,"
@@ -297,17 +244,6 @@ TEST(SavePreferences, TellsThatTheFileCannotBeWritten) {
   EXPECT_EQ(faults[0].about, Fault::About::settings);
   EXPECT_THAT(faults[0].text, testing::HasSubstr("could not be saved"));
   EXPECT_THAT(rig.settingsStatements(), Contains("DELETE FROM settings"));
-}
-
-TEST(SavePrefButton, TakesNoImportWithoutAFolder) {
-  for (const char* path : {"", "/typed"}) {
-    SettingsRig rig;
-    rig.settings.form.importFolderCheck = true;
-    rig.settings.form.importFolderTextField = path;
-    EXPECT_THAT(rig.settings.savePrefButton(), IsEmpty());
-    EXPECT_EQ(rig.settings.archive.importFolderState, *path == '\0' ? 0 : 1) << path;
-    EXPECT_EQ(rig.settings.archive.importFolderPath, path);
-  }
 }
 
 }  // namespace

@@ -31,23 +31,16 @@ TEST(GetSettings, AssignsTheRowByPosition) {
   EXPECT_EQ(rig.settings.archive,
             (ArchiveSettings{0, 1, 1, 1, 1,     "2.5", 0, "inbox", 1, 2,    3, 4, 5,
                              6, 7, 1, 1, "/in", 1,     8, 1,       0, "70", 1, 1, 2}));
-  EXPECT_EQ(rig.settings.form.attachSizeTextField, "2.5");
-  EXPECT_EQ(rig.settings.form.limitSearchTextField, "70");
-  EXPECT_EQ(rig.settings.form.importFolderTextField, "/in");
   EXPECT_THAT(rig.settings.selectedAccounts, ElementsAre("a", "b"));
   EXPECT_THAT(rig.settings.selectedMailboxes, ElementsAre("gr\xC3\xBC\xC3\x9F"));
   EXPECT_THAT(rig.settings.categoryList, IsEmpty());
-}
 
-TEST(GetSettings, ClearsAnImportWithoutAFolder) {
-  SettingsRig rig;
+  SettingsRig other;
   ScriptedSession::Row row = fullRow();
   row[17] = "";
-  rig.session.answerOn("query SELECT attachState*", {row});
-  rig.settings.form.importFolderCheck = true;
-  EXPECT_THAT(rig.settings.getSettings(), IsEmpty());
-  EXPECT_EQ(rig.settings.archive.importFolderState, 0);
-  EXPECT_FALSE(rig.settings.form.importFolderCheck);
+  other.session.answerOn("query SELECT attachState*", {row});
+  EXPECT_THAT(other.settings.getSettings(), IsEmpty());
+  EXPECT_EQ(other.settings.archive.importFolderState, 0) << "no import without a folder";
 }
 
 TEST(GetSettings, GoesOnWithoutTheRowButNotWithoutAList) {
@@ -137,29 +130,16 @@ TEST(SaveSettings, RefusesWhatDoesNotFitBeforeItDeletes) {
   }
 }
 
-TEST(GetCategories, FillsTheThreeMenus) {
+TEST(GetCategories, KeepsThoseForMenusWhenTheServerRefuses) {
   SettingsRig rig;
-  rig.session.answerOn("query SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld",
-                       {{""}, {std::nullopt}, {"Home"}, {"None"}, {"Work"}});
-  rig.settings.searchCatButton.selected = 2;
-  EXPECT_THAT(rig.settings.getCategories(), IsEmpty());
-  EXPECT_THAT(rig.settings.categoryList, ElementsAre("Home", "None", "Work"));
-  for (const CategoryMenu* menu :
-       {&rig.settings.searchCatButton, &rig.settings.setCatButton, &rig.settings.ruleCatButton}) {
-    EXPECT_THAT(menu->titles, ElementsAre("None", "Home", "Work"));
-    EXPECT_EQ(menu->selected, 0U);
-  }
-}
-
-TEST(GetCategories, LeavesTheMenusOnFailure) {
-  SettingsRig rig;
-  rig.settings.setCatButton.titles = {"None", "Kept"};
   rig.session.failOn("query SELECT DISTINCT*", "no tags");
+  rig.settings.categoryList = rig.settings.categoriesInUse = {"Kept"};
   testing::internal::CaptureStderr();
   EXPECT_THAT(rig.settings.getCategories(), IsEmpty());
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "SQL error: no tags, SELECT DISTINCT cat_fld FROM tags ORDER BY cat_fld\n");
-  EXPECT_THAT(rig.settings.setCatButton.titles, ElementsAre("None", "Kept"));
+  EXPECT_THAT(rig.settings.categoryList, IsEmpty());
+  EXPECT_THAT(rig.settings.categoriesInUse, ElementsAre("Kept"));
 }
 
 struct ServerRig {
@@ -282,7 +262,8 @@ TEST(SettingsOnServer, ListsTheCategoriesInUse) {
     ASSERT_TRUE(server.session->query(std::string("INSERT INTO tags VALUES") + values));
   }
   EXPECT_THAT(server.rig.settings.getCategories(), IsEmpty());
-  EXPECT_THAT(server.rig.settings.setCatButton.titles, ElementsAre("None", "Home", "Work"));
+  EXPECT_THAT(server.rig.settings.categoryList, ElementsAre("Home", "Work"));
+  EXPECT_THAT(server.rig.settings.categoriesInUse, ElementsAre("Home", "Work"));
 }
 
 }  // namespace
