@@ -10,6 +10,7 @@
 
 #include "archive/content_digest.h"
 #include "archive/sql_values.h"
+#include "base/hex.h"
 
 namespace keldane {
 namespace {
@@ -28,20 +29,9 @@ constexpr const char* kCreate =
 
 constexpr const char* kProbe = "SELECT id FROM keldane_fingerprints LIMIT 0";
 
-std::string hex(std::string_view bytes) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string digits;
-  digits.reserve(2 * bytes.size());
-  for (const char byte : bytes) {
-    digits += kDigits[static_cast<unsigned char>(byte) >> 4U];
-    digits += kDigits[static_cast<unsigned char>(byte) & 15U];
-  }
-  return digits;
-}
-
 /// Bytes of any kind as a value; a missing one is NULL.
 std::string bytesSql(std::string_view bytes) {
-  return bytes.empty() ? "NULL" : "UNHEX(" + quotedInline(hex(bytes)) + ")";
+  return bytes.empty() ? "NULL" : "UNHEX(" + quotedInline(hexText(bytes)) + ")";
 }
 
 std::string compressed(const std::string& bytes) {

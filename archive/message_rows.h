@@ -11,4 +11,8 @@ namespace keldane {
 /// stays does no harm: the next message of the id replaces it.
 [[nodiscard]] bool deleteMessageRows(ServerSession& session, std::uint32_t id);
 
+/// Deletes what lies beside a message's row of `email`: parts, source and, with `withTags`, tags.
+/// False: refused, as above.
+[[nodiscard]] bool deleteRowsBeside(ServerSession& session, std::uint32_t id, bool withTags);
+
 }  // namespace keldane

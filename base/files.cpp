@@ -95,17 +95,6 @@ Result<std::string> readFrom(const std::string& path, std::optional<std::size_t>
   }
 }
 
-/// 0, or the reason.
-int writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t put = ::write(fd, bytes.data(), bytes.size());
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return errno;
-    bytes.remove_prefix(static_cast<std::size_t>(put));
-  }
-  return 0;
-}
-
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
@@ -142,13 +131,6 @@ Result<void> fillNewFile(const std::string& path, int fd, const PieceReader& nex
   return {};
 }
 
-/// Puts the rename on disk. Some file systems know no such thing for folders; the file itself is
-/// safe by then.
-void syncFolder(const std::string& folder) {
-  const Descriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.get() >= 0) static_cast<void>(::fsync(fd.get()));
-}
-
 }  // namespace
 
 Result<std::string> readFile(const std::string& path) { return readFrom(path, std::nullopt); }
@@ -169,7 +151,7 @@ Result<void> replaceFile(const std::string& path, const PieceReader& nextPiece, 
     ::unlink(temporary.c_str());
     return written;
   }
-  syncFolder(folderOf(target));
+  syncFolderOf(target);
   return {};
 }
 
@@ -180,6 +162,21 @@ Result<void> replaceFile(const std::string& path, std::string_view bytes, unsign
     return !std::exchange(given, true);
   };
   return replaceFile(path, whole, mode);
+}
+
+int writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t put = ::write(fd, bytes.data(), bytes.size());
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return errno;
+    bytes.remove_prefix(static_cast<std::size_t>(put));
+  }
+  return 0;
+}
+
+void syncFolderOf(const std::string& path) {
+  const Descriptor fd(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.get() >= 0) static_cast<void>(::fsync(fd.get()));
 }
 
 Result<void> makeFolders(const std::string& path, unsigned mode) {

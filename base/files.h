@@ -29,6 +29,13 @@ using PieceReader = std::function<Result<bool>(std::string_view& piece)>;
 [[nodiscard]] Result<void> replaceFile(const std::string& path, const PieceReader& nextPiece,
                                        unsigned mode = 0600);
 
+/// Writes all of it, however many writes that takes. 0, or the system's number of the reason.
+[[nodiscard]] int writeAll(int fd, std::string_view bytes);
+
+/// Puts on disk what has been made or renamed in the folder of `path`. Some file systems know no
+/// such thing for folders; the file itself is safe by then.
+void syncFolderOf(const std::string& path);
+
 /// Makes the folder and its missing parents; those it makes get `mode`. An existing folder is left
 /// as it is.
 [[nodiscard]] Result<void> makeFolders(const std::string& path, unsigned mode = 0700);

@@ -7,7 +7,7 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/program.h"
-#include "ingest/ledger/ledger_view.h"
+#include "ingest/ledger/ledger_reader.h"
 
 namespace keldane {
 namespace {

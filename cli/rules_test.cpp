@@ -11,7 +11,7 @@
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/tag_text.h"
-#include "ingest/storing/tag_rows.h"
+#include "ingest/storing/tag_rules.h"
 
 namespace keldane {
 namespace {

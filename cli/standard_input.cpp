@@ -58,12 +58,8 @@ Result<std::unique_ptr<StandardInputFile>> StandardInputFile::receive(const std:
 Result<void> StandardInputFile::fill(const std::string& beginning) {
   if (::ftruncate(file_, 0) != 0) return failure(path_);
   for (std::string block = beginning; !block.empty(); block = readBlock()) {
-    for (std::size_t at = 0; at < block.size();) {
-      const ssize_t written = ::write(file_, block.data() + at, block.size() - at);
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) return failure(path_);
-      at += static_cast<std::size_t>(written);
-    }
+    errno = writeAll(file_, block);
+    if (errno != 0) return failure(path_);
   }
   if (std::ferror(stdin) != 0) return failure(path_);
   const timespec rested{std::time(nullptr) - kRestedSeconds, 0};

@@ -14,7 +14,6 @@
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
-#include "ingest/run_counters.h"
 #include "ingest/run_logs.h"
 #include "ingest/run_observer.h"
 #include "ingest/run_watch.h"

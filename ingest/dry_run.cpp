@@ -7,7 +7,7 @@
 #include "ingest/reading/message_reader.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/mail_walk.h"
-#include "ingest/storing/dry_store.h"
+#include "ingest/storing/duplicate_check.h"
 #include "ingest/storing/message_store.h"
 
 namespace keldane {

@@ -109,8 +109,8 @@ bool rewriteRunLog(const std::string& path, const std::string& date, const RunTo
   std::string text = fmt::format("{}    Processed: {}    Archived: {}    Duplicates: {}\n", date,
                                  totals.processed, totals.archived, totals.duplicates);
   if (const Result<std::string> old = readFile(path)) text += *old;
-  // Kept: as many bytes as the text has characters. Lines of ours are ASCII; a log that somebody
-  // has put other characters into loses as much at its end.
+  // As many bytes as the text has characters: lines of ours are ASCII, and a log that somebody has
+  // put other characters into loses as much at its end.
   text.resize(utf16Length(text));
   return replaceFile(path, text, kMode).has_value();
 }

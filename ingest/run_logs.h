@@ -6,13 +6,19 @@
 #include <string_view>
 
 #include "base/spooled_text.h"
-#include "ingest/storing/store_log.h"
 #include "platform/process_state.h"
 
 /// The files that a run writes for its user: the run's own `.storelog`, the `.log` of files read,
 /// and the two logs of the support folder. They hold private mail data: mode 0600. A log that
 /// cannot be written is not a reason to stop a run; its lines are lost.
 namespace keldane {
+
+/// Where the store step writes its lines.
+class StoreLog {
+ public:
+  virtual ~StoreLog() = default;
+  virtual void write(const std::string& line) = 0;
+};
 
 /// A text file that is appended to and flushed line by line. One thread at a time.
 class LogFile : public StoreLog {

@@ -10,35 +10,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/files.h"
+
 namespace keldane {
 namespace {
 
 constexpr std::size_t kBufferBytes = 256 * 1024;
-
-std::string folderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-/// Puts a rename on disk. Some file systems know no such thing for folders.
-void syncFolder(const std::string& folder) {
-  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  static_cast<void>(::fsync(fd));
-  ::close(fd);
-}
-
-/// 0, or the reason.
-int writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t put = ::write(fd, bytes.data(), bytes.size());
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return errno;
-    bytes.remove_prefix(static_cast<std::size_t>(put));
-  }
-  return 0;
-}
 
 }  // namespace
 
@@ -99,7 +76,7 @@ Result<void> OutputFile::commit() {
   if (!hasFailed() && !temporary_.empty()) {
     if (::rename(temporary_.c_str(), target_.c_str()) == 0) {
       temporary_.clear();
-      if (temporaryFolder_.empty()) syncFolder(folderOf(target_));
+      if (temporaryFolder_.empty()) syncFolderOf(target_);
     } else {
       fail(errno);
     }

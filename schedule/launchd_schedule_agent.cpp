@@ -19,7 +19,7 @@ void LaunchdScheduleAgent::launchctl(std::vector<std::string> arguments) {
 }
 
 Result<void> LaunchdScheduleAgent::load(const ScheduledStart& start) {
-  // Kept: with the line end of the answer.
+  // The answer's line end stays in it, as in all that earlier versions have sent.
   const std::string domain = "gui/" + userId();
   const std::string service = domain + "/" + kLabel;
   launchctl({"bootout", domain, start.agentPath});
@@ -30,7 +30,7 @@ Result<void> LaunchdScheduleAgent::load(const ScheduledStart& start) {
 }
 
 Result<void> LaunchdScheduleAgent::unload() {
-  static_cast<void>(userId());  // kept: asked, though only loading needs the answer
+  static_cast<void>(userId());  // as loading does, though nothing here needs the answer
   launchctl({"remove", kLabel});
   return {};
 }

@@ -159,7 +159,8 @@ std::vector<ScheduleTime> timesOfAgent(std::string_view agentText) {
 /// The agent file: the template, closed, with one calendar entry for each start. The template stops
 /// just behind the opening of the array of entries.
 ///
-/// Kept: where the starts repeat on chosen days, every entry carries the weekday 8.
+/// Where the starts repeat on chosen days, every entry carries the template's weekday 8: the
+/// agent files of all earlier versions do.
 std::string agentText(std::string scheduleTemplate, const UserSettings& user) {
   std::string text = std::move(scheduleTemplate);
   if (user.scheddays[0] != 0) {
@@ -244,7 +245,7 @@ Result<void> Schedule::writeAgent(const std::string& text) const {
   if (::mkdir(folder.c_str(), 0700) != 0 && !isDirectory(folder)) {
     return Failure{folder + ": " + std::generic_category().message(errno)};
   }
-  // Kept: cut to the number of its characters. The command has none beyond ASCII.
+  // Cut to the number of its characters: the command has none beyond ASCII, so nothing is lost.
   const std::string_view bytes = std::string_view(text).substr(0, utf16Length(text));
   return replaceFile(path, bytes);
 }

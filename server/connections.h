@@ -51,7 +51,7 @@ class Connections {
   /// Over an entry of this name, which is selected then.
   bool saveConnection(const ServerConnection& connection);
   /// Deletes the selected entry; the first one is selected then, and the current one if there is
-  /// one. Kept: the arguments are read again, and a schedule made from here on carries " 1" in its
+  /// one. The arguments are read again, so that a schedule made from here on carries " 1" in its
   /// command.
   bool deleteConnection();
   /// Makes a saved connection, with its own database, the one of the next start too. The one that

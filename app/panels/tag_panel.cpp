@@ -81,7 +81,7 @@ bool TagPanel::addTags() {
   tags.priority =
       form.priorityButton < kPriorityTitles.size() ? static_cast<int>(form.priorityButton) : 0;
   if (!replacingTags_) {
-    // Kept: adding starts from empty fields, so that only blanks in front set it apart.
+    // The fields of the form are all that is added, so there is nothing to put blanks in front of.
     for (std::string* text : {&tags.category, &tags.keywords, &tags.notes}) {
       removeLeadingBlanks(*text);
     }
@@ -147,8 +147,8 @@ bool TagPanel::tagRow(Emailrow& row, TagRow tags) {
   return true;
 }
 
-/// Reads the tags that a row has so far. Kept: their category goes once more into the list of
-/// categories, and nothing of them into the row that is written next.
+/// Reads the tags that a row has so far: their category goes once more into the list of categories,
+/// as it always has, and nothing of them into the row that is written next.
 bool TagPanel::forgetOldTags(std::uint32_t id) {
   if (!session_.query(selectTagsSql(id))) return false;
   const std::unique_ptr<ResultRows> rows = session_.storeResult();

@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "archive/message_rows.h"
 #include "archive/sql_values.h"
 #include "base/text.h"
 
@@ -14,14 +15,6 @@ namespace {
 /// So many rows are looked at for a message whose date no server understands; more are not told
 /// apart.
 constexpr int kMostCandidates = 1000;
-
-/// What a message that is gone may have left behind.
-constexpr std::string_view kLeftovers[] = {
-    "DELETE FROM attachments WHERE id=", "DELETE FROM tags WHERE id=",
-    "DELETE FROM origemail WHERE id="};
-/// What is written anew when a half is completed.
-constexpr std::string_view kParts[] = {"DELETE FROM attachments WHERE id=",
-                                       "DELETE FROM origemail WHERE id="};
 
 /// More messages than can be stored in a second. A server that writes its log to disk once a second
 /// may have lost what came in during the last one, though their lines were closed.
@@ -84,7 +77,7 @@ bool CrashRecovery::lookAtKnown(const OpenEntry& entry, std::uint32_t id) {
     return false;
   }
   if (rows->empty()) {
-    if (deleteLeftovers(id)) return true;
+    if (deleteRowsBeside(session_, id, true)) return true;
     reportError(entry.path);
     return false;
   }
@@ -189,12 +182,7 @@ void CrashRecovery::takeOver(std::uint32_t id, const std::string& path) {
                   " is being completed, " + printable(path) + "\n");
 }
 
-bool CrashRecovery::clearParts(std::uint32_t id) {
-  for (const std::string_view deletion : kParts) {
-    if (!session_.query(std::string(deletion) + std::to_string(id))) return false;
-  }
-  return true;
-}
+bool CrashRecovery::clearParts(std::uint32_t id) { return deleteRowsBeside(session_, id, false); }
 
 CrashRecovery::Rows CrashRecovery::readRows(const std::string& condition) {
   const std::string sql =
@@ -249,13 +237,6 @@ std::optional<std::uint64_t> CrashRecovery::countRows(std::string_view table, st
   const std::unique_ptr<ResultRows> result = session_.storeResult();
   if (!result || !result->next()) return std::nullopt;
   return number(result->cell(0));
-}
-
-bool CrashRecovery::deleteLeftovers(std::uint32_t id) {
-  for (const std::string_view deletion : kLeftovers) {
-    if (!session_.query(std::string(deletion) + std::to_string(id))) return false;
-  }
-  return true;
 }
 
 // Rows whose line the ledger lost with the machine.

@@ -10,8 +10,8 @@
 
 #include "archive/server_session.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/run_logs.h"
 #include "ingest/storing/message_fingerprint.h"
-#include "ingest/storing/store_log.h"
 
 namespace keldane {
 
@@ -74,7 +74,6 @@ class CrashRecovery {
   [[nodiscard]] std::optional<bool> isWhole(const Row& row, const ExpectedRows& mark,
                                             MatchLevel matchLevel);
   [[nodiscard]] std::optional<std::uint64_t> countRows(std::string_view table, std::uint32_t id);
-  [[nodiscard]] bool deleteLeftovers(std::uint32_t id);
   void collectSuspects(const InterruptedRun& run);
   void reportLeftAlone(std::uint32_t id, const std::string& path);
   void reportError(const std::string& path);

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <optional>
 
+#include "base/files.h"
+
 namespace keldane {
 namespace {
 
@@ -28,25 +30,6 @@ std::string resolved(const std::string& path) {
   std::string result(real);
   std::free(real);
   return result;
-}
-
-bool writeAll(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-void flushFolderOf(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  ::fsync(descriptor);
-  ::close(descriptor);
 }
 
 /// A file system that has no locks is no reason to do without a ledger.
@@ -96,7 +79,7 @@ bool LedgerFile::appendTo(const std::string& path, std::string_view line) {
   const int descriptor =
       ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, kMode);
   if (descriptor < 0) return false;
-  const bool written = writeAll(descriptor, line);
+  const bool written = writeAll(descriptor, line) == 0;
   return ::close(descriptor) == 0 && written;
 }
 
@@ -112,14 +95,14 @@ Result<void> LedgerFile::restart(std::string_view content) {
       ::open(newPath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
   if (descriptor < 0) return systemFailure(newPath);
   // Locked before it gets the name, so that there is no moment in which the name is free to take.
-  if (isHeldByOther(descriptor, LOCK_EX) || !writeAll(descriptor, content) ||
+  if (isHeldByOther(descriptor, LOCK_EX) || writeAll(descriptor, content) != 0 ||
       ::fsync(descriptor) != 0 || ::rename(newPath.c_str(), path_.c_str()) != 0) {
     const Failure failure = systemFailure(path_);
     ::close(descriptor);
     ::unlink(newPath.c_str());
     return failure;
   }
-  flushFolderOf(path_);
+  syncFolderOf(path_);
   ::close(descriptor_);
   descriptor_ = descriptor;
   torn_ = false;
@@ -129,7 +112,7 @@ Result<void> LedgerFile::restart(std::string_view content) {
 
 bool LedgerFile::append(std::string_view line) {
   if (torn_) {
-    if (!writeAll(descriptor_, kTornLineEnd)) return false;
+    if (writeAll(descriptor_, kTornLineEnd) != 0) return false;
     torn_ = false;
     ownBytes_ += kTornLineEnd.size();
   }

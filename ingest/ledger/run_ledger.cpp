@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <ctime>
 
+#include "ingest/ledger/ledger_entries.h"
 #include "ingest/ledger/ledger_file.h"
-#include "ingest/ledger/ledger_lines.h"
 #include "ingest/ledger/ledger_reader.h"
 
 namespace keldane {

@@ -19,8 +19,9 @@ struct AttachmentLimits {
 /// content type, name and data to `msgParts`, what can be read as text to `msgAttachText`. An
 /// attachment of fewer than three bytes is a stub and takes the next part of `partial`.
 ///
-/// Kept: a related item is measured by the size of the attachment with the same index, if there is
-/// one. So a small picture goes with a big attachment, and a big one stays beside a small one.
+/// A related item is measured, as in every archive made so far, by the size of the attachment with
+/// the same index, if there is one. So a small picture goes with a big attachment, and a big one
+/// stays beside a small one.
 ///
 /// Fails when memory does not suffice for the data of one: the message is then not whole.
 [[nodiscard]] Result<void> collectAttachments(mime::TnoEmail& email, const AttachmentLimits& limits,

@@ -43,7 +43,8 @@ std::optional<std::string_view> chooseMessageDate(const DateSources& sources, co
   }
   if (!isOutside(msgDate, range)) return std::nullopt;
   if (!msgDate.empty()) return drop::kOutsideRange;
-  // Kept: the stamp's text is taken as it is, so it passes only limits that any text passes.
+  // The stamp's text is not made into a date: it passes only limits that any text passes, so that a
+  // run with a range takes in no message whose day is not known.
   msgDate = receivedDate(sources);
   if (msgDate.empty()) return drop::kNoDate;
   return isOutside(msgDate, range) ? std::optional(drop::kOutsideRange) : std::nullopt;

@@ -142,7 +142,8 @@ bool SourceReader::fillBodies() {
       secondParagraph == std::string::npos) {
     return false;
   }
-  // Kept: the first paragraph of a plain body is no part of what is searched and compared.
+  // The first paragraph of a plain body is no part of what is searched and compared: with it, no
+  // message would be a duplicate of what earlier versions have stored.
   if (secondParagraph != std::string::npos) message.msgBody.erase(0, secondParagraph);
   std::optional<std::string> html;
   if (email.HasHtmlBody()) html = isLarge() ? email.TakeHtmlBody() : email.GetHtmlBody();

@@ -33,7 +33,7 @@ void removeLeading(std::string& text, std::string_view what) {
 
 std::optional<std::string_view> WalkFilter::exclusion(std::string_view path) const {
   if (lastPathComponent(path).starts_with('.')) return kHiddenFile;
-  // Kept: with mailboxes chosen, trash and junk stay out of an import too.
+  // Who chooses mailboxes decides on trash and junk for all of the run, the import folder included.
   if (mailboxesState || !importMode) {
     if (!mailboxesState && holdsOneOf(path, {"Mailboxes"}) && !holdsOneOf(path, {"Sent"})) {
       return "mailbox of this machine";

@@ -12,13 +12,12 @@
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
-#include "ingest/run_counters.h"
-#include "ingest/storing/dry_store.h"
+#include "ingest/run_logs.h"
+#include "ingest/storing/duplicate_check.h"
 #include "ingest/storing/email_columns.h"
 #include "ingest/storing/message_fingerprint.h"
 #include "ingest/storing/statement_text.h"
 #include "ingest/storing/store_errors.h"
-#include "ingest/storing/store_log.h"
 #include "ingest/storing/tag_rules.h"
 
 namespace keldane {

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "archive/server_session.h"
-#include "ingest/storing/store_log.h"
+#include "ingest/run_logs.h"
 
 namespace keldane {
 

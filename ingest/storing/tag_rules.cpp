@@ -45,7 +45,7 @@ void giveTags(const TagRule& rule, MessageTags& tags) {
   if (!rule.ruleCat.empty()) tags.tagCategory = rule.ruleCat;
   tags.tagKeywords.append(" ").append(rule.ruleKeywords);
   if (tags.tagKeywords.front() == ' ') tags.tagKeywords.erase(0, 1);
-  // Kept: a rule overrides notes and priority that came with the file, and never gives new ones.
+  // A rule overrides notes and priority that came with the file, and never gives new ones.
   if (!tags.tagNotes.empty()) tags.tagNotes = rule.ruleNotes;
   if (!tags.tagPriority.empty()) tags.tagPriority = rule.rulePriority;
 }
@@ -56,7 +56,7 @@ RuleVerdict eachFiring(const std::vector<TagRule>& tagRulesList, const CurrentMe
                        const Give& give) {
   for (const TagRule& rule : tagRulesList) {
     if (rule.ruleActive == 0) continue;
-    // Kept: an active rule without criteria ends the list, so that nothing behind it works.
+    // A rule that is still without criteria ends the list: nothing behind it works.
     if (rule.ruleCriteria.empty()) return {};
     if (!fires(rule, message)) continue;
     if (rule.tagOrExclude != 0) return {true, rule.ruleDescription};
@@ -90,6 +90,16 @@ std::vector<std::string> firingRules(const std::vector<TagRule>& tagRulesList,
   });
   if (verdict.exclude) names.push_back(verdict.excludedBy);
   return names;
+}
+
+TagRow tagRow(std::uint32_t id, const MessageTags& tags) {
+  return {id, tags.tagCategory, sortedKeywords(tags.tagKeywords), tags.tagNotes,
+          leadingInt(tags.tagPriority)};
+}
+
+TagRow tagRowOfKnown(std::uint32_t id, const MessageTags& tags) {
+  return {id, withPlainQuotes(tags.tagCategory), sortedKeywords(withPlainQuotes(tags.tagKeywords)),
+          withPlainQuotes(tags.tagNotes), leadingInt(tags.tagPriority)};
 }
 
 }  // namespace keldane

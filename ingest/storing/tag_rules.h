@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "archive/tag_row.h"
 #include "ingest/reading/current_message.h"
 
 namespace keldane {
@@ -49,5 +51,10 @@ struct RuleVerdict {
 /// last.
 [[nodiscard]] std::vector<std::string> firingRules(const std::vector<TagRule>& tagRulesList,
                                                    const CurrentMessage& message);
+
+/// The row of `tags` that a new message gets.
+[[nodiscard]] TagRow tagRow(std::uint32_t id, const MessageTags& tags);
+/// The row of a message that is known already: quotes that come escaped lose their backslash.
+[[nodiscard]] TagRow tagRowOfKnown(std::uint32_t id, const MessageTags& tags);
 
 }  // namespace keldane

@@ -12,7 +12,6 @@
 
 #include "ingest/ledger/ledger_file.h"
 #include "ingest/ledger/ledger_reader.h"
-#include "ingest/ledger/ledger_view.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {

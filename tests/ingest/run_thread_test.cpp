@@ -1,4 +1,4 @@
-#include "ingest/run_thread.h"
+#include "ingest/archive_worker.h"
 
 #include <atomic>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "ingest/ledger/ledger_lines.h"
+#include "ingest/ledger/ledger_entries.h"
 
 #include <charconv>
 
@@ -70,7 +70,6 @@ std::optional<LedgerOutcome> findOutcome(std::string_view name) {
 namespace keldane::ledger {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789abcdef";
 constexpr std::string_view kNoOffset = "-";
 
 /// The word, key, database, offset, nine of the mark, the path.
@@ -109,8 +108,7 @@ void addField(std::string& line, std::string_view value) {
       line += "\\n";
     } else {
       line += "\\x";
-      line += kHexDigits[static_cast<unsigned char>(byte) >> 4U];
-      line += kHexDigits[static_cast<unsigned char>(byte) & 15U];
+      line += hexText({&byte, 1});
     }
   }
 }
