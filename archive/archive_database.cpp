@@ -84,6 +84,9 @@ Faults ArchiveDatabase::openExisting() {
     case ArchivePresence::older:
       // Additions only, as ever; without them it could not be read.
       return makeTables();
+    case ArchivePresence::empty:
+      if (opening == Opening::ifThere) return {};
+      [[fallthrough]];
     case ArchivePresence::foreign:
       return refuse("the database \"" + dbPath +
                     "\" holds no archive; `keldane connections list` tells which do");

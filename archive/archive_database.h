@@ -17,7 +17,7 @@ namespace keldane {
 enum class Opening {
   create,    ///< make it when it is missing, and bring an old archive up to date
   existing,  ///< refuse a missing one: whoever only reads leaves nothing behind
-  ifThere,   ///< the same, and do without a missing one, as before there is an archive
+  ifThere,   ///< the same, and do without a missing or an empty one, as before there is an archive
 };
 
 /// The archive's schema: makes it, brings old ones up to date, opens it. There is no schema

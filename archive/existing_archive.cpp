@@ -19,7 +19,9 @@ constexpr const char* kProbeMessages =
     "SELECT id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld FROM email LIMIT 0";
 constexpr const char* kSelectArchives =
     "SELECT DISTINCT table_schema FROM information_schema.columns WHERE table_name='email' AND "
-    "column_name='subj_fld' ORDER BY table_schema";
+    "column_name='subj_fld' AND table_schema<>'keldane_unfinished_restore' ORDER BY table_schema";
+constexpr const char* kCountTables =
+    "SELECT COUNT(*) FROM information_schema.tables WHERE table_schema=DATABASE()";
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -49,6 +51,9 @@ bool answersAtAll(ServerSession& session, const char* sql) {
 }  // namespace
 
 Result<void> checkDatabaseName(std::string_view name) {
+  if (name == kUnfinishedRestore) {
+    return Failure{"\"" + std::string(name) + "\" is the place of restores that are under way"};
+  }
   const bool plain = !name.empty() && std::all_of(name.begin(), name.end(), isNameCharacter);
   if (plain && !isNumber(name) && utf16Length(name) <= kLongestDatabaseName) return {};
   return Failure{"\"" + printable(name) +
@@ -77,8 +82,10 @@ ArchivePresence lookForArchive(ServerSession& session, const std::string& name) 
   if (answersAtAll(session, kProbeAll)) return ArchivePresence::current;
   if (isLostConnection(session.error())) return ArchivePresence::unreachable;
   if (answersAtAll(session, kProbeMessages)) return ArchivePresence::older;
-  return isLostConnection(session.error()) ? ArchivePresence::unreachable
-                                           : ArchivePresence::foreign;
+  if (isLostConnection(session.error())) return ArchivePresence::unreachable;
+  const bool isEmpty =
+      session.query(kCountTables) && fetchFirstCell(session) == "0" && session.error().empty();
+  return isEmpty ? ArchivePresence::empty : ArchivePresence::foreign;
 }
 
 }  // namespace keldane

@@ -9,6 +9,10 @@
 
 namespace keldane {
 
+/// Where a restore collects what it reads, until it is whole. Never an archive: no name for one,
+/// and not told of among them.
+inline constexpr const char* kUnfinishedRestore = "keldane_unfinished_restore";
+
 /// Whether SQL takes the name of a database as it stands, without quotes, which is how it goes into
 /// the statements: letters, digits, `_` and `$`, at most 64 characters, not a number.
 [[nodiscard]] Result<void> checkDatabaseName(std::string_view name);
@@ -20,6 +24,7 @@ enum class ArchivePresence {
   current,      ///< selected, and every column is there
   older,        ///< selected; an archive that lacks tables or columns of today
   foreign,      ///< a database that holds no archive
+  empty,        ///< a database that holds nothing
   missing,      ///< no such database
   unreachable,  ///< the session's error tells why
 };

@@ -17,7 +17,7 @@ const std::vector<Group>& groups() {
       {"Find and read",
        {listCommand, findCommand, searchCommand, searchesCommand, browseCommand, showCommand,
         attachmentsCommand, partsCommand, statsCommand}},
-      {"Carry it out", {exportCommand}},
+      {"Carry it out", {exportCommand, backupCommand, restoreCommand}},
       {"Keep it",
        {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand, indexCommand,
         connectionsCommand, serverCommand, inspectCommand}}};

@@ -15,6 +15,7 @@ class Program;
 /// Each describes one command. Running it leaves the exit status in the program, which outlives it.
 [[nodiscard]] Command archiveCommand(Program& program);
 [[nodiscard]] Command attachmentsCommand(Program& program);
+[[nodiscard]] Command backupCommand(Program& program);
 [[nodiscard]] Command browseCommand(Program& program);
 [[nodiscard]] Command connectionsCommand(Program& program);
 [[nodiscard]] Command duplicatesCommand(Program& program);
@@ -25,6 +26,7 @@ class Program;
 [[nodiscard]] Command listCommand(Program& program);
 [[nodiscard]] Command logsCommand(Program& program);
 [[nodiscard]] Command partsCommand(Program& program);
+[[nodiscard]] Command restoreCommand(Program& program);
 [[nodiscard]] Command rulesCommand(Program& program);
 [[nodiscard]] Command scheduleCommand(Program& program);
 [[nodiscard]] Command searchCommand(Program& program);

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "archive/existing_archive.h"
 #include "base/text.h"
 #include "output/backup_file.h"
 #include "output/export_frame.h"
@@ -21,7 +22,12 @@ namespace {
 
 constexpr std::string_view kSummaryMark = "-- keldane backup 1 ";
 constexpr std::size_t kMostSummaryBytes = 1 << 20;
-constexpr const char* kUnfinished = "keldane_unfinished_restore";
+constexpr std::size_t kMegabyte = 1000000;
+/// Held by the session that restores: of two at a time one would take the other's place away.
+constexpr const char* kTakeTurn = "SELECT GET_LOCK('keldane_restore',0)";
+constexpr const char* kEndTurn = "SELECT RELEASE_LOCK('keldane_restore')";
+/// A private server that is left by a killed check ends itself so soon.
+constexpr int kCheckIdleSeconds = 60;
 constexpr const char* kCheckedDatabase = "keldane_checked";
 
 /// A name between backquotes.
@@ -128,6 +134,23 @@ bool isWord(const std::string& text) {
                               "XYZ0123456789_") == std::string::npos;
 }
 
+/// Tells of every megabyte.
+class Counted {
+ public:
+  explicit Counted(Progress& progress) : progress_(progress) {}
+  void add(std::size_t bytes) {
+    bytes_ += bytes;
+    if (bytes_ / kMegabyte == told_) return;
+    told_ = bytes_ / kMegabyte;
+    progress_.step(static_cast<int>(told_), {});
+  }
+
+ private:
+  Progress& progress_;
+  std::size_t bytes_ = 0;
+  std::size_t told_ = 0;
+};
+
 /// Gives on the pieces of a backup without its last line, whose digest it checks at the end.
 class VerifyingReader {
  public:
@@ -232,12 +255,19 @@ Result<BackupSummary> readInto(const ToolContext& context, ServerSession& sessio
   const auto backup = openBackup(path);
   if (!backup) return Failure{backup.error()};
   const std::shared_ptr<VerifyingReader> reader = *backup;
+  Counted counted(context.progress);
   const Result<void> read = runDatabaseTool(
       context, tool.path,
       {"--max_allowed_packet=1G", "--default-character-set=utf8mb4", "--binary-mode", into},
-      [reader](std::string_view& piece) { return reader->next(piece); }, {});
+      [reader, &counted](std::string_view& piece) {
+        Result<bool> more = reader->next(piece);
+        if (more && *more) counted.add(piece.size());
+        return more;
+      },
+      {});
   if (!read) return Failure{read.error()};
   if (!reader->summary()) return Failure{path + ": it was not read to its end"};
+  context.progress.stage("Comparing...");
   const auto states = tableStates(session, into);
   if (!states) return Failure{states.error()};
   if (const Result<void> same = compareTables(reader->summary()->tables, *states); !same) {
@@ -256,6 +286,33 @@ Result<void> moveTables(ServerSession& session, const std::string& from, const s
     sql += fmt::format("{0}.{2} TO {1}.{2}", quotedName(from), quotedName(to), quotedName(table));
   }
   return sql.empty() ? Result<void>() : send(session, sql);
+}
+
+Result<BackupSummary> restoreVerified(const ToolContext& context, ServerSession& session,
+                                      const std::string& path, const std::string& database,
+                                      const BackupSummary& summary) {
+  const auto there = tableNames(session, database);
+  if (!there) return Failure{there.error()};
+  if (!there->empty()) {
+    return Failure{fmt::format("the database \"{}\" is not empty: name another one", database)};
+  }
+  context.progress.stage("Restoring...");
+  const std::string unfinished = quotedName(kUnfinishedRestore);
+  const std::string sets =
+      fmt::format(" CHARACTER SET {} COLLATE {}", summary.characterSet, summary.collation);
+  for (const std::string& sql :
+       {"DROP DATABASE IF EXISTS " + unfinished, "CREATE DATABASE " + unfinished + sets}) {
+    if (const Result<void> sent = send(session, sql); !sent) return Failure{sent.error()};
+  }
+  Result<BackupSummary> restored = readInto(context, session, path, kUnfinishedRestore);
+  if (restored) {
+    Result<void> moved =
+        send(session, "CREATE DATABASE IF NOT EXISTS " + quotedName(database) + sets);
+    if (moved) moved = moveTables(session, kUnfinishedRestore, database);
+    if (!moved) restored = Failure{moved.error()};
+  }
+  static_cast<void>(send(session, "DROP DATABASE IF EXISTS " + unfinished));
+  return restored;
 }
 
 }  // namespace
@@ -290,8 +347,10 @@ Result<BackupSummary> writeBackup(const ToolContext& context, ServerSession& ses
   if (const Result<void> locked = lock.lock(database, *names); !locked) {
     return Failure{locked.error()};
   }
+  context.progress.stage("Counting...");
   auto states = tableStates(session, database);
   if (!states) return Failure{states.error()};
+  context.progress.stage("Backing up...");
   summary.tables = std::move(*states);
   BackupWriter file(path);
   if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
@@ -303,8 +362,10 @@ Result<BackupSummary> writeBackup(const ToolContext& context, ServerSession& ses
       "--loose-set-gtid-purged=OFF", "--loose-column-statistics=0", database};
   arguments.insert(arguments.end(), names->begin(), names->end());
   bool isFull = false;
+  Counted counted(context.progress);
   const Result<void> dumped =
       runDatabaseTool(context, tool.path, std::move(arguments), {}, [&](std::string_view piece) {
+        counted.add(piece.size());
         isFull = !file.write(piece);
         return !isFull;
       });
@@ -318,12 +379,15 @@ Result<BackupSummary> writeBackup(const ToolContext& context, ServerSession& ses
 Result<BackupSummary> verifyBackup(const std::string& path, Progress& progress) {
   const auto reader = openBackup(path);
   if (!reader) return Failure{reader.error()};
+  progress.stage("Reading the backup through...");
+  Counted counted(progress);
   std::string_view piece;
   while (true) {
     if (progress.cancelled()) return Failure{"cancelled"};
     const Result<bool> more = (*reader)->next(piece);
     if (!more) return Failure{more.error()};
     if (!*more) return *(*reader)->summary();
+    counted.add(piece.size());
   }
 }
 
@@ -331,26 +395,11 @@ Result<BackupSummary> restoreBackup(const ToolContext& context, ServerSession& s
                                     const std::string& path, const std::string& database) {
   const Result<BackupSummary> verified = verifyBackup(path, context.progress);
   if (!verified) return verified;
-  const auto there = tableNames(session, database);
-  if (!there) return Failure{there.error()};
-  if (!there->empty()) {
-    return Failure{fmt::format("the database \"{}\" is not empty: name another one", database)};
-  }
-  const std::string unfinished = quotedName(kUnfinished);
-  const std::string sets =
-      fmt::format(" CHARACTER SET {} COLLATE {}", verified->characterSet, verified->collation);
-  for (const std::string& sql :
-       {"DROP DATABASE IF EXISTS " + unfinished, "CREATE DATABASE " + unfinished + sets}) {
-    if (const Result<void> sent = send(session, sql); !sent) return Failure{sent.error()};
-  }
-  Result<BackupSummary> restored = readInto(context, session, path, kUnfinished);
-  if (restored) {
-    Result<void> moved =
-        send(session, "CREATE DATABASE IF NOT EXISTS " + quotedName(database) + sets);
-    if (moved) moved = moveTables(session, kUnfinished, database);
-    if (!moved) restored = Failure{moved.error()};
-  }
-  static_cast<void>(send(session, "DROP DATABASE IF EXISTS " + unfinished));
+  const Result<std::string> turn = queryCell(session, kTakeTurn);
+  if (!turn) return Failure{turn.error()};
+  if (*turn != "1") return Failure{"another restore is under way on this server"};
+  Result<BackupSummary> restored = restoreVerified(context, session, path, database, *verified);
+  static_cast<void>(queryCell(session, kEndTurn));
   return restored;
 }
 
@@ -364,6 +413,7 @@ Result<BackupSummary> checkBackup(ToolRunner& tools, Environment& environment, P
   }
   LocalServer::Options options;
   options.folder = folder;
+  options.idleSeconds = kCheckIdleSeconds;
   LocalServer server(options, tools, environment);
   const auto check = [&]() -> Result<BackupSummary> {
     const Result<LocalServer::Status> started = server.start();

@@ -34,6 +34,8 @@ struct BackupSummary {
 [[nodiscard]] Result<std::vector<TableState>> tableStates(ServerSession& session,
                                                           const std::string& database);
 
+/// The steps of these operations are megabytes of the dump, their stages what is being done.
+///
 /// Writes a backup. Nothing else can write to the database meanwhile; the file stands under its
 /// name only when it is whole. The session must have no other use until the end.
 [[nodiscard]] Result<BackupSummary> writeBackup(const ToolContext& context, ServerSession& session,
@@ -46,8 +48,8 @@ struct BackupSummary {
 
 /// Verifies the backup, reads it into a database that is not there yet or holds nothing, and
 /// compares every table. The tables come to stand there all at once at the end: when anything fails
-/// before, the database is as it was. What an interrupted restore has left is taken away by the
-/// next one.
+/// before, the database is as it was. What an interrupted restore has left (`kUnfinishedRestore`)
+/// is taken away by the next one. One at a time on a server.
 [[nodiscard]] Result<BackupSummary> restoreBackup(const ToolContext& context,
                                                   ServerSession& session, const std::string& path,
                                                   const std::string& database);

@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -20,8 +24,14 @@ constexpr std::size_t kLookedAtBytes = 5120;
 constexpr std::size_t kPieceBytes = 256 * 1024;
 constexpr const char* kNoSqlFile = "This is not a Keldane SQL file.";
 constexpr const char* kCancelled = "cancelled";
+constexpr const char* kLoginPrefix = "keldane_login";
 constexpr std::size_t kMostWords = 2000;  ///< of a tool, for a message
 constexpr const char* kMostPacket = "--max_allowed_packet=500MB";
+/// A dump quotes by double quotes and escapes by backslashes, which a server can have been told not
+/// to read so. Of a session of the program it is the same.
+constexpr const char* kPlainMode = "--init-command=SET SESSION sql_mode=''";
+/// Numbers of the errors by which a server refuses a statement that it does not know.
+constexpr std::string_view kUnknownToServer[] = {"1054", "1064", "1193", "1305"};
 
 /// MariaDB's newer packages have its own names alone.
 std::string otherName(const std::string& name) {
@@ -75,15 +85,65 @@ std::string_view firstError(std::string_view text) {
   return text.substr(0, text.find('\n'));
 }
 
+/// The tool's own question to the server was refused: it is made for servers of another make or
+/// age.
+bool isForOtherServers(const std::string& words) {
+  return words.find("Couldn't execute '") != std::string::npos &&
+         std::any_of(std::begin(kUnknownToServer), std::end(kUnknownToServer),
+                     [&words](std::string_view number) {
+                       return words.find("(" + std::string(number) + ")") != std::string::npos;
+                     });
+}
+
 Failure toolFailure(const std::string& program, const ToolOutcome& outcome) {
   std::string words = printable(trimWhitespace(firstError(outcome.errorText)));
   if (words.size() > kMostWords) words = words.substr(0, kMostWords) + "...";
   if (words.empty()) words = fmt::format("ended with status {}", outcome.exitStatus);
+  if (isForOtherServers(outcome.errorText)) {
+    words += fmt::format(
+        " - {} is made for servers of another make or version: put the one that came with the "
+        "server first on the PATH",
+        program);
+  }
   return {fmt::format("{} failed: {}", lastPathComponent(program), words)};
 }
 
 Failure missingTool(const char* what, const char* name, const std::string& found) {
   return {fmt::format("{} failed.  Couldn't find the {} utility.  {}\n", what, name, found)};
+}
+
+/// Those of programs that were killed before they could take theirs away.
+void removeStaleLogins(const std::string& folder) {
+  const std::string prefix = std::string(kLoginPrefix) + ".";
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.starts_with(prefix)) continue;
+    const int process = leadingInt(name.substr(prefix.size()));
+    if (process > 0 && ::kill(process, 0) != 0 && errno == ESRCH) {
+      ::unlink(entry->path().c_str());
+    }
+  }
+}
+
+/// The first piece of a dump of ours tells what the rest is written in by a name which for many
+/// servers means characters of three bytes at most: an emoji would not get through.
+PieceReader withWideCharacters(PieceReader pieces) {
+  return [pieces = std::move(pieces), isFirst = true,
+          text = std::string()](std::string_view& piece) mutable -> Result<bool> {
+    Result<bool> more = pieces(piece);
+    if (!std::exchange(isFirst, false) || !more || !*more) return more;
+    constexpr std::string_view kNarrow = "\nSET CHARACTER SET utf8;\n";
+    const std::size_t at = piece.find(kNarrow);
+    if (!piece.starts_with("CREATE DATABASE IF NOT EXISTS ") || at == std::string_view::npos) {
+      return more;
+    }
+    text = piece;
+    text.replace(at, kNarrow.size(), "\nSET CHARACTER SET utf8mb4;\n");
+    piece = text;
+    return more;
+  };
 }
 
 }  // namespace
@@ -102,7 +162,9 @@ FoundTool findTool(ToolRunner& tools, const std::string& name) {
 }
 
 Result<OptionFile> OptionFile::make(const ServerAddress& address, const std::string& folder) {
-  std::string path = folder + (folder.ends_with('/') ? "" : "/") + "keldane_login.XXXXXX";
+  removeStaleLogins(folder);
+  std::string path = fmt::format("{}{}{}.{}.XXXXXX", folder, folder.ends_with('/') ? "" : "/",
+                                 kLoginPrefix, ::getpid());
   const int fd = ::mkstemp(path.data());
   if (fd < 0) return systemFailure(path);
   OptionFile file(path);
@@ -159,9 +221,10 @@ Result<void> importSQL(const ToolContext& context, const std::string& path) {
   Result<PieceReader> pieces = readInPieces(path);
   if (!pieces) return Failure{pieces.error()};
   // Without the binary mode the tool takes the CR out of every CR LF of a message.
-  return runDatabaseTool(context, tool.path,
-                         {kMostPacket, "--default-character-set=utf8", "-f", "--binary-mode"},
-                         std::move(*pieces), {});
+  return runDatabaseTool(
+      context, tool.path,
+      {kMostPacket, "--default-character-set=utf8", "-f", "--binary-mode", kPlainMode},
+      withWideCharacters(std::move(*pieces)), {});
 }
 
 Result<void> backupSQL(const ToolContext& context, const std::string& databaseName,

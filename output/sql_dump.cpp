@@ -54,7 +54,7 @@ Result<std::string> databaseNameOf(std::string name) {
       name)};
 }
 
-/// The lines before the first empty one; a source that begins with one has none.
+/// The lines before the first empty line that has something before it.
 std::string headingOf(const std::string& source) {
   const std::size_t end = source.find("\n\n", kLeastHeadingUnits);
   return end == std::string::npos ? std::string() : source.substr(0, end);
@@ -185,6 +185,9 @@ Result<OutputReport> exportSQL(const OutputContext& context, const MessageList& 
                                const SqlDumpRequest& request) {
   const Result<std::string> name = databaseNameOf(request.databaseName);
   if (!name) return Failure{name.error()};
+  if (request.firstId == 0 || list.size > 0xFFFFFFFFU - request.firstId) {
+    return Failure{"the first id must be 1 or more, and leave numbers for all messages"};
+  }
   OutputFile file(request.path);
   if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
   file.write(

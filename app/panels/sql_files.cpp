@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "output/output_file.h"
 #include "output/sql_dump.h"
+#include "output/sql_import.h"
 
 namespace keldane {
 namespace {
@@ -138,7 +139,11 @@ void SqlFiles::importSQL() {
   if (answer == kSecondButton) return;
   context_.progress.doProgressPanel("Importing SQL...");
   PanelProgress progress(context_.progress);
-  const Result<void> imported = keldane::importSQL(toolContext(progress), path);
+  const SourceReading reading = sourceReading(context_.archiver.settings().user);
+  const Result<void> imported = importArchive(toolContext(progress),
+                                              {context_.archiver.session(), reading.stripPlist,
+                                               [&reading] { return reading.declaredCharsets; }},
+                                              path);
   context_.progress.close();
   if (imported) {
     ui.alert({"Done Importing",

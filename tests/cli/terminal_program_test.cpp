@@ -457,6 +457,24 @@ TEST_F(TerminalProgram, ExportsTheMessagesThatAreNamed) {
   EXPECT_EQ(run({"export", "json", "-", "1", "999"}).exitStatus, 1);
 }
 
+TEST_F(TerminalProgram, ABackupComesBackAsAnotherArchive) {
+  const std::string file = home() + "/b.sql.zst";
+  const std::string into = TestServer::shared().freshDatabase("restored");
+  EXPECT_THAT(output({"backup", file}), HasSubstr("is backed up: 3 messages in 9 tables."));
+  EXPECT_EQ(run({"restore", file, "--into", into}).exitStatus, 2) << "nobody can be asked";
+  EXPECT_THAT(output({"restore", file, "--dry-run"}), HasSubstr("is whole: 3 messages"));
+  EXPECT_THAT(output({"restore", file, "--into", into, "--yes"}), HasSubstr("3 messages in 9"));
+  EXPECT_EQ(output({"list", "--json", "--database", into}), output({"list", "--json"}));
+  EXPECT_THAT(run({"restore", file, "--yes"}).errorText, HasSubstr("is not empty"));
+  const std::string before = *readFile(file);
+  home_->write("b.sql.zst", before.substr(0, before.size() / 2));
+  for (const Words& refused :
+       {Words{"backup", file, "--check"}, {"restore", file, "--into", into + "2", "--yes"}}) {
+    EXPECT_THAT(run(refused).errorText, HasSubstr("the file is cut off"));
+  }
+  EXPECT_THAT(output({"connections", "list"}), Not(HasSubstr(into + "2")));
+}
+
 TEST_F(TerminalProgram, SavedAttachmentsStayInTheirFolderAndOverwriteNothing) {
   const std::string folder = home() + "/a/b/out";
   for (int i = 0; i < 2; ++i) output({"attachments", "1", "--save", folder});

@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "archive/existing_archive.h"
 #include "base/files.h"
 #include "output/checked_backup.h"
 #include "output/database_tools.h"
 #include "output/sql_dump.h"
+#include "output/sql_import.h"
 #include "tests/output/output_rig.h"
 #include "tests/support/recording_tool_runner.h"
 
@@ -19,7 +21,7 @@ class DatabaseCopies : public OutputRig {
  protected:
   DatabaseCopies() {
     addMessage(3, "2024-01-05 10:20:30", "O'Ann \\ \"x\"", "\xC3\xA9; DROP TABLE email;\nUSE x;",
-               "line\r\n\ttab \\' end");
+               "line\r\n\ttab \\' end \xF0\x9F\x8C\xBB");
     run("UPDATE email SET attachNames='a\\\\b\"c',numAttach=1 WHERE id=3");
     addSource(3, "9\nSubject: x\nFrom: 'q'\n\nbody \\ \n");
     addAttachment(3, "text/x', 1); DROP TABLE email; -- ", "b'c.bin",
@@ -52,6 +54,24 @@ class DatabaseCopies : public OutputRig {
   ToolContext toolContext() {
     return {tools, TestServer::shared().address(), folder.path(), progress};
   }
+  /// MariaDB's dump tool asks a server for a column that older ones of another make do not have. It
+  /// is told as such there; what needs a dump is then skipped aloud.
+  bool dumpToolFits() {
+    return value(
+               "SELECT COUNT(*) FROM information_schema.columns WHERE table_name='COLUMNS' AND "
+               "column_name='GENERATION_EXPRESSION'") != "0" ||
+           findTool(tools, "mariadb-dump").path.empty();
+  }
+  void skipWithoutDump() {
+    if (dumpToolFits()) return;
+    const Result<void> dumped = backupSQL(toolContext(), database, folder / "b.sql");
+    ASSERT_FALSE(dumped);
+    EXPECT_NE(dumped.error().find("GENERATION_EXPRESSION"), std::string::npos) << dumped.error();
+    EXPECT_NE(dumped.error().find("put the one that came with the server first on the PATH"),
+              std::string::npos)
+        << dumped.error();
+    GTEST_SKIP() << dumped.error();
+  }
   std::size_t loginFiles() {
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
@@ -83,7 +103,11 @@ TEST_F(DatabaseCopies, ADumpIsReadByTheDatabasesOwnTool) {
   EXPECT_EQ(file->databaseName, " " + into);
   EXPECT_FALSE(file->replaces);
 
-  const Result<void> imported = importSQL(toolContext(), folder / "d.sql");
+  // Whatever quotes and escapes mean to the server otherwise.
+  const std::string mode = value("SELECT @@GLOBAL.sql_mode");
+  run("SET GLOBAL sql_mode='ANSI_QUOTES,NO_BACKSLASH_ESCAPES'");
+  const Result<void> imported = importArchive(toolContext(), {*session}, folder / "d.sql");
+  run("SET GLOBAL sql_mode='" + mode + "'");
   ASSERT_TRUE(imported) << imported.error();
   const std::string columns =
       "from_fld,to_fld,subj_fld,date_fld,mailbox,mailto,body_fld,numAttach,attachNames,attachText";
@@ -98,6 +122,10 @@ TEST_F(DatabaseCopies, ADumpIsReadByTheDatabasesOwnTool) {
   EXPECT_EQ(rowsOf("SELECT * FROM " + into + ".tags"),
             std::vector<std::string>{"1001|Work||0|it's|"});
   EXPECT_EQ(loginFiles(), 0U);
+  EXPECT_EQ(value("SELECT GROUP_CONCAT(id) FROM " + into +
+                  ".keldane_fingerprints WHERE content_sha256 IS NOT NULL"),
+            "1001");
+  EXPECT_EQ(*queryCell(*session, "SELECT DATABASE()"), database) << "the session is where it was";
 
   const Result<void> again = importSQL(toolContext(), folder / "d.sql");
   ASSERT_FALSE(again) << "the ids are taken";
@@ -109,7 +137,33 @@ TEST_F(DatabaseCopies, ADumpIsReadByTheDatabasesOwnTool) {
   EXPECT_EQ(inspectSqlFile(folder.write("x", "text")).error(), "This is not a Keldane SQL file.");
 }
 
+TEST_F(DatabaseCopies, FingerprintsAreThoseOfTheMessagesThatAnImportHasBrought) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
+  const auto noted = [this] {
+    return value("SELECT COUNT(*) FROM " + database +
+                 ".keldane_fingerprints WHERE path='noted' AND id=3") +
+           "/" +
+           value("SELECT COUNT(*) FROM " + database +
+                 ".keldane_fingerprints WHERE content_sha256 IS NOT NULL");
+  };
+  ASSERT_TRUE(Fingerprints({*session}).write(3, {.contentSha256 = "x", .path = "noted"}));
+  ASSERT_TRUE(backupSQL(toolContext(), database, folder / "b.sql"));
+  ASSERT_TRUE(importArchive(toolContext(), {*session}, folder / "b.sql"));
+  EXPECT_EQ(noted(), "1/1") << "the file has brought them";
+  const std::string other = folder.write(
+      "other.sql",
+      "-- of another program\nUSE `" + database +
+          "`;\nDROP TABLE IF EXISTS origemail;\nCREATE TABLE origemail (id INT UNSIGNED "
+          "PRIMARY KEY,orig_fld LONGBLOB NOT NULL);\nINSERT INTO origemail "
+          "VALUES(3,'Subject: x\n\nother'),(4,'Subject: y\n\nother');\n");
+  ASSERT_TRUE(importArchive(toolContext(), {*session}, other));
+  EXPECT_EQ(noted(), "0/2") << "those of the messages before are not taken for these";
+}
+
 TEST_F(DatabaseCopies, ABackupByTheToolIsWholeOrNotThere) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   ASSERT_TRUE(backupSQL(toolContext(), database, folder / "b.sql"));
   EXPECT_TRUE(inspectSqlFile(folder / "b.sql")->replaces);
   const Result<void> failed = backupSQL(toolContext(), "no_such_database", folder / "n.sql");
@@ -152,6 +206,8 @@ TEST_F(DatabaseCopies, ThePasswordGoesByAFileThatOnlyTheUserReads) {
 }
 
 TEST_F(DatabaseCopies, AnOddPasswordReachesTheServer) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   const ServerAddress own = TestServer::shared().address();
   run("CREATE USER odd@localhost IDENTIFIED BY 'p\"\\\\#x y'");
   run("GRANT ALL ON *.* TO odd@localhost");
@@ -164,6 +220,8 @@ TEST_F(DatabaseCopies, AnOddPasswordReachesTheServer) {
 }
 
 TEST_F(DatabaseCopies, ACheckedBackupComesBackTheSame) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   for (const char* name : {"b.sql", "b.sql.zst"}) {
     const std::string path = folder / name;
     const auto written = writeBackup(toolContext(), *session, database, path);
@@ -187,6 +245,8 @@ TEST_F(DatabaseCopies, ACheckedBackupComesBackTheSame) {
 }
 
 TEST_F(DatabaseCopies, ADamagedBackupIsRefusedBeforeAnythingIsWritten) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   for (const char* name : {"b.sql", "b.sql.zst"}) {
     ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / name));
     const std::string whole = folder.read(name);
@@ -210,10 +270,19 @@ TEST_F(DatabaseCopies, ADamagedBackupIsRefusedBeforeAnythingIsWritten) {
 }
 
 TEST_F(DatabaseCopies, ARestoreThatFailsLeavesTheDatabaseAsItWas) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / "b.zst"));
   const std::string into = TestServer::shared().freshDatabase("kept");
   run("CREATE DATABASE keldane_unfinished_restore");  // of a restore that was killed
-  run("CREATE TABLE keldane_unfinished_restore.left_over (id INT)");
+  run("CREATE TABLE keldane_unfinished_restore.email (id INT, subj_fld INT)");
+  EXPECT_EQ(std::ranges::count(archivesOnServer(*session), "keldane_unfinished_restore"), 0);
+  EXPECT_FALSE(checkDatabaseName("keldane_unfinished_restore"));
+  const auto second = TestServer::shared().connect();
+  ASSERT_TRUE(queryCell(*second, "SELECT GET_LOCK('keldane_restore',0)"));
+  EXPECT_EQ(restoreBackup(toolContext(), *session, folder / "b.zst", into).error(),
+            "another restore is under way on this server");
+  ASSERT_TRUE(queryCell(*second, "SELECT RELEASE_LOCK('keldane_restore')"));
   progress.cancelAfter = 0;
   EXPECT_FALSE(restoreBackup(toolContext(), *session, folder / "b.zst", into));
   EXPECT_FALSE(exists(into));
@@ -224,12 +293,12 @@ TEST_F(DatabaseCopies, ARestoreThatFailsLeavesTheDatabaseAsItWas) {
   EXPECT_FALSE(restoreBackup(other, *session, folder / "b.zst", into));
   EXPECT_FALSE(exists(into));
   EXPECT_TRUE(restoreBackup(toolContext(), *session, folder / "b.zst", into));
-  EXPECT_EQ(value("SELECT COUNT(*) FROM information_schema.tables WHERE table_schema='" + into +
-                  "' AND table_name='left_over'"),
-            "0");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM " + into + ".email"), "2") << "and not what was left over";
 }
 
 TEST_F(DatabaseCopies, ABackupIsProvedInAServerOfItsOwn) {
+  skipWithoutDump();
+  if (IsSkipped()) return;
   ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / "b.zst"));
   SystemEnvironment environment(0, nullptr);
   const auto checked = checkBackup(tools, environment, progress, folder / "b.zst");
