@@ -155,6 +155,9 @@ void KeldaneController::makeMessagePanels() {
   attachmentLinks_ = std::make_unique<AttachmentLinks>(
       AttachmentLinks::Context{core.session(), core.settings().user, progress_, ports_.ui,
                                ports_.host, *messageViewer_, options_.chooseSaveFile});
+  attachmentList_ = std::make_unique<AttachmentList>(
+      AttachmentList::Context{core.session(), core.process(), progress_, ports_.ui, ports_.host,
+                              [this] { return archiver_.archiveRun().isRunning(); }});
   tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
 }

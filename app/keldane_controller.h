@@ -9,6 +9,7 @@
 #include "app/archiver.h"
 #include "app/panels/archive_panel.h"
 #include "app/panels/attachment_links.h"
+#include "app/panels/attachment_list.h"
 #include "app/panels/connect_panel.h"
 #include "app/panels/database_panel.h"
 #include "app/panels/duplicates_panel.h"
@@ -85,6 +86,7 @@ class KeldaneController {
   void showSplashScreen();
   void doneGettingStarted();
 
+  UserInterface& userInterface() { return ports_.ui; }
   /// The core beneath.
   Archiver& archiver() { return archiver_; }
   // Of the core, for those who still come through here.
@@ -112,6 +114,7 @@ class KeldaneController {
   [[nodiscard]] MenuState menuState(std::size_t selectedRows) const;
   MessageViewer& messageViewer() { return *messageViewer_; }
   AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
+  AttachmentList& attachmentList() { return *attachmentList_; }
   StatisticsPanel& statisticsPanel() { return *statisticsPanel_; }
   ArchiveRun& archiveRun() { return archiver_.archiveRun(); }
   ArchivePanel& archivePanel() { return *archivePanel_; }
@@ -150,6 +153,7 @@ class KeldaneController {
   std::unique_ptr<DuplicatesPanel> duplicatesPanel_;
   std::unique_ptr<MessageViewer> messageViewer_;
   std::unique_ptr<AttachmentLinks> attachmentLinks_;
+  std::unique_ptr<AttachmentList> attachmentList_;
   std::unique_ptr<StatisticsPanel> statisticsPanel_;
   std::unique_ptr<ArchivePanel> archivePanel_;
   std::unique_ptr<ConnectPanel> connectPanel_;

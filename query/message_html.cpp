@@ -1,5 +1,7 @@
 #include "query/message_html.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 #include <fmt/format.h>
@@ -27,8 +29,26 @@ constexpr std::string_view kHead =
     "<meta charset=\"utf-8\">"
     "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
     "img-src data: cid:; style-src 'unsafe-inline'\">\n";
-constexpr std::string_view kMeta = "<meta";
-constexpr std::string_view kWithoutMeaning = "<x-meta";
+constexpr std::string_view kViewedHead =
+    "<!DOCTYPE html><meta charset=\"utf-8\">"
+    "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+    "img-src data: cid: http: https:; style-src 'unsafe-inline'; form-action 'none'; "
+    "base-uri 'none'\">\n";
+
+/// Elements of these names get another, which none has.
+std::string withoutMeaning(std::string_view html, std::span<const std::string_view> names) {
+  std::string text;
+  text.reserve(html.size() + 64);
+  for (std::size_t at = html.find('<'); at != std::string_view::npos; at = html.find('<')) {
+    text.append(html.substr(0, at + 1));
+    html.remove_prefix(at + 1);
+    const bool isNamed = std::any_of(names.begin(), names.end(), [&](std::string_view name) {
+      return compareNoCase(html.substr(0, name.size()), name) == 0;
+    });
+    if (isNamed) text += "x-";
+  }
+  return text.append(html);
+}
 
 void appendAddress(std::string& list, const std::optional<std::string>& address) {
   if (!address) return;
@@ -115,13 +135,20 @@ std::string escapeMarkup(std::string_view text) {
 }
 
 std::string standalonePage(std::string_view html) {
-  std::string page(kHead);
-  page.reserve(kHead.size() + html.size() + 64);
-  while (const std::optional<std::size_t> at = findNoCase(html, kMeta)) {
-    page.append(html.substr(0, *at)).append(kWithoutMeaning);
-    html.remove_prefix(*at + kMeta.size());
-  }
-  return page.append(html);
+  constexpr std::string_view kNames[] = {"meta"};
+  return std::string(kHead) + withoutMeaning(html, kNames);
+}
+
+std::string viewedPage(std::string_view html, std::string_view style) {
+  constexpr std::string_view kNames[] = {"meta", "link", "base"};
+  std::string page(kViewedHead);
+  if (!style.empty()) page.append("<style>").append(style).append("</style>\n");
+  return page + withoutMeaning(html, kNames);
+}
+
+bool setsColours(std::string_view html) {
+  // "bgcolor" and "background-color" hold it too.
+  return findNoCase(html, "color").has_value() || findNoCase(html, "background").has_value();
 }
 
 }  // namespace keldane

@@ -42,4 +42,11 @@ struct HeaderDate {
 /// without a meaning there; the rest stands as it came.
 [[nodiscard]] std::string standalonePage(std::string_view html);
 
+/// The same for the view of a message, which decides itself what is fetched: pictures may be asked
+/// for, and nothing else. Elements that name another page, a base or a host to prepare for have no
+/// meaning there either. `style` stands ahead of the message's own.
+[[nodiscard]] std::string viewedPage(std::string_view html, std::string_view style);
+/// Whether the HTML sets colours of its own, so that others would not go with them.
+[[nodiscard]] bool setsColours(std::string_view html);
+
 }  // namespace keldane

@@ -145,6 +145,25 @@ std::optional<std::string> StoredSources::htmlOf(mime::MailSource& message) {
   return html;
 }
 
+Result<std::vector<InlineImage>> StoredSources::inlineImages(std::uint32_t id) {
+  Result<std::string> source = fetch(id);
+  if (!source) return Failure{source.error()};
+  std::vector<InlineImage> images;
+  if (!isSource(*source)) return images;
+  mime::MailSource::Options visitors;
+  visitors.visitPart = [&images](const mime::PartView& part) {
+    if (part.contentId.empty() || !part.contentType.starts_with("image/")) return;
+    std::string_view contentId = trimWhitespace(part.contentId);
+    if (contentId.starts_with('<')) contentId.remove_prefix(1);
+    if (contentId.ends_with('>')) contentId.remove_suffix(1);
+    images.push_back(
+        {std::string(contentId), std::string(part.contentType), std::string(part.body)});
+  };
+  mime::MailSource message;
+  read(id, *source, message, std::move(visitors));
+  return images;
+}
+
 MessageContent StoredSources::readMessage(std::uint32_t id, std::string source,
                                           const HeaderDate& date) {
   const bool isLongEnough = isSource(source);

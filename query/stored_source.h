@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "archive/server_session.h"
 #include "base/result.h"
@@ -21,6 +22,13 @@ struct SourceReading {
   std::function<void(std::string& source)> stripPlist;
   /// Whether the parts of a source that was no UTF-8 are read in the charsets they declare.
   bool declaredCharsets = true;
+};
+
+/// A picture that stands within the HTML of a message.
+struct InlineImage {
+  std::string contentId;  ///< as a "cid:" reference names it
+  std::string type;       ///< "image/png"
+  std::string bytes;
 };
 
 /// A message as it is viewed.
@@ -62,6 +70,10 @@ class StoredSources {
   /// message.
   [[nodiscard]] Result<std::string> textForReader(std::uint32_t id, std::string_view listDate,
                                                   bool stripQuoted);
+
+  /// The pictures among a message's parts to which its HTML can refer; none without a source. Fails
+  /// with the server's words.
+  [[nodiscard]] Result<std::vector<InlineImage>> inlineImages(std::uint32_t id);
 
   /// A message as it is viewed, out of its row and the source that `fetch` gave; an empty source
   /// stands for one that could not be had.

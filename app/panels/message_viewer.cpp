@@ -87,6 +87,8 @@ void MessageViewer::showButtons() {
 void MessageViewer::beginMessage(const Emailrow& message) {
   views.htmlShowing = false;
   attachOwnerId = 0;
+  inlineImages_.clear();
+  inlineImagesOf_ = 0;
   listDate = plainDate(message);
   context_.ui.changed("mySplitView");
 }
@@ -167,6 +169,20 @@ void MessageViewer::showHtml(std::string html) {
   views.htmlFile.clear();
   if (webView_ != nullptr) webView_->loadHtml(views.htmlText);
   showWebView();
+}
+
+const InlineImage* MessageViewer::findInlineImage(std::string_view contentId) {
+  if (attachOwnerId == 0 || context_.isSessionTaken()) return nullptr;
+  if (inlineImagesOf_ != attachOwnerId) {
+    Result<std::vector<InlineImage>> found = sources().inlineImages(attachOwnerId);
+    if (!found) printSqlError(found.error());
+    inlineImages_ = found ? std::move(*found) : std::vector<InlineImage>();
+    inlineImagesOf_ = attachOwnerId;
+  }
+  const auto image =
+      std::find_if(inlineImages_.begin(), inlineImages_.end(),
+                   [&](const InlineImage& one) { return one.contentId == contentId; });
+  return image == inlineImages_.end() ? nullptr : &*image;
 }
 
 void MessageViewer::showWebView() {

@@ -93,6 +93,9 @@ class MessageViewer {
   void clearMessageViews();
   /// Lists the attachments of `attachOwnerId` in the strip.
   void displayAttachments();
+  /// The picture that the HTML of the message shown refers to; null when it has none of that name.
+  /// Valid until another message is shown.
+  [[nodiscard]] const InlineImage* findInlineImage(std::string_view contentId);
   /// Shows the message's HTML in place of an attachment that holds it; the file itself when the
   /// source has none worth the name.
   void showHtmlVersion(const std::string& path);
@@ -127,6 +130,8 @@ class MessageViewer {
 
   Context context_;
   MessageWebView* webView_ = nullptr;
+  std::vector<InlineImage> inlineImages_;
+  std::uint32_t inlineImagesOf_ = 0;  ///< 0: of no message
 };
 
 }  // namespace keldane

@@ -70,6 +70,7 @@ bool Walker::leaf(MimeMessage2& entity, int nesting) {
     if (!openMessage(entity, nesting, isOpened)) return false;
     if (isOpened) return true;
   }
+  part.contentId = entity.getContentId().view();
   part.depth = depth_;
   part.isAttachment = entity.isAttachment(log_);
   part.name = nameOf(entity);

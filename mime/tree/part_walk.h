@@ -12,6 +12,7 @@ class MimeMessage2;
 struct PartView {
   std::string_view contentType = {};  ///< lower case, empty when the part names none
   std::string_view name = {};
+  std::string_view contentId = {};  ///< by which the HTML refers to it; mostly between "<" and ">"
   /// Without its transfer encoding: of an attachment the bytes, of a text of the message UTF-8.
   std::string_view body = {};
   /// The declared charset by its usual name; empty when there is none.
