@@ -4,6 +4,7 @@
 #include <QByteArray>
 
 #include "base/text.h"
+#include "desktop/html_view.h"
 #include "desktop/window_program.h"
 #include "platform/process_memory.h"
 
@@ -24,6 +25,7 @@ void doWithoutScreen() {
 int main(int argc, char** argv) {
   keldane::giveLargeBlocksBack();
   if (argc > 1 && keldane::leadingInt(argv[1]) != 0) doWithoutScreen();
+  keldane::prepareHtmlViews();
   QApplication application(argc, argv);
   QApplication::setApplicationName("KeldanePro");
   QApplication::setApplicationDisplayName("Keldane Pro");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include <QAction>
 #include <QCloseEvent>
@@ -14,11 +15,13 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
 #include <QUrl>
 
 #include "app/keldane_controller.h"
+#include "desktop/appearance.h"
 #include "desktop/first_page.h"
 #include "desktop/form_binding.h"
 #include "desktop/message_pane.h"
@@ -205,12 +208,28 @@ void MainWindow::refresh() {
   enableCommands();
 }
 
+void MainWindow::showLook() {
+  applyLook(static_cast<Look>(controller_.settings().archive.appearanceState));
+  pane_->setDark(isDark());
+}
+
 void MainWindow::controlChanged(const QString& control) {
+  if (control == "appearance") showLook();
   if (control == "storeTableView") reloadList();
   const bool ofMessage = pane_->findChild<QObject*>(control) != nullptr ||
                          control == "messageHead" || control == "mySplitView" ||
                          control == "myHtmlWebView" || control == "attachmentView";
-  if (ofMessage) pane_->refresh();
+  if (control == "attachmentTableView") {
+    pane_->refreshAttachments();
+  } else if (ofMessage) {
+    // A selection changes many of them at once.
+    if (!std::exchange(paneIsStale_, true)) {
+      QTimer::singleShot(0, this, [this] {
+        paneIsStale_ = false;
+        pane_->refresh();
+      });
+    }
+  }
   if (control == objectName() || findChild<QObject*>(control) != nullptr) refresh();
 }
 

@@ -64,6 +64,7 @@ class MainWindow : public QMainWindow, public PanelView {
   void makeList();
   void makeStatusBar();
   void restoreState();
+  void showLook();
   void reloadList();
   void showSelection();
   void enableCommands();
@@ -84,6 +85,7 @@ class MainWindow : public QMainWindow, public PanelView {
   QLabel* size_ = nullptr;
   QLabel* connection_ = nullptr;
   bool reloading_ = false;
+  bool paneIsStale_ = false;
 };
 
 }  // namespace keldane

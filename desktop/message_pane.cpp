@@ -1,16 +1,21 @@
 #include "desktop/message_pane.h"
 
 #include <QBoxLayout>
-#include <QButtonGroup>
+#include <QDesktopServices>
 #include <QFormLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QStackedWidget>
+#include <QTextBlock>
+#include <QUrl>
 
 #include "app/keldane_controller.h"
+#include "app/panels/link_question.h"
+#include "desktop/attachment_table.h"
 #include "desktop/form_binding.h"
+#include "desktop/html_view.h"
 #include "desktop/qt_text.h"
 
 namespace keldane {
@@ -33,7 +38,11 @@ MessagePane::MessagePane(KeldaneController& controller, QWidget* parent)
       controller_(controller),
       head_(new QWidget(this)),
       body_(new QStackedWidget(this)),
-      text_(new QPlainTextEdit(body_)) {
+      text_(new QPlainTextEdit(body_)),
+      pictureBar_(new QWidget(this)),
+      attachments_(new AttachmentTable(controller.attachmentList(), this)),
+      htmlPage_(new QWidget(body_)),
+      htmlProblem_(new QLabel(htmlPage_)) {
   setObjectName("messagePane");
   makeHead();
   nameControl(*text_, "bodyTextView", tr("Message"));
@@ -42,6 +51,15 @@ MessagePane::MessagePane(KeldaneController& controller, QWidget* parent)
   text_->setFrameShape(QFrame::NoFrame);
   text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   body_->addWidget(text_);
+  body_->addWidget(htmlPage_);
+  nameControl(*htmlProblem_, "htmlProblem");
+  htmlProblem_->setTextFormat(Qt::PlainText);
+  htmlProblem_->setWordWrap(true);
+  htmlProblem_->hide();
+  auto* page = new QVBoxLayout(htmlPage_);
+  page->setContentsMargins(0, 0, 0, 0);
+  page->addWidget(htmlProblem_);
+  makePictureBar();
 
   auto* top = new QHBoxLayout;
   top->addWidget(head_, 1);
@@ -49,9 +67,74 @@ MessagePane::MessagePane(KeldaneController& controller, QWidget* parent)
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(8, 6, 8, 0);
   column->addLayout(top);
+  column->addWidget(pictureBar_);
   column->addWidget(body_, 1);
+  column->addWidget(attachments_);
   controller_.messageViewer().headIsShown = true;
+  controller_.messageViewer().setWebView(this);
   refresh();
+}
+
+MessagePane::~MessagePane() { controller_.messageViewer().setWebView(nullptr); }
+
+void MessagePane::makePictureBar() {
+  pictureBar_->setObjectName("remotePicturesBar");
+  pictureLabel_ = new QLabel(pictureBar_);
+  auto* load = new QPushButton(tr("Load this once"), pictureBar_);
+  nameControl(*pictureLabel_, "remotePicturesLabel");
+  nameControl(*load, "loadRemotePicturesButton");
+  auto* row = new QHBoxLayout(pictureBar_);
+  row->setContentsMargins(0, 2, 0, 2);
+  row->addWidget(pictureLabel_);
+  row->addWidget(load);
+  row->addStretch();
+  pictureBar_->hide();
+  connect(load, &QPushButton::clicked, this, [this] { htmlView().loadRemotePictures(); });
+}
+
+void MessagePane::showPictureBar() {
+  const int count = html_ == nullptr ? 0 : html_->heldBack();
+  pictureLabel_->setText(tr("%n remote images not loaded.", "", count));
+  pictureBar_->setVisible(count > 0 && controller_.messageViewer().views.htmlShowing);
+}
+
+HtmlView& MessagePane::htmlView() {
+  if (html_ != nullptr) return *html_;
+  html_ = makeHtmlView(htmlPage_).release();
+  htmlPage_->layout()->addWidget(html_);
+  html_->setDark(dark_);
+  html_->zoom(zoom_);
+  html_->findPicture = [this](const QString& contentId) -> std::optional<PagePicture> {
+    const InlineImage* image = controller_.messageViewer().findInlineImage(plainText(contentId));
+    if (image == nullptr) return std::nullopt;
+    return PagePicture{QByteArray::fromStdString(image->type),
+                       QByteArray::fromStdString(image->bytes)};
+  };
+  html_->heldBackChanged = [this] { showPictureBar(); };
+  html_->linkClicked = [this](const QString& target) {
+    if (mayOpenLink(plainText(target), controller_.userInterface())) {
+      QDesktopServices::openUrl(QUrl::fromEncoded(target.toLatin1()));
+    }
+  };
+  html_->failed = [this](const QString& reason) {
+    htmlProblem_->setText(reason);
+    htmlProblem_->show();
+    html_->hide();
+  };
+  return *html_;
+}
+
+void MessagePane::loadHtml(const std::string& html) {
+  if (html_ == nullptr && html.empty()) return;
+  htmlProblem_->hide();
+  htmlView().show();
+  htmlView().loadHtml(html);
+}
+
+void MessagePane::loadFile(const std::string& path) {
+  htmlProblem_->hide();
+  htmlView().show();
+  htmlView().loadFile(path);
 }
 
 void MessagePane::makeHead() {
@@ -110,6 +193,17 @@ void MessagePane::refresh() {
   const MessageViews& views = controller_.messageViewer().views;
   const QString text = qtText(views.bodyTextView);
   if (text_->toPlainText() != text) text_->setPlainText(text);
+  refreshAttachments();
+}
+
+void MessagePane::refreshAttachments() {
+  const MessageViewer& viewer = controller_.messageViewer();
+  if (viewer.attachOwnerId != attachmentsOf_ || viewer.views.htmlShowing != attachmentsWithHtml_) {
+    attachmentsOf_ = viewer.attachOwnerId;
+    attachmentsWithHtml_ = viewer.views.htmlShowing;
+    controller_.attachmentList().load(attachmentsOf_, attachmentsWithHtml_);
+  }
+  attachments_->refresh();
 }
 
 void MessagePane::showHead() {
@@ -138,15 +232,53 @@ void MessagePane::showMode() {
   sourceButton_->setVisible(views.textButtonEnabled);
   textButton_->setChecked(!views.htmlShowing);
   htmlButton_->setChecked(views.htmlShowing);
+  body_->setCurrentWidget(views.htmlShowing ? htmlPage_ : static_cast<QWidget*>(text_));
+  showPictureBar();
 }
 
 bool MessagePane::scrollOn() {
+  if (controller_.messageViewer().views.htmlShowing) return html_ != nullptr && html_->scrollOn();
   QScrollBar* bar = text_->verticalScrollBar();
   const int before = bar->value();
   bar->setValue(before + bar->pageStep());
   return bar->value() != before;
 }
 
-void MessagePane::copy() { text_->copy(); }
+void MessagePane::copy() {
+  if (controller_.messageViewer().views.htmlShowing && html_ != nullptr) {
+    html_->copy();
+  } else {
+    text_->copy();
+  }
+}
+
+void MessagePane::mark(const QString& words) {
+  QList<QTextEdit::ExtraSelection> marks;
+  if (!words.isEmpty()) {
+    QTextCursor at(text_->document());
+    while (!(at = text_->document()->find(words, at)).isNull()) {
+      QTextEdit::ExtraSelection mark;
+      mark.cursor = at;
+      mark.format.setBackground(palette().highlight());
+      mark.format.setForeground(palette().highlightedText());
+      marks += mark;
+    }
+  }
+  text_->setExtraSelections(marks);
+  if (html_ != nullptr) html_->mark(words);
+}
+
+void MessagePane::zoom(double factor) {
+  zoom_ = factor;
+  QFont font = QWidget::font();
+  font.setPointSizeF(font.pointSizeF() * factor);
+  text_->setFont(font);
+  if (html_ != nullptr) html_->zoom(factor);
+}
+
+void MessagePane::setDark(bool dark) {
+  dark_ = dark;
+  if (html_ != nullptr) html_->setDark(dark);
+}
 
 }  // namespace keldane

@@ -2,8 +2,10 @@
 
 #include <QCoreApplication>
 #include <QWidget>
+#include <cstdint>
 
-class QButtonGroup;
+#include "app/panels/message_web_view.h"
+
 class QFormLayout;
 class QLabel;
 class QPlainTextEdit;
@@ -12,27 +14,42 @@ class QStackedWidget;
 
 namespace keldane {
 
+class AttachmentTable;
+class HtmlView;
 class KeldaneController;
 
 /// What stands under the list: the head of the message, the buttons that choose between its text,
-/// its HTML and its source, the message itself. Every text out of the message is plain text.
-class MessagePane : public QWidget {
+/// its HTML and its source, the message itself, its attachments. Every text out of the message is
+/// plain text but the HTML, which has a view of its own, made when it is first needed.
+class MessagePane : public QWidget, public MessageWebView {
   Q_DECLARE_TR_FUNCTIONS(MessagePane)
 
  public:
   MessagePane(KeldaneController& controller, QWidget* parent);
+  ~MessagePane() override;
+
+  void loadHtml(const std::string& html) override;
+  void loadFile(const std::string& path) override;
 
   /// Shows what the viewer below holds.
   void refresh();
+  void refreshAttachments();
   /// One page down. False at the end of the message.
   bool scrollOn();
   void copy();
+  /// Marks these words in the message; none for an empty text.
+  void mark(const QString& words);
+  void zoom(double factor);
+  void setDark(bool dark);
 
  private:
   void makeHead();
   QWidget* makeModeButtons();
   void showHead();
   void showMode();
+  HtmlView& htmlView();
+  void makePictureBar();
+  void showPictureBar();
 
   KeldaneController& controller_;
   QWidget* head_;
@@ -48,6 +65,16 @@ class MessagePane : public QWidget {
   QPushButton* sourceButton_ = nullptr;
   QStackedWidget* body_;
   QPlainTextEdit* text_;
+  QWidget* pictureBar_;
+  QLabel* pictureLabel_ = nullptr;
+  AttachmentTable* attachments_;
+  QWidget* htmlPage_;
+  QLabel* htmlProblem_;
+  HtmlView* html_ = nullptr;
+  std::uint32_t attachmentsOf_ = 0;
+  bool attachmentsWithHtml_ = false;
+  bool dark_ = false;
+  double zoom_ = 1;
 };
 
 }  // namespace keldane

@@ -14,9 +14,8 @@ constexpr std::size_t kMostShown = 1000;
 
 bool isOpened(std::string_view target) {
   const std::string_view scheme = target.substr(0, target.find(':'));
-  return std::any_of(std::begin(kOpened), std::end(kOpened), [&](std::string_view one) {
-    return compareNoCase(one, scheme) == 0;
-  });
+  return std::any_of(std::begin(kOpened), std::end(kOpened),
+                     [&](std::string_view one) { return compareNoCase(one, scheme) == 0; });
 }
 
 }  // namespace
