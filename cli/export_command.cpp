@@ -124,9 +124,10 @@ const std::array<Format, 10>& formats() {
 /// A filter that names messages: everything else that does is an error beside it.
 bool hasConditions(const SearchConditions& conditions) {
   const SearchWords& words = conditions.words;
-  const std::string* const texts[] = {
-      &words.entireMessage, &words.since, &words.until,    &words.dateShortcut, &words.category,
-      &words.keywords,      &words.notes, &words.priority, &conditions.sql,     &conditions.saved};
+  const std::string* const texts[] = {&words.entireMessage, &words.since,         &words.until,
+                                      &words.dateShortcut,  &words.category,      &words.keywords,
+                                      &words.notes,         &words.priority,      &conditions.sql,
+                                      &conditions.saved,    &conditions.wordQuery};
   return !words.terms.empty() || !words.types.empty() || words.hasAttachment || words.withTags ||
          words.withoutTags || conditions.withinLastList ||
          std::any_of(std::begin(texts), std::end(texts),
@@ -145,8 +146,7 @@ Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options, Archiver
     }
     return ids;
   }
-  const Result<std::string> statement =
-      statementOf(options.conditions, archiver, program.environment);
+  const Result<std::string> statement = statementOf(options.conditions, archiver, program);
   if (!statement) return Failure{statement.error()};
   SearchOptions how;
   how.onlyTagged = options.conditions.words.withTags;
@@ -221,7 +221,7 @@ void startExport(ExportOptions& options, Program& program) {
                    [&options](const Format& each) { return each.name == options.format; });
   // All that is asked for, and not the beginning of it.
   if (options.conditions.words.limit.empty()) options.conditions.words.limit = "none";
-  Result<void> read = options.conditions.read();
+  Result<void> read = options.conditions.read(program.environment);
   const int ways = (options.ids.empty() ? 0 : 1) + (options.lastList ? 1 : 0) +
                    (hasConditions(options.conditions) ? 1 : 0);
   if (ways > 1) read = Failure{"name the messages by ids, by the last list, or by conditions"};

@@ -164,12 +164,13 @@ void runFind(const FindOptions& options, Program& program) {
     program.exitStatus = kExitFailed;
     return;
   }
-  const std::unique_ptr<IndexAccess> access = IndexAccess::open(*archiver, program);
-  if (!access || !access->update(false, program)) return;
-  WordSearch search(archiver->session(), access->index());
-  const Result<void> answered =
-      answer(options, std::get<QueryNode>(query), search, *access, program);
-  if (!answered) program.exitStatus = program.fail(answered.error());
+  const Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(*archiver, program);
+  Result<void> answered = access ? (*access)->update(false, program) : Failure{access.error()};
+  if (answered) {
+    WordSearch search(archiver->session(), (*access)->index());
+    answered = answer(options, std::get<QueryNode>(query), search, **access, program);
+  }
+  if (!answered) program.exitStatus = failIndex(answered.error(), program);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/database_words.h"
 #include "cli/program.h"
 #include "ingest/reading/strip_plist.h"
 
@@ -45,25 +46,19 @@ IndexAccess::IndexAccess(Archiver& archiver, Program& program, const std::string
       index_(indexFolder(supportFolder(archiver.process()), identity), identity),
       catchUp_(archiver.session(), index_, reader_) {}
 
-std::unique_ptr<IndexAccess> IndexAccess::open(Archiver& archiver, Program& program) {
+Result<std::unique_ptr<IndexAccess>> IndexAccess::open(Archiver& archiver, Program& program) {
   const Result<std::string> identity = archiveIdentity(archiver.session());
-  if (!identity) {
-    program.exitStatus = program.failSql(identity.error());
-    return nullptr;
-  }
+  if (!identity) return Failure{databaseSentence(identity.error())};
   return std::unique_ptr<IndexAccess>(new IndexAccess(archiver, program, *identity));
 }
 
-bool IndexAccess::update(bool rebuild, Program& program) {
+Result<void> IndexAccess::update(bool rebuild, Program& program) {
   watchInterrupts();
   Result<CatchUpOutcome> done = [&] {
     TerminalProgress progress(program.terminal);
     return rebuild ? catchUp_.rebuild(progress) : catchUp_.run(progress);
   }();
-  if (!done) {
-    program.exitStatus = program.fail(done.error());
-    return false;
-  }
+  if (!done) return Failure{done.error()};
   outcome_ = std::move(*done);
   if (outcome_.isReader && outcome_.behind > 0) {
     program.terminal.notice(fmt::format(
@@ -71,11 +66,15 @@ bool IndexAccess::update(bool rebuild, Program& program) {
         outcome_.behind));
   }
   if (outcome_.cancelled) {
-    program.exitStatus = kExitInterrupted;
-    program.terminal.notice(fmt::format(
-        "Interrupted; {} messages were read, the next time goes on there.", outcome_.added));
+    return Failure{fmt::format("interrupted; {} messages were read, the next time goes on there",
+                               outcome_.added)};
   }
-  return !outcome_.cancelled;
+  return {};
+}
+
+int failIndex(const std::string& error, Program& program) {
+  const int status = program.fail(error);
+  return interruptCount() > 0 ? kExitInterrupted : status;
 }
 
 }  // namespace keldane

@@ -11,16 +11,21 @@ namespace keldane {
 class Archiver;
 class Program;
 
+/// Prints why the index cannot be asked and answers the exit status: that of an interrupt after
+/// one.
+[[nodiscard]] int failIndex(const std::string& error, Program& program);
+
 /// The word index of the archive that the archiver has open, with all that it takes to keep it
 /// in step.
 class IndexAccess {
  public:
-  /// Null when the server does not tell which archive it is; that has been printed.
-  [[nodiscard]] static std::unique_ptr<IndexAccess> open(Archiver& archiver, Program& program);
+  /// Fails with a sentence when the server does not tell which archive it is.
+  [[nodiscard]] static Result<std::unique_ptr<IndexAccess>> open(Archiver& archiver,
+                                                                 Program& program);
 
-  /// Brings it in step with a progress line, or builds it anew. False when that failed or was
-  /// interrupted; the reason has been printed and the exit status is set.
-  [[nodiscard]] bool update(bool rebuild, Program& program);
+  /// Brings it in step with a progress line, or builds it anew. Fails with a sentence, also when
+  /// the user interrupted it.
+  [[nodiscard]] Result<void> update(bool rebuild, Program& program);
   [[nodiscard]] const CatchUpOutcome& outcome() const { return outcome_; }
 
   WordIndex& index() { return index_; }

@@ -18,18 +18,25 @@ struct IndexOptions {
   bool json = false;
 };
 
-std::unique_ptr<IndexAccess> openIndex(const IndexOptions& options, Program& program) {
+/// The index in step with the archive; null after a failure, which has been told.
+std::unique_ptr<IndexAccess> openIndex(const IndexOptions& options, bool rebuild,
+                                       Program& program) {
   Archiver* archiver = program.connected(options.connection, options.database);
   if (archiver == nullptr) {
     program.exitStatus = kExitFailed;
     return nullptr;
   }
-  return IndexAccess::open(*archiver, program);
+  Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(*archiver, program);
+  const Result<void> updated =
+      access ? (*access)->update(rebuild, program) : Failure{access.error()};
+  if (updated) return std::move(*access);
+  program.exitStatus = failIndex(updated.error(), program);
+  return nullptr;
 }
 
 void runUpdate(const IndexOptions& options, bool rebuild, Program& program) {
-  const std::unique_ptr<IndexAccess> access = openIndex(options, program);
-  if (!access || !access->update(rebuild, program)) return;
+  const std::unique_ptr<IndexAccess> access = openIndex(options, rebuild, program);
+  if (!access) return;
   const CatchUpOutcome& outcome = access->outcome();
   const Result<std::uint32_t> count = access->index().count();
   if (!count) {
@@ -53,8 +60,8 @@ void runUpdate(const IndexOptions& options, bool rebuild, Program& program) {
 }
 
 void runFailures(const IndexOptions& options, Program& program) {
-  const std::unique_ptr<IndexAccess> access = openIndex(options, program);
-  if (!access || !access->update(false, program)) return;
+  const std::unique_ptr<IndexAccess> access = openIndex(options, false, program);
+  if (!access) return;
   const Result<std::vector<WordIndex::Failed>> failures = access->index().failures();
   if (!failures) {
     program.exitStatus = program.fail(failures.error());

@@ -22,7 +22,7 @@ struct SearchCommandOptions {
 
 void startSearch(SearchCommandOptions& options, Program& program) {
   SearchConditions& conditions = options.conditions;
-  if (const Result<void> read = conditions.read(); !read) {
+  if (const Result<void> read = conditions.read(program.environment); !read) {
     (void)program.fail(read.error());
     program.exitStatus = kExitUsage;
     return;
@@ -30,7 +30,7 @@ void startSearch(SearchCommandOptions& options, Program& program) {
   program.exitStatus = kExitFailed;
   Archiver* archiver = program.connected(options.rows.connection, options.rows.database);
   if (archiver == nullptr) return;
-  const Result<std::string> statement = statementOf(conditions, *archiver, program.environment);
+  const Result<std::string> statement = statementOf(conditions, *archiver, program);
   if (!statement) {
     (void)program.fail(statement.error());
     return;

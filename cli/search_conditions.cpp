@@ -6,10 +6,15 @@
 
 #include "app/archiver.h"
 #include "app/query_settings.h"
+#include "base/shown_text.h"
 #include "cli/day_option.h"
+#include "cli/index_access.h"
 #include "cli/last_list.h"
 #include "cli/message_rows.h"
 #include "cli/priority_option.h"
+#include "cli/program.h"
+#include "find/word_query.h"
+#include "find/word_search.h"
 #include "query/saved_searches.h"
 
 namespace keldane {
@@ -37,13 +42,45 @@ DateRange shortcutDays(const std::string& shortcut, const Environment& environme
   return dateRange(weekMenus(day(0), day(0)));
 }
 
-std::vector<CommandOption> conditionOptions(SearchConditions& conditions) {
+Result<QueryNode> readQuery(const std::string& text, const Environment& environment) {
+  const std::string today = localDateTime(environment.now()).substr(0, 10);
+  std::variant<QueryNode, QueryProblem> query = readWordQuery(text, today);
+  if (const auto* const problem = std::get_if<QueryProblem>(&query)) {
+    return Failure{fmt::format("--words: {}, at \"{}\"", problem->message,
+                               shownLine(std::string_view(text).substr(problem->atByte)))};
+  }
+  return std::get<QueryNode>(std::move(query));
+}
+
+/// The messages that the word index finds, in the order of their ids.
+Result<std::vector<std::uint32_t>> idsOfWords(const std::string& text, Archiver& archiver,
+                                              Program& program) {
+  const Result<QueryNode> query = readQuery(text, program.environment);
+  if (!query) return Failure{query.error()};
+  const Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(archiver, program);
+  if (!access) return Failure{access.error()};
+  if (const Result<void> updated = (*access)->update(false, program); !updated) {
+    return Failure{updated.error()};
+  }
+  Result<std::vector<std::uint32_t>> ids =
+      WordSearch(archiver.session(), (*access)->index()).ids(*query, HitOrder::newestFirst);
+  if (ids) std::sort(ids->begin(), ids->end());
+  return ids;
+}
+
+std::vector<CommandOption> conditionOptions(SearchConditions& conditions,
+                                            std::vector<std::string> besideNeither) {
   std::vector<CommandOption> rows;
   for (const Join& join : kJoins) {
     rows.push_back({join.option, &conditions.rows, join.help, "FIELD=TEXT"});
   }
   rows.front().help +=
       namesOf(kSearchFields, ", ", " or ") + ". Up to eight in all; OR binds tighter than AND";
+  rows.push_back({.names = "--words",
+                  .target = &conditions.wordQuery,
+                  .help = "Only messages that `keldane find` finds by this",
+                  .value = "QUERY",
+                  .excludes = std::move(besideNeither)});
   rows.push_back({.names = "--entire-message",
                   .target = &conditions.words.entireMessage,
                   .help = "A phrase in " + phrasePlaces(),
@@ -126,15 +163,15 @@ void SearchConditions::addTo(Command& command, const Program& program,
     command.options.insert(command.options.end(), part.begin(), part.end());
   };
   std::vector<std::string> form;
-  for (const auto& part :
-       {conditionOptions(*this), dateOptions(*this, program), furtherOptions(*this)}) {
+  for (const auto& part : {conditionOptions(*this, besideNeither), dateOptions(*this, program),
+                           furtherOptions(*this)}) {
     for (const CommandOption& option : part) form.push_back(option.names);
     add(part);
   }
   add(statementOptions(*this, std::move(form), std::move(besideNeither)));
 }
 
-Result<void> SearchConditions::read() {
+Result<void> SearchConditions::read(const Environment& environment) {
   for (const GivenOption& given : rows) {
     const auto* const join =
         std::find_if(std::begin(kJoins), std::end(kJoins),
@@ -144,6 +181,11 @@ Result<void> SearchConditions::read() {
   for (const Shortcut& shortcut : shortcuts) {
     if (shortcut.given) words.dateShortcut = shortcut.word;
   }
+  if (!wordQuery.empty()) {
+    if (const Result<QueryNode> query = readQuery(wordQuery, environment); !query) {
+      return Failure{query.error()};
+    }
+  }
   const Result<SearchRequest> request = searchRequestOf(words);
   if (!request) return Failure{request.error()};
   const Result<SearchContext> context = searchContextOf(words, {});
@@ -151,7 +193,7 @@ Result<void> SearchConditions::read() {
 }
 
 Result<std::string> statementOf(const SearchConditions& conditions, Archiver& archiver,
-                                const Environment& environment) {
+                                Program& program) {
   if (!conditions.saved.empty()) {
     const std::vector<SavedSearch> searches = readSavedSearches(archiver.preferences());
     const std::string* statement = findSearch(searches, conditions.saved);
@@ -164,15 +206,27 @@ Result<std::string> statementOf(const SearchConditions& conditions, Archiver& ar
       searchContextOf(conditions.words, searchContextOf(archiver.settings()));
   if (!context) return Failure{context.error()};
   if (const std::string& shortcut = conditions.words.dateShortcut; !shortcut.empty()) {
-    request->dates = shortcutDays(shortcut, environment);
+    request->dates = shortcutDays(shortcut, program.environment);
   }
   if (conditions.withinLastList) {
     const Result<std::vector<std::string>> ids = LastList(archiver).read();
     if (!ids) return Failure{ids.error()};
     context->scope = idScope(*ids);
   }
+  if (!conditions.wordQuery.empty()) {
+    Result<std::vector<std::uint32_t>> ids = idsOfWords(conditions.wordQuery, archiver, program);
+    if (!ids) return Failure{ids.error()};
+    context->ids = std::move(*ids);
+  }
   const SearchSql sql = makeSearchSQL(*request, *context);
-  return sql.beginSql + (conditions.sql.empty() ? sql.whereSql : conditions.sql);
+  std::string statement = sql.beginSql + (conditions.sql.empty() ? sql.whereSql : conditions.sql);
+  if (context->ids && statement.size() > archiver.session().largestStatementBytes()) {
+    return Failure{fmt::format(
+        "the words stand in {} messages, more than the server takes in one statement; look for "
+        "rarer ones, or with `keldane find`",
+        context->ids->size())};
+  }
+  return statement;
 }
 
 }  // namespace keldane

@@ -160,6 +160,16 @@ void appendTagBlock(std::string& whereSql, const SearchRequest& request, WhereBu
   whereSql += ")";
 }
 
+void appendIds(std::string& whereSql, const SearchContext& context) {
+  if (!context.ids) return;
+  whereSql += (whereSql.empty() ? " WHERE " : " AND ") + context.scope.id + " IN (";
+  // No message has the id 0.
+  if (context.ids->empty()) whereSql += "0,";
+  for (const std::uint32_t id : *context.ids)
+    fmt::format_to(std::back_inserter(whereSql), "{},", id);
+  whereSql.back() = ')';
+}
+
 }  // namespace
 
 Joiner joinerOf(std::string_view title) {
@@ -210,6 +220,7 @@ SearchSql makeSearchSQL(const SearchRequest& request, const SearchContext& conte
   }
   WhereBuilder builder(request);
   appendFieldBlock(sql.whereSql, request, builder);
+  appendIds(sql.whereSql, context);
   builder.startBlock();
   appendTagBlock(sql.whereSql, request, builder, scope.id);
   sql.whereSql += " ORDER BY " + orderText(context) + limitClause(context);

@@ -62,6 +62,8 @@ struct SearchContext {
   int sortOrder = 0;
   int sortFieldRow = 1;
   int sortFieldCol = 0;
+  /// Only these messages, beside what the request says; absent: all.
+  std::optional<std::vector<std::uint32_t>> ids = {};
 };
 
 /// The two halves of a search statement, and the tables that it names.

@@ -173,6 +173,10 @@ TEST_F(TerminalProgram, FindsNarrowsAndKeepsSearches) {
               ElementsAre(HasSubstr("owned"), "Lunch"));
   EXPECT_THAT(subjects({"search", "--within-last-list", "--and", "body=noon"}),
               ElementsAre("Lunch"));
+  EXPECT_THAT(subjects({"search", "--words", "noon OR nowhere", "--and", "to=bob"}),
+              ElementsAre("Lunch"));
+  EXPECT_THAT(subjects({"search", "--within-last-list"}), ElementsAre("Lunch"));
+  EXPECT_THAT(subjects({"search", "--words", "nowhere", "--with-tags"}), IsEmpty());
   EXPECT_THAT(subjects({"search", "--has-attachment", "--type", "documents"}),
               ElementsAre("Invoice 12"));
   output({"search", "--and", "from=carl", "--save", "From Carl"});
@@ -234,6 +238,7 @@ TEST_F(TerminalProgram, TellsBadWordsFromFailures) {
       {{"tag", "1"}, 2, "give at least one of --category"},
       {{"tag", "1", "--add", "a", "b"}, 2, "\"b\" is not the id"},
       {{"inspect", "/missing.eml"}, 1, "keldane: /missing.eml: No such"},
+      {{"search", "--words", "noon (a"}, 2, "not closed, at \"(a\""},
       {{"search", "--and", "colour=red"}, 2, "unknown field \"colour\"; use from, to"},
       {{"search", "--since", "2023-13"}, 2, "2023-13"},
       {{"search", "--since", "2002-02-30"}, 2, "\"2002-02-30\" is not a date"},
