@@ -50,8 +50,9 @@ Archiver::Archiver(Ports ports, const Options& options)
                  options.cleansCrontab}),
       tagRules_(prefs_),
       sources_(process_, settings_, ports.host),
+      runIndex_({*session_, process_, ports.environment, settings_}),
       archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRules_,
-                   ports.progress, ports.mainQueue, ports.environment, ports.host}) {
+                   ports.progress, ports.mainQueue, ports.environment, ports.host, &runIndex_}) {
   database_.reconnect = [this] { return reconnect(); };
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/run_index.h"
 #include "archive/archive_database.h"
 #include "archive/server_session.h"
 #include "ingest/archive_run.h"
@@ -126,6 +127,7 @@ class Archiver {
   ServerConnection wanted_;  ///< of the last connect
   TagRuleList tagRules_;
   MailSources sources_;
+  RunIndex runIndex_;
   ArchiveRun archiveRun_;
   /// Folders made for the files of runs, one each time the debug log went off.
   std::vector<std::string> workFolders_;

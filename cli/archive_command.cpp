@@ -43,6 +43,7 @@ struct ArchiveOptions {
   std::string connection;
   std::string ledger;
   bool dryRun = false;
+  bool noIndex = false;
   bool list = false;
   bool json = false;
 };
@@ -147,6 +148,7 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   request.paths = importPaths(options.paths, input, program);
   if (request.paths.empty() && !options.paths.empty()) return;
   request.ledgerPath = options.ledger;
+  request.feeds = !options.noIndex;
   watchInterrupts();
   if (options.dryRun) return runDry(options, std::move(request), program);
   Archiver* archiver = program.connected(options.connection, options.database, Opening::create);
@@ -221,6 +223,8 @@ Command archiveCommand(Program& program) {
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},
                   {"--ledger", &options->ledger,
                    "Keep the run's ledger in this file in place of Ledger.log", "FILE"},
+                  {"--no-index", &options->noIndex,
+                   "Leave the word index behind; the next find brings it in step"},
                   {.names = "--dry-run",
                    .target = &options->dryRun,
                    .help = "Only tell what would become of each message; nothing at all is written",

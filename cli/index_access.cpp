@@ -4,7 +4,6 @@
 
 #include "cli/database_words.h"
 #include "cli/program.h"
-#include "ingest/reading/strip_plist.h"
 
 namespace keldane {
 namespace {
@@ -27,22 +26,11 @@ class TerminalProgress : public Progress {
   bool started_ = false;
 };
 
-MessageTextReader::Options readerOptions(Archiver& archiver, AttachmentText& documents) {
-  MessageTextReader::Options options;
-  options.stripPlist = [](std::string& source) {
-    MessageTags tags;
-    stripPlist(source, tags);
-  };
-  options.declaredCharsets = archiver.settings().user.declaredCharsets != 0;
-  options.documents = &documents;
-  return options;
-}
-
 }  // namespace
 
 IndexAccess::IndexAccess(Archiver& archiver, Program& program, const std::string& identity)
     : documents_(program.environment.temporaryFolder()),
-      reader_(readerOptions(archiver, documents_)),
+      reader_(indexReaderOptions(archiver.settings(), &documents_)),
       index_(indexFolder(supportFolder(archiver.process()), identity), identity),
       catchUp_(archiver.session(), index_, reader_) {}
 

@@ -136,6 +136,10 @@ std::optional<NotStarted> ArchiveRun::startPass(Pass pass) {
     context_.progress.step(0, "");
   }
   openLogs(pass);
+  if (pass == Pass::first && request_.feeds && context_.feed != nullptr) {
+    feed_ = context_.feed;
+    feed_->begin();
+  }
   observer_->passBegins();
   if (process.debugLogOn) debugLog_.openForAppend(process.logFilePath);
   process.cancelFlag = 0;
@@ -277,6 +281,7 @@ void ArchiveRun::startWorker(Pass pass) {
       .duplicateLogText = duplicateLogText_,
       .storeLog = storeLog_,
       .debugLog = debugLog_,
+      .feed = feed_,
       .repairsFirst = pass == Pass::first,
       .reconnect = [this] { return reconnect && reconnect(); },
       .taskCompleted = [this] { taskCompleted(); }});
@@ -317,8 +322,16 @@ bool ArchiveRun::startImportFolderPass() {
   return false;
 }
 
+void ArchiveRun::endFeed() {
+  if (MessageFeed* const feed = std::exchange(feed_, nullptr)) {
+    const std::string line = feed->end();
+    if (!line.empty()) storeLog_.write(line);
+  }
+}
+
 void ArchiveRun::report() {
   closeLedger();
+  endFeed();
   observer_->savesSettings();
   observer_->failed(context_.settings.savePreferences());
   fillReport();
@@ -411,6 +424,7 @@ void ArchiveRun::abandon() {
   if (previousWorker_) previousWorker_->abandon();
   worker_.reset();
   previousWorker_.reset();
+  endFeed();
   if (!running_) return;
   storeLog_.close();
   debugLog_.close();

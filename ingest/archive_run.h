@@ -12,6 +12,7 @@
 #include "base/result.h"
 #include "ingest/archive_worker.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/message_feed.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/run_logs.h"
@@ -39,6 +40,8 @@ struct ArchiveRequest {
   RunRange range;
   /// Where the ledger goes; empty: `Ledger.log` beside `Keldane.log`.
   std::string ledgerPath;
+  /// What is stored goes to the `MessageFeed` of the run, too.
+  bool feeds = true;
 };
 
 /// Why a run has not been started.
@@ -88,6 +91,7 @@ class ArchiveRun {
     MainQueue& mainQueue;
     Environment& environment;
     HostServices& host;
+    MessageFeed* feed = nullptr;  ///< is told what is stored; may be null
   };
 
   explicit ArchiveRun(Context context);
@@ -132,6 +136,7 @@ class ArchiveRun {
   enum class Pass { first, importFolder };
 
   [[nodiscard]] std::optional<NotStarted> startPass(Pass pass);
+  void endFeed();
   void startCounters();
   [[nodiscard]] std::vector<std::string> sourcesOf(const ArchiveRequest& request) const;
   [[nodiscard]] std::optional<NotStarted> nothingSelected();
@@ -154,6 +159,7 @@ class ArchiveRun {
   Context context_;
   ArchiveRequest request_;  ///< of the run under way, as the next three
   RunObserver* observer_ = nullptr;
+  MessageFeed* feed_ = nullptr;  ///< between its `begin` and its `end`
   Pass pass_ = Pass::first;
   RunReport report_;
   RunCounters counters_;

@@ -59,7 +59,8 @@ ArchiveWorker::ArchiveWorker(Context context)
               .duplicateLogText = context_.duplicateLogText,
               .doConnect = [this] { return reconnect(); },
               .serverLost = [this](const std::string& error) { result_.lostServer = error; },
-              .repair = &context_.repair}),
+              .repair = &context_.repair,
+              .feed = context_.feed}),
       reader_({.process = context_.process,
                .plan = context_.plan,
                .message = context_.message,
@@ -102,6 +103,9 @@ void ArchiveWorker::work() {
     result_.isWhole = walk_.getEmailPaths(result_.left);
   });
   context_.watch.beginWalk(0, nullptr);
+  if (context_.feed != nullptr) {
+    context_.feed->drain([this] { return mustEnd() || context_.process.cancelFlag != 0; });
+  }
   pass_.onMainThread(context_.taskCompleted);
 }
 

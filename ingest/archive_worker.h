@@ -87,7 +87,8 @@ class ArchiveWorker {
     SpooledText& duplicateLogText;
     LogFile& storeLog;
     LogFile& debugLog;
-    bool repairsFirst = false;  ///< the first pass of a run
+    MessageFeed* feed = nullptr;  ///< is told what is stored; may be null
+    bool repairsFirst = false;    ///< the first pass of a run
     /// Connects anew, on the main thread; false when there is no session then.
     std::function<bool()> reconnect;
     /// Called on the main thread, while the worker waits.

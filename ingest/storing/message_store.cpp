@@ -356,6 +356,7 @@ bool MessageStore::updateMailbox(std::uint32_t id) {
   if (!statement->bind(values)) return errors_.fail(kError);
   if (!statement->execute()) return errors_.fail(kError);
   if (!statement->close()) return errors_.fail(kError);
+  if (context_.feed != nullptr) context_.feed->moved(id, mailbox);
   return true;
 }
 
@@ -453,6 +454,16 @@ void MessageStore::storeRest(std::uint32_t id, int partCount, bool wasHalf,
   std::string detail = std::to_string(id);
   if (differsFrom != 0) detail += ", differs from " + std::to_string(differsFrom);
   context_.ledger.close(LedgerOutcome::archived, detail);
+  tellFeed(id, wasHalf);
+}
+
+void MessageStore::tellFeed(std::uint32_t id, bool wasHalf) {
+  if (context_.feed == nullptr) return;
+  // Of one that was half stored the tags may be the user's own, and others may have read it.
+  if (wasHalf) return context_.feed->completed(id);
+  const CurrentMessage& message = context_.message;
+  context_.feed->stored(id, message, tagRow(id, message.tags),
+                        context_.plan.settings.origState != 0);
 }
 
 Fingerprint MessageStore::fingerprint() const {

@@ -10,6 +10,7 @@
 #include "archive/server_session.h"
 #include "base/spooled_text.h"
 #include "ingest/ledger/run_ledger.h"
+#include "ingest/message_feed.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/run_logs.h"
@@ -46,6 +47,8 @@ class MessageStore {
     std::function<void(const std::string& error)> serverLost = {};
     /// Knows of messages that an earlier run has left half stored; may be null.
     CrashRecovery* repair = nullptr;
+    /// Is told what is stored; may be null.
+    MessageFeed* feed = nullptr;
     /// Set: nothing is written, and the ledger gets what would have become of the message.
     DryStore* dry = nullptr;
   };
@@ -91,6 +94,7 @@ class MessageStore {
   void storeParts(std::uint32_t id, int partCount);
   void updateAttachmentInformation(std::uint32_t id);
   void writeFingerprint(std::uint32_t id);
+  void tellFeed(std::uint32_t id, bool wasHalf);
   [[nodiscard]] Fingerprint fingerprint() const;
   [[nodiscard]] ExpectedRows makeMark(const Fields& fields, int partCount) const;
   [[nodiscard]] EmailValues valuesOf(const Fields& fields, int partCount) const;
