@@ -1,10 +1,13 @@
 """Reads the messages that a run's ledger names, as Python's own reader sees them."""
+import base64
 import email
 import email.policy
 import html.parser
 import re
 
 SKIPPED_ELEMENTS = {"style", "script", "title"}
+WITHIN_WORDS = {"a", "b", "big", "em", "font", "i", "s", "small", "span", "strong", "sub", "sup",
+                "tt", "u"}
 
 
 def unescape(text):
@@ -58,33 +61,83 @@ def parse(source):
     return email.message_from_bytes(source, policy=email.policy.compat32)
 
 
+def payload(part):
+    """The decoded bytes of a leaf. Base64 ends where a text that a list has added begins, and a byte
+    that its writer took for a negative number has six digits too many."""
+    encoding = str(part.get("content-transfer-encoding", "")).strip().lower()
+    if encoding == "base64":
+        lines = []
+        for line in part.get_payload().split("\n"):
+            if line.strip() and not re.fullmatch(r"[A-Za-z0-9+/]+=*", line.strip()):
+                break
+            lines.append(line.strip())
+        digits = "".join(lines).rstrip("=")
+        digits = digits[:-1] if len(digits) % 4 == 1 else digits
+        return base64.b64decode(digits + "=" * (-len(digits) % 4))
+    if encoding == "quoted-printable":
+        part.set_payload(re.sub(r"=FFFFFF([89A-F][0-9A-F])", r"=\1", part.get_payload()))
+    return part.get_payload(decode=True) or b""
+
+
 def leaves(message):
     """Type, charset and decoded bytes of each leaf, in order."""
     for part in message.walk():
         if part.is_multipart():
             continue
-        data = part.get_payload(decode=True) or b""
-        yield part.get_content_type(), part.get_content_charset(), data, part
+        data = payload(part)
+        charset = part.get_content_charset()
+        declared = re.search(rb"<meta[^>]+charset=[\"']?([\w-]+)", data, re.IGNORECASE)
+        if part.get_content_type() == "text/html" and declared and not charset:
+            charset = declared[1].decode().lower()
+        yield part.get_content_type(), charset, data, part
+
+
+# What writers mean by these names, as every browser reads them.
+MEANT = {"us-ascii": "cp1252", "ascii": "cp1252", "iso-8859-1": "cp1252", "latin-1": "cp1252",
+         "gb2312": "gb18030", "gbk": "gb18030", "ks_c_5601-1987": "cp949", "euc-kr": "cp949",
+         "shift_jis": "cp932", "iso-8859-9": "cp1254", "big5": "cp950"}
+
+
+# What writers put there who have not thought of a charset.
+UNLABELLED = {None, "us-ascii", "iso-8859-1"}
+
+
+def is_japanese(data):
+    """Whether 8-bit text is Shift JIS: it decodes, and a third of it is in the two syllabaries, which
+    no other charset's text turns into."""
+    try:
+        wide = [c for c in data.decode("cp932") if c > "\x7f"]
+    except UnicodeError:
+        return False
+    return len(wide) > 10 and sum("\u3040" <= c <= "\u30ff" for c in wide) * 3 > len(wide)
 
 
 def decoded(data, charset):
-    """Text of a part: in its charset, or in UTF-8, or in Latin-1, whichever takes it first. A source
-    that was read as Latin-1 has its 8-bit bytes as UTF-8 by now; they are turned back first."""
-    tries = [(data, charset or "utf-8"), (data, "utf-8"), (data, "latin-1")]
+    """Text of a part: in its charset, or in UTF-8, or in that of Windows, whichever takes it first;
+    each line for itself where no charset takes the whole. A source that was read as Latin-1 has its
+    8-bit bytes as UTF-8 by now; they are turned back first."""
+    name = MEANT.get(charset or "utf-8", charset or "utf-8")
     try:
-        tries.insert(0, (data.decode("utf-8").encode("latin-1"), charset or "utf-8"))
+        data = data.decode("utf-8").encode("latin-1")
     except UnicodeError:
         pass
-    for raw, name in tries:
+    if charset in UNLABELLED and is_japanese(data):
+        return data.decode("cp932")
+    # What is valid UTF-8 and not ASCII is that, whatever a charset of single bytes claims.
+    tries = ["utf-8", name] if name.startswith("cp125") else [name, "utf-8"]
+    for each in tries:
         try:
-            return raw.decode(name)
+            return data.decode(each)
         except (LookupError, UnicodeError):
             continue
-    return ""
+    lines = data.splitlines(keepends=True)
+    if len(lines) > 1:
+        return "".join(decoded(line, charset) for line in lines)
+    return data.decode("cp1252", "replace")
 
 
 class HtmlText(html.parser.HTMLParser):
-    """Collects what a person reads of a page."""
+    """Collects what a person reads of a page: a comment or a change of the font parts no word."""
 
     def __init__(self):
         super().__init__()
@@ -93,9 +146,15 @@ class HtmlText(html.parser.HTMLParser):
 
     def handle_starttag(self, tag, attrs):
         self.skipping += tag in SKIPPED_ELEMENTS
+        self.part(tag)
 
     def handle_endtag(self, tag):
         self.skipping -= tag in SKIPPED_ELEMENTS and self.skipping > 0
+        self.part(tag)
+
+    def part(self, tag):
+        if tag not in WITHIN_WORDS:
+            self.pieces.append(" ")
 
     def handle_data(self, data):
         if not self.skipping:
@@ -106,7 +165,7 @@ def html_text(page):
     reader = HtmlText()
     reader.feed(page)
     reader.close()
-    return " ".join(reader.pieces)
+    return "".join(reader.pieces)
 
 
 def readable_text(message):
