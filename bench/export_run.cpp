@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -119,7 +120,8 @@ void fill(Archive& archive, const std::string& folder, long wanted) {
   };
   long present = count();
   if (present == wanted) return;
-  for (const char* table : {"email", "origemail", "attachments", "tags", "keldane_fingerprints"}) {
+  if (present != 0) archive.run("DELETE FROM keldane_fingerprints");
+  for (const char* table : {"email", "origemail", "attachments", "tags"}) {
     archive.run(fmt::format("DELETE FROM {}", table));
   }
   std::fprintf(stderr, "export_run: making the archive, once\n");
@@ -192,7 +194,8 @@ Measure exportAll(Archive& archive, const Format& format, const std::string& pat
 /// Runs `work` in a process of its own and adds that process's peak memory.
 Measure inChild(const std::function<Measure()>& work) {
   int pipeEnds[2];
-  if (::pipe(pipeEnds) != 0) std::exit(1);
+  // The server that a child starts is not to keep the pipe open.
+  if (::pipe2(pipeEnds, O_CLOEXEC) != 0) std::exit(1);
   const pid_t child = ::fork();
   if (child == 0) {
     Measure measure = work();

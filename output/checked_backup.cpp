@@ -24,7 +24,9 @@ constexpr std::string_view kSummaryMark = "-- keldane backup 1 ";
 constexpr std::size_t kMostSummaryBytes = 1 << 20;
 constexpr std::size_t kMegabyte = 1000000;
 /// Held by the session that restores: of two at a time one would take the other's place away.
-constexpr const char* kTakeTurn = "SELECT GET_LOCK('keldane_restore',0)";
+constexpr const char* kTakeTurn = "SELECT GET_LOCK('keldane_restore',1)";
+/// Of a program that was killed, the server notices it only when the statement at hand is done.
+constexpr int kWaitSeconds = 120;
 constexpr const char* kEndTurn = "SELECT RELEASE_LOCK('keldane_restore')";
 /// A private server that is left by a killed check ends itself so soon.
 constexpr int kCheckIdleSeconds = 60;
@@ -288,6 +290,16 @@ Result<void> moveTables(ServerSession& session, const std::string& from, const s
   return sql.empty() ? Result<void>() : send(session, sql);
 }
 
+Result<void> takeTurn(ServerSession& session, Progress& progress) {
+  for (int second = 0; second < kWaitSeconds && !progress.cancelled(); ++second) {
+    const Result<std::string> turn = queryCell(session, kTakeTurn);
+    if (!turn) return Failure{turn.error()};
+    if (*turn == "1") return {};
+    progress.stage("Waiting for another restore on this server to end...");
+  }
+  return Failure{"another restore is under way on this server"};
+}
+
 Result<BackupSummary> restoreVerified(const ToolContext& context, ServerSession& session,
                                       const std::string& path, const std::string& database,
                                       const BackupSummary& summary) {
@@ -395,9 +407,9 @@ Result<BackupSummary> restoreBackup(const ToolContext& context, ServerSession& s
                                     const std::string& path, const std::string& database) {
   const Result<BackupSummary> verified = verifyBackup(path, context.progress);
   if (!verified) return verified;
-  const Result<std::string> turn = queryCell(session, kTakeTurn);
-  if (!turn) return Failure{turn.error()};
-  if (*turn != "1") return Failure{"another restore is under way on this server"};
+  if (const Result<void> turn = takeTurn(session, context.progress); !turn) {
+    return Failure{turn.error()};
+  }
   Result<BackupSummary> restored = restoreVerified(context, session, path, database, *verified);
   static_cast<void>(queryCell(session, kEndTurn));
   return restored;

@@ -76,13 +76,16 @@ Failure systemFailure(const std::string& path) {
 }
 
 /// The first line of an error, without the statement that the tool has put before it: that may be a
-/// whole message. All of what the tool has said when none is marked so.
-std::string_view firstError(std::string_view text) {
+/// whole message. All but the warnings of what the tool has said when none is marked so.
+std::string firstError(std::string_view text) {
   const std::size_t at = text.starts_with("ERROR") ? 0 : text.find("\nERROR");
-  if (at == std::string_view::npos) return text;
-  text.remove_prefix(at);
-  text = trimWhitespace(text);
-  return text.substr(0, text.find('\n'));
+  if (at != std::string_view::npos) {
+    text = trimWhitespace(text.substr(at));
+    return std::string(text.substr(0, text.find('\n')));
+  }
+  std::vector<std::string> lines = split(text, "\n");
+  std::erase_if(lines, [](const std::string& line) { return line.starts_with("Warning: "); });
+  return join(lines, "\n");
 }
 
 /// The tool's own question to the server was refused: it is made for servers of another make or

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,9 @@
 
 namespace keldane {
 namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
 
 /// Dumps, imports, backups and restores with the real tools, on the test server.
 class DatabaseCopies : public OutputRig {
@@ -54,24 +58,6 @@ class DatabaseCopies : public OutputRig {
   ToolContext toolContext() {
     return {tools, TestServer::shared().address(), folder.path(), progress};
   }
-  /// MariaDB's dump tool asks a server for a column that older ones of another make do not have. It
-  /// is told as such there; what needs a dump is then skipped aloud.
-  bool dumpToolFits() {
-    return value(
-               "SELECT COUNT(*) FROM information_schema.columns WHERE table_name='COLUMNS' AND "
-               "column_name='GENERATION_EXPRESSION'") != "0" ||
-           findTool(tools, "mariadb-dump").path.empty();
-  }
-  void skipWithoutDump() {
-    if (dumpToolFits()) return;
-    const Result<void> dumped = backupSQL(toolContext(), database, folder / "b.sql");
-    ASSERT_FALSE(dumped);
-    EXPECT_NE(dumped.error().find("GENERATION_EXPRESSION"), std::string::npos) << dumped.error();
-    EXPECT_NE(dumped.error().find("put the one that came with the server first on the PATH"),
-              std::string::npos)
-        << dumped.error();
-    GTEST_SKIP() << dumped.error();
-  }
   std::size_t loginFiles() {
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
@@ -81,6 +67,24 @@ class DatabaseCopies : public OutputRig {
   }
 
   ProcessToolRunner tools;
+};
+
+/// What needs a whole dump. MariaDB's tool asks the server for a column that older ones of another
+/// make do not have: that is told as such, and the rest is skipped aloud.
+class DatabaseBackups : public DatabaseCopies {
+ protected:
+  void SetUp() override {
+    if (value("SELECT COUNT(*) FROM information_schema.columns WHERE table_name='COLUMNS' AND "
+              "column_name='GENERATION_EXPRESSION'") != "0") {
+      return;
+    }
+    const Result<void> dumped = backupSQL(toolContext(), database, folder / "b.sql");
+    if (dumped) return;
+    ASSERT_THAT(dumped.error(),
+                AllOf(HasSubstr("Unknown column 'generation_expression'"),
+                      HasSubstr("put the one that came with the server first on the PATH")));
+    GTEST_SKIP() << dumped.error();
+  }
 };
 
 TEST_F(DatabaseCopies, ADumpIsReadByTheDatabasesOwnTool) {
@@ -137,9 +141,7 @@ TEST_F(DatabaseCopies, ADumpIsReadByTheDatabasesOwnTool) {
   EXPECT_EQ(inspectSqlFile(folder.write("x", "text")).error(), "This is not a Keldane SQL file.");
 }
 
-TEST_F(DatabaseCopies, FingerprintsAreThoseOfTheMessagesThatAnImportHasBrought) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, FingerprintsAreThoseOfTheMessagesThatAnImportHasBrought) {
   const auto noted = [this] {
     return value("SELECT COUNT(*) FROM " + database +
                  ".keldane_fingerprints WHERE path='noted' AND id=3") +
@@ -161,9 +163,7 @@ TEST_F(DatabaseCopies, FingerprintsAreThoseOfTheMessagesThatAnImportHasBrought) 
   EXPECT_EQ(noted(), "0/2") << "those of the messages before are not taken for these";
 }
 
-TEST_F(DatabaseCopies, ABackupByTheToolIsWholeOrNotThere) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, ABackupByTheToolIsWholeOrNotThere) {
   ASSERT_TRUE(backupSQL(toolContext(), database, folder / "b.sql"));
   EXPECT_TRUE(inspectSqlFile(folder / "b.sql")->replaces);
   const Result<void> failed = backupSQL(toolContext(), "no_such_database", folder / "n.sql");
@@ -205,9 +205,7 @@ TEST_F(DatabaseCopies, ThePasswordGoesByAFileThatOnlyTheUserReads) {
             "Export failed.  Couldn't find the mysqldump utility.  which: no such thing\n");
 }
 
-TEST_F(DatabaseCopies, AnOddPasswordReachesTheServer) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, AnOddPasswordReachesTheServer) {
   const ServerAddress own = TestServer::shared().address();
   run("CREATE USER odd@localhost IDENTIFIED BY 'p\"\\\\#x y'");
   run("GRANT ALL ON *.* TO odd@localhost");
@@ -219,9 +217,7 @@ TEST_F(DatabaseCopies, AnOddPasswordReachesTheServer) {
   run("DROP USER odd@localhost");
 }
 
-TEST_F(DatabaseCopies, ACheckedBackupComesBackTheSame) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, ACheckedBackupComesBackTheSame) {
   for (const char* name : {"b.sql", "b.sql.zst"}) {
     const std::string path = folder / name;
     const auto written = writeBackup(toolContext(), *session, database, path);
@@ -244,9 +240,7 @@ TEST_F(DatabaseCopies, ACheckedBackupComesBackTheSame) {
   run("INSERT INTO tags VALUES(9,'','',0,'')");  // the lock is gone
 }
 
-TEST_F(DatabaseCopies, ADamagedBackupIsRefusedBeforeAnythingIsWritten) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, ADamagedBackupIsRefusedBeforeAnythingIsWritten) {
   for (const char* name : {"b.sql", "b.sql.zst"}) {
     ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / name));
     const std::string whole = folder.read(name);
@@ -269,20 +263,13 @@ TEST_F(DatabaseCopies, ADamagedBackupIsRefusedBeforeAnythingIsWritten) {
   }
 }
 
-TEST_F(DatabaseCopies, ARestoreThatFailsLeavesTheDatabaseAsItWas) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, ARestoreThatFailsLeavesTheDatabaseAsItWas) {
   ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / "b.zst"));
   const std::string into = TestServer::shared().freshDatabase("kept");
   run("CREATE DATABASE keldane_unfinished_restore");  // of a restore that was killed
   run("CREATE TABLE keldane_unfinished_restore.email (id INT, subj_fld INT)");
   EXPECT_EQ(std::ranges::count(archivesOnServer(*session), "keldane_unfinished_restore"), 0);
   EXPECT_FALSE(checkDatabaseName("keldane_unfinished_restore"));
-  const auto second = TestServer::shared().connect();
-  ASSERT_TRUE(queryCell(*second, "SELECT GET_LOCK('keldane_restore',0)"));
-  EXPECT_EQ(restoreBackup(toolContext(), *session, folder / "b.zst", into).error(),
-            "another restore is under way on this server");
-  ASSERT_TRUE(queryCell(*second, "SELECT RELEASE_LOCK('keldane_restore')"));
   progress.cancelAfter = 0;
   EXPECT_FALSE(restoreBackup(toolContext(), *session, folder / "b.zst", into));
   EXPECT_FALSE(exists(into));
@@ -296,9 +283,7 @@ TEST_F(DatabaseCopies, ARestoreThatFailsLeavesTheDatabaseAsItWas) {
   EXPECT_EQ(value("SELECT COUNT(*) FROM " + into + ".email"), "2") << "and not what was left over";
 }
 
-TEST_F(DatabaseCopies, ABackupIsProvedInAServerOfItsOwn) {
-  skipWithoutDump();
-  if (IsSkipped()) return;
+TEST_F(DatabaseBackups, ABackupIsProvedInAServerOfItsOwn) {
   ASSERT_TRUE(writeBackup(toolContext(), *session, database, folder / "b.zst"));
   SystemEnvironment environment(0, nullptr);
   const auto checked = checkBackup(tools, environment, progress, folder / "b.zst");

@@ -70,73 +70,80 @@ class Rig:
             " AND table_type='BASE TABLE'")]
 
 
+def kill_all(rig, folder, rounds, chance):
+    """Answers how many rounds went wrong."""
+    home, bad = rig.home, 0
+    whole_file = os.path.join(home, "whole.sql.zst")
+    rig.must("archive", "--database", "whole", folder)
+    lengths = {}
+    for name, arguments in (("backup", ["backup", whole_file, "--database", "whole"]),
+                            ("restore", ["restore", whole_file, "--into", "first", "--yes"])):
+        start = time.monotonic()
+        rig.must(*arguments)
+        lengths[name] = time.monotonic() - start
+    wanted = Archive(rig.socket, "whole").digests()
+    if Archive(rig.socket, "first").digests() != wanted:
+        sys.exit("a restore without a kill gives other rows")
+    print(f"{len(wanted[0])} messages, backup {lengths['backup']:.1f} s,"
+          f" restore {lengths['restore']:.1f} s")
+
+    for number in range(rounds):
+        what = "server" if number % 3 == 2 else "program"
+        wait = chance.uniform(0.05, 1.0) * lengths["backup"]
+        path = os.path.join(home, f"b{number}.sql.zst")
+        rig.run("backup", path, "--database", "whole", kill=rig.killer(what, wait))
+        rig.start_server()
+        state, good = "nothing", True
+        if os.path.exists(path):
+            out, status = rig.run("restore", path, "--dry-run")
+            state, good = "whole", status == 0
+        bad += not good
+        print(f"{number + 1:3} backup  {what:7} killed after {wait:5.2f} s: "
+              f"{state}: {'good' if good else 'BAD'}", flush=True)
+        for rest in glob.glob(path + "*"):
+            os.remove(rest)
+
+    for number in range(rounds):
+        what = "server" if number % 3 == 2 else "program"
+        wait = chance.uniform(0.05, 1.0) * lengths["restore"]
+        database = f"r{number}"
+        rig.run("restore", whole_file, "--into", database, "--yes",
+                kill=rig.killer(what, wait))
+        rig.start_server()
+        tables = rig.tables(database)
+        left = rig.tables(STAGING) is not None
+        listed = rig.must("connections", "list")
+        state = "whole" if tables else "nothing"
+        good = STAGING not in listed
+        good = good and (not tables or Archive(rig.socket, database).digests() == wanted)
+        again = database if not tables else "again"
+        out, status = rig.run("restore", whole_file, "--into", again, "--yes")
+        good = good and status == 0 and Archive(rig.socket, again).digests() == wanted
+        good = good and rig.tables(STAGING) is None
+        good = good and not glob.glob(os.path.join(home, "keldane_login*"))
+        bad += not good
+        if status != 0:
+            print(out)
+        print(f"{number + 1:3} restore {what:7} killed after {wait:5.2f} s: {state}"
+              f"{', staging left' if left else ''}, then whole: {'good' if good else 'BAD'}",
+              flush=True)
+        for made in {database, again}:
+            Archive(rig.socket, "information_schema").rows(f"DROP DATABASE IF EXISTS {made}")
+    return bad
+
+
 def main():
     keldane, folder = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2])
     rounds = int(sys.argv[3]) if len(sys.argv) > 3 else 10
     seed = int(sys.argv[4]) if len(sys.argv) > 4 else random.randrange(10 ** 6)
     chance = random.Random(seed)
     print(f"seed {seed}")
-    bad = 0
     with tempfile.TemporaryDirectory() as home:
         rig = Rig(keldane, home)
-        whole_file = os.path.join(home, "whole.sql.zst")
-        rig.must("archive", "--database", "whole", folder)
-        lengths = {}
-        for name, arguments in (("backup", ["backup", whole_file, "--database", "whole"]),
-                                ("restore", ["restore", whole_file, "--into", "first", "--yes"])):
-            start = time.monotonic()
-            rig.must(*arguments)
-            lengths[name] = time.monotonic() - start
-        wanted = Archive(rig.socket, "whole").digests()
-        if Archive(rig.socket, "first").digests() != wanted:
-            sys.exit("a restore without a kill gives other rows")
-        print(f"{len(wanted[0])} messages, backup {lengths['backup']:.1f} s,"
-              f" restore {lengths['restore']:.1f} s")
-
-        for number in range(rounds):
-            what = "server" if number % 3 == 2 else "program"
-            wait = chance.uniform(0.05, 1.0) * lengths["backup"]
-            path = os.path.join(home, f"b{number}.sql.zst")
-            rig.run("backup", path, "--database", "whole", kill=rig.killer(what, wait))
-            rig.start_server()
-            state, good = "nothing", True
-            if os.path.exists(path):
-                out, status = rig.run("restore", path, "--dry-run")
-                state, good = "whole", status == 0
-            bad += not good
-            print(f"{number + 1:3} backup  {what:7} killed after {wait:5.2f} s: "
-                  f"{state}: {'good' if good else 'BAD'}", flush=True)
-            for rest in glob.glob(path + "*"):
-                os.remove(rest)
-
-        for number in range(rounds):
-            what = "server" if number % 3 == 2 else "program"
-            wait = chance.uniform(0.05, 1.0) * lengths["restore"]
-            database = f"r{number}"
-            rig.run("restore", whole_file, "--into", database, "--yes",
-                    kill=rig.killer(what, wait))
-            rig.start_server()
-            tables = rig.tables(database)
-            left = rig.tables(STAGING) is not None
-            listed = rig.must("connections", "list")
-            state = "whole" if tables else "nothing"
-            good = STAGING not in listed
-            if not tables:
-                out, status = rig.run("restore", whole_file, "--into", database, "--yes")
-                good = good and status == 0
-                if status != 0:
-                    print(out)
-            good = good and Archive(rig.socket, database).digests() == wanted
-            good = good and rig.tables(STAGING) is None or (tables and left)
-            logins = glob.glob(os.path.join(home, "keldane_login*"))
-            good = bool(good) and (bool(tables) or not logins)
-            bad += not good
-            print(f"{number + 1:3} restore {what:7} killed after {wait:5.2f} s: {state}"
-                  f"{', staging left' if left else ''}, then whole: {'good' if good else 'BAD'}",
-                  flush=True)
-            subprocess.run([rig.keldane, "server", "start"], env=rig.environment)
-            Archive(rig.socket, "information_schema").rows(f"DROP DATABASE {database}")
-        subprocess.run([keldane, "server", "stop"], env=rig.environment, capture_output=True)
+        try:
+            bad = kill_all(rig, folder, rounds, chance)
+        finally:
+            subprocess.run([keldane, "server", "stop"], env=rig.environment, capture_output=True)
     print(f"{2 * rounds} rounds, {bad} bad")
     sys.exit(1 if bad else 0)
 
