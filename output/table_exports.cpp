@@ -16,9 +16,9 @@ namespace keldane {
 namespace {
 
 std::string tabValue(std::string value) {
-  replaceAll(value, "\t", " ");
-  std::replace(value.begin(), value.end(), '\r', '\v');
-  std::replace(value.begin(), value.end(), '\n', '\v');
+  for (char& c : value) {
+    c = c == '\t' ? ' ' : c == '\r' || c == '\n' ? '\v' : c;
+  }
   return value;
 }
 
@@ -66,7 +66,8 @@ Result<void> writeRow(const OutputContext& context, const TableStyle& style, std
     if (context.stripPlist) context.stripPlist(text);
     line += style.separator + style.value(std::move(text));
   }
-  file.write(utf16WithMark(line + "\n"));
+  line += '\n';
+  file.write(utf16WithMark(line));
   ++report.messages;
   return {};
 }

@@ -51,13 +51,28 @@ void appendEscape(std::string& text, char16_t unit) {
 }  // namespace
 
 std::string utf16WithMark(std::string_view text) {
-  const std::string valid = toUtf8(text);
-  std::string bytes = "\xFF\xFE";
-  bytes.reserve(2 + 2 * valid.size());
-  forEachUnit(valid, [&bytes](char16_t unit) {
-    bytes += static_cast<char>(unit & 0xFF);
-    bytes += static_cast<char>(unit >> 8);
-  });
+  std::string valid;
+  if (!isValidUtf8(text)) text = valid = toUtf8(text);
+  // No character has more units than bytes.
+  std::string bytes(2 + 2 * text.size(), '\0');
+  char* end = bytes.data();
+  const auto put = [&end](char16_t unit) {
+    end[0] = static_cast<char>(unit & 0xFF);
+    end[1] = static_cast<char>(unit >> 8);
+    end += 2;
+  };
+  put(0xFEFF);
+  while (!text.empty()) {
+    std::size_t run = 0;
+    for (; run < text.size() && (text[run] & 0x80) == 0; ++run) {
+      put(static_cast<unsigned char>(text[run]));
+    }
+    text.remove_prefix(run);
+    for (run = 0; run < text.size() && (text[run] & 0x80) != 0;) ++run;
+    forEachUnit(text.substr(0, run), put);
+    text.remove_prefix(run);
+  }
+  bytes.resize(static_cast<std::size_t>(end - bytes.data()));
   return bytes;
 }
 
