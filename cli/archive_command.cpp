@@ -42,6 +42,7 @@ struct ArchiveOptions {
   std::string database;
   std::string connection;
   std::string ledger;
+  bool all = false;
   bool dryRun = false;
   bool noIndex = false;
   bool list = false;
@@ -149,6 +150,8 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   if (request.paths.empty() && !options.paths.empty()) return;
   request.ledgerPath = options.ledger;
   request.feeds = !options.noIndex;
+  // Each standard input lies in the same file.
+  request.readsAll = options.all || input != nullptr;
   watchInterrupts();
   if (options.dryRun) return runDry(options, std::move(request), program);
   Archiver* archiver = program.connected(options.connection, options.database, Opening::create);
@@ -225,6 +228,8 @@ Command archiveCommand(Program& program) {
                    "Keep the run's ledger in this file in place of Ledger.log", "FILE"},
                   {"--no-index", &options->noIndex,
                    "Leave the word index behind; the next find brings it in step"},
+                  {"--all", &options->all,
+                   "Read every file, also those that have not changed since they were archived"},
                   {.names = "--dry-run",
                    .target = &options->dryRun,
                    .help = "Only tell what would become of each message; nothing at all is written",

@@ -113,6 +113,9 @@ void DryRunReport::printSums(const RunReport& report) const {
   printCount("Unreadable", sums.unreadable);
   printCount("Not mail", sums.notMail);
   printCount("Would be postponed", sums.postponed);
+  if (sums.unchanged > 0) {
+    fmt::print("Unchanged: {} file{}\n", sums.unchanged, sums.unchanged == 1 ? "" : "s");
+  }
   if (report.interrupted) fmt::print("It was interrupted before all was read.\n");
   if (taken_ > kFew && !list_) fmt::print("--list shows what would become of each.\n");
   fmt::print("Nothing has been written.\n");

@@ -24,6 +24,7 @@ std::vector<PassPlan> plansOf(const std::vector<std::string>& paths, Archiver& a
       dryPlans(request, archiver.settings(), archiver.sources(), archiver.tagRules());
   for (PassPlan& plan : plans) {
     plan.settings.skipDupsState = 1;
+    plan.skipsKnownFiles = false;
     plan.settings.origState = 0;  // no source has to fit a server
     plan.settings.attachState = 0;
   }

@@ -86,10 +86,13 @@ void printRunSummary(const RunReport& report) {
   if (sums.postponed > 0) {
     fmt::print("Postponed: {} (will be read by the next run)\n", sums.postponed);
   }
+  if (sums.unchanged > 0) {
+    fmt::print("Unchanged: {} file{}\n", sums.unchanged, sums.unchanged == 1 ? "" : "s");
+  }
   if (hasLeft(report.left)) fmt::print("Left in the import folder: {}\n", leftText(report.left));
   if (report.interrupted) {
     fmt::print("The run was interrupted before all was read.\n");
-  } else if (sums.met == report.noMessages) {
+  } else if (sums.met == report.noMessages && sums.unchanged == 0) {
     fmt::print("No mail was found.\n");
   }
 }
@@ -113,7 +116,8 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
             {"failed", sums.failed},
             {"notMail", sums.notMail},
             {"unreadable", sums.unreadable},
-            {"postponed", sums.postponed}}},
+            {"postponed", sums.postponed},
+            {"unchanged", sums.unchanged}}},
           {"leftInFolder", leftJson(report.left)}};
 }
 

@@ -249,6 +249,11 @@ PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder, const 
     plan.selection = sources.chosen();
   }
   plan.importMode = isImportFolder || !request.paths.empty();
+  // Not for the import folder, where a file goes by what became of it in this very run, nor for the
+  // accounts, whose days are chosen anew each time. Who wants copies gets them from every run.
+  plan.skipsKnownFiles =
+      !isImportFolder && !request.paths.empty() && settings.archive.skipDupsState == 0;
+  plan.readsAll = request.readsAll;
   plan.range = request.range;
   // The setting is a text such as "1.6", in millions; its value is taken in single precision.
   plan.attachSizeBytes =

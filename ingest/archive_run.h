@@ -38,6 +38,8 @@ struct ArchiveRequest {
   /// been loaded, and then the import folder.
   std::vector<std::string> paths;
   RunRange range;
+  /// Of the files among `paths`, read those, too, that have not changed since they were archived.
+  bool readsAll = false;
   /// Where the ledger goes; empty: `Ledger.log` beside `Keldane.log`.
   std::string ledgerPath;
   /// What is stored goes to the `MessageFeed` of the run, too.

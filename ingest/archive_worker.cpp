@@ -50,6 +50,7 @@ bool RunThread::isAbandoned() const {
 
 ArchiveWorker::ArchiveWorker(Context context)
     : context_(std::move(context)),
+      knownFiles_(context_.session, context_.counters),
       store_({.session = context_.session,
               .message = context_.message,
               .counters = context_.counters,
@@ -70,6 +71,7 @@ ArchiveWorker::ArchiveWorker(Context context)
                .progress = context_.progress,
                .storeLog = context_.storeLog,
                .debugLog = context_.debugLog,
+               .knownFiles = context_.plan.skipsKnownFiles ? &knownFiles_ : nullptr,
                .storeEmail = [this](int partCount) { store_.storeEmail(partCount); },
                .guarded = [this](const std::function<void()>& work) { guarded(work); },
                .isAbandoned = [this] { return mustEnd(); },
@@ -88,6 +90,7 @@ ArchiveWorker::ArchiveWorker(Context context)
              .environment = context_.environment,
              .progress = context_.progress,
              .storeLog = context_.storeLog,
+             .knownFiles = context_.plan.skipsKnownFiles ? &knownFiles_ : nullptr,
              .isAbandoned = [this] { return mustEnd(); },
              .pause = [this](int seconds) { pause(seconds); }}),
       pass_(context_.mainQueue) {}

@@ -18,6 +18,7 @@
 #include "ingest/run_observer.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/mail_walk.h"
+#include "ingest/storing/known_files.h"
 #include "ingest/storing/message_store.h"
 #include "platform/main_queue.h"
 #include "platform/process_state.h"
@@ -117,6 +118,7 @@ class ArchiveWorker {
 
   Context context_;
   PassResult result_;
+  KnownFiles knownFiles_;
   MessageStore store_;
   MessageReader reader_;
   MailWalk walk_;

@@ -8,6 +8,7 @@
 #include "ingest/run_watch.h"
 #include "ingest/sources/mail_walk.h"
 #include "ingest/storing/duplicate_check.h"
+#include "ingest/storing/known_files.h"
 #include "ingest/storing/message_store.h"
 
 namespace keldane {
@@ -80,6 +81,8 @@ void DryRun::readAll(const std::vector<PassPlan>& plans, bool hasArchive,
   };
   for (const PassPlan& plan : plans) {
     if (mustEnd()) break;
+    KnownFiles knownFiles(context_.session, counters, true);
+    KnownFiles* known = hasArchive && plan.skipsKnownFiles ? &knownFiles : nullptr;
     MessageStore store({.session = context_.session,
                         .message = message,
                         .counters = counters,
@@ -98,6 +101,7 @@ void DryRun::readAll(const std::vector<PassPlan>& plans, bool hasArchive,
                           .progress = context_.progress,
                           .storeLog = log,
                           .debugLog = log,
+                          .knownFiles = known,
                           .storeEmail = [&store](int partCount) { store.storeEmail(partCount); },
                           .guarded = guarded,
                           .isAbandoned = mustEnd});
@@ -110,6 +114,7 @@ void DryRun::readAll(const std::vector<PassPlan>& plans, bool hasArchive,
                    .environment = context_.environment,
                    .progress = context_.progress,
                    .storeLog = log,
+                   .knownFiles = known,
                    .isAbandoned = mustEnd});
     std::optional<LeftInFolder> left;
     guarded([&walk, &left] { static_cast<void>(walk.getEmailPaths(left)); });

@@ -19,6 +19,9 @@ struct PassPlan {
   std::vector<std::string> selection;
   bool importMode = false;
   bool deleteImportFiles = false;  ///< empty the import folder after the walk
+  /// A file that is as it was when all of it had come into the archive is passed over.
+  bool skipsKnownFiles = false;
+  bool readsAll = false;  ///< but not in this run, which notes what it reads all the same
   RunRange range;
   double attachSizeBytes = 0;
   ArchiveSettings settings;

@@ -74,14 +74,16 @@ RunWatch::~RunWatch() { ledger_.watch({}); }
 
 void RunWatch::reset() {
   folder_ = nullptr;
+  known_ = nullptr;
   stopped_ = false;
   stopReason_.reset();
   differing_ = noMessages_ = outsideRange_ = notChosen_ = 0;
   files_ = filesRead_ = 0;
 }
 
-void RunWatch::beginWalk(std::size_t files, ImportFolder* folder) {
+void RunWatch::beginWalk(std::size_t files, ImportFolder* folder, KnownFiles* known) {
   folder_ = folder;
+  known_ = known;
   files_ = files;
   filesRead_ = 0;
 }
@@ -96,6 +98,7 @@ void RunWatch::endFile() {
 
 void RunWatch::take(LedgerOutcome outcome, std::string_view detail) {
   if (folder_ != nullptr) folder_->outcome(outcome, detail);
+  if (known_ != nullptr) known_->take(outcome);
   if (outcome == LedgerOutcome::archived && holds(detail, "differs from")) ++differing_;
   if (outcome == LedgerOutcome::dropped &&
       (detail.starts_with("not a mail message") || detail.starts_with("no sender, recipients"))) {

@@ -11,6 +11,7 @@
 #include "archive/server_session.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/sources/import_folder.h"
+#include "ingest/storing/known_files.h"
 #include "platform/progress.h"
 
 namespace keldane {
@@ -38,8 +39,9 @@ class RunWatch {
 
   /// A run begins.
   void reset();
-  /// A walk over so many files begins. `folder`: to be told of what becomes of them; may be null.
-  void beginWalk(std::size_t files, ImportFolder* folder);
+  /// A walk over so many files begins. `folder` and `known`: to be told of what becomes of them;
+  /// may be null.
+  void beginWalk(std::size_t files, ImportFolder* folder, KnownFiles* known = nullptr);
   void beginFile(std::uint64_t sizeBytes);
   void endFile();
   /// A file lies where the run was not to look.
@@ -68,6 +70,7 @@ class RunWatch {
   RunLedger& ledger_;
   Progress& progress_;
   ImportFolder* folder_ = nullptr;
+  KnownFiles* known_ = nullptr;
   std::atomic<bool> stopped_ = false;
   std::optional<StopReason> stopReason_;
   long differing_ = 0;

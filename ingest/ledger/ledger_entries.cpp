@@ -17,6 +17,7 @@ constexpr OutcomeWord kOutcomeWords[] = {
     {LedgerOutcome::excluded, "excluded"},     {LedgerOutcome::dropped, "dropped"},
     {LedgerOutcome::failed, "failed"},         {LedgerOutcome::notMail, "not-mail"},
     {LedgerOutcome::unreadable, "unreadable"}, {LedgerOutcome::postponed, "postponed"},
+    {LedgerOutcome::unchanged, "unchanged"},
 };
 
 }  // namespace
@@ -53,6 +54,9 @@ void LedgerSums::count(LedgerOutcome outcome) {
       break;
     case LedgerOutcome::postponed:
       ++postponed;
+      break;
+    case LedgerOutcome::unchanged:
+      ++unchanged;
       break;
   }
   if (!isOfFile(outcome)) ++met;
@@ -264,6 +268,7 @@ std::string sumsLine(const LedgerSums& sums) {
   addField(line, "not-mail=" + std::to_string(sums.notMail));
   addField(line, "unreadable=" + std::to_string(sums.unreadable));
   addField(line, "postponed=" + std::to_string(sums.postponed));
+  addField(line, "unchanged=" + std::to_string(sums.unchanged));
   line += '\n';
   return line;
 }

@@ -10,7 +10,7 @@
 /// What stands in a ledger, as values: shared by the rooms that write, read and show it.
 namespace keldane {
 
-/// What became of a message, or of a whole file: the last three are said of files and folders.
+/// What became of a message, or of a whole file: the last four are said of files and folders.
 enum class LedgerOutcome {
   archived,
   duplicate,
@@ -20,6 +20,7 @@ enum class LedgerOutcome {
   notMail,
   unreadable,  ///< a file or folder that could not be read
   postponed,   ///< a file that was being written; the next run reads it
+  unchanged,   ///< a file that lies there as it did when all of it came into the archive
 };
 
 /// Whether the outcome is that of a file or folder, which counts as no message.
@@ -83,15 +84,16 @@ struct LedgerSums {
   long excluded = 0;
   long dropped = 0;
   long failed = 0;
-  long notMail = 0;  ///< files, not messages, as are the two below
+  long notMail = 0;  ///< files, not messages, as are the three below
   long unreadable = 0;
   long postponed = 0;
+  long unchanged = 0;
 
   void count(LedgerOutcome outcome);
 };
 
 /// Word of an outcome as it stands in the file: "archived", "duplicate", "excluded", "dropped",
-/// "failed", "not-mail", "unreadable", "postponed".
+/// "failed", "not-mail", "unreadable", "postponed", "unchanged".
 [[nodiscard]] std::string_view outcomeName(LedgerOutcome outcome);
 [[nodiscard]] std::optional<LedgerOutcome> findOutcome(std::string_view name);
 

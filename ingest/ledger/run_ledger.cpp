@@ -339,6 +339,10 @@ void RunLedger::recordPostponed(const std::string& path, std::string_view reason
   writeFile(LedgerOutcome::postponed, path, reason);
 }
 
+void RunLedger::recordUnchanged(const std::string& path) {
+  writeFile(LedgerOutcome::unchanged, path, "");
+}
+
 void RunLedger::writeFile(LedgerOutcome outcome, const std::string& path, std::string_view reason) {
   sums_.count(outcome);
   std::string line(outcomeName(outcome));

@@ -98,6 +98,8 @@ class RunLedger {
   void recordUnreadable(const std::string& path, std::string_view reason);
   /// A file that is left for the next run.
   void recordPostponed(const std::string& path, std::string_view reason);
+  /// A file that was passed over, because all of it is in the archive.
+  void recordUnchanged(const std::string& path);
 
   /// All sources of this run have been read to their end.
   void sourcesRead();

@@ -1,7 +1,14 @@
 #include "ingest/reading/mbox_reader.h"
 
+#include <array>
+#include <cerrno>
+#include <memory>
 #include <string_view>
+#include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "ingest/reading/resting_file.h"
 
@@ -11,6 +18,29 @@ namespace {
 constexpr std::string_view kFrom = "From ";
 /// Of a longer piece its end alone tells how lines end.
 constexpr std::uint64_t kProbedBytes = 1U << 20U;
+
+/// The bytes of a file from `begin` on.
+PieceReader readFrom(const std::string& path, std::uint64_t begin) {
+  struct File {
+    ~File() {
+      if (fd >= 0) ::close(fd);
+    }
+    int fd = -1;
+    std::array<char, 65536> bytes{};
+  };
+  auto file = std::make_shared<File>();
+  file->fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  return [file, at = static_cast<off_t>(begin)](std::string_view& piece) mutable -> Result<bool> {
+    ssize_t got = 0;
+    do {
+      got = ::pread(file->fd, file->bytes.data(), file->bytes.size(), at);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) return Failure{std::generic_category().message(errno)};
+    piece = {file->bytes.data(), static_cast<std::size_t>(got)};
+    at += got;
+    return got > 0;
+  };
+}
 
 bool holds(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
@@ -72,7 +102,12 @@ Result<bool> MboxReader::open() {
     signs.look(piece);
   }
   separator_ = signs.separator();
-  stream_.setSourceFile(path_);
+  if (beginBytes_ > 0) {
+    isOneLongPiece_ = false;
+    stream_.setSourceReader(readFrom(path_, beginBytes_));
+  } else {
+    stream_.setSourceFile(path_);
+  }
   return true;
 }
 
@@ -124,7 +159,7 @@ std::optional<MessagePiece> MboxReader::next() {
     return std::nullopt;
   }
   // The separator, all but its line, was handed out with the piece before.
-  piece.offsetBytes = begin < kFrom.size() ? 0 : begin - kFrom.size();
+  piece.offsetBytes = beginBytes_ + (begin < kFrom.size() ? 0 : begin - kFrom.size());
   return piece;
 }
 

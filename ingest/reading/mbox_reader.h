@@ -21,6 +21,10 @@ class MboxReader {
   /// A piece of more than `limitBytes` is passed over.
   MboxReader(std::string path, std::uint64_t limitBytes)
       : path_(std::move(path)), limitBytes_(limitBytes) {}
+  /// The same from a separator line in the middle of the file on; how its lines end shows at its
+  /// beginning all the same.
+  MboxReader(std::string path, std::uint64_t limitBytes, std::uint64_t beginBytes)
+      : path_(std::move(path)), limitBytes_(limitBytes), beginBytes_(beginBytes) {}
   /// The same for what comes out of a packed file.
   MboxReader(PieceReader reader, std::uint64_t limitBytes)
       : reader_(std::move(reader)), limitBytes_(limitBytes) {}
@@ -43,6 +47,7 @@ class MboxReader {
   std::string path_;
   PieceReader reader_;  ///< in place of the path, until it is opened
   std::uint64_t limitBytes_;
+  std::uint64_t beginBytes_ = 0;
   std::string separator_;
   std::string failure_;
   mime::TnoStream stream_;

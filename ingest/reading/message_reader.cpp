@@ -90,9 +90,11 @@ void MessageReader::readOneMessage(const std::string& path, const std::string& m
   std::optional<std::string> bytes = state ? readRested(path, *state, why) : std::nullopt;
   if (!bytes) return tell(path, why);
   if (context_.process.debugLogOn) context_.debugLog.write(path + "\n");
+  const bool isStub = holds(path, "partial");
+  // What belongs to a stub lies in other files, which may change while it does not.
+  if (!isStub) noteReadToEnd(*state, false);
   context_.ledger.beginMessage(path, std::nullopt);
-  guarded([this, &path, &mailbox, &bytes] {
-    const bool isStub = holds(path, "partial");
+  guarded([this, &path, &mailbox, &bytes, isStub] {
     std::string stub = isStub ? *bytes : std::string();
     const mime::SourceEncoding encoding = encodingOf(*bytes);
     Source source = makeSource(std::move(*bytes), encoding, path, std::nullopt);
@@ -131,6 +133,7 @@ void MessageReader::readSeveral(const EmailItem& item) {
     readPiece(std::move(piece), isFirst, item.path, mailbox, encoding);
     isFirst = false;
   }
+  noteReadToEnd(*state, false);
 }
 
 int MessageReader::doMboxFile(const std::string& currentEmailItem) {
@@ -164,24 +167,34 @@ int MessageReader::doMboxFile(const std::string& currentEmailItem) {
 
 void MessageReader::readLongFile(const std::string& path, const std::string& mailbox,
                                  const FileState& state) {
-  MboxReader mbox(path, limitBytes());
-  readPieces(mbox, path, mailbox, [&path, &state] {
+  const std::uint64_t begin =
+      context_.knownFiles == nullptr ? 0 : context_.knownFiles->grownFrom(path, state);
+  MboxReader mbox(path, limitBytes(), begin);
+  const bool isWhole = readPieces(mbox, path, mailbox, [&path, &state] {
     const Result<FileState> after = stateOf(path);
     return !after || *after != state;
   });
+  if (isWhole) noteReadToEnd(state, true);
 }
 
-void MessageReader::readPieces(MboxReader& mbox, const std::string& path,
+/// False: not all of it has been read.
+bool MessageReader::readPieces(MboxReader& mbox, const std::string& path,
                                const std::string& mailbox,
                                const std::function<bool()>& hasChanged) {
   const Result<bool> opened = mbox.open();
-  if (!opened) return tell(path, {LedgerOutcome::unreadable, opened.error()});
+  if (!opened) {
+    tell(path, {LedgerOutcome::unreadable, opened.error()});
+    return false;
+  }
   bool isFirst = true;
   while (*opened && !mustStop()) {
     std::optional<MessagePiece> piece = mbox.next();
     if (!piece) break;
     // The message at the end is the one that may be in the middle of being written.
-    if (mbox.isAtEnd() && hasChanged()) return tell(path, {LedgerOutcome::postponed, kChanged});
+    if (mbox.isAtEnd() && hasChanged()) {
+      tell(path, {LedgerOutcome::postponed, kChanged});
+      return false;
+    }
     context_.ledger.beginMessage(path, piece->offsetBytes);
     readPiece(std::move(*piece), isFirst, path, mailbox, std::nullopt);
     isFirst = false;
@@ -191,6 +204,7 @@ void MessageReader::readPieces(MboxReader& mbox, const std::string& path,
   } else if (isFirst && !mustStop()) {
     context_.ledger.recordNonMail(path, "no message in it");
   }
+  return mbox.failure().empty() && !mustStop();
 }
 
 void MessageReader::doPackedFile(const std::string& path, const std::string& mailbox) {
@@ -215,6 +229,8 @@ void MessageReader::doPackedFile(const std::string& path, const std::string& mai
     tell(path, {LedgerOutcome::postponed, kChanged});
   } else if (!done) {
     tell(path, {LedgerOutcome::unreadable, done.error()});
+  } else if (!mustStop()) {
+    noteReadToEnd(*state, false);
   }
 }
 
@@ -241,7 +257,7 @@ void MessageReader::readPackedEntry(const PackedEntry& entry, const std::string&
     return readPackedMessage(entry, inside, mailbox + folder.substr(0, folder.size() - 1));
   }
   MboxReader mbox(entry.read, limitBytes());
-  readPieces(mbox, inside, mailbox + "/" + entry.name, [] { return false; });
+  static_cast<void>(readPieces(mbox, inside, mailbox + "/" + entry.name, [] { return false; }));
 }
 
 void MessageReader::readPackedMessage(const PackedEntry& entry, const std::string& inside,
@@ -409,6 +425,10 @@ void MessageReader::tell(const std::string& path, const Unread& why) {
   } else {
     context_.ledger.recordUnreadable(path, why.reason);
   }
+}
+
+void MessageReader::noteReadToEnd(const FileState& state, bool canGrow) {
+  if (context_.knownFiles != nullptr) context_.knownFiles->readToEnd(state, canGrow);
 }
 
 bool MessageReader::mustStop() const {

@@ -20,6 +20,7 @@
 #include "ingest/reading/resting_file.h"
 #include "ingest/reading/source_reader.h"
 #include "ingest/run_logs.h"
+#include "ingest/storing/known_files.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
 #include "platform/progress.h"
@@ -50,6 +51,9 @@ class MessageReader {
     StoreLog& storeLog;
     /// Gets the path of each file read, while `debugLogOn` is set.
     StoreLog& debugLog;
+    /// Told of each file that is read to its end, and asked from where on an mbox is new; may be
+    /// null.
+    KnownFiles* knownFiles = nullptr;
     /// Stores the message at hand, which has this many parts.
     std::function<void(int partCount)> storeEmail;
     /// Runs the work on one message and deals with what it throws, the ledger's line included.
@@ -97,8 +101,9 @@ class MessageReader {
   void readOneMessage(const std::string& path, const std::string& mailbox);
   void readSeveral(const EmailItem& item);
   void readLongFile(const std::string& path, const std::string& mailbox, const FileState& state);
-  void readPieces(MboxReader& mbox, const std::string& path, const std::string& mailbox,
-                  const std::function<bool()>& hasChanged);
+  [[nodiscard]] bool readPieces(MboxReader& mbox, const std::string& path,
+                                const std::string& mailbox,
+                                const std::function<bool()>& hasChanged);
   void readPackedEntry(const PackedEntry& entry, const std::string& path,
                        const std::string& mailbox);
   void readPackedMessage(const PackedEntry& entry, const std::string& inside,
@@ -120,6 +125,7 @@ class MessageReader {
                                                       const FileState& state, Unread& why);
   [[nodiscard]] Result<std::string> readPart(const std::string& path);
   void tell(const std::string& path, const Unread& why);
+  void noteReadToEnd(const FileState& state, bool canGrow);
   void pause();
   void guarded(const std::function<void()>& work);
   [[nodiscard]] std::string accountMailbox(const std::string& mailbox) const;

@@ -30,12 +30,18 @@ Result<FileState> stateOf(int folder, const std::string& name) {
   if (!S_ISREG(status.st_mode)) return Failure{kindOf(status.st_mode)};
 #ifdef __APPLE__
   const timespec modified = status.st_mtimespec;
+  const timespec changed = status.st_ctimespec;
 #else
   const timespec modified = status.st_mtim;
+  const timespec changed = status.st_ctim;
 #endif
-  return FileState{static_cast<std::uint64_t>(status.st_size), modified.tv_sec, modified.tv_nsec,
+  return FileState{static_cast<std::uint64_t>(status.st_size),
+                   modified.tv_sec,
+                   modified.tv_nsec,
                    static_cast<std::uint64_t>(status.st_dev),
-                   static_cast<std::uint64_t>(status.st_ino)};
+                   static_cast<std::uint64_t>(status.st_ino),
+                   changed.tv_sec,
+                   changed.tv_nsec};
 }
 
 std::int64_t secondsUntilRested(const FileState& state, std::int64_t now,

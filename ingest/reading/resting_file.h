@@ -19,7 +19,15 @@ struct FileState {
   std::int64_t modifiedNanoseconds = 0;
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  bool operator==(const FileState&) const = default;
+  /// Of the last change of anything about the file, its name and rights included; no part of the
+  /// comparison.
+  std::int64_t changedSeconds = 0;
+  std::int64_t changedNanoseconds = 0;
+  bool operator==(const FileState& other) const {
+    return sizeBytes == other.sizeBytes && modifiedSeconds == other.modifiedSeconds &&
+           modifiedNanoseconds == other.modifiedNanoseconds && device == other.device &&
+           inode == other.inode;
+  }
 };
 
 /// The file as it lies there now; a link is followed, nothing is opened. Fails, with the reason

@@ -43,9 +43,12 @@ bool MailWalk::getEmailPaths(std::optional<LeftInFolder>& left) {
   }
   FileList files;
   for (const std::string& selected : context_.plan.selection) addSelected(files, selected);
-  context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr);
+  KnownFiles* known = context_.knownFiles;
+  if (known != nullptr) known->load(context_.plan.readsAll);
+  context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr, known);
   const bool isWhole = readAll(files);
   context_.watch.beginWalk(0, nullptr);
+  if (known != nullptr) known->flush(true);
   if (!importFolder_) return isWhole;
   if (isWhole) {
     left = importFolder_->empty(context_.session, context_.process.homePath, [this](int seconds) {
@@ -107,6 +110,7 @@ bool MailWalk::isYoung(const std::string& path) const {
 void MailWalk::readFile(const std::string& path) {
   const ProcessState& process = context_.process;
   const Result<FileState> state = stateOf(path);
+  if (passOver(path, state)) return;
   context_.watch.beginFile(state ? state->sizeBytes : 0);
   if (importFolder_) importFolder_->beginFile(path, state ? *state : FileState{});
   std::error_code code;
@@ -121,8 +125,22 @@ void MailWalk::readFile(const std::string& path) {
     readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
   }
   if (importFolder_) importFolder_->endFile();
+  if (context_.knownFiles != nullptr) context_.knownFiles->endFile();
   // A run that ends may have left it in the middle; the share stays where it is.
   if (process.cancelFlag == 0 && !context_.watch.isStopped()) context_.watch.endFile();
+}
+
+/// A file that has been read as it is now, and all of which is in the archive.
+bool MailWalk::passOver(const std::string& path, const Result<FileState>& state) {
+  KnownFiles* known = context_.knownFiles;
+  if (known == nullptr) return false;
+  if (state && known->isUnchanged(path, *state)) {
+    context_.ledger.recordUnchanged(path);
+    context_.watch.endFile();
+    return true;
+  }
+  known->beginFile(path);
+  return false;
 }
 
 std::string MailWalk::pathOf(const std::string& selected) const {

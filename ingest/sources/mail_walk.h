@@ -14,6 +14,7 @@
 #include "ingest/run_watch.h"
 #include "ingest/sources/file_list.h"
 #include "ingest/sources/import_folder.h"
+#include "ingest/storing/known_files.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
 #include "platform/progress.h"
@@ -21,9 +22,10 @@
 namespace keldane {
 
 /// Goes through the files of the selection and hands each one that may be mail to the reader, under
-/// the name of its mailbox. Files that stay out, and folders that cannot be read, get their line in
-/// the ledger. The files are listed before the first one is read; those that have just been changed
-/// come last, since the reader waits for them. Worker thread only.
+/// the name of its mailbox. Files that stay out or are in the archive already, and folders that
+/// cannot be read, get their line in the ledger. The files are listed before the first one is read;
+/// those that have just been changed come last, since the reader waits for them. Worker thread
+/// only.
 class MailWalk {
  public:
   struct Context {
@@ -37,6 +39,8 @@ class MailWalk {
     const Progress& progress;
     /// Told of files and folders that cannot be read.
     StoreLog& storeLog;
+    /// Which files need not be read; null: all are.
+    KnownFiles* knownFiles = nullptr;
     /// True stops the walk before the next file, and nothing is removed. May be empty.
     std::function<bool()> isAbandoned = {};
     /// Lets some seconds go by, for a server that writes to disk in its own time. May be empty.
@@ -60,6 +64,7 @@ class MailWalk {
   [[nodiscard]] bool isYoung(const std::string& path) const;
   void readFile(const std::string& path);
   void readOne(const std::string& path, const std::string& mailbox);
+  [[nodiscard]] bool passOver(const std::string& path, const Result<FileState>& state);
   void skip(const std::string& path, std::string_view reason);
 
   Context context_;

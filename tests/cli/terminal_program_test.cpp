@@ -154,7 +154,9 @@ TEST_F(TerminalProgram, ArchivesOnceAndAccountsForEveryFile) {
   EXPECT_EQ(first["duplicates"], 1);
   EXPECT_EQ(first["ledger"]["met"], 5);
   EXPECT_EQ(first["ledger"]["dropped"], 1);
-  const auto again = nlohmann::json::parse(output({"archive", home() + "/mail", "--json"}));
+  EXPECT_THAT(output({"archive", home() + "/mail"}), HasSubstr("\nUnchanged: 4 files\n"));
+  const auto again =
+      nlohmann::json::parse(output({"archive", "--all", home() + "/mail", "--json"}));
   EXPECT_EQ(again["archived"], 0);
   EXPECT_EQ(again["duplicates"], 4);
   EXPECT_THAT(output({"logs", "ledger", "--only", "dropped"}), HasSubstr("notes.txt"));
@@ -637,7 +639,7 @@ TEST_F(TerminalProgram, TellsWhatRulesAndARunWouldDoToMessagesOfFiles) {
                     "2J<script>") +
           "\n  no rule fires\n" + mail + "3.eml: Lunch\n  rule \"B\"\n  would be kept out\n" +
           mail + "notes.txt, byte 0\n  dropped: not a mail message (no sender, no date)\n");
-  EXPECT_THAT(output({"archive", "--dry-run", mail + "1.eml", mail + "3.eml"}),
+  EXPECT_THAT(output({"archive", "--dry-run", "--all", mail + "1.eml", mail + "3.eml"}),
               AllOf(StartsWith("duplicate  " + mail +
                                "1.eml: Invoice 12 (of message 1)\n"
                                "excluded   " +

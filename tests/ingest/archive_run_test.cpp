@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -77,8 +79,10 @@ class ArchiveRunTest : public ::testing::Test {
         ArchiveRun::Context{*server.session, process, archiveDatabase, connections, settings,
                             sources, rules, progress, queue, environment, host});
   }
-  [[nodiscard]] std::optional<NotStarted> start(const std::string& where = "") {
+  [[nodiscard]] std::optional<NotStarted> start(const std::string& where = "",
+                                                bool readsAll = false) {
     ArchiveRequest request;
+    request.readsAll = readsAll;
     if (!where.empty()) request.paths = {folder / where};
     return run->start(std::move(request), observer);
   }
@@ -90,8 +94,8 @@ class ArchiveRunTest : public ::testing::Test {
   void waitForEnd() {
     queue.runUntil([this] { return !run->isRunning(); }, std::chrono::milliseconds(1));
   }
-  RunReport runImport(const std::string& where) {
-    EXPECT_FALSE(start(where));
+  RunReport runImport(const std::string& where, bool readsAll = false) {
+    EXPECT_FALSE(start(where, readsAll));
     waitForEnd();
     return run->lastReport().value_or(RunReport());
   }
@@ -212,7 +216,7 @@ TEST_F(ArchiveRunTest, ReportsWhatItHasDone) {
   EXPECT_EQ(first.lostServer, "");
   EXPECT_EQ(process.storeLogPath, "");
 
-  const RunReport second = runImport("mail");
+  const RunReport second = runImport("mail", true);
   EXPECT_EQ(storeLog(), summary + "Processed: 3\nArchived: 0\nDuplicates: 3\n");
   EXPECT_GT(second.firstStoredId, second.lastStoredId);
   EXPECT_THAT(support("Duplicates.log"), HasSubstr("ann2@example.org to bob@example.org"));
@@ -413,6 +417,120 @@ TEST_F(ArchiveRunTest, TheNextRunGoesOnWhereAnInterruptedOneBegan) {
   EXPECT_TRUE(std::filesystem::is_empty(folder / "import"));
   EXPECT_EQ(run->findBeginning({}, observer)->goingOn, "");
   EXPECT_EQ(run->findBeginning({}, observer)->rangeStartText, "2023-06-01 00:00:00");
+}
+
+/// What a run makes of the files, as "archived duplicates unchanged".
+std::string told(const RunReport& report) {
+  const LedgerSums& sums = report.sums;
+  EXPECT_EQ(sums.met, sums.archived + sums.duplicates + sums.excluded + sums.dropped + sums.failed);
+  return std::to_string(sums.archived) + " " + std::to_string(sums.duplicates) + " " +
+         std::to_string(sums.unchanged);
+}
+
+TEST_F(ArchiveRunTest, ReadsOnlyWhatIsNew) {
+  namespace fs = std::filesystem;
+  const std::string box = folder / "mail/box";
+  const auto separated = [](int number) { return "From a\n" + mail(number) + "\n"; };
+  const auto append = [&](const std::string& bytes) {
+    std::ofstream(box, std::ios::app | std::ios::binary) << bytes;
+  };
+  const auto touch = [&](int seconds) {
+    fs::last_write_time(box, fs::last_write_time(box) + std::chrono::seconds(seconds));
+  };
+  const auto query = [&](const char* sql) { ASSERT_TRUE(server.session->query(sql)) << sql; };
+  struct Step {
+    const char* name;
+    std::function<void()> change;
+    const char* told;
+    bool all = false;
+  };
+  std::string large = separated(6);
+  large.insert(large.size() - 1, std::string(9000, 'x'));
+  const Step steps[] = {
+      {"for the first time", [&] { append(separated(1) + separated(2)); }, "3 0 0"},
+      {"nothing has changed", [] {}, "0 0 2"},
+      {"a file has come", [&] { folder.write("mail/4.eml", mail(4)); }, "1 0 2"},
+      {"the mbox has grown", [&] { append(separated(5) + large); }, "2 0 2"},
+      {"the mbox has grown again", [&] { append(separated(7)); }, "1 0 2"},
+      {"only blank lines were added", [&] { append("\n\n"); }, "0 5 2"},
+      {"its last message has grown", [&] { append("Dear reader,\n\nthat is new\n"); }, "1 4 2"},
+      {"compacted, and longer than before",
+       [&] {
+         folder.write("mail/box",
+                      separated(2) + separated(5) + large + separated(8) + large + large);
+       },
+       "1 5 2"},
+      {"a row of it was rewritten in place and it has grown",
+       [&] {
+         std::fstream(box, std::ios::in | std::ios::out | std::ios::binary).seekp(7) << "X";
+         append(separated(9));
+       },
+       "1 0 2"},
+      {"of the same size, and written later",
+       [&] {
+         std::string bytes = folder.read("mail/box");
+         bytes.replace(bytes.find("message 9"), 9, "message 0");
+         folder.write("mail/box", bytes);
+         touch(10);
+       },
+       "2 5 2"},
+      {"only touched", [&] { touch(20); }, "0 7 2"},
+      {"another file of that name",
+       [&] {
+         fs::copy_file(box, folder / "mail/copy");
+         fs::last_write_time(folder / "mail/copy", fs::last_write_time(box));
+         fs::rename(folder / "mail/copy", box);
+       },
+       "0 7 2"},
+      {"all of it is asked for", [] {}, "0 9 0", true},
+      {"and is known then", [] {}, "0 0 3"},
+      {"a message has gone", [&] { query("DELETE FROM email WHERE subj_fld='message 4'"); },
+       "1 8 0"},
+      {"another message in the place of the last",
+       [&] { query("UPDATE email SET subj_fld='other' ORDER BY id DESC LIMIT 1"); }, "0 9 0"},
+      {"copies are wanted", [&] { settings.archive.skipDupsState = 1; }, "9 0 0"},
+      {"and no more", [&] { settings.archive.skipDupsState = 0; }, "0 0 3"},
+      {"nothing is known of the files", [&] { query("DROP TABLE keldane_files"); }, "0 9 0"},
+      {"and then again", [] {}, "0 0 3"},
+  };
+  folder.write("mail/3.eml", mail(3));
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.name);
+    step.change();
+    ArchiveRequest request;
+    request.paths = {folder / "mail"};
+    request.readsAll = step.all;
+    ASSERT_FALSE(run->start(std::move(request), observer));
+    waitForEnd();
+    EXPECT_EQ(told(run->lastReport().value_or(RunReport())), step.told);
+  }
+}
+
+TEST_F(ArchiveRunTest, AFileIsReadAgainUntilAllOfItIsInTheArchive) {
+  TagRule rule;
+  rule.ruleDescription = "No lunch";
+  rule.tagOrExclude = 1;
+  rule.ruleCriteria = {{"subject", "contains", "lunch"}};
+  ASSERT_TRUE(rules.add(rule));
+  folder.write("mail/excluded.mbox", "From a\n" + mail(1) + "\nFrom a\nSubject: Lunch\n" + mail(2));
+  folder.write("mail/no-message.mbox", "From a\n" + mail(3) + "\nFrom a Mon Jan 1 00:00:00 2001\n");
+  folder.write("mail/old.eml", "Date: Tue, 1 Jan 2002 00:00:00 +0000\nFrom: a@b.c\n\nx\n");
+  folder.write("mail/refused.eml", mail(4));
+  ArchiveRequest request;
+  request.paths = {folder / "mail"};
+  request.range.rangeStartText = "2010-01-01 00:00:00";
+  ASSERT_TRUE(server.session->query(
+      "CREATE TRIGGER refuses BEFORE INSERT ON origemail FOR EACH ROW IF NEW.orig_fld LIKE "
+      "'%message 4%' THEN SIGNAL SQLSTATE '45000' SET MESSAGE_TEXT='no room'; END IF"));
+  for (const char* expected : {"2 0 0", "0 2 0", "2 2 0", "0 2 2"}) {
+    if (std::string_view(expected) == "2 2 0") {
+      request.range = {};
+      ASSERT_TRUE(server.session->query("DROP TRIGGER refuses"));
+    }
+    ASSERT_FALSE(run->start(request, observer));
+    waitForEnd();
+    EXPECT_EQ(told(run->lastReport().value_or(RunReport())), expected);
+  }
 }
 
 TEST_F(ArchiveRunTest, OneLogThatCannotBeWrittenTakesNoOtherAlong) {

@@ -89,7 +89,7 @@ TEST(RunLedger, GivesEachMessageOneLineWithWhatBecameOfIt) {
             "dropped\tout of range\t-\t/mail/1.emlx\n"
             "#sums\tmet=3\tarchived=1\tduplicates=1\texcluded=0\tdropped=1\tfailed=0\tnot-mail="
             "1\tunreadable=0\t"
-            "postponed=0\n");
+            "postponed=0\tunchanged=0\n");
   const Result<std::string> dropped = readLedgerLines(path, "dropped");
   ASSERT_TRUE(dropped);
   EXPECT_EQ(*dropped, "dropped\tout of range\t-\t/mail/1.emlx\n");

@@ -115,7 +115,7 @@ def main():
         amiss = missing_lookalikes(Archive(socket, "whole"), lookalikes)
         if amiss:
             sys.exit(f"of {len(lookalikes)} look-alikes {len(amiss)} are not there exactly once")
-        status, out, err = archive(keldane, folders, "whole", environment)
+        status, out, err = archive(keldane, ["--all"] + folders, "whole", environment)
         if messages(socket, "whole") != len(wanted):
             sys.exit(f"a second run has stored something\n{out}{err}")
         bad = cut = 0

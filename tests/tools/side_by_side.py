@@ -78,7 +78,7 @@ def steps(home, mail):
     once it has succeeded."""
     def archive(number):
         write_mail(mail, MESSAGES + number, 1)
-        return ["archive", mail], {}
+        return ["archive", "--all", mail], {}
 
     def tag(number):
         message = number % MESSAGES + 1
