@@ -58,6 +58,7 @@ void KeldaneController::makeParts() {
       std::make_unique<SettingsPanel>(archiver_, settingsForm_, *sourceChooser_, ports_.ui);
   makeSearchPanels();
   makeMessagePanels();
+  makeOutputPanels();
   tagRuleEditor_ = std::make_unique<TagRuleEditor>(archiver_.tagRules(), ports_.ui);
   wireSettings();
   archivePanel_ = std::make_unique<ArchivePanel>(
@@ -152,14 +153,30 @@ void KeldaneController::makeMessagePanels() {
         tell(archiver_.database().openDatabase());
       },
       [this] { return archiver_.archiveRun().isRunning(); }, [this] { tagPanel_->setTags(); }});
-  attachmentLinks_ = std::make_unique<AttachmentLinks>(
-      AttachmentLinks::Context{core.session(), core.settings().user, progress_, ports_.ui,
-                               ports_.host, *messageViewer_, options_.chooseSaveFile});
+  attachmentLinks_ = std::make_unique<AttachmentLinks>(AttachmentLinks::Context{
+      core.session(), core.settings().user, progress_, ports_.ui, ports_.host, *messageViewer_,
+      [this](const std::string& title, const std::string& name) {
+        return ports_.ui.chooseSaveFile({.title = title, .prompt = "Save", .name = name});
+      }});
   attachmentList_ = std::make_unique<AttachmentList>(
       AttachmentList::Context{core.session(), core.process(), progress_, ports_.ui, ports_.host,
                               [this] { return archiver_.archiveRun().isRunning(); }});
   tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
+}
+
+void KeldaneController::makeOutputPanels() {
+  Archiver& core = archiver_;
+  outputFrame_ = std::make_unique<OutputFrame>(OutputFrame::Context{
+      core.session(), *resultTable_, core.settings(), progress_, ports_.ui, ports_.host,
+      [this](const std::string& line) { archiver_.archiveRun().writeStoreLog(line); }});
+  savePanel_ = std::make_unique<SavePanel>(*outputFrame_, retrieveSheet_->whereSql);
+  printPanel_ =
+      std::make_unique<PrintPanel>(*outputFrame_, *messageViewer_, statisticsPanel_->statsTextView);
+  exportPanel_ = std::make_unique<ExportPanel>(*outputFrame_);
+  deletionPanel_ = std::make_unique<DeletionPanel>(*outputFrame_, core.process());
+  replyPanel_ =
+      std::make_unique<ReplyPanel>(*outputFrame_, *messageViewer_, ports_.tools, core.process());
 }
 
 MenuState KeldaneController::menuState(std::size_t selectedRows) const {

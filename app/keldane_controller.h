@@ -12,13 +12,19 @@
 #include "app/panels/attachment_list.h"
 #include "app/panels/connect_panel.h"
 #include "app/panels/database_panel.h"
+#include "app/panels/deletion_panel.h"
 #include "app/panels/duplicates_panel.h"
+#include "app/panels/export_panel.h"
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
+#include "app/panels/output_frame.h"
 #include "app/panels/pick_lists.h"
+#include "app/panels/print_panel.h"
 #include "app/panels/progress_panel.h"
+#include "app/panels/reply_panel.h"
 #include "app/panels/result_table.h"
 #include "app/panels/retrieve_sheet.h"
+#include "app/panels/save_panel.h"
 #include "app/panels/saved_searches_panel.h"
 #include "app/panels/schedule_panel.h"
 #include "app/panels/settings_panel.h"
@@ -60,9 +66,6 @@ class KeldaneController {
     /// Connects with the saved connection, or the private server when none is saved, and asks only
     /// when that fails.
     bool connectsByItself = false;
-    /// Asks the user where to save a file, with the title of the panel and the name to propose;
-    /// empty when he cancels. A face without it saves no attachment.
-    std::function<std::string(const std::string& title, const std::string& name)> chooseSaveFile;
   };
 
   KeldaneController(Ports ports, Options options);
@@ -115,6 +118,11 @@ class KeldaneController {
   MessageViewer& messageViewer() { return *messageViewer_; }
   AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
   AttachmentList& attachmentList() { return *attachmentList_; }
+  SavePanel& savePanel() { return *savePanel_; }
+  PrintPanel& printPanel() { return *printPanel_; }
+  ExportPanel& exportPanel() { return *exportPanel_; }
+  DeletionPanel& deletionPanel() { return *deletionPanel_; }
+  ReplyPanel& replyPanel() { return *replyPanel_; }
   StatisticsPanel& statisticsPanel() { return *statisticsPanel_; }
   ArchiveRun& archiveRun() { return archiver_.archiveRun(); }
   ArchivePanel& archivePanel() { return *archivePanel_; }
@@ -133,6 +141,7 @@ class KeldaneController {
   void wireSettings();
   void makeSearchPanels();
   void makeMessagePanels();
+  void makeOutputPanels();
   void terminate();
   void openSplashScreen();
 
@@ -155,6 +164,12 @@ class KeldaneController {
   std::unique_ptr<AttachmentLinks> attachmentLinks_;
   std::unique_ptr<AttachmentList> attachmentList_;
   std::unique_ptr<StatisticsPanel> statisticsPanel_;
+  std::unique_ptr<OutputFrame> outputFrame_;
+  std::unique_ptr<SavePanel> savePanel_;
+  std::unique_ptr<PrintPanel> printPanel_;
+  std::unique_ptr<ExportPanel> exportPanel_;
+  std::unique_ptr<DeletionPanel> deletionPanel_;
+  std::unique_ptr<ReplyPanel> replyPanel_;
   std::unique_ptr<ArchivePanel> archivePanel_;
   std::unique_ptr<ConnectPanel> connectPanel_;
   std::unique_ptr<SettingsPanel> settingsPanel_;

@@ -26,7 +26,7 @@ inline constexpr int kSecondButton = 1001;
 struct FileChooser {
   std::string title;
   std::string prompt;
-  std::string startFolder;  ///< empty: wherever the system likes
+  std::string startFolder = {};  ///< empty: wherever the system likes
   bool files = true;
   bool folders = false;
   bool several = false;
@@ -34,12 +34,12 @@ struct FileChooser {
 
 /// What a chooser for the name of a new file is opened with. Folders can be made in it.
 struct SaveChooser {
-  std::string title;
-  std::string message;
-  std::string fieldLabel;  ///< before the name; empty: the system's own
-  std::string fileType;    ///< extension that the name gets, without its dot; empty: none
-  std::string prompt;
-  std::string name;  ///< proposed
+  std::string title = {};
+  std::string message = {};
+  std::string fieldLabel = {};  ///< before the name; empty: the system's own
+  std::string fileType = {};    ///< extension that the name gets, without its dot; empty: none
+  std::string prompt = {};
+  std::string name = {};  ///< proposed
 };
 
 /// The face of the program, as the operations see it. Panels and controls are named by the names

@@ -23,13 +23,6 @@ constexpr const char* kStateFile = "/Library/Application Support/Keldane/Window.
 WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), host_(tools_) {
   KeldaneController::Options options;
   options.connectsByItself = true;
-  options.chooseSaveFile = [this](const std::string& title, const std::string& name) {
-    SaveChooser chooser;
-    chooser.title = title;
-    chooser.prompt = "Save";
-    chooser.name = name;
-    return ui_.chooseSaveFile(chooser);
-  };
   controller_ = std::make_unique<KeldaneController>(
       KeldaneController::Ports{ui_, queue_, tools_, environment_, host_,
                                [] { QCoreApplication::quit(); }},

@@ -18,7 +18,7 @@ namespace keldane {
 struct ListedMessage {
   std::uint32_t id = 0;
   int attachments = 0;
-  std::string date;  ///< in the list's date style, with a star when the message has tags
+  std::string date;  ///< in the list's style, with a star when it has tags; empty: it is gone
   std::string from;
   std::string to;
   std::string subject;
@@ -43,6 +43,8 @@ struct OutputContext {
   Progress& progress;
   /// Takes what the mail client has added off a raw source.
   std::function<void(std::string& source)> stripPlist;
+  /// Takes the line that tells of a source which an export goes on without; empty: standard error.
+  std::function<void(const std::string& line)> log = {};
 };
 
 /// How the sources of an export compare with what lay in their files.

@@ -4,7 +4,10 @@
 
 #include <fmt/format.h>
 
+#include "base/files.h"
 #include "base/text.h"
+#include "output/exact_sources.h"
+#include "output/output_file.h"
 #include "output/rebuilt_message.h"
 
 namespace keldane {
@@ -130,6 +133,32 @@ std::string forwardScript(const MailDraft& draft) {
          "\nset visible of newMsg to true\n\nset content of newMsg to \"" +
          scriptText(draft.body) + "\"\nset subject of newMsg to \"" + scriptText(draft.subject) +
          "\"\nend tell\n";
+}
+
+Result<void> runMailScript(ToolRunner& tools, const std::string& script) {
+  ToolCall call;
+  call.program = "osascript";
+  // On standard input, it cannot be taken for an option.
+  call.arguments = {"-"};
+  call.input = script;
+  const Result<ToolOutcome> outcome = tools.run(call);
+  if (!outcome) return Failure{outcome.error()};
+  if (outcome->exitStatus == 0) return {};
+  return Failure{"osascript: " + printable(trimWhitespace(outcome->errorText))};
+}
+
+Result<std::string> writeForwarded(const OutputContext& context, std::uint32_t id,
+                                   const std::string& folder) {
+  const auto source = ExactSources(context).read(id);
+  if (!source) return Failure{source.error()};
+  if (!*source) return std::string();
+  if (const Result<void> made = makeFolders(folder); !made) return Failure{made.error()};
+  std::string path = fmt::format("{}/forwarded_{}.eml", folder, id);
+  OutputFile file(path);
+  if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
+  file.write((*source)->bytes);
+  if (const Result<void> written = file.commit(); !written) return Failure{written.error()};
+  return path;
 }
 
 std::string mailtoLink(const MailDraft& draft) {

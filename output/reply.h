@@ -6,6 +6,7 @@
 
 #include "archive/server_session.h"
 #include "base/result.h"
+#include "output/export_frame.h"
 #include "platform/tool_runner.h"
 
 /// Answering and forwarding: a new message is opened in the user's mail program, and sent there.
@@ -32,6 +33,14 @@ struct MailDraft {
 /// quotes, whatever it holds.
 [[nodiscard]] std::string replyScript(const MailDraft& draft);
 [[nodiscard]] std::string forwardScript(const MailDraft& draft);
+
+/// Has the Mac's mail application run such a text. Fails with the words of the tool.
+[[nodiscard]] Result<void> runMailScript(ToolRunner& tools, const std::string& script);
+
+/// Writes the source of a message to a private file in this folder, to be attached to a draft that
+/// carries it on. Answers its path; empty when there is no such message.
+[[nodiscard]] Result<std::string> writeForwarded(const OutputContext& context, std::uint32_t id,
+                                                 const std::string& folder);
 
 /// The draft as a link, for a machine without a mail program that can be asked.
 [[nodiscard]] std::string mailtoLink(const MailDraft& draft);

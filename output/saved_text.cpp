@@ -32,8 +32,11 @@ std::string dateOf(const ListedMessage& message) {
   return date;
 }
 
+/// Deleted since the list was made.
+bool isGone(const ListedMessage& message) { return message.date.empty(); }
+
 Result<void> saveMessage(const OutputContext& context, const ListedMessage& message,
-                         const MessageTextReader& readText, bool stripQuoted, OutputFile& file) {
+                         const ListedTextReader& readText, bool stripQuoted, OutputFile& file) {
   const Result<std::string> text = readText(message.id, dateOf(message), stripQuoted);
   if (!text) return Failure{text.error()};
   const auto names = attachmentNames(context.session, message.id);
@@ -42,6 +45,18 @@ Result<void> saveMessage(const OutputContext& context, const ListedMessage& mess
   for (const std::string& name : *names) file.write(utf16WithMark(name + "\n\n"));
   return {};
 }
+
+/// Shows how many sources were written in place of how many messages were seen.
+class SourceCount : public Progress {
+ public:
+  explicit SourceCount(Progress& shown) : shown_(shown) {}
+  void step(int /*count*/, std::string_view detail) override { shown_.step(sources, detail); }
+  [[nodiscard]] bool cancelled() const override { return shown_.cancelled(); }
+  int sources = 0;
+
+ private:
+  Progress& shown_;
+};
 
 bool isOwnHtml(const std::string& name) {
   return name.ends_with(".html") &&
@@ -83,6 +98,7 @@ Result<OutputReport> saveList(const OutputContext& context, const MessageList& l
       context, list, file, true, [&](std::size_t index, OutputReport& report) -> Result<void> {
         const Result<ListedMessage> row = list.row(index);
         if (!row) return Failure{row.error()};
+        if (isGone(*row)) return {};
         file.write(nonLossyAscii(fmt::format("{}\t{}\t{}\t{}\t{}\t{}\n", row->id, row->date,
                                              row->from, row->to, row->subject, row->mailbox)));
         ++report.messages;
@@ -91,7 +107,7 @@ Result<OutputReport> saveList(const OutputContext& context, const MessageList& l
 }
 
 Result<OutputReport> saveMessages(const OutputContext& context, const MessageList& list,
-                                  const std::string& path, const MessageTextReader& readText,
+                                  const std::string& path, const ListedTextReader& readText,
                                   bool stripQuoted) {
   OutputFile file(path);
   if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
@@ -99,17 +115,21 @@ Result<OutputReport> saveMessages(const OutputContext& context, const MessageLis
                      [&](std::size_t index, OutputReport& report) -> Result<void> {
                        const Result<ListedMessage> row = list.row(index);
                        if (!row) return Failure{row.error()};
+                       if (isGone(*row)) return {};
                        ++report.messages;
                        return saveMessage(context, *row, readText, stripQuoted, file);
                      });
 }
 
 Result<OutputReport> saveSources(const OutputContext& context, const MessageList& list,
-                                 const std::string& path) {
+                                 const std::string& path, bool countsSources) {
   OutputFile file(path);
   if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
+  SourceCount count(context.progress);
+  const OutputContext counting{context.session, countsSources ? count : context.progress,
+                               context.stripPlist, context.log};
   return carryToFile(
-      context, list, file, true, [&](std::size_t index, OutputReport& report) -> Result<void> {
+      counting, list, file, true, [&](std::size_t index, OutputReport& report) -> Result<void> {
         const auto rows =
             queryRows(context.session,
                       fmt::format("SELECT orig_fld FROM origemail WHERE id={}", list.id(index)));
@@ -118,6 +138,7 @@ Result<OutputReport> saveSources(const OutputContext& context, const MessageList
         file.write(textOf(**rows, 0));
         file.write("\n\n");
         ++report.messages;
+        ++count.sources;
         return {};
       });
 }
@@ -126,26 +147,24 @@ Result<AttachmentsReport> saveAllAttachments(const OutputContext& context, const
                                              const std::string& folder) {
   if (const Result<void> made = makeFolders(folder); !made) return Failure{made.error()};
   AttachmentsReport report;
-  const auto walked =
-      carryEach(context, list, [&](std::size_t index, OutputReport&) -> Result<void> {
-        const std::uint32_t id = list.id(index);
-        const auto count = readAttachments(context.session, id,
-                                           [&](const StoredAttachment& attachment) -> Result<void> {
-                                             if (isOwnHtml(attachment.name)) return {};
-                                             ++report.files;
-                                             return saveAttachment(id, attachment, folder);
-                                           });
-        if (!count) return Failure{count.error()};
-        report.lastHadAttachments = *count > 0;
-        return {};
-      });
-  if (!walked) return Failure{walked.error()};
-  report.cancelled = walked->cancelled;
+  for (std::size_t index = 0; index < list.size && !report.cancelled; ++index) {
+    const std::uint32_t id = list.id(index);
+    const auto count = readAttachments(
+        context.session, id, [&](const StoredAttachment& attachment) -> Result<void> {
+          if (isOwnHtml(attachment.name)) return {};
+          Result<void> saved = saveAttachment(id, attachment, folder);
+          if (saved) context.progress.step(static_cast<int>(++report.files), {});
+          return saved;
+        });
+    if (!count) return Failure{count.error()};
+    report.lastHadAttachments = *count > 0;
+    report.cancelled = index + 1 < list.size && context.progress.cancelled();
+  }
   return report;
 }
 
 Result<std::string> printedMessage(const OutputContext& context, const ListedMessage& message,
-                                   const MessageTextReader& readText, bool stripQuoted) {
+                                   const ListedTextReader& readText, bool stripQuoted) {
   Result<std::string> text = readText(message.id, dateOf(message), stripQuoted);
   if (!text) return text;
   const auto names = attachmentNames(context.session, message.id);
@@ -157,13 +176,13 @@ Result<std::string> printedMessage(const OutputContext& context, const ListedMes
 
 Result<std::optional<std::string>> printedList(const OutputContext& context,
                                                const MessageList& list,
-                                               const MessageTextReader& readText,
-                                               bool stripQuoted) {
+                                               const ListedTextReader& readText, bool stripQuoted) {
   std::string all;
   const auto walked =
       carryEach(context, list, [&](std::size_t index, OutputReport&) -> Result<void> {
         const Result<ListedMessage> row = list.row(index);
         if (!row) return Failure{row.error()};
+        if (isGone(*row)) return {};
         const Result<std::string> text = readText(row->id, dateOf(*row), stripQuoted);
         if (!text) return Failure{text.error()};
         const auto names = attachmentNames(context.session, row->id);

@@ -12,7 +12,7 @@ namespace keldane {
 
 /// A message as a person reads it: its fields with the date as the list shows it, an empty line,
 /// its text, which with `stripQuoted` ends where the message replied to begins.
-using MessageTextReader = std::function<Result<std::string>(
+using ListedTextReader = std::function<Result<std::string>(
     std::uint32_t id, std::string_view listDate, bool stripQuoted)>;
 
 /// The search text and one line a row: UTF-8 the first, ASCII that loses nothing the rows. Nothing
@@ -24,13 +24,14 @@ using MessageTextReader = std::function<Result<std::string>(
 /// each name. Of a failing query the message before stays the last.
 [[nodiscard]] Result<OutputReport> saveMessages(const OutputContext& context,
                                                 const MessageList& list, const std::string& path,
-                                                const MessageTextReader& readText,
-                                                bool stripQuoted);
+                                                const ListedTextReader& readText, bool stripQuoted);
 
 /// The raw sources as they are kept, an empty line behind each. An mbox file only when the sources
-/// bring separator lines of their own. `messages` counts those that have a source.
+/// bring separator lines of their own. `messages` counts those that have a source, and so does the
+/// progress with `countsSources`.
 [[nodiscard]] Result<OutputReport> saveSources(const OutputContext& context,
-                                               const MessageList& list, const std::string& path);
+                                               const MessageList& list, const std::string& path,
+                                               bool countsSources = false);
 
 struct AttachmentsReport {
   std::size_t files = 0;
@@ -39,7 +40,7 @@ struct AttachmentsReport {
 };
 /// The attachments of the messages into a folder, without the messages' own HTML: each file named
 /// by the message's id and the safe form of its own name, with a number behind it where that is
-/// taken. Files written before a failure stay.
+/// taken. The progress counts files; those written before a failure stay.
 [[nodiscard]] Result<AttachmentsReport> saveAllAttachments(const OutputContext& context,
                                                            const MessageList& list,
                                                            const std::string& folder);
@@ -47,12 +48,12 @@ struct AttachmentsReport {
 /// One message as it is printed by itself: its text, and the names of its attachments.
 [[nodiscard]] Result<std::string> printedMessage(const OutputContext& context,
                                                  const ListedMessage& message,
-                                                 const MessageTextReader& readText,
+                                                 const ListedTextReader& readText,
                                                  bool stripQuoted);
 /// All messages as one text. nullopt: cancelled.
 [[nodiscard]] Result<std::optional<std::string>> printedList(const OutputContext& context,
                                                              const MessageList& list,
-                                                             const MessageTextReader& readText,
+                                                             const ListedTextReader& readText,
                                                              bool stripQuoted);
 
 /// Sends a text to the printer of this name, or to the usual one. Fails with the words of `lp`.

@@ -61,7 +61,8 @@ Result<void> writeRow(const OutputContext& context, const TableStyle& style, std
     Result<std::string> source = queryCell(
         context.session, fmt::format("SELECT orig_fld FROM origemail WHERE origemail.id={}", id));
     // The row goes without its source then.
-    if (!source) std::fputs((source.error() + "\n").c_str(), stderr);
+    if (!source && context.log) context.log(source.error() + "\n");
+    if (!source && !context.log) std::fputs((source.error() + "\n").c_str(), stderr);
     std::string text = source ? toUtf8(*source) : std::string();
     if (context.stripPlist) context.stripPlist(text);
     line += style.separator + style.value(std::move(text));

@@ -49,10 +49,19 @@ Comparison comparisonFor(std::string_view identifier, int dateFormat) {
 void ResultTable::clear() {
   emailIds.clear();
   emailRows.clear();
+  selectedRows.clear();
   dbCountTextField.clear();
   listCountTextField.clear();
   rowCount = 0;
   context_.ui.changed("storeTableView");
+}
+
+std::vector<std::size_t> ResultTable::selectedInOrder() const {
+  std::vector<std::size_t> rows = selectedRows;
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  rows.erase(std::lower_bound(rows.begin(), rows.end(), emailRows.size()), rows.end());
+  return rows;
 }
 
 void ResultTable::retrieve() {

@@ -56,6 +56,8 @@ class ResultTable {
   [[nodiscard]] std::size_t modelIndex(std::size_t row) const {
     return reverseList ? emailRows.size() - 1 - row : row;
   }
+  /// The rows of the table that are selected, from the top, each once.
+  [[nodiscard]] std::vector<std::size_t> selectedInOrder() const;
   /// What the table shows in a cell: the id as digits, or the field that the identifier names;
   /// nullopt past the end and for any other identifier.
   [[nodiscard]] std::optional<std::string> objectValueForTableColumn(std::string_view identifier,
@@ -65,6 +67,8 @@ class ResultTable {
   [[nodiscard]] std::string_view sortIndicator(std::string_view identifier) const;
 
   std::string currentSql;
+  /// Rows of the table, in any order; the one selected last is the last.
+  std::vector<std::size_t> selectedRows;
   std::vector<Emailrow> emailRows;
   std::vector<std::string> emailIds;  ///< in the server's order, never sorted
   int rowCount = 0;

@@ -26,11 +26,16 @@ void removeLeadingBlanks(std::string& text) {
 
 TagPanel::TagPanel(ServerSession& session, ResultTable& list, Settings& settings,
                    ProgressPanel& progress, UserInterface& ui)
-    : session_(session), list_(list), settings_(settings), progress_(progress), ui_(ui) {}
+    : selectedRows(list.selectedRows),
+      session_(session),
+      list_(list),
+      settings_(settings),
+      progress_(progress),
+      ui_(ui) {}
 
 void TagPanel::tagEmail() {
   replacingTags_ = false;
-  if (rowsInOrder().empty()) return;
+  if (list_.selectedInOrder().empty()) return;
   setTags();
   ui_.showPanel("tagPanel");
 }
@@ -114,16 +119,8 @@ std::string TagPanel::takeCategory() {
 }
 
 /// The selected rows that are in the list, the lowest first.
-std::vector<std::size_t> TagPanel::rowsInOrder() const {
-  std::vector<std::size_t> rows = selectedRows;
-  std::sort(rows.begin(), rows.end());
-  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-  rows.erase(std::lower_bound(rows.begin(), rows.end(), list_.emailRows.size()), rows.end());
-  return rows;
-}
-
 bool TagPanel::tagRows(const TagRow& tags) {
-  const std::vector<std::size_t> rows = rowsInOrder();
+  const std::vector<std::size_t> rows = list_.selectedInOrder();
   for (std::size_t i = 0; i < rows.size(); ++i) {
     if (!tagRow(list_.emailRows[list_.modelIndex(rows[i])], tags)) {
       ui_.alert({"SQL Error",

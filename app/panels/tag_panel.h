@@ -47,14 +47,13 @@ class TagPanel {
   TagForm form;
   /// Its titles are those of the search form's `searchCatButton` too.
   CategoryMenu setCatButton;
-  /// Rows of the table, in any order. The one selected last is the one that is shown.
-  std::vector<std::size_t> selectedRows;
+  /// Those of the list. The one selected last is the one that is shown.
+  std::vector<std::size_t>& selectedRows;
   /// How many messages the last `addTags` has tagged, as a sentence. No face needs to show it.
   std::string sqlText;
 
  private:
   [[nodiscard]] std::string takeCategory();
-  [[nodiscard]] std::vector<std::size_t> rowsInOrder() const;
   bool tagRows(const TagRow& tags);
   bool tagRow(Emailrow& row, TagRow tags);
   bool forgetOldTags(std::uint32_t id);

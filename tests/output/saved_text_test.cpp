@@ -26,8 +26,8 @@ class SavedText : public OutputRig {
     };
     return list;
   }
-  const MessageTextReader readText = [](std::uint32_t id, std::string_view date,
-                                        bool stripQuoted) -> Result<std::string> {
+  const ListedTextReader readText = [](std::uint32_t id, std::string_view date,
+                                       bool stripQuoted) -> Result<std::string> {
     if (id == 9) return Failure{"SQL error: gone"};
     return fmt::format("{} {}{}", id, date, stripQuoted ? " stripped" : "");
   };
@@ -51,6 +51,9 @@ TEST_F(SavedText, ListAndMessagesHaveTheirEncodings) {
   EXPECT_EQ(*printedMessage(context, *listed().row(0), readText, false), "1 01/05/2024");
   EXPECT_EQ(*printedMessage(context, *listed().row(1), readText, false),
             "2 01/06/2024\n\na\n\nb\n\n");
+  EXPECT_EQ(saveMessages(context, ids({9}), folder / "n", readText, false)->messages, 0U)
+      << "it is gone";
+  addMessage(9, kDate, "a", "s", "b");
   EXPECT_FALSE(saveMessages(context, ids({9}), folder / "n", readText, false));
 }
 
