@@ -1,5 +1,6 @@
 #include "app/query_settings.h"
 
+#include <memory>
 #include <utility>
 
 #include "ingest/reading/natural_date.h"
@@ -14,6 +15,15 @@ SourceReading sourceReading(const UserSettings& settings) {
     stripPlist(source, tags);
   };
   return {strip, settings.declaredCharsets != 0};
+}
+
+ListedTextReader textReader(ServerSession& session, const UserSettings& settings) {
+  const auto sources = std::make_shared<StoredSources>(session, sourceReading(settings));
+  return [sources](std::uint32_t id, std::string_view date, bool strip) -> Result<std::string> {
+    Result<std::string> text = sources->textForReader(id, date, strip);
+    if (!text) return Failure{"SQL error: " + text.error()};
+    return text;
+  };
 }
 
 HeaderDate headerDate(const UserSettings& settings, const Environment& environment,

@@ -17,10 +17,12 @@ const std::vector<Group>& groups() {
       {"Find and read",
        {listCommand, findCommand, searchCommand, searchesCommand, browseCommand, showCommand,
         attachmentsCommand, partsCommand, statsCommand}},
-      {"Carry it out", {exportCommand, backupCommand, restoreCommand}},
+      {"Carry it out",
+       {exportCommand, saveCommand, printCommand, replyCommand, forwardCommand, backupCommand,
+        restoreCommand}},
       {"Keep it",
-       {tagCommand, untagCommand, duplicatesCommand, statusCommand, settingsCommand, indexCommand,
-        connectionsCommand, serverCommand, inspectCommand}}};
+       {tagCommand, untagCommand, duplicatesCommand, deleteCommand, statusCommand, settingsCommand,
+        indexCommand, connectionsCommand, serverCommand, inspectCommand}}};
   return all;
 }
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include <fmt/format.h>
@@ -10,15 +9,13 @@
 #include "base/text.h"
 #include "cli/commands.h"
 #include "cli/count_text.h"
-#include "cli/last_list.h"
-#include "cli/message_id.h"
+#include "cli/message_selection.h"
+#include "cli/output_progress.h"
 #include "cli/program.h"
-#include "cli/search_conditions.h"
 #include "output/folder_exports.h"
 #include "output/mbox_exports.h"
 #include "output/sql_dump.h"
 #include "output/table_exports.h"
-#include "query/search_result.h"
 
 namespace keldane {
 namespace {
@@ -26,9 +23,7 @@ namespace {
 struct ExportOptions {
   std::string format;
   std::string path;
-  std::vector<std::string> ids;
-  bool lastList = false;
-  SearchConditions conditions;
+  MessageSelection selection;
   bool noSource = false;
   bool noAttachments = false;
   bool requireExact = false;
@@ -40,24 +35,6 @@ struct ExportOptions {
   std::string connection;
 };
 
-/// Draws the progress line, and hears the user's interrupt.
-class ExportProgress : public Progress {
- public:
-  ExportProgress(TerminalInterface& terminal, std::size_t all)
-      : terminal_(terminal), all_(static_cast<long long>(all)) {}
-  void step(int count, std::string_view /*detail*/) override {
-    if (count % kShownEach == 0) terminal_.showCount(count, "of " + groupedText());
-  }
-  [[nodiscard]] bool cancelled() const override { return interruptCount() > 0; }
-
- private:
-  static constexpr int kShownEach = 50;
-  [[nodiscard]] std::string groupedText() const { return countText(all_, "message"); }
-
-  TerminalInterface& terminal_;
-  const long long all_;
-};
-
 using Exporter = Result<OutputReport> (*)(const OutputContext&, const MessageList&,
                                           const ExportOptions&);
 
@@ -66,7 +43,8 @@ struct Format {
   const char* help;
   Exporter run;
   bool isExact = false;  ///< it carries sources to the byte, and tells how many
-  const char* leavesOut = "the archive no longer has them";
+  const char* leavesOut = kNoLongerThere;
+  bool isFolder = false;  ///< of one file a message
 };
 
 const std::array<Format, 10>& formats() {
@@ -98,12 +76,12 @@ const std::array<Format, 10>& formats() {
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportEml(context, list, options.path, options.requireExact);
        },
-       true},
+       true, kNoLongerThere, true},
       {"maildir", "a Maildir",
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportMaildir(context, list, options.path, options.requireExact);
        },
-       true},
+       true, kNoLongerThere, true},
       {"mboxrd", "mbox whose quoting can be undone",
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportMboxrd(context, list, options.path, options.requireExact);
@@ -119,43 +97,6 @@ const std::array<Format, 10>& formats() {
        }},
   }};
   return all;
-}
-
-/// A filter that names messages: everything else that does is an error beside it.
-bool hasConditions(const SearchConditions& conditions) {
-  const SearchWords& words = conditions.words;
-  const std::string* const texts[] = {&words.entireMessage, &words.since,         &words.until,
-                                      &words.dateShortcut,  &words.category,      &words.keywords,
-                                      &words.notes,         &words.priority,      &conditions.sql,
-                                      &conditions.saved,    &conditions.wordQuery};
-  return !words.terms.empty() || !words.types.empty() || words.hasAttachment || words.withTags ||
-         words.withoutTags || conditions.withinLastList ||
-         std::any_of(std::begin(texts), std::end(texts),
-                     [](const std::string* text) { return !text->empty(); });
-}
-
-/// The ids of the last list, or of what the conditions find, in their order.
-Result<std::vector<std::uint32_t>> idsFor(const ExportOptions& options, Archiver& archiver,
-                                          Program& program) {
-  std::vector<std::uint32_t> ids;
-  if (options.lastList) {
-    const Result<std::vector<std::string>> last = LastList(archiver).read();
-    if (!last) return Failure{last.error()};
-    for (const std::string& id : *last) {
-      ids.push_back(static_cast<std::uint32_t>(std::strtoul(id.c_str(), nullptr, 10)));
-    }
-    return ids;
-  }
-  const Result<std::string> statement = statementOf(options.conditions, archiver, program);
-  if (!statement) return Failure{statement.error()};
-  SearchOptions how;
-  how.onlyTagged = options.conditions.words.withTags;
-  how.onlyUntagged = options.conditions.words.withoutTags;
-  Progress unseen;
-  const Result<SearchResult> found = runSearch(archiver.session(), *statement, how, unseen);
-  if (!found) return Failure{"SQL error: " + found.error()};
-  for (const Emailrow& row : found->rows) ids.push_back(row.emailID);
-  return ids;
 }
 
 std::string sourcesText(const SourceCounts& counts) {
@@ -174,41 +115,16 @@ void runExport(const ExportOptions& options, const Format& format, Program& prog
   program.exitStatus = kExitFailed;
   Archiver* archiver = program.connected(options.connection, options.database);
   if (archiver == nullptr) return;
-  watchInterrupts();
-  Result<std::vector<std::uint32_t>> ids = std::vector<std::uint32_t>();
-  if (options.ids.empty()) {
-    ids = idsFor(options, *archiver, program);
-  } else if (auto given = messageIds(options.ids, program)) {
-    ids = std::move(*given);
-  } else {
-    return;
-  }
-  if (!ids) {
-    (void)program.fail(ids.error());
-    return;
-  }
+  auto ids = selectedIds(options.selection, *archiver, program);
+  if (!ids) return;
   const MessageList list = listOfIds(archiver->session(), std::move(*ids));
-  ExportProgress progress(program.terminal, list.size);
-  program.terminal.progressStarted("Exporting...");
-  const Result<OutputReport> report = format.run(
-      {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist}, list,
-      options);
-  program.terminal.progressEnded();
-  if (!report) {
-    (void)program.fail(printable(report.error()));
-    return;
-  }
-  if (report->cancelled) {
-    (void)program.fail("the export was ended before its last message");
-    program.exitStatus = kExitInterrupted;
-    return;
-  }
-  program.exitStatus = kExitDone;
-  if (const std::size_t missing = list.size - report->messages; missing != 0) {
-    (void)program.fail(
-        fmt::format("{} of {} messages are not in it: {}", missing, list.size, format.leavesOut));
-    program.exitStatus = kExitFailed;
-  }
+  const Result<OutputReport> report = [&] {
+    OutputProgress progress(program.terminal, "Exporting...", list.size);
+    return format.run(
+        {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist}, list,
+        options);
+  }();
+  if (!tellOutput(report, list.size, format.leavesOut, program)) return;
   if (program.terminal.quiet) return;
   const std::string count = countText(static_cast<long long>(report->messages), "message");
   std::fprintf(stderr, "%s exported%s.\n", count.c_str(),
@@ -219,15 +135,13 @@ void startExport(ExportOptions& options, Program& program) {
   const auto format =
       std::find_if(formats().begin(), formats().end(),
                    [&options](const Format& each) { return each.name == options.format; });
-  // All that is asked for, and not the beginning of it.
-  if (options.conditions.words.limit.empty()) options.conditions.words.limit = "none";
-  Result<void> read = options.conditions.read(program.environment);
-  const int ways = (options.ids.empty() ? 0 : 1) + (options.lastList ? 1 : 0) +
-                   (hasConditions(options.conditions) ? 1 : 0);
-  if (ways > 1) read = Failure{"name the messages by ids, by the last list, or by conditions"};
+  Result<void> read = options.selection.read(program.environment);
   if (!format->isExact && options.requireExact) {
     read = Failure{
         fmt::format("--require-exact is for eml, maildir and mboxrd, not for {}", format->name)};
+  }
+  if (format->isFolder && options.path == "-") {
+    read = Failure{fmt::format("{} is written to a folder; name one", format->name)};
   }
   if (!read) {
     (void)program.fail(read.error());
@@ -254,22 +168,19 @@ Command exportCommand(Program& program) {
     command.more += fmt::format(" {}: {};", format.name, format.help);
   }
   command.more.back() = '.';
-  CommandOption ids = idArgument(options->ids);
-  ids.required = false;
-  command.options = {
-      {.names = "FORMAT",
-       .target = &options->format,
-       .help = "What to write",
-       .value = "FORMAT",
-       .choices = names,
-       .required = true},
-      {.names = "FILE",
-       .target = &options->path,
-       .help = "Where to; a folder for eml and maildir",
-       .value = "FILE",
-       .required = true},
-      std::move(ids),
-      {"--last-list", &options->lastList, "The messages of the last list, search or browse"},
+  command.options = {{.names = "FORMAT",
+                      .target = &options->format,
+                      .help = "What to write",
+                      .value = "FORMAT",
+                      .choices = names,
+                      .required = true},
+                     {.names = "FILE",
+                      .target = &options->path,
+                      .help = "Where to; a folder for eml and maildir",
+                      .value = "FILE",
+                      .required = true}};
+  options->selection.addTo(command, program);
+  const std::vector<CommandOption> more = {
       {"--require-exact", &options->requireExact,
        "Fail when a source cannot be given back to the byte"},
       {"--no-source", &options->noSource, "Leave out the raw sources (tab, comma, sql)"},
@@ -282,12 +193,10 @@ Command exportCommand(Program& program) {
       {"--sql-database", &options->sqlDatabase,
        "The database that the script fills (sql; \"keldane\" when not given)", "NAME"},
       {"--first-id", numberInto(options->firstId, 1, 4000000000U),
-       "The id of the first message there (sql; 1 when not given)", "N"}};
-  options->conditions.addTo(command, program);
-  command.options.insert(
-      command.options.end(),
-      {{"--database", &options->database, "Use this database", "NAME"},
-       {"--connection", &options->connection, "Use this saved connection", "NAME"}});
+       "The id of the first message there (sql; 1 when not given)", "N"},
+      {"--database", &options->database, "Use this database", "NAME"},
+      {"--connection", &options->connection, "Use this saved connection", "NAME"}};
+  command.options.insert(command.options.end(), more.begin(), more.end());
   return command;
 }
 

@@ -35,6 +35,11 @@ std::string timeText(double seconds) {
   return fmt::format("{:.1f} h", seconds / 3600);
 }
 
+std::string leftText(double share, double seconds) {
+  if (share < kLeastShare || share >= 1 || seconds < kLeastSeconds) return {};
+  return ", about " + timeText(std::max(seconds * (1 - share) / share, 1.0)) + " left";
+}
+
 }  // namespace
 
 std::string readingLine(const ReadingProgress& progress, double seconds) {
@@ -43,11 +48,15 @@ std::string readingLine(const ReadingProgress& progress, double seconds) {
           ? withCommas(static_cast<std::size_t>(progress.messages)) + " messages"
           : withCommas(progress.files) + " of " + withCommas(progress.allFiles) + " files";
   line += fmt::format(", {:.0f} %", std::floor(progress.share * 100));
-  if (progress.share >= kLeastShare && progress.share < 1 && seconds >= kLeastSeconds) {
-    const double rest = seconds * (1 - progress.share) / progress.share;
-    line += ", about " + timeText(std::max(rest, 1.0)) + " left";
-  }
-  return line;
+  return line + leftText(progress.share, seconds);
+}
+
+std::string shareLine(std::size_t count, std::size_t all, double seconds) {
+  const double share =
+      all == 0 ? 1 : std::min(1.0, static_cast<double>(count) / static_cast<double>(all));
+  return fmt::format("{} of {} messages, {:.0f}/s{}", withCommas(count), withCommas(all),
+                     static_cast<double>(count) / std::max(seconds, 0.001),
+                     leftText(share, seconds));
 }
 
 TerminalInterface::TerminalInterface(MainQueue& mainQueue)
@@ -80,6 +89,10 @@ void TerminalInterface::showCount(int count, std::string_view detail) {
   if (!canShowProgress_ || quiet || readingShown_ || count == 0) return;
   const double perSecond = count / std::max(secondsSince(started_), 0.001);
   showLine(fmt::format("{} messages, {:.0f}/s  {}", count, perSecond, printable(detail)));
+}
+
+void TerminalInterface::showShare(std::size_t count, std::size_t all) {
+  if (canShowProgress_ && !quiet) showLine(shareLine(count, all, secondsSince(started_)));
 }
 
 void TerminalInterface::showReading(const ReadingProgress& progress, std::string_view detail) {

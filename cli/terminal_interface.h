@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ namespace keldane {
 /// single file shows its messages. No guess is made before there is something to go by.
 [[nodiscard]] std::string readingLine(const ReadingProgress& progress, double seconds);
 
+/// "1,200 of 6,046 messages, 410/s, about 12 s left".
+[[nodiscard]] std::string shareLine(std::size_t count, std::size_t all, double seconds);
+
 /// What the terminal program says on standard error: faults as one sentence in the terminal's own
 /// words, and the progress line, which is drawn there when it is a terminal.
 class TerminalInterface : public QueuedProgress {
@@ -24,6 +28,8 @@ class TerminalInterface : public QueuedProgress {
   void progressEnded();
   void stage(std::string_view title) override;
   void showCount(int count, std::string_view detail) override;
+  /// So many messages of all that there are.
+  void showShare(std::size_t count, std::size_t all);
 
   /// What could not be done, as one sentence in the terminal's own words.
   void tell(const Fault& fault);

@@ -9,7 +9,6 @@
 
 #include "app/query_settings.h"
 #include "output/output_file.h"
-#include "query/stored_source.h"
 
 namespace keldane {
 namespace {
@@ -50,13 +49,7 @@ OutputContext OutputFrame::output(Progress& progress) const {
 }
 
 ListedTextReader OutputFrame::textReader() const {
-  const auto sources =
-      std::make_shared<StoredSources>(context_.session, sourceReading(context_.settings.user));
-  return [sources](std::uint32_t id, std::string_view date, bool strip) -> Result<std::string> {
-    Result<std::string> text = sources->textForReader(id, date, strip);
-    if (!text) return Failure{"SQL error: " + text.error()};
-    return text;
-  };
+  return keldane::textReader(context_.session, context_.settings.user);
 }
 
 bool OutputFrame::canWrite(const std::string& path) const {
