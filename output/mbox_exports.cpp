@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "archive/mboxrd_form.h"
 #include "base/text.h"
 #include "output/exact_sources.h"
 #include "output/mail_dates.h"
@@ -18,9 +19,6 @@ constexpr std::string_view kNoDate = "Mon Jan 1 00:00:00 1900";
 constexpr std::string_view kBoundary = "KeldaneBoundary";
 constexpr std::size_t kLeastSourceUnits = 3;
 constexpr std::size_t kLeastAddressUnits = 2;
-/// Who stands in the separator lines of the file that is had back to the byte: the sender is in the
-/// source, and a line of ours is known by it.
-constexpr std::string_view kOwnSender = "keldane-export";
 
 std::string separatorLine(const ListedMessage& message) {
   std::string line(kFrom);
@@ -142,35 +140,12 @@ Result<void> writeMessage(const OutputContext& context, const ListedMessage& mes
   return {};
 }
 
-/// The source with one more ">" before each line that begins with any number of them and "From ".
-/// A "From " at its very beginning is the message's own separator line, and stays.
-std::string quotedSource(const std::string& source) {
-  std::string quoted;
-  quoted.reserve(source.size() + 64);
-  std::size_t done = 0;
-  std::size_t line = source.starts_with(kFrom) ? kFrom.size() : 0;
-  while (line < source.size()) {
-    const std::size_t word = source.find_first_not_of('>', line);
-    const bool startsLine = line == 0 || source[line - 1] == '\n';
-    if (startsLine && word != std::string::npos && source.compare(word, kFrom.size(), kFrom) == 0) {
-      quoted.append(source, done, line - done) += '>';
-      done = line;
-    }
-    const std::size_t end = source.find('\n', line);
-    if (end == std::string::npos) break;
-    line = end + 1;
-  }
-  quoted.append(source, done, std::string::npos);
-  return quoted;
-}
-
-Result<std::string> ownSeparator(const OutputContext& context, std::uint32_t id) {
+Result<std::string> separatorDateOf(const OutputContext& context, std::uint32_t id) {
   const auto date =
       queryCell(context.session, fmt::format("SELECT date_fld FROM email WHERE id={}", id));
   if (!date) return Failure{date.error()};
   const auto parsed = parseServerDate(*date);
-  return fmt::format("{}{}  {}\n", kFrom, kOwnSender,
-                     parsed ? separatorDate(*parsed) : std::string(kNoDate));
+  return parsed ? separatorDate(*parsed) : std::string(kNoDate);
 }
 
 }  // namespace
@@ -202,13 +177,9 @@ Result<OutputReport> exportMboxrd(const OutputContext& context, const MessageLis
             !counted) {
           return counted;
         }
-        if (!(*source)->bytes.starts_with(kFrom)) {
-          const Result<std::string> separator = ownSeparator(context, id);
-          if (!separator) return Failure{separator.error()};
-          file.write(*separator);
-        }
-        file.write(quotedSource((*source)->bytes));
-        file.write("\n");
+        const Result<std::string> date = separatorDateOf(context, id);
+        if (!date) return Failure{date.error()};
+        file.write(mboxrdMessage((*source)->bytes, *date));
         ++report.messages;
         return {};
       });

@@ -13,9 +13,7 @@ namespace keldane {
 [[nodiscard]] Result<OutputReport> exportMbox(const OutputContext& context, const MessageList& list,
                                               const std::string& path);
 
-/// An mbox file whose sources are had back to the byte: each line of "From " behind any number of
-/// ">" gets one more of them, and one line feed stands before the next separator line. A source
-/// that begins with a separator line of its own keeps that one as it is.
+/// An mbox file whose sources are had back to the byte: see archive/mboxrd_form.
 [[nodiscard]] Result<OutputReport> exportMboxrd(const OutputContext& context,
                                                 const MessageList& list, const std::string& path,
                                                 bool requireExact);

@@ -159,6 +159,7 @@ std::optional<MessagePiece> MboxReader::next() {
     return std::nullopt;
   }
   // The separator, all but its line, was handed out with the piece before.
+  piece.isLast = isOneLongPiece_ || stream_.peek(1).empty();
   piece.offsetBytes = beginBytes_ + (begin < kFrom.size() ? 0 : begin - kFrom.size());
   return piece;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "archive/mboxrd_form.h"
 #include "base/files.h"
 #include "base/text.h"
 
@@ -122,7 +123,8 @@ EmailItem splitEmailItem(std::string_view currentEmailItem) {
 bool isSeparator(std::string_view ahead, bool isBehindBlankLine) {
   const bool isCut = ahead.size() >= kSeparatorAheadBytes;
   const std::string_view line = takeLine(ahead);
-  return (isBehindBlankLine && hasSenderAndDate(line)) || beginsWithHeader(ahead, isCut);
+  return (isBehindBlankLine && (hasSenderAndDate(line) || isMboxrdSeparator(line))) ||
+         beginsWithHeader(ahead, isCut);
 }
 
 std::vector<MessagePiece> cutAtSeparators(std::string_view bytes) {
@@ -145,6 +147,7 @@ std::vector<MessagePiece> cutAtSeparators(std::string_view bytes) {
     begin = found + kFrom.size();
   }
   add(bytes.size());
+  pieces.back().isLast = true;
   return pieces;
 }
 

@@ -23,6 +23,7 @@ struct MessagePiece {
   std::string bytes;
   std::uint64_t offsetBytes = 0;  ///< in the file, of its separator line
   bool isTooLong = false;         ///< longer than what can be stored: it was not kept
+  bool isLast = false;            ///< what is behind it, if anything, is its own
 };
 
 /// So much behind the word "From " is enough for `isSeparator`.

@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "archive/mboxrd_form.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/reading/foreign_file.h"
@@ -286,8 +287,10 @@ void MessageReader::readPiece(MessagePiece piece, bool isFirst, const std::strin
   if (piece.isTooLong) return refuseTooLong();
   guarded([&] {
     // A file that is no mbox after all begins with its message.
-    if (!isFirst || beginsWithSeparator(piece.bytes)) deleteFirstLine(piece.bytes);
-    if (!encoding) encoding = encodingOf(piece.bytes);
+    const bool isOurs = restoreMboxrd(piece.bytes, piece.isLast);
+    if (!isOurs && (!isFirst || beginsWithSeparator(piece.bytes))) deleteFirstLine(piece.bytes);
+    // A file of ours holds what lay in many.
+    if (isOurs || !encoding) encoding = encodingOf(piece.bytes);
     Source source = makeSource(std::move(piece.bytes), *encoding, path, piece.offsetBytes);
     while (source.text.ends_with('\0')) source.text.pop_back();
     readMessage(std::move(source), mailbox);

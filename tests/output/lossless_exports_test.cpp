@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 
+#include "archive/mboxrd_form.h"
 #include "archive/source_origin.h"
 #include "base/files.h"
 #include "base/text.h"
@@ -42,27 +43,17 @@ class LosslessExports : public OutputRig {
   }
 };
 
-/// What a reader of the file gets: the messages, their lines unquoted, their own separator lines
-/// with them.
-std::vector<std::string> unquoted(const std::string& mbox) {
+/// The sources of the messages that any reader of mbox files finds.
+std::vector<std::string> sourcesIn(const std::string& mbox) {
   std::vector<std::string> messages;
-  std::size_t at = 0;
-  while (at < mbox.size()) {
-    const std::size_t end = std::min(mbox.size(), mbox.find('\n', at) + 1);
-    std::string line = mbox.substr(at, end - at);
+  for (std::size_t at = 0; at < mbox.size();) {
+    const std::size_t next = mbox.find("\nFrom ", at);
+    const std::size_t end = next == std::string::npos ? mbox.size() : next + 1;
+    messages.push_back(mbox.substr(at, end - at));
+    EXPECT_TRUE(messages.back().ends_with("\n\n") || messages.back().ends_with("\r\n\n"));
+    EXPECT_TRUE(restoreMboxrd(messages.back(), true)) << messages.back();
     at = end;
-    if (line.starts_with("From ")) {
-      if (!messages.empty()) messages.back().pop_back();
-      messages.push_back(line.starts_with("From keldane-export ") ? "" : line);
-      continue;
-    }
-    const std::size_t word = line.find_first_not_of('>');
-    if (word > 0 && word != std::string::npos && line.compare(word, 5, "From ") == 0) {
-      line.erase(0, 1);
-    }
-    messages.back() += line;
   }
-  if (!messages.empty()) messages.back().pop_back();
   return messages;
 }
 
@@ -76,6 +67,9 @@ TEST_F(LosslessExports, EverySourceIsHadBackToTheByte) {
       "S: nul\n\na" + std::string(1, '\0') + "b\n",
       "From own line\nS: own\n\nFrom x\n",
       ">From quoted first line\n\n",
+      "From own line\r\nS: own, crlf\r\n\r\nno end",
+      "From x remote from keldane-export.own",
+      "From x\r\n\r\n>From y",
       "no header",
   };
   std::vector<std::uint32_t> all;
@@ -86,14 +80,17 @@ TEST_F(LosslessExports, EverySourceIsHadBackToTheByte) {
   auto report = exportMboxrd(context, ids(all), folder / "rd", true);
   ASSERT_TRUE(report) << report.error();
   EXPECT_EQ(report->sources.exact, sources.size());
-  EXPECT_EQ(unquoted(folder.read("rd")), sources);
+  EXPECT_EQ(sourcesIn(folder.read("rd")), sources);
 
   report = exportEml(context, ids(all), folder / "eml", true);
   ASSERT_TRUE(report) << report.error();
   const std::vector<std::string> files = filesOf("eml");
   ASSERT_EQ(files.size(), sources.size());
   EXPECT_EQ(files[0], "eml/2024-01-05 10.20 Ann_.. a_ b_ .._c 1.eml");
-  for (std::size_t i = 0; i < files.size(); ++i) EXPECT_EQ(folder.read(files[i]), sources[i]);
+  for (const std::string& file : files) {
+    const std::size_t id = std::stoul(file.substr(file.rfind(' ') + 1));
+    EXPECT_EQ(folder.read(file), sources[id - 1]);
+  }
 
   report = exportMaildir(context, ids(all), folder / "maildir", true);
   ASSERT_TRUE(report) << report.error();
