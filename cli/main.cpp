@@ -40,6 +40,7 @@ std::optional<std::string> generated(const keldane::Command& root, int argc, cha
 
 int main(int argc, char** argv) {
   keldane::fillStandardFiles();
+  keldane::tellOfFileLimits();
   keldane::giveLargeBlocksBack();
   keldane::Program program(argc, argv);
   if (isUnattended(argc, argv)) return keldane::runUnattended(program);

@@ -43,6 +43,12 @@ void watchInterrupts() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+void tellOfFileLimits() {
+  struct sigaction action = {};
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &action, nullptr);
+}
+
 void fillStandardFiles() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is the one that is missing.

@@ -63,6 +63,10 @@ class Program {
 /// socket of its own takes them and is printed into. What is printed there then fails.
 void fillStandardFiles();
 
+/// From now on a file that would grow past the limit of the process fails to be written, as one on
+/// a full disk does, in place of the program's end.
+void tellOfFileLimits();
+
 /// Interrupts (Ctrl-C) seen since the program started.
 [[nodiscard]] int interruptCount();
 /// From now on an interrupt is counted, and the second ends the program.

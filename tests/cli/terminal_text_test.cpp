@@ -79,6 +79,8 @@ TEST(TerminalText, ReadingLineTellsShareAndRest) {
       {{100, 100, 1, 1}, 60, "100 of 100 files, 100 %"},
   };
   for (const Case& row : cases) EXPECT_EQ(readingLine(row.progress, row.seconds), row.line);
+  EXPECT_EQ(shareLine(1200, 6046, 3), "1,200 of 6,046 messages, 400/s, about 12 s left");
+  EXPECT_EQ(shareLine(0, 0, 0), "0 of 0 messages, 0/s");
 }
 
 }  // namespace
