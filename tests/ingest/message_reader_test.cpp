@@ -59,18 +59,6 @@ TEST_F(MessageReaderTest, FillsTheFieldsOfAMessage) {
   EXPECT_EQ(ledgerLines(), (std::vector<std::string>{"archived 1 - 1.emlx"}));
 }
 
-TEST_F(MessageReaderTest, LineEndsOfTheFileDoNotMatter) {
-  const std::string unixText = "9\n" + mail("one\n\ntwo\n");
-  std::string dos;
-  for (const char c : unixText) dos += c == '\n' ? "\r\n" : std::string(1, c);
-  read("1.emlx", unixText);
-  read("2.emlx", dos);
-  ASSERT_EQ(stored.size(), 2U);
-  EXPECT_EQ(stored[0].msgOriginal, stored[1].msgOriginal);
-  EXPECT_EQ(stored[0].msgHeadings, stored[1].msgHeadings);
-  EXPECT_EQ(stored[0].msgBody, stored[1].msgBody);
-}
-
 TEST_F(MessageReaderTest, ThePlainBodyLosesItsFirstParagraphOnly) {
   read("1.eml", mail("only\n"));
   read("2.eml", mail("one\n\ntwo\n\nthree\n"));

@@ -1,8 +1,6 @@
 #include "ingest/archive_worker.h"
 
 #include <atomic>
-#include <memory>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -24,45 +22,6 @@ TEST(RunThread, WaitsForTheMainThread) {
   });
   queue.runUntil([&] { return done.load(); }, std::chrono::milliseconds(1));
   EXPECT_EQ(value, 3);
-}
-
-TEST(RunThread, LetsAWorkerGoThatWaitsForAMainThreadThatIsAboutToEnd) {
-  LocalMainQueue queue;
-  bool called = false;
-  std::atomic<bool> answered = true;
-  {
-    RunThread pass(queue);
-    std::atomic<bool> asked = false;
-    pass.start([&] {
-      asked = true;
-      answered = pass.onMainThread([&] { called = true; });
-    });
-    while (!asked) std::this_thread::yield();
-  }
-  EXPECT_FALSE(answered);
-  queue.runPending();  // the task is still in the queue, and does nothing any more
-  EXPECT_FALSE(called);
-}
-
-TEST(RunThread, ANewPassCanBeginWhileTheOldOneWaits) {
-  LocalMainQueue queue;
-  auto first = std::make_unique<RunThread>(queue);
-  std::unique_ptr<RunThread> second;
-  std::atomic<int> ended = 0;
-  first->start([&] {
-    first->onMainThread([&] {
-      second = std::make_unique<RunThread>(queue);
-      second->start([&] {
-        second->onMainThread([] {});
-        ++ended;
-      });
-    });
-    ++ended;
-  });
-  queue.runUntil([&] { return ended == 2; }, std::chrono::milliseconds(1));
-  first.reset();
-  second.reset();
-  EXPECT_EQ(ended, 2);
 }
 
 }  // namespace

@@ -30,7 +30,8 @@ TEST_F(StoredRowsTest, HoldTheMessageToTheByte) {
   CurrentMessage message = fullMessage();
   message.tags.tagCategory = R"(A "cat" \)";
   message.tags.tagKeywordsFromFile = "b A";
-  message.tags.tagPriority = "5";
+  message.tags.tagPriority = "5 high";
+  message.tags.tagNotes = "two\nlines";
   const CurrentMessage sent = message;
   store(message);
   EXPECT_THAT(step.log.lines, IsEmpty());
@@ -53,7 +54,7 @@ TEST_F(StoredRowsTest, HoldTheMessageToTheByte) {
             "application/pdf|a \"\"b\"\".pdf|6|" +
                 sent.msgParts[1].data);
   EXPECT_EQ(database.cells("SELECT id,cat_fld,key_fld,priority_fld,notes_fld FROM tags"),
-            id + R"(|A "cat" \|A b|5|)");
+            id + R"(|A "cat" \|A b|5|twolines)");
 }
 
 TEST_F(StoredRowsTest, AreLeftAsTheyWereWhenTheMessageComesAgain) {
