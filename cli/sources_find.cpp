@@ -31,6 +31,7 @@ class FindProgress : public Progress {
 };
 
 std::string sizeText(std::uint64_t bytes) {
+  if (bytes < 1000) return fmt::format("{} B", bytes);
   constexpr std::string_view kUnits[] = {"kB", "MB", "GB", "TB"};
   auto size = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;
