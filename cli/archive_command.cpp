@@ -43,6 +43,7 @@ struct ArchiveOptions {
   std::string connection;
   std::string ledger;
   bool all = false;
+  bool withDeleted = false;
   bool dryRun = false;
   bool noIndex = false;
   bool list = false;
@@ -152,6 +153,7 @@ void runArchive(const ArchiveOptions& options, Program& program) {
   request.feeds = !options.noIndex;
   // Each standard input lies in the same file.
   request.readsAll = options.all || input != nullptr;
+  request.withDeleted = options.withDeleted;
   watchInterrupts();
   if (options.dryRun) return runDry(options, std::move(request), program);
   Archiver* archiver = program.connected(options.connection, options.database, Opening::create);
@@ -222,6 +224,9 @@ Command archiveCommand(Program& program) {
                    "Only messages from this day on (YYYY-MM-DD)", "DAY"},
                   {"--to", wholeDayInto(options->to, program),
                    "Only messages before this day (YYYY-MM-DD)", "DAY"},
+                  {"--with-deleted", &options->withDeleted,
+                   "Also messages that their mail program has marked as deleted and not yet taken "
+                   "away; of files and folders they are left out otherwise"},
                   {"--database", &options->database, "Archive into this database", "NAME"},
                   {"--connection", &options->connection, "Use this saved connection", "NAME"},
                   {"--ledger", &options->ledger,

@@ -110,6 +110,7 @@ void DryRunReport::printSums(const RunReport& report) const {
                report.outsideRange);
   }
   printCount("Would fail", sums.failed);
+  printCount("Marked as deleted", sums.markedDeleted);
   printCount("Unreadable", sums.unreadable);
   printCount("Not mail", sums.notMail);
   printCount("Would be postponed", sums.postponed);

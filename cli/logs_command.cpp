@@ -66,7 +66,8 @@ Command logsCommand(Program& program) {
                         .target = &options->only,
                         .help = "Only lines of this outcome",
                         .choices = {"archived", "duplicate", "excluded", "dropped", "failed",
-                                    "not-mail", "unreadable", "postponed", "unchanged", "open"}},
+                                    "marked-deleted", "not-mail", "unreadable", "postponed",
+                                    "unchanged", "open"}},
                        {"--file", &options->file, "Another ledger than Ledger.log", "FILE"}},
            .run = [options, &program] { printLedger(*options, program); }}}};
 }

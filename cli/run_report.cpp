@@ -80,6 +80,10 @@ void printRunSummary(const RunReport& report) {
                report.outsideRange);
   }
   printCount("Failed", sums.failed, "failed");
+  if (sums.markedDeleted > 0) {
+    fmt::print("Marked as deleted: {} (left out; archive --with-deleted takes them)\n",
+               sums.markedDeleted);
+  }
   printCount("Unreadable", sums.unreadable, "unreadable");
   printCount("Not chosen", report.notChosen, "not-mail");
   printCount("Not mail", sums.notMail - report.notChosen, "not-mail");
@@ -114,6 +118,7 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
             {"excluded", sums.excluded},
             {"dropped", sums.dropped},
             {"failed", sums.failed},
+            {"markedDeleted", sums.markedDeleted},
             {"notMail", sums.notMail},
             {"unreadable", sums.unreadable},
             {"postponed", sums.postponed},

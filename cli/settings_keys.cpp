@@ -81,6 +81,8 @@ const std::vector<Entry>& entries() {
        Check{&U::keepDiffering}},
       {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",
        Check{&U::declaredCharsets}},
+      {"gmailLabels", "labels of messages that Gmail has exported become keywords",
+       Check{&U::gmailLabels}},
       {"largeAttachState", "skip large attachments", Check{&A::largeAttachState}},
       {"attachSize", "size from which an attachment is large, in millions of bytes",
        Millions{&A::attachSize}},

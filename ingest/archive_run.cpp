@@ -251,15 +251,17 @@ PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder, const 
   plan.importMode = isImportFolder || !request.paths.empty();
   // Not for the import folder, where a file goes by what became of it in this very run, nor for the
   // accounts, whose days are chosen anew each time. Who wants copies gets them from every run.
-  plan.skipsKnownFiles =
-      !isImportFolder && !request.paths.empty() && settings.archive.skipDupsState == 0;
-  plan.readsAll = request.readsAll;
+  plan.skipsKnownFiles = plan.importMode && !isImportFolder && settings.archive.skipDupsState == 0;
+  plan.readsAll = request.readsAll || request.withDeleted;
+  // What may be removed once it is read is read whole.
+  plan.leavesOutDeleted = plan.importMode && !isImportFolder && !request.withDeleted;
   plan.range = request.range;
   // The setting is a text such as "1.6", in millions; its value is taken in single precision.
   plan.attachSizeBytes =
       static_cast<float>(leadingDouble(settings.archive.attachSize)) * 1000000.0F;
   plan.keepDiffering = settings.user.keepDiffering != 0;
   plan.declaredCharsets = settings.user.declaredCharsets != 0;
+  plan.gmailLabels = settings.user.gmailLabels != 0;
   plan.tagRulesList = tagRules.rules();
   plan.mailAccounts = sources.mailAccounts;
   return plan;

@@ -40,6 +40,8 @@ struct ArchiveRequest {
   RunRange range;
   /// Of the files among `paths`, read those, too, that have not changed since they were archived.
   bool readsAll = false;
+  /// Messages that their mail program has marked as deleted are taken too.
+  bool withDeleted = false;
   /// Where the ledger goes; empty: `Ledger.log` beside `Keldane.log`.
   std::string ledgerPath;
   /// What is stored goes to the `MessageFeed` of the run, too.

@@ -8,6 +8,7 @@
 #include "ingest/reading/message_date.h"
 #include "ingest/storing/tag_rules.h"
 #include "platform/host_services.h"
+#include "settings/mail_folder.h"
 #include "settings/settings_values.h"
 
 namespace keldane {
@@ -17,6 +18,8 @@ namespace keldane {
 struct PassPlan {
   /// Folder ids of accounts, mailboxes, or with `importMode` paths of files and folders.
   std::vector<std::string> selection;
+  /// Of a pass over folders that are kept as sources, in place of `selection`; with `importMode`.
+  std::vector<MailFolder> folders;
   bool importMode = false;
   bool deleteImportFiles = false;  ///< empty the import folder after the walk
   /// A file that is as it was when all of it had come into the archive is passed over.
@@ -27,6 +30,8 @@ struct PassPlan {
   ArchiveSettings settings;
   bool keepDiffering = true;
   bool declaredCharsets = true;
+  bool leavesOutDeleted = false;  ///< what its mail program has marked as deleted
+  bool gmailLabels = false;       ///< become keywords
   std::vector<TagRule> tagRulesList;
   std::vector<MailAccount> mailAccounts;
 };

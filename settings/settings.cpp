@@ -21,7 +21,7 @@ struct UserKey {
 };
 
 /// Keys that are read when they are not 0.
-constexpr std::array<UserKey, 9> kKeysWhenSet = {{
+constexpr std::array<UserKey, 10> kKeysWhenSet = {{
     {"hoursState", &UserSettings::hoursState},
     {"setByDay", &UserSettings::setByDay},
     {"dateFormat", &UserSettings::dateFormat},
@@ -30,6 +30,7 @@ constexpr std::array<UserKey, 9> kKeysWhenSet = {{
     {"sortFieldRow", &UserSettings::sortFieldRow},
     {"sortFieldCol", &UserSettings::sortFieldCol},
     {"launchAttachments", &UserSettings::launchAttachments},
+    {"gmailLabels", &UserSettings::gmailLabels},
     {"hoursStep", &UserSettings::hoursStep},
 }};
 /// Keys that are on from the start, and so are read whenever they are there.

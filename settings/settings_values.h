@@ -65,7 +65,8 @@ struct UserSettings {
   int launchAttachments = 0;
   int keepDiffering = 1;  ///< a duplicate by the rule whose content differs is stored all the same
   int declaredCharsets =
-      1;  ///< parts of a file that is not UTF-8 are read in the charset they name
+      1;                ///< parts of a file that is not UTF-8 are read in the charset they name
+  int gmailLabels = 0;  ///< labels of exported messages become keywords
   int showOnStartupState = 0;
   int diskAccessState = 0;
   FontSetting panelFont;

@@ -13,11 +13,11 @@ struct OutcomeWord {
 };
 
 constexpr OutcomeWord kOutcomeWords[] = {
-    {LedgerOutcome::archived, "archived"},     {LedgerOutcome::duplicate, "duplicate"},
-    {LedgerOutcome::excluded, "excluded"},     {LedgerOutcome::dropped, "dropped"},
-    {LedgerOutcome::failed, "failed"},         {LedgerOutcome::notMail, "not-mail"},
-    {LedgerOutcome::unreadable, "unreadable"}, {LedgerOutcome::postponed, "postponed"},
-    {LedgerOutcome::unchanged, "unchanged"},
+    {LedgerOutcome::archived, "archived"},   {LedgerOutcome::duplicate, "duplicate"},
+    {LedgerOutcome::excluded, "excluded"},   {LedgerOutcome::dropped, "dropped"},
+    {LedgerOutcome::failed, "failed"},       {LedgerOutcome::markedDeleted, "marked-deleted"},
+    {LedgerOutcome::notMail, "not-mail"},    {LedgerOutcome::unreadable, "unreadable"},
+    {LedgerOutcome::postponed, "postponed"}, {LedgerOutcome::unchanged, "unchanged"},
 };
 
 }  // namespace
@@ -45,6 +45,9 @@ void LedgerSums::count(LedgerOutcome outcome) {
       break;
     case LedgerOutcome::failed:
       ++failed;
+      break;
+    case LedgerOutcome::markedDeleted:
+      ++markedDeleted;
       break;
     case LedgerOutcome::notMail:
       ++notMail;
@@ -265,6 +268,7 @@ std::string sumsLine(const LedgerSums& sums) {
   addField(line, "excluded=" + std::to_string(sums.excluded));
   addField(line, "dropped=" + std::to_string(sums.dropped));
   addField(line, "failed=" + std::to_string(sums.failed));
+  addField(line, "marked-deleted=" + std::to_string(sums.markedDeleted));
   addField(line, "not-mail=" + std::to_string(sums.notMail));
   addField(line, "unreadable=" + std::to_string(sums.unreadable));
   addField(line, "postponed=" + std::to_string(sums.postponed));

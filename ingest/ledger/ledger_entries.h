@@ -17,6 +17,7 @@ enum class LedgerOutcome {
   excluded,
   dropped,
   failed,
+  markedDeleted,  ///< by its mail program, which has not taken it away yet
   notMail,
   unreadable,  ///< a file or folder that could not be read
   postponed,   ///< a file that was being written; the next run reads it
@@ -78,12 +79,13 @@ struct UnfinishedSource {
 };
 
 struct LedgerSums {
-  long met = 0;  ///< messages met; always the sum of the five below
+  long met = 0;  ///< messages met; always the sum of the six below
   long archived = 0;
   long duplicates = 0;
   long excluded = 0;
   long dropped = 0;
   long failed = 0;
+  long markedDeleted = 0;
   long notMail = 0;  ///< files, not messages, as are the three below
   long unreadable = 0;
   long postponed = 0;
@@ -93,7 +95,7 @@ struct LedgerSums {
 };
 
 /// Word of an outcome as it stands in the file: "archived", "duplicate", "excluded", "dropped",
-/// "failed", "not-mail", "unreadable", "postponed", "unchanged".
+/// "failed", "marked-deleted", "not-mail", "unreadable", "postponed", "unchanged".
 [[nodiscard]] std::string_view outcomeName(LedgerOutcome outcome);
 [[nodiscard]] std::optional<LedgerOutcome> findOutcome(std::string_view name);
 

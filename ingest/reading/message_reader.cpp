@@ -9,13 +9,16 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/reading/foreign_file.h"
+#include "ingest/reading/mail_marks.h"
 #include "ingest/sources/walk_filter.h"
 
 namespace keldane {
 namespace {
 
 constexpr std::string_view kPropertyList = "property list";
+constexpr std::string_view kNoMailBegins = "no mail by its beginning";
 constexpr std::string_view kOfMessage = "attachment of a message";
+constexpr std::string_view kMarkedDeleted = "its mail program has it marked as deleted";
 constexpr std::string_view kTooLong = "no message of a size that can be stored";
 constexpr const char* kChanged = "changed while it was read";
 constexpr const char* kBeingWritten = "still being written";
@@ -82,6 +85,7 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
 }
 
 void MessageReader::readOneMessage(const std::string& path, const std::string& mailbox) {
+  if (isDeletedInMaildir(path)) return leaveOutDeleted(path);
   Unread why;
   const std::optional<FileState> state = rested(path, why);
   if (state && state->sizeBytes > limitBytes()) {
@@ -148,22 +152,41 @@ int MessageReader::doMboxFile(const std::string& currentEmailItem) {
     context_.ledger.recordNonMail(item.path, kind);
     return 1;
   }
-  partial_.forget();
-  hasEnvelopeLine_ = isMaildirFile(item.path);
   context_.message.msgMailbox = item.path;
-  context_.message.currentPath = item.path;
-  if (isForeign(item.path)) return 1;
-  if (hasEnvelopeLine_) {
-    readOneMessage(item.path, item.path);
-    return 1;
-  }
-  Unread why;
-  if (const std::optional<FileState> state = rested(item.path, why)) {
-    readLongFile(item.path, item.path, *state);
-  } else {
-    tell(item.path, why);
-  }
+  readUnlessForeign(item.path, item.path, isMaildirFile(item.path));
   return 1;
+}
+
+void MessageReader::doKeptFile(const std::string& path, const std::string& mailbox,
+                               bool isOneMessage) {
+  if (path.ends_with(".plist")) return context_.ledger.recordNonMail(path, kPropertyList);
+  // A Maildir may be called "Attachments".
+  if (!isOneMessage && isInAttachments(path)) {
+    return context_.ledger.recordNonMail(path, kOfMessage);
+  }
+  // What is no regular file is not opened.
+  const bool mayBeOther = !isOneMessage && stateOf(path);
+  const Result<std::string> beginning =
+      mayBeOther ? readBeginning(path, kSeparatorAheadBytes) : std::string();
+  const bool isOther = beginning && !beginning->empty() && !beginsLikeMail(*beginning) &&
+                       !foreignKind(beginning->substr(0, kLookedAtBytes), path);
+  if (isOther) return context_.ledger.recordNonMail(path, kNoMailBegins);
+  readUnlessForeign(path, mailbox, isOneMessage);
+}
+
+void MessageReader::readUnlessForeign(const std::string& path, const std::string& mailbox,
+                                      bool isOneMessage) {
+  partial_.forget();
+  hasEnvelopeLine_ = isOneMessage;
+  context_.message.currentPath = path;
+  if (isForeign(path)) return;
+  if (isOneMessage) return readOneMessage(path, mailbox);
+  Unread why;
+  if (const std::optional<FileState> state = rested(path, why)) {
+    readLongFile(path, mailbox, *state);
+  } else {
+    tell(path, why);
+  }
 }
 
 void MessageReader::readLongFile(const std::string& path, const std::string& mailbox,
@@ -250,7 +273,7 @@ void MessageReader::readPackedEntry(const PackedEntry& entry, const std::string&
     return context_.ledger.recordNonMail(inside, *kind);
   }
   if (!isMessage && !beginsLikeMail(entry.beginning)) {
-    return context_.ledger.recordNonMail(inside, "no mail by its beginning");
+    return context_.ledger.recordNonMail(inside, kNoMailBegins);
   }
   if (context_.process.debugLogOn) context_.debugLog.write(inside + "\n");
   hasEnvelopeLine_ = isOfMaildir;
@@ -272,6 +295,7 @@ void MessageReader::readPackedMessage(const PackedEntry& entry, const std::strin
   Result<bool> more = entry.read(piece);
   for (; more && *more && bytes.size() <= limitBytes(); more = entry.read(piece)) bytes += piece;
   if (!more) return tell(inside, {LedgerOutcome::unreadable, more.error()});
+  if (isDeletedInMaildir(inside)) return leaveOutDeleted(inside);
   context_.ledger.beginMessage(inside, std::nullopt);
   if (bytes.size() > limitBytes()) return refuseTooLong();
   guarded([&] {
@@ -288,7 +312,12 @@ void MessageReader::readPiece(MessagePiece piece, bool isFirst, const std::strin
   guarded([&] {
     // A file that is no mbox after all begins with its message.
     const bool isOurs = restoreMboxrd(piece.bytes, piece.isLast);
-    if (!isOurs && (!isFirst || beginsWithSeparator(piece.bytes))) deleteFirstLine(piece.bytes);
+    if (!isOurs && (!isFirst || beginsWithSeparator(piece.bytes))) {
+      deleteFirstLine(piece.bytes);
+      if (context_.plan.leavesOutDeleted && isMarkedDeletedInMbox(piece.bytes)) {
+        return refuse({LedgerOutcome::markedDeleted, std::string(kMarkedDeleted)});
+      }
+    }
     // A file of ours holds what lay in many.
     if (isOurs || !encoding) encoding = encodingOf(piece.bytes);
     Source source = makeSource(std::move(piece.bytes), *encoding, path, piece.offsetBytes);
@@ -408,6 +437,15 @@ void MessageReader::tellTooLarge() {
 void MessageReader::refuseTooLong() {
   tellTooLarge();
   refuse({LedgerOutcome::failed, std::string(kTooLong)});
+}
+
+bool MessageReader::isDeletedInMaildir(const std::string& path) const {
+  return context_.plan.leavesOutDeleted && hasEnvelopeLine_ && isMarkedDeletedByName(path);
+}
+
+void MessageReader::leaveOutDeleted(const std::string& path) {
+  context_.ledger.beginMessage(path, std::nullopt);
+  refuse({LedgerOutcome::markedDeleted, std::string(kMarkedDeleted)});
 }
 
 void MessageReader::refuse(const SourceReader::Refusal& refusal) {

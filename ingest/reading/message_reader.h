@@ -81,6 +81,9 @@ class MessageReader {
   /// The same for a file of many messages, or a Maildir's of one. They are stored under the file's
   /// path.
   int doMboxFile(const std::string& currentEmailItem);
+  /// The same for a file of a folder that is kept as a source, under a mailbox of the caller's.
+  /// `isOneMessage`: nothing in it is cut, whatever its lines say.
+  void doKeptFile(const std::string& path, const std::string& mailbox, bool isOneMessage);
   /// The same for a packed file (see `PackedFile`): each file in it is read as if it lay in a
   /// folder of the packed file's name. What is no mail by its name or its first line is told to the
   /// ledger. Mailbox names are `mailbox` and the path inside.
@@ -99,6 +102,7 @@ class MessageReader {
   };
 
   void readOneMessage(const std::string& path, const std::string& mailbox);
+  void readUnlessForeign(const std::string& path, const std::string& mailbox, bool isOneMessage);
   void readSeveral(const EmailItem& item);
   void readLongFile(const std::string& path, const std::string& mailbox, const FileState& state);
   [[nodiscard]] bool readPieces(MboxReader& mbox, const std::string& path,
@@ -118,6 +122,8 @@ class MessageReader {
   void tellTooLarge();
   void refuseTooLong();
   void refuse(const SourceReader::Refusal& refusal);
+  [[nodiscard]] bool isDeletedInMaildir(const std::string& path) const;
+  void leaveOutDeleted(const std::string& path);
 
   [[nodiscard]] bool isForeign(const std::string& path);
   [[nodiscard]] std::optional<FileState> rested(const std::string& path, Unread& why);

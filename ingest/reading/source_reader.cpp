@@ -6,6 +6,7 @@
 #include "archive/content_digest.h"
 #include "base/text.h"
 #include "ingest/reading/attachment_collector.h"
+#include "ingest/reading/mail_marks.h"
 #include "ingest/reading/message_date.h"
 #include "ingest/reading/strip_plist.h"
 
@@ -15,6 +16,7 @@ namespace {
 /// Of a source longer than this nothing is kept beyond its use.
 constexpr std::size_t kLargeBytes = 1U << 20U;
 constexpr std::string_view kOversized = "over 200,000,000 characters";
+constexpr const char* kLabels = "X-Gmail-Labels";
 constexpr std::string_view kNotAMessage = "no sender, recipients or subject";
 
 /// The header block; none when the text begins with it empty.
@@ -26,6 +28,17 @@ std::string_view headingsOf(std::string_view text) {
 bool isLonger(std::string_view text, std::size_t units) {
   // No character takes more units than bytes.
   return text.size() > units && utf16Length(text) > units;
+}
+
+/// The keywords of the file are kept apart, for when those of the rules are taken off again.
+void addLabels(std::string_view labels, MessageTags& tags) {
+  std::string words = keywordsOfLabels(labels);
+  repairUtf8(words);
+  if (words.empty()) return;
+  for (std::string* keywords : {&tags.tagKeywords, &tags.tagKeywordsFromFile}) {
+    if (!keywords->empty()) *keywords += " ";
+    *keywords += words;
+  }
 }
 
 /// Where the text behind the first blank line begins; npos when there is none. The engine's texts
@@ -87,6 +100,11 @@ Result<void> SourceReader::loadEmail(
   options.encoding = message.origin.encoding;
   options.declaredCharsets = context_.plan.declaredCharsets;
   options.visitPart = visitPart;
+  if (context_.plan.gmailLabels) {
+    options.visitTree = [&message](mime::TnoMime& tree, std::string_view) {
+      addLabels(tree.GetHeaderField(kLabels).value_or(""), message.tags);
+    };
+  }
   Result<void> loaded = source_.load(text, options);
   headings_ = {};
   if (!loaded) return loaded;

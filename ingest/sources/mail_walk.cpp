@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "ingest/reading/foreign_file.h"
 #include "ingest/reading/packed_file.h"
+#include "ingest/reading/program_file.h"
 #include "ingest/reading/resting_file.h"
 #include "ingest/sources/mail_store_probe.h"
 #include "ingest/sources/walk_filter.h"
@@ -42,7 +43,13 @@ bool MailWalk::getEmailPaths(std::optional<LeftInFolder>& left) {
     importFolder_.emplace(context_.plan.settings.importFolderPath);
   }
   FileList files;
-  for (const std::string& selected : context_.plan.selection) addSelected(files, selected);
+  layouts_.clear();
+  for (const std::string& selected : context_.plan.selection) addSelected(files, pathOf(selected));
+  for (const MailFolder& folder : context_.plan.folders) {
+    FolderLayout layout(folder.name, folder.path);
+    for (const std::string& place : layout.places()) addSelected(files, place);
+    layouts_.emplace_back(std::move(layout), files.size());
+  }
   KnownFiles* known = context_.knownFiles;
   if (known != nullptr) known->load(context_.plan.readsAll);
   context_.watch.beginWalk(files.size(), importFolder_ ? &*importFolder_ : nullptr, known);
@@ -61,8 +68,8 @@ bool MailWalk::getEmailPaths(std::optional<LeftInFolder>& left) {
   return isWhole;
 }
 
-void MailWalk::addSelected(FileList& files, const std::string& selected) {
-  files.add(pathOf(selected), [this](const std::string& folder, const std::string& reason) {
+void MailWalk::addSelected(FileList& files, const std::string& path) {
+  files.add(path, [this](const std::string& folder, const std::string& reason) {
     context_.storeLog.write("Unable to read folder: " + reason + ", " + printable(folder) + "\n");
     context_.ledger.recordUnreadable(folder, reason);
     if (importFolder_) importFolder_->keep(folder, reason);
@@ -84,12 +91,12 @@ bool MailWalk::readAll(const FileList& files) {
     if (isYoung(path)) {
       young.push_back(i);
     } else {
-      readFile(path);
+      readFile(path, layoutOf(i));
     }
   }
   for (const std::size_t i : young) {
     if (mustStop()) return false;
-    readFile(files.path(i));
+    readFile(files.path(i), layoutOf(i));
   }
   // A file of many messages may have been left in the middle.
   return !mustStop();
@@ -97,6 +104,8 @@ bool MailWalk::readAll(const FileList& files) {
 
 void MailWalk::skip(const std::string& path, std::string_view reason) {
   if (reason != kHiddenFile) context_.watch.skipNotChosen();
+  // Of what is hidden some has a name that tells more.
+  if (reason == kHiddenFile) reason = programFileKind(path).value_or(reason);
   context_.ledger.recordNonMail(path, reason);
   if (importFolder_) importFolder_->keep(path, reason);
   context_.watch.endFile();
@@ -107,7 +116,14 @@ bool MailWalk::isYoung(const std::string& path) const {
   return state && secondsUntilRested(*state, context_.environment.now()) > 0;
 }
 
-void MailWalk::readFile(const std::string& path) {
+FolderLayout* MailWalk::layoutOf(std::size_t file) {
+  for (auto& [layout, end] : layouts_) {
+    if (file < end) return &layout;
+  }
+  return nullptr;
+}
+
+void MailWalk::readFile(const std::string& path, FolderLayout* layout) {
   const ProcessState& process = context_.process;
   const Result<FileState> state = stateOf(path);
   if (passOver(path, state)) return;
@@ -121,6 +137,8 @@ void MailWalk::readFile(const std::string& path) {
     context_.storeLog.write("Unable to read file: " + state.error() + ", " + printable(path) +
                             "\n");
     context_.ledger.recordUnreadable(path, state.error());
+  } else if (layout != nullptr) {
+    readKept(path, *layout);
   } else {
     readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
   }
@@ -156,6 +174,18 @@ std::string MailWalk::pathOf(const std::string& selected) const {
 bool MailWalk::mustStop() {
   if (context_.isAbandoned && context_.isAbandoned()) return true;
   return context_.process.cancelFlag.exchange(0) != 0 || context_.progress.cancelled();
+}
+
+void MailWalk::readKept(const std::string& path, FolderLayout& layout) {
+  const MailForm form = layout.formOf(path);
+  const std::string mailbox = layout.mailboxOf(path, form);
+  if (form == MailForm::undelivered) {
+    context_.ledger.recordNonMail(path, "still being delivered");
+  } else if (form == MailForm::several && isPackedMail(path)) {
+    context_.reader.doPackedFile(path, mailbox);
+  } else {
+    context_.reader.doKeptFile(path, mailbox, isOneMessage(form));
+  }
 }
 
 void MailWalk::readOne(const std::string& path, const std::string& mailbox) {

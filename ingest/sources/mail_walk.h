@@ -13,6 +13,7 @@
 #include "ingest/run_logs.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/file_list.h"
+#include "ingest/sources/folder_layout.h"
 #include "ingest/sources/import_folder.h"
 #include "ingest/storing/known_files.h"
 #include "platform/environment.h"
@@ -58,16 +59,21 @@ class MailWalk {
  private:
   [[nodiscard]] std::string pathOf(const std::string& selected) const;
   [[nodiscard]] bool mustStop();
-  void addSelected(FileList& files, const std::string& selected);
+  void addSelected(FileList& files, const std::string& path);
   [[nodiscard]] bool readAll(const FileList& files);
   /// The file has just been changed.
   [[nodiscard]] bool isYoung(const std::string& path) const;
-  void readFile(const std::string& path);
+  /// `layout`: of the kept folder that it lies in; nullptr: it lies in none.
+  void readFile(const std::string& path, FolderLayout* layout);
+  void readKept(const std::string& path, FolderLayout& layout);
+  [[nodiscard]] FolderLayout* layoutOf(std::size_t file);
   void readOne(const std::string& path, const std::string& mailbox);
   [[nodiscard]] bool passOver(const std::string& path, const Result<FileState>& state);
   void skip(const std::string& path, std::string_view reason);
 
   Context context_;
+  /// Of the folders that are kept as sources, with the number of the first file behind each.
+  std::vector<std::pair<FolderLayout, std::size_t>> layouts_;
   std::optional<ImportFolder> importFolder_;  ///< to be emptied
 };
 

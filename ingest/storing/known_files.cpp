@@ -183,7 +183,8 @@ void KnownFiles::beginFile(const std::string& path) {
 void KnownFiles::take(LedgerOutcome outcome) {
   if (outcome == LedgerOutcome::archived || outcome == LedgerOutcome::duplicate) {
     ++stored_;
-  } else if (outcome != LedgerOutcome::notMail) {
+  } else if (outcome != LedgerOutcome::notMail && outcome != LedgerOutcome::markedDeleted) {
+    // A run that wants what is marked as deleted reads all.
     isFinal_ = false;
   }
 }

@@ -96,6 +96,40 @@ TEST_F(MailWalkTest, ReadsTheChosenMailboxes) {
   EXPECT_EQ(stored.size(), 1U);
 }
 
+TEST_F(MailWalkTest, AKeptFolderIsReadUnderTheMailboxesThatItsUserKnows) {
+  const std::string separator = "From ann@example.com Mon Jan 15 10:20:30 2024\n";
+  const std::string inbox = separator + "X-Mozilla-Status: 0009\n" + mail("x\n") + "\n" +
+                            separator + "X-Mozilla-Status: 0001\n" + mail("y\n");
+  folder.write("tb/prefs.js", "");
+  folder.write("tb/key4.db", "not looked at");
+  folder.write("tb/Mail/Local Folders/2004.sbd/Inbox", inbox);
+  folder.write("tb/Mail/Local Folders/2004.sbd/Inbox.msf", "// <!-- <mdb:mork:z v=\"1.4\"/> -->\n");
+  folder.write("mh/in/17", mail("text\n\n" + separator + mail("of a message within\n")));
+  folder.write("mh/in/.mh_sequences", "unseen: 17\n");
+  folder.write("mh/in/notes.txt", "Nothing of a message.\n");
+  folder.write("mh/attachments.sbd/Attachments/cur/1.x:2,S", mail("x\n"));
+  folder.write("mh/attachments.sbd/Attachments/cur/2.x:2,ST", mail("x\n"));
+  folder.write("mh/attachments.sbd/Attachments/new/3.x", mail("x\n"));
+  folder.write("mh/attachments.sbd/Attachments/tmp/4.x", "From: ");
+  plan.importMode = true;
+  plan.leavesOutDeleted = true;
+  plan.folders = {{"Old mail", folder / "tb"}, {"Mail", folder / "mh/"}};
+  EXPECT_TRUE(walk());
+  std::vector<std::string> mailboxes;
+  for (const CurrentMessage& one : stored) mailboxes.push_back(one.msgMailbox);
+  EXPECT_EQ(mailboxes, (std::vector<std::string>{"Old mail/Local Folders/2004/Inbox",
+                                                 "Mail/attachments/Attachments",
+                                                 "Mail/attachments/Attachments", "Mail/in"}));
+  EXPECT_EQ(ledger.sums().markedDeleted, 2);
+  EXPECT_EQ(ledger.sums().met, 6);
+  EXPECT_THAT(ledgerLines(),
+              testing::IsSupersetOf(
+                  {"not-mail index of a mail program - tb/Mail/Local Folders/2004.sbd/Inbox.msf",
+                   "not-mail sequences of an MH folder - mh/in/.mh_sequences",
+                   "not-mail no mail by its beginning - mh/in/notes.txt",
+                   "not-mail still being delivered - mh/attachments.sbd/Attachments/tmp/4.x"}));
+}
+
 TEST_F(MailWalkTest, RemovesOfTheImportFolderOnlyWhatIsInTheArchive) {
   importFolder();
   const std::string outside = folder.write("outside/1.eml", mail("x\n"));

@@ -246,6 +246,30 @@ TEST_F(MessageReaderTest, MessagesOfAnMboxAreStoredUnderItsPath) {
   EXPECT_TRUE(stored[1].msgOriginal.ends_with("three\n\nFrom now on\nall is new.\n"));
 }
 
+TEST_F(MessageReaderTest, WhatIsMarkedAsDeletedIsLeftOutUnlessItIsWanted) {
+  const std::string whole = "Subject: not of an mbox\n" + mail("x\n") + "\nFrom a Mon Jan 15\n" +
+                            "From: a@b.c\nDate: Mon, 15 Jan 2024 10:20:30 +0000\nStatus: RD\n\nz\n";
+  std::filesystem::create_directories(folder / "new");
+  for (const bool leavesOut : {false, true}) {
+    stored.clear();
+    plan.leavesOutDeleted = leavesOut;
+    readMbox("cur/1.host:2,RT", mail("x\n"));
+    readMbox("x.mbox", whole);
+    readMbox("y.mbox", "Status: D\n" + mail("x\n"));  // a field of the message itself
+    EXPECT_EQ(stored.size(), leavesOut ? 2U : 4U);
+    EXPECT_EQ(ledger.sums().markedDeleted, leavesOut ? 2 : 0);
+  }
+}
+
+TEST_F(MessageReaderTest, LabelsBecomeKeywordsWhenTheyAreWanted) {
+  for (const bool wanted : {false, true}) {
+    plan.gmailLabels = wanted;
+    read("x.eml", "X-Gmail-Labels: =?UTF-8?Q?Caf=C3=A9,Home_office?=\n" + mail("x\n"));
+    EXPECT_EQ(stored.back().tags.tagKeywords, wanted ? "Caf\u00E9 Home_office" : "");
+    EXPECT_EQ(stored.back().tags.tagKeywordsFromFile, stored.back().tags.tagKeywords);
+  }
+}
+
 TEST_F(MessageReaderTest, FilesThatAreNoMboxEndQuietly) {
   readMbox("empty", "");
   readMbox("x.pdf", "From a\n");

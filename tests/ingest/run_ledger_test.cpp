@@ -78,6 +78,8 @@ TEST(RunLedger, GivesEachMessageOneLineWithWhatBecameOfIt) {
   ledger.close(LedgerOutcome::duplicate, "12");
   ledger.beginMessage("/mail/1.emlx", std::nullopt);
   ledger.close(LedgerOutcome::dropped, "out of range");
+  ledger.beginMessage("/mail/2:2,T", std::nullopt);
+  ledger.close(LedgerOutcome::markedDeleted, "marked");
   ledger.finish();
 
   const Result<std::string> shown = readLedgerLines(path, "");
@@ -87,8 +89,9 @@ TEST(RunLedger, GivesEachMessageOneLineWithWhatBecameOfIt) {
             "archived\t12\t4096\t/mail/box\n"
             "duplicate\t12\t9000\t/mail/box\n"
             "dropped\tout of range\t-\t/mail/1.emlx\n"
-            "#sums\tmet=3\tarchived=1\tduplicates=1\texcluded=0\tdropped=1\tfailed=0\tnot-mail="
-            "1\tunreadable=0\t"
+            "marked-deleted\tmarked\t-\t/mail/2:2,T\n"
+            "#sums\tmet=4\tarchived=1\tduplicates=1\texcluded=0\tdropped=1\tfailed=0\t"
+            "marked-deleted=1\tnot-mail=1\tunreadable=0\t"
             "postponed=0\tunchanged=0\n");
   const Result<std::string> dropped = readLedgerLines(path, "dropped");
   ASSERT_TRUE(dropped);
