@@ -460,6 +460,13 @@ TEST_F(ArchiveRunTest, ReadsOnlyWhatIsNew) {
                       separated(2) + separated(5) + large + separated(8) + large + large);
        },
        "1 5 2"},
+      {"other than before where it ended, and longer",
+       [&] {
+         std::string bytes = folder.read("mail/box");
+         bytes[bytes.size() - 10] = 'y';
+         folder.write("mail/box", bytes + separated(10));
+       },
+       "2 5 2"},
       {"a row of it was rewritten in place and it has grown",
        [&] {
          std::fstream(box, std::ios::in | std::ios::out | std::ios::binary).seekp(7) << "X";
@@ -473,24 +480,24 @@ TEST_F(ArchiveRunTest, ReadsOnlyWhatIsNew) {
          folder.write("mail/box", bytes);
          touch(10);
        },
-       "2 5 2"},
-      {"only touched", [&] { touch(20); }, "0 7 2"},
+       "2 6 2"},
+      {"only touched", [&] { touch(20); }, "0 8 2"},
       {"another file of that name",
        [&] {
          fs::copy_file(box, folder / "mail/copy");
          fs::last_write_time(folder / "mail/copy", fs::last_write_time(box));
          fs::rename(folder / "mail/copy", box);
        },
-       "0 7 2"},
-      {"all of it is asked for", [] {}, "0 9 0", true},
+       "0 8 2"},
+      {"all of it is asked for", [] {}, "0 10 0", true},
       {"and is known then", [] {}, "0 0 3"},
       {"a message has gone", [&] { query("DELETE FROM email WHERE subj_fld='message 4'"); },
-       "1 8 0"},
+       "1 9 0"},
       {"another message in the place of the last",
-       [&] { query("UPDATE email SET subj_fld='other' ORDER BY id DESC LIMIT 1"); }, "0 9 0"},
-      {"copies are wanted", [&] { settings.archive.skipDupsState = 1; }, "9 0 0"},
+       [&] { query("UPDATE email SET subj_fld='other' ORDER BY id DESC LIMIT 1"); }, "0 10 0"},
+      {"copies are wanted", [&] { settings.archive.skipDupsState = 1; }, "10 0 0"},
       {"and no more", [&] { settings.archive.skipDupsState = 0; }, "0 0 3"},
-      {"nothing is known of the files", [&] { query("DROP TABLE keldane_files"); }, "0 9 0"},
+      {"nothing is known of the files", [&] { query("DROP TABLE keldane_files"); }, "0 10 0"},
       {"and then again", [] {}, "0 0 3"},
   };
   folder.write("mail/3.eml", mail(3));

@@ -1,6 +1,7 @@
 #include "ingest/archive_worker.h"
 
 #include <atomic>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -22,6 +23,24 @@ TEST(RunThread, WaitsForTheMainThread) {
   });
   queue.runUntil([&] { return done.load(); }, std::chrono::milliseconds(1));
   EXPECT_EQ(value, 3);
+}
+
+TEST(RunThread, LetsAWorkerGoThatWaitsForAMainThreadThatIsAboutToEnd) {
+  LocalMainQueue queue;
+  bool called = false;
+  std::atomic<bool> answered = true;
+  {
+    RunThread pass(queue);
+    std::atomic<bool> asked = false;
+    pass.start([&] {
+      asked = true;
+      answered = pass.onMainThread([&] { called = true; });
+    });
+    while (!asked) std::this_thread::yield();
+  }
+  EXPECT_FALSE(answered);
+  queue.runPending();  // the task is still in the queue, and does nothing any more
+  EXPECT_FALSE(called);
 }
 
 }  // namespace
