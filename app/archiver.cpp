@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include "app/run_index.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/sources/mail_store_probe.h"
@@ -50,9 +51,11 @@ Archiver::Archiver(Ports ports, const Options& options)
                  options.cleansCrontab}),
       tagRules_(prefs_),
       sources_(process_, settings_, ports.host),
-      runIndex_({*session_, process_, ports.environment, settings_}),
+      runIndex_(std::make_unique<RunIndex>(
+          RunIndex::Context{*session_, process_, ports.environment, settings_})),
       archiveRun_({*session_, process_, database_, connections_, settings_, sources_, tagRules_,
-                   ports.progress, ports.mainQueue, ports.environment, ports.host, &runIndex_}) {
+                   ports.progress, ports.mainQueue, ports.environment, ports.host,
+                   runIndex_.get()}) {
   database_.reconnect = [this] { return reconnect(); };
 }
 

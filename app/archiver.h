@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "app/run_index.h"
 #include "archive/archive_database.h"
 #include "archive/server_session.h"
 #include "ingest/archive_run.h"
@@ -26,6 +25,8 @@
 #include "settings/settings.h"
 
 namespace keldane {
+
+class RunIndex;
 
 /// What to tell a user of a system that guards the mail store.
 inline constexpr const char* kFullDiskAccessText =
@@ -127,7 +128,7 @@ class Archiver {
   ServerConnection wanted_;  ///< of the last connect
   TagRuleList tagRules_;
   MailSources sources_;
-  RunIndex runIndex_;
+  std::unique_ptr<RunIndex> runIndex_;
   ArchiveRun archiveRun_;
   /// Folders made for the files of runs, one each time the debug log went off.
   std::vector<std::string> workFolders_;

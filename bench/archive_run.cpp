@@ -1,6 +1,7 @@
 // How fast a folder of mail gets into an archive, beside a floor that sends the very same
 // statements through the same client without reading or parsing any mail. Both run in processes of
-// their own against one fresh private server, in turns; the median counts.
+// their own against one fresh private server, in turns; the median counts. A third run feeds the
+// word index as well.
 //
 // archive_run FOLDER [ROUNDS]
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -55,14 +57,17 @@ std::unique_ptr<Archiver> makeArchiver(Ports& ports, StatementTape* tape) {
 
 /// Archives the folder into a database of this name; answers the number of messages met.
 Measure archive(Ports& ports, const std::string& folder, const std::string& database,
-                StatementTape* tape) {
+                StatementTape* tape, bool withIndex = false) {
   const auto archiver = makeArchiver(ports, tape);
   if (!archiver->connectForCommand("", database).empty()) std::exit(1);
   ArchiveRun& run = archiver->archiveRun();
   if (tape != nullptr) tape->running = true;
   const auto start = std::chrono::steady_clock::now();
   RunObserver observer;
-  if (run.start({.paths = {folder}, .range = {}, .ledgerPath = {}}, observer)) std::exit(1);
+  ArchiveRequest request;
+  request.paths = {folder};
+  request.feeds = withIndex;
+  if (run.start(std::move(request), observer)) std::exit(1);
   ports.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
   Measure measure;
   measure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -148,11 +153,16 @@ int run(int argc, char** argv) {
     return archive(ports, folder, "recorded", &tape);
   });
   std::vector<Measure> ours;
+  std::vector<Measure> indexed;
   std::vector<Measure> floor;
   for (int round = 0; round < rounds; ++round) {
     ours.push_back(inChild([&] {
       Ports ports(argc, argv);
       return archive(ports, folder, fmt::format("ours{}", round), nullptr);
+    }));
+    indexed.push_back(inChild([&] {
+      Ports ports(argc, argv);
+      return archive(ports, folder, fmt::format("indexed{}", round), nullptr, true);
     }));
     floor.push_back(inChild([&] {
       Ports ports(argc, argv);
@@ -161,12 +171,15 @@ int run(int argc, char** argv) {
   }
   const double megabytes = megabytesIn(folder);
   const Measure archiveMedian = median(ours);
+  const Measure indexedMedian = median(indexed);
   const Measure floorMedian = median(floor);
   fmt::print("{} messages, {:.1f} MB, {} rounds, medians\n", recorded.messages, megabytes, rounds);
   printRow("archive", archiveMedian, recorded.messages, megabytes);
+  printRow("with index", indexedMedian, recorded.messages, megabytes);
   printRow("floor", floorMedian, recorded.messages, megabytes);
   fmt::print("ratio of messages a second, archive to floor: {:.2f}\n",
              floorMedian.seconds / archiveMedian.seconds);
+  fmt::print("with the index to without: {:.2f}\n", archiveMedian.seconds / indexedMedian.seconds);
 
   Ports ports(argc, argv);
   const auto archiver = makeArchiver(ports, nullptr);

@@ -91,7 +91,10 @@ struct Archive {
 void archiveFolder(Archive& archive, const std::string& folder) {
   ArchiveRun& run = archive.archiver->archiveRun();
   RunObserver observer;
-  if (run.start({.paths = {folder}, .range = {}, .ledgerPath = {}}, observer)) std::exit(1);
+  ArchiveRequest request;
+  request.paths = {folder};
+  request.feeds = false;
+  if (run.start(std::move(request), observer)) std::exit(1);
   archive.queue.runUntil([&run] { return !run.isRunning(); }, std::chrono::milliseconds(5));
 }
 

@@ -101,26 +101,6 @@ keldane rules add \-\-name Garden \-\-when "from contains garden" \-\-category G
 .fi
 )";
 
-/// A text as the page's own characters; what stands between backticks is bold.
-std::string roff(std::string_view text) {
-  std::string page;
-  bool bold = false;
-  for (const char c : text) {
-    if (c == '\\') {
-      page += "\\e";
-    } else if (c == '-') {
-      page += "\\-";
-    } else if (c == '`') {
-      bold = !bold;
-      page += bold ? "\\fB" : "\\fR";
-    } else {
-      page += c;
-    }
-  }
-  // At the start of a line these would be read as requests.
-  return page.starts_with('.') || page.starts_with('\'') ? "\\&" + page : page;
-}
-
 std::string synopsis(const std::string& path, const Command& command) {
   std::string line = "\\fB" + roff(path) + "\\fR";
   for (const CommandOption& option : command.options) {
@@ -167,6 +147,25 @@ void addCommands(std::string& page, const std::string& path, const Command& comm
 }
 
 }  // namespace
+
+std::string roff(std::string_view text) {
+  std::string page;
+  bool bold = false;
+  for (const char c : text) {
+    if (c == '\\') {
+      page += "\\e";
+    } else if (c == '-') {
+      page += "\\-";
+    } else if (c == '`') {
+      bold = !bold;
+      page += bold ? "\\fB" : "\\fR";
+    } else {
+      page += c;
+    }
+  }
+  // At the start of a line these would be read as requests.
+  return page.starts_with('.') || page.starts_with('\'') ? "\\&" + page : page;
+}
 
 std::string manualPage(const Command& root, const std::string& version) {
   std::string page = fmt::format(".TH KELDANE 1 \"\" \"{}\" \"User commands\"\n", version);

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <variant>
 
 #include <fmt/format.h>
@@ -21,11 +22,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr unsigned kUsualLimit = 20;
+
 struct FindOptions {
   std::vector<std::string> words;
   std::string connection;
   std::string database;
-  unsigned limit = 20;
+  std::optional<unsigned> limit;
   bool byRelevance = false;
   bool count = false;
   bool ids = false;
@@ -90,7 +93,9 @@ class HitPrinter {
       Result<std::optional<ArchivedMessage>> message = access_.catchUp().load(hit.id);
       if (!message) return Failure{message.error()};
       HitPlace place;
-      if (*message) place = placeOf(query_, access_.reader().read(std::move(**message)), cutter_);
+      if (*message)
+        place =
+            placeOf(query_, access_.reader().read(std::move(**message)), cutter_, &access_.index());
       options_.json ? printJsonHit(hit, place) : printHit(hit, place, color);
     }
     return {};
@@ -130,15 +135,18 @@ class HitPrinter {
   const HitOrder order = options.byRelevance ? HitOrder::byRelevance : HitOrder::newestFirst;
   const Clock::time_point begin = Clock::now();
   if (options.count || options.ids) {
-    const Result<std::vector<std::uint32_t>> ids = search.ids(query, order);
+    Result<std::vector<std::uint32_t>> ids = search.ids(query, order);
     if (!ids) return Failure{ids.error()};
+    if (options.limit && !options.count && ids->size() > *options.limit)
+      ids->resize(*options.limit);
     if (options.count) std::fputs(fmt::format("{}\n", ids->size()).c_str(), stdout);
     for (const std::uint32_t id : *ids) {
       if (!options.count) std::fputs(fmt::format("{}\n", id).c_str(), stdout);
     }
     return {};
   }
-  const Result<std::vector<WordHit>> hits = search.find(query, order, options.limit);
+  const Result<std::vector<WordHit>> hits =
+      search.find(query, order, options.limit.value_or(kUsualLimit));
   if (!hits) return Failure{hits.error()};
   if (options.explain) {
     const std::chrono::duration<double, std::milli> taken = Clock::now() - begin;
@@ -169,6 +177,11 @@ void runFind(const FindOptions& options, Program& program) {
   if (answered) {
     WordSearch search(archiver->session(), (*access)->index());
     answered = answer(options, std::get<QueryNode>(query), search, **access, program);
+    if (!answered && WordIndex::isDamage(answered.error())) {
+      answered = (*access)->update(true, program, std::string((*access)->index().stemLanguage()));
+      if (answered)
+        answered = answer(options, std::get<QueryNode>(query), search, **access, program);
+    }
   }
   if (!answered) program.exitStatus = failIndex(answered.error(), program);
 }
@@ -185,7 +198,8 @@ Command findCommand(Program& program) {
           "words: OR, NOT, ( ). wor* is any word that begins so. A word, quotes or brackets may "
           "have a field before them: from: to: subject: body: attachment: file: type: tag: "
           "mailbox: and there are date:2003..2005, date:last-month, size:>1M, has:attachment and "
-          "id:12. Case and accents do not matter. Within one argument, \"one -two\", a \"-\" "
+          "id:12. Case and accents do not matter; keldane-query(7) has all of it. Within one "
+          "argument, \"one -two\", a \"-\" "
           "stands "
           "for NOT.",
       .options = {{.names = "WORDS",
@@ -193,7 +207,7 @@ Command findCommand(Program& program) {
                    .help = "What to look for",
                    .required = true},
                   {"--limit", numberInto(options->limit, 1, std::numeric_limits<unsigned>::max()),
-                   "At most so many messages (20)", "N"},
+                   "At most so many messages (20; --ids: all)", "N"},
                   {"--by-relevance", &options->byRelevance, "The best first, not the newest"},
                   {.names = "--count",
                    .target = &options->count,

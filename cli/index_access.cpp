@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "app/run_index.h"
 #include "cli/database_words.h"
 #include "cli/program.h"
 
@@ -40,11 +41,11 @@ Result<std::unique_ptr<IndexAccess>> IndexAccess::open(Archiver& archiver, Progr
   return std::unique_ptr<IndexAccess>(new IndexAccess(archiver, program, *identity));
 }
 
-Result<void> IndexAccess::update(bool rebuild, Program& program) {
+Result<void> IndexAccess::update(bool rebuild, Program& program, const std::string& stemLanguage) {
   watchInterrupts();
   Result<CatchUpOutcome> done = [&] {
     TerminalProgress progress(program.terminal);
-    return rebuild ? catchUp_.rebuild(progress) : catchUp_.run(progress);
+    return rebuild ? catchUp_.rebuild(progress, stemLanguage) : catchUp_.run(progress);
   }();
   if (!done) return Failure{done.error()};
   outcome_ = std::move(*done);

@@ -25,7 +25,8 @@ class IndexAccess {
 
   /// Brings it in step with a progress line, or builds it anew. Fails with a sentence, also when
   /// the user interrupted it.
-  [[nodiscard]] Result<void> update(bool rebuild, Program& program);
+  [[nodiscard]] Result<void> update(bool rebuild, Program& program,
+                                    const std::string& stemLanguage = {});
   [[nodiscard]] const CatchUpOutcome& outcome() const { return outcome_; }
 
   WordIndex& index() { return index_; }

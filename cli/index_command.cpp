@@ -16,6 +16,7 @@ struct IndexOptions {
   std::string connection;
   std::string database;
   bool json = false;
+  std::string stem;
 };
 
 /// The index in step with the archive; null after a failure, which has been told.
@@ -28,7 +29,7 @@ std::unique_ptr<IndexAccess> openIndex(const IndexOptions& options, bool rebuild
   }
   Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(*archiver, program);
   const Result<void> updated =
-      access ? (*access)->update(rebuild, program) : Failure{access.error()};
+      access ? (*access)->update(rebuild, program, options.stem) : Failure{access.error()};
   if (updated) return std::move(*access);
   program.exitStatus = failIndex(updated.error(), program);
   return nullptr;
@@ -88,6 +89,16 @@ Command indexCommand(Program& program) {
       {"--connection", &options->connection, "Saved connection to use", "NAME"},
       {"--database", &options->database, "Database to look at", "NAME"},
       {"--json", &options->json, "Print JSON"}};
+  std::vector<CommandOption> rebuilding = common;
+  rebuilding.push_back({.names = "--stem",
+                        .target = &options->stem,
+                        .help = "Words of texts find their other forms in this language, such as "
+                                "english or de, as long as the index lasts",
+                        .value = "LANG",
+                        .check = [](const std::string& language) {
+                          const Result<void> known = WordIndex::checkStemLanguage(language);
+                          return known ? std::string() : known.error();
+                        }});
   return {.name = "index",
           .help = "The word index that \"find\" asks",
           .more =
@@ -99,7 +110,7 @@ Command indexCommand(Program& program) {
                         .run = [options, &program] { runUpdate(*options, false, program); }},
                        {.name = "rebuild",
                         .help = "Make it anew; attachments that failed are tried again",
-                        .options = common,
+                        .options = rebuilding,
                         .run = [options, &program] { runUpdate(*options, true, program); }},
                        {.name = "failures",
                         .help = "List the attachments whose text could not be had, and why",

@@ -31,6 +31,7 @@ std::optional<std::string> generated(const keldane::Command& root, int argc, cha
   if (argc != 3 || std::string_view(argv[1]) != "--generate") return std::nullopt;
   const std::string_view what = argv[2];
   if (what == "manual") return keldane::manualPage(root, kVersion);
+  if (what == "query-manual") return keldane::queryManualPage(kVersion);
   if (what == "bash") return keldane::bashCompletions(root);
   if (what == "zsh") return keldane::zshCompletions(root);
   return std::nullopt;

@@ -45,6 +45,30 @@ constexpr std::array<std::string_view, 21> kZipEndings = {
 constexpr std::array<std::string_view, 3> kSheetEndings = {"xls", "xlt", "xlw"};
 constexpr std::array<std::string_view, 2> kWordEndings = {"doc", "dot"};
 
+/// RTF with a "?" behind a numbered character as \'3f: the program takes all up to the next blank
+/// for the replacement.
+std::string withHexReplacements(std::string_view rtf) {
+  std::string out;
+  bool isNumber = false;  // within "\\u" and its digits
+  for (std::size_t i = 0; i < rtf.size(); ++i) {
+    const char c = rtf[i];
+    const bool isDigit = (c >= '0' && c <= '9') || c == '-';
+    if (isNumber && c == '?') {
+      out += "\\'3f";
+      isNumber = false;
+      // Which loses a blank there, too.
+      if (rtf.substr(i + 1).starts_with(' ')) {
+        out += "\\~";
+        ++i;
+      }
+      continue;
+    }
+    out += c;
+    isNumber = isNumber ? isDigit : c == 'u' && i > 0 && rtf[i - 1] == '\\';
+  }
+  return out;
+}
+
 /// A folder with one file for a program to read, gone with the object.
 class PrivateFile {
  public:
@@ -130,7 +154,9 @@ Result<std::optional<AttachmentText::Extracted>> AttachmentText::extract(
 Result<std::optional<AttachmentText::Extracted>> AttachmentText::extractByProgram(
     DocumentKind kind, std::string_view bytes) {
   PrivateFile file;
-  const Result<void> written = file.write(temporaryFolder_, bytes);
+  const std::string readable =
+      kind == DocumentKind::rtf ? withHexReplacements(bytes) : std::string(bytes);
+  const Result<void> written = file.write(temporaryFolder_, readable);
   if (!written) return Failure{written.error()};
   LimitedCall call;
   std::tie(call.program, call.arguments) = programFor(kind);

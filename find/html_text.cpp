@@ -33,6 +33,8 @@ bool isOneOf(const std::array<std::string_view, n>& names, std::string_view name
 }
 
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isHexLetter(char c) { return (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
 
@@ -177,9 +179,12 @@ class Reader {
 
   void readEntity() {
     const std::string_view ahead = page_.substr(at_ + 1, kMaxEntityBytes);
-    std::size_t size = ahead.starts_with('#') ? 1 : 0;
-    while (size < ahead.size() &&
-           (isLetter(ahead[size]) || (ahead[size] >= '0' && ahead[size] <= '9'))) {
+    const bool isNumber = ahead.starts_with('#');
+    const bool isHex = isNumber && ahead.size() > 1 && (ahead[1] == 'x' || ahead[1] == 'X');
+    std::size_t size = isNumber ? (isHex ? 2 : 1) : 0;
+    // A number ends where its digits do: "En&#116er".
+    while (size < ahead.size() && (isDigit(ahead[size]) || (isHex && isHexLetter(ahead[size])) ||
+                                   (!isNumber && isLetter(ahead[size])))) {
       ++size;
     }
     const char32_t character = characterOf(ahead.substr(0, size));

@@ -19,6 +19,8 @@ constexpr std::size_t kBytesAtOnce = std::size_t{16} << 20U;
 constexpr std::size_t kMessagesPerCommit = 10000;
 constexpr std::size_t kBytesPerCommit = std::size_t{96} << 20U;
 constexpr std::size_t kSampleSize = 16;
+/// An archive that keeps no sources has nothing else; only the newest of them may still get one.
+constexpr std::size_t kMostBareAtOnce = 2000;
 constexpr const char* kTagsNote = "keldane-tags";
 /// A source shorter than this is none: "0" stands where there is no source.
 constexpr std::size_t kLeastSourceBytes = 3;
@@ -73,7 +75,7 @@ Result<std::string> IndexCatchUp::open() {
     rebuiltBecause = index_.trouble();
   }
   if (!rebuiltBecause.empty()) {
-    const Result<void> made = index_.create();
+    const Result<void> made = index_.create(std::string(index_.stemLanguage()));
     if (!made) return Failure{made.error()};
   }
   return rebuiltBecause;
@@ -91,15 +93,20 @@ Result<CatchUpOutcome> IndexCatchUp::run(Progress& progress) {
     return outcome;
   }
   outcome.rebuiltBecause = std::move(*opened);
-  const Result<void> followed = follow(outcome, progress);
+  Result<void> followed = follow(outcome, progress);
+  if (!followed && WordIndex::isDamage(followed.error())) {
+    outcome = {.rebuiltBecause = followed.error()};
+    followed = index_.create(std::string(index_.stemLanguage()));
+    if (followed) followed = follow(outcome, progress);
+  }
   if (!followed) return Failure{followed.error()};
   return outcome;
 }
 
-Result<CatchUpOutcome> IndexCatchUp::rebuild(Progress& progress) {
+Result<CatchUpOutcome> IndexCatchUp::rebuild(Progress& progress, const std::string& stemLanguage) {
   CatchUpOutcome outcome;
   outcome.rebuiltBecause = "it was asked for";
-  const Result<void> made = index_.create();
+  const Result<void> made = index_.create(stemLanguage);
   if (!made) return Failure{made.error()};
   const Result<void> followed = follow(outcome, progress);
   if (!followed) return Failure{followed.error()};
@@ -117,6 +124,7 @@ Result<void> IndexCatchUp::follow(CatchUpOutcome& outcome, Progress& progress) {
   if (!high) return Failure{high.error()};
   Result<void> done = addAbove(*high, outcome, progress);
   if (done && !outcome.cancelled) done = mendRows(outcome, progress);
+  if (done && !outcome.cancelled) done = mendBare(outcome, progress);
   if (!done) return done;
   const Result<std::string> before = index_.note(kTagsNote);
   if (!before) return Failure{before.error()};
@@ -256,6 +264,7 @@ Result<void> IndexCatchUp::add(std::vector<ArchivedMessage> rows, CatchUpOutcome
     entry.id = message.id;
     entry.date = message.date;
     entry.tagDigest = tagDigest(message.tags);
+    entry.isBare = !message.source;
     const std::string subject = message.subject;
     entry.texts = reader_.read(std::move(message));
     Result<void> put = index_.put(entry);
@@ -305,6 +314,12 @@ Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress)
     ++outcome.removed;
     ++uncommittedMessages_;
   }
+  return addThese(missing, outcome, progress);
+}
+
+/// `missing`: ascending.
+Result<void> IndexCatchUp::addThese(const std::vector<std::uint32_t>& missing,
+                                    CatchUpOutcome& outcome, Progress& progress) {
   for (std::size_t i = 0; i < missing.size() && !outcome.cancelled;) {
     Result<std::vector<ArchivedMessage>> rows =
         fetch("e.id IN (" + idList(missing, i, kRowsAtOnce) + ")");
@@ -320,6 +335,23 @@ Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress)
     if (!added) return added;
   }
   return {};
+}
+
+/// Messages that were read while another program was about to write their source.
+Result<void> IndexCatchUp::mendBare(CatchUpOutcome& outcome, Progress& progress) {
+  const Result<std::vector<std::uint32_t>> bare = index_.bareIds(kMostBareAtOnce);
+  if (!bare) return Failure{bare.error()};
+  if (bare->empty()) return {};
+  if (!session_.query(fmt::format(
+          "SELECT id FROM origemail WHERE id IN ({}) AND LENGTH(orig_fld)>={} ORDER BY id",
+          idList(*bare, 0, bare->size()), kLeastSourceBytes))) {
+    return Failure{session_.error()};
+  }
+  std::vector<std::uint32_t> whole;
+  if (const auto rows = session_.storeResult()) {
+    while (rows->next()) whole.push_back(idOf(*rows, 0));
+  }
+  return addThese(whole, outcome, progress);
 }
 
 Result<void> IndexCatchUp::mendTags(CatchUpOutcome& outcome) {

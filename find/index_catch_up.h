@@ -47,8 +47,9 @@ class IndexCatchUp {
   /// Progress counts messages read. Fails with the words of the server or of the disk; what was
   /// committed stays.
   [[nodiscard]] Result<CatchUpOutcome> run(Progress& progress);
-  /// The same from an empty index.
-  [[nodiscard]] Result<CatchUpOutcome> rebuild(Progress& progress);
+  /// The same from an empty index, see `WordIndex::create`.
+  [[nodiscard]] Result<CatchUpOutcome> rebuild(Progress& progress,
+                                               const std::string& stemLanguage = {});
 
   /// A message's rows; nullopt when it is gone.
   [[nodiscard]] Result<std::optional<ArchivedMessage>> load(std::uint32_t id);
@@ -60,6 +61,9 @@ class IndexCatchUp {
   [[nodiscard]] Result<void> addAbove(std::uint32_t id, CatchUpOutcome& outcome,
                                       Progress& progress);
   [[nodiscard]] Result<void> mendRows(CatchUpOutcome& outcome, Progress& progress);
+  [[nodiscard]] Result<void> addThese(const std::vector<std::uint32_t>& missing,
+                                      CatchUpOutcome& outcome, Progress& progress);
+  [[nodiscard]] Result<void> mendBare(CatchUpOutcome& outcome, Progress& progress);
   [[nodiscard]] Result<void> mendTags(CatchUpOutcome& outcome);
   [[nodiscard]] Result<void> add(std::vector<ArchivedMessage> rows, CatchUpOutcome& outcome,
                                  Progress& progress);

@@ -12,7 +12,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kMessagesPerCommit = 10000;
 constexpr std::size_t kBytesPerCommit = std::size_t{96} << 20U;
 /// How long a message waits at least to be seen by another program's search.
-constexpr std::chrono::seconds kLeastAge{2};
+/// Each commit loosens the files, so that they grow.
+constexpr std::chrono::seconds kLeastAge{15};
 /// A commit may take this part of the time, so that a large index is not forever committed.
 constexpr int kCommitShare = 10;
 constexpr std::chrono::seconds kBetweenOpenings{1};
@@ -151,6 +152,7 @@ Result<void> IndexFeed::write(ArchivedMessage message) {
   entry.id = message.id;
   entry.date = message.date;
   entry.tagDigest = tagDigest(message.tags);
+  entry.isBare = !message.source;
   entry.texts = reader_.read(std::move(message));
   for (const FieldText& text : entry.texts.texts) uncommittedBytes_ += text.text.size();
   return index_->put(entry);

@@ -1,10 +1,12 @@
 #include "find/message_terms.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/sha256.h"
 #include "base/text.h"
 #include "find/html_text.h"
+#include "find/japanese_text.h"
 
 namespace keldane {
 namespace {
@@ -16,6 +18,12 @@ constexpr std::size_t kMaxTextBytes = std::size_t{16} << 20U;
 void add(MessageTexts& out, Field field, std::string_view text, std::string_view partName = {}) {
   if (trimWhitespace(text).empty()) return;
   out.texts.push_back({field, std::string(text.substr(0, kMaxTextBytes)), std::string(partName)});
+}
+
+/// Charsets that stand there when nobody has thought of one.
+bool isUnlabelled(std::string_view charset) {
+  return charset.empty() || compareNoCase(charset, "us-ascii") == 0 ||
+         compareNoCase(charset, "iso-8859-1") == 0;
 }
 
 bool isPage(std::string_view type) { return type == "text/html" || type.ends_with("xhtml+xml"); }
@@ -81,6 +89,9 @@ void MessageTextReader::readSource(ArchivedMessage& message, MessageTexts& out) 
   }
   options.declaredCharsets = options_.declaredCharsets;
   options.visitPart = [&](const mime::PartView& part) { addPart(part, out); };
+  options.visitContainer = [&](const mime::PartContainer& container) {
+    if (!container.source.empty()) addAttachedMessage(container.source, out);
+  };
   if (options_.stripPlist) options_.stripPlist(source);
   if (!source_.load(source, options)) {
     message.source.reset();
@@ -91,9 +102,30 @@ void MessageTextReader::readSource(ArchivedMessage& message, MessageTexts& out) 
   addAddresses(source_.email(), message, out);
 }
 
+/// Subject, names and addresses of a message within this one; its text comes part by part.
+void MessageTextReader::addAttachedMessage(std::string_view source, MessageTexts& out) {
+  const std::size_t end = std::min(source.find("\n\n"), source.find("\r\n\r\n"));
+  std::string head = std::string(source.substr(0, end)) + "\n\n";
+  mime::MailSource::Options options;
+  if (!isValidUtf8(head)) {
+    head = latin1ToUtf8(head);
+    options.encoding = mime::SourceEncoding::latin1;
+  }
+  options.declaredCharsets = options_.declaredCharsets;
+  if (!attached_.load(head, options)) return;
+  mime::TnoEmail& email = attached_.email();
+  const std::string subject = email.Subject().value_or("");
+  add(out, Field::attachment,
+      subject + "\n" + email.From().value_or("") + "\n" + email.GetRecipients().value_or(""),
+      subject);
+}
+
 /// A text with a name is a file that somebody has attached, whatever its disposition says.
 void MessageTextReader::addPart(const mime::PartView& part, MessageTexts& out) {
   const bool isText = !part.text.empty();
+  std::string japanese;
+  if (isText && isUnlabelled(part.charset)) japanese = japaneseText(part.text);
+  const std::string_view text = japanese.empty() ? part.text : std::string_view(japanese);
   const bool isAttached = !part.name.empty() || (!isText && !part.body.empty());
   if (isAttached) {
     out.hasAttachment = true;
@@ -104,9 +136,9 @@ void MessageTextReader::addPart(const mime::PartView& part, MessageTexts& out) {
   const Field field = part.name.empty() ? Field::body : Field::attachment;
   if (isText && documentKind(part.contentType, part.name, part.body) == DocumentKind::none) {
     if (isPage(part.contentType)) {
-      add(out, field, markupText(part.text), part.name);
+      add(out, field, markupText(text), part.name);
     } else {
-      add(out, field, part.text, part.name);
+      add(out, field, text, part.name);
     }
   } else if (isAttached) {
     addDocument(part, out);

@@ -86,10 +86,12 @@ class MessageTextReader {
  private:
   void readSource(ArchivedMessage& message, MessageTexts& out);
   void addPart(const mime::PartView& part, MessageTexts& out);
+  void addAttachedMessage(std::string_view source, MessageTexts& out);
   void addDocument(const mime::PartView& part, MessageTexts& out);
 
   Options options_;
   mime::MailSource source_;
+  mime::MailSource attached_;  ///< the header of a message within
 };
 
 }  // namespace keldane

@@ -74,7 +74,8 @@ void addPiece(std::string& line, std::string_view piece) {
 }  // namespace
 
 bool WantedWords::contains(std::string_view folded) const {
-  return std::find(words.begin(), words.end(), folded) != words.end() ||
+  const std::string stemmed = stem ? stem(std::string(folded)) : std::string();
+  return std::find(words.begin(), words.end(), stem ? stemmed : folded) != words.end() ||
          std::any_of(beginnings.begin(), beginnings.end(),
                      [&](const std::string& beginning) { return folded.starts_with(beginning); });
 }

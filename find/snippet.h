@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,6 +15,8 @@ namespace keldane {
 struct WantedWords {
   std::vector<std::string> words;
   std::vector<std::string> beginnings;
+  /// Brings a word of the text to the form that `words` have; empty: it has that.
+  std::function<std::string(const std::string&)> stem = {};
   [[nodiscard]] bool contains(std::string_view folded) const;
   [[nodiscard]] bool empty() const { return words.empty() && beginnings.empty(); }
 };

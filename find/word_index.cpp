@@ -14,18 +14,26 @@ namespace {
 constexpr const char* kFormat = "2";
 constexpr const char* kFormatNote = "keldane-format";
 constexpr const char* kIdentityNote = "keldane-archive";
+constexpr const char* kStemNote = "keldane-stem";
 constexpr const char* kFailedTerm = "Hfailure";
+constexpr const char* kBareTerm = "Hbare";
 /// Between two texts, so that no phrase runs from one into the other.
 constexpr Xapian::termpos kGap = 100;
 
 Xapian::valueno slot(IndexSlot of) { return static_cast<Xapian::valueno>(of); }
 
+bool isStemmed(Field field) {
+  return field == Field::subject || field == Field::body || field == Field::attachment;
+}
+
+/// `stem`: null when words stay as they are.
 void addText(Xapian::Document& document, const FieldText& text, Xapian::termpos& position,
-             WordCutter& cutter) {
+             WordCutter& cutter, const Xapian::Stem* stem) {
+  if (!isStemmed(text.field)) stem = nullptr;
   std::string term;
   cutter.cut(text.text, [&](const Word& word) {
     term.assign(1, fieldPrefix(text.field));
-    term += word.folded;
+    stem ? term += (*stem)(std::string(word.folded)) : term += word.folded;
     if (word.isPair) {
       document.add_term(term);
     } else {
@@ -44,16 +52,19 @@ std::string failureLines(const std::vector<AttachmentFailure>& failures) {
   return lines;
 }
 
-Xapian::Document documentOf(const IndexEntry& entry, WordCutter& cutter) {
+Xapian::Document documentOf(const IndexEntry& entry, WordCutter& cutter, const Xapian::Stem* stem) {
   Xapian::Document document;
   Xapian::termpos position = 0;
-  for (const FieldText& text : entry.texts.texts) addText(document, text, position, cutter);
+  for (const FieldText& text : entry.texts.texts) {
+    addText(document, text, position, cutter, stem);
+  }
   document.add_value(slot(IndexSlot::date), entry.date);
   document.add_value(slot(IndexSlot::size),
                      Xapian::sortable_serialise(static_cast<double>(entry.texts.sizeBytes)));
   document.add_value(slot(IndexSlot::id), Xapian::sortable_serialise(entry.id));
   document.add_value(slot(IndexSlot::tagDigest), entry.tagDigest);
   if (entry.texts.hasAttachment) document.add_boolean_term(std::string(kAttachmentTerm));
+  if (entry.isBare) document.add_boolean_term(kBareTerm);
   if (!entry.texts.failures.empty()) {
     document.add_boolean_term(kFailedTerm);
     document.set_data(failureLines(entry.texts.failures));
@@ -67,7 +78,27 @@ struct WordIndex::Files {
   std::optional<Xapian::WritableDatabase> writing;
   Xapian::Database reading;
 
+  [[nodiscard]] const Xapian::Stem* stemmer() const {
+    return stemLanguage.empty() ? nullptr : &stem;
+  }
+  std::string stemLanguage;
+  Xapian::Stem stem;  ///< leaves words as they are when there is no language
+
   [[nodiscard]] const Xapian::Database& any() const { return writing ? *writing : reading; }
+  /// A reader's view holds for two commits of the writer; then it is to be opened again.
+  template <typename Work>
+  auto read(const Work& work) -> decltype(work()) {
+    constexpr int kMostTries = 5;
+    for (int tries = 1;; ++tries) {
+      auto result = guardIndex(work);
+      const bool again = !result && tries < kMostTries && result.error().starts_with(kChangedIndex);
+      if (!again) return result;
+      (void)guardIndex([&]() -> Result<void> {
+        reading.reopen();
+        return {};
+      });
+    }
+  }
 };
 
 WordIndex::WordIndex(std::string folder, std::string identity)
@@ -107,6 +138,8 @@ WordIndex::State WordIndex::open() {
 
 void WordIndex::checkIdentity() {
   const Xapian::Database& database = files_->any();
+  files_->stemLanguage = database.get_metadata(kStemNote);
+  if (!files_->stemLanguage.empty()) files_->stem = Xapian::Stem(files_->stemLanguage);
   if (database.get_metadata(kFormatNote) == kFormat &&
       database.get_metadata(kIdentityNote) == identity_) {
     return;
@@ -116,7 +149,27 @@ void WordIndex::checkIdentity() {
   state_ = State::unusable;
 }
 
-Result<void> WordIndex::create() {
+Result<void> WordIndex::checkStemLanguage(const std::string& language) {
+  try {
+    if (!language.empty()) (void)Xapian::Stem(language);
+    return {};
+  } catch (const Xapian::Error&) {
+    return Failure{"no stemming is known for \"" + printable(language) + "\"; there are " +
+                   Xapian::Stem::get_available_languages()};
+  }
+}
+
+const std::string& WordIndex::stemLanguage() const { return files_->stemLanguage; }
+
+std::string WordIndex::stemmed(Field field, const std::string& word) const {
+  const Xapian::Stem* const stem = isStemmed(field) ? files_->stemmer() : nullptr;
+  return stem ? (*stem)(word) : word;
+}
+
+bool WordIndex::isDamage(const std::string& failure) { return failure.starts_with(kDamagedIndex); }
+
+Result<void> WordIndex::create(const std::string& stemLanguage) {
+  if (const Result<void> known = checkStemLanguage(stemLanguage); !known) return known;
   close();
   Result<void> folder = makeFolders(folder_);
   if (folder) folder = makePrivateFolder(folder_, false);
@@ -125,7 +178,10 @@ Result<void> WordIndex::create() {
     files_->writing.emplace(folder_, Xapian::DB_CREATE_OR_OVERWRITE);
     files_->writing->set_metadata(kFormatNote, kFormat);
     files_->writing->set_metadata(kIdentityNote, identity_);
+    files_->writing->set_metadata(kStemNote, stemLanguage);
     files_->writing->commit();
+    files_->stemLanguage = stemLanguage;
+    if (!stemLanguage.empty()) files_->stem = Xapian::Stem(stemLanguage);
     state_ = State::writing;
     return {};
   });
@@ -133,7 +189,7 @@ Result<void> WordIndex::create() {
 
 Result<void> WordIndex::put(const IndexEntry& entry) {
   return guardIndex([&]() -> Result<void> {
-    files_->writing->replace_document(entry.id, documentOf(entry, cutter_));
+    files_->writing->replace_document(entry.id, documentOf(entry, cutter_, files_->stemmer()));
     return {};
   });
 }
@@ -160,7 +216,7 @@ void WordIndex::replaceField(Xapian::Document& document, Field field, const std:
   for (const std::string& one : old) document.remove_term(one);
   // The message's other words may stand at these places too; a phrase never mixes fields.
   Xapian::termpos position = 0;
-  addText(document, {field, text}, position, cutter_);
+  addText(document, {field, text}, position, cutter_, nullptr);
 }
 
 Result<void> WordIndex::putTags(std::uint32_t id, const TagRow& tags, const std::string& digest) {
@@ -194,11 +250,11 @@ Result<void> WordIndex::commit() {
 }
 
 Result<std::uint32_t> WordIndex::count() const {
-  return guardIndex([&]() -> Result<std::uint32_t> { return files_->any().get_doccount(); });
+  return files_->read([&]() -> Result<std::uint32_t> { return files_->any().get_doccount(); });
 }
 
 Result<WordIndex::IdSums> WordIndex::idSums() const {
-  return guardIndex([&]() -> Result<IdSums> {
+  return files_->read([&]() -> Result<IdSums> {
     IdSums sums;
     const Xapian::Database& database = files_->any();
     for (auto at = database.postlist_begin(""); at != database.postlist_end(""); ++at) {
@@ -212,14 +268,14 @@ Result<WordIndex::IdSums> WordIndex::idSums() const {
 }
 
 Result<std::uint32_t> WordIndex::highId() const {
-  return guardIndex([&]() -> Result<std::uint32_t> {
+  return files_->read([&]() -> Result<std::uint32_t> {
     return static_cast<std::uint32_t>(
         Xapian::sortable_unserialise(files_->any().get_value_upper_bound(slot(IndexSlot::id))));
   });
 }
 
 Result<std::vector<std::uint32_t>> WordIndex::ids() const {
-  return guardIndex([&]() -> Result<std::vector<std::uint32_t>> {
+  return files_->read([&]() -> Result<std::vector<std::uint32_t>> {
     std::vector<std::uint32_t> ids;
     const Xapian::Database& database = files_->any();
     for (auto at = database.postlist_begin(""); at != database.postlist_end(""); ++at) {
@@ -229,8 +285,21 @@ Result<std::vector<std::uint32_t>> WordIndex::ids() const {
   });
 }
 
+Result<std::vector<std::uint32_t>> WordIndex::bareIds(std::size_t most) const {
+  return files_->read([&]() -> Result<std::vector<std::uint32_t>> {
+    std::vector<std::uint32_t> ids;
+    const Xapian::Database& database = files_->any();
+    for (auto at = database.postlist_begin(kBareTerm); at != database.postlist_end(kBareTerm);
+         ++at) {
+      ids.push_back(*at);
+    }
+    if (ids.size() > most) ids.erase(ids.begin(), ids.end() - static_cast<std::ptrdiff_t>(most));
+    return ids;
+  });
+}
+
 Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::tagDigests() const {
-  return guardIndex([&]() -> Result<std::vector<std::pair<std::uint32_t, std::string>>> {
+  return files_->read([&]() -> Result<std::vector<std::pair<std::uint32_t, std::string>>> {
     std::vector<std::pair<std::uint32_t, std::string>> digests;
     const Xapian::Database& database = files_->any();
     const Xapian::valueno of = slot(IndexSlot::tagDigest);
@@ -243,7 +312,7 @@ Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::tagDigests
 
 Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::sample(
     std::size_t most) const {
-  return guardIndex([&]() -> Result<std::vector<std::pair<std::uint32_t, std::string>>> {
+  return files_->read([&]() -> Result<std::vector<std::pair<std::uint32_t, std::string>>> {
     std::vector<std::pair<std::uint32_t, std::string>> sample;
     const Xapian::Database& database = files_->any();
     const Xapian::docid last = database.get_lastdocid();
@@ -260,7 +329,7 @@ Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::sample(
 }
 
 Result<std::string> WordIndex::note(const std::string& name) const {
-  return guardIndex([&]() -> Result<std::string> { return files_->any().get_metadata(name); });
+  return files_->read([&]() -> Result<std::string> { return files_->any().get_metadata(name); });
 }
 
 Result<void> WordIndex::setNote(const std::string& name, const std::string& text) {
@@ -271,7 +340,7 @@ Result<void> WordIndex::setNote(const std::string& name, const std::string& text
 }
 
 Result<std::vector<WordIndex::Failed>> WordIndex::failures() const {
-  return guardIndex([&]() -> Result<std::vector<Failed>> {
+  return files_->read([&]() -> Result<std::vector<Failed>> {
     std::vector<Failed> failures;
     const Xapian::Database& database = files_->any();
     for (auto at = database.postlist_begin(kFailedTerm); at != database.postlist_end(kFailedTerm);

@@ -28,6 +28,8 @@ struct IndexEntry {
   std::uint32_t id = 0;
   std::string date;       ///< "YYYY-MM-DD HH:MM:SS"
   std::string tagDigest;  ///< changes with the message's tags; empty: it has none
+  /// The archive has no source of the message, or not yet: another program may be storing it.
+  bool isBare = false;
   MessageTexts texts;
 };
 
@@ -53,8 +55,15 @@ class WordIndex {
   /// Opens what is there, for writing when nobody else does. `trouble` tells why it is unusable.
   State open();
   /// Begins an empty index in place of whatever is there, for writing. Fails when another program
-  /// has it, or the disk refuses.
-  [[nodiscard]] Result<void> create();
+  /// has it, or the disk refuses. With a language, English or "en", the words of texts are brought
+  /// to their stems, and those that are looked for as well; empty: words stay as they are.
+  [[nodiscard]] Result<void> create(const std::string& stemLanguage = {});
+  /// Fails with the languages that there are for another one.
+  [[nodiscard]] static Result<void> checkStemLanguage(const std::string& language);
+  /// Of the index that is open, or that was found unusable.
+  [[nodiscard]] const std::string& stemLanguage() const;
+  /// A folded word as the index has it in that field.
+  [[nodiscard]] std::string stemmed(Field field, const std::string& word) const;
   void close();
   [[nodiscard]] State state() const { return state_; }
   [[nodiscard]] const std::string& trouble() const { return trouble_; }
@@ -85,6 +94,8 @@ class WordIndex {
   [[nodiscard]] Result<std::uint32_t> highId() const;
   /// All ids, ascending.
   [[nodiscard]] Result<std::vector<std::uint32_t>> ids() const;
+  /// The greatest ids of the messages that are `isBare`, ascending, so many at most.
+  [[nodiscard]] Result<std::vector<std::uint32_t>> bareIds(std::size_t most) const;
   /// Id and digest of all messages that have tags, ids ascending.
   [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> tagDigests() const;
   /// Id and date of up to `most` messages from all over the index.
@@ -105,6 +116,8 @@ class WordIndex {
   /// says that the index has changed beneath a reader, `reopen` and ask again.
   [[nodiscard]] const Xapian::Database& database() const;
   void reopen();
+  /// Whether a failure of this index says that its files are damaged.
+  [[nodiscard]] static bool isDamage(const std::string& failure);
 
  private:
   struct Files;

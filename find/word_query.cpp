@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "find/query_date.h"
+#include "find/query_fields.h"
 #include "find/words.h"
 
 namespace keldane {
@@ -21,22 +22,15 @@ constexpr int kMaxDepth = 50;
 constexpr std::size_t kLeastBeginning = 2;
 constexpr double kNoMost = 1e18;
 
-struct FieldName {
-  std::string_view name;
-  std::vector<Field> fields;
-};
-
-const std::vector<FieldName>& fieldNames() {
-  static const std::vector<FieldName> names = {{"from", {Field::from}},
-                                               {"to", {Field::to}},
-                                               {"subject", {Field::subject}},
-                                               {"body", {Field::body}},
-                                               {"attachment", {Field::attachment}},
-                                               {"file", {Field::file}},
-                                               {"type", {Field::type}},
-                                               {"tag", {Field::tag}},
-                                               {"mailbox", {Field::mailbox}}};
-  return names;
+/// "from, to, subject and id"
+std::string fieldList() {
+  std::string list;
+  const std::vector<QueryField>& fields = queryFields();
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    list += i == 0 ? "" : i + 1 == fields.size() ? " and " : ", ";
+    list += fields[i].name;
+  }
+  return list;
 }
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -175,27 +169,29 @@ class Reader {
   }
 
   Part withField(const std::string& name, std::size_t begin, int depth) {
-    for (const FieldName& known : fieldNames()) {
-      if (known.name != name) continue;
+    const std::vector<QueryField>& all = queryFields();
+    const auto known = std::find_if(all.begin(), all.end(),
+                                    [&name](const QueryField& each) { return each.name == name; });
+    if (known == all.end()) {
+      fail(begin,
+           fmt::format("there is no field \"{}\": known are {}; put a text with a colon into "
+                       "quotes",
+                       name, fieldList()));
+      return std::nullopt;
+    }
+    if (known->value == FieldValue::words) {
       if (at_ >= text_.size() || isBlank(text_[at_]) || text_[at_] == ')') {
         fail(begin, fmt::format("a word is missing behind \"{}:\"", name));
         return std::nullopt;
       }
-      if (text_[at_] == '(') return brackets(known.fields, depth);
-      return text_[at_] == '"' ? quoted(known.fields) : plainWord(known.fields);
+      if (text_[at_] == '(') return brackets(known->fields, depth);
+      return text_[at_] == '"' ? quoted(known->fields) : plainWord(known->fields);
     }
     const std::size_t valueBegin = at_;
     const std::string_view value = rawWord();
-    if (name == "date") return date(value, valueBegin);
-    if (name == "size") return number(Kind::size, value, valueBegin);
-    if (name == "id") return number(Kind::id, value, valueBegin);
-    if (name == "has") return has(value, valueBegin);
-    fail(begin,
-         fmt::format("there is no field \"{}\": known are from, to, subject, body, attachment, "
-                     "file, type, tag, mailbox, date, size, has and id; put a text with a "
-                     "colon into quotes",
-                     name));
-    return std::nullopt;
+    if (known->value == FieldValue::date) return date(value, valueBegin);
+    if (known->value == FieldValue::has) return has(value, valueBegin);
+    return number(known->value == FieldValue::id ? Kind::id : Kind::size, value, valueBegin);
   }
 
   Part brackets(const std::vector<Field>& fields, int depth) {
@@ -324,7 +320,7 @@ class Reader {
 };
 
 std::string fieldText(const std::vector<Field>& fields) {
-  for (const FieldName& known : fieldNames()) {
+  for (const QueryField& known : queryFields()) {
     if (known.fields == fields) return std::string(known.name) + ":";
   }
   return {};

@@ -16,14 +16,17 @@ using Kind = QueryNode::Kind;
 /// Words that one `wor*` may stand for, in one field.
 constexpr Xapian::termcount kMaxExpansion = 20000;
 constexpr std::size_t kIdsAtOnce = 1000;
+constexpr int kMostTries = 5;
 
 Xapian::valueno slot(IndexSlot of) { return static_cast<Xapian::valueno>(of); }
 
 std::string term(Field field, const std::string& word) { return fieldPrefix(field) + word; }
 
-Xapian::Query wordsIn(Field field, const QueryNode& node) {
+Xapian::Query wordsIn(Field field, const QueryNode& node, const WordIndex& index) {
   std::vector<std::string> terms;
-  for (const std::string& word : node.words) terms.push_back(term(field, word));
+  for (const std::string& word : node.words) {
+    terms.push_back(term(field, index.stemmed(field, word)));
+  }
   if (terms.size() == 1) return Xapian::Query(terms[0]);
   const Xapian::Query phrase(Xapian::Query::OP_PHRASE, terms.begin(), terms.end(),
                              static_cast<Xapian::termcount>(terms.size()));
@@ -35,13 +38,19 @@ Xapian::Query wordsIn(Field field, const QueryNode& node) {
                        Xapian::Query(Xapian::Query::OP_AND, terms.begin(), terms.end()));
 }
 
-Xapian::Query inFields(const QueryNode& node) {
+Xapian::Query beginningIn(Field field, const std::string& word, const WordIndex& index) {
+  const Xapian::Query beginning(Xapian::Query::OP_WILDCARD, term(field, word), kMaxExpansion);
+  const std::string stem = index.stemmed(field, word);
+  if (stem == word) return beginning;
+  // A stem may be shorter than the beginning that was asked for.
+  return Xapian::Query(Xapian::Query::OP_OR, beginning, Xapian::Query(term(field, stem)));
+}
+
+Xapian::Query inFields(const QueryNode& node, const WordIndex& index) {
   std::vector<Xapian::Query> queries;
   for (const Field field : node.fields) {
-    queries.push_back(
-        node.kind == Kind::words
-            ? wordsIn(field, node)
-            : Xapian::Query(Xapian::Query::OP_WILDCARD, term(field, node.words[0]), kMaxExpansion));
+    queries.push_back(node.kind == Kind::words ? wordsIn(field, node, index)
+                                               : beginningIn(field, node.words[0], index));
   }
   return Xapian::Query(Xapian::Query::OP_OR, queries.begin(), queries.end());
 }
@@ -53,11 +62,11 @@ Xapian::Query dateRange(const QueryNode& node) {
   return Xapian::Query(Xapian::Query::OP_VALUE_RANGE, dates, node.from, node.to);
 }
 
-Xapian::Query indexQuery(const QueryNode& node) {
+Xapian::Query indexQuery(const QueryNode& node, const WordIndex& index) {
   switch (node.kind) {
     case Kind::words:
     case Kind::beginning:
-      return inFields(node);
+      return inFields(node, index);
     case Kind::date:
       return dateRange(node);
     case Kind::size:
@@ -70,7 +79,7 @@ Xapian::Query indexQuery(const QueryNode& node) {
       return Xapian::Query(std::string(kAttachmentTerm));
     case Kind::noneOf:
       return Xapian::Query(Xapian::Query::OP_AND_NOT, Xapian::Query::MatchAll,
-                           indexQuery(node.parts[0]));
+                           indexQuery(node.parts[0], index));
     case Kind::anyOf:
     case Kind::bothOf:
       break;
@@ -79,7 +88,7 @@ Xapian::Query indexQuery(const QueryNode& node) {
   std::vector<Xapian::Query> unwanted;
   for (const QueryNode& part : node.parts) {
     const bool isLeftOut = node.kind == Kind::bothOf && part.kind == Kind::noneOf;
-    (isLeftOut ? unwanted : wanted).push_back(indexQuery(isLeftOut ? part.parts[0] : part));
+    (isLeftOut ? unwanted : wanted).push_back(indexQuery(isLeftOut ? part.parts[0] : part, index));
   }
   const auto join = node.kind == Kind::bothOf ? Xapian::Query::OP_AND : Xapian::Query::OP_OR;
   Xapian::Query query = wanted.empty() ? Xapian::Query(Xapian::Query::MatchAll)
@@ -103,9 +112,21 @@ void collectWanted(const QueryNode& query, std::map<Field, WantedWords>& wanted)
 
 Result<std::vector<std::uint32_t>> WordSearch::ask(const QueryNode& query, HitOrder order,
                                                    std::size_t from, std::size_t count) {
+  Result<std::vector<std::uint32_t>> ids = askOnce(query, order, from, count);
+  // Another program has committed since the index was opened, and maybe does again.
+  for (int tries = 1; tries < kMostTries && !ids && ids.error().starts_with(kChangedIndex);
+       ++tries) {
+    index_.reopen();
+    ids = askOnce(query, order, from, count);
+  }
+  return ids;
+}
+
+Result<std::vector<std::uint32_t>> WordSearch::askOnce(const QueryNode& query, HitOrder order,
+                                                       std::size_t from, std::size_t count) {
   return guardIndex([&]() -> Result<std::vector<std::uint32_t>> {
     Xapian::Enquire enquire(index_.database());
-    enquire.set_query(indexQuery(query));
+    enquire.set_query(indexQuery(query, index_));
     if (order == HitOrder::newestFirst) {
       enquire.set_weighting_scheme(Xapian::BoolWeight());
       enquire.set_docid_order(Xapian::Enquire::DESCENDING);
@@ -176,9 +197,19 @@ Result<std::vector<std::uint32_t>> WordSearch::ids(const QueryNode& query, HitOr
   return ids;
 }
 
-HitPlace placeOf(const QueryNode& query, const MessageTexts& message, WordCutter& cutter) {
+HitPlace placeOf(const QueryNode& query, const MessageTexts& message, WordCutter& cutter,
+                 const WordIndex* index) {
   std::map<Field, WantedWords> wanted;
   collectWanted(query, wanted);
+  if (index != nullptr && !index->stemLanguage().empty()) {
+    for (auto& entry : wanted) {
+      WantedWords& words = entry.second;
+      words.stem = [index, field = entry.first](const std::string& word) {
+        return index->stemmed(field, word);
+      };
+      for (std::string& word : words.words) word = words.stem(word);
+    }
+  }
   HitPlace best;
   std::size_t most = 0;
   bool isBody = false;

@@ -49,6 +49,8 @@ class WordSearch {
  private:
   [[nodiscard]] Result<std::vector<std::uint32_t>> ask(const QueryNode& query, HitOrder order,
                                                        std::size_t from, std::size_t count);
+  [[nodiscard]] Result<std::vector<std::uint32_t>> askOnce(const QueryNode& query, HitOrder order,
+                                                           std::size_t from, std::size_t count);
   [[nodiscard]] Result<std::vector<WordHit>> rowsOf(const std::vector<std::uint32_t>& ids,
                                                     bool whole);
 
@@ -56,8 +58,9 @@ class WordSearch {
   WordIndex& index_;
 };
 
-/// Where the words stand: in the body if they do, else in the field that has most of them.
+/// Where the words stand: in the body if they do, else in the field that has most of them. `index`
+/// tells how it brings words to their stems; null: not at all.
 [[nodiscard]] HitPlace placeOf(const QueryNode& query, const MessageTexts& message,
-                               WordCutter& cutter);
+                               WordCutter& cutter, const WordIndex* index = nullptr);
 
 }  // namespace keldane

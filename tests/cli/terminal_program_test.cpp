@@ -334,6 +334,7 @@ TEST_F(TerminalProgram, TheDescriptionsMadeOfItAreSound) {
     const char* holds;
   };
   const Case cases[] = {{"manual", {"groff", "-man", "-Tutf8", "-ww", "-z"}, "logs ledger"},
+                        {"query-manual", {"groff", "-man", "-Tutf8", "-ww", "-z"}, "mailbox:"},
                         {"bash", {"bash", "-n"}, "'logs ledger:--only') offer -W 'archived"},
                         {"zsh", {"zsh", "-n"}, "'--only=[Only lines of this outcome]:archived"}};
   for (const Case& each : cases) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "base/text.h"
+#include "find/japanese_text.h"
 #include "find/snippet.h"
 #include "find/words.h"
 
@@ -34,6 +35,7 @@ TEST(HtmlText, GivesWhatAPersonReads) {
       {"entities", "&uuml;bel &#252;bel &#xFC;bel &copy 2003 &AMP &unknown; a&nbsp;b",
        "ubel ubel ubel 2003 amp unknown a b"},
       {"numbers of windows", "it&#146;s &#0; &#x110000;", "it s 0"},
+      {"numbers without an end", "En&#116er b&#x6frg &#12", "enter borg"},
       {"inline joins, block parts", "in<b>voi</b>ce<p>one</p>two<br>three<td>four",
        "invoice one two three four"},
       {"hidden", "a<style>b{c}</style><SCRIPT>if (x<y) d</SCRIPT >e<title>f</title>g", "a e g"},
@@ -54,6 +56,22 @@ TEST(HtmlText, GivesWhatAPersonReads) {
                                "</c>",
                                Markup::document)),
             "invoice 2 42");
+}
+
+TEST(JapaneseText, IsReadAgainWhereNoCharsetWasNamed) {
+  std::string asLatin1;
+  for (const char c : std::string("\x83\x8D\x83\x8A\x82\xC8\x82\xC7\x82\xC8\x82\xC7 132 "
+                                  "\x82\xA2\x82\xC2\x82\xDC\x82\xC5")) {
+    appendUtf8(asLatin1, static_cast<unsigned char>(c));
+  }
+  EXPECT_EQ(japaneseText(asLatin1),
+            "\u30ED\u30EA\u306A\u3069\u306A\u3069 132 "
+            "\u3044\u3064\u307E\u3067");
+  for (const char* other : {"", "plain", "caf\u00E9 \u00C4rger \u00E0 la carte",
+                            "\u0093quoted\u0094 "
+                            "by Windows, and some more of it \u0092 \u0093"}) {
+    EXPECT_EQ(japaneseText(other), "") << other;
+  }
 }
 
 TEST(HtmlText, IsBoundedAndLinear) {

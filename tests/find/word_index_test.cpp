@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "archive/archive_schema.h"
@@ -122,6 +123,8 @@ TEST_F(WordIndexTest, FindsEveryWordInItsField) {
       {"\"lait au\"", ""},
       {"hidden", ""},
       {"innermost", "1"},
+      {"attachment:inner", "1"},
+      {"from:inner", ""},
       {"from:jurgen", "1"},
       {"to:carl", "1"},
       {"attachment:turnover", "1"},
@@ -239,6 +242,55 @@ TEST_F(WordIndexTest, IsMadeAnewWhenItCannotBeUsedAndGoesOnWhereItWasCut) {
   EXPECT_EQ(read->behind, 1u);
   EXPECT_EQ(std::filesystem::status(folder_ / "index").permissions(),
             std::filesystem::perms::owner_all);
+}
+
+TEST_F(WordIndexTest, KeepsTheLanguageThatWordsAreStemmedIn) {
+  add(1, "x", "Subject: running\n\ntwo invoices\n");
+  Progress progress;
+  EXPECT_THAT(catchUp_->rebuild(progress, "klingon").error(), ::testing::HasSubstr("english"));
+  ASSERT_TRUE(catchUp_->rebuild(progress, "english"));
+  add(2, "y", "From: invoices@example.org\nSubject: runs\n\nx\n");
+  openIndex();
+  EXPECT_EQ(update().added, 1u);
+  EXPECT_EQ(find("run"), "2 1");
+  EXPECT_EQ(find("invoice"), "1") << "names stay as they are";
+  EXPECT_EQ(find("running*"), "2 1");
+  const auto message = catchUp_->load(1);
+  ASSERT_TRUE(message && *message);
+  WordCutter cutter;
+  const auto query = std::get<QueryNode>(readWordQuery("invoice", ""));
+  EXPECT_EQ(placeOf(query, reader_->read(**message), cutter, index_.get()).snippet.marks.size(),
+            1u);
+}
+
+TEST_F(WordIndexTest, AsksAgainWhenTheIndexChangesBeneathAReader) {
+  for (std::uint32_t id = 1; id <= 200; ++id) add(id, fmt::format("word{}", id), "");
+  update();
+  WordIndex reading(folder_ / "index", database_);
+  ASSERT_EQ(reading.open(), WordIndex::State::reading);
+  for (int round = 0; round < 4; ++round) {
+    for (std::uint32_t id = 1; id <= 200; ++id) {
+      ASSERT_TRUE(index_->putMailbox(id, fmt::format("box{}", round)));
+    }
+    ASSERT_TRUE(index_->commit());
+  }
+  const auto query = std::get<QueryNode>(readWordQuery("mailbox:box word", ""));
+  const auto ids = WordSearch(*session_, reading).ids(query, HitOrder::newestFirst);
+  ASSERT_TRUE(ids) << ids.error();
+  EXPECT_EQ(ids->size(), 200u);
+  const auto sums = reading.idSums();
+  ASSERT_TRUE(sums) << sums.error();
+  EXPECT_EQ(sums->count, 200u);
+}
+
+TEST_F(WordIndexTest, ReadsAMessageAgainThatWasBeingStored) {
+  add(1, "half", "");
+  update();
+  EXPECT_EQ(find("attached"), "");
+  sql("INSERT INTO origemail VALUES(1,'Subject: half\n\nattached')");
+  EXPECT_EQ(update().added, 1u);
+  EXPECT_EQ(find("attached"), "1");
+  EXPECT_EQ(update().added, 0u);
 }
 
 TEST_F(WordIndexTest, NoticesOneMessageGoneAndAnotherCome) {

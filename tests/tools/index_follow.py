@@ -208,9 +208,11 @@ def main():
         while any(thread.is_alive() for thread in threads):
             program.find(mail.text(1))
             searches += 1
-        count = archive.rows("SELECT COUNT(*) FROM email")[0][0]
+        count, tagged = archive.rows("SELECT (SELECT COUNT(*) FROM email), COUNT(*) FROM tags")[0]
+        if int(tagged) == 0:
+            faults.append("nothing was tagged")
         bad, found = differing(program, archive, mail, chance, QUERIES)
-        print(f"{count} messages, {searches} searches meanwhile; {QUERIES} queries with {found} "
+        print(f"{count} messages, {tagged} tagged, {searches} searches meanwhile; {QUERIES} queries with {found} "
               f"hits, {bad} differ from a search over the rows")
         killed, cut = kill_while_indexing(program, archive, mail, chance, kills,
                                           os.path.join(home, "late"))
