@@ -11,7 +11,7 @@ namespace keldane {
 namespace {
 
 /// Changes with all that makes other terms of the same message.
-constexpr const char* kFormat = "2";
+constexpr const char* kFormat = "3";
 constexpr const char* kFormatNote = "keldane-format";
 constexpr const char* kIdentityNote = "keldane-archive";
 constexpr const char* kStemNote = "keldane-stem";
