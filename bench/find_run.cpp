@@ -278,6 +278,7 @@ Times measure(const std::vector<Query>& queries, const std::string Query::*text,
 
 void printTimes(const char* program, const Times& times) {
   fmt::print("  {:<24} {:>9.1f} {:>9.1f} {:>9}\n", program, times.median, times.worst, times.hits);
+  std::fflush(stdout);  // it takes long
 }
 
 void printIndexing(const char* program, const Outcome& outcome, long messages, double megabytes) {
