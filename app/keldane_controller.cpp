@@ -66,6 +66,15 @@ void KeldaneController::makeParts() {
                             ports_.ui, [this] { terminate(); }});
   archiver_.archiveRun().reconnect = [this] { return reconnect(); };
   makeWindowPanels();
+  makeFindingPanels();
+}
+
+void KeldaneController::makeFindingPanels() {
+  findField_ = std::make_unique<FindField>(
+      FindField::Context{archiver_, *resultTable_, progress_, ports_.ui, ports_.environment});
+  foundMailPanel_ = std::make_unique<FoundMailPanel>(
+      FoundMailPanel::Context{archiver_.process(), ports_.environment, *archivePanel_, progress_,
+                              ports_.ui, [this] { sourceChooser_->openMbox(); }});
 }
 
 void KeldaneController::makeWindowPanels() {
@@ -81,6 +90,7 @@ void KeldaneController::makeWindowPanels() {
 }
 
 void KeldaneController::afterConnect() {
+  findField_->forgetIndex();
   sourceChooser_->forgetPostboxFolder();
   settingsPanel_->showPrefs();
   settingsPanel_->refresh();

@@ -15,6 +15,8 @@
 #include "app/panels/deletion_panel.h"
 #include "app/panels/duplicates_panel.h"
 #include "app/panels/export_panel.h"
+#include "app/panels/find_field.h"
+#include "app/panels/found_mail_panel.h"
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
 #include "app/panels/output_frame.h"
@@ -117,6 +119,8 @@ class KeldaneController {
   [[nodiscard]] MenuState menuState(std::size_t selectedRows) const;
   MessageViewer& messageViewer() { return *messageViewer_; }
   AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
+  FindField& findField() { return *findField_; }
+  FoundMailPanel& foundMailPanel() { return *foundMailPanel_; }
   AttachmentList& attachmentList() { return *attachmentList_; }
   SavePanel& savePanel() { return *savePanel_; }
   PrintPanel& printPanel() { return *printPanel_; }
@@ -139,6 +143,7 @@ class KeldaneController {
   [[nodiscard]] bool reconnect();
   void tell(const Faults& faults);
   void wireSettings();
+  void makeFindingPanels();
   void makeSearchPanels();
   void makeMessagePanels();
   void makeOutputPanels();
@@ -163,6 +168,8 @@ class KeldaneController {
   std::unique_ptr<MessageViewer> messageViewer_;
   std::unique_ptr<AttachmentLinks> attachmentLinks_;
   std::unique_ptr<AttachmentList> attachmentList_;
+  std::unique_ptr<FindField> findField_;
+  std::unique_ptr<FoundMailPanel> foundMailPanel_;
   std::unique_ptr<StatisticsPanel> statisticsPanel_;
   std::unique_ptr<OutputFrame> outputFrame_;
   std::unique_ptr<SavePanel> savePanel_;

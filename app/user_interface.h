@@ -77,6 +77,9 @@ class UserInterface {
   virtual void progressStarted(std::string_view title) = 0;
   virtual void progressChanged(int count, std::string_view detail) = 0;
   virtual void progressEnded() = 0;
+  /// Called now and then by a task that keeps the main thread busy, with the progress panel up: a
+  /// face can show how far it is. False when the user wants it to end.
+  [[nodiscard]] virtual bool goesOn() { return true; }
   /// The same of an archive run, in more detail; a face that shows the count may leave it out.
   virtual void readingProgress(const ReadingProgress&, std::string_view /*detail*/) {}
 

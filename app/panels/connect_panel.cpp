@@ -38,7 +38,10 @@ void ConnectPanel::doConnect() {
 }
 
 bool ConnectPanel::connectSaved() {
-  finish(archiver_.connectUnattended());
+  const Faults faults = archiver_.connectUnattended();
+  // The form follows, for a user who has to see to it.
+  setConnection();
+  finish(faults);
   return archiver_.connections().isConnected();
 }
 

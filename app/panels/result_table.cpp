@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "app/panels/panel_progress.h"
 #include "app/query_settings.h"
@@ -122,6 +123,49 @@ void ResultTable::getResults(const SearchOptions& filter) {
   // An empty list has raised the number all the same: a search inside it fails at the server.
   if (!emailIds.empty()) makeListView();
   if (context_.process.unattendedRun == 0) context_.ui.changed("storePanel");
+}
+
+std::string listOfIdsSQL(const std::vector<std::uint32_t>& ids) {
+  return selectListColumns("id") +
+         fmt::format("email WHERE id IN ({}) ORDER BY date_fld DESC",
+                     ids.empty() ? "0" : fmt::format("{}", fmt::join(ids, ",")));
+}
+
+KeptList ResultTable::takeList() {
+  return {std::exchange(emailRows, {}),  std::exchange(emailIds, {}),
+          std::exchange(rowCount, 0),    std::exchange(reverseList, false),
+          std::exchange(sortColumn, {}), std::exchange(listCountTextField, {})};
+}
+
+void ResultTable::putBack(KeptList list) {
+  emailRows = std::move(list.emailRows);
+  emailIds = std::move(list.emailIds);
+  rowCount = list.rowCount;
+  reverseList = list.reverseList;
+  sortColumn = std::move(list.sortColumn);
+  listCountTextField = std::move(list.listCountTextField);
+  context_.ui.changed("storeTableView");
+  context_.ui.changed("listCountTextField");
+}
+
+void ResultTable::showFound(const std::vector<std::uint32_t>& ids, bool more) {
+  static_cast<void>(takeList());
+  SearchOptions options;
+  options.style = dateStyleOf(context_.settings);
+  Progress unseen;
+  Result<SearchResult> found = SearchResult();
+  if (!ids.empty()) found = runSearch(context_.session, listOfIdsSQL(ids), options, unseen);
+  if (found) {
+    emailRows = std::move(found->rows);
+  } else {
+    printSqlError();
+  }
+  for (const Emailrow& row : emailRows) emailIds.push_back(fmt::format("{}", row.emailID));
+  rowCount = static_cast<int>(emailRows.size());
+  listCountTextField = fmt::format(
+      fmt::runtime(more ? "The newest {} emails found." : "{} emails found."), rowCount);
+  context_.ui.changed("storeTableView");
+  context_.ui.changed("listCountTextField");
 }
 
 void ResultTable::makeListView() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,6 +17,19 @@
 #include "settings/settings.h"
 
 namespace keldane {
+
+/// A list that stands aside while another is shown.
+struct KeptList {
+  std::vector<Emailrow> emailRows;
+  std::vector<std::string> emailIds;
+  int rowCount = 0;
+  bool reverseList = false;
+  std::string sortColumn;
+  std::string listCountTextField;
+};
+
+/// The list of these messages, the newest first, as a statement for `ResultTable`.
+[[nodiscard]] std::string listOfIdsSQL(const std::vector<std::uint32_t>& ids);
 
 /// The list that the user works with: runs a statement, keeps one row per message, and leaves a
 /// view of the list's ids on the server so that a later search can run inside it. Main thread.
@@ -41,6 +55,14 @@ class ResultTable {
   void retrieveUnfiltered();
   /// The list shown at the start: the 200 newest messages.
   void get500emails();
+  /// Lays the list aside, which leaves an empty one; shows it again. The view on the server stays
+  /// that of the list laid aside.
+  [[nodiscard]] KeptList takeList();
+  void putBack(KeptList list);
+  /// Shows the rows of these messages, behind which there may be `more`, without a view on the
+  /// server and without a word in between. A statement that is refused leaves an empty list and a
+  /// line on standard error.
+  void showFound(const std::vector<std::uint32_t>& ids, bool more);
   /// Empties rows, ids and the two count labels.
   void clear();
   /// Drops every list view. False after the first failure, which has been shown; the counters are
