@@ -20,9 +20,10 @@ struct Command {
   std::function<void()> run;
   QKeySequence shortcut = {};
   QString tool = {};  ///< words in the toolbar; empty: not there
-  const char* icon = "";
   /// Whether it can be chosen now; empty: always.
   std::function<bool()> enabled = {};
+  /// Of an item that is on or off; empty: it is none.
+  std::function<bool()> checked = {};
   bool beginsGroup = false;  ///< a line stands above it in the menu
 };
 

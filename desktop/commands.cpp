@@ -1,7 +1,7 @@
 #include "desktop/commands.h"
 
-#include <QCoreApplication>
-#include <QStyle>
+#include <QApplication>
+#include <QMessageBox>
 
 #include "app/keldane_controller.h"
 #include "app/panels/menu_validation.h"
@@ -9,6 +9,9 @@
 
 namespace keldane {
 namespace {
+
+/// Whether the menu item of a title can be chosen.
+using IsValid = std::function<std::function<bool()>(const char* title)>;
 
 struct Words {
   Q_DECLARE_TR_FUNCTIONS(Commands)
@@ -20,13 +23,29 @@ void addArchiveCommands(std::vector<Command>& list, KeldaneController& controlle
                   .title = Words::tr("Archive Email..."),
                   .run = [&controller] { controller.archivePanel().setStoreDate(); },
                   .shortcut = QKeySequence("Ctrl+Shift+A"),
-                  .tool = Words::tr("Archive"),
-                  .icon = "document-save"});
+                  .tool = Words::tr("Archive")});
   list.push_back({.name = "importItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Import MBOX Files..."),
                   .run = [&controller] { controller.sourceChooser().openMbox(); },
                   .shortcut = QKeySequence::Open});
+  list.push_back({.name = "foundMailItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("Archive My Mail..."),
+                  .run = [&controller] { controller.foundMailPanel().findMail(); }});
+  list.push_back({.name = "connectItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("Connect to Server..."),
+                  .run = [&controller] { controller.connectPanel().newConnect(); },
+                  .beginsGroup = true});
+  list.push_back({.name = "schemaItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("Show Database Schema"),
+                  .run = [&controller] { controller.databasePanel().showSchema(); }});
+  list.push_back({.name = "deleteDatabaseItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("Delete Database..."),
+                  .run = [&controller] { controller.databasePanel().deleteDatabase(); }});
   list.push_back({.name = "logItem",
                   .menu = Menu::archive,
                   .title = Words::tr("View Archive Log"),
@@ -36,10 +55,6 @@ void addArchiveCommands(std::vector<Command>& list, KeldaneController& controlle
                   .menu = Menu::archive,
                   .title = Words::tr("View Duplicates Log"),
                   .run = [&controller] { controller.archivePanel().viewDuplicateLog(); }});
-  list.push_back({.name = "schemaItem",
-                  .menu = Menu::archive,
-                  .title = Words::tr("Show Database Schema"),
-                  .run = [&controller] { controller.databasePanel().showSchema(); }});
   list.push_back({.name = "quitItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Quit"),
@@ -48,40 +63,8 @@ void addArchiveCommands(std::vector<Command>& list, KeldaneController& controlle
                   .beginsGroup = true});
 }
 
-void addSearchCommands(std::vector<Command>& list, KeldaneController& controller) {
-  list.push_back({.name = "browseItem",
-                  .menu = Menu::search,
-                  .title = Words::tr("Browse Database"),
-                  .run = [&controller] { controller.retrieveSheet().browseDatabase(); },
-                  .shortcut = QKeySequence("Ctrl+B"),
-                  .tool = Words::tr("Browse"),
-                  .icon = "view-list-details"});
-  list.push_back({.name = "browseBySizeItem",
-                  .menu = Menu::search,
-                  .title = Words::tr("Browse by Size"),
-                  .run = [&controller] { controller.retrieveSheet().browseBySize(); }});
-  list.push_back({.name = "newestItem",
-                  .menu = Menu::search,
-                  .title = Words::tr("Newest Emails"),
-                  .run = [&controller] { controller.resultTable().get500emails(); }});
-}
-
-void addMessageCommands(std::vector<Command>& list, KeldaneController& controller,
-                        MainWindow& window) {
-  const auto isValid = [&controller, &window](const char* title) {
-    return [&controller, &window, title] {
-      return validateMenuItem(title, controller.menuState(window.selectedCount()));
-    };
-  };
-  list.push_back({.name = "viewRawItem",
-                  .menu = Menu::message,
-                  .title = Words::tr("View Raw Source"),
-                  .run = [&controller] { controller.messageViewer().viewOrig(); },
-                  .shortcut = QKeySequence("Ctrl+U"),
-                  .enabled = isValid("View Raw Source")});
-}
-
-void addEditCommands(std::vector<Command>& list, MainWindow& window) {
+void addEditCommands(std::vector<Command>& list, KeldaneController& controller,
+                     MainWindow& window) {
   list.push_back({.name = "copyItem",
                   .menu = Menu::edit,
                   .title = Words::tr("Copy"),
@@ -92,16 +75,164 @@ void addEditCommands(std::vector<Command>& list, MainWindow& window) {
                   .title = Words::tr("Select All"),
                   .run = [&window] { window.selectAll(); },
                   .shortcut = QKeySequence::SelectAll});
+  SettingsPanel& settings = controller.settingsPanel();
+  list.push_back({.name = "settingsItem",
+                  .menu = Menu::edit,
+                  .title = Words::tr("Settings..."),
+                  .run = [&settings] { settings.doPrefPanel(); },
+                  .shortcut = QKeySequence("Ctrl+,"),
+                  .beginsGroup = true});
+  list.push_back({.name = "saveSettingsCopyItem",
+                  .menu = Menu::edit,
+                  .title = Words::tr("Save a Copy of the Settings"),
+                  .run = [&settings] { settings.saveSettingsCopy(); }});
+  list.push_back({.name = "replaceSettingsCopyItem",
+                  .menu = Menu::edit,
+                  .title = Words::tr("Replace Settings with a Saved Copy..."),
+                  .run = [&settings] { settings.replaceSettingsCopy(); }});
+  list.push_back({.name = "debugItem",
+                  .menu = Menu::edit,
+                  .title = Words::tr("Debug Log"),
+                  .run = [&settings] { settings.setDebugLog(); },
+                  .checked = [&settings] { return settings.form.debugItem; }});
+}
+
+void addSearchCommands(std::vector<Command>& list, KeldaneController& controller,
+                       MainWindow& window, const IsValid& isValid) {
+  RetrieveSheet& sheet = controller.retrieveSheet();
+  list.push_back({.name = "findItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Find"),
+                  .run = [&window] { window.focusFind(); },
+                  .shortcut = QKeySequence("Ctrl+F")});
+  list.push_back({.name = "searchItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Search Database..."),
+                  .run = [&sheet] { sheet.retrieveFromDB(); },
+                  .shortcut = QKeySequence("F3"),
+                  .tool = Words::tr("Search"),
+                  .beginsGroup = true});
+  list.push_back(
+      {.name = "listSearchButton",
+       .menu = Menu::search,
+       .title = Words::tr("Search in List..."),
+       .run = [&sheet] { sheet.retrieveFromList(); },
+       .shortcut = QKeySequence("Shift+F3"),
+       .enabled = [&controller] { return controller.resultTable().listSearchButtonEnabled; }});
+  list.push_back({.name = "editSqlItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Edit SQL..."),
+                  .run = [&controller] { controller.sqlEditor().editSqlString(); }});
+  list.push_back({.name = "savedSearchesItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Saved Searches..."),
+                  .run = [&controller] { controller.savedSearchesPanel().savedSearches(); },
+                  .enabled = isValid("Saved Searches...")});
+  list.push_back({.name = "browseItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Browse Database"),
+                  .run = [&sheet] { sheet.browseDatabase(); },
+                  .shortcut = QKeySequence("Ctrl+B"),
+                  .tool = Words::tr("Browse"),
+                  .beginsGroup = true});
+  list.push_back({.name = "browseBySizeItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Browse by Size"),
+                  .run = [&sheet] { sheet.browseBySize(); }});
+  list.push_back({.name = "newestItem",
+                  .menu = Menu::search,
+                  .title = Words::tr("Newest Emails"),
+                  .run = [&controller] { controller.resultTable().get500emails(); }});
+}
+
+void addViewCommands(std::vector<Command>& list, MainWindow& window) {
+  list.push_back({.name = "largerItem",
+                  .menu = Menu::view,
+                  .title = Words::tr("Larger Text"),
+                  .run = [&window] { window.zoom(1); },
+                  .shortcut = QKeySequence("Ctrl++")});
+  list.push_back({.name = "smallerItem",
+                  .menu = Menu::view,
+                  .title = Words::tr("Smaller Text"),
+                  .run = [&window] { window.zoom(-1); },
+                  .shortcut = QKeySequence("Ctrl+-")});
+  list.push_back({.name = "usualSizeItem",
+                  .menu = Menu::view,
+                  .title = Words::tr("Usual Size"),
+                  .run = [&window] { window.zoom(0); },
+                  .shortcut = QKeySequence("Ctrl+0")});
+}
+
+void addMessageCommands(std::vector<Command>& list, KeldaneController& controller,
+                        MainWindow& window, const IsValid& isValid) {
+  list.push_back({.name = "nextItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("Next"),
+                  .run = [&window] { window.step(1); },
+                  .shortcut = QKeySequence("Ctrl+Down")});
+  list.push_back({.name = "previousItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("Previous"),
+                  .run = [&window] { window.step(-1); },
+                  .shortcut = QKeySequence("Ctrl+Up")});
+  list.push_back({.name = "viewRawItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("View Raw Source"),
+                  .run = [&controller] { controller.messageViewer().viewOrig(); },
+                  .shortcut = QKeySequence("Ctrl+U"),
+                  .enabled = isValid("View Raw Source"),
+                  .beginsGroup = true});
+}
+
+void addWindowCommands(std::vector<Command>& list, MainWindow& window) {
+  list.push_back({.name = "closeItem",
+                  .menu = Menu::window,
+                  .title = Words::tr("Close Window"),
+                  .run =
+                      [] {
+                        if (QWidget* active = QApplication::activeWindow()) active->close();
+                      },
+                  .shortcut = QKeySequence("Ctrl+W")});
+  list.push_back({.name = "minimizeItem",
+                  .menu = Menu::window,
+                  .title = Words::tr("Minimize"),
+                  .run = [&window] { window.showMinimized(); },
+                  .shortcut = QKeySequence("Ctrl+M")});
+}
+
+void addHelpCommands(std::vector<Command>& list, MainWindow& window) {
+  list.push_back({.name = "shortcutsItem",
+                  .menu = Menu::help,
+                  .title = Words::tr("Keyboard Shortcuts"),
+                  .run = [&window] { window.showShortcuts(); },
+                  .shortcut = QKeySequence("F1")});
+  list.push_back({.name = "aboutItem",
+                  .menu = Menu::help,
+                  .title = Words::tr("About Keldane Pro"),
+                  .run = [&window] {
+                    QMessageBox::about(&window, Words::tr("About Keldane Pro"),
+                                       QStringLiteral("Keldane Pro 8.0.1\n\n") +
+                                           Words::tr("Keeps your e-mail, for good, in a database "
+                                                     "that you own."));
+                  }});
 }
 
 }  // namespace
 
 std::vector<Command> windowCommands(KeldaneController& controller, MainWindow& window) {
   std::vector<Command> list;
+  const IsValid isValid = [&controller, &window](const char* title) {
+    return [&controller, &window, title] {
+      return validateMenuItem(title, controller.menuState(window.selectedCount()));
+    };
+  };
   addArchiveCommands(list, controller);
-  addEditCommands(list, window);
-  addSearchCommands(list, controller);
-  addMessageCommands(list, controller, window);
+  addEditCommands(list, controller, window);
+  addSearchCommands(list, controller, window, isValid);
+  addViewCommands(list, window);
+  addMessageCommands(list, controller, window, isValid);
+  addWindowCommands(list, window);
+  addHelpCommands(list, window);
   return list;
 }
 

@@ -1,6 +1,7 @@
 #include "desktop/main_window.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QSettings>
@@ -23,6 +25,7 @@
 #include "app/keldane_controller.h"
 #include "desktop/appearance.h"
 #include "desktop/first_page.h"
+#include "desktop/fonts.h"
 #include "desktop/form_binding.h"
 #include "desktop/message_pane.h"
 #include "desktop/qt_text.h"
@@ -122,6 +125,7 @@ void MainWindow::makeList() {
     head->addAction(shown);
   }
   head->setSectionHidden(kIdColumn, true);
+  head->setSectionResizeMode(kSubjectColumn, QHeaderView::Stretch);
   connect(head, &QHeaderView::sectionClicked, this,
           [this](int column) { model_->sort(column, Qt::AscendingOrder); });
   connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -161,6 +165,7 @@ void MainWindow::addCommands(std::vector<Command> commands) {
       if (command.beginsGroup) items->addSeparator();
       QAction* action = items->addAction(command.title, command.shortcut, this, command.run);
       action->setObjectName(QString::fromLatin1(command.name));
+      action->setCheckable(static_cast<bool>(command.checked));
       if (!command.tool.isEmpty()) {
         action->setIconText(command.tool);
         tools->addAction(action);
@@ -168,15 +173,92 @@ void MainWindow::addCommands(std::vector<Command> commands) {
     }
     if (items != nullptr) connect(items, &QMenu::aboutToShow, this, [this] { enableCommands(); });
   }
+  makeFindField(*tools);
   enableCommands();
   restoreState();
+}
+
+void MainWindow::makeFindField(QToolBar& tools) {
+  auto* gap = new QWidget(&tools);
+  gap->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  find_ = new QLineEdit(&tools);
+  nameControl(*find_, "findField", tr("Find"));
+  find_->setPlaceholderText(tr("Find"));
+  find_->setClearButtonEnabled(true);
+  find_->setMaximumWidth(320);
+  find_->setToolTip(
+      tr("Words of the message or of its attachments; \"in quotes\", from:, subject:, "
+         "date:2003..2005, "
+         "has:attachment, OR, -not"));
+  findMessage_ = new QLabel(&tools);
+  nameControl(*findMessage_, "findMessage");
+  findMessage_->setTextFormat(Qt::PlainText);
+  tools.addWidget(gap);
+  tools.addWidget(findMessage_);
+  tools.addWidget(find_);
+  connect(find_, &QLineEdit::textEdited, this, [this](const QString& text) { findAsTyped(text); });
+  connect(find_, &QLineEdit::returnPressed, this, [this] {
+    controller_.findField().keep();
+    list_->setFocus();
+  });
+  find_->installEventFilter(this);
+}
+
+/// The index is brought in step once for each search.
+void MainWindow::findAsTyped(const QString& text) {
+  FindField& field = controller_.findField();
+  if (!finding_ && !text.isEmpty()) {
+    if (!field.begin()) return;
+    finding_ = true;
+  }
+  field.type(plainText(find_->text()));
+  if (text.isEmpty()) finding_ = false;
+}
+
+void MainWindow::giveUpFinding() {
+  finding_ = false;
+  find_->clear();
+  controller_.findField().giveUp();
+  list_->setFocus();
+}
+
+void MainWindow::focusFind() {
+  find_->setFocus(Qt::ShortcutFocusReason);
+  find_->selectAll();
+}
+
+void MainWindow::zoom(int steps) {
+  zoomSteps_ = steps == 0 ? 0 : std::clamp(zoomSteps_ + steps, -6, 12);
+  pane_->zoom(std::pow(1.1, zoomSteps_));
+}
+
+void MainWindow::showFonts() {
+  const UserSettings& user = controller_.settings().user;
+  list_->setFont(fontOf(user.listFont));
+  pane_->setTextFont(fontOf(user.bodyFont));
 }
 
 void MainWindow::enableCommands() {
   for (const Command& command : commands_) {
     auto* action = findChild<QAction*>(QString::fromLatin1(command.name));
-    if (action != nullptr) action->setEnabled(!command.enabled || command.enabled());
+    if (action == nullptr) continue;
+    action->setEnabled(!command.enabled || command.enabled());
+    if (command.checked) action->setChecked(command.checked());
   }
+}
+
+void MainWindow::showShortcuts() {
+  QString lines;
+  for (const Command& command : commands_) {
+    if (command.shortcut.isEmpty()) continue;
+    lines += QStringLiteral("%1\t%2\n")
+                 .arg(command.shortcut.toString(QKeySequence::NativeText), command.title);
+  }
+  lines +=
+      tr("N, J\tNext message (in the list)\nP, K\tPrevious message (in the list)\n"
+         "Space\tScrolls, then the next message\nEsc\tIn Find: the former list\n"
+         "Enter\tIn Find: keeps what is found as the list\n");
+  controller_.userInterface().showText(plainText(tr("Keyboard Shortcuts")), plainText(lines));
 }
 
 void MainWindow::showContextMenu(const QPoint& position) {
@@ -214,7 +296,11 @@ void MainWindow::showLook() {
 }
 
 void MainWindow::controlChanged(const QString& control) {
-  if (control == "appearance") showLook();
+  if (control == "appearance") {
+    showLook();
+    showFonts();
+  }
+  if (control == "findMessage") findMessage_->setText(messageLine(controller_.findField().message));
   if (control == "storeTableView") reloadList();
   const bool ofMessage = pane_->findChild<QObject*>(control) != nullptr ||
                          control == "messageHead" || control == "mySplitView" ||
@@ -289,6 +375,7 @@ void MainWindow::showSelection() {
     viewer.clearMessageViews();
   } else {
     viewer.tableViewSelectionDidChange();
+    pane_->markWords(controller_.findField().words());
   }
   refresh();
 }
@@ -309,6 +396,18 @@ void MainWindow::selectAll() {
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == find_ && event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Escape) {
+      giveUpFinding();
+      return true;
+    }
+    if (key == Qt::Key_Down) {
+      list_->setFocus();
+      step(list_->currentIndex().isValid() ? 1 : 0);
+      return true;
+    }
+  }
   if (watched == list_ && event->type() == QEvent::KeyPress) {
     const auto* key = static_cast<QKeyEvent*>(event);
     if (key->modifiers() == Qt::NoModifier) {

@@ -13,6 +13,7 @@ class QLineEdit;
 class QSettings;
 class QSplitter;
 class QStackedWidget;
+class QToolBar;
 class QTreeView;
 
 namespace keldane {
@@ -46,6 +47,11 @@ class MainWindow : public QMainWindow, public PanelView {
   void selectAll();
   /// The next or the previous message.
   void step(int rows);
+  /// The field for words of the word index gets the focus.
+  void focusFind();
+  /// Larger or smaller letters in the message; 0: as they were.
+  void zoom(int steps);
+  void showShortcuts();
   void saveState() const;
 
   MessagePane& messagePane() { return *pane_; }
@@ -63,6 +69,10 @@ class MainWindow : public QMainWindow, public PanelView {
  private:
   void makeList();
   void makeStatusBar();
+  void makeFindField(QToolBar& tools);
+  void findAsTyped(const QString& text);
+  void giveUpFinding();
+  void showFonts();
   void restoreState();
   void showLook();
   void reloadList();
@@ -84,6 +94,10 @@ class MainWindow : public QMainWindow, public PanelView {
   QLabel* listCount_ = nullptr;
   QLabel* size_ = nullptr;
   QLabel* connection_ = nullptr;
+  QLineEdit* find_ = nullptr;
+  QLabel* findMessage_ = nullptr;
+  bool finding_ = false;  ///< the index is in step for what is being typed
+  int zoomSteps_ = 0;
   bool reloading_ = false;
   bool paneIsStale_ = false;
 };

@@ -4,6 +4,7 @@
 #include <QDesktopServices>
 #include <QFormLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
@@ -21,14 +22,22 @@
 namespace keldane {
 namespace {
 
-/// A line of the head: plain text that may be taken away by the mouse, and breaks where it must.
-QLabel* makeLine(QWidget* parent, const char* name) {
-  auto* label = new QLabel(parent);
-  label->setObjectName(QString::fromLatin1(name));
-  label->setTextFormat(Qt::PlainText);
-  label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  label->setWordWrap(true);
-  return label;
+/// A line of the head: a field that is read, selected and scrolled, and takes nothing for markup.
+QLineEdit* makeLine(QWidget* parent, const char* name, const QString& words) {
+  auto* line = new QLineEdit(parent);
+  nameControl(*line, name, words);
+  line->setReadOnly(true);
+  line->setFrame(false);
+  line->setAutoFillBackground(false);
+  line->setBackgroundRole(QPalette::Window);
+  line->setStyleSheet("QLineEdit{background:transparent}");
+  return line;
+}
+
+/// From its beginning.
+void showLine(QLineEdit& line, const std::string& text) {
+  line.setText(messageLine(text));
+  line.setCursorPosition(0);
 }
 
 }  // namespace
@@ -142,12 +151,12 @@ void MessagePane::makeHead() {
   headLines_->setContentsMargins(0, 0, 0, 0);
   headLines_->setVerticalSpacing(2);
   headLines_->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-  subject_ = makeLine(head_, "subjectLine");
-  from_ = makeLine(head_, "fromLine");
-  to_ = makeLine(head_, "toLine");
-  cc_ = makeLine(head_, "ccLine");
-  date_ = makeLine(head_, "dateLine");
-  tags_ = makeLine(head_, "tagsLine");
+  subject_ = makeLine(head_, "subjectLine", tr("Subject"));
+  from_ = makeLine(head_, "fromLine", tr("From"));
+  to_ = makeLine(head_, "toLine", tr("To"));
+  cc_ = makeLine(head_, "ccLine", tr("Cc"));
+  date_ = makeLine(head_, "dateLine", tr("Date"));
+  tags_ = makeLine(head_, "tagsLine", tr("Tags"));
   QFont bold = subject_->font();
   bold.setBold(true);
   subject_->setFont(bold);
@@ -192,7 +201,10 @@ void MessagePane::refresh() {
   showMode();
   const MessageViews& views = controller_.messageViewer().views;
   const QString text = qtText(views.bodyTextView);
-  if (text_->toPlainText() != text) text_->setPlainText(text);
+  if (text_->toPlainText() != text) {
+    text_->setPlainText(text);
+    showMarks();
+  }
   refreshAttachments();
 }
 
@@ -210,11 +222,11 @@ void MessagePane::showHead() {
   const MessageHead& head = controller_.messageViewer().head;
   const bool shown = !head.date.empty() || !head.from.empty() || !head.subject.empty();
   head_->setVisible(shown);
-  subject_->setText(head.subject.empty() ? tr("(no subject)") : messageLine(head.subject));
-  from_->setText(messageLine(head.from));
-  to_->setText(messageLine(head.to));
-  cc_->setText(messageLine(head.cc));
-  date_->setText(messageLine(head.date));
+  showLine(*subject_, head.subject.empty() ? plainText(tr("(no subject)")) : head.subject);
+  showLine(*from_, head.from);
+  showLine(*to_, head.to);
+  showLine(*cc_, head.cc);
+  showLine(*date_, head.date);
   QStringList tags;
   for (const std::string& tag : head.tags) tags += messageLine(tag);
   if (!head.notes.empty()) tags += messageLine(head.notes);
@@ -252,11 +264,19 @@ void MessagePane::copy() {
   }
 }
 
-void MessagePane::mark(const QString& words) {
+void MessagePane::markWords(const std::vector<std::string>& words) {
+  marked_ = words;
+  showMarks();
+}
+
+/// The engine marks one text at a time.
+void MessagePane::showMarks() {
+  constexpr qsizetype kMostMarks = 2000;
   QList<QTextEdit::ExtraSelection> marks;
-  if (!words.isEmpty()) {
+  for (const std::string& word : marked_) {
     QTextCursor at(text_->document());
-    while (!(at = text_->document()->find(words, at)).isNull()) {
+    while (marks.size() < kMostMarks &&
+           !(at = text_->document()->find(qtText(word), at)).isNull()) {
       QTextEdit::ExtraSelection mark;
       mark.cursor = at;
       mark.format.setBackground(palette().highlight());
@@ -265,15 +285,20 @@ void MessagePane::mark(const QString& words) {
     }
   }
   text_->setExtraSelections(marks);
-  if (html_ != nullptr) html_->mark(words);
+  if (html_ != nullptr) html_->mark(marked_.empty() ? QString() : qtText(marked_.front()));
 }
 
 void MessagePane::zoom(double factor) {
   zoom_ = factor;
-  QFont font = QWidget::font();
+  QFont font = textFont_;
   font.setPointSizeF(font.pointSizeF() * factor);
   text_->setFont(font);
   if (html_ != nullptr) html_->zoom(factor);
+}
+
+void MessagePane::setTextFont(const QFont& font) {
+  textFont_ = font;
+  zoom(zoom_);
 }
 
 void MessagePane::setDark(bool dark) {

@@ -1,13 +1,17 @@
 #pragma once
 
 #include <QCoreApplication>
+#include <QFont>
 #include <QWidget>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "app/panels/message_web_view.h"
 
 class QFormLayout;
 class QLabel;
+class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
 class QStackedWidget;
@@ -37,8 +41,9 @@ class MessagePane : public QWidget, public MessageWebView {
   /// One page down. False at the end of the message.
   bool scrollOn();
   void copy();
-  /// Marks these words in the message; none for an empty text.
-  void mark(const QString& words);
+  /// Marks these words in the messages that are shown from now on.
+  void markWords(const std::vector<std::string>& words);
+  void setTextFont(const QFont& font);
   void zoom(double factor);
   void setDark(bool dark);
 
@@ -50,16 +55,17 @@ class MessagePane : public QWidget, public MessageWebView {
   HtmlView& htmlView();
   void makePictureBar();
   void showPictureBar();
+  void showMarks();
 
   KeldaneController& controller_;
   QWidget* head_;
   QFormLayout* headLines_ = nullptr;
-  QLabel* from_ = nullptr;
-  QLabel* to_ = nullptr;
-  QLabel* cc_ = nullptr;
-  QLabel* date_ = nullptr;
-  QLabel* subject_ = nullptr;
-  QLabel* tags_ = nullptr;
+  QLineEdit* from_ = nullptr;
+  QLineEdit* to_ = nullptr;
+  QLineEdit* cc_ = nullptr;
+  QLineEdit* date_ = nullptr;
+  QLineEdit* subject_ = nullptr;
+  QLineEdit* tags_ = nullptr;
   QPushButton* textButton_ = nullptr;
   QPushButton* htmlButton_ = nullptr;
   QPushButton* sourceButton_ = nullptr;
@@ -75,6 +81,8 @@ class MessagePane : public QWidget, public MessageWebView {
   bool attachmentsWithHtml_ = false;
   bool dark_ = false;
   double zoom_ = 1;
+  QFont textFont_;
+  std::vector<std::string> marked_;
 };
 
 }  // namespace keldane

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include <QBoxLayout>
 #include <QCoreApplication>
@@ -17,6 +18,7 @@ namespace keldane {
 namespace {
 
 constexpr std::chrono::milliseconds kAppearsAfter{300};
+constexpr std::chrono::milliseconds kBetweenShows{50};
 constexpr double kLeastShare = 0.01;  ///< before that much is done, the rest cannot be guessed
 constexpr double kLeastSeconds = 2;
 constexpr int kBarSteps = 1000;
@@ -89,6 +91,11 @@ ProgressWindow::ProgressWindow(QWidget* parent)
     show();
   });
   const auto stop = [this] {
+    if (busy_) {
+      stopped_ = true;
+      cancelButton_->setEnabled(false);
+      return;
+    }
     if (!cancel || !canCancel || !canCancel()) return;
     cancelButton_->setEnabled(false);
     count_->setText(tr("Stopping after the message at hand..."));
@@ -104,7 +111,7 @@ double ProgressWindow::seconds() const {
 
 void ProgressWindow::start(const QString& title) {
   started_ = std::chrono::steady_clock::now();
-  reading_ = false;
+  reading_ = busy_ = stopped_ = false;
   title_->setText(title);
   count_->clear();
   detail_->clear();
@@ -113,8 +120,22 @@ void ProgressWindow::start(const QString& title) {
   if (!isVisible()) appearance_->start(kAppearsAfter);
 }
 
+bool ProgressWindow::goesOn() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - started_ < kAppearsAfter || now - shown_ < kBetweenShows) return !stopped_;
+  shown_ = now;
+  if (!std::exchange(busy_, true)) {
+    // Nothing else is to be clicked on while the task is at work.
+    setWindowModality(Qt::ApplicationModal);
+    refresh();
+    show();
+  }
+  QCoreApplication::processEvents();
+  return !stopped_;
+}
+
 void ProgressWindow::refresh() {
-  const bool can = canCancel && canCancel();
+  const bool can = busy_ ? !stopped_ : canCancel && canCancel();
   cancelButton_->setVisible(can);
   cancelButton_->setEnabled(can);
 }
@@ -138,6 +159,7 @@ void ProgressWindow::showReading(const ReadingProgress& progress, const QString&
 
 void ProgressWindow::end() {
   appearance_->stop();
+  busy_ = stopped_ = false;
   hide();
 }
 

@@ -25,6 +25,9 @@ class ProgressWindow : public PanelDialog {
   void showCount(int count, const QString& detail);
   void showReading(const ReadingProgress& progress, const QString& detail);
   void end();
+  /// A task that keeps the main thread busy lets the panel show itself. False when the user wants
+  /// the task to end.
+  [[nodiscard]] bool goesOn();
 
   /// The user wants the run under way to end.
   std::function<void()> cancel;
@@ -37,6 +40,7 @@ class ProgressWindow : public PanelDialog {
   [[nodiscard]] double seconds() const;
 
   std::chrono::steady_clock::time_point started_;
+  std::chrono::steady_clock::time_point shown_;
   QLabel* title_;
   QProgressBar* indicator_;
   QLabel* count_;
@@ -44,6 +48,8 @@ class ProgressWindow : public PanelDialog {
   QPushButton* cancelButton_;
   QTimer* appearance_;
   bool reading_ = false;
+  bool busy_ = false;     ///< a task of the main thread is under way, and asks `goesOn`
+  bool stopped_ = false;  ///< the user wants that to end
 };
 
 /// "1,200 of 3,250 files, 380 messages a second, about 12 s left".

@@ -167,6 +167,8 @@ void QtUserInterface::readingProgress(const ReadingProgress& progress, std::stri
   if (progress_ != nullptr) progress_->showReading(progress, messageLine(detail));
 }
 
+bool QtUserInterface::goesOn() { return progress_ == nullptr || progress_->goesOn(); }
+
 void QtUserInterface::progressEnded() {
   if (progress_ != nullptr) progress_->end();
 }

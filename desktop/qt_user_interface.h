@@ -43,6 +43,7 @@ class QtUserInterface : public UserInterface {
   void progressStarted(std::string_view title) override;
   void progressChanged(int count, std::string_view detail) override;
   void progressEnded() override;
+  [[nodiscard]] bool goesOn() override;
   void readingProgress(const ReadingProgress& progress, std::string_view detail) override;
   void showText(std::string_view title, std::string_view text) override;
 

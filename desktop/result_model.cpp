@@ -41,7 +41,7 @@ QVariant ResultModel::headerData(int section, Qt::Orientation orientation, int r
   if (orientation != Qt::Horizontal) return {};
   const ResultColumn& column = kResultColumns[section];
   if (role == Qt::DisplayRole) {
-    return column.identifier == kAttachments ? QStringLiteral("\U0001F4CE") : tr(column.title);
+    return column.identifier == kAttachments ? tr("Att.") : tr(column.title);
   }
   if (role == Qt::ToolTipRole || role == Qt::AccessibleTextRole) return tr(column.title);
   return {};

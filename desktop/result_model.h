@@ -15,13 +15,14 @@ struct ResultColumn {
   int width;  ///< at first, in average characters
 };
 inline constexpr ResultColumn kResultColumns[] = {
-    {"emailDate", QT_TRANSLATE_NOOP("ResultModel", "Date"), 22},
-    {"emailFrom", QT_TRANSLATE_NOOP("ResultModel", "From"), 30},
-    {"emailTo", QT_TRANSLATE_NOOP("ResultModel", "To"), 24},
+    {"emailDate", QT_TRANSLATE_NOOP("ResultModel", "Date"), 28},
+    {"emailFrom", QT_TRANSLATE_NOOP("ResultModel", "From"), 34},
+    {"emailTo", QT_TRANSLATE_NOOP("ResultModel", "To"), 28},
     {"emailSubject", QT_TRANSLATE_NOOP("ResultModel", "Subject"), 48},
-    {"emailMailbox", QT_TRANSLATE_NOOP("ResultModel", "Mailbox"), 16},
-    {"emailAtch", QT_TRANSLATE_NOOP("ResultModel", "Attachments"), 6},
+    {"emailMailbox", QT_TRANSLATE_NOOP("ResultModel", "Mailbox"), 20},
+    {"emailAtch", QT_TRANSLATE_NOOP("ResultModel", "Attachments"), 7},
     {"emailID", QT_TRANSLATE_NOOP("ResultModel", "ID"), 9}};
+inline constexpr int kSubjectColumn = 3;
 inline constexpr int kIdColumn = 6;
 
 /// The rows of the list for a view: a cell is asked for when it is shown, so that a list may have a

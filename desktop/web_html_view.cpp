@@ -3,7 +3,6 @@
 
 #include <QBoxLayout>
 #include <QContextMenuEvent>
-#include <QPointer>
 #include <QWebEngineCookieStore>
 #include <QWebEngineDownloadRequest>
 #include <QWebEnginePage>

@@ -5,11 +5,18 @@
 #include <QApplication>
 #include <QTimer>
 
+#include "desktop/attach_type_sheet.h"
 #include "desktop/commands.h"
+#include "desktop/connect_dialog.h"
 #include "desktop/first_page.h"
+#include "desktop/found_mail_dialog.h"
 #include "desktop/main_window.h"
 #include "desktop/progress_window.h"
 #include "desktop/qt_text.h"
+#include "desktop/retrieve_dialog.h"
+#include "desktop/saved_searches_dialog.h"
+#include "desktop/settings_dialog.h"
+#include "desktop/sql_dialog.h"
 #include "desktop/store_date_sheet.h"
 #include "desktop/text_window.h"
 
@@ -36,6 +43,7 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
   mainWindow_->addCommands(windowCommands(*controller_, *mainWindow_));
   mainWindow_->dropped = [this](const std::vector<std::string>& paths) { archiveDropped(paths); };
   FirstPage& first = mainWindow_->firstPage();
+  first.archiveMyMail = [this] { controller_->foundMailPanel().findMail(); };
   first.openFiles = [this] { controller_->sourceChooser().openMbox(); };
   first.connectToServer = [this] { controller_->connectPanel().newConnect(); };
 }
@@ -64,6 +72,14 @@ void WindowProgram::makePanels() {
   add(std::move(text));
 
   add(std::make_unique<StoreDateSheet>(controller_->archivePanel(), over));
+  add(std::make_unique<ConnectDialog>(*controller_, over));
+  add(std::make_unique<FoundMailDialog>(controller_->foundMailPanel(), over));
+  add(std::make_unique<SettingsDialog>(*controller_, over));
+  auto retrieve = std::make_unique<RetrieveDialog>(*controller_, over);
+  add(std::make_unique<AttachTypeSheet>(controller_->retrieveSheet(), retrieve.get()));
+  add(std::make_unique<SqlDialog>(*controller_, over));
+  add(std::make_unique<SavedSearchesDialog>(*controller_, over));
+  add(std::move(retrieve));
 }
 
 void WindowProgram::start() {

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QTabWidget>
 #include <QTreeView>
 
 #include "base/files.h"
@@ -17,7 +18,10 @@ namespace keldane {
 namespace {
 
 /// Panels that are shown by their name alone.
-constexpr const char* kPanels[] = {"storeDatePanel", "connectPanel", "retrievePanel"};
+constexpr const char* kPanels[] = {"storeDatePanel", "connectPanel",       "retrievePanel",
+                                   "SQLPanel",       "savedSearchesPanel", "attchTypeSheet",
+                                   "foundMailPanel"};
+constexpr const char* kSettingsTabs[] = {"general", "accounts", "viewing", "schedule", "tagRules"};
 
 class Pictures {
  public:
@@ -64,6 +68,15 @@ int makePictures(const QString& folder, const std::string& mail) {
   }
   pictures.take(rig.window(), "storePanel");
   for (const char* panel : kPanels) pictures.takePanel(panel);
+  SettingsPanel& settings = rig.controller().settingsPanel();
+  auto& tabs = rig.control<QTabWidget>("settingsToolbar");
+  for (int tab = 0; tab < tabs.count(); ++tab) {
+    settings.form.settingsToolbar = tab;
+    settings.doPrefPanel();
+    pictures.take(rig.control<QWidget>("settingsPanel"),
+                  QStringLiteral("settingsPanel-") + kSettingsTabs[tab]);
+  }
+  settings.cancelPrefs();
   rig.click("viewRawItem");
   pictures.take(rig.control<QWidget>("origWindow"), "origWindow");
   return 0;

@@ -2,14 +2,20 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <QAccessible>
+#include <QComboBox>
+#include <QFile>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPlainTextEdit>
-#include <QPushButton>
-#include <QStackedWidget>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTest>
 #include <QTreeView>
 
-#include "desktop/first_page.h"
+#include "desktop/appearance.h"
 #include "desktop/qt_text.h"
 #include "tests/desktop/window_rig.h"
 
@@ -24,6 +30,13 @@ constexpr const char* kHostile =
     "From: eve@example.org\nTo: bo@club.example\n"
     "Subject: =?utf-8?q?<b>owned</b>=E2=80=AEtxt=07?=\n"
     "Date: Sat, 15 Jan 2022 09:30:00 +0000\n\nHello \x1B[2J\n";
+
+constexpr const char* kInvoice =
+    "From: carl@club.example\nTo: bo@club.example\nSubject: Invoice\n"
+    "Date: Thu, 13 Jan 2022 09:30:00 +0000\nMIME-Version: 1.0\n"
+    "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\n"
+    "Rhubarb, please pay\n--b\nContent-Type: application/x-sh\n"
+    "Content-Disposition: attachment; filename=\"../../bill.sh\"\n\necho paid\n--b--\n";
 
 QStringList column(QTreeView& list, int number) {
   QStringList cells;
@@ -50,11 +63,10 @@ TEST(Window, GoesFromAnEmptyHomeToTheFirstMessageRead) {
 
   rig.selectRow(1);
   EXPECT_EQ(rig.control<QPlainTextEdit>("bodyTextView").toPlainText().trimmed(), "All agreed.");
-  EXPECT_EQ(rig.control<QLabel>("ccLine").text(), "carl@club.example");
-  EXPECT_EQ(rig.control<QLabel>("dateLine").text(), "Fri, 14 Jan 2022 09:30:00 +0100");
+  EXPECT_EQ(rig.control<QLineEdit>("ccLine").text(), "carl@club.example");
+  EXPECT_EQ(rig.control<QLineEdit>("dateLine").text(), "Fri, 14 Jan 2022 09:30:00 +0100");
   rig.selectRow(0);
-  EXPECT_EQ(rig.control<QLabel>("subjectLine").text(), owned);
-  EXPECT_EQ(rig.control<QLabel>("subjectLine").textFormat(), Qt::PlainText);
+  EXPECT_EQ(rig.control<QLineEdit>("subjectLine").text(), owned);
 
   // A click on a head sorts and keeps the message that is shown; the next start has the list again.
   list.header()->sectionClicked(3);
@@ -64,6 +76,143 @@ TEST(Window, GoesFromAnEmptyHomeToTheFirstMessageRead) {
   rig.restart();
   EXPECT_EQ(rig.control<QLabel>("listCountTextField").text(), "The 200 most recent emails.");
   EXPECT_FALSE(rig.control<QWidget>("firstPage").isVisible());
+}
+
+/// A window with three messages.
+class WindowWithMail : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    rig.folder.write("mail/1.eml", kMinutes);
+    rig.folder.write("mail/2.eml", kHostile);
+    rig.folder.write("mail/3.eml", kInvoice);
+    rig.start();
+    rig.archive(rig.folder / "mail");
+  }
+  QStringList subjects() { return column(rig.control<QTreeView>("storeTableView"), 3); }
+  void type(const char* field, const QString& text) { rig.control<QLineEdit>(field).setText(text); }
+  /// As a user types: each key is a search of its own.
+  void find(const QString& words) {
+    auto& field = rig.control<QLineEdit>("findField");
+    field.clear();
+    QTest::keyClicks(&field, words);
+    QApplication::processEvents();
+  }
+
+  WindowRig rig;
+};
+
+TEST_F(WindowWithMail, SearchesByFormInsideTheListAndBySavedStatement) {
+  rig.click("searchItem");
+  type("searchTextField3", "Minutes");
+  rig.click("retrieveEmailsButton");
+  EXPECT_EQ(subjects(), QStringList{"Minutes"});
+  EXPECT_FALSE(rig.control<QWidget>("retrievePanel").isVisible());
+
+  rig.click("listSearchButton");
+  rig.click("resetRetrieveButton");
+  type("searchTextField1", "nobody");
+  rig.click("retrieveEmailsButton");
+  EXPECT_EQ(subjects(), QStringList{});
+
+  rig.click("searchItem");
+  rig.click("resetRetrieveButton");
+  type("entireMsgTextField", "Ann");
+  rig.click("savedSearchesButton");
+  type("searchNameTextField", "From Ann & <co>");
+  rig.click("saveSearchButton");
+  rig.restart();
+  rig.click("savedSearchesItem");
+  auto& searches = rig.control<QListWidget>("savedSearchesTableView");
+  ASSERT_EQ(searches.count(), 1);
+  EXPECT_EQ(searches.item(0)->text(), "From Ann & <co>");
+  searches.setCurrentRow(0);
+  rig.click("doSavedSearchButton");
+  EXPECT_EQ(subjects(), QStringList{"Minutes"});
+
+  rig.click("searchItem");
+  rig.click("resetRetrieveButton");
+  rig.click("editSqlButton");
+  rig.control<QPlainTextEdit>("whereTextField").setPlainText("WHERE subj_fld LIKE \"%oic%\"");
+  rig.click("makeSQLStringButton");
+  EXPECT_EQ(subjects(), QStringList{"Invoice"});
+}
+
+TEST_F(WindowWithMail, FindsWhileOneTypesAndGivesTheFormerListBack) {
+  const QStringList before = subjects();
+  find("agr");
+  EXPECT_EQ(subjects(), QStringList{"Minutes"});
+  QTest::keyClick(&rig.control<QLineEdit>("findField"), Qt::Key_Escape);
+  EXPECT_EQ(subjects(), before);
+
+  // A word of an attachment; a query that is not finished leaves the list as it was.
+  find("subject:invoice");
+  EXPECT_EQ(subjects(), QStringList{"Invoice"});
+  find("from:ann (");
+  EXPECT_FALSE(rig.control<QLabel>("findMessage").text().isEmpty());
+  find("rhubarb");
+  EXPECT_EQ(subjects(), QStringList{"Invoice"});
+  QTest::keyClick(&rig.control<QLineEdit>("findField"), Qt::Key_Return);
+  EXPECT_EQ(subjects(), QStringList{"Invoice"});
+  EXPECT_EQ(rig.control<QLabel>("listCountTextField").text(), "1 emails in this list.");
+  rig.selectRow(0);
+  auto& text = rig.control<QPlainTextEdit>("bodyTextView");
+  ASSERT_TRUE(text.toPlainText().contains("Rhubarb"));
+  ASSERT_EQ(text.extraSelections().size(), 1);
+  EXPECT_EQ(text.extraSelections().front().cursor.selectedText(), "Rhubarb");
+}
+
+TEST_F(WindowWithMail, SavesAttachmentsUnderNamesThatStayInTheirFolder) {
+  find("rhubarb");
+  rig.selectRow(0);
+  ASSERT_TRUE(rig.control<QWidget>("attachmentView").isVisible());
+  const auto& row = rig.controller().attachmentList().rows.front();
+  EXPECT_EQ(row.name, "../../bill.sh");
+  const std::string path = rig.controller().attachmentList().writeForUse(0);
+  EXPECT_EQ(path.rfind(rig.controller().process().workFolder, 0), 0U);
+  EXPECT_EQ(QFile::permissions(QString::fromStdString(path)) &
+                (QFile::ReadGroup | QFile::ReadOther | QFile::ExeUser),
+            QFile::Permissions());
+  // A script is asked about, and the first answer is no.
+  rig.alerts.clear();
+  rig.answers = {"Cancel"};
+  rig.click("openAttachmentButton");
+  ASSERT_EQ(rig.alerts.size(), 1U);
+  EXPECT_TRUE(rig.alerts.front().startsWith("Open this attachment?"));
+}
+
+TEST_F(WindowWithMail, KeepsSettingsAndItsOwnState) {
+  rig.click("settingsItem");
+  rig.control<QTabWidget>("settingsToolbar").setCurrentIndex(2);
+  rig.control<QRadioButton>("dateFormats-2").click();
+  rig.control<QRadioButton>("separators-2").click();
+  rig.click("savePrefButton");
+  rig.control<QRadioButton>("selectAppearanceMatrix-2").click();
+  rig.click("savePrefButton");
+  EXPECT_TRUE(isDark());
+  auto& head = *rig.control<QTreeView>("storeTableView").header();
+  head.resizeSection(1, 333);
+  rig.restart();
+  EXPECT_EQ(column(rig.control<QTreeView>("storeTableView"), 0).back().left(11), "13.01.2022 ");
+  EXPECT_EQ(rig.control<QTreeView>("storeTableView").header()->sectionSize(1), 333);
+  EXPECT_TRUE(isDark());
+  applyLook(Look::light);
+}
+
+TEST_F(WindowWithMail, NamesEveryControlForThoseWhoHearIt) {
+  rig.selectRow(0);
+  for (const QWidget* top : QApplication::topLevelWidgets()) {
+    for (QWidget* control : top->findChildren<QWidget*>()) {
+      const bool isControl = control->focusPolicy() != Qt::NoFocus &&
+                             !control->objectName().startsWith("qt_") &&
+                             control->parentWidget() != nullptr &&
+                             qobject_cast<QComboBox*>(control->parentWidget()) == nullptr;
+      if (!isControl || control->objectName().isEmpty()) continue;
+      QAccessibleInterface* heard = QAccessible::queryAccessibleInterface(control);
+      ASSERT_NE(heard, nullptr) << control->objectName().toStdString();
+      EXPECT_FALSE(heard->text(QAccessible::Name).isEmpty())
+          << top->objectName().toStdString() << " " << control->objectName().toStdString();
+    }
+  }
 }
 
 }  // namespace

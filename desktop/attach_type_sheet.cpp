@@ -1,0 +1,56 @@
+#include "desktop/attach_type_sheet.h"
+
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QPushButton>
+
+#include "app/panels/retrieve_sheet.h"
+#include "desktop/qt_text.h"
+#include "query/search_fields.h"
+
+namespace keldane {
+namespace {
+
+constexpr const char* kChecks[kAttachTypes] = {"graphicsTypeCheck", "docsTypeCheck",
+                                               "audioTypeCheck", "videoTypeCheck",
+                                               "compressedTypeCheck"};
+
+}  // namespace
+
+AttachTypeSheet::AttachTypeSheet(RetrieveSheet& sheet, QWidget* parent)
+    : PanelDialog("attchTypeSheet", tr("Attachment Types"), parent) {
+  auto* column = new QVBoxLayout(this);
+  for (std::size_t i = 0; i < kAttachTypes; ++i) {
+    const AttachTypeGroup& group = kAttachTypeGroups[i];
+    auto* check = new QCheckBox(tr(std::string(group.title).c_str()), this);
+    form_.bind(*check, kChecks[i], sheet.form.typeCheck[i]);
+    auto* endings = new QLabel(qtText(group.extensions), this);
+    endings->setIndent(22);
+    endings->setWordWrap(true);
+    check->setAccessibleDescription(endings->text());
+    column->addWidget(check);
+    column->addWidget(endings);
+  }
+  auto* cancelButton = new QPushButton(tr("Cancel"), this);
+  auto* choose = new QPushButton(tr("OK"), this);
+  nameControl(*cancelButton, "cancelAttchTypesButton");
+  nameControl(*choose, "setAttchTypesButton");
+  choose->setDefault(true);
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(cancelButton);
+  buttons->addWidget(choose);
+  column->addSpacing(6);
+  column->addLayout(buttons);
+  setMinimumWidth(420);
+  connect(choose, &QPushButton::clicked, this, [this, &sheet] {
+    form_.take();
+    sheet.setAttchTypes();
+  });
+  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
+  cancelled = [&sheet] { sheet.cancelAttchTypes(); };
+}
+
+}  // namespace keldane

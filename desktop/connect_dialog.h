@@ -1,0 +1,30 @@
+#pragma once
+
+#include "desktop/form_binding.h"
+#include "desktop/panel_view.h"
+
+class QListWidget;
+
+namespace keldane {
+
+class KeldaneController;
+
+/// `connectPanel`: the saved connections, the form that edits one, and the connect. Only a connect
+/// closes it while it runs modally; quitting is a button of its own.
+class ConnectDialog : public PanelDialog {
+  Q_DECLARE_TR_FUNCTIONS(ConnectDialog)
+
+ public:
+  ConnectDialog(KeldaneController& controller, QWidget* parent);
+  void refresh() override;
+
+ private:
+  QLayout* makeForm();
+  QLayout* makeButtons();
+
+  KeldaneController& controller_;
+  FormBinding form_;
+  QListWidget* list_;
+};
+
+}  // namespace keldane

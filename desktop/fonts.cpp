@@ -1,0 +1,20 @@
+#include "desktop/fonts.h"
+
+#include <QApplication>
+#include <QFont>
+#include <QFontDatabase>
+
+#include "desktop/qt_text.h"
+#include "settings/settings_values.h"
+
+namespace keldane {
+
+QFont fontOf(const FontSetting& setting) {
+  const QString family = qtText(setting.name);
+  if (!QFontDatabase::hasFamily(family)) return QApplication::font();
+  QFont font(family);
+  if (setting.size > 0) font.setPointSizeF(setting.size);
+  return font;
+}
+
+}  // namespace keldane

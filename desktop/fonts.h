@@ -1,0 +1,12 @@
+#pragma once
+
+class QFont;
+
+namespace keldane {
+
+struct FontSetting;
+
+/// The font of a setting; the system's own where this machine has none of the name.
+[[nodiscard]] QFont fontOf(const FontSetting& setting);
+
+}  // namespace keldane
