@@ -72,6 +72,7 @@ void KeldaneController::makeParts() {
 void KeldaneController::makeFindingPanels() {
   findField_ = std::make_unique<FindField>(
       FindField::Context{archiver_, *resultTable_, progress_, ports_.ui, ports_.environment});
+  archivePanel_->runBegins = [this] { findField_->forgetIndex(); };
   foundMailPanel_ = std::make_unique<FoundMailPanel>(
       FoundMailPanel::Context{archiver_.process(), ports_.environment, *archivePanel_, progress_,
                               ports_.ui, [this] { sourceChooser_->openMbox(); }});

@@ -57,6 +57,8 @@ void FirstPage::setConnected(bool connected) {
     title_->setText(tr("No archive is open"));
     text_->setText(tr("Connect to the server that holds your archive."));
   }
+  // A label that breaks its lines does not ask for their height by itself.
+  text_->setMinimumHeight(text_->heightForWidth(text_->width()));
 }
 
 }  // namespace keldane

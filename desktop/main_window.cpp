@@ -343,6 +343,17 @@ void MainWindow::reloadList() {
   }
   reloading_ = false;
   controller_.messageViewer().selection = {selectedCount(), list_->currentIndex().row()};
+  tellSelectedRows();
+}
+
+void MainWindow::tellSelectedRows() {
+  std::vector<std::size_t> rows = selectedRows();
+  const auto shown = std::find(rows.begin(), rows.end(),
+                               static_cast<std::size_t>(std::max(0, list_->currentIndex().row())));
+  // The one that is shown counts as the one selected last.
+  if (shown != rows.end()) std::rotate(shown, shown + 1, rows.end());
+  controller_.tagPanel().selectedRows = rows;
+  controller_.resultTable().selectedRows = std::move(rows);
 }
 
 std::size_t MainWindow::selectedCount() const {
@@ -369,7 +380,7 @@ void MainWindow::showSelection() {
   MessageViewer& viewer = controller_.messageViewer();
   const std::size_t count = selectedCount();
   viewer.selection = {count, count == 0 ? -1 : list_->currentIndex().row()};
-  controller_.tagPanel().selectedRows = selectedRows();
+  tellSelectedRows();
   if (count == 0) {
     controller_.resultTable().messageButtonsEnabled = false;
     viewer.clearMessageViews();

@@ -77,6 +77,7 @@ class MainWindow : public QMainWindow, public PanelView {
   void showLook();
   void reloadList();
   void showSelection();
+  void tellSelectedRows();
   void enableCommands();
   void showContextMenu(const QPoint& position);
 

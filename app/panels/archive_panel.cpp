@@ -59,6 +59,7 @@ void ArchivePanel::cancelParse() { context_.archiver.archiveRun().cancel(); }
 void ArchivePanel::parseEmail() {
   ArchiveRun& run = context_.archiver.archiveRun();
   if (run.isRunning()) return;
+  if (runBegins) runBegins();
   if (!isUnattended()) context_.ui.closePanel("storeDatePanel");
   MailSources& sources = context_.archiver.sources();
   ArchiveRequest request;

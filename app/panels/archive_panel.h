@@ -42,6 +42,8 @@ class ArchivePanel : public RunObserver {
   void viewLogFile();
   void viewDuplicateLog();
 
+  /// A run is about to start; what it needs for itself is to be let go.
+  std::function<void()> runBegins;
   StoreDateForm form;
   /// "Going on with the unfinished run of ...", when `setStoreDate` has made the range begin where
   /// that run began; else empty.

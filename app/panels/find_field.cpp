@@ -5,9 +5,9 @@
 
 #include <fmt/format.h>
 
+#include "app/run_index.h"
 #include "base/text.h"
 #include "find/word_search.h"
-#include "ingest/reading/strip_plist.h"
 #include "query/search_result.h"
 
 namespace keldane {
@@ -41,17 +41,6 @@ class IndexProgress : public Progress {
   bool cancelled_ = false;
 };
 
-MessageTextReader::Options readerOptions(const Archiver& archiver, AttachmentText& documents) {
-  MessageTextReader::Options options;
-  options.stripPlist = [](std::string& source) {
-    MessageTags tags;
-    stripPlist(source, tags);
-  };
-  options.declaredCharsets = archiver.settings().user.declaredCharsets != 0;
-  options.documents = &documents;
-  return options;
-}
-
 /// The text with its last word as a beginning, when it ends in one.
 std::string withOpenEnd(const std::string& text) {
   std::size_t word = 0;
@@ -76,7 +65,7 @@ void collectWords(const QueryNode& query, std::vector<std::string>& words) {
 struct FindField::Index {
   Index(Archiver& archiver, const std::string& temporaryFolder, const std::string& identity)
       : documents(temporaryFolder),
-        reader(readerOptions(archiver, documents)),
+        reader(indexReaderOptions(archiver.settings(), &documents)),
         words(indexFolder(supportFolder(archiver.process()), identity), identity),
         catchUp(archiver.session(), words, reader),
         search(archiver.session(), words) {}
@@ -146,7 +135,7 @@ void FindField::type(const std::string& typed) {
     giveUp();
     return;
   }
-  if (context_.archiver.archiveRun().isRunning() || !index_) return;
+  if (context_.archiver.archiveRun().isRunning() || (!index_ && !begin())) return;
   const std::string today = localDateTime(context_.environment.now()).substr(0, 10);
   std::variant<QueryNode, QueryProblem> read = readWordQuery(withOpenEnd(typed), today);
   if (std::holds_alternative<QueryProblem>(read)) read = readWordQuery(typed, today);
@@ -182,6 +171,7 @@ void FindField::keep() {
     return;
   }
   former_.reset();
+  forgetIndex();
   context_.table.currentSql = listOfIdsSQL(*ids);
   context_.table.retrieve();
 }
@@ -190,6 +180,7 @@ void FindField::giveUp() {
   text.clear();
   query_.reset();
   words_.clear();
+  forgetIndex();
   tell("");
   if (!former_) return;
   context_.table.putBack(std::move(*former_));

@@ -50,7 +50,8 @@ class FindField {
   void giveUp();
   /// Words to be marked in a message, of the last text.
   [[nodiscard]] const std::vector<std::string>& words() const { return words_; }
-  /// Another archive has been opened, or the settings have changed how messages are read.
+  /// Lets go of the index, which one at a time can write: another archive is opened, or a run
+  /// begins.
   void forgetIndex();
 
   std::string text;

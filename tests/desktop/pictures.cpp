@@ -1,6 +1,7 @@
 // Makes a picture of each panel, in both looks: window_pictures FOLDER.
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include <QApplication>
 #include <QDir>
@@ -96,5 +97,6 @@ int main(int argc, char** argv) {
   keldane::prepareHtmlViews();
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);
-  return keldane::makePictures(QString::fromLocal8Bit(argv[1]), argv[2]);
+  return keldane::makePictures(QString::fromLocal8Bit(argv[1]),
+                               std::filesystem::absolute(argv[2]).string());
 }
