@@ -44,7 +44,11 @@ bool MailWalk::getEmailPaths(std::optional<LeftInFolder>& left) {
   }
   FileList files;
   layouts_.clear();
-  for (const std::string& selected : context_.plan.selection) addSelected(files, pathOf(selected));
+  if (context_.plan.folders.empty()) {
+    for (const std::string& selected : context_.plan.selection) {
+      addSelected(files, pathOf(selected));
+    }
+  }
   for (const MailFolder& folder : context_.plan.folders) {
     FolderLayout layout(folder.name, folder.path);
     for (const std::string& place : layout.places()) addSelected(files, place);
