@@ -118,9 +118,12 @@ class Finder {
                            std::move(advice)});
   }
 
-  /// A second place of the same name gets a number.
+  /// A second place of the same name gets a number; case does not tell sources apart.
   void nameApart() {
-    std::set<std::string> names;
+    const auto isBefore = [](const std::string& a, const std::string& b) {
+      return compareNoCase(a, b) < 0;
+    };
+    std::set<std::string, decltype(isBefore)> names(isBefore);
     for (FoundMail& mail : found_.mail) {
       const std::string name = mail.folder.name;
       for (int number = 2; !names.insert(mail.folder.name).second; ++number) {

@@ -71,8 +71,8 @@ TEST(MailFinder, FilesOfOutlookAreToldWithTheirConverter) {
 TEST(MailFinder, PlacesOfOneNameAreToldApart) {
   const TemporaryFolder home;
   home.write("Downloads/In.mbox", mboxOf(1));
-  home.write("Documents/In.mbox/mbox", mboxOf(2));
-  EXPECT_EQ(shown(find(home)), "exported mail|In|1\nexported mail|In 2|2\n");
+  home.write("Documents/in.mbox/mbox", mboxOf(2));
+  EXPECT_EQ(shown(find(home)), "exported mail|In|1\nexported mail|in 2|2\n");
 }
 
 TEST(MailFinder, TheSpoolIsThatOfTheUser) {

@@ -191,7 +191,7 @@ def plain(home):
     )
     home.place(
         "mbox files",
-        "mail",
+        "mail 2",
         "mail",
         home.mbox("mail/sent", "sent", 2, 1, "Status: D\n"),
         home.mbox("mail/2004", "2004", 2, 1, "X-Status: D\n"),
