@@ -56,6 +56,8 @@ void KeldaneController::makeParts() {
                              archiver_.sources(), archiver_.database(), progress_, ports_.ui});
   settingsPanel_ =
       std::make_unique<SettingsPanel>(archiver_, settingsForm_, *sourceChooser_, ports_.ui);
+  folderTable_ = std::make_unique<FolderTable>(FolderTable::Context{
+      archiver_.settings(), archiver_.process(), ports_.environment, progress_, ports_.ui});
   makeSearchPanels();
   makeMessagePanels();
   makeOutputPanels();

@@ -16,6 +16,7 @@
 #include "app/panels/duplicates_panel.h"
 #include "app/panels/export_panel.h"
 #include "app/panels/find_field.h"
+#include "app/panels/folder_table.h"
 #include "app/panels/found_mail_panel.h"
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
@@ -105,6 +106,7 @@ class KeldaneController {
   LocalServer& localServer() { return archiver_.localServer(); }
   MailSources& sources() { return archiver_.sources(); }
   SourceChooser& sourceChooser() { return *sourceChooser_; }
+  FolderTable& folderTable() { return *folderTable_; }
   TagRuleList& tagRules() { return archiver_.tagRules(); }
   TagRuleEditor& tagRuleEditor() { return *tagRuleEditor_; }
   TagPanel& tagPanel() { return *tagPanel_; }
@@ -156,6 +158,7 @@ class KeldaneController {
   Archiver archiver_;
   SettingsForm settingsForm_;
   std::unique_ptr<SourceChooser> sourceChooser_;
+  std::unique_ptr<FolderTable> folderTable_;
   std::unique_ptr<ResultTable> resultTable_;
   std::unique_ptr<RetrieveSheet> retrieveSheet_;
   std::unique_ptr<SqlEditor> sqlEditor_;

@@ -99,8 +99,10 @@ void report(const ArchiveOptions& options, const RunReport& report, Program& pro
 }
 
 void fillDays(const ArchiveOptions& options, ArchiveRequest& request) {
-  if (!options.from.empty()) request.range.rangeStartText = midnightOf(options.from);
-  if (!options.to.empty()) request.range.rangeEndText = midnightOf(options.to);
+  for (RunRange* range : {&request.range, &request.foldersRange}) {
+    if (!options.from.empty()) range->rangeStartText = midnightOf(options.from);
+    if (!options.to.empty()) range->rangeEndText = midnightOf(options.to);
+  }
 }
 
 /// An archive that there may be, to compare with. False: it cannot be opened, which has been told.
@@ -215,8 +217,10 @@ Command archiveCommand(Program& program) {
       .help =
           "Archive mail: the files and folders named (.eml, .emlx, mbox), or the chosen sources",
       .more =
-          "A run over the chosen sources without --from begins at the day of the newest stored "
-          "message, or where a run that was cut off began. What became of each file and "
+          "Without paths, the chosen accounts or mailboxes are archived, then the folders that "
+          "`keldane sources add` keeps, then the import folder. Without --from, accounts and "
+          "mailboxes begin at the day of the newest stored message, or where a run that was cut "
+          "off began; folders are read whole. What became of each file and "
           "message stands in the ledger.",
       .options = {{"PATH", &options->paths,
                    "Files and folders to import; - is a message or an mbox from standard input"},

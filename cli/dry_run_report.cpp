@@ -87,6 +87,7 @@ int DryRunReport::finish(const RunReport& report) {
     printSums(report);
   }
   std::fflush(stdout);
+  tellMissingFolders(report);
   const std::string& stop = report.lostServer.empty() ? report.stoppedBy : report.lostServer;
   if (!stop.empty()) return program_.fail("not all was read: " + stop);
   if (report.interrupted) return kExitInterrupted;

@@ -103,6 +103,8 @@ void printRunSummary(const RunReport& report) {
 
 nlohmann::ordered_json runSummaryJson(const RunReport& report) {
   const LedgerSums& sums = report.sums;
+  nlohmann::ordered_json missing = nlohmann::ordered_json::array();
+  for (const MailFolder& folder : report.missingFolders) missing.push_back(folder.path);
   return {{"processed", report.totals.processed},
           {"archived", sums.archived},
           {"duplicates", sums.duplicates},
@@ -123,10 +125,19 @@ nlohmann::ordered_json runSummaryJson(const RunReport& report) {
             {"unreadable", sums.unreadable},
             {"postponed", sums.postponed},
             {"unchanged", sums.unchanged}}},
-          {"leftInFolder", leftJson(report.left)}};
+          {"leftInFolder", leftJson(report.left)},
+          {"missingFolders", missing}};
+}
+
+void tellMissingFolders(const RunReport& report) {
+  for (const MailFolder& folder : report.missingFolders) {
+    tell(fmt::format("the source \"{}\" is not there at the moment: {}", printable(folder.name),
+                     printable(folder.path)));
+  }
 }
 
 bool reportRunProblems(const RunReport& report) {
+  tellMissingFolders(report);
   if (report.sums.unreadable > 0) tellUnreadable(report.ledgerPath);
   if (!report.lostServer.empty()) {
     tell(fmt::format(

@@ -8,6 +8,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
+#include "settings/mail_folders.h"
 
 namespace keldane {
 namespace {
@@ -211,17 +212,6 @@ Refusal put(Settings& settings, const SortField&, const std::string& value) {
   settings.user.sortFieldRow = 1;
   settings.user.sortFieldCol = static_cast<int>(field - sortFields().begin());
   return std::nullopt;
-}
-
-/// Whether a folder is the home folder or one above it, whatever links lead to either.
-bool isOrHolds(const std::string& folder, const std::string& homePath) {
-  std::error_code failed;
-  const fs::path inner = fs::weakly_canonical(homePath, failed);
-  if (failed) return true;
-  const fs::path outer = fs::canonical(folder, failed);
-  if (failed) return true;
-  const auto [end, unused] = std::mismatch(outer.begin(), outer.end(), inner.begin(), inner.end());
-  return end == outer.end();
 }
 
 Refusal putFolder(Settings& settings, const std::string& value, const std::string& homePath) {

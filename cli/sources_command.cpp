@@ -9,6 +9,7 @@
 #include "cli/json_text.h"
 #include "cli/program.h"
 #include "cli/sources_find.h"
+#include "cli/sources_folders.h"
 #include "cli/text_table.h"
 
 namespace keldane {
@@ -99,10 +100,13 @@ void listSources(const SourcesOptions& options, Program& program) {
   const bool runTakesMailboxes = archiver->settings().archive.mailboxesState != 0;
   if (!fillRows(options.mailboxes, *archiver, program)) return;
   const std::vector<Source> sources = sourcesOf(*archiver, options.mailboxes);
+  const std::vector<MailFolder>& folders = archiver->settings().user.mailFolders;
   if (options.json) {
     printSources(sources, options.mailboxes);
+    printMailFoldersJson(folders);
     return;
   }
+  if (sources.empty() && !folders.empty()) return printMailFolders(folders);
   if (sources.empty()) {
     std::fputs(
         fmt::format("No {} found below {}\n", options.mailboxes ? "mailboxes" : "accounts",
@@ -127,6 +131,9 @@ void listSources(const SourcesOptions& options, Program& program) {
                    .c_str(),
                stdout);
   }
+  if (folders.empty()) return;
+  std::fputs("\n", stdout);
+  printMailFolders(folders);
 }
 
 /// The row that this name means. Absent, and a message, when there is none, or more than one.
@@ -188,16 +195,19 @@ void clearSources(Program& program) {
 Command sourcesCommand(Program& program) {
   auto options = std::make_shared<SourcesOptions>();
   return {.name = "sources",
-          .help = "The mail of the mail client that a run without paths archives",
+          .help = "The mail that a run without paths archives: of the mail client, and of folders",
           .commands = {
               sourcesFindCommand(program),
               {.name = "list",
-               .help = "Show what there is; * marks what is chosen",
+               .help = "Show what there is, and the folders that are kept; * marks what is chosen",
                .options = {{"--mailboxes", &options->mailboxes, "Mailboxes in place of accounts"},
                            {"--json", &options->json, "One JSON object a line"}},
                .run = [options, &program] { listSources(*options, program); }},
+              sourcesAddCommand(program),
+              sourcesRemoveCommand(program),
               {.name = "choose",
-               .help = "Choose these, and no others. Of an account a run archives the in boxes and "
+               .help = "Choose these accounts, and no others. Of an account a run archives the in "
+                       "boxes and "
                        "the sent boxes; of mailboxes, whatever is chosen",
                .options = {{.names = "NAME",
                             .target = &options->names,
@@ -205,7 +215,7 @@ Command sourcesCommand(Program& program) {
                             .required = true},
                            {"--mailboxes", &options->mailboxes, "The names are of mailboxes"}},
                .run = [options, &program] { chooseSources(*options, program); }},
-              {.name = "clear", .help = "Choose nothing", .run = [&program] {
+              {.name = "clear", .help = "Choose no account and no mailbox", .run = [&program] {
                  clearSources(program);
                }}}};
 }

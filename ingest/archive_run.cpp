@@ -11,6 +11,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/ledger/crash_recovery.h"
+#include "settings/mail_folders.h"
 
 namespace keldane {
 namespace {
@@ -90,7 +91,8 @@ std::vector<std::string> ArchiveRun::sourcesOf(const ArchiveRequest& request) co
     }
   } else {
     // Accounts that nobody has chosen yet are all of them, and get their names at the start.
-    if (settings.selectedAccounts.empty()) sources.emplace_back(kAllAccounts);
+    const bool mayAdopt = settings.user.mailFolders.empty();
+    if (settings.selectedAccounts.empty() && mayAdopt) sources.emplace_back(kAllAccounts);
     for (const std::string& account : settings.selectedAccounts) {
       sources.push_back("account " + account);
     }
@@ -113,30 +115,30 @@ std::optional<NotStarted> ArchiveRun::start(ArchiveRequest request, RunObserver&
   if (running_) return notStarted(NotStarted::Reason::isRunning);
   request_ = std::move(request);
   observer_ = &observer;
-  std::optional<NotStarted> failure = startPass(Pass::first);
+  std::optional<NotStarted> failure = startPass(RunPass::chosen);
   if (failure) request_ = {};
   return failure;
 }
 
-std::optional<NotStarted> ArchiveRun::startPass(Pass pass) {
+std::optional<NotStarted> ArchiveRun::startPass(RunPass pass) {
   ProcessState& process = context_.process;
   // A database that could not be opened some time ago must not swallow this start. Between the
   // passes it is the user who has cancelled.
-  if (pass == Pass::first) process.cancelFlag = 0;
+  if (pass == RunPass::chosen) process.cancelFlag = 0;
   context_.connections.doConfigure();
-  if (pass == Pass::first) {
+  if (pass == RunPass::chosen) {
     startCounters();
     if (request_.paths.empty()) {
       if (auto nothing = nothingSelected()) return nothing;
     }
   }
   if (!databaseOpened()) return notStarted(NotStarted::Reason::noDatabase);
-  if (pass == Pass::first) {
+  if (pass == RunPass::chosen) {
     if (auto failure = beginLedger()) return failure;
     context_.progress.step(0, "");
   }
   openLogs(pass);
-  if (pass == Pass::first && request_.feeds && context_.feed != nullptr) {
+  if (pass == RunPass::chosen && request_.feeds && context_.feed != nullptr) {
     feed_ = context_.feed;
     feed_->begin();
   }
@@ -163,6 +165,7 @@ void ArchiveRun::startCounters() {
 
 std::optional<NotStarted> nothingChosen(const Settings& settings) {
   if (settings.archive.importFolderState != 0) return std::nullopt;
+  if (!settings.user.mailFolders.empty()) return std::nullopt;
   if (settings.archive.mailboxesState != 0) {
     if (!settings.selectedMailboxes.empty()) return std::nullopt;
     return notStarted(NotStarted::Reason::noMailboxes);
@@ -217,7 +220,7 @@ std::optional<NotStarted> ArchiveRun::beginLedger() {
   return std::nullopt;
 }
 
-void ArchiveRun::openLogs(Pass pass) {
+void ArchiveRun::openLogs(RunPass pass) {
   ProcessState& process = context_.process;
   const bool onDesktop = process.unattendedRun != 0 && context_.settings.user.leaveLogState != 0;
   const std::string& database = context_.database.dbPath;
@@ -228,7 +231,7 @@ void ArchiveRun::openLogs(Pass pass) {
     const std::string wanted = process.storeLogPath;
     process.storeLogPath = supportFolder(process) + name;
     storeLog_.openForAppend(process.storeLogPath);
-    if (pass == Pass::first) {
+    if (pass == RunPass::chosen) {
       std::fprintf(stderr, "keldane: the log of this run cannot be kept in %s; it is in %s\n",
                    wanted.c_str(), process.storeLogPath.c_str());
     }
@@ -236,26 +239,40 @@ void ArchiveRun::openLogs(Pass pass) {
   process.logFilePath = process.workFolder + "/" + database + ".log";
 }
 
-PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder, const Settings& settings,
+std::optional<RunPass> passBehind(RunPass pass, const ArchiveRequest& request,
+                                  const Settings& settings) {
+  if (!request.paths.empty()) return std::nullopt;
+  if (pass == RunPass::chosen && !settings.user.mailFolders.empty()) return RunPass::folders;
+  const bool hasImport = settings.archive.importFolderState != 0;
+  return pass != RunPass::importFolder && hasImport ? std::optional(RunPass::importFolder)
+                                                    : std::nullopt;
+}
+
+PassPlan makePassPlan(const ArchiveRequest& request, RunPass pass, const Settings& settings,
                       MailSources& sources, const TagRuleList& tagRules) {
   PassPlan plan;
   plan.settings = settings.archive;
-  if (isImportFolder) {
+  if (pass == RunPass::importFolder) {
     plan.selection = {settings.archive.importFolderPath};
     plan.deleteImportFiles = settings.archive.deleteFolderState != 0;
+  } else if (pass == RunPass::folders) {
+    for (const MailFolder& folder : settings.user.mailFolders) {
+      (isThere(folder) ? plan.folders : plan.missingFolders).push_back(folder);
+    }
   } else if (!request.paths.empty()) {
     plan.selection = request.paths;
   } else {
     plan.selection = sources.chosen();
   }
-  plan.importMode = isImportFolder || !request.paths.empty();
+  plan.importMode = pass != RunPass::chosen || !request.paths.empty();
   // Not for the import folder, where a file goes by what became of it in this very run, nor for the
   // accounts, whose days are chosen anew each time. Who wants copies gets them from every run.
-  plan.skipsKnownFiles = plan.importMode && !isImportFolder && settings.archive.skipDupsState == 0;
+  const bool staysWhole = !plan.importMode || pass == RunPass::importFolder;
+  plan.skipsKnownFiles = !staysWhole && settings.archive.skipDupsState == 0;
   plan.readsAll = request.readsAll || request.withDeleted;
   // What may be removed once it is read is read whole.
-  plan.leavesOutDeleted = plan.importMode && !isImportFolder && !request.withDeleted;
-  plan.range = request.range;
+  plan.leavesOutDeleted = !staysWhole && !request.withDeleted;
+  plan.range = pass == RunPass::folders ? request.foldersRange : request.range;
   // The setting is a text such as "1.6", in millions; its value is taken in single precision.
   plan.attachSizeBytes =
       static_cast<float>(leadingDouble(settings.archive.attachSize)) * 1000000.0F;
@@ -267,31 +284,33 @@ PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder, const 
   return plan;
 }
 
-void ArchiveRun::startWorker(Pass pass) {
-  // In a second pass, the worker of the first is waiting for the call that we are in.
+void ArchiveRun::startWorker(RunPass pass) {
+  PassPlan plan =
+      makePassPlan(request_, pass, context_.settings, context_.sources, context_.tagRules);
+  tellMissing(plan.missingFolders);
+  // In a later pass, the worker of the one before is waiting for the call that we are in.
   previousWorker_ = std::move(worker_);
   pass_ = pass;
-  worker_ = std::make_unique<ArchiveWorker>(ArchiveWorker::Context{
-      .session = context_.session,
-      .process = context_.process,
-      .progress = context_.progress,
-      .mainQueue = context_.mainQueue,
-      .environment = context_.environment,
-      .observer = *observer_,
-      .plan = makePassPlan(request_, pass == Pass::importFolder, context_.settings,
-                           context_.sources, context_.tagRules),
-      .message = message_,
-      .counters = counters_,
-      .ledger = ledger_,
-      .watch = watch_,
-      .repair = *repair_,
-      .duplicateLogText = duplicateLogText_,
-      .storeLog = storeLog_,
-      .debugLog = debugLog_,
-      .feed = feed_,
-      .repairsFirst = pass == Pass::first,
-      .reconnect = [this] { return reconnect && reconnect(); },
-      .taskCompleted = [this] { taskCompleted(); }});
+  worker_ = std::make_unique<ArchiveWorker>(
+      ArchiveWorker::Context{.session = context_.session,
+                             .process = context_.process,
+                             .progress = context_.progress,
+                             .mainQueue = context_.mainQueue,
+                             .environment = context_.environment,
+                             .observer = *observer_,
+                             .plan = std::move(plan),
+                             .message = message_,
+                             .counters = counters_,
+                             .ledger = ledger_,
+                             .watch = watch_,
+                             .repair = *repair_,
+                             .duplicateLogText = duplicateLogText_,
+                             .storeLog = storeLog_,
+                             .debugLog = debugLog_,
+                             .feed = feed_,
+                             .repairsFirst = pass == RunPass::chosen,
+                             .reconnect = [this] { return reconnect && reconnect(); },
+                             .taskCompleted = [this] { taskCompleted(); }});
   running_ = true;
   worker_->start();
 }
@@ -307,23 +326,23 @@ void ArchiveRun::taskCompleted() {
     if (result.isWhole) context_.sources.mailboxNamesLoaded = false;
   }
   observer_->passEnds();
-  // A walk that was cancelled is followed by the import folder all the same; after Ctrl-C, or with
-  // a server that stores no more, nothing is.
-  const bool importFolderNext = pass_ == Pass::first && request_.paths.empty() &&
-                                context_.settings.archive.importFolderState != 0 && !interrupted_ &&
-                                !watch_.isStopped();
-  if (importFolderNext && startImportFolderPass()) return;
+  // A walk that was cancelled is followed by the next all the same; after Ctrl-C, or with a server
+  // that stores no more, nothing is.
+  const std::optional<RunPass> next = passBehind(pass_, request_, context_.settings);
+  if (next && !interrupted_ && !watch_.isStopped() && goOn(*next)) return;
   report();
 }
 
-bool ArchiveRun::startImportFolderPass() {
-  MailSources& sources = context_.sources;
-  sources.acctRows = {{true, context_.settings.archive.importFolderPath}};
-  sources.rowKind = RowKind::paths;
+bool ArchiveRun::goOn(RunPass pass) {
+  if (pass == RunPass::importFolder) {
+    MailSources& sources = context_.sources;
+    sources.acctRows = {{true, context_.settings.archive.importFolderPath}};
+    sources.rowKind = RowKind::paths;
+  }
   storeLog_.close();
-  if (!startPass(Pass::importFolder)) return true;
+  if (!startPass(pass)) return true;
   // Nothing will come back from a pass that has not begun, so the run ends here with its report,
-  // and the folder keeps its files.
+  // and the import folder keeps its files.
   storeLog_.openForAppend(context_.process.storeLogPath);
   isWhole_ = false;
   return false;
@@ -333,6 +352,13 @@ void ArchiveRun::endFeed() {
   if (MessageFeed* const feed = std::exchange(feed_, nullptr)) {
     const std::string line = feed->end();
     if (!line.empty()) storeLog_.write(line);
+  }
+}
+
+void ArchiveRun::tellMissing(const std::vector<MailFolder>& folders) {
+  for (const MailFolder& folder : folders) {
+    storeLog_.write("Source is not there: " + printable(folder.path) + "\n");
+    report_.missingFolders.push_back(folder);
   }
 }
 

@@ -35,13 +35,16 @@ class CrashRecovery;
 /// What a run is to do, beside what the settings say.
 struct ArchiveRequest {
   /// Files and folders to read. Empty: the accounts or mailboxes that are chosen, whose rows have
-  /// been loaded, and then the import folder.
+  /// been loaded, then the folders that are kept as sources, and then the import folder.
   std::vector<std::string> paths;
   RunRange range;
-  /// Of the files among `paths`, read those, too, that have not changed since they were archived.
+  /// Of files that are named or in folders kept, read those, too, that have not changed since they
+  /// were archived.
   bool readsAll = false;
   /// Messages that their mail program has marked as deleted are taken too.
   bool withDeleted = false;
+  /// Of the folders that are kept as sources: all days, where the user has not named any.
+  RunRange foldersRange = {};
   /// Where the ledger goes; empty: `Ledger.log` beside `Keldane.log`.
   std::string ledgerPath;
   /// What is stored goes to the `MessageFeed` of the run, too.
@@ -71,13 +74,17 @@ struct RunBeginning {
 /// Why a run over the chosen sources has nothing to read; absent: something is chosen.
 [[nodiscard]] std::optional<NotStarted> nothingChosen(const Settings& settings);
 
-/// What a pass of a run goes by. `isImportFolder`: it is the one that takes in the import folder.
-[[nodiscard]] PassPlan makePassPlan(const ArchiveRequest& request, bool isImportFolder,
+/// The pass that follows; absent behind the last.
+[[nodiscard]] std::optional<RunPass> passBehind(RunPass pass, const ArchiveRequest& request,
+                                                const Settings& settings);
+
+/// What a pass of a run goes by.
+[[nodiscard]] PassPlan makePassPlan(const ArchiveRequest& request, RunPass pass,
                                     const Settings& settings, MailSources& sources,
                                     const TagRuleList& tagRules);
 
 /// One run over the chosen mail, from its start to the final report: checks, the worker thread,
-/// cancelling, the second pass for the import folder, ledger and logs.
+/// cancelling, the passes for kept folders and the import folder, ledger and logs.
 ///
 /// Everything is called on the main thread except the walk, which runs on the worker; the worker
 /// comes back through the main queue at its end and waits there.
@@ -112,9 +119,9 @@ class ArchiveRun {
                                                    RunObserver& observer);
   /// Starts the worker. Absent: it has been; `observer` is then told of the run until its end.
   [[nodiscard]] std::optional<NotStarted> start(ArchiveRequest request, RunObserver& observer);
-  /// The pass ends after the message at hand; the import folder follows all the same.
+  /// The pass ends after the message at hand; those behind it follow all the same.
   void cancel();
-  /// The same of a user who wants the program back: no second pass begins.
+  /// The same of a user who wants the program back: no further pass begins.
   void interrupt();
   /// Leaves the line of the run under way in `Keldane.log`, for a program that is about to end
   /// without waiting for its worker.
@@ -137,19 +144,18 @@ class ArchiveRun {
   std::function<bool()> reconnect;
 
  private:
-  enum class Pass { first, importFolder };
-
-  [[nodiscard]] std::optional<NotStarted> startPass(Pass pass);
+  [[nodiscard]] std::optional<NotStarted> startPass(RunPass pass);
   void endFeed();
   void startCounters();
   [[nodiscard]] std::vector<std::string> sourcesOf(const ArchiveRequest& request) const;
   [[nodiscard]] std::optional<NotStarted> nothingSelected();
   void adoptCheckedAccounts();
   [[nodiscard]] std::optional<NotStarted> beginLedger();
-  void openLogs(Pass pass);
-  void startWorker(Pass pass);
+  void openLogs(RunPass pass);
+  void startWorker(RunPass pass);
+  void tellMissing(const std::vector<MailFolder>& folders);
   void taskCompleted();
-  [[nodiscard]] bool startImportFolderPass();
+  [[nodiscard]] bool goOn(RunPass pass);
   void report();
   void closeLedger();
   void fillReport();
@@ -164,7 +170,7 @@ class ArchiveRun {
   ArchiveRequest request_;  ///< of the run under way, as the next three
   RunObserver* observer_ = nullptr;
   MessageFeed* feed_ = nullptr;  ///< between its `begin` and its `end`
-  Pass pass_ = Pass::first;
+  RunPass pass_ = RunPass::chosen;
   RunReport report_;
   RunCounters counters_;
   CurrentMessage message_;

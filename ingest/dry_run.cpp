@@ -30,11 +30,12 @@ bool hasMessage(LedgerOutcome outcome) {
 
 std::vector<PassPlan> dryPlans(const ArchiveRequest& request, const Settings& settings,
                                MailSources& sources, const TagRuleList& tagRules) {
-  std::vector<PassPlan> plans = {makePassPlan(request, false, settings, sources, tagRules)};
-  if (request.paths.empty() && settings.archive.importFolderState != 0) {
-    plans.push_back(makePassPlan(request, true, settings, sources, tagRules));
+  std::vector<PassPlan> plans;
+  std::optional<RunPass> pass = RunPass::chosen;
+  for (; pass; pass = passBehind(*pass, request, settings)) {
+    plans.push_back(makePassPlan(request, *pass, settings, sources, tagRules));
+    plans.back().deleteImportFiles = false;
   }
-  for (PassPlan& plan : plans) plan.deleteImportFiles = false;
   return plans;
 }
 
@@ -81,6 +82,8 @@ void DryRun::readAll(const std::vector<PassPlan>& plans, bool hasArchive,
   };
   for (const PassPlan& plan : plans) {
     if (mustEnd()) break;
+    report.missingFolders.insert(report.missingFolders.end(), plan.missingFolders.begin(),
+                                 plan.missingFolders.end());
     KnownFiles knownFiles(context_.session, counters, true);
     KnownFiles* known = hasArchive && plan.skipsKnownFiles ? &knownFiles : nullptr;
     MessageStore store({.session = context_.session,

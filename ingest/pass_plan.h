@@ -13,6 +13,14 @@
 
 namespace keldane {
 
+/// The passes of a run that names no paths, in their order. One that names some has the first
+/// alone.
+enum class RunPass {
+  chosen,       ///< accounts or mailboxes, or the paths of the run
+  folders,      ///< the folders and files that the user keeps as sources
+  importFolder  ///< may be emptied
+};
+
 /// What one pass of a run goes by: copies, made when it begins, so that nobody changes under the
 /// worker's hands what it reads.
 struct PassPlan {
@@ -20,6 +28,7 @@ struct PassPlan {
   std::vector<std::string> selection;
   /// Of a pass over folders that are kept as sources, in place of `selection`; with `importMode`.
   std::vector<MailFolder> folders;
+  std::vector<MailFolder> missingFolders;  ///< of these, what is not there at the moment
   bool importMode = false;
   bool deleteImportFiles = false;  ///< empty the import folder after the walk
   /// A file that is as it was when all of it had come into the archive is passed over.

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "archive/fault.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/run_logs.h"
 #include "ingest/sources/import_folder.h"
+#include "settings/mail_folder.h"
 
 namespace keldane {
 
@@ -22,7 +24,8 @@ struct RunReport {
   /// Why the run was ended before all was read; empty when it was not, or the server was lost.
   std::string stoppedBy;
   std::string lostServer;  ///< the last error of a server that was lost; empty when none was
-  LeftInFolder left;       ///< in the import folder, when it was to be emptied
+  std::vector<MailFolder> missingFolders;  ///< kept as sources, and not there at the moment
+  LeftInFolder left;                       ///< in the import folder, when it was to be emptied
   /// Ids of the messages stored; the first is above the last when none was.
   std::uint32_t firstStoredId = 0;
   std::uint32_t lastStoredId = 0;

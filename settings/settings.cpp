@@ -7,6 +7,7 @@
 
 #include "base/files.h"
 #include "base/text.h"
+#include "settings/mail_folders.h"
 
 namespace keldane {
 namespace {
@@ -214,6 +215,7 @@ void Settings::migrateOlderLayout() {
 
 void Settings::readUserKeys() {
   user.databaseList = textsOf(prefs_.find(kDatabases));
+  user.mailFolders = readMailFolders(prefs_);
   for (const UserKey& key : kKeysWhenSet) {
     if (const int value = intOf(prefs_, key.name); value != 0) user.*key.member = value;
   }
@@ -414,6 +416,22 @@ void Settings::resetPrefs() {
   archive.limitSearchState = 1;
   archive.limitSearchSize = "1000";
   user.launchAttachments = 0;
+}
+
+Result<MailFolder> Settings::addMailFolder(const MailFolder& wanted, const std::string& homePath) {
+  Result<MailFolder> folder = makeMailFolder(wanted.path, wanted.name, user.mailFolders, homePath);
+  if (!folder) return folder;
+  const Result<void> kept = keepMailFolder(prefs_, *folder);
+  user.mailFolders = readMailFolders(prefs_);
+  if (!kept) return Failure{couldNotSave(kept.error()).text};
+  return folder;
+}
+
+Result<void> Settings::removeMailFolder(const MailFolder& folder) {
+  const Result<void> removed = forgetMailFolder(prefs_, folder);
+  user.mailFolders = readMailFolders(prefs_);
+  if (!removed) return Failure{couldNotSave(removed.error()).text};
+  return {};
 }
 
 std::string Settings::copiesFolder() const { return supportFolder(process_) + "/Settings"; }

@@ -54,6 +54,11 @@ class Settings {
   [[nodiscard]] Result<void> replaceSettings(const PlistDict& copy);
   /// Takes a dropped database out of the list.
   [[nodiscard]] Faults forgetDatabase(const std::string& name);
+  /// Keeps a folder or file of mail as a source, or no longer, at once. Without a name it gets one.
+  /// Fails, with what is wrong or to do, and the sources as they were.
+  [[nodiscard]] Result<MailFolder> addMailFolder(const MailFolder& wanted,
+                                                 const std::string& homePath);
+  [[nodiscard]] Result<void> removeMailFolder(const MailFolder& folder);
 
   ArchiveSettings archive;
   UserSettings user;

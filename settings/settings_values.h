@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "settings/mail_folder.h"
+
 namespace keldane {
 
 /// The settings that belong to one archive: its row in the table `settings`.
@@ -69,6 +71,7 @@ struct UserSettings {
   int gmailLabels = 0;  ///< labels of exported messages become keywords
   int showOnStartupState = 0;
   int diskAccessState = 0;
+  std::vector<MailFolder> mailFolders;  ///< kept as sources; changed one by one
   FontSetting panelFont;
   FontSetting listFont;
   FontSetting bodyFont;

@@ -38,6 +38,7 @@ void ArchivePanel::setStoreDate() {
   if (!beginning) return;
   goingOn_ = beginning->goingOn;
   beginAt(form, beginning->rangeStartText);
+  proposedStart_ = rangeOf(form).rangeStartText;
   if (isUnattended()) {
     parseEmail();
   } else {
@@ -63,7 +64,10 @@ void ArchivePanel::parseEmail() {
   if (!isUnattended()) context_.ui.closePanel("storeDatePanel");
   MailSources& sources = context_.archiver.sources();
   ArchiveRequest request;
-  request.range = rangeOf(form);
+  request.range = request.foldersRange = rangeOf(form);
+  if (request.range.rangeStartText == proposedStart_) {
+    request.foldersRange.rangeStartText = RunRange().rangeStartText;
+  }
   if (sources.importMode) {
     for (const AcctsRow& row : sources.acctRows) request.paths.push_back(row.acctDesc);
   } else if (!sources.choosesMailboxes()) {

@@ -68,6 +68,7 @@ class ArchivePanel : public RunObserver {
 
   Context context_;
   std::string goingOn_;
+  std::string proposedStart_;  ///< where the sheet begins unless the user says otherwise
   std::string confirmationText_;
 };
 

@@ -94,7 +94,8 @@ void SettingsPanel::getPrefs() {
 void SettingsPanel::doPrefPanel() {
   if (!ui_.isPanelVisible(kPanel)) {
     fillWindow();
-    for (const char* control : {"selectAcctsTableView", "dbPath", kPanel}) ui_.changed(control);
+    for (const char* control : {"selectAcctsTableView", "foldersTableView", "dbPath", kPanel})
+      ui_.changed(control);
   }
   showTab();
   ui_.showPanel(kPanel);

@@ -97,6 +97,7 @@ TEST_F(KeldaneControllerTest, LeavesNoEmptyWorkFolder) {
   const std::string empty = controller->process().workFolder;
   EXPECT_TRUE(isDirectory(empty));
   controller->settingsPanel().setDebugLog();
+  EXPECT_EQ(controller->process().workFolder, folder / "Desktop/");
   controller->settingsPanel().setDebugLog();
   const std::string second = controller->process().workFolder;
   EXPECT_NE(empty, second);

@@ -6,8 +6,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "app/panels/folder_table.h"
 #include "ingest/sources/mail_store_probe.h"
 #include "platform/local_main_queue.h"
+#include "tests/support/fake_environment.h"
 #include "tests/support/mail_store_tree.h"
 #include "tests/support/recording_host_services.h"
 #include "tests/support/recording_user_interface.h"
@@ -211,6 +213,41 @@ TEST_F(SourceChooserTest, LeavesTheMailApplicationAsItFoundIt) {
   host.running = {{"Mail", "com.apple.mail", 7}};
   EXPECT_TRUE(sources.makeV3dict());
   EXPECT_THAT(host.calls, ElementsAre("mailAccounts", "terminate Mail", "mailAccounts"));
+}
+
+TEST_F(SourceChooserTest, FoldersAreKeptAsTheyAreAddedAndFound) {
+  FakeEnvironment environment;
+  FolderTable table({settings, process, environment, progress, ui});
+  home.write("Mail/work/1.eml", "From: a@b.c\n\nx\n");
+  home.write("Maildir/cur/1", "From: a@b.c\n\nx\n");
+  home.write("Maildir/new/x", "");
+  home.write("Maildir/tmp/x", "");
+  ui.chosenFiles = {{home / "Mail/work", home / "none"}};
+  table.addFolders();
+  EXPECT_THAT(ui.alertLines(), ElementsAre(testing::HasSubstr("there is no folder or file")));
+  ASSERT_EQ(table.folderRows().size(), 1U);
+  EXPECT_EQ(table.folderRows()[0].folderName, "work");
+
+  table.findMail();
+  EXPECT_EQ(ui.calls.back(), "sheet foundMailSheet");
+  std::size_t fresh = 0;
+  while (fresh < table.foundRows().size() && !table.foundRows()[fresh].foundCheck) ++fresh;
+  ASSERT_LT(fresh, table.foundRows().size());
+  EXPECT_EQ(table.foundRows()[fresh].mail.folder.path, home / "Maildir");
+  table.didClickFoundCheck(fresh);
+  EXPECT_FALSE(table.foundRows()[fresh].foundCheck);
+  table.didClickFoundCheck(fresh);
+  table.addFound();
+  ASSERT_EQ(table.folderRows().size(), 2U);
+  table.findMail();
+  for (const FoundRow& row : table.foundRows()) EXPECT_FALSE(row.foundCheck) << "kept by now";
+
+  table.selectedRows = {0, 1, 7};
+  table.removeFolders();
+  PreferencesFile again(prefs.path());
+  ASSERT_TRUE(again.load());
+  EXPECT_EQ(again.find("mailFolders")->array()->size(), 0U);
+  EXPECT_THAT(table.folderRows(), IsEmpty());
 }
 
 TEST_F(SourceChooserTest, TellsThatTheMailApplicationDoesNotAnswer) {

@@ -684,6 +684,29 @@ TEST_F(TerminalProgram, TellsOfSourcesThatAreNotThere) {
   EXPECT_THAT(outcome.errorText, HasSubstr("there is no account \"nobody\""));
 }
 
+TEST_F(TerminalProgram, KeepsFoldersAsSources) {
+  home_->write("kept/Invoices/1.eml", kInvoice);
+  EXPECT_EQ(output({"sources", "add", "kept/Invoices", "--name", "Bills"}),
+            "Added Bills: " + home() + "/kept/Invoices\n");
+  const ToolOutcome twice = run({"sources", "add", home() + "/kept/Invoices/"});
+  EXPECT_EQ(twice.exitStatus, 1);
+  EXPECT_THAT(twice.errorText, HasSubstr("is kept already, as \"Bills\""));
+  EXPECT_EQ(run({"sources", "add"}).exitStatus, 2);
+  EXPECT_THAT(run({"sources", "add", "--found", "999"}).errorText, HasSubstr("so there is no 999"));
+  EXPECT_THAT(output({"sources", "list"}), HasSubstr("*\tBills\t" + home() + "/kept/Invoices\n"));
+  // Whatever the newest day stored is.
+  EXPECT_THAT(output({"archive"}), HasSubstr("Duplicates: 1\n"));
+  std::filesystem::rename(home() + "/kept", home() + "/away");
+  const ToolOutcome unplugged = run({"archive", "--dry-run"});
+  EXPECT_EQ(unplugged.exitStatus, 0);
+  EXPECT_THAT(unplugged.errorText, HasSubstr("the source \"Bills\" is not there at the moment"));
+  EXPECT_EQ(values(output({"sources", "list", "--json"}), "found"),
+            std::vector<nlohmann::json>{false});
+  EXPECT_EQ(output({"sources", "remove", home() + "/kept/Invoices"}),
+            "Removed Bills: " + home() + "/kept/Invoices\n");
+  EXPECT_EQ(run({"sources", "remove", "Bills"}).exitStatus, 1);
+}
+
 TEST_F(TerminalProgram, AMessageCannotSteerTheTerminal) {
   const std::string paged = home() + "/paged";
   for (const Words& words :

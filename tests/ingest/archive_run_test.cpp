@@ -244,6 +244,41 @@ TEST_F(ArchiveRunTest, ImportFolderIsASecondPassOfTheSameRun) {
   EXPECT_FALSE(sources.mailboxNamesLoaded);
 }
 
+TEST_F(ArchiveRunTest, KeptFoldersComeBeforeTheImportFolderWhateverTheDaysOfTheRun) {
+  writeMail("INBOX", 1);
+  writeMail("kept/sub", 3);
+  folder.write("kept.mbox", "From a@b.c Mon Jan  2 03:04:05 2023\n" + mail(4));
+  writeMail("import", 5);
+  selectInboxAndImportFolder();
+  settings.user.mailFolders = {
+      {"Kept", folder / "kept"}, {"Unplugged", folder / "gone"}, {"Box", folder / "kept.mbox"}};
+  ArchiveRequest request;
+  request.range.rangeStartText = "2040-01-01 00:00:00";
+  EXPECT_EQ(dryPlans(request, settings, sources, rules).size(), 3U);
+  for (const bool chosen : {true, false}) {
+    EXPECT_FALSE(run->start(request, observer));
+    waitForEnd();
+    const RunReport& report = *run->lastReport();
+    ASSERT_EQ(report.missingFolders.size(), 1U);
+    EXPECT_EQ(report.missingFolders[0].name, "Unplugged");
+    EXPECT_THAT(storeLog(), HasSubstr("Source is not there: " + folder / "gone"));
+    EXPECT_EQ(report.sums.archived, chosen ? 4 : 0);
+    EXPECT_EQ(report.sums.unchanged, chosen ? 0 : 4);
+    EXPECT_EQ(report.outsideRange, chosen ? 6 : 0) << "of the in box and the import folder";
+    EXPECT_TRUE(std::filesystem::exists(folder / "kept/sub/3.eml"));
+    // With nothing chosen besides, the kept folders are a run as well.
+    settings.archive.importFolderState = settings.archive.postbox = 0;
+    settings.selectedAccounts.clear();
+  }
+  EXPECT_THAT(std::vector(observer.steps.begin(), observer.steps.begin() + 7),
+              ElementsAre("pass", "pass ends", "pass", "pass ends", "pass", "pass ends", "stored"));
+  request.foldersRange.rangeStartText = request.range.rangeStartText;
+  request.readsAll = true;
+  EXPECT_FALSE(run->start(request, observer));
+  waitForEnd();
+  EXPECT_EQ(run->lastReport()->outsideRange, 4);
+}
+
 TEST_F(ArchiveRunTest, ASecondPassThatCannotBeginStillEndsTheRun) {
   writeMail("INBOX", 2);
   writeMail("import", 3);
@@ -303,8 +338,11 @@ TEST_F(ArchiveRunTest, DoesNotStartBesideARunThatKeepsTheLedger) {
   folder.write("home/ledger", "");
   const Result<std::unique_ptr<LedgerFile>> other = LedgerFile::take(folder / "home/ledger");
   ASSERT_TRUE(other);
-  const auto failure = run->start(
-      {.paths = {folder / "mail"}, .range = {}, .ledgerPath = folder / "home/ledger"}, observer);
+  const auto failure = run->start({.paths = {folder / "mail"},
+                                   .range = {},
+
+                                   .ledgerPath = folder / "home/ledger"},
+                                  observer);
   EXPECT_FALSE(run->isRunning());
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->reason, NotStarted::Reason::noLedger);
