@@ -120,9 +120,7 @@ void Fingerprints::note(std::uint32_t id, const Content& content) {
 }
 
 int Fingerprints::readingOf(SourceEncoding encoding) const {
-  const bool declared = !context_.declaredCharsets || context_.declaredCharsets();
-  const int way = encoding == SourceEncoding::utf8 ? 0 : declared ? 2 : 1;
-  return 3 * kReading + way;
+  return fingerprintReading(encoding, !context_.declaredCharsets || context_.declaredCharsets());
 }
 
 /// The digest of a row is one that can be compared with those made now.
@@ -283,6 +281,11 @@ Fingerprints::Match Fingerprints::compareRows(std::uint32_t one, std::uint32_t o
   const std::unique_ptr<ResultRows> rows = sent ? context_.session.storeResult() : nullptr;
   if (!rows || !rows->next()) return Match::refused;
   return rows->cell(0) == "1" ? Match::same : Match::different;
+}
+
+int fingerprintReading(SourceEncoding encoding, bool declaredCharsets) {
+  const int way = encoding == SourceEncoding::utf8 ? 0 : declaredCharsets ? 2 : 1;
+  return 3 * kReading + way;
 }
 
 Result<std::string> unpackedBytes(std::string_view packed, std::uint64_t sizeBytes) {

@@ -107,6 +107,10 @@ class Fingerprints {
   bool available_ = false;
 };
 
+/// The number in the column `reading` of a row that is made now, of a source read so. Digests of
+/// other numbers are not compared.
+[[nodiscard]] int fingerprintReading(mime::SourceEncoding encoding, bool declaredCharsets);
+
 /// The bytes that a row keeps compressed; `sizeBytes` as the row has it. Fails when they are
 /// damaged.
 [[nodiscard]] Result<std::string> unpackedBytes(std::string_view packed, std::uint64_t sizeBytes);

@@ -21,8 +21,8 @@ const std::vector<Group>& groups() {
        {exportCommand, saveCommand, printCommand, replyCommand, forwardCommand, backupCommand,
         restoreCommand}},
       {"Keep it",
-       {tagCommand, untagCommand, duplicatesCommand, deleteCommand, statusCommand, settingsCommand,
-        indexCommand, connectionsCommand, serverCommand, inspectCommand}}};
+       {tagCommand, untagCommand, duplicatesCommand, deleteCommand, verifyCommand, statusCommand,
+        settingsCommand, indexCommand, connectionsCommand, serverCommand, inspectCommand}}};
   return all;
 }
 

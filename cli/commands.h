@@ -44,5 +44,6 @@ class Program;
 [[nodiscard]] Command statusCommand(Program& program);
 [[nodiscard]] Command tagCommand(Program& program);
 [[nodiscard]] Command untagCommand(Program& program);
+[[nodiscard]] Command verifyCommand(Program& program);
 
 }  // namespace keldane

@@ -143,6 +143,9 @@ class ArchiveRun {
   /// been told. Empty: it is not tried.
   std::function<bool()> reconnect;
 
+  /// How the ledger names the database that is open.
+  [[nodiscard]] std::string ledgerDatabase() const;
+
  private:
   [[nodiscard]] std::optional<NotStarted> startPass(RunPass pass);
   void endFeed();
@@ -164,7 +167,6 @@ class ArchiveRun {
   [[nodiscard]] bool databaseOpened();
   [[nodiscard]] std::string supportPath(const std::string& name) const;
   [[nodiscard]] std::string ledgerFile(const ArchiveRequest& request) const;
-  [[nodiscard]] std::string ledgerDatabase() const;
 
   Context context_;
   ArchiveRequest request_;  ///< of the run under way, as the next three

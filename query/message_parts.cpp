@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "base/hex.h"
 #include "base/sha256.h"
 #include "base/text.h"
 
@@ -20,12 +21,6 @@ struct Row {
   std::string sha256Hex;
   bool isTaken = false;
 };
-
-std::string hexOf(std::string_view bytes) {
-  std::string digits;
-  for (const char byte : bytes) digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
-  return digits;
-}
 
 Result<std::vector<Row>> readRows(ServerSession& session, std::uint32_t id) {
   const std::string sql =
@@ -120,7 +115,7 @@ class PartList {
     const bool isAnyFree =
         std::any_of(rows_.begin(), rows_.end(), [](const Row& row) { return !row.isTaken; });
     if (!isAnyFree) return 0;
-    const std::string digest = hexOf(sha256(bytes));
+    const std::string digest = hexText(sha256(bytes));
     return take([&](const Row& row) { return row.sha256Hex == digest; });
   }
   std::size_t takeNamed(std::string_view name) {

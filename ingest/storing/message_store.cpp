@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "ingest/ledger/crash_recovery.h"
 #include "ingest/reading/strip_plist.h"
+#include "ingest/storing/attachment_rows.h"
 #include "ingest/storing/duplicate_check.h"
 #include "ingest/storing/tag_rules.h"
 
@@ -49,82 +50,6 @@ class EscapedField {
   std::string& field_;
   std::optional<std::string> original_;
 };
-
-// The rows of a message's parts, its HTML version included.
-
-constexpr std::string_view kPartError = "SQL error:";
-
-bool insertPart(ServerSession& session, const MessagePart& part, const std::string& rowName,
-                const StatementText& sql, StoreErrors& errors) {
-  const std::unique_ptr<Statement> statement = session.makeStatement();
-  if (!statement) return errors.fail(kPartError);
-  if (!statement->prepare(sql.text())) return errors.fail(kPartError);
-  const std::array<BoundValue, 2> values = {BoundValue{upToNul(rowName), BindType::text},
-                                            BoundValue{part.data, BindType::blob}};
-  if (!statement->bind(values)) return errors.fail(kPartError);
-  if (!statement->execute()) return errors.fail(kPartError);
-  if (!statement->close()) return errors.fail(kPartError);
-  return true;
-}
-
-/// What the list of attachment names gets of a part's name: escaped, on one line.
-std::string attachmentRowName(std::string_view fileName) {
-  std::string name = escapeInline(fileName);
-  removeAll(name, "\n");
-  return name;
-}
-
-/// Appends a row's name to the list, unless it is empty or has one of two endings.
-void addToAttachNames(std::string& attachNames, const std::string& rowName) {
-  // Spelt so: "htmlversion.html" is in the list, by which searches for a name find it, and every
-  // "etf" is not.
-  if (rowName.empty() || rowName.ends_with("hmtl") || rowName.ends_with("etf")) return;
-  if (!attachNames.empty()) attachNames += ',';
-  attachNames += rowName;
-}
-
-/// A content type goes into the statement as it stands: whether it can, without ending its quotes.
-bool canQuoteAsItStands(std::string_view contentType) {
-  if (contentType.find('"') != std::string_view::npos) return false;
-  // Line ends leave the statement, so a backslash before the last of them ends it.
-  const std::size_t last = contentType.find_last_not_of('\n');
-  return last == std::string_view::npos || contentType[last] != '\\';
-}
-
-/// Names of all parts, as they will stand in `msgAttachNames`.
-std::string attachNamesOf(const std::vector<MessagePart>& parts, std::size_t count) {
-  std::string names;
-  for (std::size_t i = 0; i < count && i < parts.size(); ++i) {
-    addToAttachNames(names, attachmentRowName(parts[i].fileName));
-  }
-  return names;
-}
-
-/// How many of the parts get a row.
-std::size_t storableParts(const std::vector<MessagePart>& parts, std::size_t count) {
-  std::size_t storable = 0;
-  for (std::size_t i = 0; i < count && i < parts.size(); ++i) {
-    if (canQuoteAsItStands(parts[i].contentType)) ++storable;
-  }
-  return storable;
-}
-
-/// Stores one part of the message `id` and adds its name to `attachNames`. A failure costs this
-/// part only and is in the log.
-bool doAttachment(ServerSession& session, std::uint32_t id, const MessagePart& part,
-                  std::string& attachNames, StatementText& sql, StoreErrors& errors) {
-  const std::string rowName = attachmentRowName(part.fileName);
-  addToAttachNames(attachNames, rowName);
-  if (!canQuoteAsItStands(part.contentType)) {
-    return errors.failForGood(kPartError, "the content type cannot stand between quotes");
-  }
-  std::string type = part.contentType;
-  removeAll(type, "\n");
-  sql.start("INSERT INTO attachments (id,type_fld,filename_fld,encode_fld,attach_fld) VALUES(");
-  sql.addNumber(id).add(",\"").add(type).add("\",?,");
-  sql.addNumber(static_cast<std::int64_t>(part.data.size())).add(",?)");
-  return insertPart(session, part, rowName, sql, errors);
-}
 
 // Its row of `tags`.
 

@@ -12,6 +12,7 @@ FLOORS = [
     {"settings"},
     {"server", "schedule"},
     {"ingest", "query", "find", "output"},
+    {"verify"},
     {"app"},
     {"cli", "desktop"},
 ]
