@@ -6,8 +6,12 @@
 #include "archive/sql_values.h"
 #include "base/text.h"
 #include "cli/commands.h"
+#include "cli/count_text.h"
+#include "cli/index_access.h"
 #include "cli/json_text.h"
 #include "cli/program.h"
+#include "find/index_check.h"
+#include "verify/check_mark.h"
 
 namespace keldane {
 namespace {
@@ -39,6 +43,69 @@ std::string sizeOf(ServerSession& session, const std::string& database) {
                       quoted);
 }
 
+/// What is known of how whole the archive is.
+struct Proof {
+  std::uint64_t exactSources = 0;  ///< of which the very bytes are known
+  IndexState index;
+  CheckMarks checks;
+};
+
+std::optional<Proof> readProof(Archiver& archiver, Program& program) {
+  Proof proof;
+  ServerSession& session = archiver.session();
+  // Of a file that held only a part of its message the bytes are no source. An archive of an older
+  // program has no such table.
+  proof.exactSources = std::strtoull(
+      oneValue(session,
+               "SELECT COUNT(*) FROM keldane_fingerprints f JOIN origemail o ON o.id=f.id WHERE "
+               "f.source_sha256 IS NOT NULL AND NOT (f.exact_zstd IS NOT NULL AND "
+               "COALESCE(f.path,'') LIKE '%partial%')")
+          .c_str(),
+      nullptr, 10);
+  const Result<std::string> identity = archiveIdentity(session);
+  const Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(archiver, program);
+  Result<IndexState> index = access ? lookAtIndex(session, (*access)->index(), false)
+                                    : Result<IndexState>(Failure{access.error()});
+  if (!index || !identity) {
+    program.exitStatus = program.failSql(index ? identity.error() : index.error());
+    return std::nullopt;
+  }
+  proof.index = std::move(*index);
+  proof.checks = CheckMarks::load(checkMarkPath(supportFolder(archiver.process()), *identity));
+  return proof;
+}
+
+std::string indexWords(const IndexState& index) {
+  if (!index.exists) return "none yet";
+  if (!index.damage.empty()) return "of no use, the next find makes it anew: " + index.damage;
+  if (index.behind == 0) return "in step";
+  return countText(static_cast<long long>(index.behind), "message") + " behind";
+}
+
+std::string checkWords(const CheckMarks& checks) {
+  std::string words = "never";
+  if (checks.last) {
+    const CheckCounts& counts = checks.last->counts;
+    const std::uint64_t left = counts.allFaults() - counts.allMended();
+    words = fmt::format("{}, {}: {}", checks.last->when,
+                        countText(static_cast<long long>(counts.messages), "message"),
+                        left == 0 ? "all whole" : countText(static_cast<long long>(left), "fault"));
+  }
+  if (checks.going) {
+    words += fmt::format("; one of {} was interrupted", checks.going->when);
+  }
+  return words;
+}
+
+nlohmann::ordered_json checkJson(const std::optional<CheckMark>& mark) {
+  if (!mark) return nullptr;
+  return {{"when", isoDate(mark->when)},
+          {"messages", mark->counts.messages},
+          {"exact", mark->counts.exact},
+          {"faults", mark->counts.allFaults()},
+          {"mended", mark->counts.allMended()}};
+}
+
 void runStatus(bool json, Program& program) {
   Archiver* archiver = program.connected();
   if (archiver == nullptr) {
@@ -52,6 +119,8 @@ void runStatus(bool json, Program& program) {
   const std::string messages = oneValue(session, "SELECT count(id) FROM email");
   const std::string newest = oneValue(session, "SELECT MAX(date_fld) FROM email");
   const std::string bytes = sizeOf(session, database);
+  const std::optional<Proof> proof = readProof(*archiver, program);
+  if (!proof) return;
   if (json) {
     printJson({{"connection", connection.name},
                {"host", connection.host},
@@ -60,15 +129,25 @@ void runStatus(bool json, Program& program) {
                {"database", database},
                {"messages", std::strtoull(messages.c_str(), nullptr, 10)},
                {"newest", newest == "0" ? "" : newest},
-               {"bytes", std::strtoull(bytes.c_str(), nullptr, 10)}});
+               {"bytes", std::strtoull(bytes.c_str(), nullptr, 10)},
+               {"exactSources", proof->exactSources},
+               {"index",
+                {{"exists", proof->index.exists},
+                 {"damage", proof->index.damage},
+                 {"behind", proof->index.behind}}},
+               {"verified", checkJson(proof->checks.last)},
+               {"verifying", checkJson(proof->checks.going)}});
     return;
   }
-  std::fputs(fmt::format("Connection: {}\nServer:     {}\nDatabase:   {}\nMessages:   {}\n"
-                         "Newest:     {}\nSize:       {:.1f} MB\n",
-                         connection.name, server, database, messages,
-                         newest == "0" ? "none" : newest, leadingDouble(bytes) / 1e6)
-                 .c_str(),
-             stdout);
+  std::fputs(
+      fmt::format("Connection: {}\nServer:     {}\nDatabase:   {}\nMessages:   {}\n"
+                  "Newest:     {}\nSize:       {:.1f} MB\nExact:      {} sources to the "
+                  "byte\nWord index: {}\nVerified:   {}\n",
+                  connection.name, server, database, messages, newest == "0" ? "none" : newest,
+                  leadingDouble(bytes) / 1e6, proof->exactSources,
+                  printable(indexWords(proof->index)), checkWords(proof->checks))
+          .c_str(),
+      stdout);
 }
 
 }  // namespace
@@ -76,7 +155,7 @@ void runStatus(bool json, Program& program) {
 Command statusCommand(Program& program) {
   auto json = std::make_shared<bool>(false);
   return {.name = "status",
-          .help = "Show server, database, number of messages and size",
+          .help = "Show server, database, number of messages and size, and how whole it is",
           .options = {{"--json", json.get(), "Print one JSON object"}},
           .run = [json, &program] { runStatus(*json, program); }};
 }
