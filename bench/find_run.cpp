@@ -69,6 +69,7 @@ Outcome runProgram(const Words& words) {
     ::dup2(ends[1], 1);
     ::dup2(nothing, 2);
     ::close(ends[0]);
+    ::close(ends[1]);  // else the server that ours starts would keep the pipe open
     ::execvp(arguments[0], arguments.data());
     ::_exit(127);
   }
