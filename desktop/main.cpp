@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("KeldanePro");
   QApplication::setApplicationDisplayName("Keldane Pro");
   QApplication::setApplicationVersion("8.0.1");
-  QApplication::setDesktopFileName("keldanepro");
+  QApplication::setDesktopFileName("org.keldane.KeldanePro");
   QApplication::setQuitOnLastWindowClosed(false);
   keldane::WindowProgram program(argc, argv);
   program.start();
