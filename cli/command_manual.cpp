@@ -116,7 +116,12 @@ std::string optionEntry(const CommandOption& option) {
   for (const std::string& name : optionNames(option)) {
     names += (names.empty() ? "\\fB" : ", \\fB") + roff(name) + "\\fR";
   }
-  if (!isFlag(option)) names += " \\fI" + roff(valueName(option)) + "\\fR";
+  if (!isFlag(option)) {
+    std::string value = roff(valueName(option));
+    // A line may break behind each of the words that stand to choose.
+    replaceAll(value, "|", "|\\:");
+    names += " \\fI" + value + "\\fR";
+  }
   return ".TP\n" + names + "\n" + roff(option.help) + "\n";
 }
 

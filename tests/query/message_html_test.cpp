@@ -94,7 +94,7 @@ TEST(StandalonePage, NoMetaOfTheMessageSpeaksForThePage) {
                        "content=\"default-src 'none'; img-src data: cid:; style-src "
                        "'unsafe-inline'\">\n<p>"));
   EXPECT_TRUE(
-      page.ends_with("<p>\xC3\xA9<x-meta charset=koi8-r><x-meta http-equiv=refresh "
+      page.ends_with("<p>\xC3\xA9<x-MeTa charset=koi8-r><x-meta http-equiv=refresh "
                      "content='0;url=//x'>meta"));
 }
 

@@ -162,10 +162,10 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
       file.keys(),
       ElementsAre("SSUCheckAtStartup", "SUAutomaticallyUpdate", "SUEnableAutomaticChecks",
                   "SUFeedURL", "SUPublicDSAKeyFile", "bodyFont", "connections", "databases",
-                  "dateFormat", "dbPath", "declaredCharsets", "diskAccessState", "hoursState",
-                  "hoursStep", "keepDiffering", "launchAttachments", "leaveLogState", "listFont",
-                  "schedDateValue", "schedMday", "schedMonth", "scheddays", "separator", "setByDay",
-                  "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
+                  "dateFormat", "dbPath", "declaredCharsets", "diskAccessState", "gmailLabels",
+                  "hoursState", "hoursStep", "keepDiffering", "launchAttachments", "leaveLogState",
+                  "listFont", "schedDateValue", "schedMday", "schedMonth", "scheddays", "separator",
+                  "setByDay", "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
   EXPECT_EQ(*file.find("SSUCheckAtStartup"), PlistValue{true});
   EXPECT_EQ(*file.find("SUEnableAutomaticChecks"), PlistValue{false});
   EXPECT_EQ(file.text("SUPublicDSAKeyFile"), "dsa_pub.pem");
