@@ -25,6 +25,7 @@ struct Command {
   /// Of an item that is on or off; empty: it is none.
   std::function<bool()> checked = {};
   bool beginsGroup = false;  ///< a line stands above it in the menu
+  QString submenu = {};      ///< words of the menu within its menu where it stands; empty: none
 };
 
 }  // namespace keldane

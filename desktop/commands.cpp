@@ -6,6 +6,7 @@
 #include "app/keldane_controller.h"
 #include "app/panels/menu_validation.h"
 #include "desktop/main_window.h"
+#include "desktop/message_commands.h"
 
 namespace keldane {
 namespace {
@@ -231,6 +232,7 @@ std::vector<Command> windowCommands(KeldaneController& controller, MainWindow& w
   addSearchCommands(list, controller, window, isValid);
   addViewCommands(list, window);
   addMessageCommands(list, controller, window, isValid);
+  addOutputCommands(list, controller, window);
   addWindowCommands(list, window);
   addHelpCommands(list, window);
   return list;

@@ -59,6 +59,18 @@ QString menuTitle(Menu menu) {
   return {};
 }
 
+/// Where an item goes next: into its menu, or into the menu within that, which is made for the
+/// first of its items.
+QMenu& placeOf(QMenu& menu, const Command& command) {
+  QMenu* place = &menu;
+  for (const QAction* item : menu.actions()) {
+    if (item->menu() != nullptr && item->text() == command.submenu) place = item->menu();
+  }
+  if (command.beginsGroup) place->addSeparator();
+  if (!command.submenu.isEmpty() && place == &menu) place = menu.addMenu(command.submenu);
+  return *place;
+}
+
 std::vector<std::string> localPaths(const QMimeData* data) {
   std::vector<std::string> paths;
   for (const QUrl& url : data->urls()) {
@@ -162,8 +174,8 @@ void MainWindow::addCommands(std::vector<Command> commands) {
     for (const Command& command : commands_) {
       if (static_cast<int>(command.menu) != menu) continue;
       if (items == nullptr) items = menuBar()->addMenu(menuTitle(command.menu));
-      if (command.beginsGroup) items->addSeparator();
-      QAction* action = items->addAction(command.title, command.shortcut, this, command.run);
+      QAction* action =
+          placeOf(*items, command).addAction(command.title, command.shortcut, this, command.run);
       action->setObjectName(QString::fromLatin1(command.name));
       action->setCheckable(static_cast<bool>(command.checked));
       if (!command.tool.isEmpty()) {
@@ -266,8 +278,7 @@ void MainWindow::showContextMenu(const QPoint& position) {
   QMenu menu(this);
   for (const Command& command : commands_) {
     if (command.menu != Menu::message) continue;
-    if (command.beginsGroup) menu.addSeparator();
-    menu.addAction(findChild<QAction*>(QString::fromLatin1(command.name)));
+    placeOf(menu, command).addAction(findChild<QAction*>(QString::fromLatin1(command.name)));
   }
   menu.exec(list_->viewport()->mapToGlobal(position));
 }
@@ -344,6 +355,8 @@ void MainWindow::reloadList() {
   reloading_ = false;
   controller_.messageViewer().selection = {selectedCount(), list_->currentIndex().row()};
   tellSelectedRows();
+  // The message that was shown is no longer in the list.
+  if (selected && selectedCount() == 0) showSelection();
 }
 
 void MainWindow::tellSelectedRows() {

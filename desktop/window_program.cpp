@@ -5,19 +5,27 @@
 #include <QApplication>
 #include <QTimer>
 
+#include "base/files.h"
+#include "base/text.h"
+#include "desktop/addresses_dialog.h"
 #include "desktop/attach_type_sheet.h"
 #include "desktop/commands.h"
 #include "desktop/connect_dialog.h"
+#include "desktop/duplicates_dialog.h"
 #include "desktop/first_page.h"
 #include "desktop/found_mail_dialog.h"
+#include "desktop/id_dialog.h"
 #include "desktop/main_window.h"
 #include "desktop/progress_window.h"
+#include "desktop/qt_page_printer.h"
 #include "desktop/qt_text.h"
 #include "desktop/retrieve_dialog.h"
 #include "desktop/saved_searches_dialog.h"
 #include "desktop/settings_dialog.h"
 #include "desktop/sql_dialog.h"
+#include "desktop/statistics_dialogs.h"
 #include "desktop/store_date_sheet.h"
+#include "desktop/tag_dialog.h"
 #include "desktop/text_window.h"
 
 namespace keldane {
@@ -40,6 +48,7 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
   ui_.setMainWindow(*mainWindow_);
   ui_.addPanel(*mainWindow_);
   makePanels();
+  makePrinter();
   mainWindow_->addCommands(windowCommands(*controller_, *mainWindow_));
   mainWindow_->dropped = [this](const std::vector<std::string>& paths) { archiveDropped(paths); };
   FirstPage& first = mainWindow_->firstPage();
@@ -80,6 +89,24 @@ void WindowProgram::makePanels() {
   add(std::make_unique<SqlDialog>(*controller_, over));
   add(std::make_unique<SavedSearchesDialog>(*controller_, over));
   add(std::move(retrieve));
+  add(std::make_unique<TagDialog>(controller_->tagPanel(), over));
+  add(std::make_unique<AddressesDialog>(controller_->exportPanel(), over));
+  add(std::make_unique<IdDialog>(controller_->sqlFiles(), over));
+  add(std::make_unique<DuplicatesDialog>(controller_->duplicatesPanel(), over));
+  add(std::make_unique<StatisticsRequestDialog>(controller_->statisticsPanel(), over));
+  add(std::make_unique<StatisticsWindow>(
+      controller_->statisticsPanel(), [this] { controller_->printPanel().printStats(); }, over));
+}
+
+void WindowProgram::makePrinter() {
+  printer_ = std::make_unique<QtPagePrinter>(*mainWindow_);
+  printer_->shownHtml = [this] {
+    const MessageViews& views = controller_->messageViewer().views;
+    if (views.htmlFile.empty()) return qtText(views.htmlText);
+    const Result<std::string> bytes = readFile(views.htmlFile);
+    return bytes ? qtText(toUtf8(*bytes)) : QString();
+  };
+  controller_->printPanel().setPrinter(printer_.get());
 }
 
 void WindowProgram::start() {

@@ -21,6 +21,7 @@ namespace keldane {
 class MainWindow;
 class PanelView;
 class ProgressWindow;
+class QtPagePrinter;
 class TextWindow;
 
 /// The program with a window: the ports over Qt and this system, the controller, and its panels.
@@ -40,9 +41,11 @@ class WindowProgram {
   KeldaneController& controller() { return *controller_; }
   QtUserInterface& userInterface() { return ui_; }
   MainWindow& mainWindow() { return *mainWindow_; }
+  QtPagePrinter& printer() { return *printer_; }
 
  private:
   void makePanels();
+  void makePrinter();
   /// Adds a panel that the program owns from now on.
   void add(std::unique_ptr<PanelView> panel);
 
@@ -54,6 +57,7 @@ class WindowProgram {
   std::unique_ptr<KeldaneController> controller_;
   std::unique_ptr<QSettings> state_;
   std::unique_ptr<MainWindow> mainWindow_;
+  std::unique_ptr<QtPagePrinter> printer_;
   std::vector<std::unique_ptr<PanelView>> panels_;
 };
 

@@ -1,7 +1,5 @@
 #include "app/panels/statistics_panel.h"
 
-#include "query/statistics.h"
-
 namespace keldane {
 
 void StatisticsPanel::statisticsReport() { ui_.showPanel("statsPanel"); }
@@ -11,7 +9,8 @@ void StatisticsPanel::doStatsReport() {
   openDatabase_();
   const StatsRequest request{dateRange(form.dates), false, form.limitSenderTextField,
                              form.statsByMailboxCheck};
-  statsTextView = statsReportText(findFigures(session_, request), request);
+  figures = findFigures(session_, request);
+  statsTextView = statsReportText(figures, request);
   ui_.changed("statsTextView");
   progress_.close();
   ui_.showPanel("statsWindow");

@@ -8,6 +8,7 @@
 #include "app/user_interface.h"
 #include "archive/server_session.h"
 #include "query/date_range.h"
+#include "query/statistics.h"
 
 namespace keldane {
 
@@ -34,6 +35,7 @@ class StatisticsPanel {
 
   StatsForm form;
   std::string statsTextView;
+  StatsFigures figures;  ///< of the report
 
  private:
   ServerSession& session_;

@@ -21,7 +21,8 @@ namespace {
 /// Panels that are shown by their name alone.
 constexpr const char* kPanels[] = {"storeDatePanel", "connectPanel",       "retrievePanel",
                                    "SQLPanel",       "savedSearchesPanel", "attchTypeSheet",
-                                   "foundMailPanel"};
+                                   "foundMailPanel", "tagPanel",           "addressesPanel",
+                                   "IdPanel",        "dupsPanel",          "statsPanel"};
 constexpr const char* kSettingsTabs[] = {"general", "accounts", "viewing", "schedule", "tagRules"};
 
 class Pictures {
@@ -78,6 +79,9 @@ int makePictures(const QString& folder, const std::string& mail) {
                   QStringLiteral("settingsPanel-") + kSettingsTabs[tab]);
   }
   settings.cancelPrefs();
+  rig.controller().statisticsPanel().doStatsReport();
+  pictures.take(rig.control<QWidget>("statsWindow"), "statsWindow");
+  rig.control<QWidget>("statsWindow").hide();
   rig.click("viewRawItem");
   pictures.take(rig.control<QWidget>("origWindow"), "origWindow");
   return 0;

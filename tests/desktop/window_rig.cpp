@@ -6,6 +6,8 @@
 
 #include <QAction>
 #include <QElapsedTimer>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -91,6 +93,13 @@ void WindowRig::selectRow(int row) {
 }
 
 void WindowRig::answerAlert() {
+  if (auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget())) {
+    if (files.empty()) return chooser->reject();
+    chooser->findChild<QLineEdit*>("fileNameEdit")->setText(QString::fromStdString(files.front()));
+    files.pop_front();
+    QMetaObject::invokeMethod(chooser, "accept");
+    return;
+  }
   auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
   if (box == nullptr || !box->isVisible()) return;
   alerts.push_back(box->text() + ": " + box->informativeText());

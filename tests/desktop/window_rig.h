@@ -51,6 +51,8 @@ class WindowRig {
   std::vector<QString> alerts;  ///< title and text of each
   /// Words of the buttons to press in the alerts that come; the first button when none is left.
   std::deque<QString> answers;
+  /// Paths for the file choosers that come, which are cancelled when none is left.
+  std::deque<std::string> files;
 
  private:
   [[nodiscard]] static QObject* find(const char* name);

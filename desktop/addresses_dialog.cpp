@@ -1,0 +1,41 @@
+#include "desktop/addresses_dialog.h"
+
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+
+#include "app/panels/export_panel.h"
+
+namespace keldane {
+
+AddressesDialog::AddressesDialog(ExportPanel& panel, QWidget* parent)
+    : PanelDialog("addressesPanel", tr("Export Email Addresses"), parent) {
+  auto* about = new QLabel(tr("Which addresses of the list are to be exported?"), this);
+  auto* from = new QCheckBox(tr("From"), this);
+  auto* to = new QCheckBox(tr("To"), this);
+  form_.bind(*from, "fromAddsCheck", panel.form.fromAddsCheck);
+  form_.bind(*to, "toAddsCheck", panel.form.toAddsCheck);
+  auto* cancelButton = new QPushButton(tr("Cancel"), this);
+  auto* save = new QPushButton(tr("Export..."), this);
+  nameControl(*cancelButton, "cancelAddressesButton");
+  nameControl(*save, "saveAddressesButton");
+  save->setDefault(true);
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(cancelButton);
+  buttons->addWidget(save);
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(about);
+  column->addWidget(from);
+  column->addWidget(to);
+  column->addStretch();
+  column->addLayout(buttons);
+  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
+  connect(save, &QPushButton::clicked, this, [this, &panel] {
+    form_.take();
+    panel.saveAddresses();
+  });
+}
+
+}  // namespace keldane

@@ -1,0 +1,174 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTimer>
+#include <QTreeView>
+
+#include "base/files.h"
+#include "desktop/qt_page_printer.h"
+#include "tests/desktop/window_rig.h"
+
+namespace keldane {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+/// The program with three messages in its list: "Budget", "Agenda" and "Minutes".
+class Panels : public ::testing::Test {
+ protected:
+  Panels() {
+    const char* const subjects[] = {"Minutes", "Agenda", "Budget"};
+    for (int i = 0; i < 3; ++i) {
+      rig.folder.write("mail/" + std::to_string(i) + ".eml",
+                       "From: Ann <ann@club.example>\nTo: Bo <bo@club.example>\nSubject: " +
+                           std::string(subjects[i]) + "\nDate: Fri, 1" + std::to_string(i) +
+                           " Jan 2022 09:30:00 +0000\n\nText of " + subjects[i] + ".\n");
+    }
+    rig.start();
+    rig.archive(rig.folder / "mail");
+    rig.alerts.clear();
+  }
+  QStringList column(int number) {
+    QStringList cells;
+    const QAbstractItemModel& rows = *rig.control<QTreeView>("storeTableView").model();
+    for (int row = 0; row < rows.rowCount(); ++row) {
+      cells += rows.index(row, number).data().toString();
+    }
+    return cells;
+  }
+  QStringList subjects() { return column(3); }
+
+  WindowRig rig;
+};
+
+TEST_F(Panels, TagsAreGivenAndTakenFromTheSelectedRows) {
+  EXPECT_FALSE(rig.control<QAction>("tagItem").isEnabled());
+  rig.selectRow(1);
+  rig.click("tagItem");
+  rig.control<QLineEdit>("catTextField").setText("Club");
+  rig.control<QLineEdit>("keywordsTextField").setText("zeta alpha");
+  rig.control<QComboBox>("priorityButton").setCurrentIndex(4);
+  rig.click("addTagsButton");
+  EXPECT_THAT(rig.alerts, ElementsAre("Done: Done tagging email"));
+  EXPECT_EQ(column(0).filter("*").size(), 1);
+  EXPECT_TRUE(column(0)[1].endsWith('*'));
+
+  // What is shown comes from the archive, for the row that is selected.
+  rig.selectRow(0);
+  rig.click("tagItem");
+  EXPECT_EQ(rig.control<QLineEdit>("keywordsTextField").text(), "");
+  auto& known = rig.control<QComboBox>("setCatButton");
+  known.setCurrentIndex(known.findText("Club"));
+  Q_EMIT known.activated(known.currentIndex());
+  EXPECT_EQ(rig.control<QLineEdit>("catTextField").text(), "Club");
+  rig.selectRow(1);
+  rig.click("tagItem");
+  EXPECT_EQ(rig.control<QLineEdit>("keywordsTextField").text(), "alpha zeta");
+  EXPECT_EQ(rig.control<QComboBox>("priorityButton").currentIndex(), 4);
+  rig.control<QLineEdit>("catTextField").clear();
+  rig.control<QLineEdit>("keywordsTextField").clear();
+  rig.control<QComboBox>("priorityButton").setCurrentIndex(0);
+  rig.click("addTagsButton");
+  EXPECT_EQ(column(0).filter("*").size(), 0);
+}
+
+TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
+  rig.selectRow(0);
+  rig.answers = {"Cancel"};
+  rig.click("deleteSelectedItem");
+  EXPECT_EQ(subjects(), (QStringList{"Budget", "Agenda", "Minutes"}));
+  rig.answers = {"Delete"};
+  rig.click("deleteSelectedItem");
+  EXPECT_EQ(subjects(), (QStringList{"Agenda", "Minutes"}));
+  EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "2 emails in the database.");
+  EXPECT_EQ(rig.control<QLineEdit>("subjectLine").text(), "Agenda");
+  const std::size_t asked = rig.alerts.size();
+  rig.click("deleteFromListItem");
+  rig.click("deleteFromListItem");
+  EXPECT_EQ(rig.alerts.size(), asked);
+  EXPECT_TRUE(subjects().isEmpty());
+  EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "2 emails in the database.");
+  EXPECT_EQ(rig.control<QLineEdit>("dateLine").text(), "");
+}
+
+TEST_F(Panels, WhatIsSavedAndExportedLiesInItsFile) {
+  struct Case {
+    const char* item;
+    const char* file;
+    const char* title;
+    const char* text;
+  };
+  rig.click("exportAddressesItem");
+  rig.control<QCheckBox>("fromAddsCheck").setChecked(true);
+  QTimer asking;
+  QObject::connect(&asking, &QTimer::timeout, [this] {
+    auto& name = rig.control<QLineEdit>("dbNameTextField");
+    if (!name.isVisible()) return;
+    name.setText("copy");
+    rig.click("gotIDButton");
+  });
+  asking.start(10);
+  const Case cases[] = {
+      {"mySaveOrigSelected", "one.txt", "Raw source email has been saved", "Subject: Agenda\n"},
+      {"saveListItem", "list.txt", "List has been saved", "\tMinutes\t"},
+      {"exportMboxItem", "all.mbox", "Done exporting", "\nText of Budget.\n"},
+      {"saveAddressesButton", "addresses.txt", "Done exporting", "Ann <ann@club.example>\n"},
+      {"exportSqlItem", "copy.sql", "Done exporting", "Minutes"},
+  };
+  rig.selectRow(1);
+  for (const Case& action : cases) {
+    SCOPED_TRACE(action.item);
+    const std::string path = rig.folder / action.file;
+    rig.alerts.clear();
+    rig.files = {path};
+    rig.click(action.item);
+    ASSERT_EQ(rig.alerts.size(), 1U);
+    EXPECT_TRUE(rig.alerts[0].startsWith(action.title)) << rig.alerts[0].toStdString();
+    const auto written = readFile(path);
+    ASSERT_TRUE(written) << written.error();
+    EXPECT_THAT(*written, HasSubstr(action.text));
+  }
+}
+
+/// The report as figures that are drawn; its pages, and those of a message, on paper.
+TEST_F(Panels, StatisticsAreDrawnAndPrinted) {
+  rig.click("statsItem");
+  rig.click("doStatsReportButton");
+  const QString report = rig.control<QPlainTextEdit>("statsTextView").toPlainText();
+  EXPECT_TRUE(report.contains("Top 10 Senders")) << report.toStdString();
+  EXPECT_EQ(rig.control<QWidget>("yearsChart").accessibleDescription(), "2022: 3");
+  EXPECT_EQ(rig.control<QWidget>("sendersChart").accessibleDescription(),
+            "Ann <ann@club.example>: 3");
+
+  int asked = 0;
+  const auto printsTo = [&](const std::string& path) {
+    rig.program().printer().choose = [&asked, path](QPrinter& printer) {
+      ++asked;
+      printer.setOutputFormat(QPrinter::PdfFormat);
+      printer.setOutputFileName(QString::fromStdString(path));
+      return true;
+    };
+  };
+  printsTo(rig.folder / "stats.pdf");
+  rig.click("printStatsButton");
+  printsTo(rig.folder / "mail.pdf");
+  rig.selectRow(0);
+  rig.click("printSelectedItem");
+  EXPECT_EQ(asked, 2);
+  for (const char* name : {"stats.pdf", "mail.pdf"}) {
+    const auto pages = readFile(rig.folder / name);
+    ASSERT_TRUE(pages) << pages.error();
+    EXPECT_THAT(*pages, ::testing::StartsWith("%PDF"));
+  }
+}
+
+}  // namespace
+}  // namespace keldane
