@@ -326,9 +326,12 @@ void ArchiveRun::taskCompleted() {
     if (result.isWhole) context_.sources.mailboxNamesLoaded = false;
   }
   observer_->passEnds();
-  // A walk that was cancelled is followed by the next all the same; after Ctrl-C, or with a server
-  // that stores no more, nothing is.
-  const std::optional<RunPass> next = passBehind(pass_, request_, context_.settings);
+  // A walk that was cancelled is followed by the import folder all the same, but by no further mail
+  // of the user's choice; after Ctrl-C, or with a server that stores no more, nothing follows.
+  std::optional<RunPass> next = passBehind(pass_, request_, context_.settings);
+  if (next == RunPass::folders && !result.isWhole) {
+    next = passBehind(RunPass::folders, request_, context_.settings);
+  }
   if (next && !interrupted_ && !watch_.isStopped() && goOn(*next)) return;
   report();
 }

@@ -313,6 +313,18 @@ TEST_F(ArchiveRunTest, ACancelledImportFolderKeepsItsFilesInTheNextRunToo) {
   EXPECT_FALSE(std::filesystem::is_empty(folder / "import"));
 }
 
+TEST_F(ArchiveRunTest, ACancelledPassIsNotFollowedByKeptFolders) {
+  writeMail("INBOX", 200);
+  writeMail("kept", 300);
+  selectInboxAndImportFolder();
+  settings.archive.importFolderState = 0;
+  settings.user.mailFolders = {{"Kept", folder / "kept"}};
+  EXPECT_FALSE(start());
+  run->cancel();
+  waitForEnd();
+  EXPECT_EQ(std::count(observer.steps.begin(), observer.steps.end(), "pass"), 1);
+}
+
 TEST_F(ArchiveRunTest, DoesNotStartWithoutASelection) {
   struct Case {
     int mailboxesState;
