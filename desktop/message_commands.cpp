@@ -196,6 +196,10 @@ void addCareCommands(std::vector<Command>& list, KeldaneController& controller) 
                   .title = Words::tr("Find Duplicates..."),
                   .run = [&controller] { controller.duplicatesPanel().doCheckDups(); },
                   .beginsGroup = true});
+  list.push_back({.name = "tagRulesItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("Tag Rules..."),
+                  .run = [&controller] { controller.userInterface().showPanel("tagRulesPanel"); }});
   list.push_back({.name = "statsItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Statistics..."),

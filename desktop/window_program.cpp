@@ -26,6 +26,7 @@
 #include "desktop/statistics_dialogs.h"
 #include "desktop/store_date_sheet.h"
 #include "desktop/tag_dialog.h"
+#include "desktop/tag_rule_dialogs.h"
 #include "desktop/text_window.h"
 
 namespace keldane {
@@ -90,6 +91,9 @@ void WindowProgram::makePanels() {
   add(std::make_unique<SavedSearchesDialog>(*controller_, over));
   add(std::move(retrieve));
   add(std::make_unique<TagDialog>(controller_->tagPanel(), over));
+  auto rules = std::make_unique<TagRulesDialog>(controller_->tagRuleEditor(), over);
+  add(std::make_unique<TagRuleSheetDialog>(controller_->tagRuleEditor(), rules.get()));
+  add(std::move(rules));
   add(std::make_unique<AddressesDialog>(controller_->exportPanel(), over));
   add(std::make_unique<IdDialog>(controller_->sqlFiles(), over));
   add(std::make_unique<DuplicatesDialog>(controller_->duplicatesPanel(), over));

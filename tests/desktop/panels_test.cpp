@@ -10,6 +10,7 @@
 #include <QPlainTextEdit>
 #include <QTimer>
 #include <QTreeView>
+#include <QTreeWidget>
 
 #include "base/files.h"
 #include "desktop/qt_page_printer.h"
@@ -78,6 +79,37 @@ TEST_F(Panels, TagsAreGivenAndTakenFromTheSelectedRows) {
   rig.control<QComboBox>("priorityButton").setCurrentIndex(0);
   rig.click("addTagsButton");
   EXPECT_EQ(column(0).filter("*").size(), 0);
+}
+
+TEST_F(Panels, ARuleIsWrittenSwitchedOffAndRemoved) {
+  rig.click("tagRulesItem");
+  rig.click("addRuleButton");
+  rig.control<QLineEdit>("ruleDescTextField").setText("Treasurer");
+  rig.control<QLineEdit>("ruleValueTextField3").setText("Invoice");
+  rig.control<QLineEdit>("ruleCatTextField").setText("Money");
+  rig.click("doAddRuleButton");
+  const auto archiveInvoice = [this](const char* day) {
+    rig.folder.write("more/" + std::string(day) + ".eml",
+                     "From: carl@club.example\nTo: bo@club.example\nSubject: Invoice\nDate: " +
+                         std::string(day) + " Feb 2022 09:30:00 +0000\n\nPay.\n");
+    rig.archive(rig.folder / "more");
+  };
+  archiveInvoice("Tue, 1");
+  EXPECT_EQ(column(0).filter("*").size(), 1);
+
+  auto& rules = rig.control<QTreeWidget>("tagRulesTableView");
+  ASSERT_EQ(rules.topLevelItemCount(), 1);
+  rules.topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+  ASSERT_TRUE(WindowRig::waitFor(
+      [this] { return rig.controller().tagRules().rules()[0].ruleActive == 0; }));
+  EXPECT_EQ(rules.topLevelItem(0)->text(0), "Treasurer");
+  rules.setCurrentItem(rules.topLevelItem(0));
+  rig.click("editRuleButton");
+  EXPECT_EQ(rig.control<QLineEdit>("ruleValueTextField3").text(), "Invoice");
+  rig.click("cancelRuleButton");
+  rig.click("removeRuleButton");
+  EXPECT_EQ(rules.topLevelItemCount(), 0);
+  EXPECT_TRUE(rig.controller().tagRules().rules().empty());
 }
 
 TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {

@@ -19,10 +19,10 @@ namespace keldane {
 namespace {
 
 /// Panels that are shown by their name alone.
-constexpr const char* kPanels[] = {"storeDatePanel", "connectPanel",       "retrievePanel",
-                                   "SQLPanel",       "savedSearchesPanel", "attchTypeSheet",
-                                   "foundMailPanel", "tagPanel",           "addressesPanel",
-                                   "IdPanel",        "dupsPanel",          "statsPanel"};
+constexpr const char* kPanels[] = {
+    "storeDatePanel", "connectPanel",   "retrievePanel", "SQLPanel",      "savedSearchesPanel",
+    "attchTypeSheet", "foundMailPanel", "tagPanel",      "tagRulesPanel", "tagRulesSheet",
+    "addressesPanel", "IdPanel",        "dupsPanel",     "statsPanel"};
 constexpr const char* kSettingsTabs[] = {"general", "accounts", "viewing", "schedule", "tagRules"};
 
 class Pictures {
