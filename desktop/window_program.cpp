@@ -21,6 +21,7 @@
 #include "desktop/qt_text.h"
 #include "desktop/retrieve_dialog.h"
 #include "desktop/saved_searches_dialog.h"
+#include "desktop/schedule_view.h"
 #include "desktop/settings_dialog.h"
 #include "desktop/sql_dialog.h"
 #include "desktop/statistics_dialogs.h"
@@ -84,7 +85,9 @@ void WindowProgram::makePanels() {
   add(std::make_unique<StoreDateSheet>(controller_->archivePanel(), over));
   add(std::make_unique<ConnectDialog>(*controller_, over));
   add(std::make_unique<FoundMailDialog>(controller_->foundMailPanel(), over));
-  add(std::make_unique<SettingsDialog>(*controller_, over));
+  auto settings = std::make_unique<SettingsDialog>(*controller_, over);
+  new ScheduleView(*controller_, *settings);  // owned by the window that it is a tab of
+  add(std::move(settings));
   auto retrieve = std::make_unique<RetrieveDialog>(*controller_, over);
   add(std::make_unique<AttachTypeSheet>(controller_->retrieveSheet(), retrieve.get()));
   add(std::make_unique<SqlDialog>(*controller_, over));

@@ -112,6 +112,16 @@ TEST_F(Panels, ARuleIsWrittenSwitchedOffAndRemoved) {
   EXPECT_TRUE(rig.controller().tagRules().rules().empty());
 }
 
+TEST_F(Panels, TheBoxForEveryDayAndThoseForOneGoTogether) {
+  rig.click("settingsItem");
+  rig.click("schedAll");
+  EXPECT_TRUE(rig.control<QCheckBox>("schedSat").isChecked());
+  rig.click("schedMon");
+  EXPECT_FALSE(rig.control<QCheckBox>("schedAll").isChecked());
+  EXPECT_TRUE(rig.control<QCheckBox>("schedSat").isChecked());
+  EXPECT_FALSE(rig.control<QCheckBox>("schedMon").isChecked());
+}
+
 TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
   rig.selectRow(0);
   rig.answers = {"Cancel"};

@@ -1,0 +1,128 @@
+#include "desktop/schedule_view.h"
+
+#include <QBoxLayout>
+#include <QCheckBox>
+#include <QDateTime>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTimeEdit>
+
+#include "app/keldane_controller.h"
+#include "desktop/qt_text.h"
+#include "desktop/settings_dialog.h"
+
+namespace keldane {
+namespace {
+
+const QString kTimeForm = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+
+}  // namespace
+
+ScheduleView::ScheduleView(KeldaneController& controller, SettingsDialog& settings)
+    : QWidget(&settings), controller_(controller), settings_(settings) {
+  setObjectName("scheduleView");
+  auto* about = new QLabel(tr("At these times the chosen accounts are archived, without a window. "
+                              "Settings that you change later hold for the next time too; times "
+                              "only once they are scheduled again."),
+                           this);
+  about->setWordWrap(true);
+  auto* column = new QVBoxLayout(this);
+  column->addWidget(about);
+  column->addWidget(makeDays());
+  column->addWidget(makeTimes());
+  column->addStretch();
+  column->addLayout(makeButtons());
+  settings.addView(
+      this, tr("Schedule"), [this] { form_.show(); }, [this] { form_.take(); });
+}
+
+QWidget* ScheduleView::makeDays() {
+  struct Day {
+    const char* name;
+    QString words;
+  };
+  const Day days[] = {{"schedAll", tr("Every day")}, {"schedSun", tr("Sunday")},
+                      {"schedMon", tr("Monday")},    {"schedTue", tr("Tuesday")},
+                      {"schedWed", tr("Wednesday")}, {"schedThu", tr("Thursday")},
+                      {"schedFri", tr("Friday")},    {"schedSat", tr("Saturday")}};
+  auto* part = new QWidget(this);
+  auto* grid = new QGridLayout(part);
+  grid->setContentsMargins(0, 0, 0, 0);
+  SettingsForm& values = controller_.settingsPanel().form;
+  for (int i = 0; i < 8; ++i) {
+    auto* box = new QCheckBox(days[i].words, part);
+    form_.bind(*box, days[i].name, values.schedChecks[static_cast<std::size_t>(i)]);
+    grid->addWidget(box, i % 4, i / 4);
+    connect(box, &QCheckBox::clicked, this, [this, i] {
+      settings_.takeForm();
+      SchedulePanel& panel = controller_.schedulePanel();
+      i == 0 ? panel.changeSchedAll() : panel.changeSchedDays();
+    });
+  }
+  return part;
+}
+
+QWidget* ScheduleView::makeTimes() {
+  SettingsForm& values = controller_.settingsPanel().form;
+  auto* part = new QWidget(this);
+  auto* at = new QLabel(tr("At:"), part);
+  auto* time = new QTimeEdit(part);
+  nameControl(*time, "schedTime");
+  time->setDisplayFormat("HH:mm");
+  at->setBuddy(time);
+  auto* hourly = new QCheckBox(tr("Again within the day, each time after so many hours:"), part);
+  form_.bind(*hourly, "everyHourCheck", values.everyHourCheck);
+  auto* hours = new QSpinBox(part);
+  nameControl(*hours, "hoursStepper", tr("Hours between two times"));
+  hours->setRange(1, 23);
+  form_.bind(
+      [time, hours, &values] {
+        const QDateTime chosen = QDateTime::fromString(qtText(values.schedTime), kTimeForm);
+        time->setTime(chosen.isValid() ? chosen.time() : QTime(12, 0));
+        hours->setValue(qtText(values.hoursTextField).toInt());
+      },
+      [time, hours, &values] {
+        const QDateTime before = QDateTime::fromString(qtText(values.schedTime), kTimeForm);
+        if (!before.isValid() || before.time() != time->time()) {
+          const QDateTime chosen(QDate::currentDate(), time->time());
+          values.schedTime = plainText(chosen.toString(kTimeForm));
+        }
+        values.hoursTextField = values.hoursStepper = std::to_string(hours->value());
+      });
+  auto* grid = new QGridLayout(part);
+  grid->setContentsMargins(0, 0, 0, 0);
+  auto* atRow = new QHBoxLayout;
+  atRow->addWidget(at);
+  atRow->addWidget(time);
+  atRow->addStretch();
+  grid->addLayout(atRow, 0, 0, 1, 3);
+  grid->addWidget(hourly, 1, 0, 1, 2);
+  grid->addWidget(hours, 1, 2, Qt::AlignLeft);
+  grid->setColumnStretch(2, 1);
+  return part;
+}
+
+QLayout* ScheduleView::makeButtons() {
+  auto* remove = new QPushButton(tr("Remove Schedule"), this);
+  auto* set = new QPushButton(tr("Schedule"), this);
+  nameControl(*remove, "removeScheduleButton");
+  nameControl(*set, "scheduleButton");
+  for (QPushButton* button : {remove, set}) button->setAutoDefault(false);
+  auto* row = new QHBoxLayout;
+  row->addStretch();
+  row->addWidget(remove);
+  row->addWidget(set);
+  connect(remove, &QPushButton::clicked, this, [this] {
+    settings_.takeForm();
+    controller_.schedulePanel().removeSchedule();
+  });
+  connect(set, &QPushButton::clicked, this, [this] {
+    settings_.takeForm();
+    controller_.schedulePanel().schedule();
+  });
+  return row;
+}
+
+}  // namespace keldane
