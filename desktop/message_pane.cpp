@@ -28,9 +28,11 @@ QLineEdit* makeLine(QWidget* parent, const char* name, const QString& words) {
   nameControl(*line, name, words);
   line->setReadOnly(true);
   line->setFrame(false);
-  line->setAutoFillBackground(false);
-  line->setBackgroundRole(QPalette::Window);
-  line->setStyleSheet("QLineEdit{background:transparent}");
+  // This one colour is its own; the others follow the looks, which a style sheet would keep from
+  // it.
+  QPalette seeThrough;
+  seeThrough.setColor(QPalette::Base, Qt::transparent);
+  line->setPalette(seeThrough);
   return line;
 }
 
