@@ -64,7 +64,19 @@ printed in any of its formats.
 )";
 
 constexpr std::string_view kClosing =
-    R"(.SH EXIT STATUS
+    R"(.SH YOUR MAIL ON LINUX
+.B keldane sources find
+looks where mail programs keep their mail, and for exports of it, and counts; it changes nothing.
+.B keldane sources add \-\-found 1
+keeps the first of them as a source, any other folder or file is kept by its path. From then on a run
+without paths, and each run of
+.BR "keldane schedule" ,
+archives what is new there, under the names of mailboxes that you know, and removes nothing.
+Packed mail (zip, tar, gz, bz2, xz, zst) is read as if it were a folder. Messages that are marked as
+deleted are left out and told;
+.B archive \-\-with\-deleted
+takes them. What Outlook has written is named, with the program that converts it.
+.SH EXIT STATUS
 0 done, 1 failed, 2 wrong usage, 130 interrupted. The first interrupt ends a run after the message
 at hand, with its summary; the second ends it at once.
 .SH ENVIRONMENT
