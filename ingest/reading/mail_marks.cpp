@@ -38,6 +38,12 @@ std::vector<std::string> labelsOf(std::string_view text) {
   return labels;
 }
 
+/// Letters alone, one a flag: a sender's "Status: Delivered" is none.
+bool flagsDeleted(std::string_view value) {
+  return value.find_first_not_of("ADFNORTU") == std::string_view::npos &&
+         value.find('D') != std::string_view::npos;
+}
+
 unsigned hexNumber(std::string_view text) {
   unsigned number = 0;
   for (const char digit : text.substr(0, 8)) {
@@ -81,8 +87,8 @@ bool isMarkedDeletedInMbox(std::string_view message) {
     if (isAtFront && isNamed(name, "X-Mozilla-Status") && (hexNumber(value) & kExpunged) != 0) {
       return true;
     }
-    if (isNamed(name, "Status")) status = value.find('D') != std::string_view::npos;
-    if (isNamed(name, "X-Status")) xStatus = value.find('D') != std::string_view::npos;
+    if (isNamed(name, "Status")) status = flagsDeleted(value);
+    if (isNamed(name, "X-Status")) xStatus = flagsDeleted(value);
   }
   return status || xStatus;
 }

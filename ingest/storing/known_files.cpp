@@ -178,13 +178,16 @@ void KnownFiles::beginFile(const std::string& path) {
   read_.reset();
   stored_ = 0;
   isFinal_ = true;
+  hasDeleted_ = false;
 }
 
 void KnownFiles::take(LedgerOutcome outcome) {
   if (outcome == LedgerOutcome::archived || outcome == LedgerOutcome::duplicate) {
     ++stored_;
-  } else if (outcome != LedgerOutcome::notMail && outcome != LedgerOutcome::markedDeleted) {
+  } else if (outcome == LedgerOutcome::markedDeleted) {
     // A run that wants what is marked as deleted reads all.
+    hasDeleted_ = true;
+  } else if (outcome != LedgerOutcome::notMail) {
     isFinal_ = false;
   }
 }
@@ -206,6 +209,8 @@ void KnownFiles::readToEnd(const FileState& state, bool canGrow) {
 
 void KnownFiles::endFile() {
   if (read_ && isFinal_ && stored_ > 0 && !readsOnly_) {
+    // A mark may be taken back where it stands while the file grows: then all of it is read.
+    if (hasDeleted_) read_->endSha256.clear();
     unwritten_.emplace_back(sha256(path_), std::move(*read_));
   }
   read_.reset();

@@ -79,6 +79,7 @@ class KnownFiles {
   std::optional<Known> read_;
   std::size_t stored_ = 0;
   bool isFinal_ = true;
+  bool hasDeleted_ = false;  ///< a message of it was left out as deleted
 };
 
 }  // namespace keldane

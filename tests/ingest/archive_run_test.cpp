@@ -472,7 +472,8 @@ TEST_F(ArchiveRunTest, TheNextRunGoesOnWhereAnInterruptedOneBegan) {
 /// What a run makes of the files, as "archived duplicates unchanged".
 std::string told(const RunReport& report) {
   const LedgerSums& sums = report.sums;
-  EXPECT_EQ(sums.met, sums.archived + sums.duplicates + sums.excluded + sums.dropped + sums.failed);
+  EXPECT_EQ(sums.met, sums.archived + sums.duplicates + sums.excluded + sums.dropped + sums.failed +
+                          sums.markedDeleted);
   return std::to_string(sums.archived) + " " + std::to_string(sums.duplicates) + " " +
          std::to_string(sums.unchanged);
 }
@@ -549,6 +550,18 @@ TEST_F(ArchiveRunTest, ReadsOnlyWhatIsNew) {
       {"and no more", [&] { settings.archive.skipDupsState = 0; }, "0 0 3"},
       {"nothing is known of the files", [&] { query("DROP TABLE keldane_files"); }, "0 10 0"},
       {"and then again", [] {}, "0 0 3"},
+      {"one message is marked as deleted",
+       [&] { folder.write("mail/box", "From a\nStatus: RD\n" + mail(21) + "\n" + large); },
+       "0 1 2"},
+      {"the mark was taken back, and it has grown",
+       [&] {
+         const std::size_t at = folder.read("mail/box").find("RD\n") + 1;
+         std::fstream(box, std::ios::in | std::ios::out | std::ios::binary)
+                 .seekp(static_cast<std::streamoff>(at))
+             << "O";
+         append(separated(22));
+       },
+       "2 1 2"},
   };
   folder.write("mail/3.eml", mail(3));
   for (const Step& step : steps) {

@@ -28,6 +28,7 @@ TEST(MailMarks, AMessageOfAnMboxIsDeletedByTheFieldsOfItsProgram) {
       {"sent along", "Received: by x\nX-Mozilla-Status: 0009\n", false},
       {"status at the end", "From: a\nStatus: ROD\n", true},
       {"other status", "From: a\nX-Status: AD\n", true},
+      {"a word of the sender", "From: a\nStatus: Delivered\nX-Status: DONE\n", false},
       {"sent along, then set", "Status: D\nReceived: by x\nStatus: RO\n", false},
       {"in a field's second line", "Subject: x\n Status: D\n", false},
       {"in the text", "From: a\n\nStatus: D\n", false},
