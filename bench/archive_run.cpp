@@ -14,13 +14,12 @@
 #include <vector>
 
 #include <fmt/format.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "base/files.h"
+#include "bench/bench_archive.h"
+#include "bench/child_process.h"
 #include "bench/statement_tape.h"
-#include "cli/program.h"
 #include "platform/process_memory.h"
 
 namespace keldane::bench {
@@ -32,31 +31,8 @@ struct Measure {
   long peakKb = 0;
 };
 
-/// The ports of a terminal program, without its command line.
-struct Ports {
-  LocalMainQueue queue;
-  ProcessToolRunner tools;
-  SystemEnvironment environment;
-  DesktopHostServices host;
-  TerminalInterface terminal{queue};
-  Ports(int argc, char** argv) : environment(argc, argv), host(tools) { terminal.quiet = true; }
-};
-
-std::unique_ptr<Archiver> makeArchiver(Ports& ports, StatementTape* tape) {
-  Archiver::Options options;
-  if (tape != nullptr) {
-    options.makeSession = [tape] { return makeRecordingSession(makeMysqlSession(), *tape); };
-  }
-  auto archiver = std::make_unique<Archiver>(
-      Archiver::Ports{ports.terminal, ports.queue, ports.tools, ports.environment, ports.host},
-      options);
-  if (!archiver->preferences().load() || !archiver->start()) std::exit(1);
-  archiver->loadPreferences();
-  return archiver;
-}
-
 /// Archives the folder into a database of this name; answers the number of messages met.
-Measure archive(Ports& ports, const std::string& folder, const std::string& database,
+Measure archive(BenchPorts& ports, const std::string& folder, const std::string& database,
                 StatementTape* tape, bool withIndex = false) {
   const auto archiver = makeArchiver(ports, tape);
   if (!archiver->connectForCommand("", database).empty()) std::exit(1);
@@ -77,40 +53,13 @@ Measure archive(Ports& ports, const std::string& folder, const std::string& data
   return measure;
 }
 
-Measure replay(Ports& ports, const std::string& tapePath, const std::string& database) {
+Measure replay(BenchPorts& ports, const std::string& tapePath, const std::string& database) {
   const auto archiver = makeArchiver(ports, nullptr);
   if (!archiver->connectForCommand("", database).empty()) std::exit(1);
   const ReplayResult result = replayTape(tapePath, archiver->session());
   if (!result.good) std::exit(1);
   archiver->close();
   return {result.seconds, 0, 0};
-}
-
-/// Runs `work` in a process of its own and adds that process's peak memory.
-template <typename Work>
-Measure inChild(Work work) {
-  int pipeEnds[2];
-  if (::pipe(pipeEnds) != 0) std::exit(1);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    Measure measure = work();
-    rusage usage = {};
-    ::getrusage(RUSAGE_SELF, &usage);
-    measure.peakKb = usage.ru_maxrss;
-    const bool written = ::write(pipeEnds[1], &measure, sizeof measure) == sizeof measure;
-    ::_exit(written ? 0 : 1);
-  }
-  ::close(pipeEnds[1]);
-  Measure measure;
-  const bool good = ::read(pipeEnds[0], &measure, sizeof measure) == sizeof measure;
-  ::close(pipeEnds[0]);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  if (!good || status != 0) {
-    std::fprintf(stderr, "archive_run: a measured process failed\n");
-    std::exit(1);
-  }
-  return measure;
 }
 
 double megabytesIn(const std::string& folder) {
@@ -147,8 +96,8 @@ int run(int argc, char** argv) {
   const std::string tapePath = std::string(home) + "/tape";
   argc = 1;  // the archiver reads the arguments too: a folder's name is none of its business
 
-  Measure recorded = inChild([&] {
-    Ports ports(argc, argv);
+  Measure recorded = inChild<Measure>([&] {
+    BenchPorts ports(argv);
     StatementTape tape(tapePath);
     return archive(ports, folder, "recorded", &tape);
   });
@@ -156,16 +105,16 @@ int run(int argc, char** argv) {
   std::vector<Measure> indexed;
   std::vector<Measure> floor;
   for (int round = 0; round < rounds; ++round) {
-    ours.push_back(inChild([&] {
-      Ports ports(argc, argv);
+    ours.push_back(inChild<Measure>([&] {
+      BenchPorts ports(argv);
       return archive(ports, folder, fmt::format("ours{}", round), nullptr);
     }));
-    indexed.push_back(inChild([&] {
-      Ports ports(argc, argv);
+    indexed.push_back(inChild<Measure>([&] {
+      BenchPorts ports(argv);
       return archive(ports, folder, fmt::format("indexed{}", round), nullptr, true);
     }));
-    floor.push_back(inChild([&] {
-      Ports ports(argc, argv);
+    floor.push_back(inChild<Measure>([&] {
+      BenchPorts ports(argv);
       return replay(ports, tapePath, fmt::format("floor{}", round));
     }));
   }
@@ -181,7 +130,7 @@ int run(int argc, char** argv) {
              floorMedian.seconds / archiveMedian.seconds);
   fmt::print("with the index to without: {:.2f}\n", archiveMedian.seconds / indexedMedian.seconds);
 
-  Ports ports(argc, argv);
+  BenchPorts ports(argv);
   const auto archiver = makeArchiver(ports, nullptr);
   (void)archiver->localServer().stop();
   std::error_code error;

@@ -17,15 +17,13 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "app/query_settings.h"
+#include "bench/bench_archive.h"
+#include "bench/child_process.h"
 #include "bench/statement_tape.h"
-#include "cli/program.h"
 #include "output/folder_exports.h"
 #include "output/mbox_exports.h"
 #include "output/sql_dump.h"
@@ -46,38 +44,9 @@ struct Measure {
   long peakKb = 0;
 };
 
-/// The program's parts over one session, without its command line.
-struct Archive {
-  LocalMainQueue queue;
-  ProcessToolRunner tools;
-  SystemEnvironment environment;
-  DesktopHostServices host;
-  TerminalInterface terminal{queue};
-  std::unique_ptr<Archiver> archiver;
-
-  Archive(char** argv, StatementTape* tape) : environment(1, argv), host(tools) {
-    terminal.quiet = true;
-    Archiver::Options options;
-    if (tape != nullptr) {
-      options.makeSession = [tape] { return makeRecordingSession(makeMysqlSession(), *tape); };
-    }
-    archiver = std::make_unique<Archiver>(
-        Archiver::Ports{terminal, queue, tools, environment, host}, options);
-    if (!archiver->preferences().load() || !archiver->start()) std::exit(1);
-    archiver->loadPreferences();
-    if (!archiver->connectForCommand("", kDatabase).empty()) std::exit(1);
-  }
-  ~Archive() { archiver->close(); }
-
-  void run(const std::string& sql) {
-    if (archiver->session().query(sql)) return;
-    std::fprintf(stderr, "export_run: %s\n", archiver->session().error().c_str());
-    std::exit(1);
-  }
-  double number(const std::string& sql) {
-    run(sql);
-    return std::strtod(fetchFirstCell(archiver->session()).c_str(), nullptr);
-  }
+/// The archive that is measured.
+struct Archive : BenchArchive {
+  Archive(char** argv, StatementTape* tape) : BenchArchive(argv, kDatabase, tape) {}
 };
 
 struct Format {
@@ -191,33 +160,6 @@ Measure exportAll(Archive& archive, const Format& format, const std::string& pat
   return measure;
 }
 
-/// Runs `work` in a process of its own and adds that process's peak memory.
-Measure inChild(const std::function<Measure()>& work) {
-  int pipeEnds[2];
-  // The server that a child starts is not to keep the pipe open.
-  if (::pipe2(pipeEnds, O_CLOEXEC) != 0) std::exit(1);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    Measure measure = work();
-    rusage usage = {};
-    ::getrusage(RUSAGE_SELF, &usage);
-    measure.peakKb = usage.ru_maxrss;
-    const bool written = ::write(pipeEnds[1], &measure, sizeof measure) == sizeof measure;
-    ::_exit(written ? 0 : 1);
-  }
-  ::close(pipeEnds[1]);
-  Measure measure;
-  const bool good = ::read(pipeEnds[0], &measure, sizeof measure) == sizeof measure;
-  ::close(pipeEnds[0]);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  if (!good || status != 0) {
-    std::fprintf(stderr, "export_run: a measured process failed\n");
-    std::exit(1);
-  }
-  return measure;
-}
-
 Measure median(std::vector<Measure> measures) {
   std::sort(measures.begin(), measures.end(),
             [](const Measure& a, const Measure& b) { return a.seconds < b.seconds; });
@@ -232,7 +174,7 @@ void compare(char** argv, const Format& format, const std::string& folder, int r
     Archive archive(argv, tape);
     return exportAll(archive, format, path, tape);
   };
-  (void)inChild([&] {
+  (void)inChild<Measure>([&] {
     StatementTape tape(tapePath);
     return carry(&tape);
   });
@@ -240,8 +182,8 @@ void compare(char** argv, const Format& format, const std::string& folder, int r
   std::vector<Measure> ours;
   std::vector<Measure> floor;
   for (int round = 0; round < rounds; ++round) {
-    ours.push_back(inChild([&] { return carry(nullptr); }));
-    floor.push_back(inChild([&] {
+    ours.push_back(inChild<Measure>([&] { return carry(nullptr); }));
+    floor.push_back(inChild<Measure>([&] {
       Archive archive(argv, nullptr);
       const ReplayResult result = replayTape(tapePath, archive.archiver->session());
       if (!result.good) std::exit(1);
@@ -274,7 +216,7 @@ int run(int argc, char** argv) {
   std::filesystem::create_directories(folder);
   ::setenv("HOME", folder.c_str(), 1);
   ::setenv("TMPDIR", folder.c_str(), 1);
-  (void)inChild([&] {
+  (void)inChild<Measure>([&] {
     Archive archive(argv, nullptr);
     fill(archive, mail, wanted);
     const double largest =

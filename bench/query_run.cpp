@@ -22,8 +22,8 @@
 
 #include "app/query_settings.h"
 #include "base/text.h"
+#include "bench/bench_archive.h"
 #include "bench/statement_tape.h"
-#include "cli/program.h"
 #include "query/search_result.h"
 #include "query/statistics.h"
 
@@ -51,41 +51,10 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-/// The program's parts over one session, without its command line.
-struct Archive {
-  LocalMainQueue queue;
-  ProcessToolRunner tools;
-  SystemEnvironment environment;
-  DesktopHostServices host;
-  TerminalInterface terminal{queue};
-  StatementTape* tape = nullptr;
+/// The archive that is measured.
+struct Archive : BenchArchive {
+  Archive(char** argv, StatementTape* tape) : BenchArchive(argv, kDatabase, tape) {}
   std::size_t rowsListed = 0;  ///< by the last list
-  std::unique_ptr<Archiver> archiver;
-
-  explicit Archive(char** argv, StatementTape* tapeToUse)
-      : environment(1, argv), host(tools), tape(tapeToUse) {
-    terminal.quiet = true;
-    Archiver::Options options;
-    if (tape != nullptr) {
-      options.makeSession = [this] { return makeRecordingSession(makeMysqlSession(), *tape); };
-    }
-    archiver = std::make_unique<Archiver>(
-        Archiver::Ports{terminal, queue, tools, environment, host}, options);
-    if (!archiver->preferences().load() || !archiver->start()) std::exit(1);
-    archiver->loadPreferences();
-    if (!archiver->connectForCommand("", kDatabase).empty()) std::exit(1);
-  }
-  ~Archive() { archiver->close(); }
-
-  void run(const std::string& sql) {
-    if (archiver->session().query(sql)) return;
-    std::fprintf(stderr, "query_run: %s\n", archiver->session().error().c_str());
-    std::exit(1);
-  }
-  long number(const std::string& sql) {
-    run(sql);
-    return std::strtol(fetchFirstCell(archiver->session()).c_str(), nullptr, 10);
-  }
 };
 
 void archiveFolder(Archive& archive, const std::string& folder) {
@@ -100,17 +69,17 @@ void archiveFolder(Archive& archive, const std::string& folder) {
 
 /// Fills the archive up: copies of the first messages with ids, subjects and dates of their own.
 void fill(Archive& archive, const std::string& folder, long wanted) {
-  long present = archive.number("SELECT count(id) FROM email");
+  long present = static_cast<long>(archive.number("SELECT count(id) FROM email"));
   if (present == wanted) return;
   for (const char* table : {"email", "origemail", "attachments", "tags"}) {
     archive.run(fmt::format("DELETE FROM {}", table));
   }
   std::fprintf(stderr, "query_run: making the archive, once\n");
   archiveFolder(archive, folder);
-  const long first = archive.number("SELECT min(id) FROM email");
-  const long last = archive.number("SELECT max(id) FROM email");
+  const long first = static_cast<long>(archive.number("SELECT min(id) FROM email"));
+  const long last = static_cast<long>(archive.number("SELECT max(id) FROM email"));
   const long stride = last - first + 1;
-  present = archive.number("SELECT count(id) FROM email");
+  present = static_cast<long>(archive.number("SELECT count(id) FROM email"));
   if (present == 0) std::exit(1);
   for (long copy = 1; present < wanted; ++copy) {
     const long by = copy * stride;
@@ -124,7 +93,7 @@ void fill(Archive& archive, const std::string& folder, long wanted) {
         by, copy, copy * 7, which));
     archive.run(fmt::format(
         "INSERT INTO origemail (id,orig_fld) SELECT id+{},orig_fld FROM origemail {}", by, which));
-    present = archive.number("SELECT count(id) FROM email");
+    present = static_cast<long>(archive.number("SELECT count(id) FROM email"));
   }
   for (const char* table : {"email", "origemail"}) {
     archive.run(fmt::format("ANALYZE TABLE {}", table));
