@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -33,6 +34,8 @@ constexpr std::string_view kNewestSha256 =
 /// So many bytes before the end of an mbox are compared with those of before.
 constexpr std::uint64_t kEndBytes = 4096;
 constexpr std::size_t kMostUnwritten = 1000;
+/// A statement's answer is held whole, beside what is made of it.
+constexpr std::size_t kRowsAtOnce = 20000;
 constexpr std::chrono::seconds kLongestUnwritten{2};
 
 constexpr std::int64_t kNsPerSecond = 1000000000;
@@ -40,6 +43,13 @@ constexpr std::int64_t kNsPerSecond = 1000000000;
 /// The row of the archive itself, whose digest no path has: its number of messages, the id of the
 /// newest, and what that says.
 std::string archiveKey() { return std::string(32, '\0'); }
+
+/// Enough of a path's digest: of two paths that share it, no file has the state of the other.
+std::uint64_t shortKey(std::string_view digest) {
+  std::uint64_t key = 0;
+  std::memcpy(&key, digest.data(), std::min(digest.size(), sizeof key));
+  return key;
+}
 
 std::uint64_t numberOf(std::optional<std::string_view> cell) {
   return cell ? std::strtoull(std::string(*cell).c_str(), nullptr, 10) : 0;
@@ -103,22 +113,28 @@ void KnownFiles::load(bool readsAll) {
 /// False: no row is to be believed.
 bool KnownFiles::readRows() {
   known_.clear();
-  // Refused where nothing has been noted yet.
-  hasTable_ = session_.query(
-      fmt::format("SELECT path_sha256,size_bytes,modified_ns,changed_ns,inode,end_sha256 FROM "
-                  "keldane_files WHERE reading={}",
-                  kReading));
-  const std::unique_ptr<ResultRows> rows = hasTable_ ? session_.storeResult() : nullptr;
-  if (!rows) return false;
   std::optional<Known> archive;
-  while (rows->next()) {
-    Known known{numberOf(rows->cell(1)), signedOf(rows->cell(2)), signedOf(rows->cell(3)),
-                numberOf(rows->cell(4)), std::string(rows->cell(5).value_or(""))};
-    std::string key(rows->cell(0).value_or(""));
-    if (key == archiveKey()) {
-      archive = std::move(known);
-    } else {
-      known_.emplace(std::move(key), std::move(known));
+  std::string last;  // key of the row read last
+  std::size_t rowsRead = kRowsAtOnce;
+  while (rowsRead == kRowsAtOnce) {
+    const std::string behind =
+        last.empty() ? std::string() : "path_sha256>UNHEX('" + hexText(last) + "') AND ";
+    // Refused where nothing has been noted yet.
+    hasTable_ = session_.query(
+        fmt::format("SELECT path_sha256,size_bytes,modified_ns,changed_ns,inode,end_sha256 FROM "
+                    "keldane_files WHERE {}reading={} ORDER BY path_sha256 LIMIT {}",
+                    behind, kReading, kRowsAtOnce));
+    const std::unique_ptr<ResultRows> rows = hasTable_ ? session_.storeResult() : nullptr;
+    if (!rows) return false;
+    for (rowsRead = 0; rows->next(); ++rowsRead) {
+      Known known{numberOf(rows->cell(1)), signedOf(rows->cell(2)), signedOf(rows->cell(3)),
+                  numberOf(rows->cell(4)), std::string(rows->cell(5).value_or(""))};
+      last = rows->cell(0).value_or("");
+      if (last == archiveKey()) {
+        archive = std::move(known);
+      } else {
+        known_.emplace(shortKey(last), std::move(known));
+      }
     }
   }
   if (archive && isBelieved(archive->sizeBytes, archive->inode, archive->endSha256)) return true;
@@ -143,7 +159,7 @@ void KnownFiles::forget() {
 
 const KnownFiles::Known* KnownFiles::find(const std::string& path) const {
   if (known_.empty()) return nullptr;
-  const auto found = known_.find(sha256(path));
+  const auto found = known_.find(shortKey(sha256(path)));
   return found == known_.end() ? nullptr : &found->second;
 }
 

@@ -69,8 +69,8 @@ class KnownFiles {
   const RunCounters& counters_;
   bool readsOnly_;
   bool hasTable_ = false;
-  bool isWritten_ = true;                         ///< false: the server has refused to
-  std::unordered_map<std::string, Known> known_;  ///< by the digest of the path
+  bool isWritten_ = true;                           ///< false: the server has refused to
+  std::unordered_map<std::uint64_t, Known> known_;  ///< by the beginning of the path's digest
   std::vector<std::pair<std::string, Known>> unwritten_;
   std::chrono::steady_clock::time_point lastFlush_ = std::chrono::steady_clock::now();
   std::optional<std::uint64_t> countBefore_;  ///< messages in the archive, less those of this run
