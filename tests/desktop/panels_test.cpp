@@ -141,6 +141,43 @@ TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
   EXPECT_EQ(rig.control<QLineEdit>("dateLine").text(), "");
 }
 
+TEST_F(Panels, DuplicatesAreListedAndDeleted) {
+  // Another program's doing.
+  const std::unique_ptr<ServerSession> other = makeMysqlSession();
+  other->init();
+  ASSERT_TRUE(
+      other->connect(rig.controller().connections().address(rig.controller().database().dbPath)));
+  for (const char* const statement :
+       {"INSERT INTO email (from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,attachNames,"
+        "attachText,headings) SELECT from_fld,to_fld,subj_fld,date_fld,'Copy',body_fld,"
+        "attachNames,attachText,headings FROM email WHERE subj_fld='Agenda'",
+        "INSERT INTO origemail SELECT LAST_INSERT_ID(),orig_fld FROM origemail,email WHERE "
+        "email.id=origemail.id AND subj_fld='Agenda' LIMIT 1",
+        // A copy of which only the row is there.
+        "INSERT INTO email (from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,attachNames,"
+        "attachText,headings) SELECT from_fld,to_fld,subj_fld,date_fld,'Bare',body_fld,"
+        "attachNames,attachText,headings FROM email WHERE subj_fld='Budget'"}) {
+    ASSERT_TRUE(other->query(statement)) << other->error();
+  }
+  rig.selectRow(0);
+  rig.click("dupsItem");
+  rig.click("checkDupsButton");
+  EXPECT_EQ(column(4).filter("Copy").size(), 1);
+  EXPECT_EQ(subjects().filter("Agenda").size(), 2);
+  EXPECT_EQ(subjects().filter("Budget").size(), 2);
+  EXPECT_EQ(rig.control<QLabel>("listCountTextField").text(), "4 emails in this list.");
+  EXPECT_TRUE(rig.alerts.empty());
+
+  rig.click("dupsItem");
+  rig.click("deleteDupsButton");
+  rig.click("checkDupsButton");
+  EXPECT_THAT(rig.alerts, ElementsAre("Duplicates were deleted: 1 duplicate emails have been "
+                                      "deleted from the database."));
+  // What has no source cannot be shown to say the same, and stays.
+  EXPECT_EQ(subjects().size(), 3);
+  EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "4 emails in the database.");
+}
+
 TEST_F(Panels, WhatIsSavedAndExportedLiesInItsFile) {
   struct Case {
     const char* item;
