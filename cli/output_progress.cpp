@@ -21,14 +21,23 @@ bool tellOutput(const Result<OutputReport>& report, std::size_t all, const char*
     return false;
   }
   if (report->cancelled) {
-    (void)program.fail("ended before the last message; no file was written");
+    (void)program.fail(report->isFolder
+                           ? fmt::format("ended before the last message; {} of {} are written",
+                                         report->messages, all)
+                           : "ended before the last message; no file was written");
     program.exitStatus = kExitInterrupted;
     return false;
   }
+  program.exitStatus = kExitDone;
   if (const std::size_t missing = all - report->messages; missing != 0) {
-    (void)program.fail(fmt::format("{} of {} messages are not in it: {}", missing, all, leavesOut));
-  } else {
-    program.exitStatus = kExitDone;
+    program.exitStatus =
+        program.fail(fmt::format("{} of {} messages are not in it: {}", missing, all, leavesOut));
+  }
+  if (report->missedSources != 0) {
+    program.exitStatus =
+        program.fail(fmt::format("{} of {} messages are in it without their source, which the "
+                                 "server did not give",
+                                 report->missedSources, all));
   }
   return true;
 }

@@ -1,5 +1,6 @@
 #include "output/export_frame.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -64,6 +65,16 @@ Result<std::string> queryCell(ServerSession& session, const std::string& sql) {
 
 std::string textOf(const ResultRows& row, std::size_t column) {
   return toUtf8(row.cell(column).value_or(std::string_view()));
+}
+
+void missSource(const OutputContext& context, const std::string& error, OutputReport& report) {
+  ++report.missedSources;
+  const std::string line = error + "\n";
+  if (context.log) {
+    context.log(line);
+  } else {
+    std::fputs(line.c_str(), stderr);
+  }
 }
 
 Result<OutputReport> carryEach(

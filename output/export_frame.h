@@ -58,7 +58,10 @@ struct SourceCounts {
 struct OutputReport {
   std::size_t messages = 0;  ///< written
   SourceCounts sources;      ///< of the formats that carry sources to the byte
-  bool cancelled = false;    ///< nothing stands under the target's name
+  /// Written without the source that the archive has: the server did not give it.
+  std::size_t missedSources = 0;
+  bool cancelled = false;  ///< nothing stands under the target's name
+  bool isFolder = false;   ///< of one file a message: those that were written stay all the same
 };
 
 /// Sends a statement and answers its rows; `streamed` ones come from the server one by one, and no
@@ -72,6 +75,9 @@ struct OutputReport {
 [[nodiscard]] Result<std::string> queryCell(ServerSession& session, const std::string& sql);
 /// A cell as UTF-8; empty for NULL.
 [[nodiscard]] std::string textOf(const ResultRows& row, std::size_t column);
+
+/// Notes that a message goes on without its source, with the error in the context's log.
+void missSource(const OutputContext& context, const std::string& error, OutputReport& report);
 
 /// Takes the messages of a list through `carry`, tells of each, and ends when the user wants it or
 /// one fails. Answers with `messages` and `cancelled` filled in.

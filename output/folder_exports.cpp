@@ -135,6 +135,7 @@ Result<OutputReport> exportFolder(const OutputContext& context, const MessageLis
         return writeOne(context, form, list.id(index), sources, counts);
       });
   syncDisk(form.folder);
+  if (report) report->isFolder = true;
   return report;
 }
 

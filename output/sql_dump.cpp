@@ -56,7 +56,7 @@ Result<std::string> databaseNameOf(std::string name) {
 
 /// The lines before the first empty line that has something before it.
 std::string headingOf(const std::string& source) {
-  const std::size_t end = source.find("\n\n", kLeastHeadingUnits);
+  const std::size_t end = source.find("\n\n", utf16Prefix(source, kLeastHeadingUnits).size());
   return end == std::string::npos ? std::string() : source.substr(0, end);
 }
 
@@ -154,11 +154,14 @@ void writeAttachment(const StoredAttachment& attachment, std::uint32_t newId, Ou
 
 Result<void> writeMessage(const OutputContext& context, std::uint32_t id, std::uint32_t newId,
                           bool hasRawSource, OutputFile& file, OutputReport& report) {
-  // A source that cannot be had leaves its message without one.
   std::string source;
   if (hasRawSource) {
     Result<std::string> read = sourceOf(context, id);
-    if (read) source = std::move(*read);
+    if (read) {
+      source = std::move(*read);
+    } else {
+      missSource(context, read.error(), report);
+    }
   }
   const Result<bool> row = writeEmailRow(context, id, newId, headingOf(source), file);
   if (!row) return Failure{row.error()};

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <map>
 #include <vector>
 
@@ -60,9 +59,7 @@ Result<void> writeRow(const OutputContext& context, const TableStyle& style, std
   if (hasRawSource) {
     Result<std::string> source = queryCell(
         context.session, fmt::format("SELECT orig_fld FROM origemail WHERE origemail.id={}", id));
-    // The row goes without its source then.
-    if (!source && context.log) context.log(source.error() + "\n");
-    if (!source && !context.log) std::fputs((source.error() + "\n").c_str(), stderr);
+    if (!source) missSource(context, source.error(), report);
     std::string text = source ? toUtf8(*source) : std::string();
     if (context.stripPlist) context.stripPlist(text);
     line += style.separator + style.value(std::move(text));
@@ -272,6 +269,8 @@ Result<OutputReport> exportAddresses(const OutputContext& context, const Message
       carryEach(context, list, [&](std::size_t index, OutputReport& counts) -> Result<void> {
         const Result<ListedMessage> row = list.row(index);
         if (!row) return Failure{row.error()};
+        // Deleted since the list was made.
+        if (row->date.empty()) return {};
         std::string text;
         if (from) text += row->from + "\n";
         if (to) text += row->to + "\n";

@@ -1,4 +1,7 @@
+#include <algorithm>
+
 #include "output/mbox_exports.h"
+#include "output/sql_dump.h"
 #include "output/table_exports.h"
 #include "tests/output/output_rig.h"
 
@@ -97,6 +100,20 @@ TEST_F(Exports, AddressesStandOnceInCaseBlindOrder) {
             "zoe@example.com\n");
   ASSERT_TRUE(exportAddresses(context, ids({1}), folder / "t", false, true));
   EXPECT_EQ(folder.read("t"), "b@example.org\nc@example.org\n");
+}
+
+TEST_F(Exports, ASourceThatIsNotToBeHadIsCounted) {
+  addMessage(1, kDate, "a", "s", "b");
+  run("DROP TABLE origemail");
+  std::string log;
+  const OutputContext logged{*session, progress, {}, [&log](const auto& line) { log += line; }};
+  for (const auto& report : {exportTab(logged, ids({1}), folder / "t", true),
+                             exportSQL(logged, ids({1}), {folder / "q", "copy", 1, true})}) {
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->messages, 1U);
+    EXPECT_EQ(report->missedSources, 1U);
+  }
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log;
 }
 
 TEST_F(Exports, WhatEndsAnExportDecidesWhatStays) {
