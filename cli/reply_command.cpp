@@ -81,14 +81,13 @@ void runForward(const AnswerOptions& options, Program& program) {
   std::string date = message->date;
   removeAll(date, "*");
   const Result<std::string> text = textReader(archiver->session(), user)(message->id, date, false);
-  const Result<MailDraft> draft = text ? draftForward(archiver->session(), message->id, *text)
-                                       : Result<MailDraft>(Failure{text.error()});
-  if (!draft) {
-    (void)program.fail(printable(draft.error()));
+  if (!text) {
+    (void)program.fail(printable(text.error()));
     return;
   }
+  const MailDraft draft = draftForward(message->id, message->subject, *text);
   if (program.host.hasMailApplication()) {
-    const Result<void> run = runMailScript(program.tools, forwardScript(*draft));
+    const Result<void> run = runMailScript(program.tools, forwardScript(draft));
     program.exitStatus = run ? kExitDone : program.fail(run.error());
     return;
   }
@@ -101,7 +100,7 @@ void runForward(const AnswerOptions& options, Program& program) {
     (void)program.fail(printable(source.error()));
     return;
   }
-  compose(*draft, *source, program);
+  compose(draft, *source, program);
 }
 
 Command answerCommand(Program& program, const char* name, const char* help,

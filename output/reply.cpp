@@ -100,10 +100,14 @@ Result<MailDraft> draftReply(ServerSession& session, std::uint32_t id) {
   return draft;
 }
 
-Result<MailDraft> draftForward(ServerSession& session, std::uint32_t id,
-                               std::string_view shownText) {
-  const Result<std::string> subject = cell(session, "subj_fld", id);
-  if (!subject) return Failure{subject.error()};
+Result<std::string> subjectOf(ServerSession& session, std::uint32_t id) {
+  const auto subject =
+      queryCell(session, fmt::format("SELECT subj_fld FROM email WHERE id={}", id));
+  if (!subject) return subject;
+  return toUtf8(*subject);
+}
+
+MailDraft draftForward(std::uint32_t id, std::string_view subject, std::string_view shownText) {
   std::string body(shownText.substr(0, shownText.find(kAttachmentsMark)));
   const std::string idLine = fmt::format("ID: {}\n", id);
   if (const std::size_t at = body.find(idLine); at != std::string::npos) {
@@ -111,7 +115,7 @@ Result<MailDraft> draftForward(ServerSession& session, std::uint32_t id,
   }
   removeAll(body, "\\");
   MailDraft draft;
-  draft.subject = "Fwd: " + *subject;
+  draft.subject = "Fwd: " + std::string(subject);
   draft.body = "\n\n\nBegin forwarded message:\n\n" + body;
   return draft;
 }

@@ -25,9 +25,11 @@ struct MailDraft {
 [[nodiscard]] Result<MailDraft> draftReply(ServerSession& session, std::uint32_t id);
 
 /// `forwardEmail`: the draft that carries a message on. `shownText` is the message as the viewer
-/// shows it, with its line of the id and its list of attachments. Fails as above.
-[[nodiscard]] Result<MailDraft> draftForward(ServerSession& session, std::uint32_t id,
-                                             std::string_view shownText);
+/// shows it, with its line of the id and its list of attachments.
+[[nodiscard]] MailDraft draftForward(std::uint32_t id, std::string_view subject,
+                                     std::string_view shownText);
+/// Fails with "SQL error: " and the server's words.
+[[nodiscard]] Result<std::string> subjectOf(ServerSession& session, std::uint32_t id);
 
 /// The texts that make the Mac's mail application open a draft. Every value stays within its
 /// quotes, whatever it holds.

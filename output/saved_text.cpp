@@ -82,7 +82,7 @@ Result<void> saveAttachment(std::uint32_t id, const StoredAttachment& attachment
   const Result<std::string> path = freePath(folder, safeFileName(fmt::format("{}_{}", id, name)));
   if (!path) return Failure{path.error()};
   OutputFile file(*path);
-  if (Result<void> opened = file.open(); !opened) return opened;
+  if (!file.open()) return Failure{"Couldn't open " + *path};
   file.write(attachment.bytes);
   return file.commit();
 }

@@ -40,7 +40,8 @@ struct AttachmentsReport {
 };
 /// The attachments of the messages into a folder, without the messages' own HTML: each file named
 /// by the message's id and the safe form of its own name, with a number behind it where that is
-/// taken. The progress counts files; those written before a failure stay.
+/// taken. The progress counts files; those written before a failure stay. Fails with "Couldn't open
+/// " and the path, with what the server has refused, or with the file that could not be written.
 [[nodiscard]] Result<AttachmentsReport> saveAllAttachments(const OutputContext& context,
                                                            const MessageList& list,
                                                            const std::string& folder);

@@ -21,10 +21,11 @@ void ExportPanel::run(const Action& action) {
   exportFilePath = frame_.ui().chooseSaveFile(action.chooser);
   if (exportFilePath.empty() || !frame_.canWrite(exportFilePath)) return;
   frame_.begin("Exporting...");
-  PanelProgress progress(frame_.progress());
+  EndablePanelProgress progress(frame_.progress(), frame_.ui());
   const auto written = action.write(frame_.output(progress), frame_.allMessages(), exportFilePath);
   frame_.end();
   if (!written) return frame_.showFailure(written.error());
+  if (written->cancelled) return;
   const std::string text = action.sentence + exportFilePath + ".";
   frame_.host().notify(action.notified, text);
   frame_.ui().alert({action.done, text});

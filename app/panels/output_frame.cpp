@@ -13,6 +13,8 @@
 namespace keldane {
 namespace {
 
+constexpr std::string_view kCouldNotOpen = "Couldn't open ";
+
 MessageList messagesOf(const ResultTable& table, std::vector<std::size_t> rows) {
   const auto shared = std::make_shared<const std::vector<std::size_t>>(std::move(rows));
   const auto at = [&table, shared](std::size_t index) -> const Emailrow& {
@@ -55,12 +57,14 @@ ListedTextReader OutputFrame::textReader() const {
 bool OutputFrame::canWrite(const std::string& path) const {
   // Leaves nothing behind: a file has its name only when it is whole.
   if (OutputFile(path).open()) return true;
-  context_.ui.alert({"Can't open file", "Couldn't open " + path, AlertStyle::critical, {"OK"}});
+  showFailure(std::string(kCouldNotOpen) + path);
   return false;
 }
 
 void OutputFrame::showFailure(const std::string& error) const {
-  const char* const title = isSqlError(error) ? "SQL Error" : "Can't write file";
+  const char* const title = isSqlError(error)                  ? "SQL Error"
+                            : error.starts_with(kCouldNotOpen) ? "Can't open file"
+                                                               : "Can't write file";
   context_.ui.alert({title, error, AlertStyle::critical, {"OK"}});
 }
 

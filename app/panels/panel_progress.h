@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/panels/progress_panel.h"
+#include "app/user_interface.h"
 #include "platform/progress.h"
 
 namespace keldane {
@@ -16,6 +17,17 @@ class PanelProgress : public Progress {
  private:
   ProgressPanel& panel_;
   const int step_;
+};
+
+/// The same for a task that the user may end. The window goes on drawing meanwhile.
+class EndablePanelProgress : public PanelProgress {
+ public:
+  EndablePanelProgress(ProgressPanel& panel, UserInterface& ui, int step = 10)
+      : PanelProgress(panel, step), ui_(ui) {}
+  [[nodiscard]] bool cancelled() const override { return !ui_.goesOn(); }
+
+ private:
+  UserInterface& ui_;
 };
 
 }  // namespace keldane

@@ -25,6 +25,8 @@ class PrintPanel {
   void printHTML();
 
  private:
+  [[nodiscard]] Result<void> printEach(const MessageList& list);
+
   const OutputFrame& frame_;
   MessageViewer& viewer_;
   const std::string& report_;

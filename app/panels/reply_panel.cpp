@@ -34,17 +34,19 @@ void ReplyPanel::sendEmailWithMail(const MailDraft& draft) {
 void ReplyPanel::forwardEmail() {
   const auto id = selectedId();
   if (!id) return;
-  const Result<MailDraft> draft = draftForward(frame_.session(), *id, viewer_.messageText);
-  if (!draft) return printError(draft.error());
+  const Result<std::string> subject = subjectOf(frame_.session(), *id);
+  // Kept: the user gets the draft all the same.
+  if (!subject) printError(subject.error());
+  const MailDraft draft = draftForward(*id, subject ? *subject : "", viewer_.messageText);
   if (frame_.host().hasMailApplication()) {
-    static_cast<void>(runMailScript(tools_, forwardScript(*draft)));
+    static_cast<void>(runMailScript(tools_, forwardScript(draft)));
     return;
   }
   Progress unseen;
   const Result<std::string> source =
       writeForwarded(frame_.output(unseen), *id, process_.workFolder);
   if (!source) return frame_.showFailure(source.error());
-  compose(*draft, *source);
+  compose(draft, *source);
 }
 
 void ReplyPanel::compose(const MailDraft& draft, const std::string& attachmentPath) {

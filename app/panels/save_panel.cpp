@@ -35,7 +35,7 @@ void SavePanel::saveMessages(bool all) {
   const std::string path = getPath();
   if (path.empty() || !frame_.canWrite(path)) return;
   frame_.begin("Saving...");
-  PanelProgress progress(frame_.progress());
+  EndablePanelProgress progress(frame_.progress(), frame_.ui());
   bool textFailed = false;
   const ListedTextReader read = [&textFailed, reader = frame_.textReader()](
                                     std::uint32_t id, std::string_view date, bool strip) {
@@ -52,6 +52,7 @@ void SavePanel::saveMessages(bool all) {
     return frame_.showFailure(saved.error());
   }
   frame_.end();
+  if (saved->cancelled) return;
   frame_.ui().alert({all ? "The email in the list has been saved" : "Email has been saved",
                      (all ? "The email in the list has been saved to the text file "
                           : "The email in this list has been saved to the text file ") +
@@ -65,11 +66,12 @@ void SavePanel::saveOrig(bool all) {
   const std::string path = getPath();
   if (path.empty() || !frame_.canWrite(path)) return;
   frame_.begin("Saving...");
-  PanelProgress progress(frame_.progress());
+  EndablePanelProgress progress(frame_.progress(), frame_.ui());
   const auto saved = saveSources(
       frame_.output(progress), all ? frame_.allMessages() : frame_.selectedMessages(), path, !all);
   frame_.end();
   if (!saved) return frame_.showFailure(saved.error());
+  if (saved->cancelled) return;
   frame_.ui().alert(
       {"Raw source email has been saved",
        "The raw source email in the list has been saved to the text file " + path + "."});
@@ -80,7 +82,7 @@ void SavePanel::saveAllAttachments() {
       {.title = "Save Attachments", .prompt = "Choose", .files = false, .folders = true});
   if (chosen.empty()) return;
   frame_.begin("Saving Attachments...");
-  PanelProgress progress(frame_.progress(), 1);
+  EndablePanelProgress progress(frame_.progress(), frame_.ui(), 1);
   const auto saved = keldane::saveAllAttachments(frame_.output(progress), frame_.selectedMessages(),
                                                  chosen.front());
   if (!saved && isSqlError(saved.error())) {
@@ -89,10 +91,8 @@ void SavePanel::saveAllAttachments() {
     return;
   }
   frame_.end();
-  if (!saved) {
-    frame_.ui().alert(
-        {"Can't open file", "Couldn't open " + saved.error(), AlertStyle::critical, {"OK"}});
-  } else if (saved->lastHadAttachments) {
+  if (!saved) return frame_.showFailure(saved.error());
+  if (saved->lastHadAttachments && !saved->cancelled) {
     frame_.ui().alert({"Attachments Saved", "The attachments have been saved."});
   }
 }

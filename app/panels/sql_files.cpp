@@ -106,16 +106,16 @@ void SqlFiles::exportSQL() {
   request.hasRawSource = archiver.settings().archive.origState != 0;
   context_.ui.progressChanged(0, "");
   context_.progress.doProgressPanel("Exporting...");
-  PanelProgress progress(context_.progress);
+  EndablePanelProgress progress(context_.progress, context_.ui);
   const Result<OutputReport> report = keldane::exportSQL(
       {archiver.session(), progress, sourceReading(archiver.settings().user).stripPlist},
       listOfIds(archiver.session(), idsOf(context_.table)), request);
   context_.progress.close();
-  if (report) {
-    finish("Done exporting", path);
-  } else {
+  if (!report) {
     fail(report.error().starts_with(kSqlErrorPrefix) ? "SQL Error" : "Export Failed",
          report.error());
+  } else if (!report->cancelled) {
+    finish("Done exporting", path);
   }
 }
 

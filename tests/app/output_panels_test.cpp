@@ -157,15 +157,35 @@ TEST_F(OutputPanels, ExportsTellWhereTheyWent) {
 TEST_F(OutputPanels, WhatCouldNotBeWrittenIsNotCalledSaved) {
   ui.alertAnswers = {kSecondButton};
   ui.savedFiles = {"/dev/full", "/dev/full", "/dev/full", "/dev/full", folder / "none/t"};
+  ui.chosenFiles = {{"/proc"}};
   save.saveList();
   save.saveAll();
   save.saveOrigAll();
   exports.exportMbox();
   exports.exportTab();
+  save.saveAllAttachments();
   const std::string full = "alert critical [Can't write file] /dev/full: No space left on device";
   EXPECT_THAT(told(), ElementsAre(full, testing::StartsWith("alert [Strip"), full, full, full,
-                                  "alert critical [Can't open file] Couldn't open ~/none/t"));
+                                  "alert critical [Can't open file] Couldn't open ~/none/t",
+                                  "alert critical [Can't open file] Couldn't open /proc/3_p3.png"));
   EXPECT_THAT(host.calls, IsEmpty());
+}
+
+TEST_F(OutputPanels, WhatTheUserEndsIsNotCalledSaved) {
+  ui.ends = true;
+  ui.alertAnswers = {kSecondButton};
+  ui.savedFiles = {folder / "1", folder / "2", folder / "3"};
+  ui.chosenFiles = {{folder / "files"}};
+  save.saveAll();
+  save.saveOrigAll();
+  exports.exportComma();
+  save.saveAllAttachments();
+  print.setPrinter(&printer);
+  print.printAll();
+  EXPECT_THAT(told(), ElementsAre(testing::StartsWith("alert [Strip")));
+  EXPECT_FALSE(ui.isPanelVisible("ProgressPanel"));
+  EXPECT_THAT(printer.pages, IsEmpty());
+  for (const char* name : {"1", "2", "3"}) EXPECT_FALSE(fileExists(folder / name)) << name;
 }
 
 TEST_F(OutputPanels, DeletionsTakeTheRowsThatAreShown) {

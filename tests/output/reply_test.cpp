@@ -37,11 +37,10 @@ TEST_F(Reply, AnswersByTheMessagesFields) {
     EXPECT_EQ(draft->sender, row.draft.sender) << row.name;
     EXPECT_EQ(draft->body, row.draft.body) << row.name;
   }
-  const auto forward =
-      draftForward(*session, 2, "ID: 2\nDATE: d\n\nb\\ody ID: 2\nATTACHMENTS:\na.pdf");
-  ASSERT_TRUE(forward);
-  EXPECT_EQ(forward->subject, "Fwd: RE: Hello");
-  EXPECT_EQ(forward->body, "\n\n\nBegin forwarded message:\n\nDATE: d\n\nbody ID: 2\n");
+  const MailDraft forward = draftForward(2, *subjectOf(*session, 2),
+                                         "ID: 2\nDATE: d\n\nb\\ody ID: 2\nATTACHMENTS:\na.pdf");
+  EXPECT_EQ(forward.subject, "Fwd: RE: Hello");
+  EXPECT_EQ(forward.body, "\n\n\nBegin forwarded message:\n\nDATE: d\n\nbody ID: 2\n");
   run("DROP TABLE email");
   EXPECT_NE(draftReply(*session, 7).error().find(", SELECT date_fld FROM email WHERE id=7"),
             std::string::npos);

@@ -34,6 +34,7 @@ class RecordingUserInterface : public UserInterface {
   void progressStarted(std::string_view title) override;
   void progressChanged(int count, std::string_view detail) override;
   void progressEnded() override;
+  [[nodiscard]] bool goesOn() override { return !ends; }
   void showText(std::string_view title, std::string_view text) override;
 
   /// Lines that begin with `kind`, in order.
@@ -52,6 +53,7 @@ class RecordingUserInterface : public UserInterface {
   /// What each chooser of a new file gives, in order; nothing when none is left.
   std::deque<std::string> savedFiles;
   std::set<std::string, std::less<>> visiblePanels;
+  bool ends = false;  ///< the user ends every task
   /// Stands in for the user while a panel runs modally; may be empty.
   std::function<void(std::string_view panel)> onModal;
 
