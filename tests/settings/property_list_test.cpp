@@ -95,6 +95,8 @@ TEST(PropertyList, RefusesWhatWouldExhaustStackOrMemory) {
   const std::string begin = "<plist version=\"1.0\">";
   const std::pair<const char*, std::string> rows[] = {
       {"arrays", begin + repeated(deep, "<array>")},
+      {"arrays that end",
+       begin + repeated(deep, "<array>") + repeated(deep, "</array>") + "</plist>"},
       {"arrays with a blank", begin + repeated(deep, "<array >")},
       {"arrays with an attribute", begin + repeated(deep, "<array\ta='</array>'>")},
       {"arrays with a commented end", begin + repeated(deep, "<array><!-- </array> -->")},
