@@ -156,11 +156,14 @@ Faults Archiver::reconnect() { return connect(wanted_); }
 Faults Archiver::connectOnce(ServerConnection wanted) {
   if (wanted.host.empty()) wanted.host = kDefaultHost;
   if (wanted.user.empty()) wanted.user = kDefaultUser;
-  if (const Result<void> prepared = prepareServer(wanted); !prepared) {
-    connections_.disconnect();
-    return {connectFault(prepared.error())};
+  Faults faults;
+  if (!connectOwnServer(wanted, faults)) {
+    if (const Result<void> prepared = prepareServer(wanted); !prepared) {
+      connections_.disconnect();
+      return {connectFault(prepared.error())};
+    }
+    faults = connections_.connect(wanted);
   }
-  Faults faults = connections_.connect(wanted);
   if (!connections_.isConnected() || database_.isLost()) return faults;
   const bool writes = database_.opening == Opening::create;
   if (!database_.dbPath.empty() || !writes) {
@@ -181,7 +184,8 @@ Faults Archiver::connectOnce(ServerConnection wanted) {
   }
   getPrefs();
   if (writes) append(faults, settings_.savePreferences());
-  append(faults, settings_.getCategories());
+  // Of use where tags are chosen and settings saved; it looks at all tags.
+  if (writes) append(faults, settings_.getCategories());
   ports_.progress.stage({});
   return faults;
 }
@@ -226,6 +230,17 @@ bool Archiver::savePrivateServer() {
   own.user = kDefaultUser;
   own.socket = localServer_.socketPath();
   return connections_.saveConnection(own);
+}
+
+/// A private server that runs is there for one connect: to ask it first whether it does takes two
+/// more, half the time of a short command.
+bool Archiver::connectOwnServer(ServerConnection wanted, Faults& faults) {
+  if (wanted.name != kLocalConnectionName || !localServer_.mayRun()) return false;
+  wanted.host = kDefaultHost;
+  wanted.user = kLocalUser;
+  wanted.socket = localServer_.socketPath();
+  faults = connections_.connect(wanted);
+  return connections_.isConnected();
 }
 
 Result<void> Archiver::prepareServer(ServerConnection& wanted) {

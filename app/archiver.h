@@ -110,6 +110,7 @@ class Archiver {
  private:
   [[nodiscard]] Faults connectOnce(ServerConnection wanted);
   [[nodiscard]] Faults connectTo(const ServerConnection& wanted);
+  [[nodiscard]] bool connectOwnServer(ServerConnection wanted, Faults& faults);
   [[nodiscard]] Result<void> prepareServer(ServerConnection& wanted);
   void resetPrefs();
   void makeWorkFolder();

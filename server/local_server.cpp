@@ -92,10 +92,14 @@ std::string LocalServer::socketFolder() const {
   return paths_.socket.substr(0, paths_.socket.rfind('/'));
 }
 
-bool LocalServer::answers(const char* user) const {
-  if (!fileExists(paths_.socket)) return false;
+bool LocalServer::mayRun() const {
   // Below /tmp anybody can have a server listen under our name, for us to hand our mail to.
-  if (socketFolder() != paths_.folder && !isPrivateFolder(socketFolder())) return false;
+  return fileExists(paths_.socket) &&
+         (socketFolder() == paths_.folder || isPrivateFolder(socketFolder()));
+}
+
+bool LocalServer::answers(const char* user) const {
+  if (!mayRun()) return false;
   const auto session = makeMysqlSession();
   session->init();
   return session->connect(addressOf(paths_.socket, user));

@@ -52,6 +52,9 @@ class LocalServer {
   /// Stops it at once and waits until it is gone. Not running: a success.
   [[nodiscard]] Result<void> stop();
   [[nodiscard]] Status status() const;
+  /// Whether a server may run: a socket is there, where only this user can have put it. A connect
+  /// shows the rest; after one that fails, `start`.
+  [[nodiscard]] bool mayRun() const;
   /// Path of the socket, whether or not a server listens there. A short folder of its own below
   /// /tmp stands in when the path is too long for a socket.
   [[nodiscard]] std::string socketPath() const { return paths_.socket; }
