@@ -71,6 +71,10 @@ class Walk {
 
   std::string error;
   [[nodiscard]] const std::string& path() const { return path_; }
+  /// Whether the line names the command, or one below it.
+  [[nodiscard]] bool names(const Command& command) const {
+    return std::count(named_.begin(), named_.end(), &command) != 0;
+  }
 
  private:
   [[nodiscard]] std::vector<std::string> commandNames() const {
@@ -83,6 +87,7 @@ class Walk {
     for (const Command& command : at_->commands) {
       if (command.name != word) continue;
       at_ = &command;
+      named_.push_back(&command);
       path_ += (path_.empty() ? "" : " ") + word;
       return;
     }
@@ -122,14 +127,17 @@ class Walk {
 
   const Command& root_;
   const Command* at_;
+  std::vector<const Command*> named_;
   std::string path_;
   bool asksForHelp_ = false;
 };
 
-/// The description as the parser's own objects.
+/// The description as the parser's own objects. Of commands that the line does not name only what
+/// help shows of them: to make all of them takes longer than a short command.
 class Parser {
  public:
-  Parser(const Command& root, const std::string& version) : root_(root) {
+  Parser(const Command& root, const std::string& version, const Walk& walk)
+      : root_(root), walk_(walk) {
     app_.set_version_flag("-V,--version", version);
     fill(app_, root);
   }
@@ -151,6 +159,7 @@ class Parser {
     app.footer(command.more);
     app.fallthrough(false);
     app.group(command.group.empty() ? "Commands" : command.group);
+    if (&command != &root_ && !walk_.names(command)) return;
     Made made;
     for (const CommandOption& option : command.options) {
       made.emplace_back(add(app, option), &option);
@@ -258,6 +267,7 @@ class Parser {
   }
 
   const Command& root_;
+  const Walk& walk_;
   CLI::App app_{"", root_.name};
   const Command* chosen_ = nullptr;
 };
@@ -284,7 +294,7 @@ ParsedLine parseLine(const Command& root, const std::string& version,
   turnHelpRound(root, words);
   const Walk walk(root, words);
   if (!walk.error.empty()) return {nullptr, "", walk.error};
-  Parser parser(root, version);
+  Parser parser(root, version, walk);
   try {
     return {parser.parse(std::move(words)), "", ""};
   } catch (const CLI::ParseError& error) {
