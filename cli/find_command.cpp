@@ -131,18 +131,23 @@ class HitPrinter {
 };
 
 [[nodiscard]] Result<void> answer(const FindOptions& options, const QueryNode& query,
-                                  WordSearch& search, IndexAccess& access, const Program& program) {
+                                  IndexAccess& access, Archiver& archiver, const Program& program) {
+  WordSearch search(archiver.session(), access.index(), access.outcome().inStep);
   const HitOrder order = options.byRelevance ? HitOrder::byRelevance : HitOrder::newestFirst;
   const Clock::time_point begin = Clock::now();
-  if (options.count || options.ids) {
-    Result<std::vector<std::uint32_t>> ids = search.ids(query, order);
+  if (options.count) {
+    const Result<std::size_t> count = search.count(query);
+    if (!count) return Failure{count.error()};
+    std::fputs(fmt::format("{}\n", *count).c_str(), stdout);
+    return {};
+  }
+  if (options.ids) {
+    const Result<std::vector<std::uint32_t>> ids =
+        search.ids(query, order, options.limit ? *options.limit : SIZE_MAX);
     if (!ids) return Failure{ids.error()};
-    if (options.limit && !options.count && ids->size() > *options.limit)
-      ids->resize(*options.limit);
-    if (options.count) std::fputs(fmt::format("{}\n", ids->size()).c_str(), stdout);
-    for (const std::uint32_t id : *ids) {
-      if (!options.count) std::fputs(fmt::format("{}\n", id).c_str(), stdout);
-    }
+    std::string lines;
+    for (const std::uint32_t id : *ids) lines += std::to_string(id) + "\n";
+    std::fputs(lines.c_str(), stdout);
     return {};
   }
   const Result<std::vector<WordHit>> hits =
@@ -175,12 +180,11 @@ void runFind(const FindOptions& options, Program& program) {
   const Result<std::unique_ptr<IndexAccess>> access = IndexAccess::open(*archiver, program);
   Result<void> answered = access ? (*access)->update(false, program) : Failure{access.error()};
   if (answered) {
-    WordSearch search(archiver->session(), (*access)->index());
-    answered = answer(options, std::get<QueryNode>(query), search, **access, program);
+    answered = answer(options, std::get<QueryNode>(query), **access, *archiver, program);
     if (!answered && WordIndex::isDamage(answered.error())) {
       answered = (*access)->update(true, program, std::string((*access)->index().stemLanguage()));
       if (answered)
-        answered = answer(options, std::get<QueryNode>(query), search, **access, program);
+        answered = answer(options, std::get<QueryNode>(query), **access, *archiver, program);
     }
   }
   if (!answered) program.exitStatus = failIndex(answered.error(), program);

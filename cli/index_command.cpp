@@ -49,6 +49,7 @@ void runUpdate(const IndexOptions& options, bool rebuild, Program& program) {
                {"added", outcome.added},
                {"removed", outcome.removed},
                {"retagged", outcome.retagged},
+               {"moved", outcome.moved},
                {"behind", outcome.behind},
                {"folder", access->index().folder()}});
     return;

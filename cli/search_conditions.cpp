@@ -63,7 +63,8 @@ Result<std::vector<std::uint32_t>> idsOfWords(const std::string& text, Archiver&
     return Failure{updated.error()};
   }
   Result<std::vector<std::uint32_t>> ids =
-      WordSearch(archiver.session(), (*access)->index()).ids(*query, HitOrder::newestFirst);
+      WordSearch(archiver.session(), (*access)->index(), (*access)->outcome().inStep)
+          .ids(*query, HitOrder::newestFirst);
   if (ids) std::sort(ids->begin(), ids->end());
   return ids;
 }

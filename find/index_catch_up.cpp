@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include "base/sha256.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -22,6 +21,14 @@ constexpr std::size_t kSampleSize = 16;
 /// An archive that keeps no sources has nothing else; only the newest of them may still get one.
 constexpr std::size_t kMostBareAtOnce = 2000;
 constexpr const char* kTagsNote = "keldane-tags";
+constexpr const char* kMailboxesNote = "keldane-mailboxes";
+constexpr const char* kPositionNote = "keldane-position";
+constexpr const char* kTagsDigest =
+    "SELECT CONCAT(COUNT(*),'/',COALESCE(SUM(CRC32(CONCAT_WS('|',id,cat_fld,key_fld,priority_fld,"
+    "notes_fld))),0)) FROM tags";
+constexpr const char* kMessageSums =
+    "SELECT COUNT(*),COALESCE(SUM(id),0),COALESCE(BIT_XOR(id*id),0),"
+    "COALESCE(SUM(CRC32(CONCAT_WS('|',id,mailbox))),0) FROM email";
 /// A source shorter than this is none: "0" stands where there is no source.
 constexpr std::size_t kLeastSourceBytes = 3;
 
@@ -55,12 +62,12 @@ Result<std::string> archiveIdentity(ServerSession& session) {
 }
 
 std::string indexFolder(const std::string& supportFolder, const std::string& identity) {
-  constexpr std::size_t kNameBytes = 8;
-  std::string name;
-  for (const char c : sha256(identity).substr(0, kNameBytes)) {
-    name += fmt::format("{:02x}", static_cast<unsigned char>(c));
+  // FNV-1a: a name, no proof. The index itself knows whose it is.
+  std::uint64_t name = 0xCBF29CE484222325U;
+  for (const char c : identity) {
+    name = (name ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
   }
-  return supportFolder + "/Index/" + name;
+  return fmt::format("{}/Index/{:016x}", supportFolder, name);
 }
 
 Result<std::string> IndexCatchUp::open() {
@@ -81,8 +88,10 @@ Result<std::string> IndexCatchUp::open() {
   return rebuiltBecause;
 }
 
-Result<CatchUpOutcome> IndexCatchUp::run(Progress& progress) {
+Result<CatchUpOutcome> IndexCatchUp::run(Progress& progress, bool trustsProof) {
   CatchUpOutcome outcome;
+  outcome.inStep = trustsProof && isProvedInStep();
+  if (outcome.inStep) return outcome;
   Result<std::string> opened = open();
   if (!opened) return Failure{opened.error()};
   if (index_.state() == WordIndex::State::reading) {
@@ -113,27 +122,63 @@ Result<CatchUpOutcome> IndexCatchUp::rebuild(Progress& progress, const std::stri
   return outcome;
 }
 
+/// By what the index has noted of the server, not of what it holds.
+bool IndexCatchUp::isProvedInStep() {
+  if (index_.state() == WordIndex::State::reading) index_.reopen();
+  const bool isOpen = index_.state() == WordIndex::State::writing ||
+                      index_.state() == WordIndex::State::reading ||
+                      index_.openToRead() == WordIndex::State::reading;
+  const Result<std::string> note = isOpen ? index_.note(kPositionNote) : Failure{index_.trouble()};
+  if (!note || note->empty()) return false;
+  const std::optional<ServerPosition> now = readServerPosition(session_);
+  return now && now->isNoted(*note);
+}
+
 Result<void> IndexCatchUp::follow(CatchUpOutcome& outcome, Progress& progress) {
   // Asked first: what changes while we work differs from it the next time.
-  if (!session_.query("SELECT CONCAT(COUNT(*),'/',COALESCE(SUM(CRC32(CONCAT_WS('|',id,cat_fld,"
-                      "key_fld,priority_fld,notes_fld))),0)) FROM tags")) {
-    return Failure{session_.error()};
-  }
+  const std::optional<ServerPosition> position = readServerPosition(session_);
+  if (!session_.query(kTagsDigest)) return Failure{session_.error()};
   const std::string tags = fetchFirstCell(session_);
-  const Result<std::uint32_t> high = index_.highId();
+  const Result<MessageSums> sums = messageSums();
+  const Result<std::uint32_t> high = sums ? index_.highId() : Failure{sums.error()};
   if (!high) return Failure{high.error()};
   Result<void> done = addAbove(*high, outcome, progress);
-  if (done && !outcome.cancelled) done = mendRows(outcome, progress);
+  const Result<std::uint64_t> apart = outcome.added == 0 ? behind(sums->ids) : behind();
+  if (done && !apart) done = Failure{apart.error()};
+  if (done && !outcome.cancelled && *apart > 0) done = mendRows(outcome, progress);
   if (done && !outcome.cancelled) done = mendBare(outcome, progress);
-  if (!done) return done;
-  const Result<std::string> before = index_.note(kTagsNote);
+  if (!done || outcome.cancelled) return done ? commitWhenDue(true) : done;
+  done = mendWhenChanged(kTagsNote, tags, &IndexCatchUp::mendTags, outcome);
+  if (done)
+    done = mendWhenChanged(kMailboxesNote, sums->mailboxes, &IndexCatchUp::mendMailboxes, outcome);
+  if (done) done = noteProof(position);
+  if (done) done = commitWhenDue(true);
+  outcome.inStep = done.has_value();
+  return done;
+}
+
+Result<void> IndexCatchUp::mendWhenChanged(const char* note, const std::string& digest, Mend mend,
+                                           CatchUpOutcome& outcome) {
+  const Result<std::string> before = index_.note(note);
   if (!before) return Failure{before.error()};
-  if (!outcome.cancelled && *before != tags) {
-    done = mendTags(outcome);
-    if (done) done = index_.setNote(kTagsNote, tags);
-    ++uncommittedMessages_;
-  }
-  return done ? commitWhenDue(true) : done;
+  if (*before == digest) return {};
+  const Result<void> done = (this->*mend)(outcome);
+  if (!done) return done;
+  ++uncommittedMessages_;
+  return index_.setNote(note, digest);
+}
+
+/// Only a server that stood still while all was compared proves anything; while others write, a
+/// note would be of use to nobody.
+Result<void> IndexCatchUp::noteProof(const std::optional<ServerPosition>& before) {
+  if (!before) return {};
+  const Result<std::string> noted = index_.note(kPositionNote);
+  if (!noted) return Failure{noted.error()};
+  if (before->isNoted(*noted) || !areTablesLogged(session_)) return {};
+  const std::optional<ServerPosition> now = readServerPosition(session_);
+  if (!now || !now->isNoted(before->note())) return {};
+  ++uncommittedMessages_;
+  return index_.setNote(kPositionNote, before->note());
 }
 
 /// An index beside which the database was restored or replaced has dates that are not those of the
@@ -163,16 +208,20 @@ Result<std::uint64_t> IndexCatchUp::number(const std::string& sql) {
   return std::strtoull(fetchFirstCell(session_).c_str(), nullptr, 10);
 }
 
-/// A message that is missing and one that is there too much cancel each other out in the number.
+Result<IndexCatchUp::MessageSums> IndexCatchUp::messageSums() {
+  if (!session_.query(kMessageSums)) return Failure{session_.error()};
+  const auto rows = session_.storeResult();
+  if (!rows || !rows->next()) return Failure{session_.error()};
+  return MessageSums{{numberOf(*rows, 0), numberOf(*rows, 1), numberOf(*rows, 2)}, text(*rows, 3)};
+}
+
 Result<std::uint64_t> IndexCatchUp::behind() {
-  if (!session_.query("SELECT COUNT(*),COALESCE(SUM(id),0),COALESCE(BIT_XOR(id*id),0) FROM email"))
-    return Failure{session_.error()};
-  WordIndex::IdSums stored;
-  {
-    const auto rows = session_.storeResult();
-    if (!rows || !rows->next()) return Failure{session_.error()};
-    stored = {numberOf(*rows, 0), numberOf(*rows, 1), numberOf(*rows, 2)};
-  }
+  const Result<MessageSums> sums = messageSums();
+  return sums ? behind(sums->ids) : Failure{sums.error()};
+}
+
+/// A message that is missing and one that is there too much cancel each other out in the number.
+Result<std::uint64_t> IndexCatchUp::behind(const WordIndex::IdSums& stored) {
   const Result<WordIndex::IdSums> indexed = index_.idSums();
   if (!indexed) return Failure{indexed.error()};
   if (stored == *indexed) return 0;
@@ -260,11 +309,7 @@ Result<void> IndexCatchUp::add(std::vector<ArchivedMessage> rows, CatchUpOutcome
   for (ArchivedMessage& message : rows) {
     outcome.cancelled = progress.cancelled();
     if (outcome.cancelled) return commitWhenDue(true);
-    IndexEntry entry;
-    entry.id = message.id;
-    entry.date = message.date;
-    entry.tagDigest = tagDigest(message.tags);
-    entry.isBare = !message.source;
+    IndexEntry entry = entryOf(message);
     const std::string subject = message.subject;
     entry.texts = reader_.read(std::move(message));
     Result<void> put = index_.put(entry);
@@ -290,9 +335,6 @@ Result<void> IndexCatchUp::commitWhenDue(bool now) {
 
 /// Deleted rows, and rows that have come below the highest id.
 Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress) {
-  const Result<std::uint64_t> apart = behind();
-  if (!apart) return Failure{apart.error()};
-  if (*apart == 0) return {};
   if (!session_.query("SELECT id FROM email ORDER BY id")) return Failure{session_.error()};
   std::vector<std::uint32_t> stored;
   {
@@ -388,6 +430,38 @@ Result<void> IndexCatchUp::mendTags(CatchUpOutcome& outcome) {
   for (; at != known->end(); ++at) {
     const Result<void> done = put({at->first, {}, {}, {}, 0}, "");
     if (!done) return done;
+  }
+  return {};
+}
+
+/// A run without the index, or another program, has moved mail.
+Result<void> IndexCatchUp::mendMailboxes(CatchUpOutcome& outcome) {
+  const auto known = index_.mailboxDigests();
+  if (!known) return Failure{known.error()};
+  std::vector<std::pair<std::uint32_t, std::string>> moved;
+  {
+    if (!session_.query("SELECT id,mailbox FROM email ORDER BY id"))
+      return Failure{session_.error()};
+    const auto rows = session_.useResult();
+    auto at = known->begin();
+    std::string mailbox;
+    std::string digest;  // neighbours often share it
+    while (rows && rows->next()) {
+      const std::uint32_t id = idOf(*rows, 0);
+      if (const std::string_view cell = rows->cell(1).value_or(""); cell != mailbox) {
+        mailbox = cell;
+        digest = mailboxDigest(mailbox);
+      }
+      while (at != known->end() && at->first < id) ++at;
+      const bool isKnown = at != known->end() && at->first == id;
+      if (isKnown ? at->second != digest : !digest.empty()) moved.emplace_back(id, mailbox);
+    }
+    if (session_.errorNumber() != 0) return Failure{session_.error()};
+  }
+  for (const auto& [id, mailbox] : moved) {
+    const Result<void> done = index_.putMailbox(id, mailbox);
+    if (!done) return done;
+    ++outcome.moved;
   }
   return {};
 }

@@ -148,11 +148,7 @@ void IndexFeed::take(Task task) {
 }
 
 Result<void> IndexFeed::write(ArchivedMessage message) {
-  IndexEntry entry;
-  entry.id = message.id;
-  entry.date = message.date;
-  entry.tagDigest = tagDigest(message.tags);
-  entry.isBare = !message.source;
+  IndexEntry entry = entryOf(message);
   entry.texts = reader_.read(std::move(message));
   for (const FieldText& text : entry.texts.texts) uncommittedBytes_ += text.text.size();
   return index_->put(entry);

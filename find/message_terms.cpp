@@ -68,6 +68,11 @@ std::string tagDigest(const TagRow& tags) {
   return sha256(text).substr(0, kDigestBytes);
 }
 
+std::string mailboxDigest(const std::string& mailbox) {
+  constexpr std::size_t kDigestBytes = 5;
+  return mailbox.empty() ? std::string() : sha256(mailbox).substr(0, kDigestBytes);
+}
+
 MessageTexts MessageTextReader::read(ArchivedMessage message) {
   MessageTexts out;
   if (message.source) readSource(message, out);

@@ -66,6 +66,9 @@ struct MessageTexts {
 /// Changes with a message's tags; empty when it has none.
 [[nodiscard]] std::string tagDigest(const TagRow& tags);
 
+/// Changes with a mailbox; empty for none.
+[[nodiscard]] std::string mailboxDigest(const std::string& mailbox);
+
 /// Brings out all that a person can read in a message: of its source where there is one, each part
 /// in its own charset; of its rows else. One thread at a time.
 class MessageTextReader {

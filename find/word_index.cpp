@@ -11,7 +11,7 @@ namespace keldane {
 namespace {
 
 /// Changes with all that makes other terms of the same message.
-constexpr const char* kFormat = "3";
+constexpr const char* kFormat = "4";
 constexpr const char* kFormatNote = "keldane-format";
 constexpr const char* kIdentityNote = "keldane-archive";
 constexpr const char* kStemNote = "keldane-stem";
@@ -63,6 +63,7 @@ Xapian::Document documentOf(const IndexEntry& entry, WordCutter& cutter, const X
                      Xapian::sortable_serialise(static_cast<double>(entry.texts.sizeBytes)));
   document.add_value(slot(IndexSlot::id), Xapian::sortable_serialise(entry.id));
   document.add_value(slot(IndexSlot::tagDigest), entry.tagDigest);
+  document.add_value(slot(IndexSlot::mailbox), entry.mailboxDigest);
   if (entry.texts.hasAttachment) document.add_boolean_term(std::string(kAttachmentTerm));
   if (entry.isBare) document.add_boolean_term(kBareTerm);
   if (!entry.texts.failures.empty()) {
@@ -73,6 +74,16 @@ Xapian::Document documentOf(const IndexEntry& entry, WordCutter& cutter, const X
 }
 
 }  // namespace
+
+IndexEntry entryOf(const ArchivedMessage& message) {
+  IndexEntry entry;
+  entry.id = message.id;
+  entry.date = message.date;
+  entry.tagDigest = tagDigest(message.tags);
+  entry.mailboxDigest = mailboxDigest(message.mailbox);
+  entry.isBare = !message.source;
+  return entry;
+}
 
 struct WordIndex::Files {
   std::optional<Xapian::WritableDatabase> writing;
@@ -117,16 +128,20 @@ void WordIndex::close() {
   state_ = State::closed;
 }
 
-WordIndex::State WordIndex::open() {
+WordIndex::State WordIndex::open() { return openAs(true); }
+
+WordIndex::State WordIndex::openToRead() { return openAs(false); }
+
+WordIndex::State WordIndex::openAs(bool writes) {
   close();
   try {
     try {
-      files_->writing.emplace(folder_, Xapian::DB_OPEN);
-      state_ = State::writing;
+      if (writes) files_->writing.emplace(folder_, Xapian::DB_OPEN);
     } catch (const Xapian::DatabaseLockError&) {
-      files_->reading = Xapian::Database(folder_);
-      state_ = State::reading;
+      writes = false;  // another program has it for writing
     }
+    if (!writes) files_->reading = Xapian::Database(folder_);
+    state_ = writes ? State::writing : State::reading;
     checkIdentity();
   } catch (const Xapian::Error& error) {
     close();
@@ -234,6 +249,7 @@ Result<void> WordIndex::putMailbox(std::uint32_t id, const std::string& mailbox)
     try {
       Xapian::Document document = files_->writing->get_document(id);
       replaceField(document, Field::mailbox, mailbox);
+      document.add_value(slot(IndexSlot::mailbox), mailboxDigest(mailbox));
       files_->writing->replace_document(id, document);
     } catch (const Xapian::DocNotFoundError&) {
       return {};  // it comes with its new mailbox
@@ -299,10 +315,19 @@ Result<std::vector<std::uint32_t>> WordIndex::bareIds(std::size_t most) const {
 }
 
 Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::tagDigests() const {
+  return digests(IndexSlot::tagDigest);
+}
+
+Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::mailboxDigests() const {
+  return digests(IndexSlot::mailbox);
+}
+
+Result<std::vector<std::pair<std::uint32_t, std::string>>> WordIndex::digests(
+    IndexSlot slotOf) const {
   return files_->read([&]() -> Result<std::vector<std::pair<std::uint32_t, std::string>>> {
     std::vector<std::pair<std::uint32_t, std::string>> digests;
     const Xapian::Database& database = files_->any();
-    const Xapian::valueno of = slot(IndexSlot::tagDigest);
+    const Xapian::valueno of = slot(slotOf);
     for (auto at = database.valuestream_begin(of); at != database.valuestream_end(of); ++at) {
       digests.emplace_back(at.get_docid(), *at);
     }

@@ -19,19 +19,23 @@ class Document;
 namespace keldane {
 
 /// Where a document of the index keeps what is compared and sorted by.
-enum class IndexSlot : unsigned { date = 0, size = 1, id = 2, tagDigest = 3 };
+enum class IndexSlot : unsigned { date = 0, size = 1, id = 2, tagDigest = 3, mailbox = 4 };
 /// The term of every message with an attachment.
 inline constexpr std::string_view kAttachmentTerm = "Hattachment";
 
 /// What the index keeps of a message.
 struct IndexEntry {
   std::uint32_t id = 0;
-  std::string date;       ///< "YYYY-MM-DD HH:MM:SS"
-  std::string tagDigest;  ///< changes with the message's tags; empty: it has none
+  std::string date;           ///< "YYYY-MM-DD HH:MM:SS"
+  std::string tagDigest;      ///< changes with the message's tags; empty: it has none
+  std::string mailboxDigest;  ///< changes with its mailbox
   /// The archive has no source of the message, or not yet: another program may be storing it.
   bool isBare = false;
   MessageTexts texts;
 };
+
+/// All of the entry but the texts, which `MessageTextReader` has.
+[[nodiscard]] IndexEntry entryOf(const ArchivedMessage& message);
 
 /// The word index of one archive, a folder of files: for each message the words of its fields and
 /// where they stand. It is a cache, made anew from the archive whenever it is missing, damaged or
@@ -42,7 +46,7 @@ class WordIndex {
   enum class State {
     closed,
     writing,  ///< open, and nobody else writes
-    reading,  ///< open; another program has it for writing
+    reading,  ///< open, but nothing can be written
     unusable  ///< there is none, or it is damaged, or of another format or archive
   };
 
@@ -54,6 +58,8 @@ class WordIndex {
 
   /// Opens what is there, for writing when nobody else does. `trouble` tells why it is unusable.
   State open();
+  /// The same without writing, whoever else does.
+  State openToRead();
   /// Begins an empty index in place of whatever is there, for writing. Fails when another program
   /// has it, or the disk refuses. With a language, English or "en", the words of texts are brought
   /// to their stems, and those that are looked for as well; empty: words stay as they are.
@@ -76,7 +82,8 @@ class WordIndex {
   /// Replaces the tags of a message that the index has.
   [[nodiscard]] Result<void> putTags(std::uint32_t id, const TagRow& tags,
                                      const std::string& digest);
-  /// Replaces the mailbox of a message; nothing is done for one that the index has not.
+  /// Replaces the mailbox of a message, and its digest; nothing is done for one that the index has
+  /// not.
   [[nodiscard]] Result<void> putMailbox(std::uint32_t id, const std::string& mailbox);
   /// Writes what was done since the last commit to the disk, in one step.
   [[nodiscard]] Result<void> commit();
@@ -98,6 +105,8 @@ class WordIndex {
   [[nodiscard]] Result<std::vector<std::uint32_t>> bareIds(std::size_t most) const;
   /// Id and digest of all messages that have tags, ids ascending.
   [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> tagDigests() const;
+  /// Id and digest of the mailbox of all messages, ids ascending.
+  [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> mailboxDigests() const;
   /// Id and date of up to `most` messages from all over the index.
   [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> sample(
       std::size_t most) const;
@@ -121,7 +130,10 @@ class WordIndex {
 
  private:
   struct Files;
+  State openAs(bool writes);
   void checkIdentity();
+  [[nodiscard]] Result<std::vector<std::pair<std::uint32_t, std::string>>> digests(
+      IndexSlot of) const;
   void replaceField(Xapian::Document& document, Field field, const std::string& text);
 
   const std::string folder_;

@@ -110,21 +110,21 @@ void collectWanted(const QueryNode& query, std::map<Field, WantedWords>& wanted)
 
 }  // namespace
 
-Result<std::vector<std::uint32_t>> WordSearch::ask(const QueryNode& query, HitOrder order,
-                                                   std::size_t from, std::size_t count) {
-  Result<std::vector<std::uint32_t>> ids = askOnce(query, order, from, count);
+template <typename Work>
+auto WordSearch::again(const Work& work) -> decltype(work()) {
+  auto answer = guardIndex(work);
   // Another program has committed since the index was opened, and maybe does again.
-  for (int tries = 1; tries < kMostTries && !ids && ids.error().starts_with(kChangedIndex);
+  for (int tries = 1; tries < kMostTries && !answer && answer.error().starts_with(kChangedIndex);
        ++tries) {
     index_.reopen();
-    ids = askOnce(query, order, from, count);
+    answer = guardIndex(work);
   }
-  return ids;
+  return answer;
 }
 
-Result<std::vector<std::uint32_t>> WordSearch::askOnce(const QueryNode& query, HitOrder order,
-                                                       std::size_t from, std::size_t count) {
-  return guardIndex([&]() -> Result<std::vector<std::uint32_t>> {
+Result<std::vector<std::uint32_t>> WordSearch::ask(const QueryNode& query, HitOrder order,
+                                                   std::size_t from, std::size_t count) {
+  return again([&]() -> Result<std::vector<std::uint32_t>> {
     Xapian::Enquire enquire(index_.database());
     enquire.set_query(indexQuery(query, index_));
     if (order == HitOrder::newestFirst) {
@@ -138,6 +138,20 @@ Result<std::vector<std::uint32_t>> WordSearch::askOnce(const QueryNode& query, H
     const Xapian::MSet found = enquire.get_mset(static_cast<Xapian::doccount>(from), most);
     for (auto hit = found.begin(); hit != found.end(); ++hit) ids.push_back(*hit);
     return ids;
+  });
+}
+
+Result<std::size_t> WordSearch::count(const QueryNode& query) {
+  if (!inStep_) {
+    const Result<std::vector<std::uint32_t>> all = ids(query, HitOrder::newestFirst);
+    return all ? all->size() : Result<std::size_t>(Failure{all.error()});
+  }
+  return again([&]() -> Result<std::size_t> {
+    Xapian::Enquire enquire(index_.database());
+    enquire.set_query(indexQuery(query, index_));
+    enquire.set_weighting_scheme(Xapian::BoolWeight());
+    // Looked at to the last one, so that this is no estimate.
+    return enquire.get_mset(0, 0, index_.database().get_doccount()).get_matches_estimated();
   });
 }
 
@@ -170,15 +184,15 @@ Result<std::vector<WordHit>> WordSearch::rowsOf(const std::vector<std::uint32_t>
   return hits;
 }
 
-Result<std::vector<WordHit>> WordSearch::find(const QueryNode& query, HitOrder order,
-                                              std::size_t limit, std::size_t skip) {
+Result<std::vector<WordHit>> WordSearch::hits(const QueryNode& query, HitOrder order,
+                                              std::size_t limit, std::size_t skip, bool whole) {
   std::vector<WordHit> hits;
   std::size_t from = skip;
   while (hits.size() < limit) {
     const std::size_t wanted = limit - hits.size();
     const Result<std::vector<std::uint32_t>> ids = ask(query, order, from, wanted);
     if (!ids) return Failure{ids.error()};
-    Result<std::vector<WordHit>> rows = rowsOf(*ids, true);
+    Result<std::vector<WordHit>> rows = rowsOf(*ids, whole);
     if (!rows) return rows;
     for (WordHit& hit : *rows) hits.push_back(std::move(hit));
     if (ids->size() < wanted) break;
@@ -187,10 +201,15 @@ Result<std::vector<WordHit>> WordSearch::find(const QueryNode& query, HitOrder o
   return hits;
 }
 
-Result<std::vector<std::uint32_t>> WordSearch::ids(const QueryNode& query, HitOrder order) {
-  const Result<std::vector<std::uint32_t>> asked = ask(query, order, 0, SIZE_MAX);
-  if (!asked) return asked;
-  const Result<std::vector<WordHit>> rows = rowsOf(*asked, false);
+Result<std::vector<WordHit>> WordSearch::find(const QueryNode& query, HitOrder order,
+                                              std::size_t limit, std::size_t skip) {
+  return hits(query, order, limit, skip, true);
+}
+
+Result<std::vector<std::uint32_t>> WordSearch::ids(const QueryNode& query, HitOrder order,
+                                                   std::size_t limit) {
+  if (inStep_) return ask(query, order, 0, limit);
+  const Result<std::vector<WordHit>> rows = hits(query, order, limit, 0, false);
   if (!rows) return Failure{rows.error()};
   std::vector<std::uint32_t> ids;
   for (const WordHit& hit : *rows) ids.push_back(hit.id);

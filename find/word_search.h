@@ -37,25 +37,33 @@ struct HitPlace {
 /// brought in step before, see `IndexCatchUp`. One thread at a time.
 class WordSearch {
  public:
-  WordSearch(ServerSession& session, WordIndex& index) : session_(session), index_(index) {}
+  /// `inStep`: the index has just been found to be, so that ids alone need no look at the rows.
+  WordSearch(ServerSession& session, WordIndex& index, bool inStep = false)
+      : session_(session), index_(index), inStep_(inStep) {}
 
   /// The first hits, `limit` at most, behind the `skip` first. Fails with the words of the index or
   /// of the server, also for a `wor*` that stands for too many words.
   [[nodiscard]] Result<std::vector<WordHit>> find(const QueryNode& query, HitOrder order,
                                                   std::size_t limit, std::size_t skip = 0);
-  /// The ids of all hits, in order.
-  [[nodiscard]] Result<std::vector<std::uint32_t>> ids(const QueryNode& query, HitOrder order);
+  /// The ids of the first hits, in order.
+  [[nodiscard]] Result<std::vector<std::uint32_t>> ids(const QueryNode& query, HitOrder order,
+                                                       std::size_t limit = SIZE_MAX);
+  /// How many hits there are.
+  [[nodiscard]] Result<std::size_t> count(const QueryNode& query);
 
  private:
   [[nodiscard]] Result<std::vector<std::uint32_t>> ask(const QueryNode& query, HitOrder order,
                                                        std::size_t from, std::size_t count);
-  [[nodiscard]] Result<std::vector<std::uint32_t>> askOnce(const QueryNode& query, HitOrder order,
-                                                           std::size_t from, std::size_t count);
+  template <typename Work>
+  auto again(const Work& work) -> decltype(work());
+  [[nodiscard]] Result<std::vector<WordHit>> hits(const QueryNode& query, HitOrder order,
+                                                  std::size_t limit, std::size_t skip, bool whole);
   [[nodiscard]] Result<std::vector<WordHit>> rowsOf(const std::vector<std::uint32_t>& ids,
                                                     bool whole);
 
   ServerSession& session_;
   WordIndex& index_;
+  const bool inStep_;
 };
 
 /// Where the words stand: in the body if they do, else in the field that has most of them. `index`

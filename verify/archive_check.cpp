@@ -256,7 +256,7 @@ Result<void> ArchiveCheck::checkIndex() {
   bool isMended = false;
   if (request_.repairs) {
     const Result<CatchUpOutcome> made = state->damage.empty()
-                                            ? context_.catchUp.run(context_.progress)
+                                            ? context_.catchUp.run(context_.progress, false)
                                             : context_.catchUp.rebuild(context_.progress);
     context_.index.close();
     if (!made) return Failure{made.error()};
