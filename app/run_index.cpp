@@ -36,6 +36,7 @@ RunIndex::~RunIndex() = default;
 void RunIndex::begin() {
   feed_.reset();
   trouble_.clear();
+  if (context_.settings.user.indexRuns == 0) return;
   const Result<std::string> identity = archiveIdentity(context_.session);
   if (!identity) {
     trouble_ = identity.error();

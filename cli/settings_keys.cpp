@@ -82,6 +82,8 @@ const std::vector<Entry>& entries() {
        Check{&U::keepDiffering}},
       {"declaredCharsets", "read files that are not UTF-8 in the charsets they name",
        Check{&U::declaredCharsets}},
+      {"indexRuns", "archive runs take what they store into the word index at once",
+       Check{&U::indexRuns}},
       {"gmailLabels", "labels of messages that Gmail has exported become keywords",
        Check{&U::gmailLabels}},
       {"largeAttachState", "skip large attachments", Check{&A::largeAttachState}},

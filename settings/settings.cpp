@@ -35,10 +35,11 @@ constexpr std::array<UserKey, 10> kKeysWhenSet = {{
     {"hoursStep", &UserSettings::hoursStep},
 }};
 /// Keys that are on from the start, and so are read whenever they are there.
-constexpr std::array<UserKey, 3> kKeysOnAtFirst = {{
+constexpr std::array<UserKey, 4> kKeysOnAtFirst = {{
     {"leaveLogState", &UserSettings::leaveLogState},
     {"keepDiffering", &UserSettings::keepDiffering},
     {"declaredCharsets", &UserSettings::declaredCharsets},
+    {"indexRuns", &UserSettings::indexRuns},
 }};
 /// Keys that are written only, or read by a rule of their own.
 constexpr std::array<UserKey, 4> kOtherKeys = {{

@@ -66,6 +66,7 @@ struct UserSettings {
   int leaveLogState = 1;
   int launchAttachments = 0;
   int keepDiffering = 1;  ///< a duplicate by the rule whose content differs is stored all the same
+  int indexRuns = 1;      ///< archive runs feed the word index
   int declaredCharsets =
       1;                ///< parts of a file that is not UTF-8 are read in the charset they name
   int gmailLabels = 0;  ///< labels of exported messages become keywords

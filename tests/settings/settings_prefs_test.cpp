@@ -152,20 +152,20 @@ TEST(SavePreferences, WritesEveryKeyForTheNextStart) {
   user.hoursStep = 6;
   user.dateFormat = user.sortFieldRow = 2;
   user.separator = user.sortOrder = user.sortFieldCol = user.setByDay = 1;
-  user.leaveLogState = user.keepDiffering = user.declaredCharsets = 0;
+  user.leaveLogState = user.keepDiffering = user.declaredCharsets = user.indexRuns = 0;
   rig.settings.user.bodyFont = {"Courier", 12.5};
   EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
 
   PreferencesFile file(rig.prefs.path());
   ASSERT_TRUE(file.load());
-  EXPECT_THAT(
-      file.keys(),
-      ElementsAre("SSUCheckAtStartup", "SUAutomaticallyUpdate", "SUEnableAutomaticChecks",
-                  "SUFeedURL", "SUPublicDSAKeyFile", "bodyFont", "connections", "databases",
-                  "dateFormat", "dbPath", "declaredCharsets", "diskAccessState", "gmailLabels",
-                  "hoursState", "hoursStep", "keepDiffering", "launchAttachments", "leaveLogState",
-                  "listFont", "schedDateValue", "schedMday", "schedMonth", "scheddays", "separator",
-                  "setByDay", "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
+  EXPECT_THAT(file.keys(),
+              ElementsAre("SSUCheckAtStartup", "SUAutomaticallyUpdate", "SUEnableAutomaticChecks",
+                          "SUFeedURL", "SUPublicDSAKeyFile", "bodyFont", "connections", "databases",
+                          "dateFormat", "dbPath", "declaredCharsets", "diskAccessState",
+                          "gmailLabels", "hoursState", "hoursStep", "indexRuns", "keepDiffering",
+                          "launchAttachments", "leaveLogState", "listFont", "schedDateValue",
+                          "schedMday", "schedMonth", "scheddays", "separator", "setByDay",
+                          "showOnStartupState", "sortFieldCol", "sortFieldRow", "sortOrder"));
   EXPECT_EQ(*file.find("SSUCheckAtStartup"), PlistValue{true});
   EXPECT_EQ(*file.find("SUEnableAutomaticChecks"), PlistValue{false});
   EXPECT_EQ(file.text("SUPublicDSAKeyFile"), "dsa_pub.pem");

@@ -18,7 +18,7 @@ import zlib
 
 GERMAN = "Kostümverleih Größe"
 GREEK = "Ενοίκιο κοστουμιών"
-MOST_SECONDS = 90
+MOST_SECONDS = 300
 
 
 def pdf(objects):
