@@ -7,6 +7,9 @@
 /// What mail programs and services note about a message in its file.
 namespace keldane {
 
+/// Why such a message is left out, as the ledger has it.
+inline constexpr std::string_view kMarkedDeleted = "its mail program has it marked as deleted";
+
 /// Whether a mail program has marked the message as deleted, which it will take away when it next
 /// tidies the folder: by the name of its file in a Maildir.
 [[nodiscard]] bool isMarkedDeletedByName(std::string_view path);

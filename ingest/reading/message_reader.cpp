@@ -18,8 +18,8 @@ namespace {
 constexpr std::string_view kPropertyList = "property list";
 constexpr std::string_view kNoMailBegins = "no mail by its beginning";
 constexpr std::string_view kOfMessage = "attachment of a message";
-constexpr std::string_view kMarkedDeleted = "its mail program has it marked as deleted";
 constexpr std::string_view kTooLong = "no message of a size that can be stored";
+constexpr std::string_view kEmptyMbox = "no message in it";
 constexpr const char* kChanged = "changed while it was read";
 constexpr const char* kBeingWritten = "still being written";
 
@@ -36,24 +36,11 @@ bool holds(std::string_view text, std::string_view what) {
 
 bool isInAttachments(std::string_view path) { return holds(path, "/Attachments/"); }
 
-/// A mark of UTF-8 at the beginning of the file does not count.
-bool beginsWithSeparator(std::string_view bytes) {
-  constexpr std::string_view kBom = "\xEF\xBB\xBF";
-  if (bytes.starts_with(kBom)) bytes.remove_prefix(kBom.size());
-  return bytes.starts_with("From ");
-}
-
 }  // namespace
 
 MessageReader::MessageReader(Context context)
     : context_(std::move(context)),
-      content_({.message = context_.message,
-                .plan = context_.plan,
-                .environment = context_.environment,
-                .partial = partial_,
-                .mostUnits = context_.mostUnits,
-                .tooLarge = [this] { tellTooLarge(); },
-                .dated = [this] { showProgress(); }}) {}
+      preparer_({context_.plan, context_.environment, context_.mostUnits}) {}
 
 int MessageReader::doOneEmail(const std::string& currentEmailItem) {
   const EmailItem item = splitEmailItem(currentEmailItem);
@@ -73,7 +60,7 @@ int MessageReader::doOneEmail(const std::string& currentEmailItem) {
     context_.ledger.recordNonMail(item.path, kOfMessage);
     return 0;
   }
-  partial_.forget();
+  preparer_.partial.forget();
   context_.message.currentPath = item.path;
   if (isForeign(item.path)) return 0;
   if (several) {
@@ -92,27 +79,38 @@ void MessageReader::readOneMessage(const std::string& path, const std::string& m
     context_.ledger.beginMessage(path, std::nullopt);
     return refuseTooLong();
   }
-  std::optional<std::string> bytes = state ? readRested(path, *state, why) : std::nullopt;
-  if (!bytes) return tell(path, why);
+  std::optional<PreparedMessage> prepared;
+  if (state && ahead_ != nullptr) prepared = ahead_->take(path, *state, hasEnvelopeLine_);
+  std::optional<std::string> bytes;
+  if (state && !prepared) bytes = readRested(path, *state, why);
+  if (!bytes && !prepared) return tell(path, why);
   if (context_.process.debugLogOn) context_.debugLog.write(path + "\n");
-  const bool isStub = holds(path, "partial");
+  const bool isStub = mayBeStub(path);
   // What belongs to a stub lies in other files, which may change while it does not.
   if (!isStub) noteReadToEnd(*state, false);
   context_.ledger.beginMessage(path, std::nullopt);
-  guarded([this, &path, &mailbox, &bytes, isStub] {
-    std::string stub = isStub ? *bytes : std::string();
-    const mime::SourceEncoding encoding = encodingOf(*bytes);
-    Source source = makeSource(std::move(*bytes), encoding, path, std::nullopt);
-    if (isStub) {
-      const std::size_t length = source.text.size();
-      const Result<void> repaired = partial_.repair(
-          path, source.text, [this](const std::string& part) { return readPart(part); });
-      // Nothing by half: the next run may find what is missing now.
-      if (!repaired) return refuse({LedgerOutcome::failed, repaired.error()});
-      if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
+  if (!prepared) guarded([&] { prepared = prepareFile(path, std::move(*bytes), isStub); });
+  if (prepared) deliver(std::move(*prepared), mailbox);
+}
+
+/// Nothing when the message has its outcome already.
+std::optional<PreparedMessage> MessageReader::prepareFile(const std::string& path,
+                                                          std::string bytes, bool isStub) {
+  std::string stub = isStub ? bytes : std::string();
+  const mime::SourceEncoding encoding = encodingOf(bytes);
+  MessageSource source = makeMessageSource(std::move(bytes), encoding, path, std::nullopt);
+  if (isStub) {
+    const std::size_t length = source.text.size();
+    const Result<void> repaired = preparer_.partial.repair(
+        path, source.text, [this](const std::string& part) { return readPart(part); });
+    // Nothing by half: the next run may find what is missing now.
+    if (!repaired) {
+      refuse({LedgerOutcome::failed, repaired.error()});
+      return std::nullopt;
     }
-    readMessage(std::move(source), mailbox);
-  });
+    if (source.text.size() != length) source.origin.exactBytes = std::move(stub);
+  }
+  return preparer_.prepare(std::move(source), hasEnvelopeLine_);
 }
 
 void MessageReader::readSeveral(const EmailItem& item) {
@@ -135,7 +133,11 @@ void MessageReader::readSeveral(const EmailItem& item) {
   for (MessagePiece& piece : pieces) {
     if (mustStop() && !isFirst) return;
     if (!isFirst) context_.ledger.beginMessage(item.path, piece.offsetBytes);
-    readPiece(std::move(piece), isFirst, item.path, mailbox, encoding);
+    if (piece.isTooLong) {
+      refuseTooLong();
+    } else {
+      deliver(preparer_.preparePiece(std::move(piece), isFirst, item.path, encoding), mailbox);
+    }
     isFirst = false;
   }
   noteReadToEnd(*state, false);
@@ -176,7 +178,7 @@ void MessageReader::doKeptFile(const std::string& path, const std::string& mailb
 
 void MessageReader::readUnlessForeign(const std::string& path, const std::string& mailbox,
                                       bool isOneMessage) {
-  partial_.forget();
+  preparer_.partial.forget();
   hasEnvelopeLine_ = isOneMessage;
   context_.message.currentPath = path;
   if (isForeign(path)) return;
@@ -210,29 +212,38 @@ bool MessageReader::readPieces(MboxReader& mbox, const std::string& path,
     tell(path, {LedgerOutcome::unreadable, opened.error()});
     return false;
   }
+  if (!*opened) {
+    if (!mustStop()) context_.ledger.recordNonMail(path, kEmptyMbox);
+    return !mustStop();
+  }
+  PiecesAhead pieces(mbox, path, {context_.plan, context_.environment, context_.mostUnits});
   bool isFirst = true;
-  while (*opened && !mustStop()) {
-    std::optional<MessagePiece> piece = mbox.next();
+  while (!mustStop()) {
+    std::optional<PiecesAhead::Piece> piece = pieces.next();
     if (!piece) break;
     // The message at the end is the one that may be in the middle of being written.
-    if (mbox.isAtEnd() && hasChanged()) {
+    if (piece->isAtEnd && hasChanged()) {
       tell(path, {LedgerOutcome::postponed, kChanged});
       return false;
     }
     context_.ledger.beginMessage(path, piece->offsetBytes);
-    readPiece(std::move(*piece), isFirst, path, mailbox, std::nullopt);
+    if (piece->isTooLong) {
+      refuseTooLong();
+    } else {
+      deliver(std::move(piece->prepared), mailbox);
+    }
     isFirst = false;
   }
-  if (!mbox.failure().empty()) {
-    tell(path, {LedgerOutcome::unreadable, mbox.failure()});
+  if (!pieces.failure().empty()) {
+    tell(path, {LedgerOutcome::unreadable, pieces.failure()});
   } else if (isFirst && !mustStop()) {
-    context_.ledger.recordNonMail(path, "no message in it");
+    context_.ledger.recordNonMail(path, kEmptyMbox);
   }
-  return mbox.failure().empty() && !mustStop();
+  return pieces.failure().empty() && !mustStop();
 }
 
 void MessageReader::doPackedFile(const std::string& path, const std::string& mailbox) {
-  partial_.forget();
+  preparer_.partial.forget();
   context_.message.currentPath = path;
   Unread why;
   const std::optional<FileState> state = rested(path, why);
@@ -298,49 +309,16 @@ void MessageReader::readPackedMessage(const PackedEntry& entry, const std::strin
   if (isDeletedInMaildir(inside)) return leaveOutDeleted(inside);
   context_.ledger.beginMessage(inside, std::nullopt);
   if (bytes.size() > limitBytes()) return refuseTooLong();
-  guarded([&] {
-    const mime::SourceEncoding encoding = encodingOf(bytes);
-    readMessage(makeSource(std::move(bytes), encoding, inside, std::nullopt), mailbox);
-  });
-}
-
-/// One message of a file of many; its encoding is judged by its own bytes if none is given.
-void MessageReader::readPiece(MessagePiece piece, bool isFirst, const std::string& path,
-                              const std::string& mailbox,
-                              std::optional<mime::SourceEncoding> encoding) {
-  if (piece.isTooLong) return refuseTooLong();
-  guarded([&] {
-    // A file that is no mbox after all begins with its message.
-    const bool isOurs = restoreMboxrd(piece.bytes, piece.isLast);
-    if (!isOurs && (!isFirst || beginsWithSeparator(piece.bytes))) {
-      deleteFirstLine(piece.bytes);
-      if (context_.plan.leavesOutDeleted && isMarkedDeletedInMbox(piece.bytes)) {
-        return refuse({LedgerOutcome::markedDeleted, std::string(kMarkedDeleted)});
-      }
-    }
-    // A file of ours holds what lay in many.
-    if (isOurs || !encoding) encoding = encodingOf(piece.bytes);
-    Source source = makeSource(std::move(piece.bytes), *encoding, path, piece.offsetBytes);
-    while (source.text.ends_with('\0')) source.text.pop_back();
-    readMessage(std::move(source), mailbox);
-  });
-}
-
-MessageReader::Source MessageReader::makeSource(std::string bytes, mime::SourceEncoding encoding,
-                                                const std::string& path,
-                                                std::optional<std::uint64_t> offsetBytes) {
-  Source source;
-  source.origin = takeText(bytes, encoding);
-  source.origin.path = path;
-  source.origin.offsetBytes = offsetBytes;
-  source.text = std::move(bytes);
-  return source;
+  std::optional<PreparedMessage> prepared;
+  guarded([&] { prepared = prepareFile(inside, std::move(bytes), false); });
+  if (prepared) deliver(std::move(*prepared), mailbox);
 }
 
 /// Archives and documents get their line at once, however large they are.
 bool MessageReader::isForeign(const std::string& path) {
   // What is no regular file is not opened: a device may do something then. The reading tells why.
-  if (!stateOf(path)) return false;
+  const Result<FileState> state = stateOf(path);
+  if (!state || isReadAhead(path, *state)) return false;
   const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
   if (!beginning) return false;
   const std::optional<std::string_view> kind = foreignKind(*beginning, path);
@@ -398,17 +376,28 @@ void MessageReader::pause() {
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
 }
 
-void MessageReader::readMessage(Source source, const std::string& mailbox) {
-  CurrentMessage& message = context_.message;
-  message.clearForNextMessage();
-  message.msgOriginal = std::move(source.text);
-  message.origin = std::move(source.origin);
-  if (const auto refusal = content_.fill(mailbox, hasEnvelopeLine_)) {
-    refuse(*refusal);
-  } else {
-    context_.storeEmail(static_cast<int>(message.msgParts.size()));
-  }
-  content_.releaseLarge();
+/// The turn of a message has come: what is to be told of it is told, and it is stored.
+void MessageReader::deliver(PreparedMessage prepared, const std::string& mailbox) {
+  guarded([&] {
+    CurrentMessage& message = context_.message;
+    prepared.message.msgMailto = std::move(message.msgMailto);
+    prepared.message.currentPath = std::move(message.currentPath);
+    message = std::move(prepared.message);
+    message.msgMailbox = mailbox;
+    if (prepared.isTooLarge) tellTooLarge();
+    if (prepared.isDated) showProgress();
+    if (prepared.thrown) std::rethrow_exception(prepared.thrown);
+    if (prepared.refusal) {
+      refuse(*prepared.refusal);
+    } else {
+      context_.storeEmail(static_cast<int>(message.msgParts.size()));
+    }
+    // A huge one would otherwise lie beside the next one while that is read.
+    if (message.msgOriginal.size() > kLargeSourceBytes) {
+      message.clearForNextMessage();
+      message.origin = {};
+    }
+  });
 }
 
 void MessageReader::showProgress() {

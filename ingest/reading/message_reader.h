@@ -8,15 +8,15 @@
 #include <string_view>
 #include <utility>
 
-#include "archive/source_origin.h"
 #include "base/result.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/current_message.h"
 #include "ingest/reading/mbox_reader.h"
 #include "ingest/reading/message_file.h"
+#include "ingest/reading/message_preparer.h"
 #include "ingest/reading/packed_file.h"
-#include "ingest/reading/partial_file.h"
+#include "ingest/reading/read_ahead.h"
 #include "ingest/reading/resting_file.h"
 #include "ingest/reading/source_reader.h"
 #include "ingest/run_logs.h"
@@ -35,8 +35,8 @@ namespace keldane {
 /// read, or that cannot be read, is told to the ledger, and nothing of it is stored by half: of a
 /// file of one message nothing, of an mbox not the last one.
 ///
-/// In memory is one message at a time; of a huge one, its source, one tree of its parts, and what
-/// the store is to have of it.
+/// In memory is one message at a time, beside what is read ahead (`kAheadBytes`); of a huge one,
+/// its source, one tree of its parts, and what the store is to have of it.
 class MessageReader {
  public:
   struct Context {
@@ -64,7 +64,7 @@ class MessageReader {
     /// Told of a message that is longer than `mostUnits`. May be empty.
     std::function<void()> messageTooLarge = {};
     /// UTF-16 units of the longest source that goes further. Nothing is held that must be longer.
-    std::size_t mostUnits = 200000000;
+    std::size_t mostUnits = kMostUnits;
     /// How long a file has to be unchanged before it is read.
     std::int64_t restSeconds = kRestSeconds;
     /// Lets a moment go by, while a file comes to rest. Empty: a tenth of a second.
@@ -72,6 +72,12 @@ class MessageReader {
   };
 
   explicit MessageReader(Context context);
+  /// Where the files that come are read ahead, from now on; null: nowhere.
+  void readAhead(FilesAhead* ahead) { ahead_ = ahead; }
+  /// The file, in this state, has been; it is then neither packed nor foreign.
+  [[nodiscard]] bool isReadAhead(const std::string& path, const FileState& state) const {
+    return ahead_ != nullptr && ahead_->holds(path, state);
+  }
   MessageReader(const MessageReader&) = delete;
   MessageReader& operator=(const MessageReader&) = delete;
 
@@ -90,11 +96,6 @@ class MessageReader {
   void doPackedFile(const std::string& path, const std::string& mailbox);
 
  private:
-  /// The text of one message, and the bytes that it was made from.
-  struct Source {
-    std::string text;
-    SourceOrigin origin;
-  };
   /// Why a file is not read; without an outcome: the run ends.
   struct Unread {
     std::optional<LedgerOutcome> outcome;
@@ -102,6 +103,8 @@ class MessageReader {
   };
 
   void readOneMessage(const std::string& path, const std::string& mailbox);
+  [[nodiscard]] std::optional<PreparedMessage> prepareFile(const std::string& path,
+                                                           std::string bytes, bool isStub);
   void readUnlessForeign(const std::string& path, const std::string& mailbox, bool isOneMessage);
   void readSeveral(const EmailItem& item);
   void readLongFile(const std::string& path, const std::string& mailbox, const FileState& state);
@@ -112,12 +115,7 @@ class MessageReader {
                        const std::string& mailbox);
   void readPackedMessage(const PackedEntry& entry, const std::string& inside,
                          const std::string& mailbox);
-  [[nodiscard]] static Source makeSource(std::string bytes, mime::SourceEncoding encoding,
-                                         const std::string& path,
-                                         std::optional<std::uint64_t> offsetBytes);
-  void readPiece(MessagePiece piece, bool isFirst, const std::string& path,
-                 const std::string& mailbox, std::optional<mime::SourceEncoding> encoding);
-  void readMessage(Source source, const std::string& mailbox);
+  void deliver(PreparedMessage prepared, const std::string& mailbox);
   void showProgress();
   void tellTooLarge();
   void refuseTooLong();
@@ -140,8 +138,8 @@ class MessageReader {
   [[nodiscard]] std::uint64_t limitBytes() const { return 3 * std::uint64_t{context_.mostUnits}; }
 
   Context context_;
-  PartialFile partial_;
-  SourceReader content_;
+  MessagePreparer preparer_;
+  FilesAhead* ahead_ = nullptr;
   bool hasEnvelopeLine_ = false;    ///< the file at hand may begin with "From ", which is no header
   std::int64_t waitedSeconds_ = 0;  ///< for files to rest, in this run
 };

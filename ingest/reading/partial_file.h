@@ -11,6 +11,11 @@
 
 namespace keldane {
 
+/// A file of this path may be a stub, whose attachments lie in other files.
+[[nodiscard]] inline bool mayBeStub(std::string_view path) {
+  return path.find("partial") != std::string_view::npos;
+}
+
 /// What the mail client keeps beside a message that it has stored as a stub: the attachments taken
 /// out of `.partial.emlx` files, in a folder `Attachments` or in `.emlxpart` files. Puts them back
 /// into the text where their names stand, and keeps them for the stubs that stay empty.
@@ -18,7 +23,7 @@ namespace keldane {
 /// For example, `.../Messages/12.partial.emlx` has its parts in `.../Attachments/12/2/report.pdf`
 /// and
 /// `.../Messages/12.3.emlxpart`. All paths are made from the message file's own; names out of the
-/// message are only compared. Symbolic links are not entered. Worker thread only.
+/// message are only compared. Symbolic links are not entered. One thread at a time.
 class PartialFile {
  public:
   /// Begins the next file: the parts of the one before are gone.

@@ -178,11 +178,15 @@ bool SourceReader::fillBodies() {
 
 /// Last of all, when the engine's tree of a huge message, which is no longer needed, has made room.
 void SourceReader::fillHeadings() {
-  if (isLarge()) source_.clear();
+  releaseTree();
   if (!headings_.empty()) context_.message.msgHeadings = headings_;
 }
 
 bool SourceReader::isLarge() const { return context_.message.msgOriginal.size() > kLargeBytes; }
+
+void SourceReader::releaseTree() {
+  if (isLarge()) source_.clear();
+}
 
 /// What a huge message has filled would otherwise lie beside the next one while that is read.
 void SourceReader::releaseLarge() {

@@ -44,6 +44,8 @@ class SourceReader {
   /// Fills the other fields of the message. After a refusal they are of no use.
   /// `hasEnvelopeLine`: the source may begin with a line "From ", which is no header.
   [[nodiscard]] std::optional<Refusal> fill(const std::string& mailbox, bool hasEnvelopeLine);
+  /// Gives back the engine's tree of a huge message, which is still there when it was refused.
+  void releaseTree();
   /// Empties a huge message, which would otherwise lie beside the next one while that is read.
   void releaseLarge();
 

@@ -9,6 +9,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/reading/foreign_file.h"
+#include "ingest/reading/mail_marks.h"
 #include "ingest/reading/packed_file.h"
 #include "ingest/reading/program_file.h"
 #include "ingest/reading/resting_file.h"
@@ -34,6 +35,20 @@ bool isPackedMail(const std::string& path) {
   const Result<std::string> beginning = readBeginning(path, kLookedAtBytes);
   return beginning && PackedFile::isPacked(*beginning);
 }
+
+/// What is read ahead is the reader's until here.
+class ReadAheadScope {
+ public:
+  ReadAheadScope(MessageReader& reader, FilesAhead& ahead) : reader_(reader) {
+    reader_.readAhead(&ahead);
+  }
+  ~ReadAheadScope() { reader_.readAhead(nullptr); }
+  ReadAheadScope(const ReadAheadScope&) = delete;
+  ReadAheadScope& operator=(const ReadAheadScope&) = delete;
+
+ private:
+  MessageReader& reader_;
+};
 
 }  // namespace
 
@@ -80,30 +95,63 @@ void MailWalk::addSelected(FileList& files, const std::string& path) {
   });
 }
 
-bool MailWalk::readAll(const FileList& files) {
+WalkFilter MailWalk::walkFilter() const {
   const ArchiveSettings& settings = context_.plan.settings;
-  const WalkFilter filter{context_.plan.importMode, settings.mailboxesState != 0,
-                          settings.trashState != 0, settings.junkState != 0};
+  return {context_.plan.importMode, settings.mailboxesState != 0, settings.trashState != 0,
+          settings.junkState != 0};
+}
+
+bool MailWalk::readAll(const FileList& files) {
+  const std::optional<std::vector<std::size_t>> young = readRested(files);
+  if (!young) return false;
+  for (const std::size_t i : *young) {
+    if (mustStop()) return false;
+    readFile(files.path(i), layoutOf(layouts_, i));
+  }
+  // A file of many messages may have been left in the middle.
+  return !mustStop();
+}
+
+std::optional<std::vector<std::size_t>> MailWalk::readRested(const FileList& files) {
+  const WalkFilter filter = walkFilter();
+  FilesAhead ahead(aheadContext(files, filter));
+  const ReadAheadScope scope(context_.reader, ahead);
   std::vector<std::size_t> young;
   for (std::size_t i = 0; i < files.size(); ++i) {
+    ahead.next();
     const std::string path = files.path(i);
     if (const std::optional<std::string_view> reason = filter.exclusion(path)) {
       skip(path, *reason);
       continue;
     }
-    if (mustStop()) return false;
+    if (mustStop()) return std::nullopt;
     if (isYoung(path)) {
       young.push_back(i);
     } else {
-      readFile(path, layoutOf(i));
+      readFile(path, layoutOf(layouts_, i));
     }
   }
-  for (const std::size_t i : young) {
-    if (mustStop()) return false;
-    readFile(files.path(i), layoutOf(i));
-  }
-  // A file of many messages may have been left in the middle.
-  return !mustStop();
+  return young;
+}
+
+/// Its thread has layouts of its own, which learn as they are asked.
+FilesAhead::Context MailWalk::aheadContext(const FileList& files, const WalkFilter& filter) const {
+  const auto candidate = [&plan = context_.plan, known = context_.knownFiles, &files, filter,
+                          layouts = layouts_](std::size_t file) mutable {
+    std::optional<FilesAhead::Candidate> none;
+    const std::string path = files.path(file);
+    if (filter.exclusion(path) || mayBeStub(path)) return none;
+    // What is no regular file is not opened.
+    const Result<FileState> state = stateOf(path);
+    if (!state || (known != nullptr && known->isUnchanged(path, *state))) return none;
+    FolderLayout* layout = layoutOf(layouts, file);
+    const bool hasName = path.ends_with(".emlx") || path.ends_with(".eml");
+    const bool isOne =
+        layout != nullptr ? isOneMessage(layout->formOf(path)) : hasName || isMaildirFile(path);
+    if (!isOne || (plan.leavesOutDeleted && isMarkedDeletedByName(path))) return none;
+    return std::optional(FilesAhead::Candidate{path, layout != nullptr || !hasName});
+  };
+  return {{context_.plan, context_.environment}, files.size(), candidate};
 }
 
 void MailWalk::skip(const std::string& path, std::string_view reason) {
@@ -120,8 +168,8 @@ bool MailWalk::isYoung(const std::string& path) const {
   return state && secondsUntilRested(*state, context_.environment.now()) > 0;
 }
 
-FolderLayout* MailWalk::layoutOf(std::size_t file) {
-  for (auto& [layout, end] : layouts_) {
+FolderLayout* MailWalk::layoutOf(Layouts& layouts, std::size_t file) {
+  for (auto& [layout, end] : layouts) {
     if (file < end) return &layout;
   }
   return nullptr;
@@ -144,7 +192,7 @@ void MailWalk::readFile(const std::string& path, FolderLayout* layout) {
   } else if (layout != nullptr) {
     readKept(path, *layout);
   } else {
-    readOne(path, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
+    readOne(path, *state, mailboxNameOf(path, process.homePath, process.mailRootSuffix));
   }
   if (importFolder_) importFolder_->endFile();
   if (context_.knownFiles != nullptr) context_.knownFiles->endFile();
@@ -192,8 +240,9 @@ void MailWalk::readKept(const std::string& path, FolderLayout& layout) {
   }
 }
 
-void MailWalk::readOne(const std::string& path, const std::string& mailbox) {
-  if (context_.plan.importMode && isPackedMail(path)) {
+void MailWalk::readOne(const std::string& path, const FileState& state,
+                       const std::string& mailbox) {
+  if (context_.plan.importMode && !context_.reader.isReadAhead(path, state) && isPackedMail(path)) {
     return context_.reader.doPackedFile(path, path);
   }
   std::string currentEmailItem = path;

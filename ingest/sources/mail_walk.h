@@ -10,11 +10,13 @@
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/pass_plan.h"
 #include "ingest/reading/message_reader.h"
+#include "ingest/reading/read_ahead.h"
 #include "ingest/run_logs.h"
 #include "ingest/run_watch.h"
 #include "ingest/sources/file_list.h"
 #include "ingest/sources/folder_layout.h"
 #include "ingest/sources/import_folder.h"
+#include "ingest/sources/walk_filter.h"
 #include "ingest/storing/known_files.h"
 #include "platform/environment.h"
 #include "platform/process_state.h"
@@ -57,23 +59,30 @@ class MailWalk {
   bool getEmailPaths(std::optional<LeftInFolder>& left);
 
  private:
+  /// Of the folders that are kept as sources, with the number of the first file behind each.
+  using Layouts = std::vector<std::pair<FolderLayout, std::size_t>>;
+
+  [[nodiscard]] static FolderLayout* layoutOf(Layouts& layouts, std::size_t file);
+  [[nodiscard]] FilesAhead::Context aheadContext(const FileList& files,
+                                                 const WalkFilter& filter) const;
+  [[nodiscard]] WalkFilter walkFilter() const;
   [[nodiscard]] std::string pathOf(const std::string& selected) const;
   [[nodiscard]] bool mustStop();
   void addSelected(FileList& files, const std::string& path);
   [[nodiscard]] bool readAll(const FileList& files);
+  /// All but the young ones, whose numbers it answers; absent: the walk is to end.
+  [[nodiscard]] std::optional<std::vector<std::size_t>> readRested(const FileList& files);
   /// The file has just been changed.
   [[nodiscard]] bool isYoung(const std::string& path) const;
   /// `layout`: of the kept folder that it lies in; nullptr: it lies in none.
   void readFile(const std::string& path, FolderLayout* layout);
   void readKept(const std::string& path, FolderLayout& layout);
-  [[nodiscard]] FolderLayout* layoutOf(std::size_t file);
-  void readOne(const std::string& path, const std::string& mailbox);
+  void readOne(const std::string& path, const FileState& state, const std::string& mailbox);
   [[nodiscard]] bool passOver(const std::string& path, const Result<FileState>& state);
   void skip(const std::string& path, std::string_view reason);
 
   Context context_;
-  /// Of the folders that are kept as sources, with the number of the first file behind each.
-  std::vector<std::pair<FolderLayout, std::size_t>> layouts_;
+  Layouts layouts_;
   std::optional<ImportFolder> importFolder_;  ///< to be emptied
 };
 
