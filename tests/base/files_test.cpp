@@ -1,13 +1,9 @@
 #include "base/files.h"
 
-#include <csignal>
 #include <filesystem>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/support/temporary_folder.h"
 
@@ -15,12 +11,6 @@ namespace keldane {
 namespace {
 
 namespace fs = std::filesystem;
-
-unsigned modeOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777U;
-}
 
 std::size_t entriesOf(const std::string& folder) {
   return static_cast<std::size_t>(
@@ -52,10 +42,10 @@ TEST(ReplaceFile, LeavesOneFileOfTheModeAsked) {
   fs::permissions(path, fs::perms::all);
   ASSERT_TRUE(replaceFile(path, "new"));
   EXPECT_EQ(folder.read("prefs"), "new");
-  EXPECT_EQ(modeOf(path), 0600U);
+  EXPECT_EQ(folder.modeOf("prefs"), 0600U);
   EXPECT_EQ(entriesOf(folder.path()), 1U);
   ASSERT_TRUE(replaceFile(path, "shared", 0644));
-  EXPECT_EQ(modeOf(path), 0644U);
+  EXPECT_EQ(folder.modeOf("prefs"), 0644U);
 }
 
 TEST(ReplaceFile, KeepsASymbolicLink) {
@@ -73,17 +63,10 @@ TEST(ReplaceFile, KeepsASymbolicLink) {
 TEST(ReplaceFile, KeepsTheOldFileWhenTheDiskIsFull) {
   const TemporaryFolder folder;
   const std::string path = folder.write("prefs", "old");
-  const pid_t child = ::fork();
-  if (child == 0) {
-    // A limit on the size of files stands in for the disk: writes fail when it is reached.
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{4096, 4096};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::_exit(replaceFile(path, std::string(100000, 'n')) ? 1 : 0);
-  }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0) << "the failure was not told";
+  EXPECT_EQ(statusWithFileLimit(
+                4096, [&] { return replaceFile(path, std::string(100000, 'n')) ? 1 : 0; }),
+            0)
+      << "the failure was not told";
   EXPECT_EQ(folder.read("prefs"), "old");
   EXPECT_EQ(entriesOf(folder.path()), 1U);
 }
@@ -101,9 +84,9 @@ TEST(MakeFolders, MakesWhatIsMissingAndKeepsTheRest) {
   fs::create_directory(folder / "open");
   fs::permissions(folder / "open", fs::perms(0755));
   ASSERT_TRUE(makeFolders(folder / "open/a//b/"));
-  EXPECT_EQ(modeOf(folder / "open"), 0755U);
-  EXPECT_EQ(modeOf(folder / "open/a"), 0700U);
-  EXPECT_EQ(modeOf(folder / "open/a/b"), 0700U);
+  EXPECT_EQ(folder.modeOf("open"), 0755U);
+  EXPECT_EQ(folder.modeOf("open/a"), 0700U);
+  EXPECT_EQ(folder.modeOf("open/a/b"), 0700U);
   EXPECT_TRUE(makeFolders(folder / "open/a/b"));
   folder.write("file", "");
   EXPECT_NE(makeFolders(folder / "file/a").error().find("Not a directory"), std::string::npos);

@@ -1,11 +1,6 @@
 #include "base/spooled_text.h"
 
-#include <csignal>
-
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "tests/support/temporary_folder.h"
 
@@ -45,19 +40,12 @@ TEST(SpooledText, GivesBackWhatItWasGivenAndBeginsAnew) {
 }
 
 TEST(SpooledText, KeepsInMemoryWhatAFullDiskRefuses) {
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{700000, 700000};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
+  const auto fillAndRead = [] {
     SpooledText text;
     const std::string expected = fill(text);
-    ::_exit(read(text) == expected ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return read(text) == expected ? 0 : 1;
+  };
+  EXPECT_EQ(statusWithFileLimit(700000, fillAndRead), 0);
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "platform/process_tool_runner.h"
 
 #include <csignal>
-#include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,21 +25,13 @@ TEST(ProcessToolRunner, TellsStatusOutputAndErrors) {
   EXPECT_EQ(runner.run(shell("kill -9 $$"))->exitStatus, 128 + SIGKILL);
 }
 
-TEST(ProcessToolRunner, PassesArgumentsAsTheyAre) {
+TEST(ProcessToolRunner, PassesArgumentsAsTheyAreInTheFolderGiven) {
+  const TemporaryFolder folder;
   ProcessToolRunner runner;
   const std::string odd = "a b;\"$HOME\" `id` *\n'";
   EXPECT_EQ(runner.run({"printf", {"%s|", odd, ""}, "", ""})->output, odd + "||");
-}
-
-TEST(ProcessToolRunner, RunsInTheFolderGiven) {
-  const TemporaryFolder folder;
-  ProcessToolRunner runner;
   EXPECT_EQ(runner.run({"pwd", {"-P"}, folder.path(), ""})->output, folder.path() + "\n");
   EXPECT_FALSE(runner.run({"pwd", {}, folder / "missing", ""}));
-}
-
-TEST(ProcessToolRunner, FailsWhenTheProgramIsMissing) {
-  ProcessToolRunner runner;
   const Result<ToolOutcome> outcome = runner.run({"keldane-no-such-tool", {}, "", ""});
   ASSERT_FALSE(outcome);
   EXPECT_NE(outcome.error().find("keldane-no-such-tool"), std::string::npos);
@@ -97,18 +87,14 @@ TEST(ProcessToolRunner, EndsAProgramWhoseInputOutputOrUserFails) {
   EXPECT_EQ(outcome->exitStatus, 128 + SIGTERM);
 }
 
-TEST(ProcessToolRunner, SurvivesAProgramThatReadsNoInput) {
+TEST(ProcessToolRunner, SurvivesAProgramThatReadsNoInputOrHasClosedItsOutput) {
+  const TemporaryFolder folder;
   ProcessToolRunner runner;
   for (int i = 0; i < 20; ++i) {
     const Result<ToolOutcome> outcome = runner.run(shell("exit 0", std::string(1000000, 'x')));
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->exitStatus, 0);
   }
-}
-
-TEST(ProcessToolRunner, GivesAllInputToAProgramThatHasClosedItsOutput) {
-  const TemporaryFolder folder;
-  ProcessToolRunner runner;
   const std::string input(1000000, 'x');
   ASSERT_TRUE(runner.run(shell("exec cat >'" + (folder / "copy") + "' 2>&1", input)));
   EXPECT_EQ(folder.read("copy").size(), input.size());
@@ -156,7 +142,7 @@ TEST(ProcessToolRunner, WorksWithoutStandardStreams) {
   EXPECT_EQ(status, 0);
 }
 
-TEST(ProcessToolRunner, StartsInASessionOfItsOwn) {
+TEST(ProcessToolRunner, StartsInASessionOfItsOwnOrSaysWhyNot) {
   const TemporaryFolder folder;
   ProcessToolRunner runner;
   folder.write("log", "before\n");
@@ -169,11 +155,6 @@ TEST(ProcessToolRunner, StartsInASessionOfItsOwn) {
   EXPECT_TRUE(log.starts_with("before\n")) << log;
   EXPECT_NE(log.find(std::to_string(*child)), std::string::npos) << log;
   EXPECT_TRUE(log.ends_with("err\n")) << log;
-}
-
-TEST(ProcessToolRunner, SaysWhyADetachedStartFailed) {
-  const TemporaryFolder folder;
-  ProcessToolRunner runner;
   EXPECT_FALSE(runner.startDetached({"keldane-no-such-tool", {}, "", ""}, folder / "log"));
   EXPECT_FALSE(runner.startDetached(shell("exit 0"), folder / "missing/log"));
 }

@@ -64,26 +64,16 @@ TEST_F(CrontabCleanerTest, TakesOutItsOwnLinesOnly) {
     EXPECT_EQ(contents("calls"), "-l\n-\n");
     EXPECT_EQ(copy(), "none");
   }
-}
-
-TEST_F(CrontabCleanerTest, InstallsAnEmptyOneWhereThereWasNone) {
-  standIn();
+  std::filesystem::remove(folder / "tab");
   clean();
-  EXPECT_EQ(contents("tab"), "");
+  EXPECT_EQ(contents("tab"), "") << "an empty one where there was none";
 }
 
 TEST_F(CrontabCleanerTest, WritesNothingThatItCouldNotRead) {
-  struct Case {
-    const char* name;
-    const char* list;
-  };
-  for (const Case& row :
-       {Case{"not allowed", "echo 'you are not allowed to use this program' >&2; exit 1"},
-        Case{"fails without a word", "exit 1"},
-        Case{"fails behind some lines", "head -c 3 \"$tab\"; exit 2"},
-        Case{"killed behind some lines", "head -c 3 \"$tab\"; kill -9 $$"}}) {
-    SCOPED_TRACE(row.name);
-    standIn(row.list);
+  for (const char* list : {"echo 'you are not allowed to use this program' >&2; exit 1", "exit 1",
+                           "head -c 3 \"$tab\"; exit 2", "head -c 3 \"$tab\"; kill -9 $$"}) {
+    SCOPED_TRACE(list);
+    standIn(list);
     folder.write("tab", "0 1 * * * backup\n");
     folder.write("calls", "");
     clean();
@@ -105,14 +95,9 @@ TEST_F(CrontabCleanerTest, WritesNothingThatItCouldNotKeepACopyOf) {
 }
 
 TEST_F(CrontabCleanerTest, ARefusedWriteLeavesTheLinesAndNoCopy) {
-  struct Case {
-    const char* name;
-    const char* write;
-  };
-  for (const Case& row : {Case{"reads and fails", "cat > /dev/null; exit 1"},
-                          Case{"fails unread", "exit 1"}, Case{"killed", "kill -9 $$"}}) {
-    SCOPED_TRACE(row.name);
-    standIn(kList, row.write);
+  for (const char* write : {"cat > /dev/null; exit 1", "exit 1", "kill -9 $$"}) {
+    SCOPED_TRACE(write);
+    standIn(kList, write);
     folder.write("tab", "0 1 * * * backup\nKeldanePro.app\n");
     clean();
     EXPECT_EQ(contents("tab"), "0 1 * * * backup\nKeldanePro.app\n");
@@ -121,15 +106,10 @@ TEST_F(CrontabCleanerTest, ARefusedWriteLeavesTheLinesAndNoCopy) {
 }
 
 TEST_F(CrontabCleanerTest, AWriteThatWasCutOffIsMadeGoodAtTheNextStart) {
-  struct Case {
-    const char* name;
-    const char* write;
-  };
-  for (const Case& row :
-       {Case{"killed in the middle", "head -c 5 > \"$tab\"; kill -9 $$"},
-        Case{"full disk", ": > \"$tab\"; exit 1"}, Case{"crontab lost", "rm \"$tab\"; exit 1"}}) {
-    SCOPED_TRACE(row.name);
-    standIn(kList, row.write);
+  for (const char* write :
+       {"head -c 5 > \"$tab\"; kill -9 $$", ": > \"$tab\"; exit 1", "rm \"$tab\"; exit 1"}) {
+    SCOPED_TRACE(write);
+    standIn(kList, write);
     folder.write("tab", "0 1 * * * backup\nKeldanePro.app\n@daily x\n");
     clean();
     EXPECT_EQ(copy(), "0 1 * * * backup\n@daily x\n");

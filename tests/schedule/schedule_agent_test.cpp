@@ -4,12 +4,9 @@
 #include <filesystem>
 #include <string>
 
-#include <sys/stat.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/files.h"
 #include "schedule/launchd_schedule_agent.h"
 #include "schedule/systemd_schedule_agent.h"
 #include "tests/support/recording_tool_runner.h"
@@ -45,11 +42,6 @@ TEST(LaunchdScheduleAgent, TellsLaunchdInOrderAndLooksAtNoAnswer) {
 
 class SystemdScheduleAgentTest : public ::testing::Test {
  protected:
-  [[nodiscard]] unsigned modeOf(const std::string& name) const {
-    struct stat status {};
-    EXPECT_EQ(::lstat((folder / (kUnits + name)).c_str(), &status), 0);
-    return status.st_mode & 0777U;
-  }
   [[nodiscard]] std::vector<std::string> unitFiles() const {
     std::vector<std::string> found;
     for (const auto& entry :
@@ -93,8 +85,8 @@ TEST_F(SystemdScheduleAgentTest, WritesATimerThatBeginsWithEachLogin) {
   // Reached through the link.
   EXPECT_THAT(folder.read(kUnits + "timers.target.wants/keldanepro-schedule.timer"),
               HasSubstr("OnCalendar"));
-  EXPECT_EQ(modeOf("keldanepro-schedule.service"), 0600U);
-  EXPECT_EQ(modeOf("keldanepro-schedule.timer"), 0600U);
+  EXPECT_EQ(folder.modeOf(kUnits + "keldanepro-schedule.service"), 0600U);
+  EXPECT_EQ(folder.modeOf(kUnits + "keldanepro-schedule.timer"), 0600U);
   EXPECT_THAT(tools.lines(), ElementsAre("systemctl --user daemon-reload",
                                          "systemctl --user restart keldanepro-schedule.timer"));
   const InstalledSchedule installed = agent.installed();
@@ -103,35 +95,26 @@ TEST_F(SystemdScheduleAgentTest, WritesATimerThatBeginsWithEachLogin) {
 }
 
 TEST(UnitCommand, LetsNoCharacterOfThePathMeanAnything) {
-  struct Case {
-    const char* program;
-    const char* command;
-  };
   constexpr const char* kShell = "/bin/sh -c \"exec \\\"$$0\\\" 1\" ";
-  for (const Case& row : {Case{"/a b/$c%d", "\"/a b/$c%%d\" 1"}, Case{"/a'b$c", "\"/a'b$$c\""},
-                          Case{"/a\"\\b%", "\"/a\\\"\\\\b%%\""},
-                          Case{"/a\nExecStart=/b\t\x7f", "\"/a\\x0aExecStart=/b\\x09\\x7f\""}}) {
-    const bool direct = std::string(row.command).ends_with(" 1");
-    EXPECT_EQ(unitCommand(row.program), (direct ? "" : std::string(kShell)) + row.command);
+  for (const auto& [program, command] :
+       {std::pair("/a b/$c%d", "\"/a b/$c%%d\" 1"),
+        {"/a'b$c", "\"/a'b$$c\""},
+        {"/a\"\\b%", "\"/a\\\"\\\\b%%\""},
+        {"/a\nExecStart=/b\t\x7f", "\"/a\\x0aExecStart=/b\\x09\\x7f\""}}) {
+    const bool direct = std::string(command).ends_with(" 1");
+    EXPECT_EQ(unitCommand(program), (direct ? "" : std::string(kShell)) + command);
   }
 }
 
 TEST_F(SystemdScheduleAgentTest, WithoutAServiceManagerTheFilesStayAndTheMessageHelps) {
-  struct Case {
-    const char* name;
-    bool missing;
-    const char* says;
-  };
-  for (const Case& row :
-       {Case{"no systemctl", true, "cannot start systemctl"},
-        Case{"no user bus", false, "(Failed to connect to bus: No medium found)"}}) {
-    SCOPED_TRACE(row.name);
-    tools.missing.clear();
-    if (row.missing) tools.missing = {"systemctl"};
+  for (const auto& [missing, says] : {std::pair("systemctl", "cannot start systemctl"),
+                                      {"no", "(Failed to connect to bus: No medium found)"}}) {
+    SCOPED_TRACE(says);
+    tools.missing = {missing};
     tools.outcomes = {{1, "", "Failed to connect to bus: No medium found\nsecond line"}};
     const Result<void> loaded = agent.load({"/h/agent", "/opt/KeldanePro", daily});
     ASSERT_FALSE(loaded);
-    EXPECT_THAT(loaded.error(), HasSubstr(row.says));
+    EXPECT_THAT(loaded.error(), HasSubstr(says));
     EXPECT_THAT(loaded.error(), HasSubstr("systemctl --user restart keldanepro-schedule.timer"));
     EXPECT_THAT(loaded.error(), HasSubstr("/opt/KeldanePro with the argument 1"));
     EXPECT_EQ(unitFiles().size(), 3U);

@@ -1,15 +1,12 @@
 #include "schedule/schedule.h"
 
-#include <functional>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/files.h"
 #include "base/text.h"
@@ -146,9 +143,7 @@ TEST_F(ScheduleTest, WritesTheAgentToTheByte) {
 </dict>
 </plist>
 )");
-  struct stat status {};
-  ASSERT_EQ(::stat((rig.folder / kAgent).c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+  EXPECT_EQ(rig.folder.modeOf(kAgent), 0600U);
 }
 
 TEST_F(ScheduleTest, EntriesFollowTheBoxes) {
@@ -197,7 +192,7 @@ TEST_F(ScheduleTest, EntriesFollowTheBoxes) {
   }
 }
 
-TEST_F(ScheduleTest, SavesFirstThenTakesBackThenHandsOver) {
+TEST_F(ScheduleTest, SavesHandsOverAndTakesBack) {
   rig.folder.write(kAgent, "of before");
   EXPECT_THAT(schedule.schedule(), IsEmpty());
   EXPECT_THAT(scheduler.calls,
@@ -205,15 +200,18 @@ TEST_F(ScheduleTest, SavesFirstThenTakesBackThenHandsOver) {
   EXPECT_TRUE(scheduler.agentThere);
   EXPECT_EQ(rig.prefs.text("schedDateValue"), "2024-05-06 09:45:10");
   EXPECT_THAT(tools.lines(), ElementsAre("/usr/bin/crontab -l", "/usr/bin/crontab -"));
+  EXPECT_THAT(schedule.removeSchedule(), IsEmpty());
+  EXPECT_FALSE(schedule.isScheduled());
+  EXPECT_EQ(scheduler.calls.back(), "unload");
+  EXPECT_EQ(tools.lines().size(), 4U);
 }
 
-TEST_F(ScheduleTest, TellsWhenTheSystemDidNotTakeIt) {
+TEST_F(ScheduleTest, TellsWhenTheSystemDidNotTakeItOrTheAgentCannotBeWritten) {
   scheduler.failure = "no service manager";
   EXPECT_THAT(schedule.schedule(), ElementsAre(says("no service manager")));
   EXPECT_TRUE(schedule.isScheduled());
-}
-
-TEST_F(ScheduleTest, TellsWhenTheAgentCannotBeWritten) {
+  std::filesystem::remove_all(rig.folder / "Library/LaunchAgents");
+  scheduler.calls.clear();
   rig.folder.write("Library/LaunchAgents", "a file in the way");
   EXPECT_THAT(schedule.schedule(),
               ElementsAre(says(HasSubstr("The schedule could not be saved: "))));
@@ -275,14 +273,6 @@ TEST_F(ScheduleTest, AnEmptyOrOddTimeIsThePresentOne) {
     EXPECT_EQ(rig.settings.user.schedTime, localDateTime(environment.seconds));
     EXPECT_EQ(entriesOf(agent()).size(), 1U);
   }
-}
-
-TEST_F(ScheduleTest, TakesTheScheduleBack) {
-  rig.folder.write(kAgent, "");
-  EXPECT_THAT(schedule.removeSchedule(), IsEmpty());
-  EXPECT_FALSE(schedule.isScheduled());
-  EXPECT_THAT(scheduler.calls, ElementsAre("unload"));
-  EXPECT_THAT(tools.lines(), ElementsAre("/usr/bin/crontab -l", "/usr/bin/crontab -"));
 }
 
 TEST_F(ScheduleTest, ATerminalCommandLeavesTheCrontabAlone) {

@@ -1,12 +1,9 @@
 #include "settings/preferences_file.h"
 
-#include <csignal>
 #include <filesystem>
 #include <functional>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,9 +36,7 @@ TEST(PreferencesFile, BeginsEmptyAndMakesItsFolder) {
   EXPECT_TRUE(prefs.keys().empty());
   prefs.setText("dbPath", "mail");
   ASSERT_TRUE(prefs.save());
-  struct stat status {};
-  ASSERT_EQ(::stat(prefs.path().c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+  EXPECT_EQ(folder.modeOf("Library/Preferences/p.plist"), 0600U);
   PreferencesFile again(prefs.path());
   ASSERT_TRUE(again.load());
   EXPECT_EQ(again.text("dbPath"), "mail");
@@ -174,19 +169,13 @@ TEST(PreferencesFile, StaysAsItWasWhenTheWritingBreaksOff) {
   const std::string before = list("<key>dbPath</key><string>old</string>");
   const std::string path = folder.write("p.plist", before);
   for (const bool killed : {true, false}) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      // Past this size the system ends the program in the middle of its write, or fails the write.
-      ::signal(SIGXFSZ, killed ? SIG_DFL : SIG_IGN);
-      const rlimit limit{4096, 4096};
-      ::setrlimit(RLIMIT_FSIZE, &limit);
+    const auto save = [&path] {
       PreferencesFile prefs(path);
-      if (!prefs.load()) ::_exit(1);
+      if (!prefs.load()) return 1;
       prefs.setText("dbPath", std::string(100000, 'n'));
-      ::_exit(prefs.save() ? 2 : 3);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
+      return prefs.save() ? 2 : 3;
+    };
+    const int status = statusWithFileLimit(4096, save, killed);
     if (killed) {
       EXPECT_EQ(WTERMSIG(status), SIGXFSZ);
     } else {

@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/settings/settings_rig.h"
 
 namespace keldane {
@@ -216,23 +213,6 @@ TEST(SavePreferences, NamesADatabaseWhenThereIsNoneAndShowsTheStart) {
   EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
   EXPECT_EQ(rig.prefs.text("dbPath"), "myemaildb");
   EXPECT_EQ(rig.prefs.integer("showOnStartupState"), 1);
-}
-
-TEST(SavePreferences, WritesTheArchivesRow) {
-  SettingsRig rig;
-  rig.settings.archive = {0, 1, 0, 1, 1,     "3", 0, "", 1, 0,    0, 0, 0,
-                          0, 0, 1, 1, "/in", 1,   0, 1,  0, "20", 1, 1, 2};
-  EXPECT_THAT(rig.settings.savePreferences(), IsEmpty());
-  EXPECT_THAT(rig.settingsStatements(),
-              Contains("INSERT INTO settings (attachState,htmlState,origState,trashState,"
-                       "largeAttachState,attachSize,updatesState,browseNameString,indexDateState,"
-                       "indexFromState,indexToState,indexSubjectState,indexBodyState,"
-                       "indexAttachNameState,indexAttachConState,mailboxesState,importFolderState,"
-                       "importFolderPath,skipDupsState,indexHeadingsState,deleteFolderState,"
-                       "limitSearchState,limitSearchSize,junkState,postbox,appearanceState) "
-                       "VALUES(1,1,1,1,1,\"3\",0,\"\",1,0,0,0,0,0,0,1,1,\"/in\",1,0,1,0,\"20\",1,"
-                       "1,2)"));
-  EXPECT_TRUE(rig.settings.darkAppearance);
 }
 
 TEST(SavePreferences, TellsThatTheFileCannotBeWritten) {

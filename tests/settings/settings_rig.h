@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "settings/settings.h"
 #include "tests/support/scripted_session.h"
 #include "tests/support/temporary_folder.h"
@@ -28,11 +31,7 @@ struct SettingsRigOver {
   Settings settings{session, database, prefs, process};
 };
 
-struct OwnScriptedSession {
-  ScriptedSession scripted;
-};
-
-struct SettingsRig : private OwnScriptedSession, public SettingsRigOver<ScriptedSession> {
+struct SettingsRig : private OwnScript, public SettingsRigOver<ScriptedSession> {
   SettingsRig() : SettingsRigOver(scripted) {}
 
   /// The statements of the settings alone, without those that open the database.

@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/settings/settings_rig.h"
 #include "tests/support/test_server.h"
 
@@ -135,6 +132,7 @@ TEST(GetCategories, KeepsThoseForMenusWhenTheServerRefuses) {
 }
 
 struct ServerRig {
+  ServerRig() { rig.database.dbPath = database; }
   std::unique_ptr<ServerSession> session = TestServer::shared().connect();
   SettingsRigOver<ServerSession> rig{*session};
   std::string database = TestServer::shared().freshDatabase("settings");
@@ -143,7 +141,6 @@ struct ServerRig {
 TEST(SettingsOnServer, ComeBackAsTheyWere) {
   ServerRig server;
   Settings& settings = server.rig.settings;
-  server.rig.database.dbPath = server.database;
   EXPECT_THAT(settings.getSettings(), IsEmpty());
   const Names hostile = {
       "plain",          "\"", "\"\"",    "\\", "x\\\"; -- ", "gr\xC3\xBC\xC3\x9F",
@@ -166,7 +163,6 @@ TEST(SettingsOnServer, ComeBackAsTheyWere) {
 TEST(SettingsOnServer, ANewArchiveTakesOverTheOnesBefore) {
   ServerRig server;
   Settings& settings = server.rig.settings;
-  server.rig.database.dbPath = server.database;
   EXPECT_THAT(settings.getSettings(), IsEmpty());
   settings.archive.trashState = 1;
   settings.selectedAccounts = {"first"};
@@ -219,7 +215,6 @@ TEST(SettingsOnServer, AFailureLeavesThemAsTheyWere) {
   for (const std::string engine : {"InnoDB", "MyISAM"}) {
     ServerRig server;
     Settings& settings = server.rig.settings;
-    server.rig.database.dbPath = server.database;
     EXPECT_THAT(settings.getSettings(), IsEmpty());
     for (const char* table : {"settings", "accounts"}) {
       ASSERT_TRUE(server.session->query("ALTER TABLE " + std::string(table) + " ENGINE=" + engine));
@@ -243,7 +238,6 @@ TEST(SettingsOnServer, AFailureLeavesThemAsTheyWere) {
 
 TEST(SettingsOnServer, ListsTheCategoriesInUse) {
   ServerRig server;
-  server.rig.database.dbPath = server.database;
   EXPECT_THAT(server.rig.database.openDatabase(), IsEmpty());
   for (const char* values :
        {"(1,'Work','',0,'')", "(2,'Home','',0,'')", "(3,'Work','',0,'')", "(4,'','',0,'')"}) {

@@ -78,4 +78,9 @@ class ScriptedSession : public ServerSession {
   std::vector<Row> answer_;
 };
 
+/// A first base of rigs whose other base takes a session.
+struct OwnScript {
+  ScriptedSession scripted;
+};
+
 }  // namespace keldane

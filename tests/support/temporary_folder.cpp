@@ -1,6 +1,7 @@
 #include "tests/support/temporary_folder.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,9 @@
 #include <system_error>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace keldane {
 
@@ -52,6 +56,23 @@ std::string TemporaryFolder::read(std::string_view name) const {
   std::ifstream file(*this / name, std::ios::binary);
   EXPECT_TRUE(file) << name;
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+int statusWithFileLimit(std::size_t bytes, const std::function<int()>& act, bool killed) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::signal(SIGXFSZ, killed ? SIG_DFL : SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::_exit(act());
+  }
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return status;
+}
+
+unsigned TemporaryFolder::modeOf(std::string_view name) const {
+  return static_cast<unsigned>(fs::symlink_status(*this / name).permissions());
 }
 
 }  // namespace keldane

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -23,9 +25,16 @@ class TemporaryFolder {
   std::string writeScript(std::string_view name, std::string_view body) const;
   /// Bytes of a file below the folder; the test fails when there is none.
   [[nodiscard]] std::string read(std::string_view name) const;
+  /// Permissions of what lies below the folder.
+  [[nodiscard]] unsigned modeOf(std::string_view name) const;
 
  private:
   std::string path_;
 };
+
+/// Status of a child process that does this with files limited to so many bytes, as on a full disk:
+/// its writes fail behind that, or the system ends it where it is `killed`. What it returns is its
+/// exit status.
+int statusWithFileLimit(std::size_t bytes, const std::function<int()>& act, bool killed = false);
 
 }  // namespace keldane
