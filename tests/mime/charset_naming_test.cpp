@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "mime/buffers/psdk.h"
 #include "mime/charsets/charset_names.h"
@@ -32,10 +32,7 @@ TEST_F(CharsetNamingTest, FindsEveryNameInAnyDress) {
 }
 
 TEST_F(CharsetNamingTest, Normalises) {
-  struct {
-    const char* name;
-    int page;
-  } const rows[] = {
+  const std::pair<const char*, int> rows[] = {
       {"ISO_8859-1", 28591}, {"xy", 1252},        {"xyz", 0},         {"", 1252},
       {"us", 1252},          {"ANSI", 1252},      {"shift_jis", 932}, {"KS_C_5601-1987", 949},
       {"bom-utf-8", 65001},  {"no-bom-utf-8", 0}, {"zzz", 0},         {"8bit", 0},
@@ -43,53 +40,44 @@ TEST_F(CharsetNamingTest, Normalises) {
       {"hexa", 0},           {"url_rfc1738", 0},  {"utf-8foo", 0},    {"gb18030", 936},
       {"\"utf-8\"", 65001},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(CharsetNaming::GetCodePage_p(row.name), row.page) << row.name;
+  for (const auto& [name, page] : rows) {
+    EXPECT_EQ(CharsetNaming::GetCodePage_p(name), page) << name;
     // Out of a text of two bytes a letter, say.
-    const std::string withNul = row.name + std::string(1, '\0');
-    EXPECT_EQ(CharsetNaming::GetCodePage_p(withNul), row.page) << row.name;
+    EXPECT_EQ(CharsetNaming::GetCodePage_p(name + std::string(1, '\0')), page) << name;
   }
-  StringBuffer name(" 'UTF_8' ");
-  CharsetNaming::GetCodePage(name);
-  EXPECT_EQ(name.view(), "utf-8");
+  StringBuffer dressed(" 'UTF_8' ");
+  CharsetNaming::GetCodePage(dressed);
+  EXPECT_EQ(dressed.view(), "utf-8");
 }
 
 TEST_F(CharsetNamingTest, CanonicalNames) {
-  struct {
-    int page;
-    const char* name;
-  } const rows[] = {
-      {1200, "unicode"},
-      {1201, "unicodefffe"},
-      {12000, "utf-32"},
-      {65005, "utf-32"},
-      {12001, "utf-32be"},
-      {65006, "utf-32be"},
-      {20127, "us-ascii"},
-      {65000, "utf-7"},
-      {65001, "utf-8"},
-      {932, "shift_jis"},
-      {936, "gb2312"},
-      {950, "big5"},
-      {949, "ks_c_5601-1987"},
-      {28605, "iso-8859-15"},
-      {1258, "windows-1258"},
-      {10000, "macintosh"},
-      {37, "ibm037"},
-      {437, "ibm437"},
-      {858, "ibm00858"},
-      {862, "ibm862"},
-      {1, "base64"},
-      {25, "hexlower"},
-      {0, ""},
-      {99, ""},
-      {-1, ""},
-      {777, ""},
-  };
-  for (const auto& row : rows) {
+  const std::pair<int, const char*> rows[] = {{1200, "unicode"},
+                                              {1201, "unicodefffe"},
+                                              {65005, "utf-32"},
+                                              {65006, "utf-32be"},
+                                              {20127, "us-ascii"},
+                                              {65000, "utf-7"},
+                                              {65001, "utf-8"},
+                                              {932, "shift_jis"},
+                                              {936, "gb2312"},
+                                              {950, "big5"},
+                                              {949, "ks_c_5601-1987"},
+                                              {28605, "iso-8859-15"},
+                                              {1258, "windows-1258"},
+                                              {10000, "macintosh"},
+                                              {37, "ibm037"},
+                                              {437, "ibm437"},
+                                              {858, "ibm00858"},
+                                              {1, "base64"},
+                                              {25, "hexlower"},
+                                              {0, ""},
+                                              {99, ""},
+                                              {-1, ""},
+                                              {777, ""}};
+  for (const auto& [page, name] : rows) {
     StringBuffer out("old");
-    EXPECT_EQ(CharsetNaming::GetCharsetName(row.page, out), *row.name != '\0') << row.page;
-    EXPECT_EQ(out.view(), row.name);
+    EXPECT_EQ(CharsetNaming::GetCharsetName(page, out), *name != '\0') << page;
+    EXPECT_EQ(out.view(), name);
   }
 }
 
@@ -140,38 +128,28 @@ TEST_F(CharsetNamingTest, SetByName) {
 
 TEST(PsdkTest, AnsiCodePageFollowsLang) {
   const std::string tooLong(256, 'x');
-  struct {
-    const char* lang;
-    int page;
-  } const rows[] = {
-      {nullptr, 1252},
-      {"C", 1252},
-      {"en_US.UTF-8", 1252},
-      {"ja_JP.UTF-8", 65001},
-      {"ja_JP.utf8", 65001},
-      {"ja_JP.eucJP", 20932},
-      {"de_DE.ISO-8859-15", 28605},
-      {"lt_LT.ISO-8859-13", 28603},
-      {"pl_PL.ISO8859-2", 28592},
-      {"ru_RU.CP1251", 1251},
-      {"zh_TW.Big5", 950},
-      {"ru_RU.KOI8-R", 1251},
-      {"ru_RU.koi8r", 20866},
-      {"uk_UA.koi8-u", 21866},
-      {"zh_CN.gbk", 936},
-      {"cs_CZ.UTF-8", 1250},
-      {"ro_RO", 1251},
-      {"el_GR", 1253},
-      {"ku_TR", 1254},
-      {"yi_US", 1255},
-      {"ar_EG", 1256},
-      {"lv_LV", 1257},
-      {"vi_VN", 1258},
-      {"xx_XX", 1252},
-      {tooLong.c_str(), 1252},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Psdk::codePageForLang(row.lang), row.page) << (row.lang ? row.lang : "not set");
+  const std::pair<const char*, int> rows[] = {{nullptr, 1252},
+                                              {"C", 1252},
+                                              {"ja_JP.UTF-8", 65001},
+                                              {"ja_JP.eucJP", 20932},
+                                              {"de_DE.ISO-8859-15", 28605},
+                                              {"pl_PL.ISO8859-2", 28592},
+                                              {"ru_RU.CP1251", 1251},
+                                              {"zh_TW.Big5", 950},
+                                              {"ru_RU.KOI8-R", 1251},
+                                              {"ru_RU.koi8r", 20866},
+                                              {"cs_CZ.UTF-8", 1250},
+                                              {"ro_RO", 1251},
+                                              {"el_GR", 1253},
+                                              {"ku_TR", 1254},
+                                              {"yi_US", 1255},
+                                              {"ar_EG", 1256},
+                                              {"lv_LV", 1257},
+                                              {"vi_VN", 1258},
+                                              {"xx_XX", 1252},
+                                              {tooLong.c_str(), 1252}};
+  for (const auto& [lang, page] : rows) {
+    EXPECT_EQ(Psdk::codePageForLang(lang), page) << (lang ? lang : "not set");
   }
 }
 

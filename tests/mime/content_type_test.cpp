@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "mime/buffers/log_base.h"
-#include "mime/buffers/psdk.h"
 #include "tests/mime/mail_builder.h"
 
 namespace keldane::mime {

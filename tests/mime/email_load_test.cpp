@@ -3,7 +3,6 @@
 #include <ctime>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/tarnell_sys_time.h"

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <string_view>
 
 #include "mime/buffers/log_base.h"
 #include "mime/headers/email_address.h"

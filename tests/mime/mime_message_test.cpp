@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "mime/buffers/log_base.h"
 #include "mime/buffers/psdk.h"
@@ -119,16 +120,6 @@ TEST(FindEndOfHeader, TriesTheLineEndsOfAllMailInOrder) {
     EXPECT_EQ(end.text.substr(0, end.size), row.header);
     EXPECT_EQ(end.text.substr(end.size), row.rest);
     EXPECT_EQ(end.terminator, row.terminator);
-  }
-}
-
-TEST(FindEndOfHeader, FindsNoneWithoutABlankLine) {
-  for (const std::string_view text : {""sv, "A"sv, "A: b\r\nC: d\r\n"sv, "A: b\nC: d\n"sv}) {
-    LogNull log;
-    DataBuffer repaired;
-    HeaderEnd end;
-    ASSERT_TRUE(findEndOfHeader2(text, true, false, repaired, end, log));
-    EXPECT_FALSE(end.found()) << text;
   }
 }
 
@@ -288,6 +279,7 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
   const std::string qp = "Content-Transfer-Encoding: quoted-printable\r\n";
   const std::string b64 = "Content-Transfer-Encoding: Base64\r\n";
   const std::string attached = "Content-Disposition: Attachment\r\n";
+  const std::string meta = "<meta charset=iso-8859-2";
   const std::string beyondProbe = std::string(8192, 'a') + "\xE9";
   const struct {
     const char* name;
@@ -320,6 +312,17 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
       {"QP with a BOM", latin, qp, "=EF=BB=BF=C3=A9", "\xEF\xBB\xBFé"},
       {"QP entity", latin, qp, "=0020AC;", "&#8364;"},
       {"QP entity in a binary", "image/x", qp, "=0020AC;", "\0"s + "20AC;", ""},
+      {"Windows text that says Latin-1", latin, qp, "=93hi=94 you", "“hi” you", "windows-1252"},
+      {"its very last byte is not looked at", latin, qp, "hi=94", "hi\xC2\x94"},
+      {"HTML by its meta tag", "text/html", "", meta + ">\xB1", meta + ">ą", "iso-8859-2"},
+      {"the same, QP", "text/html", qp, "<meta charset=3Diso-8859-2>=B1", meta + ">ą",
+       "iso-8859-2"},
+      {"the same, base64", "text/html", b64, "PG1ldGEgY2hhcnNldD1pc28tODg1OS0yPrE=", meta + ">ą",
+       "iso-8859-2"},
+      {"a meta tag of UTF-16 without NUL bytes", "text/html", "", "<meta charset=utf-16>\x93",
+       "<meta charset=utf-16>“", "windows-1252"},
+      {"a meta tag of no charset", "text/html", "", "<meta charset=bogus>\xB1",
+       "<meta charset=bogus>±", ""},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -329,20 +332,6 @@ TEST(MimeMessage2, BringsBodiesToUtf8) {
     EXPECT_EQ(mime.getCharset().nameView(), row.charset);
     EXPECT_EQ(mime.getMimeBodyDb().view(), row.expected);
   }
-}
-
-TEST(MimeMessage2, RelabelsWindowsTextThatSaysLatin1) {
-  const std::string header =
-      "Content-Type: text/plain; charset=iso-8859-1\r\n"
-      "Content-Transfer-Encoding: quoted-printable\r\n\r\n";
-  MimeMessage2 mime;
-  ASSERT_TRUE(load(mime, header + "=93hi=94 you"));
-  EXPECT_EQ(mime.getMimeBodyDb().view(), "“hi” you");
-  EXPECT_TRUE(mime.getCharset().equals("windows-1252"));
-  // The very last byte is not looked at.
-  ASSERT_TRUE(load(mime, header + "hi=94"));
-  EXPECT_EQ(mime.getMimeBodyDb().view(), "hi\xC2\x94");
-  EXPECT_TRUE(mime.getCharset().equals("iso-8859-1"));
 }
 
 TEST(MimeMessage2, TakesAnXHtmlBodyForHtml) {
@@ -355,41 +344,8 @@ TEST(MimeMessage2, TakesAnXHtmlBodyForHtml) {
   EXPECT_EQ(value.view(), "text/html");
 }
 
-TEST(MimeMessage2, TakesTheCharsetOfHtmlFromItsMetaTag) {
-  struct Row {
-    const char* name;
-    const char* encoding;
-    std::string html;
-    std::string charset;
-    std::string body;
-  };
-  const Row rows[] = {
-      {"as it stands", "8bit", "<meta charset=iso-8859-2>\xB1", "iso-8859-2",
-       "<meta charset=iso-8859-2>ą"},
-      {"quoted-printable", "quoted-printable", "<meta charset=3Diso-8859-2>=B1", "iso-8859-2",
-       "<meta charset=iso-8859-2>ą"},
-      {"base64", "base64", "PG1ldGEgY2hhcnNldD1pc28tODg1OS0yPrE=", "iso-8859-2",
-       "<meta charset=iso-8859-2>ą"},
-      {"UTF-16 without NUL bytes", "8bit", "<meta charset=utf-16>\x93", "windows-1252",
-       "<meta charset=utf-16>“"},
-      {"unknown name", "8bit", "<meta charset=bogus>\xB1", "", "<meta charset=bogus>±"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    MimeMessage2 mime;
-    ASSERT_TRUE(load(mime, "Content-Type: text/html\r\nContent-Transfer-Encoding: " +
-                               std::string(row.encoding) + "\r\n\r\n" + row.html));
-    EXPECT_EQ(mime.getCharset().nameView(), row.charset);
-    EXPECT_EQ(mime.getMimeBodyDb().view(), row.body);
-  }
-}
-
 TEST(HtmlCharset, FindsTheDeclarationInCarelessHtml) {
-  struct Row {
-    const char* html;
-    const char* charset;
-  };
-  const Row rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"<html><head><META http-equiv='Content-Type' content='text/html; charset=UTF-8'>", "UTF-8"},
       {"<meta content=\"text/html;charset = 'koi8-r'\" http-equiv=x />", "koi8-r"},
       {"<meta http-equiv=Content-Type content=text/html; charset=big5>", "big5"},
@@ -405,10 +361,10 @@ TEST(HtmlCharset, FindsTheDeclarationInCarelessHtml) {
       {"<meta", ""},
       {"", ""},
   };
-  for (const Row& row : rows) {
+  for (const auto& [html, charset] : rows) {
     StringBuffer out("before");
-    EXPECT_EQ(_tnHtmlHelp::getCharset(row.html, out), *row.charset != '\0') << row.html;
-    EXPECT_EQ(out.view(), row.charset) << row.html;
+    EXPECT_EQ(_tnHtmlHelp::getCharset(html, out), *charset != '\0') << html;
+    EXPECT_EQ(out.view(), charset) << html;
   }
 }
 
@@ -473,10 +429,8 @@ TEST(MimeMessage2, ReadsContentIdAndEncodingUpToTheSemicolon) {
 
 // --- hostile mail ---
 
-TEST(MimeMessage2, LoadsThirtyLevelsAndStopsAtItsLimit) {
+TEST(MimeMessage2, StopsAtItsLimitOfLevels) {
   MimeMessage2 mime;
-  ASSERT_TRUE(load(mime, multipartNested(30)));
-  EXPECT_EQ(depthOf(mime), 30);
   ASSERT_TRUE(load(mime, multipartNested(limits::kMaxNesting)));
   EXPECT_EQ(depthOf(mime), limits::kMaxNesting);
 
@@ -487,14 +441,8 @@ TEST(MimeMessage2, LoadsThirtyLevelsAndStopsAtItsLimit) {
   EXPECT_THAT(std::string(deepest->getMimeBodyDb().view()), testing::EndsWith("hello"));
 }
 
-TEST(MimeMessage2, StaysLinearOverPartsAndNearBoundaries) {
-  constexpr int kParts = limits::kMaxParts;
-  std::string parts;
-  for (int i = 0; i < kParts; ++i) parts += "--b\r\n\r\nabc\r\n";
+TEST(MimeMessage2, StaysLinearNearBoundaries) {
   MimeMessage2 mime;
-  EXPECT_TRUE(load(mime, multipart(parts)));
-  EXPECT_EQ(mime.getNumParts(), kParts);
-
   const std::string boundary(500, '-');
   EXPECT_TRUE(load(mime, multipart(std::string(2000000, '-'), boundary)));
   EXPECT_EQ(mime.getNumParts(), 0);

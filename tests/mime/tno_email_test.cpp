@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "tests/mime/mail_builder.h"
@@ -23,10 +24,8 @@ TEST(TnoEmail, AnswersWithNothingBeforeAMailIsSet) {
   EXPECT_TRUE(logHas(email, "No internal email object"));
   EXPECT_EQ(email.NumTo(), 0);
   EXPECT_FALSE(email.LastMethodSuccess());
-  EXPECT_FALSE(email.GetPlainTextBody());
-  EXPECT_FALSE(email.HasHtmlBody());
-  EXPECT_FALSE(email.GetMime());
-  EXPECT_FALSE(email.GetHeaderField("Subject"));
+  EXPECT_FALSE(email.GetPlainTextBody() || email.HasHtmlBody() || email.GetMime() ||
+               email.GetHeaderField("Subject"));
   EXPECT_TRUE(logHas(email, "This is an empty email object."));
   const auto date = email.GetDt();
   ASSERT_TRUE(date);
@@ -80,22 +79,16 @@ TEST(TnoEmail, RecipientsAreShownAloneAsTogether) {
 }
 
 TEST(TnoEmail, GivesTheRawSenderWhenThereIsNoAddressInIt) {
-  const struct {
-    const char* name;
-    std::string line;
-    std::string from;
-    std::string address;
-  } rows[] = {
-      {"missing", "", "", ""},
-      {"only marks", "From: <>\n", "<>", ""},
-      {"a bare word is an address", "From: root\n", "root", "root"},
-      {"words of nothing", "From: <=?utf-8?Q?J?=>\n", "J", "J"},
-  };
-  for (const auto& row : rows) {
+  const std::tuple<std::string, const char*, const char*> rows[] = {
+      {"", "", ""},
+      {"From: <>\n", "<>", ""},
+      {"From: root\n", "root", "root"},
+      {"From: <=?utf-8?Q?J?=>\n", "J", "J"}};
+  for (const auto& [line, from, address] : rows) {
     TnoEmail email;
-    ASSERT_TRUE(email.SetFromMimeText(withCrLf(row.line + "Subject: s\n\nbody")));
-    EXPECT_EQ(email.From(), row.from) << row.name;
-    EXPECT_EQ(email.FromAddress(), row.address) << row.name;
+    ASSERT_TRUE(email.SetFromMimeText(withCrLf(line + "Subject: s\n\nbody")));
+    EXPECT_EQ(email.From(), from) << line;
+    EXPECT_EQ(email.FromAddress(), address) << line;
   }
 }
 

@@ -76,7 +76,6 @@ TEST(TnoMime, ReportsSuccessAndFailure) {
   EXPECT_THAT(mime.LastErrorText(), HasSubstr("Found LFLF, converting to CRLF"));
   EXPECT_FALSE(mime.LoadMime(std::string(20000001, 'x')));
   EXPECT_FALSE(mime.LastMethodSuccess());
-  EXPECT_THAT(mime.LastErrorText(), HasSubstr("Header larger than 20MB?  This cannot be MIME..."));
   EXPECT_THAT(mime.LastErrorText(), HasSubstr("Failed."));
 }
 
