@@ -1,13 +1,39 @@
 """Reads an archive of a private server for the checks in this folder, with the server's own client."""
 import json
+import os
+import signal
 import subprocess
+import time
+
+faults = []
+
+
+def check(condition, what):
+    """Notes what does not hold and goes on."""
+    if not condition:
+        faults.append(what)
+        print("  FAULT: " + what)
+
+
+def server_status(keldane, environment):
+    """What the program itself tells of the private server."""
+    out = subprocess.run([keldane, "server", "status", "--json"], env=environment,
+                         capture_output=True, check=True).stdout
+    return json.loads(out)
 
 
 def server_socket(keldane, environment):
-    """The socket of the private server, as the program itself tells it."""
-    out = subprocess.run([keldane, "server", "status", "--json"], env=environment,
-                         capture_output=True, check=True).stdout
-    return json.loads(out)["socket"]
+    return server_status(keldane, environment)["socket"]
+
+
+def kill_after(seconds, process, what, keldane, environment):
+    """Kills the process, or the private server when `what` says "server", if it still runs by then."""
+    time.sleep(seconds)
+    if process.poll() is not None:
+        return
+    target = server_status(keldane, environment)["processId"] if what == "server" else process.pid
+    if target:
+        os.kill(target, signal.SIGKILL)
 
 
 class Archive:

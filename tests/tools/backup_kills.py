@@ -6,16 +6,14 @@ left is gone then and was never taken for an archive.
 
 Usage: backup_kills.py KELDANE FOLDER [ROUNDS-OF-EACH] [SEED]"""
 import glob
-import json
 import os
 import random
-import signal
 import subprocess
 import sys
 import tempfile
 import time
 
-from archive_db import Archive, server_socket
+from archive_db import Archive, kill_after, server_socket
 
 STAGING = "keldane_unfinished_restore"
 
@@ -47,18 +45,7 @@ class Rig:
         return out
 
     def killer(self, what, wait):
-        def kill(process):
-            time.sleep(wait)
-            if process.poll() is not None:
-                return
-            target = process.pid
-            if what == "server":
-                out = subprocess.run([self.keldane, "server", "status", "--json"],
-                                     env=self.environment, capture_output=True, check=True).stdout
-                target = json.loads(out)["processId"]
-            if target:
-                os.kill(target, signal.SIGKILL)
-        return kill
+        return lambda process: kill_after(wait, process, what, self.keldane, self.environment)
 
     def tables(self, database):
         """Names of its tables; None when there is no such database."""

@@ -11,19 +11,12 @@ import subprocess
 import sys
 import tempfile
 
-from archive_db import Archive, server_socket
+from archive_db import Archive, check, faults, server_socket
 from make_mail_home import Home, make
 
 DATABASE = "myemaildb"
 # Counted by nobody before it is read, or not to be read at all.
 UNCOUNTED = {("Takeout", "takeout-20240101T000000Z-001"), ("Outlook file", "backup")}
-faults = []
-
-
-def check(condition, what):
-    if not condition:
-        faults.append(what)
-        print("FAULT: " + what)
 
 
 class Rig:

@@ -7,16 +7,14 @@ own: different messages that share date, addresses and beginning, each of them s
 Usage: crash_runs.py KELDANE FOLDER [ROUNDS-OF-EACH] [SEED]"""
 import base64
 import hashlib
-import json
 import os
 import random
-import signal
 import subprocess
 import sys
 import tempfile
 import time
 
-from archive_db import Archive, server_socket
+from archive_db import Archive, kill_after, server_socket
 
 
 BEGINNINGS = ["", "\"Quoted\", they said. ", "The same beginning. " * 30, "\\ and on it goes "]
@@ -78,12 +76,6 @@ def archive(keldane, folders, database, environment, kill=None):
     return process.returncode, out, err
 
 
-def server_pid(keldane, environment):
-    out = subprocess.run([keldane, "server", "status", "--json"], env=environment,
-                         capture_output=True, check=True).stdout
-    return json.loads(out)["processId"]
-
-
 def messages(socket, database):
     """Number of messages; 0 when the kill came before there was a table."""
     try:
@@ -123,16 +115,8 @@ def main():
             what = "program" if number % 2 == 0 else "server"
             database = f"crash{number}"
             wait = chance.uniform(0.02, 0.95) * length
-
-            def kill(process):
-                time.sleep(wait)
-                if process.poll() is not None:
-                    return
-                target = process.pid if what == "program" else server_pid(keldane, environment)
-                if target:
-                    os.kill(target, signal.SIGKILL)
-
-            archive(keldane, folders, database, environment, kill)
+            archive(keldane, folders, database, environment,
+                    lambda process: kill_after(wait, process, what, keldane, environment))
             subprocess.run([keldane, "server", "start"], env=environment, capture_output=True)
             half = messages(socket, database)
             cut += 0 < half < len(wanted)

@@ -15,17 +15,10 @@ import subprocess
 import sys
 import tempfile
 
-from archive_db import Archive, server_socket
+from archive_db import Archive, check, faults, server_socket
 
 DATABASE = "myemaildb"
 COLUMNS = "id,date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach"
-faults = []
-
-
-def check(condition, what):
-    if not condition:
-        faults.append(what)
-        print("  FAULT: " + what)
 
 
 class Rig:

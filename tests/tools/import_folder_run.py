@@ -17,17 +17,10 @@ import tempfile
 import threading
 import time
 
-from archive_db import Archive, server_socket
+from archive_db import Archive, check, faults, kill_after, server_socket
 
 LONG_AGO = time.time() - 3600
 DATABASE = "myemaildb"
-faults = []
-
-
-def check(condition, what):
-    if not condition:
-        faults.append(what)
-        print("  FAULT: " + what)
 
 
 def mail(key, year=2023):
@@ -196,8 +189,7 @@ def cut_off(rig, first, count, how):
         if how == "Ctrl-C":
             process.send_signal(signal.SIGINT)
         else:
-            server = json.loads(rig.run(["server", "status", "--json"]))["processId"]
-            os.kill(server, signal.SIGKILL)
+            kill_after(0, process, "server", rig.keldane, rig.environment)
 
     status, summary, err = rig.archive(["--from", "2020-01-01"], meanwhile)
     check(rig.lying() == keys, "nothing is removed")
