@@ -187,6 +187,7 @@ void KeldaneController::makeOutputPanels() {
   printPanel_ =
       std::make_unique<PrintPanel>(*outputFrame_, *messageViewer_, statisticsPanel_->statsTextView);
   exportPanel_ = std::make_unique<ExportPanel>(*outputFrame_);
+  pdfPanel_ = std::make_unique<PdfPanel>(*outputFrame_, *messageViewer_);
   deletionPanel_ = std::make_unique<DeletionPanel>(*outputFrame_, core.process());
   replyPanel_ =
       std::make_unique<ReplyPanel>(*outputFrame_, *messageViewer_, ports_.tools, core.process());

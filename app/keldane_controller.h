@@ -21,6 +21,7 @@
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
 #include "app/panels/output_frame.h"
+#include "app/panels/pdf_panel.h"
 #include "app/panels/pick_lists.h"
 #include "app/panels/print_panel.h"
 #include "app/panels/progress_panel.h"
@@ -127,6 +128,7 @@ class KeldaneController {
   SavePanel& savePanel() { return *savePanel_; }
   PrintPanel& printPanel() { return *printPanel_; }
   ExportPanel& exportPanel() { return *exportPanel_; }
+  PdfPanel& pdfPanel() { return *pdfPanel_; }
   DeletionPanel& deletionPanel() { return *deletionPanel_; }
   ReplyPanel& replyPanel() { return *replyPanel_; }
   StatisticsPanel& statisticsPanel() { return *statisticsPanel_; }
@@ -178,6 +180,7 @@ class KeldaneController {
   std::unique_ptr<SavePanel> savePanel_;
   std::unique_ptr<PrintPanel> printPanel_;
   std::unique_ptr<ExportPanel> exportPanel_;
+  std::unique_ptr<PdfPanel> pdfPanel_;
   std::unique_ptr<DeletionPanel> deletionPanel_;
   std::unique_ptr<ReplyPanel> replyPanel_;
   std::unique_ptr<ArchivePanel> archivePanel_;

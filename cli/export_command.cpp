@@ -12,6 +12,7 @@
 #include "cli/message_selection.h"
 #include "cli/output_progress.h"
 #include "cli/program.h"
+#include "cli/window_pdf.h"
 #include "output/folder_exports.h"
 #include "output/mbox_exports.h"
 #include "output/sql_dump.h"
@@ -27,6 +28,7 @@ struct ExportOptions {
   bool noSource = false;
   bool noAttachments = false;
   bool requireExact = false;
+  bool asText = false;
   bool onlyFrom = false;
   bool onlyTo = false;
   std::string sqlDatabase = "keldane";
@@ -41,14 +43,14 @@ using Exporter = Result<OutputReport> (*)(const OutputContext&, const MessageLis
 struct Format {
   const char* name;
   const char* help;
-  Exporter run;
+  Exporter run;          ///< null: the window program does it
   bool isExact = false;  ///< it carries sources to the byte, and tells how many
   const char* leavesOut = kNoLongerThere;
   bool isFolder = false;  ///< of one file a message
 };
 
-const std::array<Format, 10>& formats() {
-  static const std::array<Format, 10> all = {{
+const std::array<Format, 11>& formats() {
+  static const std::array<Format, 11> all = {{
       {"tab", "tab-delimited text, UTF-16",
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportTab(context, list, options.path, !options.noSource);
@@ -95,6 +97,7 @@ const std::array<Format, 10>& formats() {
        [](const OutputContext& context, const MessageList& list, const ExportOptions& options) {
          return exportCsv(context, list, options.path);
        }},
+      {"pdf", "pages to read and print, with the attachments embedded", nullptr},
   }};
   return all;
 }
@@ -117,9 +120,13 @@ void runExport(const ExportOptions& options, const Format& format, Program& prog
   if (archiver == nullptr) return;
   auto ids = selectedIds(options.selection, *archiver, program);
   if (!ids) return;
-  const MessageList list = listOfIds(archiver->session(), std::move(*ids));
+  const MessageList list = listOfIds(archiver->session(), *ids);
   const Result<OutputReport> report = [&] {
     OutputProgress progress(program.terminal, "Exporting...", list.size);
+    if (format.run == nullptr) {
+      return exportPdfByWindow({options.path, options.asText, options.connection, options.database},
+                               *ids, progress, program);
+    }
     return format.run(
         {archiver->session(), progress, sourceReading(archiver->settings().user).stripPlist}, list,
         options);
@@ -168,21 +175,24 @@ Command exportCommand(Program& program) {
     command.more += fmt::format(" {}: {};", format.name, format.help);
   }
   command.more.back() = '.';
-  command.options = {{.names = "FORMAT",
-                      .target = &options->format,
-                      .help = "What to write",
-                      .value = "FORMAT",
-                      .choices = names,
-                      .required = true},
-                     {.names = "FILE",
-                      .target = &options->path,
-                      .help = "Where to; a folder for eml and maildir",
-                      .value = "FILE",
-                      .required = true}};
+  command.options = {
+      {.names = "FORMAT",
+       .target = &options->format,
+       .help = "What to write",
+       .value = "FORMAT",
+       .choices = names,
+       .required = true},
+      {.names = "FILE",
+       .target = &options->path,
+       .help = "Where to; a folder for eml and maildir; for pdf a file, or a folder that is there "
+               "or ends with \"/\", for one file a message",
+       .value = "FILE",
+       .required = true}};
   options->selection.addTo(command, program);
   const std::vector<CommandOption> more = {
       {"--require-exact", &options->requireExact,
        "Fail when a source cannot be given back to the byte"},
+      {"--text", &options->asText, "Lay out the text of messages that have HTML (pdf)"},
       {"--no-source", &options->noSource, "Leave out the raw sources (tab, comma, sql)"},
       {"--no-attachments", &options->noAttachments, "Leave out what is in attachments (json)"},
       {.names = "--only-from",

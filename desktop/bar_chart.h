@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,12 @@ class BarChart : public QWidget {
   BarChart(const char* name, const QString& title, QWidget* parent);
 
   void setBars(std::vector<Bar> bars);
+
+  /// Draws the picture for paper, from `top` on, `width` wide, in black; a sheet that is full is
+  /// followed by another, which `newSheet` brings. All lengths are
+  /// points. Answers where it ends; negative: there is no other sheet.
+  [[nodiscard]] double print(QPainter& painter, double top, double width, double height,
+                             const std::function<bool()>& newSheet) const;
 
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] QSize minimumSizeHint() const override;

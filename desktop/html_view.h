@@ -9,6 +9,9 @@
 
 #include "app/panels/message_web_view.h"
 
+class QPainter;
+class QPrinter;
+
 namespace keldane {
 
 /// A picture that a page shows out of its message.
@@ -18,7 +21,7 @@ struct PagePicture {
 };
 
 /// The control that shows the HTML of a message, under the rules of `MessageWebView`. There are
-/// two: one over the web engine, and a plain text for builds without it.
+/// two: one over the web engine, and a plain text where that is missing.
 class HtmlView : public QWidget, public MessageWebView {
  public:
   using QWidget::QWidget;
@@ -38,6 +41,10 @@ class HtmlView : public QWidget, public MessageWebView {
   /// The page is read with light or dark text, as the application is.
   virtual void setDark(bool dark) = 0;
 
+  /// Draws the page as it is shown, on white, on as many sheets as it takes. False when it cannot
+  /// be laid out, or the printer fails. May let the event loop run.
+  [[nodiscard]] virtual bool print(QPrinter& printer, QPainter& painter) = 0;
+
   /// Gives the picture behind "cid:NAME". Must be set before a page is loaded.
   std::function<std::optional<PagePicture>(const QString& contentId)> findPicture;
   /// The number of pictures held back has changed.
@@ -50,7 +57,9 @@ class HtmlView : public QWidget, public MessageWebView {
 
 /// What must stand before the application does. Once.
 void prepareHtmlViews();
-/// Makes the view of this build.
+/// Makes the view of this build: over the web engine, or as text where it is not, or will not
+/// start.
 [[nodiscard]] std::unique_ptr<HtmlView> makeHtmlView(QWidget* parent);
+[[nodiscard]] std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent);
 
 }  // namespace keldane

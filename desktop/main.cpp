@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "desktop/html_view.h"
+#include "desktop/pdf_program.h"
 #include "desktop/window_program.h"
 #include "platform/process_memory.h"
 
@@ -25,6 +26,8 @@ void doWithoutScreen() {
 int main(int argc, char** argv) {
   keldane::giveLargeBlocksBack();
   if (argc > 1 && keldane::leadingInt(argv[1]) != 0) doWithoutScreen();
+  const bool wantsPdf = keldane::wantsPdf(argc, argv);
+  if (wantsPdf) keldane::preparePdfProgram();
   keldane::prepareHtmlViews();
   QApplication application(argc, argv);
   QApplication::setApplicationName("KeldanePro");
@@ -32,6 +35,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationVersion("8.0.1");
   QApplication::setDesktopFileName("org.keldane.KeldanePro");
   QApplication::setQuitOnLastWindowClosed(false);
+  if (wantsPdf) return keldane::runPdfProgram(argc, argv);
   keldane::WindowProgram program(argc, argv);
   program.start();
   return QApplication::exec();

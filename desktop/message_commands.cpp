@@ -75,6 +75,15 @@ void addSaveCommands(std::vector<Command>& list, KeldaneController& controller,
                   .submenu = menu});
 }
 
+void addPdfCommand(std::vector<Command>& list, KeldaneController& controller, MainWindow& window) {
+  list.push_back({.name = "savePdfItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("Save as PDF..."),
+                  .run = [&controller] { controller.pdfPanel().savePdf(); },
+                  .shortcut = QKeySequence("Ctrl+Shift+S"),
+                  .enabled = [&window] { return window.selectedCount() > 0; }});
+}
+
 void addPrintCommands(std::vector<Command>& list, KeldaneController& controller) {
   PrintPanel& print = controller.printPanel();
   const QString menu = Words::tr("Print");
@@ -84,6 +93,12 @@ void addPrintCommands(std::vector<Command>& list, KeldaneController& controller)
                   .run = [&print] { print.printSelected(); },
                   .shortcut = QKeySequence::Print,
                   .tool = Words::tr("Print"),
+                  .submenu = menu});
+  list.push_back({.name = "printPreviewItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("Preview..."),
+                  .run = [&print] { print.previewSelected(); },
+                  .shortcut = QKeySequence("Ctrl+Shift+P"),
                   .submenu = menu});
   list.push_back({.name = "printAllItem",
                   .menu = Menu::message,
@@ -170,6 +185,11 @@ void addExportCommands(std::vector<Command>& list, KeldaneController& controller
                   .title = Words::tr("Mbox..."),
                   .run = [&panel] { panel.exportMbox(); },
                   .submenu = menu});
+  list.push_back({.name = "exportPdfItem",
+                  .menu = Menu::archive,
+                  .title = Words::tr("PDF..."),
+                  .run = [&controller] { controller.pdfPanel().exportPdf(); },
+                  .submenu = menu});
   list.push_back({.name = "exportAddressesItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Email Addresses..."),
@@ -212,6 +232,7 @@ void addOutputCommands(std::vector<Command>& list, KeldaneController& controller
                        MainWindow& window) {
   addTagCommand(list, controller);
   addSaveCommands(list, controller, window);
+  addPdfCommand(list, controller, window);
   addPrintCommands(list, controller);
   addAnswerCommands(list, controller);
   addDeleteCommands(list, controller, window);

@@ -109,6 +109,10 @@ void MessagePane::showPictureBar() {
   pictureBar_->setVisible(count > 0 && controller_.messageViewer().views.htmlShowing);
 }
 
+bool MessagePane::printHtml(QPrinter& printer, QPainter& painter) {
+  return html_ != nullptr && html_->print(printer, painter);
+}
+
 HtmlView& MessagePane::htmlView() {
   if (html_ != nullptr) return *html_;
   html_ = makeHtmlView(htmlPage_).release();

@@ -12,7 +12,9 @@
 class QFormLayout;
 class QLabel;
 class QLineEdit;
+class QPainter;
 class QPlainTextEdit;
+class QPrinter;
 class QPushButton;
 class QStackedWidget;
 
@@ -40,6 +42,8 @@ class MessagePane : public QWidget, public MessageWebView {
   void refreshAttachments();
   /// One page down. False at the end of the message.
   bool scrollOn();
+  /// Draws the HTML that is shown on paper.
+  [[nodiscard]] bool printHtml(QPrinter& printer, QPainter& painter);
   void copy();
   /// Marks these words in the messages that are shown from now on.
   void markWords(const std::vector<std::string>& words);

@@ -1,84 +1,99 @@
 #include "desktop/qt_page_printer.h"
 
-#include <cmath>
-
-#include <QAbstractTextDocumentLayout>
 #include <QApplication>
+#include <QFontDatabase>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPrintDialog>
-#include <QTextDocument>
+#include <QPrintPreviewDialog>
 
 #include "desktop/qt_text.h"
+#include "desktop/text_pages.h"
 
 namespace keldane {
 namespace {
 
-/// A document that has only what it was given: no picture, no style from a file or from the net.
-class ClosedDocument : public QTextDocument {
- protected:
-  QVariant loadResource(int, const QUrl&) override { return QByteArray(); }
-};
+constexpr int kReportPoints = 10;
+
+QtPagePrinter::Draw textDrawing(const std::string& text, const QFont& font) {
+  const auto document = std::make_shared<ClosedDocument>();
+  document->setDefaultFont(paperFont(font));
+  document->setPlainText(qtText(text));
+  return [document](QPrinter& printer, QPainter& painter) {
+    painter.save();
+    const bool isWhole = drawText(*document, printer, painter, PagePrinter::kTextWidth);
+    painter.restore();
+    return isWhole;
+  };
+}
 
 }  // namespace
 
-QtPagePrinter::QtPagePrinter(QWidget& over) : over_(over), printer_(QPrinter::HighResolution) {
-  printer_.setPageMargins(
-      QMarginsF(PagePrinter::kMargin, PagePrinter::kMargin, PagePrinter::kMargin, kBottomMargin),
-      QPageLayout::Point);
+QtPagePrinter::QtPagePrinter(QWidget& over) : over_(over) {
   choose = [this](QPrinter& printer) {
     QPrintDialog dialog(&printer, &over_);
     dialog.setWindowTitle(tr("Print"));
     return dialog.exec() == QDialog::Accepted;
   };
+  preview = [this](QPrinter& printer, const std::function<void(QPrinter & printer)>& draw) {
+    QPrintPreviewDialog dialog(&printer, &over_);
+    dialog.setWindowTitle(tr("Print Preview"));
+    QObject::connect(&dialog, &QPrintPreviewDialog::paintRequested, &dialog,
+                     [&draw](QPrinter* sheets) { draw(*sheets); });
+    return dialog.exec() == QDialog::Accepted;
+  };
+}
+
+/// Asking the system for its printers takes its time, so that it is left until something is
+/// printed.
+QPrinter& QtPagePrinter::printer() {
+  if (!printer_) {
+    printer_ = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    printer_->setPageMargins(
+        QMarginsF(PagePrinter::kMargin, PagePrinter::kMargin, PagePrinter::kMargin, kBottomMargin),
+        QPageLayout::Point);
+    printer_->setDocName(QApplication::applicationDisplayName());
+  }
+  return *printer_;
 }
 
 bool QtPagePrinter::printText(const std::string& text, bool asks) {
-  ClosedDocument document;
-  QFont font = textFont ? textFont() : QApplication::font();
-  // One unit of the layout is a point, whatever the screen's resolution.
-  font.setPixelSize(std::max(1, static_cast<int>(std::lround(font.pointSizeF()))));
-  document.setDefaultFont(font);
-  document.setPlainText(qtText(text));
-  return print(document, asks);
+  return print(textDrawing(text, textFont ? textFont() : QApplication::font()), asks);
+}
+
+void QtPagePrinter::printReport(const std::string& text) {
+  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  font.setPointSize(kReportPoints);
+  const Draw report = textDrawing(text, font);
+  static_cast<void>(print(
+      [&](QPrinter& sheets, QPainter& painter) {
+        if (!report(sheets, painter)) return false;
+        return !drawPictures || (sheets.newPage() && drawPictures(sheets, painter));
+      },
+      true));
 }
 
 void QtPagePrinter::printHtml() {
-  ClosedDocument document;
-  QFont font = QApplication::font();
-  font.setPixelSize(12);
-  document.setDefaultFont(font);
-  document.setHtml(shownHtml ? shownHtml() : QString());
-  static_cast<void>(print(document, true));
+  if (drawHtml) static_cast<void>(print(drawHtml, true));
 }
 
-/// The text's width is fitted to that of the page between its margins.
-bool QtPagePrinter::print(QTextDocument& document, bool asks) {
-  if (asks && !choose(printer_)) return false;
-  QPainter painter;
-  if (!painter.begin(&printer_)) {
+bool QtPagePrinter::print(const Draw& draw, bool asks) {
+  bool isWhole = false;
+  const auto drawAll = [&](QPrinter& sheets) {
+    QPainter painter;
+    isWhole = painter.begin(&sheets) && draw(sheets, painter) && painter.end();
+  };
+  if (asks && previews_) {
+    if (!preview(printer(), drawAll)) return false;
+  } else {
+    if (asks && !choose(printer())) return false;
+    drawAll(printer());
+  }
+  if (!isWhole) {
     QMessageBox::critical(&over_, tr("Print"),
-                          tr("The printer could not be reached. Check it and print again."));
-    return false;
+                          tr("The pages could not be printed. Check the printer and print again."));
   }
-  const QRectF paper = printer_.pageLayout().paintRectPixels(printer_.resolution());
-  const double scale = paper.width() / kTextWidth;
-  const double height = paper.height() / scale;
-  document.setDocumentMargin(0);
-  document.setPageSize(QSizeF(kTextWidth, height));
-  painter.scale(scale, scale);
-  QAbstractTextDocumentLayout::PaintContext context;
-  context.palette.setColor(QPalette::Text, Qt::black);
-  for (int page = 0; page < document.pageCount(); ++page) {
-    if (page > 0 && !printer_.newPage()) return false;
-    painter.save();
-    painter.translate(0, -page * height);
-    context.clip = QRectF(0, page * height, kTextWidth, height);
-    painter.setClipRect(context.clip);
-    document.documentLayout()->draw(&painter, context);
-    painter.restore();
-  }
-  return painter.end();
+  return isWhole;
 }
 
 }  // namespace keldane

@@ -5,12 +5,15 @@
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPlainTextEdit>
+#include <QPrinter>
 #include <QPushButton>
 #include <QRegularExpressionValidator>
 #include <QScrollArea>
 #include <QSplitter>
 
+#include "app/panels/page_printer.h"
 #include "app/panels/statistics_panel.h"
 #include "desktop/bar_chart.h"
 #include "desktop/date_menus.h"
@@ -126,6 +129,21 @@ QWidget* StatisticsWindow::makePictures() {
   for (BarChart* chart : {years_, senders_, receivers_}) column->addWidget(chart);
   column->addStretch();
   return pictures;
+}
+
+bool StatisticsWindow::printPictures(QPrinter& printer, QPainter& painter) const {
+  const QRectF paper = printer.pageLayout().paintRectPixels(printer.resolution());
+  const double scale = paper.width() / PagePrinter::kTextWidth;
+  painter.save();
+  painter.scale(scale, scale);
+  double top = 0;
+  for (const BarChart* chart : {years_, senders_, receivers_}) {
+    top = chart->print(painter, top, PagePrinter::kTextWidth, paper.height() / scale,
+                       [&printer] { return printer.newPage(); });
+    if (top < 0) break;
+  }
+  painter.restore();
+  return top >= 0;
 }
 
 void StatisticsWindow::refresh() {

@@ -5,7 +5,9 @@
 #include "desktop/form_binding.h"
 #include "desktop/panel_view.h"
 
+class QPainter;
 class QPlainTextEdit;
+class QPrinter;
 
 namespace keldane {
 
@@ -32,6 +34,8 @@ class StatisticsWindow : public PanelDialog {
   /// `print` prints the report.
   StatisticsWindow(StatisticsPanel& panel, std::function<void()> print, QWidget* parent);
   void refresh() override;
+  /// Draws the pictures on paper.
+  [[nodiscard]] bool printPictures(QPrinter& printer, QPainter& painter) const;
 
  private:
   QWidget* makePictures();

@@ -1,13 +1,15 @@
-// The view of HTML for a build without a web engine: the text of the page, without any of its
-// marks.
+// The view of HTML where there is no web engine: the text of the page, without any of its marks.
 #include <QBoxLayout>
 #include <QPlainTextEdit>
+#include <QPrinter>
 #include <QScrollBar>
 
+#include "app/panels/page_printer.h"
 #include "base/files.h"
 #include "desktop/form_binding.h"
 #include "desktop/html_view.h"
 #include "desktop/qt_text.h"
+#include "desktop/text_pages.h"
 #include "find/html_text.h"
 
 namespace keldane {
@@ -50,6 +52,12 @@ class TextHtmlView : public HtmlView {
     return bar->value() != before;
   }
   void setDark(bool) override {}
+  bool print(QPrinter& printer, QPainter& painter) override {
+    ClosedDocument document;
+    document.setDefaultFont(paperFont(text_->font()));
+    document.setPlainText(text_->toPlainText());
+    return drawText(document, printer, painter, PagePrinter::kTextWidth);
+  }
 
  private:
   QPlainTextEdit* text_;
@@ -57,9 +65,7 @@ class TextHtmlView : public HtmlView {
 
 }  // namespace
 
-void prepareHtmlViews() {}
-
-std::unique_ptr<HtmlView> makeHtmlView(QWidget* parent) {
+std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent) {
   return std::make_unique<TextHtmlView>(parent);
 }
 

@@ -6,16 +6,18 @@
 #include <QTimer>
 
 #include "base/files.h"
-#include "base/text.h"
 #include "desktop/addresses_dialog.h"
 #include "desktop/attach_type_sheet.h"
 #include "desktop/commands.h"
 #include "desktop/connect_dialog.h"
 #include "desktop/duplicates_dialog.h"
 #include "desktop/first_page.h"
+#include "desktop/fonts.h"
 #include "desktop/found_mail_dialog.h"
 #include "desktop/id_dialog.h"
 #include "desktop/main_window.h"
+#include "desktop/message_pane.h"
+#include "desktop/message_pdf.h"
 #include "desktop/progress_window.h"
 #include "desktop/qt_page_printer.h"
 #include "desktop/qt_text.h"
@@ -101,19 +103,25 @@ void WindowProgram::makePanels() {
   add(std::make_unique<IdDialog>(controller_->sqlFiles(), over));
   add(std::make_unique<DuplicatesDialog>(controller_->duplicatesPanel(), over));
   add(std::make_unique<StatisticsRequestDialog>(controller_->statisticsPanel(), over));
-  add(std::make_unique<StatisticsWindow>(
-      controller_->statisticsPanel(), [this] { controller_->printPanel().printStats(); }, over));
+  auto statistics = std::make_unique<StatisticsWindow>(
+      controller_->statisticsPanel(), [this] { controller_->printPanel().printStats(); }, over);
+  printer_ = std::make_unique<QtPagePrinter>(*mainWindow_);
+  printer_->drawPictures = [window = statistics.get()](QPrinter& printer, QPainter& painter) {
+    return window->printPictures(printer, painter);
+  };
+  add(std::move(statistics));
 }
 
 void WindowProgram::makePrinter() {
-  printer_ = std::make_unique<QtPagePrinter>(*mainWindow_);
-  printer_->shownHtml = [this] {
-    const MessageViews& views = controller_->messageViewer().views;
-    if (views.htmlFile.empty()) return qtText(views.htmlText);
-    const Result<std::string> bytes = readFile(views.htmlFile);
-    return bytes ? qtText(toUtf8(*bytes)) : QString();
+  printer_->drawHtml = [this](QPrinter& printer, QPainter& painter) {
+    return mainWindow_->messagePane().printHtml(printer, painter);
   };
+  printer_->textFont = [this] { return fontOf(controller_->settings().user.bodyFont); };
   controller_->printPanel().setPrinter(printer_.get());
+  controller_->pdfPanel().layouts = [this](bool asText, const auto& run) {
+    MessagePdf pdf({controller_->session(), controller_->settings().user, environment_}, asText);
+    run([&pdf](const ListedMessage& message) { return pdf.layOut(message); });
+  };
 }
 
 void WindowProgram::start() {

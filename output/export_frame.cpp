@@ -135,6 +135,11 @@ Result<std::size_t> readAttachments(
   return count;
 }
 
+bool isOwnHtml(const std::string& name) {
+  return name.ends_with(".html") &&
+         (name.starts_with("htmlversion") || name.starts_with("attachment"));
+}
+
 std::string attachmentText(const StoredAttachment& attachment) {
   if (attachment.lengthBytes < kLeastEncodedBytes) return toUtf8(attachment.bytes);
   std::string text;

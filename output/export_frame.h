@@ -104,6 +104,9 @@ struct StoredAttachment {
     ServerSession& session, std::uint32_t id,
     const std::function<Result<void>(const StoredAttachment&)>& take);
 
+/// Whether an attachment of this name is the HTML version of the message itself.
+[[nodiscard]] bool isOwnHtml(const std::string& name);
+
 /// The value of an attachment as text: Base64 lines of two bytes and more, otherwise the bytes.
 [[nodiscard]] std::string attachmentText(const StoredAttachment& attachment);
 

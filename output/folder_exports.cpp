@@ -50,7 +50,7 @@ std::string shortSender(const std::string& sender) {
   return std::string(utf16Prefix(name, kSenderUnits));
 }
 
-std::string emlName(const Labels& labels, std::uint32_t id) {
+std::string nameOf(const Labels& labels, std::uint32_t id, std::string_view type) {
   std::string name = "no date";
   if (labels.date) {
     name = fmt::format("{:04}-{:02}-{:02} {:02}.{:02}", labels.date->tm_year + 1900,
@@ -62,7 +62,7 @@ std::string emlName(const Labels& labels, std::uint32_t id) {
     if (!trimWhitespace(part).empty()) name.append(" ").append(trimWhitespace(part));
   }
   // The id comes last and makes the name the message's own: what is too long is cut before it.
-  const std::string ending = fmt::format(" {}.eml", id);
+  const std::string ending = fmt::format(" {}.{}", id, type);
   name = safeFileName(name);
   // Not to be had on the file systems of other machines.
   for (char& c : name) {
@@ -113,7 +113,8 @@ Result<void> writeOne(const OutputContext& context, const FolderForm& form, std:
   }
   const Result<Labels> labels = labelsOf(context.session, id);
   if (!labels) return Failure{labels.error()};
-  const std::string name = form.isMaildir ? maildirName(*labels, id, bytes) : emlName(*labels, id);
+  const std::string name =
+      form.isMaildir ? maildirName(*labels, id, bytes) : nameOf(*labels, id, "eml");
   OutputFile file(form.folder + "/" + name, form.temporaryFolder);
   if (Result<void> opened = file.open(); !opened) return opened;
   if (labels->date) file.setTime(epochSeconds(*labels->date));
@@ -140,6 +141,12 @@ Result<OutputReport> exportFolder(const OutputContext& context, const MessageLis
 }
 
 }  // namespace
+
+Result<MessageFile> messageFile(ServerSession& session, std::uint32_t id, std::string_view type) {
+  const Result<Labels> labels = labelsOf(session, id);
+  if (!labels) return Failure{labels.error()};
+  return MessageFile{nameOf(*labels, id, type), labels->date ? epochSeconds(*labels->date) : 0};
+}
 
 Result<OutputReport> exportEml(const OutputContext& context, const MessageList& list,
                                const std::string& folder, bool requireExact) {

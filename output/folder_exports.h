@@ -1,10 +1,21 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "output/export_frame.h"
 
 namespace keldane {
+
+/// The name of a message's own file, by date, sender, subject and id, and the mail's time in
+/// seconds since 1970; 0 when it has none.
+struct MessageFile {
+  std::string name;
+  long long time = 0;
+};
+[[nodiscard]] Result<MessageFile> messageFile(ServerSession& session, std::uint32_t id,
+                                              std::string_view type);
 
 /// One file a message, each the source as it lay in its own file, named by date, sender, subject
 /// and id; its time is the mail's. The folder is made when it is missing. A message that is

@@ -58,11 +58,6 @@ class SourceCount : public Progress {
   Progress& shown_;
 };
 
-bool isOwnHtml(const std::string& name) {
-  return name.ends_with(".html") &&
-         (name.starts_with("htmlversion") || name.starts_with("attachment"));
-}
-
 /// A path in the folder that nothing has: "12_a.pdf", "12_a_2.pdf", ...
 Result<std::string> freePath(const std::string& folder, const std::string& name) {
   const std::size_t dot = name.rfind('.');

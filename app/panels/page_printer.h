@@ -18,8 +18,13 @@ class PagePrinter {
   /// print panel comes first; otherwise the text goes where the one before went. False when it
   /// failed or was cancelled.
   [[nodiscard]] virtual bool printText(const std::string& text, bool asks) = 0;
+  /// Prints the report of the statistics, with the pictures that a face has of it.
+  virtual void printReport(const std::string& text) { static_cast<void>(printText(text, true)); }
   /// Prints the document that the web view shows.
   virtual void printHtml() = 0;
+  /// From now on what asks shows first what it would print, and leaves it at that unless the user
+  /// prints it from there.
+  virtual void setPreviews(bool /*previews*/) {}
 };
 
 }  // namespace keldane

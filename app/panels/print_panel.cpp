@@ -30,6 +30,13 @@ Result<void> PrintPanel::printEach(const MessageList& list) {
   return {};
 }
 
+void PrintPanel::previewSelected() {
+  if (printer_ == nullptr) return;
+  printer_->setPreviews(true);
+  printSelected();
+  printer_->setPreviews(false);
+}
+
 void PrintPanel::printAll() {
   if (printer_ == nullptr) return;
   frame_.begin("Saving...");
@@ -42,7 +49,7 @@ void PrintPanel::printAll() {
 }
 
 void PrintPanel::printStats() {
-  if (printer_ != nullptr) static_cast<void>(printer_->printText(report_, true));
+  if (printer_ != nullptr) printer_->printReport(report_);
 }
 
 void PrintPanel::printHTML() {

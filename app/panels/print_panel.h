@@ -19,6 +19,8 @@ class PrintPanel {
 
   /// The selected messages, each by itself; or what the web view shows, while it does.
   void printSelected();
+  /// The same out of a preview.
+  void previewSelected();
   /// All messages of the list, one behind the other.
   void printAll();
   void printStats();

@@ -1,0 +1,172 @@
+#include "desktop/closed_page.h"
+
+#include <QColor>
+#include <QEventLoop>
+#include <QPageLayout>
+#include <QTimer>
+#include <QWebEngineCookieStore>
+#include <QWebEngineDownloadRequest>
+#include <QWebEnginePage>
+#include <QWebEngineSettings>
+#include <chrono>
+#include <memory>
+#include <utility>
+
+#include <unistd.h>
+
+#include "query/message_html.h"
+
+namespace keldane {
+
+/// A page that goes nowhere: what is not its own first load is refused, and a click on a link is
+/// told.
+class MailPage : public QWebEnginePage {
+ public:
+  using QWebEnginePage::QWebEnginePage;
+  QUrl address;
+  std::function<void(const QString& target)> linkClicked;
+
+ protected:
+  bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool isMainFrame) override {
+    if (isMainFrame && url == address && type == NavigationTypeTyped) return true;
+    if (isMainFrame && type == NavigationTypeLinkClicked && linkClicked) {
+      linkClicked(QString::fromLatin1(url.toEncoded()));
+    }
+    return false;
+  }
+  QWebEnginePage* createWindow(WebWindowType) override { return nullptr; }
+  void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString&, int,
+                                const QString&) override {}
+  QStringList chooseFiles(FileSelectionMode, const QStringList&, const QStringList&) override {
+    return {};
+  }
+};
+
+namespace {
+
+constexpr std::chrono::seconds kLongestLayout(60);
+
+/// Everything that a page could do beside standing there is off.
+void forbid(QWebEngineSettings& settings) {
+  using Attribute = QWebEngineSettings::WebAttribute;
+  constexpr Attribute kOff[] = {Attribute::JavascriptEnabled,
+                                Attribute::JavascriptCanOpenWindows,
+                                Attribute::JavascriptCanAccessClipboard,
+                                Attribute::JavascriptCanPaste,
+                                Attribute::LocalStorageEnabled,
+                                Attribute::LocalContentCanAccessRemoteUrls,
+                                Attribute::LocalContentCanAccessFileUrls,
+                                Attribute::HyperlinkAuditingEnabled,
+                                Attribute::ErrorPageEnabled,
+                                Attribute::PluginsEnabled,
+                                Attribute::FullScreenSupportEnabled,
+                                Attribute::ScreenCaptureEnabled,
+                                Attribute::WebGLEnabled,
+                                Attribute::Accelerated2dCanvasEnabled,
+                                Attribute::AutoLoadIconsForPage,
+                                Attribute::TouchIconsEnabled,
+                                Attribute::AllowRunningInsecureContent,
+                                Attribute::AllowGeolocationOnInsecureOrigins,
+                                Attribute::AllowWindowActivationFromJavaScript,
+                                Attribute::DnsPrefetchEnabled,
+                                Attribute::PdfViewerEnabled,
+                                Attribute::NavigateOnDropEnabled,
+                                Attribute::FocusOnNavigationEnabled};
+  for (const Attribute attribute : kOff) settings.setAttribute(attribute, false);
+  settings.setAttribute(Attribute::PlaybackRequiresUserGesture, true);
+  settings.setUnknownUrlSchemePolicy(QWebEngineSettings::DisallowUnknownUrlSchemes);
+}
+
+}  // namespace
+
+ClosedPage::ClosedPage(QObject* parent)
+    : QObject(parent), profile_(new QWebEngineProfile(this)), page_(new MailPage(profile_, this)) {
+  profile_->setHttpCacheType(QWebEngineProfile::NoCache);
+  profile_->setPersistentCookiesPolicy(QWebEngineProfile::NoPersistentCookies);
+  profile_->cookieStore()->setCookieFilter([](const auto&) { return false; });
+  profile_->setSpellCheckEnabled(false);
+  profile_->setUrlRequestInterceptor(&guard_);
+  profile_->installUrlSchemeHandler(kMailScheme, &scheme_);
+  profile_->installUrlSchemeHandler(kPictureScheme, &scheme_);
+  connect(profile_, &QWebEngineProfile::downloadRequested, this,
+          [](QWebEngineDownloadRequest* download) { download->cancel(); });
+  forbid(*page_->settings());
+  connectPage();
+  guard_.changed = [this] {
+    if (heldBackChanged) heldBackChanged();
+  };
+  scheme_.findPicture = [this](const QString& contentId) {
+    return findPicture ? findPicture(contentId) : std::nullopt;
+  };
+}
+
+/// The page goes before its profile.
+ClosedPage::~ClosedPage() {
+  delete page_;
+  delete profile_;
+}
+
+void ClosedPage::connectPage() {
+  connect(page_, &QWebEnginePage::featurePermissionRequested, this,
+          [this](const QUrl& origin, QWebEnginePage::Feature feature) {
+            page_->setFeaturePermission(origin, feature, QWebEnginePage::PermissionDeniedByUser);
+          });
+  connect(page_, &QWebEnginePage::renderProcessTerminated, this, [this] {
+    if (crashed) crashed();
+  });
+  connect(page_, &QWebEnginePage::loadFinished, this, [this] { isLoading_ = false; });
+  page_->linkClicked = [this](const QString& target) {
+    if (linkClicked) linkClicked(target);
+  };
+}
+
+QWebEnginePage& ClosedPage::page() { return *page_; }
+
+void ClosedPage::load(std::string_view html, std::string_view style, const QColor& background,
+                      bool remotePictures) {
+  const std::string page = viewedPage(html, style);
+  scheme_.page = QByteArray(page.data(), static_cast<qsizetype>(page.size()));
+  // Each load has an address of its own, so that none is taken for one before it.
+  scheme_.address = QUrl(QStringLiteral("%1:message/%2").arg(kMailScheme).arg(++number_));
+  page_->address = scheme_.address;
+  page_->setBackgroundColor(background);
+  isLoading_ = true;
+  guard_.begin(remotePictures);
+  if (heldBackChanged) heldBackChanged();
+  page_->setUrl(scheme_.address);
+}
+
+QByteArray ClosedPage::layOut(const QPageLayout& layout) {
+  // Shared with an answer that comes after the time is up.
+  struct Wait {
+    QEventLoop loop;
+    QByteArray pdf;
+  };
+  const auto wait = std::make_shared<Wait>();
+  QTimer::singleShot(kLongestLayout, &wait->loop, [&loop = wait->loop] { loop.quit(); });
+  connect(page_, &QWebEnginePage::renderProcessTerminated, &wait->loop,
+          [&loop = wait->loop] { loop.quit(); });
+  const auto print = [this, wait, layout] {
+    page_->printToPdf(
+        [wait](const QByteArray& pdf) {
+          wait->pdf = pdf;
+          wait->loop.quit();
+        },
+        layout);
+  };
+  if (isLoading_) {
+    connect(page_, &QWebEnginePage::loadFinished, &wait->loop, print);
+  } else {
+    print();
+  }
+  wait->loop.exec();
+  disconnect(page_, nullptr, &wait->loop, nullptr);
+  return wait->pdf;
+}
+
+bool canStartWebEngine() {
+  return ::geteuid() != 0 || qEnvironmentVariableIntValue("QTWEBENGINE_DISABLE_SANDBOX") != 0 ||
+         qgetenv("QTWEBENGINE_CHROMIUM_FLAGS").contains("--no-sandbox");
+}
+
+}  // namespace keldane

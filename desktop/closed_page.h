@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include <QObject>
+#include <QWebEngineProfile>
+
+#include "desktop/web_guard.h"
+
+class QColor;
+class QPageLayout;
+class QWebEnginePage;
+
+namespace keldane {
+
+class MailPage;
+
+/// A page of the web engine that shows one message and can do nothing else: no script, no storage,
+/// no way to another page, no load but its own and that of the pictures within its message.
+class ClosedPage : public QObject {
+ public:
+  explicit ClosedPage(QObject* parent);
+  ~ClosedPage() override;
+
+  /// Loads HTML, with `style` ahead of its own. `remotePictures`: those elsewhere are fetched.
+  void load(std::string_view html, std::string_view style, const QColor& background,
+            bool remotePictures);
+  /// The page that is loaded, as a PDF, once it is whole; empty when that fails or takes beyond a
+  /// minute. Lets the event loop run.
+  QByteArray layOut(const QPageLayout& layout);
+  [[nodiscard]] int heldBack() const { return guard_.heldBack(); }
+  QWebEnginePage& page();
+
+  /// As in `HtmlView`.
+  std::function<std::optional<PagePicture>(const QString& contentId)> findPicture;
+  std::function<void()> heldBackChanged;
+  std::function<void(const QString& target)> linkClicked;
+  /// The process that draws the page has ended.
+  std::function<void()> crashed;
+
+ private:
+  void connectPage();
+
+  WebGuard guard_;
+  MailScheme scheme_;
+  QWebEngineProfile* profile_;
+  MailPage* page_;
+  int number_ = 0;
+  bool isLoading_ = false;
+};
+
+/// Whether the web engine starts for this user: as root it ends the program unless it has been
+/// told to do without its sandbox.
+[[nodiscard]] bool canStartWebEngine();
+
+}  // namespace keldane
