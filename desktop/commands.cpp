@@ -201,7 +201,12 @@ void addWindowCommands(std::vector<Command>& list, MainWindow& window) {
                   .shortcut = QKeySequence("Ctrl+M")});
 }
 
-void addHelpCommands(std::vector<Command>& list, MainWindow& window) {
+void addHelpCommands(std::vector<Command>& list, KeldaneController& controller,
+                     MainWindow& window) {
+  list.push_back({.name = "gettingStartedItem",
+                  .menu = Menu::help,
+                  .title = Words::tr("Getting Started"),
+                  .run = [&controller] { controller.showSplashScreen(); }});
   list.push_back({.name = "shortcutsItem",
                   .menu = Menu::help,
                   .title = Words::tr("Keyboard Shortcuts"),
@@ -234,7 +239,7 @@ std::vector<Command> windowCommands(KeldaneController& controller, MainWindow& w
   addMessageCommands(list, controller, window, isValid);
   addOutputCommands(list, controller, window);
   addWindowCommands(list, window);
-  addHelpCommands(list, window);
+  addHelpCommands(list, controller, window);
   return list;
 }
 

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "desktop/html_view.h"
 #include "desktop/pdf_program.h"
+#include "desktop/translation.h"
 #include "desktop/window_program.h"
 #include "platform/process_memory.h"
 
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationVersion("8.0.1");
   QApplication::setDesktopFileName("org.keldane.KeldanePro");
   QApplication::setQuitOnLastWindowClosed(false);
+  keldane::loadTranslations();
   if (wantsPdf) return keldane::runPdfProgram(argc, argv);
   keldane::WindowProgram program(argc, argv);
   program.start();

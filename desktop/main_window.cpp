@@ -30,6 +30,7 @@
 #include "desktop/message_pane.h"
 #include "desktop/qt_text.h"
 #include "desktop/result_model.h"
+#include "desktop/translation.h"
 
 namespace keldane {
 namespace {
@@ -285,8 +286,8 @@ void MainWindow::showContextMenu(const QPoint& position) {
 
 void MainWindow::refresh() {
   const ResultTable& table = controller_.resultTable();
-  dbCount_->setText(qtText(table.dbCountTextField));
-  listCount_->setText(qtText(table.listCountTextField));
+  dbCount_->setText(coreWords(table.dbCountTextField));
+  listCount_->setText(coreWords(table.listCountTextField));
   size_->setText(qtText(controller_.messageViewer().views.sizeTextField));
   const bool connected = controller_.connections().isConnected();
   const std::string database = connected ? controller_.database().dbPath : std::string();
@@ -311,7 +312,8 @@ void MainWindow::controlChanged(const QString& control) {
     showLook();
     showFonts();
   }
-  if (control == "findMessage") findMessage_->setText(messageLine(controller_.findField().message));
+  if (control == "findMessage")
+    findMessage_->setText(coreWords(shownLine(controller_.findField().message)));
   if (control == "storeTableView") reloadList();
   const bool ofMessage = pane_->findChild<QObject*>(control) != nullptr ||
                          control == "messageHead" || control == "mySplitView" ||

@@ -37,6 +37,8 @@ class MessagePdf {
   MessagePdf(Context context, bool asText);
   ~MessagePdf();
 
+  /// Whether HTML is laid out as HTML.
+  [[nodiscard]] bool laysOutHtml() const { return paper_ != nullptr; }
   /// The bytes of the PDF. HTML that cannot be laid out gives its message's text.
   [[nodiscard]] Result<std::string> layOut(const ListedMessage& message);
 

@@ -112,6 +112,9 @@ int writePdf(const Order& order, Archiver& archiver, const Environment& environm
   PrintedProgress progress(order.target != "-");
   const auto log = [](const std::string& line) { (void)fail(line); };
   MessagePdf pdf({archiver.session(), archiver.settings().user, environment, log}, order.asText);
+  if (!order.asText && !pdf.laysOutHtml()) {
+    log("HTML is laid out as its text: there is no web engine here that this user can start");
+  }
   const PdfLayout layOut = [&pdf](const ListedMessage& message) { return pdf.layOut(message); };
   const OutputContext context{archiver.session(), progress, {}, log};
   const MessageList list = listOfIds(archiver.session(), order.ids);

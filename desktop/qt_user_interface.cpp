@@ -12,6 +12,7 @@
 #include "desktop/progress_window.h"
 #include "desktop/qt_text.h"
 #include "desktop/text_window.h"
+#include "desktop/translation.h"
 
 namespace keldane {
 namespace {
@@ -33,12 +34,12 @@ PanelView* QtUserInterface::find(std::string_view panel) const {
 int QtUserInterface::alert(const Alert& alert) {
   QMessageBox box(mainWindow_ != nullptr && mainWindow_->isVisible() ? mainWindow_ : nullptr);
   box.setObjectName("alert");
-  box.setWindowTitle(qtText(alert.title));
+  box.setWindowTitle(coreWords(alert.title));
   box.setIcon(alert.style == AlertStyle::critical ? QMessageBox::Critical
                                                   : QMessageBox::Information);
   box.setTextFormat(Qt::PlainText);
-  box.setText(qtText(alert.title));
-  box.setInformativeText(qtText(alert.text));
+  box.setText(coreWords(alert.title));
+  box.setInformativeText(coreWords(alert.text));
   std::vector<QPushButton*> buttons;
   const std::vector<std::string> titles =
       alert.buttons.empty() ? std::vector<std::string>{"OK"} : alert.buttons;
@@ -101,7 +102,7 @@ bool QtUserInterface::isPanelVisible(std::string_view panel) const {
 /// The system's choosers take files or folders, not both.
 bool QtUserInterface::asksForFolder(const FileChooser& chooser, bool& cancelled) const {
   if (!chooser.folders || !chooser.files) return chooser.folders;
-  QMessageBox box(QMessageBox::Question, qtText(chooser.title),
+  QMessageBox box(QMessageBox::Question, coreWords(chooser.title),
                   QCoreApplication::translate("FileChooser", "What do you want to open?"),
                   QMessageBox::Cancel, mainWindow_);
   box.setObjectName("alert");
@@ -117,13 +118,13 @@ std::vector<std::string> QtUserInterface::chooseFiles(const FileChooser& chooser
   bool cancelled = false;
   const bool folder = asksForFolder(chooser, cancelled);
   if (cancelled) return {};
-  QFileDialog dialog(mainWindow_, qtText(chooser.title), userPath(chooser.startFolder));
+  QFileDialog dialog(mainWindow_, coreWords(chooser.title), userPath(chooser.startFolder));
   dialog.setObjectName("fileChooser");
   dialog.setFileMode(folder            ? QFileDialog::Directory
                      : chooser.several ? QFileDialog::ExistingFiles
                                        : QFileDialog::ExistingFile);
   dialog.setOption(QFileDialog::ShowDirsOnly, folder);
-  dialog.setLabelText(QFileDialog::Accept, qtText(chooser.prompt));
+  dialog.setLabelText(QFileDialog::Accept, coreWords(chooser.prompt));
   if (dialog.exec() != QDialog::Accepted) return {};
   std::vector<std::string> paths;
   for (const QString& path : dialog.selectedFiles()) paths.push_back(systemPath(path));
@@ -131,15 +132,15 @@ std::vector<std::string> QtUserInterface::chooseFiles(const FileChooser& chooser
 }
 
 std::string QtUserInterface::chooseSaveFile(const SaveChooser& chooser) {
-  QFileDialog dialog(mainWindow_, qtText(chooser.title));
+  QFileDialog dialog(mainWindow_, coreWords(chooser.title));
   dialog.setObjectName("saveChooser");
   dialog.setAcceptMode(QFileDialog::AcceptSave);
   dialog.setFileMode(QFileDialog::AnyFile);
   if (!chooser.fileType.empty()) dialog.setDefaultSuffix(qtText(chooser.fileType));
   if (!chooser.fieldLabel.empty()) {
-    dialog.setLabelText(QFileDialog::FileName, qtText(chooser.fieldLabel));
+    dialog.setLabelText(QFileDialog::FileName, coreWords(chooser.fieldLabel));
   }
-  if (!chooser.prompt.empty()) dialog.setLabelText(QFileDialog::Accept, qtText(chooser.prompt));
+  if (!chooser.prompt.empty()) dialog.setLabelText(QFileDialog::Accept, coreWords(chooser.prompt));
   dialog.selectFile(qtText(safeFileName(chooser.name)));
   if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return {};
   return systemPath(dialog.selectedFiles().front());
@@ -152,11 +153,11 @@ void QtUserInterface::changed(std::string_view control) {
 
 void QtUserInterface::setWindowTitle(std::string_view panel, std::string_view title) {
   PanelView* view = find(panel);
-  if (view != nullptr) view->window().setWindowTitle(messageLine(title));
+  if (view != nullptr) view->window().setWindowTitle(coreWords(shownLine(title)));
 }
 
 void QtUserInterface::progressStarted(std::string_view title) {
-  if (progress_ != nullptr) progress_->start(qtText(title));
+  if (progress_ != nullptr) progress_->start(coreWords(title));
 }
 
 void QtUserInterface::progressChanged(int count, std::string_view detail) {
@@ -174,7 +175,7 @@ void QtUserInterface::progressEnded() {
 }
 
 void QtUserInterface::showText(std::string_view title, std::string_view text) {
-  if (text_ != nullptr) text_->showText(qtText(title), qtText(shownText(text)));
+  if (text_ != nullptr) text_->showText(coreWords(title), qtText(shownText(text)));
 }
 
 }  // namespace keldane

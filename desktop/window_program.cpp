@@ -14,6 +14,7 @@
 #include "desktop/first_page.h"
 #include "desktop/fonts.h"
 #include "desktop/found_mail_dialog.h"
+#include "desktop/getting_started.h"
 #include "desktop/id_dialog.h"
 #include "desktop/main_window.h"
 #include "desktop/message_pane.h"
@@ -103,6 +104,9 @@ void WindowProgram::makePanels() {
   add(std::make_unique<IdDialog>(controller_->sqlFiles(), over));
   add(std::make_unique<DuplicatesDialog>(controller_->duplicatesPanel(), over));
   add(std::make_unique<StatisticsRequestDialog>(controller_->statisticsPanel(), over));
+  add(std::make_unique<GettingStartedWindow>(
+      controller_->settingsPanel().form.showOnStartupCheck,
+      [this] { controller_->doneGettingStarted(); }, over));
   auto statistics = std::make_unique<StatisticsWindow>(
       controller_->statisticsPanel(), [this] { controller_->printPanel().printStats(); }, over);
   printer_ = std::make_unique<QtPagePrinter>(*mainWindow_);

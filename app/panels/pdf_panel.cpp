@@ -3,20 +3,6 @@
 #include "base/shown_text.h"
 
 namespace keldane {
-namespace {
-
-/// Each message takes its time, and the user can end it behind any of them.
-class PdfProgress : public PanelProgress {
- public:
-  explicit PdfProgress(const OutputFrame& frame)
-      : PanelProgress(frame.progress(), 1), ui_(frame.ui()) {}
-  [[nodiscard]] bool cancelled() const override { return !ui_.goesOn(); }
-
- private:
-  UserInterface& ui_;
-};
-
-}  // namespace
 
 void PdfPanel::savePdf() {
   const MessageList list = frame_.selectedMessages();
@@ -36,7 +22,8 @@ void PdfPanel::write(const MessageList& list, bool asText, const std::string& na
       {.title = "Save as PDF", .fileType = "pdf", .prompt = "Save", .name = name});
   if (path.empty() || !frame_.canWrite(path)) return;
   frame_.begin("Saving...");
-  PdfProgress progress(frame_);
+  // Each message takes its time.
+  EndablePanelProgress progress(frame_.progress(), frame_.ui(), 1);
   layouts(asText, [&](const PdfLayout& layOut) {
     const auto written = keldane::exportPdf(frame_.output(progress), list, layOut, path);
     frame_.end();

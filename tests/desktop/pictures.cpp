@@ -22,7 +22,7 @@ namespace {
 constexpr const char* kPanels[] = {
     "storeDatePanel", "connectPanel",   "retrievePanel", "SQLPanel",      "savedSearchesPanel",
     "attchTypeSheet", "foundMailPanel", "tagPanel",      "tagRulesPanel", "tagRulesSheet",
-    "addressesPanel", "IdPanel",        "dupsPanel",     "statsPanel"};
+    "addressesPanel", "IdPanel",        "dupsPanel",     "statsPanel",    "splashScreen"};
 constexpr const char* kSettingsTabs[] = {"general", "accounts", "viewing", "schedule", "tagRules"};
 
 class Pictures {
