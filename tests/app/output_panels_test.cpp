@@ -1,20 +1,11 @@
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "app/panels/deletion_panel.h"
 #include "app/panels/export_panel.h"
 #include "app/panels/print_panel.h"
 #include "app/panels/reply_panel.h"
 #include "app/panels/save_panel.h"
 #include "base/text.h"
-#include "platform/local_main_queue.h"
-#include "tests/ingest/server_database.h"
-#include "tests/support/fake_environment.h"
-#include "tests/support/recording_host_services.h"
-#include "tests/support/recording_tool_runner.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/panels_rig.h"
 
 namespace keldane {
 namespace {
@@ -33,11 +24,9 @@ struct RecordingPrinter : PagePrinter {
 };
 
 /// The panels over a list of three messages, shown from its end.
-class OutputPanels : public ::testing::Test {
+class OutputPanels : public ::testing::Test, protected ServerPanels {
  protected:
   OutputPanels() {
-    process.homePath = folder.path();
-    process.workFolder = folder / "work";
     for (int id = 1; id <= 3; ++id) {
       const std::string date = "2024-01-0" + std::to_string(id) + " 10:00:00";
       run(fmt::format(
@@ -53,9 +42,7 @@ class OutputPanels : public ::testing::Test {
     }
     list.reverseList = true;
     list.selectedRows = {1, 0};
-    host.mailApplication = false;
   }
-  void run(const std::string& sql) { ASSERT_TRUE(db.session->query(sql)) << db.session->error(); }
   std::string text(const std::string& name) {
     std::string found = folder.read(name);
     for (const char* gone : {"\xFF\xFE", "\0"}) {
@@ -70,23 +57,10 @@ class OutputPanels : public ::testing::Test {
     return lines;
   }
 
-  TemporaryFolder folder;
-  ServerDatabase db;
-  ProcessState process;
-  LocalMainQueue queue;
-  RecordingUserInterface ui;
-  RecordingHostServices host;
-  RecordingToolRunner tools;
   RecordingPrinter printer;
-  FakeEnvironment environment;
-  ProgressPanel progress{ui, queue};
-  ArchiveDatabase database{*db.session, progress, process};
-  PreferencesFile prefs{folder / "prefs.plist"};
-  Settings settings{*db.session, database, prefs, process};
-  ResultTable list{{*db.session, database, settings.user, progress, ui, process, {}}};
   MessageViewer viewer{
-      {*db.session, list, settings.user, process, environment, ui, {}, [] { return false; }, {}}};
-  OutputFrame frame{{*db.session, list, settings, progress, ui, host, {}}};
+      {session, list, settings.user, process, environment, ui, {}, [] { return false; }, {}}};
+  OutputFrame frame{{session, list, settings, progress, ui, host, {}}};
   std::string whereSql = "WHERE 1";
   std::string report = "figures";
   SavePanel save{frame, whereSql};

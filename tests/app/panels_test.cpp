@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "tests/app/controller_rig.h"
@@ -148,18 +146,6 @@ TEST_F(SchedulePanelTest, TellsOfAFailure) {
   controller->schedulePanel().schedule();
   EXPECT_THAT(ui.alertLines(),
               ElementsAre(HasSubstr("critical [Schedule] The schedule could not be saved: ")));
-}
-
-TEST_F(SchedulePanelTest, TheBoxForAllDaysDrivesTheOthers) {
-  auto& checks = controller->settingsPanel().form.schedChecks;
-  checks[0] = true;
-  controller->schedulePanel().changeSchedAll();
-  EXPECT_THAT(checks, testing::Each(true));
-  checks[3] = false;
-  controller->schedulePanel().changeSchedDays();
-  EXPECT_THAT(checks, ElementsAre(false, true, true, false, true, true, true, true));
-  controller->schedulePanel().changeSchedAll();
-  EXPECT_THAT(checks, testing::Each(false));
 }
 
 }  // namespace

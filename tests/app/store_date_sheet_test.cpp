@@ -1,6 +1,5 @@
 #include "app/panels/store_date_sheet.h"
 
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>

@@ -1,16 +1,9 @@
 #include "app/panels/tag_panel.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "app/panels/search_form.h"
-#include "archive/archive_database.h"
-#include "platform/local_main_queue.h"
-#include "tests/ingest/server_database.h"
-#include "tests/support/recording_user_interface.h"
-#include "tests/support/scripted_session.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/app/panels_rig.h"
 
 namespace keldane {
 namespace {
@@ -19,14 +12,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// The tag window over three listed messages, the second of them tagged.
-struct TagRig {
-  explicit TagRig(ServerSession& session)
-      : database(session, quiet, process),
-        prefs(folder / "prefs.plist"),
-        settings(session, database, prefs, process),
-        progress(ui, queue),
-        list({session, database, settings.user, progress, ui, process, {}}),
-        panel(session, list, settings, progress, ui) {
+struct TagRig : PanelsOver {
+  explicit TagRig(ServerSession& sessionToUse) : PanelsOver(sessionToUse) {
     list.emailRows = {{11, 0, "2023-01-01 00:00:00", "a", "b", "one", "IN"},
                       {12, 1, "2023-01-02 00:00:00*", "a", "b", "two", "IN"},
                       {13, 2, "2023-01-03 00:00:00", "a", "b", "three", "IN"}};
@@ -41,37 +28,19 @@ struct TagRig {
     return found;
   }
 
-  TemporaryFolder folder;
-  ProcessState process;
-  LocalMainQueue queue;
-  RecordingUserInterface ui;
-  Progress quiet;
-  ArchiveDatabase database;
-  PreferencesFile prefs;
-  Settings settings;
-  ProgressPanel progress;
-  ResultTable list;
-  TagPanel panel;
+  TagPanel panel{session, list, settings, progress, ui};
 };
 
 std::string selectSql(int id) {
   return "SELECT cat_fld,key_fld,priority_fld,notes_fld FROM tags WHERE id=" + std::to_string(id);
 }
 
-TEST(TagPanel, TagsTheSelectedRowsAndSaysHowMany) {
+struct TagPanelTest : ::testing::Test {
   ScriptedSession session;
-  TagRig rig(session);
-  rig.fill("Work", "zoo Ant \"b\"", "line\nnext", 5);
-  rig.panel.selectedRows = {2, 0};
-  EXPECT_TRUE(rig.panel.addTags());
-  EXPECT_THAT(rig.dates(), ElementsAre("01 00:00:00*", "02 00:00:00*", "03 00:00:00*"));
-  EXPECT_EQ(rig.panel.sqlText, "2 emails have been tagged.");
-  EXPECT_THAT(rig.ui.alertLines(), ElementsAre("alert [Done] Done tagging email"));
-}
+  TagRig rig{session};
+};
 
-TEST(TagPanel, TakesTheRowsOfAReversedListFromItsEnd) {
-  ScriptedSession session;
-  TagRig rig(session);
+TEST_F(TagPanelTest, TakesTheRowsOfAReversedListFromItsEnd) {
   rig.list.reverseList = true;
   rig.panel.selectedRows = {0, 7};
   EXPECT_TRUE(rig.panel.replaceTags());
@@ -81,9 +50,7 @@ TEST(TagPanel, TakesTheRowsOfAReversedListFromItsEnd) {
   EXPECT_EQ(session.statements().back(), selectSql(11));
 }
 
-TEST(TagPanel, ANewCategoryJoinsTheMenusOnce) {
-  ScriptedSession session;
-  TagRig rig(session);
+TEST_F(TagPanelTest, ANewCategoryJoinsTheMenusOnce) {
   session.answerOn("query SELECT cat_fld*", {{"Old", "a b", "1", "n"}});
   for (const char* category : {"Work", "Work", "None", "none", ""}) {
     rig.panel.selectedRows = {};
@@ -105,9 +72,7 @@ TEST(TagPanel, ANewCategoryJoinsTheMenusOnce) {
       << "adding reads the old category into the list";
 }
 
-TEST(TagPanel, ShowsTheTagsOfTheRowSelectedLast) {
-  ScriptedSession session;
-  TagRig rig(session);
+TEST_F(TagPanelTest, ShowsTheTagsOfTheRowSelectedLast) {
   rig.panel.tagEmail();
   EXPECT_THAT(rig.ui.calls, IsEmpty()) << "no row, no window";
   session.answerOn("query " + selectSql(12), {{"Work", "a b", "4", "n\xE4h"}});
@@ -138,6 +103,8 @@ TEST(TagPanel, StopsAtTheFirstRefusedStatement) {
                                                  "alert [Done] Done tagging email"));
     EXPECT_EQ(rig.panel.sqlText, "1 email has been tagged.");
     EXPECT_THAT(rig.dates(), ElementsAre("01 00:00:00*", "02 00:00:00*", "03 00:00:00"));
+    EXPECT_TRUE(rig.panel.addTags());
+    EXPECT_EQ(rig.panel.sqlText, "3 emails have been tagged.");
   }
 }
 

@@ -93,6 +93,13 @@ TEST_F(TagRuleEditorTest, SavesWhatTheSheetHolds) {
 TEST_F(TagRuleEditorTest, CopiesAndEditsTheSelectedRule) {
   add("one");
   add("two");
+  ui.calls.clear();
+  for (const std::vector<std::size_t>& rows : {std::vector<std::size_t>{}, {5}}) {
+    editor.selectedRows = rows;
+    editor.dupRule();
+    editor.editRule();
+  }
+  EXPECT_THAT(ui.lines("sheet"), IsEmpty()) << "none is selected";
   editor.didClickRuleCheck(0);
   editor.selectedRows = {0};
   editor.dupRule();
@@ -127,17 +134,6 @@ TEST_F(TagRuleEditorTest, KeepsTheRulesOfAnotherProgram) {
   editor.didClickRuleCheck(2);
   EXPECT_THAT(names(), ElementsAre("+b", "-c", "+theirs"));
   EXPECT_EQ(stored(), rules.rules());
-}
-
-TEST_F(TagRuleEditorTest, NeedsASelectedRuleToCopyOrEdit) {
-  add("one");
-  ui.calls.clear();
-  for (const std::vector<std::size_t>& rows : {std::vector<std::size_t>{}, {5}}) {
-    editor.selectedRows = rows;
-    editor.dupRule();
-    editor.editRule();
-  }
-  EXPECT_THAT(ui.lines("sheet"), IsEmpty());
 }
 
 TEST_F(TagRuleEditorTest, RemovesTheSelectedRulesOnly) {
