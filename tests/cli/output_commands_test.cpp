@@ -1,15 +1,8 @@
 #include <algorithm>
 #include <filesystem>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "base/files.h"
-#include "tests/support/test_server.h"
+#include "tests/cli/program_rig.h"
 
 namespace keldane {
 namespace {
@@ -20,8 +13,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-using Words = std::vector<std::string>;
-
 std::string mail(const char* sender, const char* subject, int day, const char* text) {
   return std::string("From: ") + sender + "\nTo: bob@example.org\nSubject: " + subject +
          "\nDate: Mon, " + std::to_string(day) + " Jan 2023 03:04:05 +0000\n\n" + text + "\n";
@@ -29,43 +20,19 @@ std::string mail(const char* sender, const char* subject, int day, const char* t
 const std::string kInvoice = mail("ann@example.org", "Invoice 12", 2, "Please pay");
 
 /// A home folder with an archive of three messages on the server of the tests.
-class OutputCommands : public ::testing::Test {
+class OutputCommands : public ProgramRig {
  protected:
   static void SetUpTestSuite() {
-    home_ = std::make_unique<TemporaryFolder>();
+    ProgramRig::SetUpTestSuite();
     home_->write("mail/1.eml", kInvoice);
     home_->write("mail/2.eml", mail("eve@example.org", "Hello", 3, "you \x1B[2J"));
     home_->write("mail/3.eml", mail("carl@example.org", "Lunch", 4, "At noon?"));
-    TestServer& server = TestServer::shared();
-    run({"connections", "add", "Tests", "--socket", *server.address().socket, "--user",
-         *server.address().user, "--database", server.freshDatabase("terminal")});
-    run({"connections", "use", "Tests"});
     output({"archive", home() + "/mail"});
   }
-  static void TearDownTestSuite() { home_.reset(); }
 
-  static std::string home() { return home_->path(); }
-  /// Runs it as words behind these, which may set a variable or a limit.
-  static ToolOutcome runBehind(Words before, const Words& arguments) {
-    before.insert(before.end(), {"/usr/bin/env", "HOME=" + home(), "TZ=UTC", KELDANE_PROGRAM});
-    before.insert(before.end(), arguments.begin(), arguments.end());
-    ToolCall call{before.front(), {before.begin() + 1, before.end()}, home(), ""};
-    const Result<ToolOutcome> outcome = ProcessToolRunner().run(call);
-    if (!outcome) ADD_FAILURE() << outcome.error();
-    return outcome ? *outcome : ToolOutcome{};
-  }
-  static ToolOutcome run(const Words& arguments) { return runBehind({}, arguments); }
-  /// What it printed; its end must be a good one.
-  static std::string output(const Words& arguments) {
-    const ToolOutcome outcome = run(arguments);
-    EXPECT_EQ(outcome.exitStatus, 0)
-        << ::testing::PrintToString(arguments) << ": " << outcome.errorText;
-    return outcome.output;
-  }
   /// Makes a program of this name, for those who have `withTools` before them.
   static void makeTool(const std::string& name, const std::string& script) {
-    home_->write("bin/" + name, "#!/bin/sh\n" + script + "\n");
-    ASSERT_EQ(::chmod((home() + "/bin/" + name).c_str(), 0700), 0);
+    home_->writeScript("bin/" + name, script + "\n");
   }
   static Words withTools() { return {"/usr/bin/env", "PATH=" + home() + "/bin:/usr/bin:/bin"}; }
   static std::size_t lines(const std::string& text) {
@@ -79,8 +46,6 @@ class OutputCommands : public ::testing::Test {
     }
     return files;
   }
-
-  static inline std::unique_ptr<TemporaryFolder> home_;
 };
 
 TEST_F(OutputCommands, SaveAndPrintTheMessagesThatAreNamed) {

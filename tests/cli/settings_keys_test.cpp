@@ -2,8 +2,6 @@
 
 #include <filesystem>
 
-#include <gtest/gtest.h>
-
 #include "tests/settings/settings_rig.h"
 
 namespace keldane {

@@ -22,16 +22,8 @@ TEST(TerminalText, LetsNothingThroughThatSteersATerminal) {
       {"CR LF", "a\r\nb\r\n", "a\nb\n"},
       {"CR alone", "good\rbad", "good bad"},
       {"escape sequence", "\x1B]0;title\x07", "\uFFFD]0;title\uFFFD"},
-      {"C1 control",
-       "\xC2\x9B"
-       "2J",
-       "\uFFFD"
-       "2J"},
-      {"bare C1 byte",
-       "\x9B"
-       "2J",
-       "\uFFFD"
-       "2J"},
+      {"C1 control", "\u009B2J", "\uFFFD2J"},
+      {"bare C1 byte", "\2332J", "\uFFFD2J"},
       {"NUL and DEL", std::string("a\0\x7F", 3), "a\uFFFD\uFFFD"},
       {"letters", "größe 日本", "größe 日本"},
       {"direction", "a\u202Efdp.exe", "a\uFFFDfdp.exe"},
