@@ -5,7 +5,6 @@
 #include <utility>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/local_main_queue.h"
 #include "tests/support/fake_environment.h"

@@ -1,7 +1,6 @@
 #include "app/panels/tag_rule_editor.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/support/recording_user_interface.h"
 #include "tests/support/temporary_folder.h"

@@ -1,7 +1,6 @@
 #include "cli/schedule_options.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "schedule/schedule.h"
 

@@ -1,7 +1,6 @@
 #include "mime/headers/content_type.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>

@@ -1,7 +1,6 @@
 #include "mime/mail_source.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>

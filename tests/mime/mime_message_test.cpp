@@ -1,7 +1,6 @@
 #include "mime/tree/mime_message.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>

@@ -1,7 +1,6 @@
 #include "mime/tno_mime.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "archive/fingerprints.h"
 #include "archive/sql_values.h"

@@ -1,7 +1,6 @@
 #include "query/message_tags.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/support/scripted_session.h"
 

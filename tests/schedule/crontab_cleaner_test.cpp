@@ -4,7 +4,6 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/files.h"
 #include "platform/process_tool_runner.h"

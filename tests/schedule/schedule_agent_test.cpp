@@ -5,7 +5,6 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "schedule/launchd_schedule_agent.h"
 #include "schedule/systemd_schedule_agent.h"
