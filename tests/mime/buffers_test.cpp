@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "mime/buffers/byte_search.h"
@@ -204,11 +205,7 @@ TEST(StringBufferSplit, AtSeparatorsAndLineEnds) {
     for (int i = 0; i < list.getSize(); ++i) out.emplace_back(list.viewAt(i));
     return out;
   };
-  struct {
-    std::string_view text;
-    bool quoted;
-    std::vector<std::string> pieces;
-  } const rows[] = {
+  const std::tuple<std::string_view, bool, std::vector<std::string>> rows[] = {
       {"a;;c;", true, {"a", "", "c"}},
       {R"(n="x;y";z)", true, {R"(n="x;y")", "z"}},
       {R"(n="x;y")", false, {R"(n="x)", R"(y")"}},
@@ -217,10 +214,10 @@ TEST(StringBufferSplit, AtSeparatorsAndLineEnds) {
       {R"("a;b;c)", true, {R"("a;b;c)"}},
       {"", true, {}},
   };
-  for (const auto& row : rows) {
+  for (const auto& [text, quoted, pieces] : rows) {
     ExtPtrArraySb list;
-    ASSERT_TRUE(split(row.text, list, ';', row.quoted, true));
-    EXPECT_EQ(texts(list), row.pieces) << row.text;
+    ASSERT_TRUE(split(text, list, ';', quoted, true));
+    EXPECT_EQ(texts(list), pieces) << text;
   }
   ExtPtrArraySb lines;
   splitIntoLines("a\r\n\r\nb\rc\nd", lines, 1);

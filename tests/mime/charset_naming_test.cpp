@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "mime/buffers/psdk.h"
@@ -94,13 +95,7 @@ TEST_F(CharsetNamingTest, ACanonicalNameLeadsBackToItsPage) {
 }
 
 TEST_F(CharsetNamingTest, SetByName) {
-  struct {
-    const char* given;
-    bool ok;
-    int page;
-    const char* name;
-    int preamble;
-  } const rows[] = {
+  const std::tuple<const char*, bool, int, const char*, int> rows[] = {
       {"latin1", true, 28591, "iso-8859-1", 0},
       {"bom-utf-8", true, 65001, "utf-8", 1},
       {"bom:utf-16", true, 1200, "unicode", 1},
@@ -115,14 +110,14 @@ TEST_F(CharsetNamingTest, SetByName) {
       {"OEM", true, 65001, "utf-8", 0},
       {"bogus", false, 0, "", 0},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.given);
+  for (const auto& [given, ok, page, name, preamble] : rows) {
+    SCOPED_TRACE(given);
     _tnCharset charset;
     charset.setByCodePage(866);
-    EXPECT_EQ(charset.setByName(row.given), row.ok);
-    EXPECT_EQ(charset.getCodePage(), row.page);
-    EXPECT_STREQ(charset.getName(), row.name);
-    EXPECT_EQ(charset.getPreambleChoice(), row.preamble);
+    EXPECT_EQ(charset.setByName(given), ok);
+    EXPECT_EQ(charset.getCodePage(), page);
+    EXPECT_STREQ(charset.getName(), name);
+    EXPECT_EQ(charset.getPreambleChoice(), preamble);
   }
 }
 

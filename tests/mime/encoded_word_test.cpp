@@ -4,6 +4,8 @@
 
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "mime/buffers/data_buffer.h"
 #include "mime/buffers/log_base.h"
@@ -87,11 +89,7 @@ TEST(EncodedWords, KeepTheirCharsetWithoutConversion) {
 
 TEST(EncodedWords, ShortFormActsOnMarkedTextsOnly) {
   LogNull log;
-  struct {
-    const char* value;
-    bool isMarked;
-    const char* text;
-  } const rows[] = {
+  const std::tuple<const char*, bool, const char*> rows[] = {
       {"=?utf-8?Q?a?=", true, "a"},
       {"=?utf-8?b?QQ==?=", true, "A"},
       {"=?utf-8?X?a?=", false, "=?utf-8?X?a?="},
@@ -102,11 +100,11 @@ TEST(EncodedWords, ShortFormActsOnMarkedTextsOnly) {
       {"?Q", false, "?Q"},
       {"", false, ""},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(hasEncodedWordMark(row.value), row.isMarked) << row.value;
-    StringBuffer value(row.value);
+  for (const auto& [given, isMarked, text] : rows) {
+    EXPECT_EQ(hasEncodedWordMark(given), isMarked) << given;
+    StringBuffer value(given);
     qbDecode(value, log);
-    EXPECT_EQ(value.view(), row.text) << row.value;
+    EXPECT_EQ(value.view(), text) << given;
   }
 }
 
@@ -156,11 +154,8 @@ TEST(StarEncoding, DecodesValuesWithAndWithoutALabel) {
 }
 
 TEST(EncodedWords, SurviveHostileValues) {
-  struct {
-    const char* unit;
-    /// Of each of them; null where only the length is known.
-    const char* decoded;
-  } const rows[] = {
+  // What each of them becomes; null where only the length is known.
+  const std::pair<const char*, const char*> rows[] = {
       {"=?utf-8?Q?a?=", "a"},
       {"?Q?", "?Q?"},
       {"'", "'"},
@@ -173,21 +168,17 @@ TEST(EncodedWords, SurviveHostileValues) {
       {"=?bogus?B?QQ==?= ", nullptr},
   };
   constexpr int kTimes = 100000;
-  for (const auto& row : rows) {
-    std::string text;
-    std::string wanted;
-    for (int i = 0; i < kTimes; ++i) {
-      text += row.unit;
-      if (row.decoded) wanted += row.decoded;
-    }
+  for (const auto& [unit, unitDecoded] : rows) {
+    const std::string text = repeated(unit, kTimes);
+    const std::string wanted = unitDecoded ? repeated(unitDecoded, kTimes) : "";
     const std::string decoded = toUtf8(text);
     // Not printed whole by a failure.
-    EXPECT_TRUE(row.decoded ? decoded == wanted : decoded.size() <= text.size()) << row.unit;
+    EXPECT_TRUE(unitDecoded ? decoded == wanted : decoded.size() <= text.size()) << unit;
     LogNull log;
     StringBuffer value(text);
     StringBuffer out;
     StringBuffer label;
-    EXPECT_TRUE(ContentCoding().decodeStarEncoded(value, "", out, label, log)) << row.unit;
+    EXPECT_TRUE(ContentCoding().decodeStarEncoded(value, "", out, label, log)) << unit;
   }
 }
 
