@@ -30,16 +30,17 @@ void TagRuleEditor::addRule() {
 }
 
 void TagRuleEditor::dupRule() {
-  if (selectedRows.empty()) return;
-  loadRules();
-  if (!hasSelectedRule()) return;
+  if (!selectedRows.empty()) loadRules();
+  if (!hasSelectedRule()) {
+    editingRule_ = false;  // or the next sheet would take itself for an edit
+    return;
+  }
   fillSheet(rules_.rules()[selectedRows.back()]);
   ui_.openSheet("tagRulesSheet");
 }
 
 void TagRuleEditor::editRule() {
-  // Without a rule there is nothing to edit, and the next sheet must not take itself for an edit.
-  editingRule_ = !selectedRows.empty();
+  editingRule_ = true;
   dupRule();
 }
 
