@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <variant>
@@ -89,8 +91,13 @@ class HitPrinter {
       : access_(access), query_(query), options_(options) {}
 
   [[nodiscard]] Result<void> print(const std::vector<WordHit>& hits, bool color) {
-    for (const WordHit& hit : hits) {
-      Result<std::optional<ArchivedMessage>> message = access_.catchUp().load(hit.id);
+    for (std::size_t i = 0; i < hits.size(); ++i) {
+      if (i % kUsualLimit == 0) {
+        const Result<void> loaded = load(hits, i);
+        if (!loaded) return loaded;
+      }
+      const WordHit& hit = hits[i];
+      Result<std::optional<ArchivedMessage>> message = take(hit.id);
       if (!message) return Failure{message.error()};
       HitPlace place;
       if (*message)
@@ -102,6 +109,23 @@ class HitPrinter {
   }
 
  private:
+  /// As many as a page shows, from this one on.
+  [[nodiscard]] Result<void> load(const std::vector<WordHit>& hits, std::size_t from) {
+    std::vector<std::uint32_t> ids;
+    for (std::size_t i = from; i < std::min(from + kUsualLimit, hits.size()); ++i) {
+      ids.push_back(hits[i].id);
+    }
+    Result<std::vector<ArchivedMessage>> messages = access_.catchUp().load(ids);
+    if (!messages) return Failure{messages.error()};
+    loaded_.clear();
+    for (ArchivedMessage& message : *messages) loaded_[message.id] = std::move(message);
+    return {};
+  }
+  [[nodiscard]] Result<std::optional<ArchivedMessage>> take(std::uint32_t id) {
+    const auto found = loaded_.find(id);
+    if (found == loaded_.end()) return access_.catchUp().load(id);
+    return std::optional<ArchivedMessage>(std::move(found->second));
+  }
   static void printHit(const WordHit& hit, const HitPlace& place, bool color) {
     const std::string head = fmt::format("{}  {}  {}  {}", hit.id, hit.date.substr(0, 16),
                                          shownLine(hit.from), shownLine(hit.subject));
@@ -127,6 +151,7 @@ class HitPrinter {
   IndexAccess& access_;
   const QueryNode& query_;
   const FindOptions& options_;
+  std::map<std::uint32_t, ArchivedMessage> loaded_;
   WordCutter cutter_;
 };
 

@@ -293,6 +293,11 @@ Result<std::optional<ArchivedMessage>> IndexCatchUp::load(std::uint32_t id) {
   return std::optional<ArchivedMessage>(std::move(rows->front()));
 }
 
+Result<std::vector<ArchivedMessage>> IndexCatchUp::load(const std::vector<std::uint32_t>& ids) {
+  if (ids.empty()) return std::vector<ArchivedMessage>();
+  return fetch("e.id IN (" + idList(ids, 0, ids.size()) + ")");
+}
+
 Result<void> IndexCatchUp::addAbove(std::uint32_t id, CatchUpOutcome& outcome, Progress& progress) {
   while (true) {
     Result<std::vector<ArchivedMessage>> rows = fetch(fmt::format("e.id>{}", id));

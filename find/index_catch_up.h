@@ -60,6 +60,9 @@ class IndexCatchUp {
 
   /// A message's rows; nullopt when it is gone.
   [[nodiscard]] Result<std::optional<ArchivedMessage>> load(std::uint32_t id);
+  /// Those of several messages with one statement, ids ascending. As many as are gone are missing,
+  /// and as many as would be too much to hold at once.
+  [[nodiscard]] Result<std::vector<ArchivedMessage>> load(const std::vector<std::uint32_t>& ids);
 
  private:
   [[nodiscard]] bool isProvedInStep();

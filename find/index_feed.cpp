@@ -4,6 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include "platform/thread_priority.h"
+
 namespace keldane {
 namespace {
 
@@ -88,6 +90,8 @@ IndexFeed::Outcome IndexFeed::finish() {
 // The feed's thread.
 
 void IndexFeed::work() {
+  // Else the run and its server wait for a processor. What is left at the end is waited for there.
+  lowerThreadPriority();
   Task task;
   while (waitForTask(task)) {
     try {

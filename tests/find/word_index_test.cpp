@@ -305,12 +305,15 @@ TEST_F(WordIndexTest, NoticesOneMessageGoneAndAnotherCome) {
 TEST_F(WordIndexTest, TrustsTheServersPositionWhereItTellsOfEveryChange) {
   add(1, "one", "");
   update();
-  // The server may still be clearing up behind the statements before.
-  for (int tries = 0; tries < 200 && index_->state() != WordIndex::State::reading; ++tries) {
+  // Not every make of server tells; one that does may still be clearing up behind what was before.
+  const auto proved =
+      readServerPosition(*session_) ? WordIndex::State::reading : WordIndex::State::writing;
+  for (int tries = 0; tries < 200; ++tries) {
     openIndex();
     EXPECT_TRUE(update().inStep);
+    if (index_->state() == WordIndex::State::reading) break;
   }
-  EXPECT_EQ(index_->state(), WordIndex::State::reading) << "nothing had to be compared";
+  EXPECT_EQ(index_->state(), proved) << "where it is proved, nothing is compared";
   sql("UPDATE email SET mailbox='Sent' WHERE id=1");
   EXPECT_EQ(update().moved, 1u);
   EXPECT_EQ(find("mailbox:sent"), "1");

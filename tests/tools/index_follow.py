@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Two programs add, tag and delete messages of one archive at once, others search meanwhile; then
+"""Two programs add, tag, move and delete messages of one archive at once, others search meanwhile; then
 random queries to the word index must find what a plain search over the rows finds. After that the
 program is killed again and again while it indexes, and the same must hold after its next start.
 
@@ -121,6 +121,7 @@ def random_query(mail, chance):
          and stands(row, USUAL, [one])),
         (f"date:{year} {one}",
          lambda row: row["date"].startswith(str(year)) and stands(row, USUAL, [one])),
+        (f"mailbox:moved{year % 3}", lambda row: stands(row, ["mailbox"], ["moved", str(year % 3)])),
         (f"attachment:{one}", lambda row: one in row["attachment"]),
         (f"NOT {one}", lambda row: not stands(row, USUAL, [one]))]
     return chance.choice(kinds)
@@ -153,6 +154,8 @@ def change(program, archive, folders, seed, deletions, tags, faults):
                 # Another program may delete one of them meanwhile.
                 program.start("tag", *chosen, "--database", DATABASE, "--keywords",
                               f"key{chance.randrange(6)}").communicate()
+            moved = ",".join(chance.sample(ids, 10))
+            archive.rows(f"UPDATE email SET mailbox='moved{chance.randrange(3)}' WHERE id IN ({moved})")
             gone = ",".join(chance.sample(ids, deletions // len(folders)))
             for table in ("tags", "attachments", "origemail", "email"):
                 archive.rows(f"DELETE FROM {table} WHERE id IN ({gone})")

@@ -62,6 +62,12 @@ walk 'back\slash, "quotes"' show 1
 walk '' tag 1 3 --keywords 'tax "🌻" \ x'
 walk '' untag 3
 walk '"plants"' search --category Garden --json
+walk '🌻' find sunflowers
+walk '2' find --count -- 'invoice -seeds'
+walk '"plants"' find --json tag:plants
+walk 'text/plain' parts 1
+walk 'All is well' verify
+walk '3 messages in the word index' index rebuild
 walk '' search --and subject=invoice --save 'my "search"'
 walk '😀 invoice' search --saved 'my "search"'
 walk '' searches set-browse 'my "search"'
