@@ -7,7 +7,8 @@
 // find_run KELDANE MAIL_FOLDER [MESSAGES [WORK_FOLDER]]
 //
 // MAIL_FOLDER holds a message a file. With MESSAGES each is written again with other ids, subjects
-// and years until there are so many. WORK_FOLDER is kept; without it all is made and taken away.
+// and years until there are so many. WORK_FOLDER is kept, and where it is there from an earlier run
+// it is only searched; without it all is made and taken away.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -49,10 +50,15 @@ constexpr std::size_t kSampled = 3000;
 
 struct Outcome {
   double seconds = 0;
+  double busySeconds = 0;  ///< of all its threads
   long peakKb = 0;
   long lines = 0;
   int status = 0;
 };
+
+double secondsOf(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
 
 /// Runs a program to its end, what it prints counted in lines.
 Outcome runProgram(const Words& words) {
@@ -84,6 +90,7 @@ Outcome runProgram(const Words& words) {
   rusage usage = {};
   ::wait4(child, &outcome.status, 0, &usage);
   outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  outcome.busySeconds = secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
   outcome.peakKb = usage.ru_maxrss;
   return outcome;
 }
@@ -283,9 +290,13 @@ void printTimes(const char* program, const Times& times) {
 }
 
 void printIndexing(const char* program, const Outcome& outcome, long messages, double megabytes) {
-  fmt::print("  {:<24} {:>9.1f} s {:>9.0f} messages/s {:>9.1f} MB on disk {:>8.0f} MB peak\n",
-             program, outcome.seconds, static_cast<double>(messages) / outcome.seconds, megabytes,
-             static_cast<double>(outcome.peakKb) / 1024);
+  fmt::print(
+      "  {:<24} {:>9.1f} s ({:.1f} s at work) {:>9.0f} messages/s {:>9.1f} MB on disk {:>8.0f} MB "
+      "peak\n",
+      program, outcome.seconds, outcome.busySeconds,
+      static_cast<double>(messages) / outcome.seconds, megabytes,
+      static_cast<double>(outcome.peakKb) / 1024);
+  std::fflush(stdout);
 }
 
 /// The index asked within this process, the server for the rows of the hits.
@@ -297,7 +308,8 @@ class Inside {
         Archiver::Ports{terminal_, queue_, tools_, environment_, host_}, Archiver::Options());
     if (!archiver_->preferences().load() || !archiver_->start()) std::exit(1);
     archiver_->loadPreferences();
-    if (!archiver_->connectForCommand("", kDatabase).empty()) std::exit(1);
+    // As a search does, which changes nothing and leaves the index to the others.
+    if (!archiver_->connectForCommand("", kDatabase, Opening::existing).empty()) std::exit(1);
     const Result<std::string> identity = archiveIdentity(archiver_->session());
     if (!identity) std::exit(1);
     index_ = std::make_unique<WordIndex>(
@@ -390,9 +402,11 @@ int run(int argc, char** argv) {
   ::setenv("TMPDIR", work.c_str(), 1);
   ::setenv("NOTMUCH_CONFIG", (work + "/notmuch-config").c_str(), 1);
   const std::string maildir = work + "/mail";
-  const long messages = makeMaildir(folder, maildir, wanted);
-  fmt::print("{} messages, {:.1f} MB\n", messages, megabytesIn(maildir));
-  indexAll(keldane, maildir, work, messages);
+  if (!fs::exists(work + "/mu")) {
+    const long messages = makeMaildir(folder, maildir, wanted);
+    fmt::print("{} messages, {:.1f} MB\n", messages, megabytesIn(maildir));
+    indexAll(keldane, maildir, work, messages);
+  }
   searchAll(keldane, maildir, work, argv);
   std::error_code error;
   if (!isKept) fs::remove_all(work, error);
