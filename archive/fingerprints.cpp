@@ -97,8 +97,8 @@ bool Fingerprints::write(std::uint32_t id, const Fingerprint& fingerprint) {
   const std::string packed = compressed(*fingerprint.exactBytes);
   const std::unique_ptr<Statement> statement = session.makeStatement();
   const BoundValue value[] = {{packed, BindType::blob}};
-  return statement && statement->prepare(sql += "?)") && statement->bind(value) &&
-         statement->execute() && statement->close();
+  return statement && runStatement(*statement, sql += "?)", value) == Ran::done &&
+         statement->close();
 }
 
 void Fingerprints::remove(std::uint32_t id) {

@@ -18,6 +18,8 @@ constexpr unsigned kPacketTooLarge = 1153;
 constexpr const char* kPacketTooLargeText = "Got a packet bigger than 'max_allowed_packet' bytes";
 /// What a packet holds beside the text, or beside each bound value.
 constexpr std::size_t kPacketOverhead = 16;
+/// A statement with its values is sent at once up to this size, and lies in memory once more.
+constexpr std::size_t kAtOnceBytes = 1U << 20U;
 constexpr std::string_view kLimitQuestion = "SELECT @@SESSION.max_allowed_packet";
 
 const char* pointerOrNull(const std::optional<std::string>& text) {
@@ -79,7 +81,15 @@ struct PacketLimit {
   }
 };
 
-class MysqlStatement : public Statement {
+Ran runInSteps(Statement& statement, std::string_view sql, std::span<const BoundValue> values,
+               const std::function<void()>& beforeIt) {
+  if (!statement.prepare(sql)) return Ran::refusedText;
+  if (!statement.bind(values)) return Ran::refusedValues;
+  if (beforeIt) beforeIt();
+  return statement.execute() ? Ran::done : Ran::refused;
+}
+
+class MysqlStatement : public DirectStatement {
  public:
   /// `limit` is the session's and outlives the statement.
   MysqlStatement(MYSQL_STMT* statement, PacketLimit& limit)
@@ -98,6 +108,51 @@ class MysqlStatement : public Statement {
     // brought parameters of its own, and then there would be too few.
     if (statement_ == nullptr || statement_->param_count != values.size()) return false;
     if (values.empty()) return true;
+    fillBinds(values);
+    return mysql_stmt_bind_param(statement_, binds_.data()) == 0;
+  }
+
+  [[nodiscard]] bool execute() override {
+    return statement_ != nullptr && limit_.takes(boundBytes()) &&
+           mysql_stmt_execute(statement_) == 0;
+  }
+
+  /// What is too large for one packet goes step by step, and so the step is told that the server's
+  /// limit refuses.
+  [[nodiscard]] Ran runAtOnce(std::string_view sql, std::span<const BoundValue> values,
+                              const std::function<void()>& beforeIt) override {
+#ifdef LIBMARIADB
+    std::size_t bytes = sql.size();
+    for (const BoundValue& value : values) bytes += value.bytes.size() + kPacketOverhead;
+    const bool isFit = !values.empty() && bytes <= kAtOnceBytes && limit_.takes(bytes);
+    if (statement_ == nullptr || !isFit) return runInSteps(*this, sql, values, beforeIt);
+    fillBinds(values);
+    auto count = static_cast<unsigned>(values.size());
+    if (mysql_stmt_attr_set(statement_, STMT_ATTR_PREBIND_PARAMS, &count) != 0 ||
+        mysql_stmt_bind_param(statement_, binds_.data()) != 0) {
+      return Ran::refusedValues;
+    }
+    if (beforeIt) beforeIt();
+    if (mariadb_stmt_execute_direct(statement_, sql.data(), sql.size()) == 0) return Ran::done;
+    if (isLostConnection(mysql_stmt_error(statement_))) return Ran::refusedText;
+    auto state = MYSQL_STMT_INITTED;
+    mysql_stmt_attr_get(statement_, STMT_ATTR_STATE, &state);
+    if (state >= MYSQL_STMT_PREPARED) return Ran::refused;
+    // Nothing has been carried out. A link that was cut before has an error of its own here, by
+    // which nobody knows it; the steps tell it, and what else is refused, as always.
+    return runInSteps(*this, sql, values, {});
+#else
+    return runInSteps(*this, sql, values, beforeIt);
+#endif
+  }
+
+  bool close() override {
+    if (statement_ == nullptr) return true;
+    return mysql_stmt_close(std::exchange(statement_, nullptr)) == 0;
+  }
+
+ private:
+  void fillBinds(std::span<const BoundValue> values) {
     // The client is given pointers to the lengths, so both arrays live as long as the statement.
     binds_.assign(values.size(), MYSQL_BIND{});
     lengths_.assign(values.size(), 0);
@@ -113,21 +168,14 @@ class MysqlStatement : public Statement {
       bind.length = &lengths_[i];
       bind.buffer_type = value.type == BindType::blob ? MYSQL_TYPE_LONG_BLOB : MYSQL_TYPE_STRING;
     }
-    return mysql_stmt_bind_param(statement_, binds_.data()) == 0;
   }
 
-  [[nodiscard]] bool execute() override {
+  [[nodiscard]] std::size_t boundBytes() const {
     std::size_t bytes = 0;
     for (const unsigned long length : lengths_) bytes += length + kPacketOverhead;
-    return statement_ != nullptr && limit_.takes(bytes) && mysql_stmt_execute(statement_) == 0;
+    return bytes;
   }
 
-  bool close() override {
-    if (statement_ == nullptr) return true;
-    return mysql_stmt_close(std::exchange(statement_, nullptr)) == 0;
-  }
-
- private:
   MYSQL_STMT* statement_;
   PacketLimit& limit_;
   std::vector<MYSQL_BIND> binds_;
@@ -255,6 +303,14 @@ constexpr std::array<std::string_view, 8> kLostConnectionTexts = {
 };
 
 }  // namespace
+
+Ran runStatement(Statement& statement, std::string_view sql, std::span<const BoundValue> values,
+                 const std::function<void()>& beforeIt) {
+  if (auto* direct = dynamic_cast<DirectStatement*>(&statement)) {
+    return direct->runAtOnce(sql, values, beforeIt);
+  }
+  return runInSteps(statement, sql, values, beforeIt);
+}
 
 std::string fetchFirstCell(ServerSession& session) {
   const auto rows = session.storeResult();

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -55,6 +56,25 @@ class Statement {
   [[nodiscard]] virtual bool execute() = 0;
   virtual bool close() = 0;
 };
+
+/// How far a statement has come.
+enum class Ran { refusedText, refusedValues, refused, done };
+
+/// A statement of a client that can send text and values at once, without waiting for an answer to
+/// each.
+class DirectStatement : public Statement {
+ public:
+  /// See `runStatement`.
+  [[nodiscard]] virtual Ran runAtOnce(std::string_view sql, std::span<const BoundValue> values,
+                                      const std::function<void()>& beforeIt) = 0;
+};
+
+/// Prepares, binds and executes: at once where the client can, else in three steps. `beforeIt` is
+/// called before the server may carry it out; may be empty. A server that is lost while all of it
+/// is under way is told as `refusedText`: what it has done is then not known.
+[[nodiscard]] Ran runStatement(Statement& statement, std::string_view sql,
+                               std::span<const BoundValue> values,
+                               const std::function<void()>& beforeIt = {});
 
 /// The one session of the process with its MySQL server. Thin: every call is one call of the client
 /// library, and nothing is retried. One thread at a time: an archive run takes the session with a

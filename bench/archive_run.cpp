@@ -53,12 +53,20 @@ Measure archive(BenchPorts& ports, const std::string& folder, const std::string&
   return measure;
 }
 
-Measure replay(BenchPorts& ports, const std::string& tapePath, const std::string& database) {
+Measure replay(BenchPorts& ports, const std::string& tapePath, const std::string& database,
+               bool tellsKinds = false) {
   const auto archiver = makeArchiver(ports, nullptr);
   if (!archiver->connectForCommand("", database).empty()) std::exit(1);
   const ReplayResult result = replayTape(tapePath, archiver->session());
   if (!result.good) std::exit(1);
   archiver->close();
+  if (tellsKinds) {
+    for (const auto& [words, kind] : result.kinds) {
+      fmt::print("  {:<36} {:>8} times {:>8.1f} us each {:>8.2f} s\n", words, kind.count,
+                 kind.seconds / static_cast<double>(kind.count) * 1e6, kind.seconds);
+    }
+    std::fflush(stdout);
+  }
   return {result.seconds, 0, 0};
 }
 
@@ -130,6 +138,11 @@ int run(int argc, char** argv) {
              floorMedian.seconds / archiveMedian.seconds);
   fmt::print("with the index to without: {:.2f}\n", archiveMedian.seconds / indexedMedian.seconds);
 
+  std::fflush(stdout);
+  inChild<Measure>([&] {
+    BenchPorts ports(argv);
+    return replay(ports, tapePath, "kinds", true);
+  });
   BenchPorts ports(argv);
   const auto archiver = makeArchiver(ports, nullptr);
   (void)archiver->localServer().stop();

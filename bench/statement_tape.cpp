@@ -68,6 +68,12 @@ class RecordingSession : public ServerSession {
   StatementTape& tape_;
 };
 
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
 /// One record of the tape; false at its end.
 bool readRecord(std::FILE* file, char& kind, std::string& bytes) {
   std::uint64_t size = 0;
@@ -123,41 +129,52 @@ void sendBare(ServerSession& session, const std::string& sql) {
   }
 }
 
+void ReplayResult::add(std::string_view sql, double took) {
+  constexpr int kWords = 3;
+  std::size_t end = 0;
+  for (int word = 0; word < kWords && end != std::string_view::npos; ++word) {
+    end = sql.find_first_of(" (", end + 1);
+  }
+  Kind& kind = kinds[std::string(sql.substr(0, end))];
+  ++kind.count;
+  kind.seconds += took;
+}
+
 ReplayResult replayTape(const std::string& path, ServerSession& session) {
   ReplayResult result;
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) return result;
-  const auto start = std::chrono::steady_clock::now();
   char kind = 0;
   std::string bytes;
-  std::unique_ptr<Statement> statement;
+  std::string sql;
   std::vector<std::string> held;
   std::vector<BindType> types;
+  const auto start = Clock::now();
   while (readRecord(file, kind, bytes)) {
+    const auto sent = Clock::now();
     if (kind == kQuery) {
       sendBare(session, bytes);
-      ++result.statements;
+      result.add(bytes, secondsSince(sent));
     } else if (kind == kPrepare) {
+      sql = std::move(bytes);
       held.clear();
       types.clear();
-      statement = session.makeStatement();
-      if (!statement || !statement->prepare(bytes)) statement.reset();
     } else if (kind == kText || kind == kBlob) {
       held.push_back(std::move(bytes));
       types.push_back(kind == kBlob ? BindType::blob : BindType::text);
-    } else if (kind == kExecute && statement) {
+    } else if (kind == kExecute) {
       std::vector<BoundValue> values;
       for (std::size_t i = 0; i < held.size(); ++i) values.push_back({held[i], types[i]});
-      if (!statement->bind(values) || !statement->execute()) {
+      const auto statement = session.makeStatement();
+      if (!statement || runStatement(*statement, sql, values) != Ran::done) {
         std::fprintf(stderr, "replay: %s\n", session.error().c_str());
       }
-      statement->close();
-      statement.reset();
-      ++result.statements;
+      if (statement) statement->close();
+      result.add(sql, secondsSince(sent));
     }
   }
-  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  result.good = result.statements != 0;
+  result.seconds = secondsSince(start);
+  result.good = !result.kinds.empty();
   std::fclose(file);
   return result;
 }

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "archive/server_session.h"
@@ -36,8 +38,14 @@ class StatementTape {
 void sendBare(ServerSession& session, const std::string& sql);
 
 struct ReplayResult {
+  struct Kind {
+    std::uint64_t count = 0;
+    double seconds = 0;
+  };
+  void add(std::string_view sql, double took);
+
   double seconds = 0;
-  std::uint64_t statements = 0;
+  std::map<std::string, Kind> kinds;  ///< by the statement's first words
   bool good = false;
 };
 

@@ -15,11 +15,9 @@ bool insertPart(ServerSession& session, const MessagePart& part, const std::stri
                 const StatementText& sql, StoreErrors& errors) {
   const std::unique_ptr<Statement> statement = session.makeStatement();
   if (!statement) return errors.fail(kPartError);
-  if (!statement->prepare(sql.text())) return errors.fail(kPartError);
   const std::array<BoundValue, 2> values = {BoundValue{upToNul(rowName), BindType::text},
                                             BoundValue{part.data, BindType::blob}};
-  if (!statement->bind(values)) return errors.fail(kPartError);
-  if (!statement->execute()) return errors.fail(kPartError);
+  if (runStatement(*statement, sql.text(), values) != Ran::done) return errors.fail(kPartError);
   if (!statement->close()) return errors.fail(kPartError);
   return true;
 }

@@ -276,10 +276,8 @@ bool MessageStore::updateMailbox(std::uint32_t id) {
   const std::unique_ptr<Statement> statement = session.makeStatement();
   if (!statement) return errors_.fail("SQL error:");
   sql_.start("UPDATE email SET mailbox=? WHERE id=").addNumber(id);
-  if (!statement->prepare(sql_.text())) return errors_.fail(kError);
   const std::array<BoundValue, 1> values = {BoundValue{upToNul(mailbox)}};
-  if (!statement->bind(values)) return errors_.fail(kError);
-  if (!statement->execute()) return errors_.fail(kError);
+  if (runStatement(*statement, sql_.text(), values) != Ran::done) return errors_.fail(kError);
   if (!statement->close()) return errors_.fail(kError);
   if (context_.feed != nullptr) context_.feed->moved(id, mailbox);
   return true;
@@ -455,21 +453,18 @@ std::optional<std::uint32_t> MessageStore::insertRow(const ExpectedRows& mark, i
         "INSERT INTO email (date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach) "
         "VALUES(");
     sql_.addQuoted(message.msgDate, '\n').add(",?,?,?,?,?,?,").addNumber(numAttach).add(")");
-    if (!statement->prepare(sql_.text())) {
-      errors_.fail("SQL error:");
-      return std::nullopt;
-    }
     const std::array<BoundValue, 6> values = {
         BoundValue{upToNul(message.msgFrom)},    BoundValue{upToNul(message.msgTo)},
         BoundValue{upToNul(message.msgSubject)}, BoundValue{upToNul(message.msgMailto)},
         BoundValue{upToNul(message.msgMailbox)}, BoundValue{upToNul(message.body())}};
-    if (!statement->bind(values)) {
-      if (reconnect()) continue;
-      errors_.fail("SQL error1:");
+    const Ran ran = runStatement(*statement, sql_.text(), values,
+                                 [this, &mark] { context_.ledger.open(mark); });
+    if (ran == Ran::refusedValues && reconnect()) continue;
+    if (ran == Ran::refused) return insertAsText(numAttach);
+    if (ran != Ran::done) {
+      errors_.fail(ran == Ran::refusedText ? "SQL error:" : "SQL error1:");
       return std::nullopt;
     }
-    context_.ledger.open(mark);
-    if (!statement->execute()) return insertAsText(numAttach);
     const auto id = static_cast<std::uint32_t>(context_.session.insertId());
     noteRow(id);
     if (!statement->close()) {
@@ -568,8 +563,7 @@ void MessageStore::updateAttachmentInformation(std::uint32_t id) {
   sql_.start("UPDATE email SET attachNames=?,attachText=? WHERE id=").addNumber(id);
   const std::array<BoundValue, 2> values = {BoundValue{message.msgAttachNames},
                                             BoundValue{message.msgAttachText}};
-  if (!statement->prepare(sql_.text()) || !statement->bind(values) || !statement->execute() ||
-      !statement->close()) {
+  if (runStatement(*statement, sql_.text(), values) != Ran::done || !statement->close()) {
     errors_.fail(kError);
     return;
   }

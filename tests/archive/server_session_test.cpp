@@ -106,6 +106,38 @@ TEST_F(ServerSessionTest, ValuesThatDoNotMatchTheStatementAreRefused) {
   EXPECT_EQ(first("SELECT COUNT(*) FROM t"), "0");
 }
 
+TEST_F(ServerSessionTest, RunAtOnceAStatementTellsHowFarItHasComeAndTheLinkStays) {
+  const std::string large(2 * 1024 * 1024, 'x');  // goes in steps
+  struct Case {
+    std::string name, sql, value;
+    Ran ran;
+  };
+  const Case cases[] = {
+      {"taken", "INSERT INTO t (id,v) VALUES(1,?)", kEmoji, Ran::done},
+      {"no statement", "INSERT INT t (v) VALUES(?)", "a", Ran::refusedText},
+      {"of two values one", "INSERT INTO t (v,b) VALUES(?,?)", "a", Ran::refusedText},
+      {"there already", "INSERT INTO t (id,v) VALUES(1,?)", "a", Ran::refused},
+      {"large", "INSERT INTO t (id,v) VALUES(2,?)", large, Ran::done},
+      {"large, there already", "INSERT INTO t (id,v) VALUES(2,?)", large, Ran::refused},
+      {"taken again", "INSERT INTO t (id,v) VALUES(3,?)", "", Ran::done}};
+  for (const Case& it : cases) {
+    const auto statement = session_->makeStatement();
+    const std::vector<BoundValue> values = {{it.value}};
+    EXPECT_EQ(runStatement(*statement, it.sql, values), it.ran) << it.name;
+    statement->close();
+    EXPECT_EQ(first("SELECT 7"), "7") << it.name;
+  }
+  EXPECT_EQ(first("SELECT v FROM t WHERE id=1"), kEmoji);
+  EXPECT_EQ(first("SELECT LENGTH(v) FROM t WHERE id=2"), std::to_string(large.size()));
+
+  const auto killer = TestServer::shared().connect();
+  ASSERT_TRUE(killer->query("KILL " + first("SELECT CONNECTION_ID()")));
+  const auto statement = session_->makeStatement();
+  const std::vector<BoundValue> values = {{kEmoji}};
+  EXPECT_EQ(runStatement(*statement, cases[0].sql, values), Ran::refusedText);
+  EXPECT_TRUE(isLostConnection(session_->error())) << session_->error();
+}
+
 TEST_F(ServerSessionTest, NullCellsAreNoText) {
   run("INSERT INTO t (v,b) VALUES(NULL,'x')");
   EXPECT_EQ(first("SELECT v FROM t"), "0");
