@@ -40,6 +40,7 @@ class OutputFile {
   void setTime(long long seconds) { time_ = seconds; }
 
  private:
+  void openTemporary();
   void flush();
   void fail(int code);
   void discard();
@@ -47,11 +48,12 @@ class OutputFile {
   std::string path_;
   std::string temporaryFolder_;
   std::string target_;
-  std::string temporary_;  ///< empty: the target itself is written to
+  std::string temporary_;  ///< empty: the target itself is written to, or a file without a name
   std::string buffer_;
   std::string failure_;
   long long time_ = 0;
   int fd_ = -1;
+  bool isNameless_ = false;
 };
 
 }  // namespace keldane

@@ -47,6 +47,22 @@ TEST(OutputFile, StandsUnderItsNameOnlyWhenItIsWhole) {
   EXPECT_EQ(filesIn(folder), 1U) << "nothing stays beside it";
 }
 
+TEST(OutputFile, OneOfManyTakesThePlaceOfAnother) {
+  const TemporaryFolder folder;
+  for (const char* text : {"old", "new"}) {
+    OutputFile file(folder / "one", folder.path());
+    ASSERT_TRUE(file.open());
+    file.write(text);
+    ASSERT_TRUE(file.commit());
+    EXPECT_EQ(folder.read("one"), text);
+    EXPECT_EQ(filesIn(folder), 1U);
+  }
+  OutputFile dropped(folder / "two", folder.path());
+  ASSERT_TRUE(dropped.open());
+  dropped.write("x");
+  EXPECT_EQ(filesIn(folder), 1U) << "it has no name before it is whole";
+}
+
 TEST(OutputFile, FollowsALinkAndWritesIntoWhatIsNoFile) {
   const TemporaryFolder folder;
   folder.write("real", "old");
