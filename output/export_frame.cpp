@@ -67,6 +67,13 @@ std::string textOf(const ResultRows& row, std::size_t column) {
   return toUtf8(row.cell(column).value_or(std::string_view()));
 }
 
+std::string_view viewOf(const ResultRows& row, std::size_t column, std::string& recoded) {
+  const std::string_view cell = row.cell(column).value_or(std::string_view());
+  if (isValidUtf8(cell)) return cell;
+  recoded = toUtf8(cell);
+  return recoded;
+}
+
 void missSource(const OutputContext& context, const std::string& error, OutputReport& report) {
   ++report.missedSources;
   const std::string line = error + "\n";

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "archive/server_session.h"
@@ -75,6 +76,10 @@ struct OutputReport {
 [[nodiscard]] Result<std::string> queryCell(ServerSession& session, const std::string& sql);
 /// A cell as UTF-8; empty for NULL.
 [[nodiscard]] std::string textOf(const ResultRows& row, std::size_t column);
+/// The same without a copy where none is needed: `recoded` holds it when it had to be made. Valid
+/// for as long as that and the row.
+[[nodiscard]] std::string_view viewOf(const ResultRows& row, std::size_t column,
+                                      std::string& recoded);
 
 /// Notes that a message goes on without its source, with the error in the context's log.
 void missSource(const OutputContext& context, const std::string& error, OutputReport& report);

@@ -10,6 +10,7 @@
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "output/text_encodings.h"
+#include "output/utf16_piece.h"
 
 namespace keldane {
 namespace {
@@ -41,7 +42,11 @@ Result<void> saveMessage(const OutputContext& context, const ListedMessage& mess
   if (!text) return Failure{text.error()};
   const auto names = attachmentNames(context.session, message.id);
   if (!names) return Failure{names.error()};
-  file.write(utf16WithMark(*text + "\n\n"));
+  {
+    Utf16Piece piece(file);
+    piece.add(*text);
+    piece.add("\n\n");
+  }
   for (const std::string& name : *names) file.write(utf16WithMark(name + "\n\n"));
   return {};
 }

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "output/text_encodings.h"
 
 namespace keldane {
 namespace {
@@ -38,7 +39,10 @@ std::string dumpText(std::string value, char quote) {
 }
 
 std::string single(std::string value) { return dumpText(std::move(value), '\''); }
-std::string doubled(std::string value) { return dumpText(std::move(value), '"'); }
+
+void writeDumpText(std::string_view value, char quote, OutputFile& file) {
+  inPieces(value, [&](std::string_view piece) { file.write(dumpText(std::string(piece), quote)); });
+}
 
 /// The name stands in the script without quotes.
 Result<std::string> databaseNameOf(std::string name) {
@@ -55,9 +59,9 @@ Result<std::string> databaseNameOf(std::string name) {
 }
 
 /// The lines before the first empty line that has something before it.
-std::string headingOf(const std::string& source) {
+std::string_view headingOf(std::string_view source) {
   const std::size_t end = source.find("\n\n", utf16Prefix(source, kLeastHeadingUnits).size());
-  return end == std::string::npos ? std::string() : source.substr(0, end);
+  return end == std::string_view::npos ? std::string_view() : source.substr(0, end);
 }
 
 Result<std::string> sourceOf(const OutputContext& context, std::uint32_t id) {
@@ -72,7 +76,7 @@ Result<std::string> sourceOf(const OutputContext& context, std::uint32_t id) {
 
 /// Answers whether there is such a message.
 Result<bool> writeEmailRow(const OutputContext& context, std::uint32_t id, std::uint32_t newId,
-                           const std::string& heading, OutputFile& file) {
+                           std::string_view heading, OutputFile& file) {
   enum Column : std::size_t {
     kDate,
     kFrom,
@@ -96,10 +100,15 @@ Result<bool> writeEmailRow(const OutputContext& context, std::uint32_t id, std::
   file.write(fmt::format("INSERT INTO email VALUES({},'{}','{}','{}','{}','{}','{}','", newId,
                          single(value(kFrom)), single(value(kTo)), single(value(kSubject)),
                          value(kDate), single(value(kMailbox)), single(value(kMailto))));
-  file.write(single(value(kBody)));
-  file.write(fmt::format("',{},\"{}\",\"", leadingInt(value(kNumAttach)), doubled(value(kNames))));
-  file.write(doubled(value(kAttachText)));
-  file.write("\",\"" + doubled(heading) + "\");\n");
+  std::string recoded;
+  writeDumpText(viewOf(**rows, kBody, recoded), '\'', file);
+  file.write(fmt::format("',{},\"", leadingInt(value(kNumAttach))));
+  writeDumpText(viewOf(**rows, kNames, recoded), '"', file);
+  file.write("\",\"");
+  writeDumpText(viewOf(**rows, kAttachText, recoded), '"', file);
+  file.write("\",\"");
+  writeDumpText(heading, '"', file);
+  file.write("\");\n");
   return true;
 }
 
@@ -148,7 +157,9 @@ void writeAttachment(const StoredAttachment& attachment, std::uint32_t newId, Ou
     writeHexadecimal(attachment.bytes, file);
     file.write("');\n");
   } else {
-    file.write("'" + single(attachmentText(attachment)) + "');\n");
+    file.write("'");
+    writeDumpText(attachmentText(attachment), '\'', file);
+    file.write("');\n");
   }
 }
 
@@ -169,8 +180,9 @@ Result<void> writeMessage(const OutputContext& context, std::uint32_t id, std::u
   if (Result<void> tags = writeTags(context, id, newId, file); !tags) return tags;
   if (!source.empty()) {
     file.write(fmt::format("INSERT INTO origemail VALUES({},'", newId));
-    file.write(single(std::move(source)));
+    writeDumpText(source, '\'', file);
     file.write("');\n");
+    source = {};  // not beside the attachments
   }
   const auto count =
       readAttachments(context.session, id, [&](const StoredAttachment& attachment) -> Result<void> {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -10,38 +11,60 @@
 #include "base/base64.h"
 #include "base/text.h"
 #include "output/text_encodings.h"
+#include "output/utf16_piece.h"
 
 namespace keldane {
 namespace {
 
-std::string tabValue(std::string value) {
-  for (char& c : value) {
+std::string tabText(std::string text) {
+  for (char& c : text) {
     c = c == '\t' ? ' ' : c == '\r' || c == '\n' ? '\v' : c;
   }
-  return value;
+  return text;
 }
 
-std::string commaValue(std::string value) {
-  replaceAll(value, "\"", "\"\"");
-  return "\"" + value + "\"";
+std::string commaText(std::string text) {
+  replaceAll(text, "\"", "\"\"");
+  return text;
 }
 
 /// The two prescribed tables differ in nothing else.
 struct TableStyle {
-  char separator;
-  std::string (*value)(std::string value);
+  std::string_view separator;
+  std::string_view quote;
+  std::string (*escaped)(std::string text);
 };
 
 std::string headLine(const TableStyle& style, bool hasRawSource) {
   std::string line = "id,datetime,from,to,subject,mailto,mailbox,body,numattach";
   if (hasRawSource) line += ",rawsource";
-  std::replace(line.begin(), line.end(), ',', style.separator);
+  replaceAll(line, ",", style.separator);
   return line + "\n";
+}
+
+void addValue(const TableStyle& style, std::string_view value, Utf16Piece& line) {
+  line.add(style.quote);
+  inPieces(value, [&](std::string_view piece) { line.add(style.escaped(std::string(piece))); });
+  line.add(style.quote);
+}
+
+/// The source as the table has it; empty, and counted, when it is not to be had.
+std::string sourceOf(const OutputContext& context, std::uint32_t id, OutputReport& report) {
+  Result<std::string> source = queryCell(
+      context.session, fmt::format("SELECT orig_fld FROM origemail WHERE origemail.id={}", id));
+  if (!source) {
+    missSource(context, source.error(), report);
+    return {};
+  }
+  std::string text = std::move(*source);
+  if (!isValidUtf8(text)) text = toUtf8(text);
+  if (context.stripPlist) context.stripPlist(text);
+  return text;
 }
 
 Result<void> writeRow(const OutputContext& context, const TableStyle& style, std::uint32_t id,
                       bool hasRawSource, OutputFile& file, OutputReport& report) {
-  std::string line;
+  Utf16Piece line(file);
   {
     const auto rows = queryRows(
         context.session,
@@ -51,21 +74,17 @@ Result<void> writeRow(const OutputContext& context, const TableStyle& style, std
     if (!rows) return Failure{rows.error()};
     // Deleted since the list was made.
     if (!(*rows)->next()) return {};
+    std::string recoded;
     for (std::size_t column = 0; column < (*rows)->fieldCount(); ++column) {
-      if (column > 0) line += style.separator;
-      line += style.value(textOf(**rows, column));
+      if (column > 0) line.add(style.separator);
+      addValue(style, viewOf(**rows, column, recoded), line);
     }
   }
   if (hasRawSource) {
-    Result<std::string> source = queryCell(
-        context.session, fmt::format("SELECT orig_fld FROM origemail WHERE origemail.id={}", id));
-    if (!source) missSource(context, source.error(), report);
-    std::string text = source ? toUtf8(*source) : std::string();
-    if (context.stripPlist) context.stripPlist(text);
-    line += style.separator + style.value(std::move(text));
+    line.add(style.separator);
+    addValue(style, sourceOf(context, id, report), line);
   }
-  line += '\n';
-  file.write(utf16WithMark(line));
+  line.add("\n");
   ++report.messages;
   return {};
 }
@@ -113,32 +132,51 @@ std::string selectSql(const Columns& columns, const char* table, std::uint32_t i
   return fmt::format("{} FROM {} WHERE id={}", sql, table, id);
 }
 
-/// The values of one row; empty when there is none.
-Result<std::vector<std::string>> valuesOf(ServerSession& session, const std::string& sql) {
-  const auto rows = queryRows(session, sql);
-  if (!rows) return Failure{rows.error()};
-  std::vector<std::string> values;
-  if (!(*rows)->next()) return values;
-  for (std::size_t i = 0; i < (*rows)->fieldCount(); ++i) values.push_back(textOf(**rows, i));
-  return values;
+void writeCsvValue(OutputFile& file, std::string_view value) {
+  const bool isQuoted = value.find_first_of(",\"\r\n") != std::string_view::npos;
+  if (isQuoted) file.write("\"");
+  inPieces(value, [&](std::string_view piece) { file.write(commaText(std::string(piece))); });
+  if (isQuoted) file.write("\"");
 }
 
-std::string csvValue(const std::string& value) {
-  return value.find_first_of(",\"\r\n") == std::string::npos ? value : commaValue(value);
-}
-
-template <typename Values>
-void writeCsvLine(OutputFile& file, const Values& values) {
-  std::string line;
-  for (const std::string& value : values) {
-    if (&value != &values.front()) line += ',';
-    line += csvValue(value);
+template <typename Columns>
+void writeCsvNames(OutputFile& file, const Columns& columns, bool isFirst) {
+  for (const Column& column : columns) {
+    if (!std::exchange(isFirst, false)) file.write(",");
+    file.write(column.name);
   }
-  file.write(line + "\r\n");
+}
+
+/// Writes the columns of a message's row in a table. Answers whether it has one.
+template <typename Columns>
+Result<bool> writeCsvColumns(const OutputContext& context, const Columns& columns,
+                             const char* table, std::uint32_t id, OutputFile& file) {
+  const auto rows = queryRows(context.session, selectSql(columns, table, id));
+  if (!rows) return Failure{rows.error()};
+  if (!(*rows)->next()) return false;
+  std::string recoded;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (i > 0) file.write(",");
+    writeCsvValue(file, viewOf(**rows, i, recoded));
+  }
+  return true;
+}
+
+Result<void> writeCsv(const OutputContext& context, std::uint32_t id, OutputFile& file,
+                      OutputReport& report) {
+  const Result<bool> row = writeCsvColumns(context, kColumns, "email", id, file);
+  if (!row) return Failure{row.error()};
+  if (!*row) return {};
+  file.write(",");
+  const Result<bool> tags = writeCsvColumns(context, kTagColumns, "tags", id, file);
+  if (!tags) return Failure{tags.error()};
+  if (!*tags) file.write(std::string(kTagColumns.size() - 1, ','));
+  file.write("\r\n");
+  ++report.messages;
+  return {};
 }
 
 void appendJsonText(std::string& out, std::string_view text) {
-  out += '"';
   for (const char c : text) {
     switch (c) {
       case '"':
@@ -164,76 +202,97 @@ void appendJsonText(std::string& out, std::string_view text) {
         }
     }
   }
-  out += '"';
 }
 
-/// Columns and values as the inside of an object. Numbers stand without quotes.
+void writeJsonText(OutputFile& file, std::string_view text) {
+  file.write("\"");
+  inPieces(text, [&file](std::string_view piece) {
+    std::string escaped;
+    appendJsonText(escaped, piece);
+    file.write(escaped);
+  });
+  file.write("\"");
+}
+
+/// Writes a message's row in a table as an object that is not closed yet, in which numbers stand
+/// without quotes. Answers whether it has one; nothing is written otherwise.
 template <typename Columns>
-std::string jsonFields(const Columns& columns, const std::vector<std::string>& values) {
-  std::string text;
-  for (std::size_t i = 0; i < columns.size() && i < values.size(); ++i) {
+Result<bool> writeJsonColumns(const OutputContext& context, const Columns& columns,
+                              const char* table, std::uint32_t id, OutputFile& file) {
+  const auto rows = queryRows(context.session, selectSql(columns, table, id));
+  if (!rows) return Failure{rows.error()};
+  if (!(*rows)->next()) return false;
+  file.write("{");
+  std::string recoded;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
     const std::string_view name = columns[i].name;
-    if (i > 0) text += ',';
-    appendJsonText(text, name);
-    text += ':';
+    const std::string_view value = viewOf(**rows, i, recoded);
+    file.write(fmt::format("{}\"{}\":", i > 0 ? "," : "", name));
     if (name == "id" || name == "numattach" || name == "priority") {
-      text += fmt::format("{}", leadingInt(values[i]));
+      file.write(fmt::format("{}", leadingInt(std::string(value))));
     } else {
-      appendJsonText(text, values[i]);
+      writeJsonText(file, value);
     }
   }
-  return text;
+  return true;
 }
 
-Result<void> writeJsonAttachments(const OutputContext& context, std::uint32_t id,
-                                  bool withAttachments, OutputFile& file) {
-  file.write(",\"attachments\":[");
-  bool isFirst = true;
-  const auto count =
-      readAttachments(context.session, id, [&](const StoredAttachment& attachment) -> Result<void> {
-        std::string text = isFirst ? "{\"name\":" : ",{\"name\":";
-        isFirst = false;
-        appendJsonText(text, attachment.name);
-        text += ",\"type\":";
-        appendJsonText(text, attachment.type);
-        text += fmt::format(",\"size\":{}", attachment.lengthBytes);
-        if (withAttachments) {
-          text += ",\"base64\":\"";
-          appendBase64(text, attachment.bytes);
-          text += '"';
-        }
-        file.write(text + "}");
-        return {};
-      });
-  file.write("]");
-  return count ? Result<void>() : Result<void>(Failure{count.error()});
+Result<void> writeJsonSource(const OutputContext& context, std::uint32_t id, OutputFile& file) {
+  const auto rows =
+      queryRows(context.session, fmt::format("SELECT orig_fld FROM origemail WHERE id={}", id));
+  if (!rows) return Failure{rows.error()};
+  file.write(",\"source\":");
+  std::string recoded;
+  if ((*rows)->next()) {
+    writeJsonText(file, viewOf(**rows, 0, recoded));
+  } else {
+    file.write("null");
+  }
+  return {};
+}
+
+void writeJsonAttachment(const StoredAttachment& attachment, bool withBytes, OutputFile& file) {
+  // A multiple of three: the pieces make one text.
+  constexpr std::size_t kBase64Bytes = 48 * 1024;
+  file.write("{\"name\":");
+  writeJsonText(file, attachment.name);
+  file.write(",\"type\":");
+  writeJsonText(file, attachment.type);
+  file.write(fmt::format(",\"size\":{}", attachment.lengthBytes));
+  if (withBytes) {
+    file.write(",\"base64\":\"");
+    for (std::string_view rest = attachment.bytes; !rest.empty();) {
+      const std::string_view piece = rest.substr(0, kBase64Bytes);
+      std::string text;
+      appendBase64(text, piece);
+      file.write(text);
+      rest.remove_prefix(piece.size());
+    }
+    file.write("\"");
+  }
+  file.write("}");
 }
 
 Result<void> writeJson(const OutputContext& context, std::uint32_t id, bool withAttachments,
                        OutputFile& file, OutputReport& report) {
-  const auto values = valuesOf(context.session, selectSql(kColumns, "email", id));
-  if (!values) return Failure{values.error()};
-  if (values->empty()) return {};
-  const auto tags = valuesOf(context.session, selectSql(kTagColumns, "tags", id));
+  const Result<bool> row = writeJsonColumns(context, kColumns, "email", id, file);
+  if (!row) return Failure{row.error()};
+  if (!*row) return {};
+  file.write(",\"tags\":");
+  const Result<bool> tags = writeJsonColumns(context, kTagColumns, "tags", id, file);
   if (!tags) return Failure{tags.error()};
-  file.write("{" + jsonFields(kColumns, *values));
-  file.write(",\"tags\":" + (tags->empty() ? "null" : "{" + jsonFields(kTagColumns, *tags) + "}"));
-  {
-    const auto rows =
-        queryRows(context.session, fmt::format("SELECT orig_fld FROM origemail WHERE id={}", id));
-    if (!rows) return Failure{rows.error()};
-    std::string source = "null";
-    if ((*rows)->next()) {
-      source.clear();
-      appendJsonText(source, textOf(**rows, 0));
-    }
-    file.write(",\"source\":");
-    file.write(source);
-  }
-  if (Result<void> done = writeJsonAttachments(context, id, withAttachments, file); !done) {
-    return done;
-  }
-  file.write("}\n");
+  file.write(*tags ? "}" : "null");
+  if (Result<void> source = writeJsonSource(context, id, file); !source) return source;
+  file.write(",\"attachments\":[");
+  bool isFirst = true;
+  const auto count =
+      readAttachments(context.session, id, [&](const StoredAttachment& attachment) -> Result<void> {
+        if (!std::exchange(isFirst, false)) file.write(",");
+        writeJsonAttachment(attachment, withAttachments, file);
+        return {};
+      });
+  if (!count) return Failure{count.error()};
+  file.write("]}\n");
   ++report.messages;
   return {};
 }
@@ -251,12 +310,12 @@ std::vector<std::string> addressesIn(std::string text) {
 
 Result<OutputReport> exportTab(const OutputContext& context, const MessageList& list,
                                const std::string& path, bool hasRawSource) {
-  return exportTable(context, list, path, hasRawSource, {'\t', tabValue});
+  return exportTable(context, list, path, hasRawSource, {"\t", "", tabText});
 }
 
 Result<OutputReport> exportComma(const OutputContext& context, const MessageList& list,
                                  const std::string& path, bool hasRawSource) {
-  return exportTable(context, list, path, hasRawSource, {',', commaValue});
+  return exportTable(context, list, path, hasRawSource, {",", "\"", commaText});
 }
 
 Result<OutputReport> exportAddresses(const OutputContext& context, const MessageList& list,
@@ -297,24 +356,12 @@ Result<OutputReport> exportCsv(const OutputContext& context, const MessageList& 
                                const std::string& path) {
   OutputFile file(path);
   if (const Result<void> opened = file.open(); !opened) return Failure{opened.error()};
-  std::vector<std::string> head;
-  for (const Column& column : kColumns) head.emplace_back(column.name);
-  for (const Column& column : kTagColumns) head.emplace_back(column.name);
-  writeCsvLine(file, head);
-  return carryToFile(
-      context, list, file, false, [&](std::size_t index, OutputReport& report) -> Result<void> {
-        Result<std::vector<std::string>> values =
-            valuesOf(context.session, selectSql(kColumns, "email", list.id(index)));
-        if (!values) return Failure{values.error()};
-        if (values->empty()) return {};
-        const auto tags = valuesOf(context.session, selectSql(kTagColumns, "tags", list.id(index)));
-        if (!tags) return Failure{tags.error()};
-        values->insert(values->end(), tags->begin(), tags->end());
-        values->resize(kColumns.size() + kTagColumns.size());
-        writeCsvLine(file, *values);
-        ++report.messages;
-        return {};
-      });
+  writeCsvNames(file, kColumns, true);
+  writeCsvNames(file, kTagColumns, false);
+  file.write("\r\n");
+  return carryToFile(context, list, file, false, [&](std::size_t index, OutputReport& report) {
+    return writeCsv(context, list.id(index), file, report);
+  });
 }
 
 Result<OutputReport> exportJson(const OutputContext& context, const MessageList& list,

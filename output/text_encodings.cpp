@@ -48,9 +48,7 @@ void appendEscape(std::string& text, char16_t unit) {
   for (int shift = 12; shift >= 0; shift -= 4) text += kDigits[(unit >> shift) & 15];
 }
 
-}  // namespace
-
-std::string utf16WithMark(std::string_view text) {
+std::string utf16Of(std::string_view text, bool hasMark) {
   std::string valid;
   if (!isValidUtf8(text)) text = valid = toUtf8(text);
   // No character has more units than bytes.
@@ -61,7 +59,7 @@ std::string utf16WithMark(std::string_view text) {
     end[1] = static_cast<char>(unit >> 8);
     end += 2;
   };
-  put(0xFEFF);
+  if (hasMark) put(0xFEFF);
   while (!text.empty()) {
     std::size_t run = 0;
     for (; run < text.size() && (text[run] & 0x80) == 0; ++run) {
@@ -74,6 +72,20 @@ std::string utf16WithMark(std::string_view text) {
   }
   bytes.resize(static_cast<std::size_t>(end - bytes.data()));
   return bytes;
+}
+
+}  // namespace
+
+std::string utf16(std::string_view text) { return utf16Of(text, false); }
+std::string utf16WithMark(std::string_view text) { return utf16Of(text, true); }
+
+void inPieces(std::string_view text, const std::function<void(std::string_view piece)>& take) {
+  while (!text.empty()) {
+    std::size_t size = std::min(text.size(), kPieceBytes);
+    while (size > 1 && size < text.size() && (text[size] & 0xC0) == 0x80) --size;
+    take(text.substr(0, size));
+    text.remove_prefix(size);
+  }
 }
 
 std::string nonLossyAscii(std::string_view text) {

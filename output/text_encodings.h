@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -7,8 +9,10 @@
 /// as ISO Latin 1.
 namespace keldane {
 
-/// UTF-16 with the byte-order mark in front, low byte first. Every piece of a file that is written
-/// by itself has its own mark.
+/// UTF-16, low byte first.
+[[nodiscard]] std::string utf16(std::string_view text);
+/// The same with the byte-order mark in front. Every piece of a file that is written by itself has
+/// its own mark.
 [[nodiscard]] std::string utf16WithMark(std::string_view text);
 
 /// ASCII that loses nothing: each UTF-16 unit beyond ASCII as a backslash, "u" and four hexadecimal
@@ -18,5 +22,10 @@ namespace keldane {
 
 /// ASCII with a "?" for every other character.
 [[nodiscard]] std::string plainAscii(std::string_view text);
+
+/// Calls `take` with a text in pieces of at most so many bytes, cut between characters: what is
+/// made of a value on its way into a file is then never as large as the value.
+inline constexpr std::size_t kPieceBytes = 64 * 1024;
+void inPieces(std::string_view text, const std::function<void(std::string_view piece)>& take);
 
 }  // namespace keldane

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/text.h"
 #include "output/mail_dates.h"
 
 namespace keldane {
@@ -41,6 +42,19 @@ TEST(MailDates, OnlyADateOfTheServerIsRead) {
   ASSERT_TRUE(date);
   EXPECT_EQ(separatorDate(*date), "Thu Feb 29 03:04:05 2024");
   EXPECT_EQ(dateWithoutZone(*date), "Thu, 29 Feb 2024 03:04:05");
+}
+
+TEST(TextEncodings, PiecesEndBetweenCharacters) {
+  for (const std::size_t before : {0U, 1U, 2U, 3U}) {
+    const std::string text = std::string(kPieceBytes - before, 'x') + "\xF0\x9F\x98\x80 end";
+    std::string joined;
+    inPieces(text, [&joined](std::string_view piece) {
+      EXPECT_LE(piece.size(), kPieceBytes);
+      EXPECT_TRUE(isValidUtf8(piece));
+      joined += piece;
+    });
+    EXPECT_EQ(joined, text);
+  }
 }
 
 }  // namespace
