@@ -164,8 +164,10 @@ Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
   if (programs.make == ServerMake::mariadb) {
     call.program = programs.installer;
     // Without --user, which would make the script change owners in the system's own folders.
-    for (const char* argument :
-         {"--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve"}) {
+    // --force: a machine that cannot look up its own name is no hindrance to a server without a
+    // network.
+    for (const char* argument : {"--auth-root-authentication-method=normal", "--skip-test-db",
+                                 "--skip-name-resolve", "--force"}) {
       call.arguments.emplace_back(argument);
     }
     call.arguments.push_back(fmt::format("--innodb-log-file-size={}", kLeastLogBytes));

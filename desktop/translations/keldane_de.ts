@@ -1120,6 +1120,22 @@
         <source>Add</source>
         <translation>Hinzufügen</translation>
     </message>
+    <message>
+        <source>done retrieving email from %1</source>
+        <translation>E-Mails aus %1 geholt</translation>
+    </message>
+    <message>
+        <source>done storing email in %1</source>
+        <translation>E-Mails in %1 gesichert</translation>
+    </message>
+    <message>
+        <source>retrieving email from database...</source>
+        <translation>E-Mails werden aus der Datenbank geholt …</translation>
+    </message>
+    <message>
+        <source>Duplicate emails found in %1</source>
+        <translation>Doppelte E-Mails in %1</translation>
+    </message>
 </context>
 <context>
     <name>DateMenus</name>
