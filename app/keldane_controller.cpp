@@ -83,6 +83,15 @@ void KeldaneController::makeFindingPanels() {
 void KeldaneController::makeWindowPanels() {
   connectPanel_ = std::make_unique<ConnectPanel>(archiver_, ports_.ui);
   connectPanel_->connected = [this] { afterConnect(); };
+  connectPanel_->reconnected = [this] {
+    findField_->forgetIndex();
+    if (resultTable_->emailRows.empty()) {
+      resultTable_->get500emails();
+    } else if (messageViewer_->selection.numberOfSelectedRows > 0) {
+      messageViewer_->tableViewSelectionDidChange();
+    }
+    ports_.ui.changed("storePanel");
+  };
   connectPanel_->setStoreDate = [this] { archivePanel_->setStoreDate(); };
   archiver_.database().reconnect = [this] {
     connectPanel_->doConnect();
@@ -125,13 +134,8 @@ void KeldaneController::wireSettings() {
 }
 
 void KeldaneController::makeSearchPanels() {
-  const auto storeLog = [this](const std::string& line) {
-    archiver_.archiveRun().writeStoreLog(line);
-  };
   Archiver& core = archiver_;
-  resultTable_ = std::make_unique<ResultTable>(
-      ResultTable::Context{core.session(), core.database(), core.settings().user, progress_,
-                           ports_.ui, core.process(), storeLog});
+  resultTable_ = std::make_unique<ResultTable>(listContext());
   resultTable_->clearMessageViews = [this] { messageViewer_->clearMessageViews(); };
   retrieveSheet_ = std::make_unique<RetrieveSheet>(RetrieveSheet::Context{
       *resultTable_, core.database(), core.preferences(), core.settings(), core.process(),
@@ -147,7 +151,7 @@ void KeldaneController::makeSearchPanels() {
   pickLists_ = std::make_unique<PickLists>(core.session(), progress_, ports_.ui);
   duplicatesPanel_ = std::make_unique<DuplicatesPanel>(
       DuplicatesPanel::Context{core.session(), core.database(), core.settings().user, *resultTable_,
-                               progress_, ports_.ui, storeLog});
+                               progress_, ports_.ui, listContext().storeLog});
   statisticsPanel_ =
       std::make_unique<StatisticsPanel>(core.session(), progress_, ports_.ui, [this] {
         tell(archiver_.database().openDatabase());
@@ -156,24 +160,52 @@ void KeldaneController::makeSearchPanels() {
       });
 }
 
+ResultTable::Context KeldaneController::listContext() {
+  return {archiver_.session(),
+          archiver_.database(),
+          archiver_.settings().user,
+          progress_,
+          ports_.ui,
+          archiver_.process(),
+          [this](const std::string& line) { archiver_.archiveRun().writeStoreLog(line); }};
+}
+
+MessageViewer::Context KeldaneController::viewerContext(ResultTable& table) {
+  return {archiver_.session(),
+          table,
+          archiver_.settings().user,
+          archiver_.process(),
+          ports_.environment,
+          ports_.ui,
+          [this] {
+            archiver_.connections().doConfigure();
+            tell(archiver_.database().openDatabase());
+          },
+          [this] { return archiver_.archiveRun().isRunning(); },
+          [this] { tagPanel_->setTags(); }};
+}
+
+AttachmentList::Context KeldaneController::attachmentContext() {
+  return {archiver_.session(), archiver_.process(),
+          progress_,           ports_.ui,
+          ports_.host,         [this] { return archiver_.archiveRun().isRunning(); }};
+}
+
+std::unique_ptr<OpenMessage> KeldaneController::openMessage() {
+  return std::make_unique<OpenMessage>(
+      listContext(), [this](ResultTable& table) { return viewerContext(table); },
+      attachmentContext());
+}
+
 void KeldaneController::makeMessagePanels() {
   Archiver& core = archiver_;
-  messageViewer_ = std::make_unique<MessageViewer>(MessageViewer::Context{
-      core.session(), *resultTable_, core.settings().user, core.process(), ports_.environment,
-      ports_.ui,
-      [this] {
-        archiver_.connections().doConfigure();
-        tell(archiver_.database().openDatabase());
-      },
-      [this] { return archiver_.archiveRun().isRunning(); }, [this] { tagPanel_->setTags(); }});
+  messageViewer_ = std::make_unique<MessageViewer>(viewerContext(*resultTable_));
   attachmentLinks_ = std::make_unique<AttachmentLinks>(AttachmentLinks::Context{
       core.session(), core.settings().user, progress_, ports_.ui, ports_.host, *messageViewer_,
       [this](const std::string& title, const std::string& name) {
         return ports_.ui.chooseSaveFile({.title = title, .prompt = "Save", .name = name});
       }});
-  attachmentList_ = std::make_unique<AttachmentList>(
-      AttachmentList::Context{core.session(), core.process(), progress_, ports_.ui, ports_.host,
-                              [this] { return archiver_.archiveRun().isRunning(); }});
+  attachmentList_ = std::make_unique<AttachmentList>(attachmentContext());
   tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
 }

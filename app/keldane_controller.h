@@ -20,6 +20,7 @@
 #include "app/panels/found_mail_panel.h"
 #include "app/panels/menu_validation.h"
 #include "app/panels/message_viewer.h"
+#include "app/panels/open_message.h"
 #include "app/panels/output_frame.h"
 #include "app/panels/pdf_panel.h"
 #include "app/panels/pick_lists.h"
@@ -121,6 +122,8 @@ class KeldaneController {
   /// What the menu items depend on, with so many rows of the list selected.
   [[nodiscard]] MenuState menuState(std::size_t selectedRows) const;
   MessageViewer& messageViewer() { return *messageViewer_; }
+  /// For a message in a window of its own. Must not outlive this.
+  [[nodiscard]] std::unique_ptr<OpenMessage> openMessage();
   AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
   FindField& findField() { return *findField_; }
   FoundMailPanel& foundMailPanel() { return *foundMailPanel_; }
@@ -150,6 +153,9 @@ class KeldaneController {
   void makeFindingPanels();
   void makeSearchPanels();
   void makeMessagePanels();
+  [[nodiscard]] ResultTable::Context listContext();
+  [[nodiscard]] MessageViewer::Context viewerContext(ResultTable& table);
+  [[nodiscard]] AttachmentList::Context attachmentContext();
   void makeOutputPanels();
   void terminate();
   void openSplashScreen();

@@ -115,6 +115,7 @@ void Sweep::sweepRows() {
   };
   for (int looked = 1; rows->next(); ++looked) {
     progress_.step(looked, {});
+    if (progress_.cancelled()) return;
     Row row;
     row.id = idOf(rows->cell(0).value_or("0"));
     row.date = text(1);

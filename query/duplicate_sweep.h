@@ -36,8 +36,9 @@ struct SweepResult {
 /// deletes the copies and lists what stays. Two rows are taken together when sender, recipients,
 /// day and time of day are equal and the subject matches; then what they say is compared. One that
 /// says the same as an earlier one is its copy; one that does not is only similar, and is never
-/// deleted. The row met first is kept, and takes over the tags of a copy when it has none. Fails
-/// with the server's words when the rows cannot be had.
+/// deleted. The row met first is kept, and takes over the tags of a copy when it has none. One that
+/// is cancelled has looked at some of the rows. Fails with the server's words when the rows cannot
+/// be had.
 [[nodiscard]] Result<SweepResult> sweepDuplicates(ServerSession& session, bool deletes,
                                                   const SourceReading& reading, Progress& progress);
 

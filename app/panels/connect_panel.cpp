@@ -45,6 +45,11 @@ bool ConnectPanel::connectSaved() {
   return archiver_.connections().isConnected();
 }
 
+void ConnectPanel::reconnect() {
+  showFaults(archiver_.reconnect(), archiver_.process(), ui_);
+  if (archiver_.connections().isConnected() && reconnected) reconnected();
+}
+
 void ConnectPanel::finish(const Faults& faults) {
   showFaults(faults, archiver_.process(), ui_);
   if (!archiver_.connections().isConnected()) {

@@ -31,6 +31,9 @@ class ConnectPanel {
   void doConnect();
   /// The same without the form, with the saved connection; true when the session stands.
   bool connectSaved();
+  /// Opens the session again as it was, after the server has gone. What fails is told, and no panel
+  /// comes up.
+  void reconnect();
   /// The form to the list, over an entry of this name.
   void saveConnection();
   /// The selected entry, which the first one follows.
@@ -47,6 +50,8 @@ class ConnectPanel {
   double storePanelWhite = 0;
   /// A face without the panel does without: the connect has failed then.
   bool comesBack = true;
+  /// The session stands again, over the same archive.
+  std::function<void()> reconnected;
   std::function<void()> connected;     ///< a session stands, and its archive is open
   std::function<void()> setStoreDate;  ///< an unattended run goes on from a saved connection
 

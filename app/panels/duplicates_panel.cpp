@@ -26,7 +26,7 @@ void DuplicatesPanel::checkDups() {
   ui.showPanel("storePanel");
   ui.progressChanged(0, "");
   context_.progress.doProgressPanel("Checking for duplicates...");
-  PanelProgress progress(context_.progress);
+  EndablePanelProgress progress(context_.progress, ui);
   Result<SweepResult> found =
       sweepDuplicates(context_.session, deletes, sourceReading(context_.settings), progress);
   if (!found) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/panels/panel_progress.h"
 #include "base/text.h"
 #include "settings/mail_folders.h"
 
@@ -72,8 +73,9 @@ void FolderTable::removeFolders() {
 
 void FolderTable::findMail() {
   context_.progress.doProgressPanel("Looking for mail...");
-  FoundSources found = keldane::findMail(
-      mailPlacesOf(context_.process.homePath, context_.environment), context_.progress);
+  EndablePanelProgress progress(context_.progress, context_.ui);
+  FoundSources found =
+      keldane::findMail(mailPlacesOf(context_.process.homePath, context_.environment), progress);
   context_.progress.close();
   foundRows_.clear();
   for (FoundMail& mail : found.mail) {

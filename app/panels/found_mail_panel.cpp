@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "app/panels/panel_progress.h"
+
 namespace keldane {
 namespace {
 
@@ -17,8 +19,9 @@ bool isProgramsMail(MailKind kind) {
 
 void FoundMailPanel::findMail() {
   context_.progress.doProgressPanel("Looking for mail...");
-  FoundSources found = keldane::findMail(
-      mailPlacesOf(context_.process.homePath, context_.environment), context_.progress);
+  EndablePanelProgress progress(context_.progress, context_.ui);
+  FoundSources found =
+      keldane::findMail(mailPlacesOf(context_.process.homePath, context_.environment), progress);
   context_.progress.close();
   rows.clear();
   for (FoundMail& mail : found.mail) {

@@ -29,6 +29,12 @@ std::string_view withoutFields(std::string_view text) {
   return end == std::string_view::npos ? text : text.substr(end + 2);
 }
 
+/// Another program may have deleted it since the list was made.
+std::string reasonForNothing(const std::string& error) {
+  return error.empty() ? "This email is no longer in the archive."
+                       : "This email cannot be shown: " + error;
+}
+
 void printSqlError(const std::string& error) {
   std::fputs(fmt::format("SQL error: {}\n", error).c_str(), stderr);
 }
@@ -118,7 +124,8 @@ void MessageViewer::showMessage(const Emailrow& message) {
   if (!content.messageText) {
     // Without its row the message shows as far as its source goes.
     if (content.html) return showHtml(std::move(*content.html));
-    return showText(content.sourceText);
+    return showText(content.sourceText.empty() ? reasonForNothing(content.error)
+                                               : content.sourceText);
   }
   messageText = std::move(*content.messageText);
   attachOwnerId = id;

@@ -24,10 +24,19 @@ class EndablePanelProgress : public PanelProgress {
  public:
   EndablePanelProgress(ProgressPanel& panel, UserInterface& ui, int step = 10)
       : PanelProgress(panel, step), ui_(ui) {}
-  [[nodiscard]] bool cancelled() const override { return !ui_.goesOn(); }
+  void step(int count, std::string_view detail) override {
+    PanelProgress::step(count, detail);
+    static_cast<void>(cancelled());
+  }
+  void stage(std::string_view title) override { ui_.progressStarted(title); }
+  [[nodiscard]] bool cancelled() const override {
+    cancelled_ = !ui_.goesOn() || cancelled_;
+    return cancelled_;
+  }
 
  private:
   UserInterface& ui_;
+  mutable bool cancelled_ = false;  ///< once and for all, whatever stage follows
 };
 
 }  // namespace keldane

@@ -1,7 +1,12 @@
 #include "app/panels/save_panel.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
+#include <fmt/format.h>
+
+#include "output/folder_exports.h"
 #include "output/saved_text.h"
 
 namespace keldane {
@@ -95,6 +100,26 @@ void SavePanel::saveAllAttachments() {
   if (saved->lastHadAttachments && !saved->cancelled) {
     frame_.ui().alert({"Attachments Saved", "The attachments have been saved."});
   }
+}
+
+std::vector<std::string> SavePanel::writeForUse(const std::string& workFolder) {
+  const std::string folder = fmt::format("{}/messages-{}", workFolder, ++foldersMade_);
+  frame_.begin("Saving...");
+  PanelProgress progress(frame_.progress());
+  const Result<OutputReport> written =
+      exportEml(frame_.output(progress), frame_.selectedMessages(), folder, false);
+  frame_.end();
+  std::vector<std::string> paths;
+  if (!written) {
+    frame_.showFailure(written.error());
+  } else if (!written->cancelled) {
+    std::error_code unread;
+    for (const auto& file : std::filesystem::directory_iterator(folder, unread)) {
+      paths.push_back(file.path().string());
+    }
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
 }
 
 }  // namespace keldane

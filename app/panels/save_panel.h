@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "app/panels/output_frame.h"
 
@@ -21,6 +22,10 @@ class SavePanel {
   void saveOrigAll();
   /// Those of the selected messages, into a folder.
   void saveAllAttachments();
+  /// Writes the selected messages, each as it lay in its file, into a new folder within this one,
+  /// to be handed to another program. Answers their paths; none when that failed, of which the user
+  /// has been told.
+  [[nodiscard]] std::vector<std::string> writeForUse(const std::string& workFolder);
 
  private:
   [[nodiscard]] std::string getPath() const;
@@ -29,6 +34,7 @@ class SavePanel {
 
   const OutputFrame& frame_;
   const std::string& whereSql_;
+  int foldersMade_ = 0;
 };
 
 }  // namespace keldane
