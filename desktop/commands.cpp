@@ -18,22 +18,30 @@ struct Words {
   Q_DECLARE_TR_FUNCTIONS(Commands)
 };
 
+/// Without a connection there is nothing that it could be done with.
+std::function<bool()> isConnected(KeldaneController& controller) {
+  return [&controller] { return controller.connections().isConnected(); };
+}
+
 void addArchiveCommands(std::vector<Command>& list, KeldaneController& controller) {
   list.push_back({.name = "archiveItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Archive Email..."),
                   .run = [&controller] { controller.archivePanel().setStoreDate(); },
                   .shortcut = QKeySequence("Ctrl+Shift+A"),
-                  .tool = Words::tr("Archive")});
+                  .tool = Words::tr("Archive"),
+                  .enabled = isConnected(controller)});
   list.push_back({.name = "importItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Import MBOX Files..."),
                   .run = [&controller] { controller.sourceChooser().openMbox(); },
-                  .shortcut = QKeySequence::Open});
+                  .shortcut = QKeySequence("Ctrl+Shift+O"),
+                  .enabled = isConnected(controller)});
   list.push_back({.name = "foundMailItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Archive My Mail..."),
-                  .run = [&controller] { controller.foundMailPanel().findMail(); }});
+                  .run = [&controller] { controller.foundMailPanel().findMail(); },
+                  .enabled = isConnected(controller)});
   list.push_back({.name = "connectItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Connect to Server..."),
@@ -46,7 +54,8 @@ void addArchiveCommands(std::vector<Command>& list, KeldaneController& controlle
   list.push_back({.name = "deleteDatabaseItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Delete Database..."),
-                  .run = [&controller] { controller.databasePanel().deleteDatabase(); }});
+                  .run = [&controller] { controller.databasePanel().deleteDatabase(); },
+                  .enabled = isConnected(controller)});
   list.push_back({.name = "logItem",
                   .menu = Menu::archive,
                   .title = Words::tr("View Archive Log"),
@@ -105,7 +114,8 @@ void addSearchCommands(std::vector<Command>& list, KeldaneController& controller
                   .menu = Menu::search,
                   .title = Words::tr("Find"),
                   .run = [&window] { window.focusFind(); },
-                  .shortcut = QKeySequence("Ctrl+F")});
+                  .shortcut = QKeySequence("Ctrl+F"),
+                  .enabled = isConnected(controller)});
   list.push_back({.name = "searchItem",
                   .menu = Menu::search,
                   .title = Words::tr("Search Database..."),
@@ -166,16 +176,25 @@ void addViewCommands(std::vector<Command>& list, MainWindow& window) {
 
 void addMessageCommands(std::vector<Command>& list, KeldaneController& controller,
                         MainWindow& window, const IsValid& isValid) {
+  list.push_back({.name = "openMessageItem",
+                  .menu = Menu::message,
+                  .title = Words::tr("Open in a Window"),
+                  .run = [&window] { window.openMessage(); },
+                  .shortcut = QKeySequence("Ctrl+O"),
+                  .enabled = [&window] { return window.selectedCount() == 1; }});
   list.push_back({.name = "nextItem",
                   .menu = Menu::message,
                   .title = Words::tr("Next"),
                   .run = [&window] { window.step(1); },
-                  .shortcut = QKeySequence("Ctrl+Down")});
+                  .shortcut = QKeySequence("Ctrl+Down"),
+                  .enabled = [&window] { return window.canStep(1); },
+                  .beginsGroup = true});
   list.push_back({.name = "previousItem",
                   .menu = Menu::message,
                   .title = Words::tr("Previous"),
                   .run = [&window] { window.step(-1); },
-                  .shortcut = QKeySequence("Ctrl+Up")});
+                  .shortcut = QKeySequence("Ctrl+Up"),
+                  .enabled = [&window] { return window.canStep(-1); }});
   list.push_back({.name = "viewRawItem",
                   .menu = Menu::message,
                   .title = Words::tr("View Raw Source"),

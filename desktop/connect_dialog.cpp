@@ -77,11 +77,11 @@ QLayout* ConnectDialog::makeForm() {
 
 QLayout* ConnectDialog::makeButtons() {
   auto* save = new QPushButton(tr("Save"), this);
-  auto* remove = new QPushButton(tr("Delete"), this);
+  remove_ = new QPushButton(tr("Delete"), this);
   auto* quit = new QPushButton(tr("Quit"), this);
   auto* connectButton = new QPushButton(tr("Connect"), this);
   nameControl(*save, "saveConnectionButton");
-  nameControl(*remove, "deleteConnectionButton");
+  nameControl(*remove_, "deleteConnectionButton");
   nameControl(*quit, "quitButton");
   nameControl(*connectButton, "connectButton");
   connectButton->setDefault(true);
@@ -90,7 +90,7 @@ QLayout* ConnectDialog::makeButtons() {
     form_.take();
     panel.saveConnection();
   });
-  connect(remove, &QPushButton::clicked, this, [&panel] { panel.deleteConnection(); });
+  connect(remove_, &QPushButton::clicked, this, [&panel] { panel.deleteConnection(); });
   connect(quit, &QPushButton::clicked, this, [this] { controller_.quitKeldane(); });
   connect(connectButton, &QPushButton::clicked, this, [this, &panel] {
     form_.take();
@@ -98,7 +98,7 @@ QLayout* ConnectDialog::makeButtons() {
   });
   auto* row = new QHBoxLayout;
   row->addWidget(save);
-  row->addWidget(remove);
+  row->addWidget(remove_);
   row->addStretch();
   row->addWidget(quit);
   row->addWidget(connectButton);
@@ -111,6 +111,7 @@ void ConnectDialog::refresh() {
   list_->clear();
   for (const std::string& name : connections.connectionNames()) list_->addItem(messageLine(name));
   list_->setCurrentRow(static_cast<int>(connections.selectedConnection()));
+  remove_->setEnabled(list_->count() > 0);
   form_.show();
 }
 

@@ -4,6 +4,7 @@
 #include "desktop/panel_view.h"
 
 class QListWidget;
+class QPushButton;
 
 namespace keldane {
 
@@ -25,6 +26,7 @@ class ConnectDialog : public PanelDialog {
   KeldaneController& controller_;
   FormBinding form_;
   QListWidget* list_;
+  QPushButton* remove_ = nullptr;
 };
 
 }  // namespace keldane

@@ -8,6 +8,7 @@ class QTreeWidget;
 
 namespace keldane {
 
+class FolderTable;
 class FoundMailPanel;
 
 /// `foundMailPanel`: the mail that lies on this machine, to be chosen and archived.
@@ -23,6 +24,21 @@ class FoundMailDialog : public PanelDialog {
   QLabel* words_;
   QTreeWidget* table_;
   QPushButton* archive_;
+};
+
+/// `foundMailSheet`: the same, to be kept among the folders that every run archives.
+class FoundFoldersDialog : public PanelDialog {
+  Q_DECLARE_TR_FUNCTIONS(FoundFoldersDialog)
+
+ public:
+  FoundFoldersDialog(FolderTable& folders, QWidget* parent);
+  void refresh() override;
+
+ private:
+  FolderTable& folders_;
+  QTreeWidget* table_;
+  QPushButton* add_;
+  bool filling_ = false;
 };
 
 }  // namespace keldane

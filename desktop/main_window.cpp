@@ -1,11 +1,13 @@
 #include "desktop/main_window.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <iterator>
 #include <utility>
 
 #include <QAction>
+#include <QBoxLayout>
 #include <QCloseEvent>
 #include <QDropEvent>
 #include <QHeaderView>
@@ -13,6 +15,7 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QPushButton>
 #include <QSettings>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -28,7 +31,9 @@
 #include "desktop/fonts.h"
 #include "desktop/form_binding.h"
 #include "desktop/message_pane.h"
+#include "desktop/message_window.h"
 #include "desktop/qt_text.h"
+#include "desktop/reading_keys.h"
 #include "desktop/result_model.h"
 #include "desktop/translation.h"
 
@@ -39,6 +44,8 @@ constexpr const char* kGeometryKey = "storePanel/geometry";
 constexpr const char* kWindowKey = "storePanel/state";
 constexpr const char* kSplitterKey = "storePanel/mySplitView";
 constexpr const char* kColumnsKey = "storeTableView/columns";
+constexpr const char* kSortKey = "storeTableView/sortColumn";
+constexpr const char* kReverseKey = "storeTableView/reverseList";
 
 QString menuTitle(Menu menu) {
   switch (menu) {
@@ -90,7 +97,10 @@ MainWindow::MainWindow(KeldaneController& controller, QSettings& state)
       splitter_(new QSplitter(Qt::Vertical, pages_)),
       list_(new QTreeView(splitter_)),
       model_(std::make_unique<ResultModel>(controller.resultTable())),
-      pane_(new MessagePane(controller, splitter_)) {
+      pane_(new MessagePane(
+          {controller.messageViewer(), controller.attachmentList(), controller.userInterface(),
+           [&controller] { controller.messageViewer().viewOrig(); }},
+          splitter_)) {
   setObjectName("storePanel");
   setWindowTitle(tr("Keldane Pro"));
   setAcceptDrops(true);
@@ -103,15 +113,65 @@ MainWindow::MainWindow(KeldaneController& controller, QSettings& state)
   splitter_->setStretchFactor(1, 3);
   pages_->addWidget(splitter_);
   pages_->addWidget(firstPage_);
-  setCentralWidget(pages_);
+  auto* centre = new QWidget(this);
+  auto* column = new QVBoxLayout(centre);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  column->addWidget(makeConnectionBar());
+  column->addWidget(pages_, 1);
+  setCentralWidget(centre);
+  makeKeys();
   makeStatusBar();
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+  for (const QPointer<MessageWindow>& window : windows_) delete window.data();
+}
+
+QWidget* MainWindow::makeConnectionBar() {
+  connectionBar_ = new QWidget(this);
+  connectionBar_->setObjectName("connectionBar");
+  auto* words = new QLabel(tr("The connection to the server is lost."), connectionBar_);
+  nameControl(*words, "connectionLostLabel");
+  auto* again = new QPushButton(tr("Connect Again"), connectionBar_);
+  nameControl(*again, "reconnectButton");
+  auto* row = new QHBoxLayout(connectionBar_);
+  row->setContentsMargins(8, 4, 8, 4);
+  row->addWidget(words);
+  row->addWidget(again);
+  row->addStretch();
+  connectionBar_->hide();
+  connect(again, &QPushButton::clicked, this, [this] {
+    if (reconnect) reconnect();
+  });
+  return connectionBar_;
+}
+
+void MainWindow::showLoss(bool isLost) { connectionBar_->setVisible(isLost); }
+
+void MainWindow::makeKeys() {
+  auto* keys = new ReadingKeys(this);
+  keys->step = [this](int rows) { step(rows); };
+  keys->readOn = [this] {
+    if (!pane_->scrollOn()) step(1);
+  };
+  keys->zoom = [this](int steps) { zoom(steps); };
+  pane_->watchKeys(keys);
+  auto* ofList = new ReadingKeys(this);
+  ofList->step = keys->step;
+  ofList->readOn = keys->readOn;
+  ofList->zoom = keys->zoom;
+  ofList->open = [this] { openMessage(); };
+  list_->installEventFilter(ofList);
+  list_->viewport()->installEventFilter(ofList);
+}
 
 void MainWindow::makeList() {
   nameControl(*list_, "storeTableView", tr("Emails"));
   list_->setModel(model_.get());
+  model_->writeSelected = [this] {
+    return controller_.savePanel().writeForUse(controller_.process().workFolder);
+  };
   list_->setRootIsDecorated(false);
   list_->setItemsExpandable(false);
   list_->setUniformRowHeights(true);
@@ -120,8 +180,20 @@ void MainWindow::makeList() {
   list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   list_->setFrameShape(QFrame::NoFrame);
   list_->setContextMenuPolicy(Qt::CustomContextMenu);
-  list_->installEventFilter(this);
+  list_->setDragEnabled(true);
+  list_->setDragDropMode(QAbstractItemView::DragOnly);
+  makeHead();
+  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          [this] { showSelection(); });
+  connect(list_, &QAbstractItemView::doubleClicked, this, [this] { openMessage(); });
+  connect(list_, &QWidget::customContextMenuRequested, this,
+          [this](const QPoint& position) { showContextMenu(position); });
+}
+
+void MainWindow::makeHead() {
   QHeaderView* head = list_->header();
+  head->setSectionsMovable(true);
+  head->setFirstSectionMovable(true);
   head->setSectionsClickable(true);
   head->setSortIndicatorShown(false);
   head->setStretchLastSection(false);
@@ -141,10 +213,6 @@ void MainWindow::makeList() {
   head->setSectionResizeMode(kSubjectColumn, QHeaderView::Stretch);
   connect(head, &QHeaderView::sectionClicked, this,
           [this](int column) { model_->sort(column, Qt::AscendingOrder); });
-  connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-          [this] { showSelection(); });
-  connect(list_, &QWidget::customContextMenuRequested, this,
-          [this](const QPoint& position) { showContextMenu(position); });
 }
 
 void MainWindow::makeStatusBar() {
@@ -165,6 +233,7 @@ void MainWindow::makeStatusBar() {
 
 void MainWindow::addCommands(std::vector<Command> commands) {
   commands_ = std::move(commands);
+  actions_.assign(commands_.size(), nullptr);
   auto* tools = new QToolBar(tr("Toolbar"), this);
   tools->setObjectName("storeToolbar");
   tools->setToolButtonStyle(Qt::ToolButtonTextOnly);
@@ -172,11 +241,17 @@ void MainWindow::addCommands(std::vector<Command> commands) {
   addToolBar(tools);
   for (int menu = static_cast<int>(Menu::archive); menu <= static_cast<int>(Menu::help); ++menu) {
     QMenu* items = nullptr;
-    for (const Command& command : commands_) {
+    for (std::size_t i = 0; i < commands_.size(); ++i) {
+      const Command& command = commands_[i];
       if (static_cast<int>(command.menu) != menu) continue;
       if (items == nullptr) items = menuBar()->addMenu(menuTitle(command.menu));
       QAction* action =
           placeOf(*items, command).addAction(command.title, command.shortcut, this, command.run);
+      actions_[i] = action;
+      if (command.shortcut == QKeySequence("Ctrl++")) {
+        // On most keyboards "+" is the other sign on this key.
+        action->setShortcuts({command.shortcut, QKeySequence("Ctrl+=")});
+      }
       action->setObjectName(QString::fromLatin1(command.name));
       action->setCheckable(static_cast<bool>(command.checked));
       if (!command.tool.isEmpty()) {
@@ -252,11 +327,10 @@ void MainWindow::showFonts() {
 }
 
 void MainWindow::enableCommands() {
-  for (const Command& command : commands_) {
-    auto* action = findChild<QAction*>(QString::fromLatin1(command.name));
-    if (action == nullptr) continue;
-    action->setEnabled(!command.enabled || command.enabled());
-    if (command.checked) action->setChecked(command.checked());
+  for (std::size_t i = 0; i < actions_.size(); ++i) {
+    const Command& command = commands_[i];
+    actions_[i]->setEnabled(!command.enabled || command.enabled());
+    if (command.checked) actions_[i]->setChecked(command.checked());
   }
 }
 
@@ -268,8 +342,11 @@ void MainWindow::showShortcuts() {
                  .arg(command.shortcut.toString(QKeySequence::NativeText), command.title);
   }
   lines +=
-      tr("N, J\tNext message (in the list)\nP, K\tPrevious message (in the list)\n"
-         "Space\tScrolls, then the next message\nEsc\tIn Find: the former list\n"
+      tr("N, J\tNext message\nP, K\tPrevious message\n"
+         "Space\tScrolls, then the next message\n"
+         "Enter, double click\tThe message in a window of its own\n"
+         "Ctrl and wheel\tLarger or smaller text\n"
+         "Esc\tIn Find: the former list; else: closes the window\n"
          "Enter\tIn Find: keeps what is found as the list\n");
   controller_.userInterface().showText(plainText(tr("Keyboard Shortcuts")), plainText(lines));
 }
@@ -277,9 +354,14 @@ void MainWindow::showShortcuts() {
 void MainWindow::showContextMenu(const QPoint& position) {
   enableCommands();
   QMenu menu(this);
-  for (const Command& command : commands_) {
-    if (command.menu != Menu::message) continue;
-    placeOf(menu, command).addAction(findChild<QAction*>(QString::fromLatin1(command.name)));
+  for (std::size_t i = 0; i < commands_.size(); ++i) {
+    if (commands_[i].menu == Menu::message) placeOf(menu, commands_[i]).addAction(actions_[i]);
+  }
+  // The same as in the toolbar.
+  menu.addSeparator();
+  for (std::size_t i = 0; i < commands_.size(); ++i) {
+    const bool isTool = !commands_[i].tool.isEmpty();
+    if (isTool && commands_[i].menu != Menu::message) menu.addAction(actions_[i]);
   }
   menu.exec(list_->viewport()->mapToGlobal(position));
 }
@@ -322,14 +404,19 @@ void MainWindow::controlChanged(const QString& control) {
     pane_->refreshAttachments();
   } else if (ofMessage) {
     // A selection changes many of them at once.
-    if (!std::exchange(paneIsStale_, true)) {
-      QTimer::singleShot(0, this, [this] {
-        paneIsStale_ = false;
-        pane_->refresh();
-      });
-    }
+    if (!std::exchange(paneIsStale_, true)) QTimer::singleShot(0, this, [this] { refreshPane(); });
   }
   if (control == objectName() || findChild<QObject*>(control) != nullptr) refresh();
+}
+
+void MainWindow::refreshPane() {
+  constexpr std::chrono::milliseconds kLater{50};
+  if (isBusy && isBusy()) {
+    QTimer::singleShot(kLater, this, [this] { refreshPane(); });
+    return;
+  }
+  paneIsStale_ = false;
+  pane_->refresh();
 }
 
 /// Sorting keeps the message that was selected; a new list has none.
@@ -413,6 +500,33 @@ void MainWindow::step(int rows) {
   list_->setCurrentIndex(model_->index(row, 0));
 }
 
+bool MainWindow::canStep(int rows) const {
+  const int row = list_->currentIndex().row() + rows;
+  return row >= 0 && row < model_->rowCount();
+}
+
+void MainWindow::openMessage() {
+  const ResultTable& table = controller_.resultTable();
+  const int row = list_->currentIndex().row();
+  if (row < 0 || selectedCount() == 0 || controller_.archiveRun().isRunning()) return;
+  auto* window = new MessageWindow(controller_.openMessage(), controller_.userInterface());
+  window->neighbour = [&table](std::uint32_t id, int rows) -> std::optional<Emailrow> {
+    const auto count = static_cast<int>(table.numberOfRows());
+    for (int here = 0; here < count; ++here) {
+      if (table.emailRows[table.modelIndex(static_cast<std::size_t>(here))].emailID != id) continue;
+      const int there = here + rows;
+      if (there < 0 || there >= count) return std::nullopt;
+      return table.emailRows[table.modelIndex(static_cast<std::size_t>(there))];
+    }
+    return std::nullopt;
+  };
+  window->pane().setTextFont(fontOf(controller_.settings().user.bodyFont));
+  window->pane().setDark(isDark());
+  std::erase_if(windows_, [](const auto& one) { return one.isNull(); });
+  windows_.emplace_back(window);
+  window->show(table.emailRows[table.modelIndex(static_cast<std::size_t>(row))]);
+}
+
 void MainWindow::copy() {
   if (QWidget* focus = focusWidget()) QMetaObject::invokeMethod(focus, "copy");
 }
@@ -434,26 +548,6 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
       return true;
     }
   }
-  if (watched == list_ && event->type() == QEvent::KeyPress) {
-    const auto* key = static_cast<QKeyEvent*>(event);
-    if (key->modifiers() == Qt::NoModifier) {
-      switch (key->key()) {
-        case Qt::Key_Space:
-          if (!pane_->scrollOn()) step(1);
-          return true;
-        case Qt::Key_N:
-        case Qt::Key_J:
-          step(1);
-          return true;
-        case Qt::Key_P:
-        case Qt::Key_K:
-          step(-1);
-          return true;
-        default:
-          break;
-      }
-    }
-  }
   return QMainWindow::eventFilter(watched, event);
 }
 
@@ -470,11 +564,22 @@ void MainWindow::restoreState() {
   }
 }
 
+void MainWindow::restoreSort() {
+  ResultTable& table = controller_.resultTable();
+  const std::string column = plainText(state_.value(kSortKey).toString());
+  if (column.empty()) return;
+  table.didClickTableColumn(column);
+  if (state_.value(kReverseKey).toBool()) table.didClickTableColumn(column);
+}
+
 void MainWindow::saveState() const {
   state_.setValue(kGeometryKey, saveGeometry());
   state_.setValue(kWindowKey, QMainWindow::saveState());
   state_.setValue(kSplitterKey, splitter_->saveState());
   state_.setValue(kColumnsKey, list_->header()->saveState());
+  const ResultTable& table = controller_.resultTable();
+  state_.setValue(kSortKey, qtText(table.sortColumn));
+  state_.setValue(kReverseKey, table.reverseList);
 }
 
 /// Nothing of the program is left to be seen without its main window.
@@ -484,6 +589,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  // What comes out of the archive does not go in again.
+  if (event->source() != nullptr) return;
   if (!localPaths(event->mimeData()).empty()) event->acceptProposedAction();
 }
 

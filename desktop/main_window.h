@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QMainWindow>
+#include <QPointer>
 #include <functional>
 #include <vector>
 
@@ -21,6 +22,7 @@ namespace keldane {
 class FirstPage;
 class KeldaneController;
 class MessagePane;
+class MessageWindow;
 class ResultModel;
 
 /// `storePanel`: the list, under it the message that is selected in it, menus and toolbar made of
@@ -47,6 +49,14 @@ class MainWindow : public QMainWindow, public PanelView {
   void selectAll();
   /// The next or the previous message.
   void step(int rows);
+  /// Whether there is one so many rows further on.
+  [[nodiscard]] bool canStep(int rows) const;
+  /// The selected message in a window of its own.
+  void openMessage();
+  /// The server is gone, or there again: a bar says so and offers to connect again.
+  void showLoss(bool isLost);
+  /// Sorts the list as it was sorted when the program was left.
+  void restoreSort();
   /// The field for words of the word index gets the focus.
   void focusFind();
   /// Larger or smaller letters in the message; 0: as they were.
@@ -59,6 +69,9 @@ class MainWindow : public QMainWindow, public PanelView {
 
   /// Files and folders were dropped on the window.
   std::function<void(const std::vector<std::string>& paths)> dropped;
+  std::function<void()> reconnect;
+  /// The session is at work for somebody who waits, and nobody else can have it. Empty: never.
+  std::function<bool()> isBusy;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -68,6 +81,9 @@ class MainWindow : public QMainWindow, public PanelView {
 
  private:
   void makeList();
+  void makeHead();
+  void makeKeys();
+  QWidget* makeConnectionBar();
   void makeStatusBar();
   void makeFindField(QToolBar& tools);
   void findAsTyped(const QString& text);
@@ -77,6 +93,7 @@ class MainWindow : public QMainWindow, public PanelView {
   void showLook();
   void reloadList();
   void showSelection();
+  void refreshPane();
   void tellSelectedRows();
   void enableCommands();
   void showContextMenu(const QPoint& position);
@@ -84,7 +101,8 @@ class MainWindow : public QMainWindow, public PanelView {
   KeldaneController& controller_;
   QSettings& state_;
   std::vector<Command> commands_;
-  std::vector<QAction*> actions_;
+  std::vector<QAction*> actions_;  ///< of the commands, in their order
+  QWidget* connectionBar_ = nullptr;
   QStackedWidget* pages_;
   FirstPage* firstPage_;
   QSplitter* splitter_;
@@ -101,6 +119,7 @@ class MainWindow : public QMainWindow, public PanelView {
   int zoomSteps_ = 0;
   bool reloading_ = false;
   bool paneIsStale_ = false;
+  std::vector<QPointer<MessageWindow>> windows_;  ///< of single messages
 };
 
 }  // namespace keldane

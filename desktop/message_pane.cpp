@@ -1,5 +1,7 @@
 #include "desktop/message_pane.h"
 
+#include <utility>
+
 #include <QBoxLayout>
 #include <QDesktopServices>
 #include <QFormLayout>
@@ -12,8 +14,10 @@
 #include <QTextBlock>
 #include <QUrl>
 
-#include "app/keldane_controller.h"
+#include "app/panels/attachment_list.h"
 #include "app/panels/link_question.h"
+#include "app/panels/message_viewer.h"
+#include "app/user_interface.h"
 #include "desktop/attachment_table.h"
 #include "desktop/form_binding.h"
 #include "desktop/html_view.h"
@@ -44,14 +48,14 @@ void showLine(QLineEdit& line, const std::string& text) {
 
 }  // namespace
 
-MessagePane::MessagePane(KeldaneController& controller, QWidget* parent)
+MessagePane::MessagePane(Shown shown, QWidget* parent)
     : QWidget(parent),
-      controller_(controller),
+      shown_(std::move(shown)),
       head_(new QWidget(this)),
       body_(new QStackedWidget(this)),
       text_(new QPlainTextEdit(body_)),
       pictureBar_(new QWidget(this)),
-      attachments_(new AttachmentTable(controller.attachmentList(), this)),
+      attachments_(new AttachmentTable(shown_.attachments, this)),
       htmlPage_(new QWidget(body_)),
       htmlProblem_(new QLabel(htmlPage_)) {
   setObjectName("messagePane");
@@ -81,12 +85,12 @@ MessagePane::MessagePane(KeldaneController& controller, QWidget* parent)
   column->addWidget(pictureBar_);
   column->addWidget(body_, 1);
   column->addWidget(attachments_);
-  controller_.messageViewer().headIsShown = true;
-  controller_.messageViewer().setWebView(this);
+  shown_.viewer.headIsShown = true;
+  shown_.viewer.setWebView(this);
   refresh();
 }
 
-MessagePane::~MessagePane() { controller_.messageViewer().setWebView(nullptr); }
+MessagePane::~MessagePane() { shown_.viewer.setWebView(nullptr); }
 
 void MessagePane::makePictureBar() {
   pictureBar_->setObjectName("remotePicturesBar");
@@ -106,7 +110,7 @@ void MessagePane::makePictureBar() {
 void MessagePane::showPictureBar() {
   const int count = html_ == nullptr ? 0 : html_->heldBack();
   pictureLabel_->setText(tr("%n remote images not loaded.", "", count));
-  pictureBar_->setVisible(count > 0 && controller_.messageViewer().views.htmlShowing);
+  pictureBar_->setVisible(count > 0 && shown_.viewer.views.htmlShowing);
 }
 
 bool MessagePane::printHtml(QPrinter& printer, QPainter& painter) {
@@ -120,14 +124,14 @@ HtmlView& MessagePane::htmlView() {
   html_->setDark(dark_);
   html_->zoom(zoom_);
   html_->findPicture = [this](const QString& contentId) -> std::optional<PagePicture> {
-    const InlineImage* image = controller_.messageViewer().findInlineImage(plainText(contentId));
+    const InlineImage* image = shown_.viewer.findInlineImage(plainText(contentId));
     if (image == nullptr) return std::nullopt;
     return PagePicture{QByteArray::fromStdString(image->type),
                        QByteArray::fromStdString(image->bytes)};
   };
   html_->heldBackChanged = [this] { showPictureBar(); };
   html_->linkClicked = [this](const QString& target) {
-    if (mayOpenLink(plainText(target), controller_.userInterface())) {
+    if (mayOpenLink(plainText(target), shown_.ui)) {
       QDesktopServices::openUrl(QUrl::fromEncoded(target.toLatin1()));
     }
   };
@@ -188,7 +192,7 @@ QWidget* MessagePane::makeModeButtons() {
   for (QPushButton* button : {textButton_, htmlButton_, sourceButton_}) row->addWidget(button);
   textButton_->setCheckable(true);
   htmlButton_->setCheckable(true);
-  MessageViewer& viewer = controller_.messageViewer();
+  MessageViewer& viewer = shown_.viewer;
   // The button below is one that changes between the two.
   connect(textButton_, &QPushButton::clicked, this, [this, &viewer] {
     if (viewer.views.htmlShowing) viewer.viewText();
@@ -198,14 +202,14 @@ QWidget* MessagePane::makeModeButtons() {
     if (viewer.views.textButtonTitle == "HTML") viewer.viewText();
     showMode();
   });
-  connect(sourceButton_, &QPushButton::clicked, this, [&viewer] { viewer.viewOrig(); });
+  connect(sourceButton_, &QPushButton::clicked, this, [this] { shown_.showSource(); });
   return buttons;
 }
 
 void MessagePane::refresh() {
   showHead();
   showMode();
-  const MessageViews& views = controller_.messageViewer().views;
+  const MessageViews& views = shown_.viewer.views;
   const QString text = qtText(views.bodyTextView);
   if (text_->toPlainText() != text) {
     text_->setPlainText(text);
@@ -215,17 +219,17 @@ void MessagePane::refresh() {
 }
 
 void MessagePane::refreshAttachments() {
-  const MessageViewer& viewer = controller_.messageViewer();
+  const MessageViewer& viewer = shown_.viewer;
   if (viewer.attachOwnerId != attachmentsOf_ || viewer.views.htmlShowing != attachmentsWithHtml_) {
     attachmentsOf_ = viewer.attachOwnerId;
     attachmentsWithHtml_ = viewer.views.htmlShowing;
-    controller_.attachmentList().load(attachmentsOf_, attachmentsWithHtml_);
+    shown_.attachments.load(attachmentsOf_, attachmentsWithHtml_);
   }
   attachments_->refresh();
 }
 
 void MessagePane::showHead() {
-  const MessageHead& head = controller_.messageViewer().head;
+  const MessageHead& head = shown_.viewer.head;
   const bool shown = !head.date.empty() || !head.from.empty() || !head.subject.empty();
   head_->setVisible(shown);
   showLine(*subject_, head.subject.empty() ? plainText(tr("(no subject)")) : head.subject);
@@ -243,7 +247,7 @@ void MessagePane::showHead() {
 }
 
 void MessagePane::showMode() {
-  const MessageViews& views = controller_.messageViewer().views;
+  const MessageViews& views = shown_.viewer.views;
   const bool hasHtml = views.htmlShowing || views.textButtonTitle == "HTML";
   textButton_->setVisible(views.textButtonEnabled);
   htmlButton_->setVisible(views.textButtonEnabled && hasHtml);
@@ -255,7 +259,7 @@ void MessagePane::showMode() {
 }
 
 bool MessagePane::scrollOn() {
-  if (controller_.messageViewer().views.htmlShowing) return html_ != nullptr && html_->scrollOn();
+  if (shown_.viewer.views.htmlShowing) return html_ != nullptr && html_->scrollOn();
   QScrollBar* bar = text_->verticalScrollBar();
   const int before = bar->value();
   bar->setValue(before + bar->pageStep());
@@ -263,11 +267,18 @@ bool MessagePane::scrollOn() {
 }
 
 void MessagePane::copy() {
-  if (controller_.messageViewer().views.htmlShowing && html_ != nullptr) {
+  if (shown_.viewer.views.htmlShowing && html_ != nullptr) {
     html_->copy();
   } else {
     text_->copy();
   }
+}
+
+void MessagePane::focusText() { text_->setFocus(); }
+
+void MessagePane::watchKeys(QObject* keys) {
+  text_->installEventFilter(keys);
+  text_->viewport()->installEventFilter(keys);
 }
 
 void MessagePane::markWords(const std::vector<std::string>& words) {

@@ -4,6 +4,7 @@
 #include <QFont>
 #include <QWidget>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,9 +21,11 @@ class QStackedWidget;
 
 namespace keldane {
 
+class AttachmentList;
 class AttachmentTable;
 class HtmlView;
-class KeldaneController;
+class MessageViewer;
+class UserInterface;
 
 /// What stands under the list: the head of the message, the buttons that choose between its text,
 /// its HTML and its source, the message itself, its attachments. Every text out of the message is
@@ -31,7 +34,15 @@ class MessagePane : public QWidget, public MessageWebView {
   Q_DECLARE_TR_FUNCTIONS(MessagePane)
 
  public:
-  MessagePane(KeldaneController& controller, QWidget* parent);
+  /// What it shows, and what its button for the source does. All must outlive it.
+  struct Shown {
+    MessageViewer& viewer;
+    AttachmentList& attachments;
+    UserInterface& ui;
+    std::function<void()> showSource;
+  };
+
+  MessagePane(Shown shown, QWidget* parent);
   ~MessagePane() override;
 
   void loadHtml(const std::string& html) override;
@@ -45,6 +56,9 @@ class MessagePane : public QWidget, public MessageWebView {
   /// Draws the HTML that is shown on paper.
   [[nodiscard]] bool printHtml(QPrinter& printer, QPainter& painter);
   void copy();
+  void focusText();
+  /// This filter sees what is pressed in the message.
+  void watchKeys(QObject* keys);
   /// Marks these words in the messages that are shown from now on.
   void markWords(const std::vector<std::string>& words);
   void setTextFont(const QFont& font);
@@ -61,7 +75,7 @@ class MessagePane : public QWidget, public MessageWebView {
   void showPictureBar();
   void showMarks();
 
-  KeldaneController& controller_;
+  const Shown shown_;
   QWidget* head_;
   QFormLayout* headLines_ = nullptr;
   QLineEdit* from_ = nullptr;

@@ -4,7 +4,11 @@ namespace keldane {
 
 void PanelView::controlChanged(const QString& control) {
   QWidget& own = window();
-  if (own.objectName() == control || own.findChild<QObject*>(control) != nullptr) refresh();
+  const auto* found = own.findChild<QObject*>(control);
+  const auto* widget = qobject_cast<const QWidget*>(found);
+  // One in a sheet over this window is the sheet's.
+  const bool isOwn = found != nullptr && (widget == nullptr || widget->window() == &own);
+  if (own.objectName() == control || isOwn) refresh();
 }
 
 PanelDialog::PanelDialog(const char* name, const QString& title, QWidget* parent)

@@ -111,7 +111,8 @@ double ProgressWindow::seconds() const {
 
 void ProgressWindow::start(const QString& title) {
   started_ = std::chrono::steady_clock::now();
-  reading_ = busy_ = stopped_ = false;
+  reading_ = busy_ = stopped_ = waitsAlone_ = false;
+  runs_ = canEnd_ = true;
   title_->setText(title);
   count_->clear();
   detail_->clear();
@@ -120,9 +121,29 @@ void ProgressWindow::start(const QString& title) {
   if (!isVisible()) appearance_->start(kAppearsAfter);
 }
 
+bool ProgressWindow::waits(bool canEnd) {
+  if (!runs_) {
+    start(tr("Waiting for the server..."));
+    // The wait has lasted that long already.
+    started_ -= kAppearsAfter;
+    waitsAlone_ = true;
+  }
+  canEnd_ = canEnd;
+  return goesOn();
+}
+
+void ProgressWindow::waited() {
+  canEnd_ = true;
+  if (waitsAlone_) return end();
+  // The button is the run's again.
+  if (canCancel && canCancel()) busy_ = stopped_ = false;
+  refresh();
+}
+
 bool ProgressWindow::goesOn() {
   const auto now = std::chrono::steady_clock::now();
-  if (now - started_ < kAppearsAfter || now - shown_ < kBetweenShows) return !stopped_;
+  if (!isVisible() && now - started_ < kAppearsAfter) return !stopped_;
+  if (now - shown_ < kBetweenShows) return !stopped_;
   shown_ = now;
   if (!std::exchange(busy_, true)) {
     // Nothing else is to be clicked on while the task is at work.
@@ -135,7 +156,7 @@ bool ProgressWindow::goesOn() {
 }
 
 void ProgressWindow::refresh() {
-  const bool can = busy_ ? !stopped_ : canCancel && canCancel();
+  const bool can = busy_ ? canEnd_ && !stopped_ : canCancel && canCancel();
   cancelButton_->setVisible(can);
   cancelButton_->setEnabled(can);
 }
@@ -159,7 +180,7 @@ void ProgressWindow::showReading(const ReadingProgress& progress, const QString&
 
 void ProgressWindow::end() {
   appearance_->stop();
-  busy_ = stopped_ = false;
+  runs_ = busy_ = stopped_ = waitsAlone_ = false;
   hide();
 }
 

@@ -28,6 +28,11 @@ class ProgressWindow : public PanelDialog {
   /// A task that keeps the main thread busy lets the panel show itself. False when the user wants
   /// the task to end.
   [[nodiscard]] bool goesOn();
+  /// The same while a statement is at the server, with a title of its own when no task has begun.
+  /// `canEnd`: the statement can be ended.
+  [[nodiscard]] bool waits(bool canEnd);
+  /// The statement is over.
+  void waited();
 
   /// The user wants the run under way to end.
   std::function<void()> cancel;
@@ -47,6 +52,9 @@ class ProgressWindow : public PanelDialog {
   QLabel* detail_;
   QPushButton* cancelButton_;
   QTimer* appearance_;
+  bool runs_ = false;        ///< between `start` and `end`
+  bool waitsAlone_ = false;  ///< for a statement outside of a task
+  bool canEnd_ = true;
   bool reading_ = false;
   bool busy_ = false;     ///< a task of the main thread is under way, and asks `goesOn`
   bool stopped_ = false;  ///< the user wants that to end

@@ -2,6 +2,9 @@
 
 #include <iterator>
 
+#include <QMimeData>
+#include <QUrl>
+
 #include "app/panels/result_table.h"
 #include "desktop/qt_text.h"
 
@@ -45,6 +48,23 @@ QVariant ResultModel::headerData(int section, Qt::Orientation orientation, int r
   }
   if (role == Qt::ToolTipRole || role == Qt::AccessibleTextRole) return tr(column.title);
   return {};
+}
+
+Qt::ItemFlags ResultModel::flags(const QModelIndex& index) const {
+  return QAbstractTableModel::flags(index) | Qt::ItemIsDragEnabled | Qt::ItemNeverHasChildren;
+}
+
+QStringList ResultModel::mimeTypes() const { return {QStringLiteral("text/uri-list")}; }
+
+QMimeData* ResultModel::mimeData(const QModelIndexList& /*indexes*/) const {
+  QList<QUrl> files;
+  if (writeSelected) {
+    for (const std::string& path : writeSelected()) files += QUrl::fromLocalFile(userPath(path));
+  }
+  if (files.isEmpty()) return nullptr;
+  auto* dragged = new QMimeData;
+  dragged->setUrls(files);
+  return dragged;
 }
 
 /// A click on the head of the column sorted by reverses the list, as the list has it.

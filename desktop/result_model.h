@@ -2,7 +2,10 @@
 
 #include <QAbstractTableModel>
 #include <QCoreApplication>
+#include <functional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace keldane {
 
@@ -38,10 +41,17 @@ class ResultModel : public QAbstractTableModel {
   [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
   [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation,
                                     int role) const override;
+  /// A row can be dragged out; it is a file wherever it is dropped.
+  [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+  [[nodiscard]] QStringList mimeTypes() const override;
+  [[nodiscard]] QMimeData* mimeData(const QModelIndexList& indexes) const override;
   void sort(int column, Qt::SortOrder order) override;
 
   /// The rows below have changed.
   void reload();
+
+  /// Writes the selected messages, and answers the paths.
+  std::function<std::vector<std::string>()> writeSelected;
 
  private:
   ResultTable& table_;

@@ -17,6 +17,12 @@ namespace keldane {
 namespace {
 
 const QString kTimeForm = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+/// Shown where no time has been chosen, and no choice until the schedule is set.
+const QTime kProposedTime(12, 0);
+
+std::string today(QTime time) {
+  return plainText(QDateTime(QDate::currentDate(), time).toString(kTimeForm));
+}
 
 }  // namespace
 
@@ -32,6 +38,9 @@ ScheduleView::ScheduleView(KeldaneController& controller, SettingsDialog& settin
   column->addWidget(about);
   column->addWidget(makeDays());
   column->addWidget(makeTimes());
+  auto* log = new QCheckBox(tr("Leave the log of such a run on the desktop"), this);
+  form_.bind(*log, "leaveLogCheck", controller_.settingsPanel().form.leaveLogCheck);
+  column->addWidget(log);
   column->addStretch();
   column->addLayout(makeButtons());
   settings.addView(
@@ -80,15 +89,13 @@ QWidget* ScheduleView::makeTimes() {
   form_.bind(
       [time, hours, &values] {
         const QDateTime chosen = QDateTime::fromString(qtText(values.schedTime), kTimeForm);
-        time->setTime(chosen.isValid() ? chosen.time() : QTime(12, 0));
+        time->setTime(chosen.isValid() ? chosen.time() : kProposedTime);
         hours->setValue(qtText(values.hoursTextField).toInt());
       },
       [time, hours, &values] {
         const QDateTime before = QDateTime::fromString(qtText(values.schedTime), kTimeForm);
-        if (!before.isValid() || before.time() != time->time()) {
-          const QDateTime chosen(QDate::currentDate(), time->time());
-          values.schedTime = plainText(chosen.toString(kTimeForm));
-        }
+        const QTime shown = before.isValid() ? before.time() : kProposedTime;
+        if (time->time() != shown) values.schedTime = today(time->time());
         values.hoursTextField = values.hoursStepper = std::to_string(hours->value());
       });
   auto* grid = new QGridLayout(part);
@@ -120,6 +127,8 @@ QLayout* ScheduleView::makeButtons() {
   });
   connect(set, &QPushButton::clicked, this, [this] {
     settings_.takeForm();
+    std::string& time = controller_.settingsPanel().form.schedTime;
+    if (time.empty()) time = today(kProposedTime);
     controller_.schedulePanel().schedule();
   });
   return row;

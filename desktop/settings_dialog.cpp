@@ -14,12 +14,14 @@
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QTreeWidget>
 
 #include "app/keldane_controller.h"
+#include "desktop/folders_view.h"
 #include "desktop/fonts.h"
 #include "desktop/qt_text.h"
 
@@ -51,7 +53,7 @@ SettingsDialog::SettingsDialog(KeldaneController& controller, QWidget* parent)
   auto* column = new QVBoxLayout(this);
   column->addWidget(tabs_, 1);
   column->addLayout(makeButtons());
-  resize(600, 520);
+  resize(640, 620);
   connect(tabs_, &QTabWidget::currentChanged, this, [this](int tab) {
     if (filling_) return;
     controller_.settingsPanel().form.settingsToolbar = tab;
@@ -66,6 +68,20 @@ void SettingsDialog::addView(QWidget* view, const QString& title, std::function<
   tabs_->addTab(view, title);
   filling_ = before;
   form_.bind(std::move(show), std::move(take));
+}
+
+void SettingsDialog::addTable(const QString& name, std::function<void()> show) {
+  form_.bind(show, {});
+  tables_[name] = std::move(show);
+}
+
+void SettingsDialog::controlChanged(const QString& control) {
+  const auto table = tables_.find(control);
+  if (table != tables_.end()) {
+    table->second();
+  } else {
+    PanelDialog::controlChanged(control);
+  }
 }
 
 QWidget* SettingsDialog::makeChoice(const char* name, const QString& words,
@@ -128,10 +144,16 @@ QWidget* SettingsDialog::makeGeneral() {
         values.keepDifferingCheck);
   check(tr("Read each part in the charset that it declares"), "declaredCharsetsCheck",
         values.declaredCharsetsCheck);
-  check(tr("Leave out large attachments, above this many MB:"), "largeAttachCheck",
-        values.largeAttachCheck);
+  QCheckBox* large = check(tr("Leave out large attachments, above this many MB:"),
+                           "largeAttachCheck", values.largeAttachCheck);
   auto* size = new QLineEdit(view);
   form_.bind(*size, "attachSizeTextField", values.attachSizeTextField);
+  auto* megabytes = new QDoubleValidator(0, 1e6, 3, size);
+  // As a run reads it, whatever the language.
+  megabytes->setLocale(QLocale::c());
+  size->setValidator(megabytes);
+  form_.bind([large, &values] { large->setEnabled(values.largeAttachCheckEnabled); }, {});
+  connect(large, &QCheckBox::toggled, size, &QWidget::setEnabled);
   size->setAccessibleName(tr("Largest attachment in MB"));
   size->setMaximumWidth(80);
   form->addRow(QString(), size);
@@ -199,6 +221,10 @@ QWidget* SettingsDialog::makeAccounts() {
       {});
   column->addLayout(buttons);
 
+  auto* folders = new FoldersView(controller_.folderTable(), view);
+  addTable("foldersTableView", [folders] { folders->refresh(); });
+  column->addWidget(folders, 1);
+
   auto* folder = new QHBoxLayout;
   check(tr("Archive this folder too:"), "importFolderCheck", values.importFolderCheck, folder);
   auto* path = new QLineEdit(view);
@@ -210,11 +236,13 @@ QWidget* SettingsDialog::makeAccounts() {
     form_.take();
     controller_.settingsPanel().openImportFolderPath();
   });
+  path->setToolTip(tr("A run reads its mail files after all others"));
   folder->addWidget(path, 1);
   folder->addWidget(choose);
   column->addLayout(folder);
   check(tr("Delete the folder's files once they are archived"), "deleteFolderCheck",
-        values.deleteFolderCheck, column);
+        values.deleteFolderCheck, column)
+      ->setToolTip(tr("Only files whose messages are all safely in the archive"));
   return view;
 }
 
@@ -260,6 +288,8 @@ QWidget* SettingsDialog::makeViewing() {
   auto* size = new QLineEdit(view);
   form_.bind(*size, "limitSearchTextField", values.limitSearchTextField);
   size->setAccessibleName(tr("Most emails of a search"));
+  size->setValidator(new QIntValidator(1, 1000000000, size));
+  connect(limited, &QCheckBox::toggled, size, &QWidget::setEnabled);
   size->setMaximumWidth(100);
   limit->addWidget(limited);
   limit->addWidget(size);

@@ -40,72 +40,67 @@ void addTitles(QComboBox& menu, const std::array<std::string_view, count>& title
 
 }  // namespace
 
-TagRulesDialog::TagRulesDialog(TagRuleEditor& editor, QWidget* parent)
-    : PanelDialog("tagRulesPanel", tr("Tag Rules"), parent),
-      editor_(editor),
-      table_(new QTreeWidget(this)) {
+TagRulesView::TagRulesView(TagRuleEditor& editor, QWidget* parent)
+    : QWidget(parent), editor_(editor), table_(new QTreeWidget(this)) {
+  setObjectName("tagRulesView");
   auto* about = new QLabel(tr("Each email that is archived goes through the checked rules, from "
                               "the top. A rule gives tags, or keeps the email out."),
                            this);
   about->setWordWrap(true);
   nameControl(*table_, "tagRulesTableView", tr("Tag rules"));
   table_->setRootIsDecorated(false);
-  table_->setHeaderLabels({tr("Rule")});
+  table_->setHeaderHidden(true);
   table_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   auto* column = new QVBoxLayout(this);
   column->addWidget(about);
   column->addWidget(table_, 1);
   column->addLayout(makeButtons());
-  resize(460, 340);
+  takeSelection();
+  connect(table_, &QTreeWidget::itemSelectionChanged, this, [this] {
+    if (!filling_) takeSelection();
+  });
   connect(table_, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item) {
     if (filling_) return;
     // Later: the table is filled anew, and this row is still in use.
     const auto row = static_cast<std::size_t>(item->data(0, Qt::UserRole).toInt());
     QTimer::singleShot(0, this, [this, row] { editor_.didClickRuleCheck(row); });
   });
-  connect(table_, &QTreeWidget::itemDoubleClicked, this, [this] {
-    takeSelection();
-    editor_.editRule();
-  });
+  connect(table_, &QTreeWidget::itemDoubleClicked, this, [this] { editor_.editRule(); });
 }
 
-QLayout* TagRulesDialog::makeButtons() {
+QLayout* TagRulesView::makeButtons() {
   struct Button {
     const char* name;
     QString words;
     void (TagRuleEditor::*run)();
+    bool ofSelection;
   };
-  const Button buttons[] = {{"addRuleButton", tr("Add..."), &TagRuleEditor::addRule},
-                            {"editRuleButton", tr("Edit..."), &TagRuleEditor::editRule},
-                            {"dupRuleButton", tr("Duplicate..."), &TagRuleEditor::dupRule},
-                            {"removeRuleButton", tr("Remove"), &TagRuleEditor::removeRule}};
+  const Button buttons[] = {{"addRuleButton", tr("Add..."), &TagRuleEditor::addRule, false},
+                            {"editRuleButton", tr("Edit..."), &TagRuleEditor::editRule, true},
+                            {"dupRuleButton", tr("Duplicate..."), &TagRuleEditor::dupRule, true},
+                            {"removeRuleButton", tr("Remove"), &TagRuleEditor::removeRule, true}};
   auto* row = new QHBoxLayout;
   for (const Button& each : buttons) {
     auto* button = new QPushButton(each.words, this);
     nameControl(*button, each.name);
     button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, [this, run = each.run] {
-      takeSelection();
-      (editor_.*run)();
-    });
+    connect(button, &QPushButton::clicked, this, [this, run = each.run] { (editor_.*run)(); });
+    if (each.ofSelection) ofSelection_.push_back(button);
     row->addWidget(button);
   }
   row->addStretch();
-  auto* close = new QPushButton(tr("Close"), this);
-  nameControl(*close, "closeRulesButton");
-  connect(close, &QPushButton::clicked, this, [this] { reject(); });
-  row->addWidget(close);
   return row;
 }
 
-void TagRulesDialog::takeSelection() {
+void TagRulesView::takeSelection() {
   editor_.selectedRows.clear();
   for (const QModelIndex& index : table_->selectionModel()->selectedRows()) {
     editor_.selectedRows.push_back(static_cast<std::size_t>(index.row()));
   }
+  for (QPushButton* button : ofSelection_) button->setEnabled(!editor_.selectedRows.empty());
 }
 
-void TagRulesDialog::refresh() {
+void TagRulesView::refresh() {
   filling_ = true;
   const int before = table_->currentIndex().row();
   table_->clear();
@@ -117,6 +112,7 @@ void TagRulesDialog::refresh() {
   }
   if (before >= 0) table_->setCurrentItem(table_->topLevelItem(before));
   filling_ = false;
+  takeSelection();
 }
 
 TagRuleSheetDialog::TagRuleSheetDialog(TagRuleEditor& editor, QWidget* parent)

@@ -1,23 +1,26 @@
 #pragma once
 
 #include <array>
+#include <vector>
 
 #include "desktop/form_binding.h"
 #include "desktop/panel_view.h"
 
+class QPushButton;
 class QTreeWidget;
 
 namespace keldane {
 
 class TagRuleEditor;
 
-/// `tagRulesPanel`: the tag rules in their order, with a check box each.
-class TagRulesDialog : public PanelDialog {
-  Q_DECLARE_TR_FUNCTIONS(TagRulesDialog)
+/// `tagRulesView`, a tab of the settings: the tag rules in their order, with a check box each. A
+/// change is kept at once.
+class TagRulesView : public QWidget {
+  Q_DECLARE_TR_FUNCTIONS(TagRulesView)
 
  public:
-  TagRulesDialog(TagRuleEditor& editor, QWidget* parent);
-  void refresh() override;
+  TagRulesView(TagRuleEditor& editor, QWidget* parent);
+  void refresh();
 
  private:
   void takeSelection();
@@ -25,6 +28,7 @@ class TagRulesDialog : public PanelDialog {
 
   TagRuleEditor& editor_;
   QTreeWidget* table_;
+  std::vector<QPushButton*> ofSelection_;  ///< need a selected rule
   bool filling_ = false;
 };
 

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QTimer>
 
+#include "app/patient_session.h"
 #include "base/files.h"
 #include "desktop/addresses_dialog.h"
 #include "desktop/attach_type_sheet.h"
@@ -43,6 +44,7 @@ constexpr const char* kStateFile = "/Library/Application Support/Keldane/Window.
 WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), host_(tools_) {
   KeldaneController::Options options;
   options.connectsByItself = true;
+  options.makeSession = [this] { return makeSession(); };
   controller_ = std::make_unique<KeldaneController>(
       KeldaneController::Ports{ui_, queue_, tools_, environment_, host_,
                                [] { QCoreApplication::quit(); }},
@@ -59,12 +61,28 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
   FirstPage& first = mainWindow_->firstPage();
   first.archiveMyMail = [this] { controller_->foundMailPanel().findMail(); };
   first.openFiles = [this] { controller_->sourceChooser().openMbox(); };
+  mainWindow_->reconnect = [this] { controller_->connectPanel().reconnect(); };
+  mainWindow_->isBusy = [this] { return session_->isWaiting(); };
   first.connectToServer = [this] { controller_->connectPanel().newConnect(); };
 }
 
 WindowProgram::~WindowProgram() {
   if (controller_->process().unattendedRun == 0) mainWindow_->saveState();
   controller_->applicationWillTerminate();
+}
+
+std::unique_ptr<ServerSession> WindowProgram::makeSession() {
+  PatientSession::Waiting waiting;
+  waiting.goesOn = [this](bool canEnd) { return progress_ == nullptr || progress_->waits(canEnd); };
+  waiting.over = [this] {
+    if (progress_ != nullptr) progress_->waited();
+  };
+  waiting.lostChanged = [this](bool isLost) {
+    if (mainWindow_) mainWindow_->showLoss(isLost);
+  };
+  auto session = std::make_unique<PatientSession>(makeMysqlSession, std::move(waiting));
+  session_ = session.get();
+  return session;
 }
 
 void WindowProgram::add(std::unique_ptr<PanelView> panel) {
@@ -78,6 +96,7 @@ void WindowProgram::makePanels() {
   progress->cancel = [this] { controller_->archivePanel().cancelParse(); };
   progress->canCancel = [this] { return controller_->archiveRun().isRunning(); };
   ui_.setProgressWindow(*progress);
+  progress_ = progress.get();
   add(std::move(progress));
 
   auto text = std::make_unique<TextWindow>(over);
@@ -90,6 +109,11 @@ void WindowProgram::makePanels() {
   add(std::make_unique<FoundMailDialog>(controller_->foundMailPanel(), over));
   auto settings = std::make_unique<SettingsDialog>(*controller_, over);
   new ScheduleView(*controller_, *settings);  // owned by the window that it is a tab of
+  auto* rules = new TagRulesView(controller_->tagRuleEditor(), settings.get());
+  settings->addView(rules, TagRulesView::tr("Tag Rules"), [] {}, {});
+  settings->addTable("tagRulesTableView", [rules] { rules->refresh(); });
+  add(std::make_unique<TagRuleSheetDialog>(controller_->tagRuleEditor(), settings.get()));
+  add(std::make_unique<FoundFoldersDialog>(controller_->folderTable(), settings.get()));
   add(std::move(settings));
   auto retrieve = std::make_unique<RetrieveDialog>(*controller_, over);
   add(std::make_unique<AttachTypeSheet>(controller_->retrieveSheet(), retrieve.get()));
@@ -97,9 +121,6 @@ void WindowProgram::makePanels() {
   add(std::make_unique<SavedSearchesDialog>(*controller_, over));
   add(std::move(retrieve));
   add(std::make_unique<TagDialog>(controller_->tagPanel(), over));
-  auto rules = std::make_unique<TagRulesDialog>(controller_->tagRuleEditor(), over);
-  add(std::make_unique<TagRuleSheetDialog>(controller_->tagRuleEditor(), rules.get()));
-  add(std::move(rules));
   add(std::make_unique<AddressesDialog>(controller_->exportPanel(), over));
   add(std::make_unique<IdDialog>(controller_->sqlFiles(), over));
   add(std::make_unique<DuplicatesDialog>(controller_->duplicatesPanel(), over));
@@ -139,6 +160,7 @@ void WindowProgram::start() {
       QCoreApplication::processEvents();
     }
     controller_->applicationDidFinishLaunching();
+    if (controller_->process().unattendedRun == 0) mainWindow_->restoreSort();
     mainWindow_->refresh();
   });
 }

@@ -20,6 +20,7 @@ namespace keldane {
 
 class MainWindow;
 class PanelView;
+class PatientSession;
 class ProgressWindow;
 class QtPagePrinter;
 class TextWindow;
@@ -46,6 +47,7 @@ class WindowProgram {
  private:
   void makePanels();
   void makePrinter();
+  [[nodiscard]] std::unique_ptr<ServerSession> makeSession();
   /// Adds a panel that the program owns from now on.
   void add(std::unique_ptr<PanelView> panel);
 
@@ -54,6 +56,8 @@ class WindowProgram {
   SystemEnvironment environment_;
   DesktopHostServices host_;
   QtUserInterface ui_;
+  ProgressWindow* progress_ = nullptr;
+  PatientSession* session_ = nullptr;  ///< the controller's
   std::unique_ptr<KeldaneController> controller_;
   std::unique_ptr<QSettings> state_;
   std::unique_ptr<MainWindow> mainWindow_;

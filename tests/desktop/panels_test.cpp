@@ -8,6 +8,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimeEdit>
 #include <QTimer>
 #include <QTreeView>
 #include <QTreeWidget>
@@ -120,6 +122,38 @@ TEST_F(Panels, TheBoxForEveryDayAndThoseForOneGoTogether) {
   EXPECT_FALSE(rig.control<QCheckBox>("schedAll").isChecked());
   EXPECT_TRUE(rig.control<QCheckBox>("schedSat").isChecked());
   EXPECT_FALSE(rig.control<QCheckBox>("schedMon").isChecked());
+
+  // The time that is proposed is nobody's choice.
+  rig.click("savePrefButton");
+  EXPECT_FALSE(rig.controller().preferences().has("schedDateValue"));
+  rig.control<QTimeEdit>("schedTime").setTime(QTime(7, 15));
+  rig.click("savePrefButton");
+  EXPECT_THAT(rig.controller().preferences().text("schedDateValue").value_or(""),
+              HasSubstr(" 07:15:00"));
+}
+
+TEST_F(Panels, FoldersAreFoundKeptAndRemoved) {
+  rig.folder.write("Maildir/cur/1", "From: a@b.c\nDate: Fri, 1 Jan 2021 1:00:00 +0000\n\nx\n");
+  rig.folder.write("Maildir/new/2", "From: a@b.c\nDate: Fri, 2 Jan 2021 1:00:00 +0000\n\nx\n");
+  rig.folder.write("Maildir/tmp/x", "");
+  rig.click("settingsItem");
+  EXPECT_FALSE(rig.control<QPushButton>("removeFolderButton").isEnabled());
+  // What is typed elsewhere and not saved yet stays.
+  rig.control<QLineEdit>("importFolderTextField").setText("/typed");
+  rig.click("findFoldersButton");
+  rig.click("addFoundButton");
+  auto& table = rig.control<QTreeWidget>("foldersTableView");
+  QStringList places;
+  for (int row = 0; row < table.topLevelItemCount(); ++row) {
+    places += table.topLevelItem(row)->text(1);
+  }
+  EXPECT_THAT(places,
+              testing::UnorderedElementsAre(QString::fromStdString(rig.folder / "mail"),
+                                            QString::fromStdString(rig.folder / "Maildir")));
+  table.selectAll();
+  rig.click("removeFolderButton");
+  EXPECT_EQ(table.topLevelItemCount(), 0);
+  EXPECT_EQ(rig.control<QLineEdit>("importFolderTextField").text(), "/typed");
 }
 
 TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
