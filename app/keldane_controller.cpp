@@ -256,7 +256,8 @@ void KeldaneController::applicationDidFinishLaunching() {
   }
   archiver_.schedule().removeCrontab();
   if (archiver_.process().unattendedRun != 0) {
-    if (!connectPanel_->connectSaved()) return;
+    // Another copy may have been seen meanwhile.
+    if (!connectPanel_->connectSaved() || terminated_) return;
     archiver_.connections().doConfigure();
     ports_.ui.closePanel("storePanel");
     archivePanel_->setStoreDate();

@@ -111,6 +111,8 @@ Result<SearchResult> runSearch(ServerSession& session, const std::string& statem
     result.hasLatin1Sender = result.hasLatin1Sender || latin1Senders[i];
     result.rows.push_back(std::move(row));
     progress.step(static_cast<int>(result.rows.size()), {});
+    // What has come by then is the list.
+    if (progress.cancelled()) break;
   }
   return result;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
+#include <unordered_set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -24,24 +26,29 @@ bool DeletionPanel::confirm(const char* title, const char* text) const {
          kFirstButton;
 }
 
-void DeletionPanel::deleteFromList() {
-  removeRows(frame_.table().selectedInOrder());
+void DeletionPanel::deleteFromList() { takeFromList(frame_.table().selectedInOrder()); }
+
+void DeletionPanel::takeFromList(const std::vector<std::size_t>& rows) {
+  removeRows(rows);
   const Result<std::string> count = countMessages(frame_.session());
   if (!count) frame_.log(fmt::format("SQL error: {}\n", count.error()));
   showCounts(count ? *count : "0");
 }
 
+/// In one pass: the list and the selection may have a hundred thousand rows each.
 void DeletionPanel::removeRows(const std::vector<std::size_t>& rows) {
   ResultTable& table = frame_.table();
-  std::vector<std::size_t> places;
-  for (const std::size_t row : rows) places.push_back(table.modelIndex(row));
-  std::sort(places.rbegin(), places.rend());
-  for (const std::size_t place : places) {
-    const std::string id = fmt::format("{}", table.emailRows[place].emailID);
-    table.emailIds.erase(std::remove(table.emailIds.begin(), table.emailIds.end(), id),
-                         table.emailIds.end());
-    table.emailRows.erase(table.emailRows.begin() + static_cast<std::ptrdiff_t>(place));
+  std::vector<bool> isGone(table.emailRows.size());
+  std::unordered_set<std::string> ids;
+  for (const std::size_t row : rows) {
+    const std::size_t place = table.modelIndex(row);
+    isGone[place] = true;
+    ids.insert(fmt::format("{}", table.emailRows[place].emailID));
   }
+  std::erase_if(table.emailIds, [&ids](const std::string& id) { return ids.count(id) != 0; });
+  std::size_t place = 0;
+  std::erase_if(table.emailRows,
+                [&isGone, &place](const Emailrow&) -> bool { return isGone[place++]; });
   table.selectedRows.clear();
   table.rowCount = static_cast<int>(table.emailRows.size());
   frame_.ui().changed("storeTableView");
@@ -55,14 +62,15 @@ void DeletionPanel::showCounts(const std::string& inDatabase) const {
   frame_.ui().changed("listCountTextField");
 }
 
-bool DeletionPanel::deleteMessages(const MessageList& list) {
+std::optional<std::size_t> DeletionPanel::deleteMessages(const MessageList& list) {
   frame_.begin("Deleting from database...");
-  PanelProgress progress(frame_.progress());
+  EndablePanelProgress progress(frame_.progress(), frame_.ui());
   IndexForgetter words(frame_.session(), supportFolder(process_));
   const DeletionReport report = keldane::deleteMessages(
       frame_.output(progress), list, [&words](std::uint32_t id) { words.forget(id); });
-  if (!report.error.empty()) frame_.showFailure(report.error);
-  return report.error.empty();
+  if (report.error.empty()) return report.messages;
+  frame_.showFailure(report.error);
+  return std::nullopt;
 }
 
 void DeletionPanel::deleteSelected() {
@@ -70,19 +78,22 @@ void DeletionPanel::deleteSelected() {
                "Do you want to delete the selected email from the database?")) {
     return;
   }
-  if (!deleteMessages(frame_.selectedMessages())) return;
-  deleteFromList();
+  const auto deleted = deleteMessages(frame_.selectedMessages());
+  if (!deleted) return;
+  std::vector<std::size_t> rows = frame_.table().selectedInOrder();
+  rows.resize(std::min(rows.size(), *deleted));
+  takeFromList(rows);
   frame_.end();
 }
 
 void DeletionPanel::deleteAll() {
-  if (!confirm(kAllTitle, kAllText) || !deleteMessages(frame_.allMessages())) return;
+  if (!confirm(kAllTitle, kAllText)) return;
+  const auto deleted = deleteMessages(frame_.allMessages());
+  if (!deleted) return;
   ResultTable& table = frame_.table();
-  table.emailIds.clear();
-  table.emailRows.clear();
-  table.selectedRows.clear();
-  table.rowCount = 0;
-  frame_.ui().changed("storeTableView");
+  std::vector<std::size_t> rows(std::min(table.emailRows.size(), *deleted));
+  std::iota(rows.begin(), rows.end(), std::size_t{0});
+  removeRows(rows);
   const Result<std::string> count = countMessages(frame_.session());
   if (!count) std::fputs(fmt::format("SQL error: {}\n", count.error()).c_str(), stderr);
   frame_.end();
@@ -94,7 +105,7 @@ void DeletionPanel::deleteAttachments() {
   // Kept: it asks in the words of the other deletion, and tells it is done in those of the copies.
   if (!confirm(kAllTitle, kAllText)) return;
   frame_.begin("Deleting attachments...");
-  PanelProgress progress(frame_.progress());
+  EndablePanelProgress progress(frame_.progress(), frame_.ui());
   const DeletionReport report =
       keldane::deleteAttachments(frame_.output(progress), frame_.selectedMessages());
   if (!report.error.empty()) return frame_.showFailure(report.error);

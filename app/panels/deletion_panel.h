@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,10 @@ class DeletionPanel {
 
  private:
   [[nodiscard]] bool confirm(const char* title, const char* text) const;
-  /// False after a failure, which has been shown; the progress panel stays up then.
-  [[nodiscard]] bool deleteMessages(const MessageList& list);
+  /// How many of them are gone; nothing after a failure, which has been shown: the progress panel
+  /// stays up then.
+  [[nodiscard]] std::optional<std::size_t> deleteMessages(const MessageList& list);
+  void takeFromList(const std::vector<std::size_t>& rows);
   void removeRows(const std::vector<std::size_t>& rows);
   void showCounts(const std::string& inDatabase) const;
 

@@ -92,7 +92,7 @@ void ResultTable::getResults(const SearchOptions& filter) {
   options.style = dateStyleOf(context_.settings);
   // The list before this one decides the encoding: its senders were not UTF-8.
   options.sendsLatin1 = resultIsLatin1_;
-  PanelProgress progress(context_.progress);
+  EndablePanelProgress progress(context_.progress, context_.ui);
   Result<SearchResult> found = runSearch(context_.session, currentSql, options, progress);
   if (!found) {
     context_.progress.close();
