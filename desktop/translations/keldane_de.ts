@@ -334,6 +334,10 @@
         <source>Getting Started</source>
         <translation>Erste Schritte</translation>
     </message>
+    <message>
+        <source>Open in a Window</source>
+        <translation>In eigenem Fenster öffnen</translation>
+    </message>
 </context>
 <context>
     <name>ConnectDialog</name>
@@ -346,7 +350,7 @@
         <translation>Gesicherte Verbindungen</translation>
     </message>
     <message>
-        <source>"%1" is the private server of this program, which needs no login. Any other name stands for a MySQL or MariaDB server of yours.</source>
+        <source>&quot;%1&quot; is the private server of this program, which needs no login. Any other name stands for a MySQL or MariaDB server of yours.</source>
         <translation>„%1“ ist der private Server dieses Programms, der keine Anmeldung braucht. Jeder andere Name steht für einen eigenen MySQL- oder MariaDB-Server.</translation>
     </message>
     <message>
@@ -421,7 +425,7 @@
         <translation>Sie haben keine Postfächer ausgewählt, die in der Datenbank archiviert werden sollen. Wählen Sie sie in den Einstellungen aus.</translation>
     </message>
     <message>
-        <source>"%1" may be a program or a script. What it does when it is opened is up to whoever sent it.</source>
+        <source>&quot;%1&quot; may be a program or a script. What it does when it is opened is up to whoever sent it.</source>
         <translation>„%1“ kann ein Programm oder ein Skript sein. Was es beim Öffnen tut, bestimmt, wer es geschickt hat.</translation>
     </message>
     <message>
@@ -769,7 +773,7 @@
         <translation>Dieser Verweis wird nicht geöffnet</translation>
     </message>
     <message>
-        <source>Can't open mail program</source>
+        <source>Can&apos;t open mail program</source>
         <translation>Mailprogramm lässt sich nicht öffnen</translation>
     </message>
     <message>
@@ -877,7 +881,7 @@
         <translation>E-Mails suchen in %1</translation>
     </message>
     <message>
-        <source>Can't find folders</source>
+        <source>Can&apos;t find folders</source>
         <translation>Ordner nicht gefunden</translation>
     </message>
     <message>
@@ -909,7 +913,7 @@
         <translation>Zugriff auf die Festplatte</translation>
     </message>
     <message>
-        <source>Couldn't open %1</source>
+        <source>Couldn&apos;t open %1</source>
         <translation>%1 lässt sich nicht öffnen</translation>
     </message>
     <message>
@@ -921,7 +925,7 @@
         <translation>Datenbank gelöscht</translation>
     </message>
     <message>
-        <source>Can't write file</source>
+        <source>Can&apos;t write file</source>
         <translation>Datei lässt sich nicht schreiben</translation>
     </message>
     <message>
@@ -965,11 +969,11 @@
         <translation>Diesen Verweis öffnen?</translation>
     </message>
     <message>
-        <source>Can't open file</source>
+        <source>Can&apos;t open file</source>
         <translation>Datei lässt sich nicht öffnen</translation>
     </message>
     <message>
-        <source>Can't find file</source>
+        <source>Can&apos;t find file</source>
         <translation>Datei nicht gefunden</translation>
     </message>
     <message>
@@ -1033,7 +1037,7 @@
         <translation>Import fehlgeschlagen</translation>
     </message>
     <message>
-        <source>Can't Remove</source>
+        <source>Can&apos;t Remove</source>
         <translation>Lässt sich nicht entfernen</translation>
     </message>
     <message>
@@ -1053,11 +1057,11 @@
         <translation>Als PDF sichern</translation>
     </message>
     <message>
-        <source>Can't Open</source>
+        <source>Can&apos;t Open</source>
         <translation>Lässt sich nicht öffnen</translation>
     </message>
     <message>
-        <source>Can't save</source>
+        <source>Can&apos;t save</source>
         <translation>Lässt sich nicht sichern</translation>
     </message>
     <message>
@@ -1242,6 +1246,72 @@
     </message>
 </context>
 <context>
+    <name>FoldersView</name>
+    <message>
+        <source>Folders and files of mail that every run archives too, such as those of Thunderbird:</source>
+        <translation>Ordner und Dateien mit E-Mails, die jeder Lauf mit archiviert, etwa die von Thunderbird:</translation>
+    </message>
+    <message>
+        <source>Folders</source>
+        <translation>Ordner</translation>
+    </message>
+    <message>
+        <source>Folder</source>
+        <translation>Ordner</translation>
+    </message>
+    <message>
+        <source>Place</source>
+        <translation>Ort</translation>
+    </message>
+    <message>
+        <source>Add...</source>
+        <translation>Hinzufügen …</translation>
+    </message>
+    <message>
+        <source>Find...</source>
+        <translation>Suchen …</translation>
+    </message>
+    <message>
+        <source>Remove</source>
+        <translation>Entfernen</translation>
+    </message>
+    <message>
+        <source>Their mail stays where it is, and in the archive</source>
+        <translation>Ihre E-Mails bleiben, wo sie sind, und im Archiv</translation>
+    </message>
+    <message>
+        <source>%1 (not there now)</source>
+        <translation>%1 (zurzeit nicht da)</translation>
+    </message>
+</context>
+<context>
+    <name>FoundFoldersDialog</name>
+    <message>
+        <source>Mail on This Computer</source>
+        <translation>E-Mails auf diesem Rechner</translation>
+    </message>
+    <message>
+        <source>Add</source>
+        <translation>Hinzufügen</translation>
+    </message>
+    <message>
+        <source>Every run archives the folders that you add. They are read, never changed.</source>
+        <translation>Jeder Lauf archiviert die Ordner, die Sie hinzufügen. Sie werden gelesen, nie verändert.</translation>
+    </message>
+    <message>
+        <source>Mail on this machine</source>
+        <translation>E-Mails auf diesem Rechner</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Among the folders already</source>
+        <translation>Schon unter den Ordnern</translation>
+    </message>
+</context>
+<context>
     <name>FoundMailDialog</name>
     <message>
         <source>Archive My Mail</source>
@@ -1393,22 +1463,8 @@
         <translation>Finden</translation>
     </message>
     <message>
-        <source>Words of the message or of its attachments; "in quotes", from:, subject:, date:2003..2005, has:attachment, OR, -not</source>
-        <translation>Wörter der Nachricht oder ihrer Anhänge; "in Anführungszeichen", from:, subject:, date:2003..2005, has:attachment, OR, -nicht</translation>
-    </message>
-    <message>
-        <source>N, J	Next message (in the list)
-P, K	Previous message (in the list)
-Space	Scrolls, then the next message
-Esc	In Find: the former list
-Enter	In Find: keeps what is found as the list
-</source>
-        <translation>N, J	Nächste Nachricht (in der Liste)
-P, K	Vorige Nachricht (in der Liste)
-Leertaste	Blättert weiter, dann die nächste Nachricht
-Esc	Im Suchfeld: die vorige Liste
-Eingabe	Im Suchfeld: behält das Gefundene als Liste
-</translation>
+        <source>Words of the message or of its attachments; &quot;in quotes&quot;, from:, subject:, date:2003..2005, has:attachment, OR, -not</source>
+        <translation>Wörter der Nachricht oder ihrer Anhänge; &quot;in Anführungszeichen&quot;, from:, subject:, date:2003..2005, has:attachment, OR, -nicht</translation>
     </message>
     <message>
         <source>Keyboard Shortcuts</source>
@@ -1417,6 +1473,32 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Not connected</source>
         <translation>Nicht verbunden</translation>
+    </message>
+    <message>
+        <source>The connection to the server is lost.</source>
+        <translation>Die Verbindung zum Server ist verloren.</translation>
+    </message>
+    <message>
+        <source>Connect Again</source>
+        <translation>Neu verbinden</translation>
+    </message>
+    <message>
+        <source>N, J	Next message
+P, K	Previous message
+Space	Scrolls, then the next message
+Enter, double click	The message in a window of its own
+Ctrl and wheel	Larger or smaller text
+Esc	In Find: the former list; else: closes the window
+Enter	In Find: keeps what is found as the list
+</source>
+        <translation>N, J	Nächste Nachricht
+P, K	Vorige Nachricht
+Leertaste	Blättert weiter, dann die nächste Nachricht
+Eingabe, Doppelklick	Die Nachricht in eigenem Fenster
+Strg und Rad	Größere oder kleinere Schrift
+Esc	Im Suchfeld: die vorige Liste; sonst: schließt das Fenster
+Eingabe	Im Suchfeld: behält das Gefundene als Liste
+</translation>
     </message>
 </context>
 <context>
@@ -1672,6 +1754,13 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     </message>
 </context>
 <context>
+    <name>MessageWindow</name>
+    <message>
+        <source>(no subject)</source>
+        <translation>(kein Betreff)</translation>
+    </message>
+</context>
+<context>
     <name>Priorities</name>
     <message>
         <source>None</source>
@@ -1743,6 +1832,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Stopping after the message at hand...</source>
         <translation>Wird nach der laufenden Nachricht beendet …</translation>
+    </message>
+    <message>
+        <source>Waiting for the server...</source>
+        <translation>Warten auf den Server …</translation>
     </message>
 </context>
 <context>
@@ -2111,6 +2204,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
         <source>Remove Schedule</source>
         <translation>Zeitplan entfernen</translation>
     </message>
+    <message>
+        <source>Leave the log of such a run on the desktop</source>
+        <translation>Das Protokoll eines solchen Laufs auf dem Schreibtisch ablegen</translation>
+    </message>
 </context>
 <context>
     <name>SettingsDialog</name>
@@ -2271,7 +2368,7 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
         <translation>Auswählen …</translation>
     </message>
     <message>
-        <source>Delete the folder's files once they are archived</source>
+        <source>Delete the folder&apos;s files once they are archived</source>
         <translation>Die Dateien des Ordners löschen, sobald sie archiviert sind</translation>
     </message>
     <message>
@@ -2361,6 +2458,14 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Save</source>
         <translation>Sichern</translation>
+    </message>
+    <message>
+        <source>A run reads its mail files after all others</source>
+        <translation>Ein Lauf liest seine E-Mail-Dateien nach allen anderen</translation>
+    </message>
+    <message>
+        <source>Only files whose messages are all safely in the archive</source>
+        <translation>Nur Dateien, deren Nachrichten alle sicher im Archiv sind</translation>
     </message>
 </context>
 <context>
@@ -2658,11 +2763,7 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     </message>
 </context>
 <context>
-    <name>TagRulesDialog</name>
-    <message>
-        <source>Tag Rules</source>
-        <translation>Kennzeichnungsregeln</translation>
-    </message>
+    <name>TagRulesView</name>
     <message>
         <source>Each email that is archived goes through the checked rules, from the top. A rule gives tags, or keeps the email out.</source>
         <translation>Jede E-Mail, die archiviert wird, durchläuft von oben die angekreuzten Regeln. Eine Regel kennzeichnet die E-Mail oder hält sie fern.</translation>
@@ -2670,10 +2771,6 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Tag rules</source>
         <translation>Kennzeichnungsregeln</translation>
-    </message>
-    <message>
-        <source>Rule</source>
-        <translation>Regel</translation>
     </message>
     <message>
         <source>Add...</source>
@@ -2692,8 +2789,8 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
         <translation>Entfernen</translation>
     </message>
     <message>
-        <source>Close</source>
-        <translation>Schließen</translation>
+        <source>Tag Rules</source>
+        <translation>Kennzeichnungsregeln</translation>
     </message>
 </context>
 <context>
