@@ -47,7 +47,8 @@ class Reading : public ::testing::Test {
   }
   QTreeView& list() { return rig.control<QTreeView>("storeTableView"); }
   QString subject(int row) { return list().model()->index(row, 3).data().toString(); }
-  QString shown() { return rig.control<QLineEdit>("subjectLine").text(); }
+  /// Of the list's own message; a window of its own has the same controls.
+  QString shown() { return rig.window().findChild<QLineEdit*>("subjectLine")->text(); }
   static QWidget* messageWindow() {
     for (QWidget* top : QApplication::topLevelWidgets()) {
       if (top->objectName() == "messageWindow") return top;
