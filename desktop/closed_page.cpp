@@ -9,6 +9,7 @@
 #include <QWebEnginePage>
 #include <QWebEngineSettings>
 #include <chrono>
+#include <csignal>
 #include <memory>
 #include <utility>
 
@@ -45,6 +46,7 @@ class MailPage : public QWebEnginePage {
 namespace {
 
 constexpr std::chrono::seconds kLongestLayout(60);
+constexpr std::chrono::seconds kLongestSilence{20};  ///< of a page that loads
 
 /// Everything that a page could do beside standing there is off.
 void forbid(QWebEngineSettings& settings) {
@@ -115,9 +117,28 @@ void ClosedPage::connectPage() {
     if (crashed) crashed();
   });
   connect(page_, &QWebEnginePage::loadFinished, this, [this] { isLoading_ = false; });
+  watchForHang();
   page_->linkClicked = [this](const QString& target) {
     if (linkClicked) linkClicked(target);
   };
+}
+
+/// A page may be made so that its layout takes hours, and no other comes before it is done.
+void ClosedPage::watchForHang() {
+  hang_.setSingleShot(true);
+  hang_.setInterval(kLongestSilence);
+  connect(page_, &QWebEnginePage::loadProgress, this, [this] {
+    if (isLoading_) hang_.start();
+  });
+  connect(page_, &QWebEnginePage::loadFinished, &hang_, &QTimer::stop);
+  connect(&hang_, &QTimer::timeout, this, [this] {
+    const qint64 process = page_->renderProcessPid();
+    if (process > 0) {
+      ::kill(static_cast<pid_t>(process), SIGKILL);
+    } else if (crashed) {
+      crashed();
+    }
+  });
 }
 
 QWebEnginePage& ClosedPage::page() { return *page_; }
@@ -133,6 +154,7 @@ void ClosedPage::load(std::string_view html, std::string_view style, const QColo
   isLoading_ = true;
   guard_.begin(remotePictures);
   if (heldBackChanged) heldBackChanged();
+  hang_.start();
   page_->setUrl(scheme_.address);
 }
 

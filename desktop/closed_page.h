@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTimer>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -37,11 +38,12 @@ class ClosedPage : public QObject {
   std::function<std::optional<PagePicture>(const QString& contentId)> findPicture;
   std::function<void()> heldBackChanged;
   std::function<void(const QString& target)> linkClicked;
-  /// The process that draws the page has ended.
+  /// The process that draws the page has ended, or was ended because it came no further.
   std::function<void()> crashed;
 
  private:
   void connectPage();
+  void watchForHang();
 
   WebGuard guard_;
   MailScheme scheme_;
@@ -49,6 +51,7 @@ class ClosedPage : public QObject {
   MailPage* page_;
   int number_ = 0;
   bool isLoading_ = false;
+  QTimer hang_;
 };
 
 /// Whether the web engine starts for this user: as root it ends the program unless it has been
