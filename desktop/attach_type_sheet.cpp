@@ -3,7 +3,6 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QLabel>
 #include <QPushButton>
 
 #include "app/panels/retrieve_sheet.h"
@@ -24,14 +23,11 @@ AttachTypeSheet::AttachTypeSheet(RetrieveSheet& sheet, QWidget* parent)
   auto* column = new QVBoxLayout(this);
   for (std::size_t i = 0; i < kAttachTypes; ++i) {
     const AttachTypeGroup& group = kAttachTypeGroups[i];
-    auto* check = new QCheckBox(tr(std::string(group.title).c_str()), this);
+    auto* check = new QCheckBox(
+        tr(std::string(group.title).c_str()) + QStringLiteral(" - ") + qtText(group.extensions),
+        this);
     form_.bind(*check, kChecks[i], sheet.form.typeCheck[i]);
-    auto* endings = new QLabel(qtText(group.extensions), this);
-    endings->setIndent(22);
-    endings->setWordWrap(true);
-    check->setAccessibleDescription(endings->text());
     column->addWidget(check);
-    column->addWidget(endings);
   }
   auto* cancelButton = new QPushButton(tr("Cancel"), this);
   auto* choose = new QPushButton(tr("OK"), this);
