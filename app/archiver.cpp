@@ -3,11 +3,13 @@
 #include <cstdio>
 #include <fstream>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include <unistd.h>
 
 #include "app/run_index.h"
+#include "archive/failover_session.h"
 #include "base/files.h"
 #include "base/text.h"
 #include "ingest/sources/mail_store_probe.h"
@@ -39,7 +41,8 @@ LocalServer::Options serverOptions(const ProcessState& state) {
 
 Archiver::Archiver(Ports ports, const Options& options)
     : ports_(ports),
-      session_(options.makeSession ? options.makeSession() : makeMysqlSession()),
+      session_(options.makeSession ? options.makeSession()
+                                   : makeFailoverSession(makeMysqlSession())),
       prefs_(findPreferences(ports.environment, process_)),
       database_(*session_, ports.progress, process_),
       connections_(*session_, database_, prefs_, ports.progress, process_),
@@ -57,6 +60,11 @@ Archiver::Archiver(Ports ports, const Options& options)
                    ports.progress, ports.mainQueue, ports.environment, ports.host,
                    runIndex_.get()}) {
   database_.reconnect = [this] { return reconnect(); };
+  session_->notice = [this, main = std::this_thread::get_id()](const std::string& line) {
+    if (std::this_thread::get_id() == main) return ports_.progress.notice(line);
+    archiveRun_.writeStoreLog(line + "\n");
+    ports_.mainQueue.post([this, line] { ports_.progress.notice(line); });
+  };
 }
 
 Archiver::~Archiver() = default;

@@ -83,6 +83,9 @@ class UserInterface {
   /// The same of an archive run, in more detail; a face that shows the count may leave it out.
   virtual void readingProgress(const ReadingProgress&, std::string_view /*detail*/) {}
 
+  /// A sentence that the user should see and that stops nothing.
+  virtual void notice(std::string_view /*line*/) {}
+
   /// Shows a text (a log, a raw source) in the viewer window.
   virtual void showText(std::string_view title, std::string_view text) = 0;
 };

@@ -6,6 +6,7 @@
 
 #include "archive/archive_schema.h"
 #include "archive/existing_archive.h"
+#include "archive/schema_state.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -107,6 +108,11 @@ Faults ArchiveDatabase::openExisting() {
 }
 
 Faults ArchiveDatabase::makeSchema() {
+  if (hasWholeSchema(session_, dbPath, !indexesDone_) && session_.selectDatabase(dbPath)) {
+    indexesDone_ = true;
+    open_ = true;
+    return {};
+  }
   if (!send("CREATE DATABASE IF NOT EXISTS " + dbPath)) {
     lost_ = matchesWildcard(session_.error(), "*has gone away*");
     return fail(false);

@@ -21,8 +21,8 @@ enum class Opening {
 };
 
 /// The archive's schema: makes it, brings old ones up to date, opens it. There is no schema
-/// version: each call of `openDatabase` runs the whole sequence, and every step is idempotent or
-/// fails harmlessly. Main thread.
+/// version: unless all is there, a call of `openDatabase` runs the whole sequence, and every step
+/// is idempotent or fails harmlessly. Main thread.
 class ArchiveDatabase {
  public:
   ArchiveDatabase(ServerSession& session, Progress& progress, ProcessState& process);

@@ -79,8 +79,13 @@ std::optional<int> numberOf(std::optional<std::string_view> cell) {
 }  // namespace
 
 bool Fingerprints::open() {
-  available_ = context_.session.query(context_.readsOnly ? kProbe : kCreate);
-  if (available_ && context_.readsOnly) static_cast<void>(context_.session.storeResult());
+  // Asked for first: the making of a table stops every writer, even of one that is there.
+  available_ = context_.session.query(kProbe);
+  if (available_) {
+    static_cast<void>(context_.session.storeResult());
+  } else if (!context_.readsOnly) {
+    available_ = context_.session.query(kCreate);
+  }
   return available_;
 }
 

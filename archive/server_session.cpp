@@ -1,5 +1,6 @@
 #include "archive/server_session.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <limits>
@@ -8,6 +9,9 @@
 #include <vector>
 
 #include <mysql.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 namespace keldane {
 namespace {
@@ -24,6 +28,77 @@ constexpr std::string_view kLimitQuestion = "SELECT @@SESSION.max_allowed_packet
 
 const char* pointerOrNull(const std::optional<std::string>& text) {
   return text ? text->c_str() : nullptr;
+}
+
+// The way to the server.
+
+constexpr unsigned kTlsFailed = 2026;
+constexpr unsigned kLoginNotTaken = 5010;  ///< not one of `kClosedLogins`
+constexpr const char* kNoTlsText =
+    "the server offers no encrypted session, and the connection asks for one (--tls)";
+
+/// Ways to log in by which the password never goes over an open line: as a digest of it, or under
+/// the server's key. Who stands in for the server may ask for others.
+constexpr const char* kClosedLogins =
+    "mysql_native_password,client_ed25519,caching_sha2_password,sha256_password,"
+    "auth_gssapi_client,parsec";
+
+/// The link of a local socket leaves no machine.
+bool isLocalSocket(const ServerAddress& address) {
+  const std::string host = address.host.value_or("");
+  return host.empty() || host == "localhost";
+}
+
+/// Before the connect. Nothing here can fail: what the client does not know it passes over, and
+/// what came of it is looked at behind the connect.
+void setLinkOptions(MYSQL* handle, const ServerAddress& address, TlsMode tls) {
+  // A server may ask for any file of this machine.
+  const unsigned localFiles = 0;
+  mysql_options(handle, MYSQL_OPT_LOCAL_INFILE, &localFiles);
+  // The client looks at the certificate as soon as it knows of an authority.
+  if (tls == TlsMode::verify && !address.tlsAuthority.empty()) {
+    mysql_options(handle, MYSQL_OPT_SSL_CA, address.tlsAuthority.c_str());
+  }
+#ifdef MARIADB_PACKAGE_VERSION_ID
+  if (tls != TlsMode::verify && !isLocalSocket(address)) {
+    mysql_options(handle, MARIADB_OPT_RESTRICTED_AUTH, kClosedLogins);
+  }
+  const my_bool encrypts = tls == TlsMode::off ? 0 : 1;
+  const my_bool verifies = tls == TlsMode::verify ? 1 : 0;
+  mysql_options(handle, MYSQL_OPT_SSL_ENFORCE, &encrypts);
+  mysql_options(handle, MYSQL_OPT_SSL_VERIFY_SERVER_CERT, &verifies);
+#else
+  constexpr std::array<unsigned, 4> kModes = {SSL_MODE_DISABLED, SSL_MODE_PREFERRED,
+                                              SSL_MODE_REQUIRED, SSL_MODE_VERIFY_IDENTITY};
+  mysql_options(handle, MYSQL_OPT_SSL_MODE, &kModes[static_cast<std::size_t>(tls)]);
+#endif
+}
+
+/// The client's words for a failed handshake or login as a sentence; empty for any other failure.
+std::string tlsRefusal(unsigned number, std::string_view words, const std::string& host) {
+  if (number == kLoginNotTaken) {
+    return "\"" + host +
+           "\" asks for the password in a way that gives it away, which only a verified session "
+           "may (--tls verify)";
+  }
+  if (number != kTlsFailed) return {};
+  if (words.find("Validation of SSL server certificate failed") != std::string_view::npos) {
+    return "the certificate of \"" + host + "\" is refused: it is made out to another name";
+  }
+  constexpr std::array<std::string_view, 2> kHeads = {"TLS/SSL error: ", "SSL connection error: "};
+  for (const std::string_view head : kHeads) {
+    if (words.starts_with(head)) words.remove_prefix(head.size());
+  }
+  constexpr std::array<std::string_view, 5> kOfCertificate = {"certificate", "Certificate",
+                                                              "issuer", "Hostname", "hostname"};
+  const bool isOfCertificate = std::any_of(
+      kOfCertificate.begin(), kOfCertificate.end(),
+      [words](std::string_view word) { return words.find(word) != std::string_view::npos; });
+  if (isOfCertificate) {
+    return "the certificate of \"" + host + "\" is refused: " + std::string(words);
+  }
+  if (words.find("required") != std::string_view::npos) return kNoTlsText;
+  return "no encrypted session came about with \"" + host + "\": " + std::string(words);
 }
 
 class MysqlRows : public ResultRows {
@@ -198,11 +273,20 @@ class MysqlSession : public ServerSession {
 
   [[nodiscard]] bool connect(const ServerAddress& address) override {
     if (!ready()) return false;
-    if (mysql_real_connect(handle_, pointerOrNull(address.host), pointerOrNull(address.user),
-                           pointerOrNull(address.password), pointerOrNull(address.database),
-                           address.port, pointerOrNull(address.socket), kClientFlags) == nullptr) {
+    const TlsMode tls = isLocalSocket(address) ? TlsMode::off : address.tls;
+    if (!openLink(address, tls)) {
+      // What is only preferred must not keep anybody out.
+      if (tls != TlsMode::prefer || mysql_errno(handle_) != kTlsFailed) return false;
+      closeHandle();
+      if (!ready() || !openLink(address, TlsMode::off)) return false;
+    }
+    if (tls >= TlsMode::require && mysql_get_ssl_cipher(handle_) == nullptr) {
+      // The client takes "require" for a wish.
+      closeHandle();
+      refusal_ = kNoTlsText;
       return false;
     }
+    if (!address.otherHosts.empty()) noticeDeadLink();
     // What a client says of its text by itself depends on its make and version, down to Latin 1.
     // Servers before 5.5.3 know only the UTF-8 of three bytes.
     if (mysql_query(handle_, "SET NAMES utf8mb4") != 0) {
@@ -227,11 +311,13 @@ class MysqlSession : public ServerSession {
 
   [[nodiscard]] std::string error() const override {
     if (isOthers()) return kInUse;
+    if (!refusal_.empty()) return refusal_;
     if (limit_.exceeded) return kPacketTooLargeText;
     return handle_ == nullptr ? std::string() : mysql_error(handle_);
   }
 
   [[nodiscard]] unsigned errorNumber() const override {
+    if (!refusal_.empty()) return kTlsFailed;
     if (limit_.exceeded) return kPacketTooLarge;
     return handle_ == nullptr ? 0 : mysql_errno(handle_);
   }
@@ -256,6 +342,18 @@ class MysqlSession : public ServerSession {
     return ready() ? wrapResult(mysql_list_dbs(handle_, nullptr), false) : nullptr;
   }
 
+  [[nodiscard]] std::string encryption() const override {
+    const char* cipher = handle_ == nullptr || isOthers() ? nullptr : mysql_get_ssl_cipher(handle_);
+    if (cipher == nullptr) return {};
+    std::string text = cipher;
+#ifdef MARIADB_PACKAGE_VERSION_ID
+    const char* version = nullptr;
+    mariadb_get_infov(handle_, MARIADB_CONNECTION_TLS_VERSION, &version);
+    if (version != nullptr) text.insert(0, std::string(version) + ", ");
+#endif
+    return text;
+  }
+
   [[nodiscard]] std::unique_ptr<Statement> makeStatement() override {
     MYSQL_STMT* statement = ready() ? mysql_stmt_init(handle_) : nullptr;
     if (statement == nullptr) return nullptr;
@@ -268,8 +366,48 @@ class MysqlSession : public ServerSession {
   bool ready() {
     if (isOthers()) return false;
     limit_.exceeded = false;
+    refusal_.clear();
     if (handle_ == nullptr) handle_ = mysql_init(nullptr);
     return handle_ != nullptr;
+  }
+
+  [[nodiscard]] bool openLink(const ServerAddress& address, TlsMode tls) {
+    if (!address.otherHosts.empty()) {
+      mysql_options(handle_, MYSQL_OPT_CONNECT_TIMEOUT, &kHostSeconds);
+    }
+    setLinkOptions(handle_, address, tls);
+    if (mysql_real_connect(handle_, pointerOrNull(address.host), pointerOrNull(address.user),
+                           pointerOrNull(address.password), pointerOrNull(address.database),
+                           address.port, pointerOrNull(address.socket), kClientFlags) != nullptr) {
+      return true;
+    }
+    refusal_ = tlsRefusal(mysql_errno(handle_), mysql_error(handle_), address.host.value_or(""));
+    return false;
+  }
+
+  /// A host that loses its power or its cable says nothing more: the system asks it now and then,
+  /// and ends the link when there is no answer. A statement that takes long is not touched.
+  void noticeDeadLink() {
+    const auto link = static_cast<int>(mysql_get_socket(handle_));
+    const int on = 1;
+    const int quietSeconds = 5;
+    const int betweenSeconds = 2;
+    const int most = 3;
+    const unsigned unsentMs = 1000 * (kHostSeconds + 5);
+    // On a local socket each of them fails, and none is needed.
+    static_cast<void>(::setsockopt(link, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on));
+#ifdef TCP_USER_TIMEOUT
+    static_cast<void>(
+        ::setsockopt(link, IPPROTO_TCP, TCP_KEEPIDLE, &quietSeconds, sizeof quietSeconds));
+    static_cast<void>(
+        ::setsockopt(link, IPPROTO_TCP, TCP_USER_TIMEOUT, &unsentMs, sizeof unsentMs));
+#else
+    static_cast<void>(
+        ::setsockopt(link, IPPROTO_TCP, TCP_KEEPALIVE, &quietSeconds, sizeof quietSeconds));
+#endif
+    static_cast<void>(
+        ::setsockopt(link, IPPROTO_TCP, TCP_KEEPINTVL, &betweenSeconds, sizeof betweenSeconds));
+    static_cast<void>(::setsockopt(link, IPPROTO_TCP, TCP_KEEPCNT, &most, sizeof most));
   }
 
   void learnLimit() {
@@ -284,14 +422,16 @@ class MysqlSession : public ServerSession {
 
   void closeHandle() {
     limit_ = {};
+    refusal_.clear();
     if (handle_ != nullptr) mysql_close(std::exchange(handle_, nullptr));
   }
 
   MYSQL* handle_ = nullptr;
   PacketLimit limit_;
+  std::string refusal_;  ///< why the last connect came to no session that is safe; empty: it did
 };
 
-constexpr std::array<std::string_view, 8> kLostConnectionTexts = {
+constexpr std::array<std::string_view, 9> kLostConnectionTexts = {
     "gone away",
     "Lost connection",
     "Can't connect to",
@@ -300,6 +440,7 @@ constexpr std::array<std::string_view, 8> kLostConnectionTexts = {
     "Connection was closed",
     "Server closed the connection",
     "disconnected by the server",
+    "WSREP has not yet prepared",  // a node without its cluster
 };
 
 }  // namespace

@@ -11,8 +11,19 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
+
+#include "archive/host_list.h"
 
 namespace keldane {
+
+/// How a session that leaves the machine is encrypted.
+enum class TlsMode {
+  off,
+  prefer,   ///< where the server offers it; whoever stands between can do without
+  require,  ///< or no session; the server's certificate is not looked at
+  verify,   ///< and the certificate must be of a known authority, and for this host
+};
 
 /// Where to connect. A missing text is a null pointer to the client library: its own default.
 struct ServerAddress {
@@ -21,7 +32,10 @@ struct ServerAddress {
   std::optional<std::string> password;
   std::optional<std::string> database;
   std::optional<std::string> socket;
-  unsigned port = 0;  ///< 0: the client's default
+  unsigned port = 0;                       ///< 0: the client's default
+  std::vector<HostPlace> otherHosts = {};  ///< of the same cluster, in the order of their use
+  TlsMode tls = TlsMode::prefer;           ///< a local socket does without
+  std::string tlsAuthority = {};  ///< PEM file of the authorities; empty: those of the system
 };
 
 /// Rows of one answer of the server. Freed with the object, before the next statement in the case
@@ -111,6 +125,20 @@ class ServerSession {
   /// Null when memory runs out.
   [[nodiscard]] virtual std::unique_ptr<Statement> makeStatement() = 0;
 
+  /// Version and cipher by which the session is encrypted, as in "TLSv1.3,
+  /// TLS_AES_256_GCM_SHA384"; empty when it is not.
+  [[nodiscard]] virtual std::string encryption() const { return {}; }
+  /// Where the session stands, when its address names several hosts.
+  [[nodiscard]] virtual std::optional<HostPlace> place() const { return std::nullopt; }
+  /// Leaves a server that is lost for another host of the address, with the database and the values
+  /// of the session. False: there is no other, or none takes it.
+  [[nodiscard]] virtual bool moveOn() { return false; }
+  /// When nobody knows whether a statement that wrote has been carried out, the session stays lost
+  /// until `moveOn`, so that whoever can find out does so first. Else it moves on by itself.
+  bool waitsWhenUnsure = false;
+  /// Told in a sentence when the session has moved on, by the thread that uses it. May be empty.
+  std::function<void(const std::string& line)> notice;
+
  protected:
   [[nodiscard]] bool isOthers() const {
     const std::thread::id owner = owner_;
@@ -140,7 +168,10 @@ class SessionClaim {
 /// First cell of the first row of the last answer; "0" when there is no row or the cell is NULL.
 [[nodiscard]] std::string fetchFirstCell(ServerSession& session);
 
-/// A session over the MySQL or MariaDB C client.
+/// Seconds that a host which is one of several gets to answer.
+inline constexpr unsigned kHostSeconds = 5;
+
+/// A session over the MySQL or MariaDB C client. Of the address it takes the first host.
 [[nodiscard]] std::unique_ptr<ServerSession> makeMysqlSession();
 
 /// Whether an error text of the client says that the server has gone or the link is cut.

@@ -3,12 +3,15 @@
 // their own against one fresh private server, in turns; the median counts. A third run feeds the
 // word index as well.
 //
-// archive_run FOLDER [ROUNDS]
+// archive_run FOLDER [ROUNDS] [--connection NAME]
+//
+// With a name, the server is that of the saved connection, in databases that are gone at the end.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -90,24 +93,69 @@ void printRow(const char* name, const Measure& measure, long messages, double me
              megabytes / measure.seconds, static_cast<double>(measure.peakKb) / 1024.0);
 }
 
+/// The saved connection of the user who measures; ends the program when there is none.
+ServerConnection savedConnection(char** argv, const std::string& name) {
+  BenchPorts ports(argv);
+  const auto archiver = makeArchiver(ports, nullptr);
+  for (const ServerConnection& saved : archiver->connections().connectionList()) {
+    if (saved.name == name) return saved;
+  }
+  std::fprintf(stderr, "there is no connection named \"%s\"\n", name.c_str());
+  std::exit(2);
+}
+
+/// The bench's own home gets it, in place of a private server.
+void keepConnection(char** argv, ServerConnection connection) {
+  BenchPorts ports(argv);
+  const auto archiver = makeArchiver(ports, nullptr);
+  connection.database.clear();
+  if (!archiver->connections().saveConnection(connection)) std::exit(1);
+}
+
+void dropDatabases(char** argv, const std::string& prefix, int rounds) {
+  BenchPorts ports(argv);
+  const auto archiver = makeArchiver(ports, nullptr);
+  if (!archiver->connectForCommand("", prefix + "recorded").empty()) std::exit(1);
+  std::vector<std::string> names = {prefix + "recorded", prefix + "kinds"};
+  for (int round = 0; round < rounds; ++round) {
+    for (const char* kind : {"ours", "indexed", "floor"}) {
+      names.push_back(fmt::format("{}{}{}", prefix, kind, round));
+    }
+  }
+  for (const std::string& name : names) {
+    if (!archiver->session().query("DROP DATABASE IF EXISTS " + name)) {
+      std::fprintf(stderr, "%s\n", archiver->session().error().c_str());
+    }
+  }
+  archiver->close();
+}
+
 int run(int argc, char** argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: archive_run FOLDER [ROUNDS]\n");
+  std::vector<std::string> words(argv + 1, argv + argc);
+  std::optional<ServerConnection> connection;
+  const auto option = std::find(words.begin(), words.end(), "--connection");
+  if (option != words.end() && option + 1 != words.end()) {
+    connection = savedConnection(argv, *(option + 1));
+    words.erase(option, option + 2);
+  }
+  if (words.empty()) {
+    std::fprintf(stderr, "usage: archive_run FOLDER [ROUNDS] [--connection NAME]\n");
     return 2;
   }
-  const std::string folder = std::filesystem::absolute(argv[1]).string();
-  const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+  const std::string folder = std::filesystem::absolute(words[0]).string();
+  const int rounds = words.size() > 1 ? std::atoi(words[1].c_str()) : 5;
+  const std::string prefix = fmt::format("keldane_bench_{}_", ::getpid());
   char home[] = "/tmp/keldane-bench-XXXXXX";
   if (::mkdtemp(home) == nullptr) return 1;
   ::setenv("HOME", home, 1);
   ::setenv("TMPDIR", home, 1);
   const std::string tapePath = std::string(home) + "/tape";
-  argc = 1;  // the archiver reads the arguments too: a folder's name is none of its business
+  if (connection) keepConnection(argv, *connection);
 
   Measure recorded = inChild<Measure>([&] {
     BenchPorts ports(argv);
     StatementTape tape(tapePath);
-    return archive(ports, folder, "recorded", &tape);
+    return archive(ports, folder, prefix + "recorded", &tape);
   });
   std::vector<Measure> ours;
   std::vector<Measure> indexed;
@@ -115,15 +163,15 @@ int run(int argc, char** argv) {
   for (int round = 0; round < rounds; ++round) {
     ours.push_back(inChild<Measure>([&] {
       BenchPorts ports(argv);
-      return archive(ports, folder, fmt::format("ours{}", round), nullptr);
+      return archive(ports, folder, fmt::format("{}ours{}", prefix, round), nullptr);
     }));
     indexed.push_back(inChild<Measure>([&] {
       BenchPorts ports(argv);
-      return archive(ports, folder, fmt::format("indexed{}", round), nullptr, true);
+      return archive(ports, folder, fmt::format("{}indexed{}", prefix, round), nullptr, true);
     }));
     floor.push_back(inChild<Measure>([&] {
       BenchPorts ports(argv);
-      return replay(ports, tapePath, fmt::format("floor{}", round));
+      return replay(ports, tapePath, fmt::format("{}floor{}", prefix, round));
     }));
   }
   const double megabytes = megabytesIn(folder);
@@ -141,11 +189,14 @@ int run(int argc, char** argv) {
   std::fflush(stdout);
   inChild<Measure>([&] {
     BenchPorts ports(argv);
-    return replay(ports, tapePath, "kinds", true);
+    return replay(ports, tapePath, prefix + "kinds", true);
   });
-  BenchPorts ports(argv);
-  const auto archiver = makeArchiver(ports, nullptr);
-  (void)archiver->localServer().stop();
+  if (connection) {
+    dropDatabases(argv, prefix, rounds);
+  } else {
+    BenchPorts ports(argv);
+    (void)makeArchiver(ports, nullptr)->localServer().stop();
+  }
   std::error_code error;
   std::filesystem::remove_all(home, error);
   return 0;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -30,6 +31,7 @@ void listConnections(bool json, Program& program) {
                  {"database", entry.database},
                  {"socket", entry.socket},
                  {"port", entry.port},
+                 {"tls", tlsName(connections.tlsOf(entry))},
                  {"selected", selected}});
     }
     rows.push_back({selected ? "*" : "", entry.name, entry.host, entry.user, entry.database,
@@ -73,6 +75,8 @@ struct AddOptions {
   std::optional<std::string> database;
   std::optional<std::string> socket;
   std::optional<unsigned> port;
+  std::optional<std::string> tls;
+  std::optional<std::string> tlsAuthority;
   bool replaces = false;
 };
 
@@ -96,6 +100,17 @@ ServerConnection changed(const AddOptions& options, Program& program) {
   connection.database = options.database.value_or(connection.database);
   connection.socket = options.socket.value_or(connection.socket);
   if (options.port) connection.port = static_cast<int>(*options.port);
+  if (options.tls) connection.tls = findTls(*options.tls);
+  if (options.tlsAuthority) {
+    // The next command may run in another folder.
+    std::error_code error;
+    // An authority without a check of it would be of no use.
+    if (!connection.tls) connection.tls = TlsMode::verify;
+    connection.tlsAuthority =
+        options.tlsAuthority->empty()
+            ? std::string()
+            : std::filesystem::absolute(*options.tlsAuthority, error).string();
+  }
   // A password on the command line would stand in the list of processes.
   const std::optional<std::string> password = program.environment.variable("KELDANE_PASSWORD");
   connection.password = password.value_or(connection.password);
@@ -122,6 +137,15 @@ void addConnection(const AddOptions& options, Program& program) {
       program.exitStatus = program.fail(named.error());
       return;
     }
+  }
+  if (const auto hosts = parseHosts(options.host.value_or(""), 0); !hosts) {
+    program.exitStatus = program.fail(hosts.error());
+    return;
+  }
+  const std::string& authority = options.tlsAuthority.value_or("");
+  if (!authority.empty() && !fileExists(authority)) {
+    program.exitStatus = program.fail(printable(authority) + ": there is no such file");
+    return;
   }
   Connections& connections = program.archiver().connections();
   if (rowNamed(options.name, program) && !options.replaces) {
@@ -215,10 +239,22 @@ Command connectionsCommand(Program& program) {
                    "variable KELDANE_PASSWORD",
            .options =
                {{.names = "NAME", .target = &add->name, .help = "Its name", .required = true},
-                {"--host", &add->host, "Server (localhost when not given)", "HOST"},
+                {"--host", &add->host,
+                 "Server (localhost when not given); of a cluster several, as in a,b:3307", "HOST"},
                 {"--user", &add->user, "Login (root when not given)", "NAME"},
                 {"--database", &add->database, "Database to open", "NAME"},
                 {"--socket", &add->socket, "Path of a local socket", "PATH"},
+                {.names = "--tls",
+                 .target = &add->tls,
+                 .help = "How the session is encrypted: not at all, where the server can, always, "
+                         "or with a certificate that fits host and authority (verify for a new "
+                         "connection to another machine, prefer for others)",
+                 .value = "HOW",
+                 .choices = {"off", "prefer", "require", "verify"}},
+                {"--tls-ca", &add->tlsAuthority,
+                 "Certificates of the authorities to go by, in a PEM file (the system's own when "
+                 "not given)",
+                 "FILE"},
                 {"--replace", &add->replaces,
                  "Change the one of this name in what is given; it keeps the rest"},
                 {"--port", numberInto(add->port, 1, 65535),

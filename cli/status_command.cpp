@@ -119,13 +119,18 @@ void runStatus(bool json, Program& program) {
   const std::string messages = oneValue(session, "SELECT count(id) FROM email");
   const std::string newest = oneValue(session, "SELECT MAX(date_fld) FROM email");
   const std::string bytes = sizeOf(session, database);
+  const std::string encryption = session.encryption();
+  const std::optional<HostPlace> place = session.place();
+  const std::string where = place ? " (" + printable(hostText(*place)) + ")" : std::string();
   const std::optional<Proof> proof = readProof(*archiver, program);
   if (!proof) return;
   if (json) {
     printJson({{"connection", connection.name},
                {"host", connection.host},
                {"socket", connection.socket},
+               {"node", place ? hostText(*place) : ""},
                {"server", server},
+               {"encryption", encryption},
                {"database", database},
                {"messages", std::strtoull(messages.c_str(), nullptr, 10)},
                {"newest", newest == "0" ? "" : newest},
@@ -139,15 +144,16 @@ void runStatus(bool json, Program& program) {
                {"verifying", checkJson(proof->checks.going)}});
     return;
   }
-  std::fputs(
-      fmt::format("Connection: {}\nServer:     {}\nDatabase:   {}\nMessages:   {}\n"
-                  "Newest:     {}\nSize:       {:.1f} MB\nExact:      {} sources to the "
-                  "byte\nWord index: {}\nVerified:   {}\n",
-                  connection.name, server, database, messages, newest == "0" ? "none" : newest,
-                  leadingDouble(bytes) / 1e6, proof->exactSources,
-                  printable(indexWords(proof->index)), checkWords(proof->checks))
-          .c_str(),
-      stdout);
+  std::fputs(fmt::format("Connection: {}{}\nServer:     {}\nEncryption: {}\nDatabase:   {}\n"
+                         "Messages:   {}\n"
+                         "Newest:     {}\nSize:       {:.1f} MB\nExact:      {} sources to the "
+                         "byte\nWord index: {}\nVerified:   {}\n",
+                         connection.name, where, server, encryption.empty() ? "none" : encryption,
+                         database, messages, newest == "0" ? "none" : newest,
+                         leadingDouble(bytes) / 1e6, proof->exactSources,
+                         printable(indexWords(proof->index)), checkWords(proof->checks))
+                 .c_str(),
+             stdout);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ class TerminalInterface : public QueuedProgress {
   /// What could not be done, as one sentence in the terminal's own words.
   void tell(const Fault& fault);
   /// A line on standard error, in place of the progress line.
-  void notice(std::string_view line);
+  void notice(std::string_view line) override;
 
   /// Tells whether the user has interrupted the program: a failure to connect is then no news.
   bool (*isInterrupted)() = nullptr;

@@ -63,7 +63,9 @@ QLayout* ConnectDialog::makeForm() {
     return field;
   };
   add(tr("Name:"), "connectNameTextField", values.connectNameTextField);
-  add(tr("Host:"), "hostTextField", values.hostTextField)->setPlaceholderText(kDefaultHost);
+  auto* host = add(tr("Host:"), "hostTextField", values.hostTextField);
+  host->setPlaceholderText(kDefaultHost);
+  host->setToolTip(tr("Of a cluster several, in the order of their use: a, b:3307, [::1]:3308"));
   add(tr("User:"), "userTextField", values.userTextField)->setPlaceholderText(kDefaultUser);
   add(tr("Password:"), "passwordTextField", values.passwordTextField)
       ->setEchoMode(QLineEdit::Password);

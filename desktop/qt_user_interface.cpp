@@ -5,8 +5,10 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QLabel>
+#include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStatusBar>
 
 #include "desktop/panel_view.h"
 #include "desktop/progress_window.h"
@@ -172,6 +174,12 @@ bool QtUserInterface::goesOn() { return progress_ == nullptr || progress_->goesO
 
 void QtUserInterface::progressEnded() {
   if (progress_ != nullptr) progress_->end();
+}
+
+void QtUserInterface::notice(std::string_view line) {
+  constexpr int kShownMs = 30000;
+  auto* window = qobject_cast<QMainWindow*>(mainWindow_);
+  if (window != nullptr) window->statusBar()->showMessage(messageLine(line), kShownMs);
 }
 
 void QtUserInterface::showText(std::string_view title, std::string_view text) {

@@ -45,6 +45,7 @@ class QtUserInterface : public UserInterface {
   void progressEnded() override;
   [[nodiscard]] bool goesOn() override;
   void readingProgress(const ReadingProgress& progress, std::string_view detail) override;
+  void notice(std::string_view line) override;
   void showText(std::string_view title, std::string_view text) override;
 
  private:

@@ -59,6 +59,7 @@ ArchiveWorker::ArchiveWorker(Context context)
               .plan = context_.plan,
               .duplicateLogText = context_.duplicateLogText,
               .doConnect = [this] { return reconnect(); },
+              .moveOn = moveOn(),
               .serverLost = [this](const std::string& error) { result_.lostServer = error; },
               .repair = &context_.repair,
               .feed = context_.feed}),
@@ -95,6 +96,12 @@ ArchiveWorker::ArchiveWorker(Context context)
              .pause = [this](int seconds) { pause(seconds); }}),
       pass_(context_.mainQueue) {}
 
+/// Empty where the connection has one host.
+std::function<bool()> ArchiveWorker::moveOn() const {
+  if (!context_.session.place()) return {};
+  return [this] { return !mustEnd() && context_.session.moveOn(); };
+}
+
 void ArchiveWorker::start() {
   pass_.start([this] { work(); });
 }
@@ -102,9 +109,11 @@ void ArchiveWorker::start() {
 void ArchiveWorker::work() {
   guarded([this] {
     const SessionClaim claim(context_.session);
+    context_.session.waitsWhenUnsure = true;
     if (context_.repairsFirst) context_.repair.run();
     result_.isWhole = walk_.getEmailPaths(result_.left);
   });
+  context_.session.waitsWhenUnsure = false;
   context_.watch.beginWalk(0, nullptr);
   if (context_.feed != nullptr) {
     context_.feed->drain([this] { return mustEnd() || context_.process.cancelFlag != 0; });

@@ -113,6 +113,7 @@ class ArchiveWorker {
   [[nodiscard]] bool mustEnd() const { return pass_.isAbandoned() || context_.watch.isStopped(); }
   void pause(int seconds) const;
   [[nodiscard]] bool reconnect();
+  [[nodiscard]] std::function<bool()> moveOn() const;
   void guarded(const std::function<void()>& work);
   void fail(const std::string& reason);
 

@@ -59,6 +59,26 @@ std::string optionLine(const char* name, const std::string& value) {
   return fmt::format("{}=\"{}\"\n", name, escaped);
 }
 
+/// The session's own choice. MariaDB's tools and MySQL's have other words for it, and each passes
+/// over those of the other.
+std::string tlsLines(const ServerAddress& address) {
+  const std::string host = address.host.value_or("");
+  if (host.empty() || host == "localhost") return {};
+  std::string text;
+  switch (address.tls) {
+    case TlsMode::off:
+      return "loose-skip-ssl\nloose-ssl-mode=DISABLED\n";
+    case TlsMode::prefer:
+      return "loose-ssl\nloose-skip-ssl-verify-server-cert\nloose-ssl-mode=PREFERRED\n";
+    case TlsMode::require:
+      return "loose-ssl\nloose-skip-ssl-verify-server-cert\nloose-ssl-mode=REQUIRED\n";
+    case TlsMode::verify:
+      text = "loose-ssl\nloose-ssl-verify-server-cert\nloose-ssl-mode=VERIFY_IDENTITY\n";
+      if (!address.tlsAuthority.empty()) text += optionLine("ssl-ca", address.tlsAuthority);
+  }
+  return text;
+}
+
 std::string optionText(const ServerAddress& address) {
   std::string text = "[client]\n";
   if (address.host && !address.host->empty()) text += optionLine("host", *address.host);
@@ -68,7 +88,7 @@ std::string optionText(const ServerAddress& address) {
   }
   if (address.socket && !address.socket->empty()) text += optionLine("socket", *address.socket);
   if (address.port != 0) text += fmt::format("port={}\n", address.port);
-  return text;
+  return text + tlsLines(address);
 }
 
 Failure systemFailure(const std::string& path) {

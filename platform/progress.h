@@ -26,6 +26,8 @@ class Progress {
   virtual void reading(const ReadingProgress& /*progress*/, std::string_view /*detail*/) {}
   /// What is being done now, where no steps can be told: "Indexing..."; empty: it is done.
   virtual void stage(std::string_view /*title*/) {}
+  /// A sentence that the user should see and that stops nothing. Main thread.
+  virtual void notice(std::string_view /*line*/) {}
   /// The user wants the task to end at the next place where it can.
   [[nodiscard]] virtual bool cancelled() const { return false; }
 };

@@ -20,8 +20,15 @@ constexpr const char* kDefaultDatabase = "myemaildb";
 /// quotes around texts, the backslash in them, texts that are cut to their column.
 constexpr const char* kPlainMode = "SET SESSION sql_mode=''";
 
+/// The same, and on the node of a cluster a reading waits for what the others have written before
+/// it. Where the server knows no clusters it refuses both.
+constexpr const char* kClusterMode = "SET SESSION wsrep_sync_wait=1,sql_mode=''";
+
 constexpr const char* kHasSmallPackets =
     "SELECT @@SESSION.max_allowed_packet<@@GLOBAL.max_allowed_packet";
+
+/// In the order of `TlsMode`.
+constexpr std::array<std::string_view, 4> kTlsNames = {"off", "prefer", "require", "verify"};
 
 constexpr std::array<const char*, 4> kConfiguration = {
     "SET GLOBAL max_allowed_packet=500000000",
@@ -38,6 +45,13 @@ bool isAscii(std::string_view text) {
 /// A text as the client takes it; what has no ASCII form is left to the client's own default.
 std::optional<std::string> asciiText(const std::string& text) {
   return isAscii(text) ? std::optional(text) : std::nullopt;
+}
+
+/// Those of a connection; one without a name when what was typed is none.
+std::vector<HostPlace> hostsOf(const ServerConnection& connection) {
+  const auto port = static_cast<unsigned>(connection.port);
+  Result<std::vector<HostPlace>> hosts = parseHosts(connection.host, port);
+  return hosts ? std::move(*hosts) : std::vector<HostPlace>{{connection.host, port}};
 }
 
 std::string textOf(const PlistDict& entry, const char* key) {
@@ -57,6 +71,10 @@ ServerConnection connectionFrom(const PlistDict& entry) {
   if (port != entry.end()) {
     connection.port = static_cast<int>(port->second.integer().value_or(0));
   }
+  // A word that is none must not open what was to be closed.
+  const std::string tls = textOf(entry, "tls");
+  if (!tls.empty()) connection.tls = findTls(tls).value_or(TlsMode::verify);
+  connection.tlsAuthority = textOf(entry, "tlsAuthority");
   return connection;
 }
 
@@ -69,6 +87,10 @@ void putInto(PlistDict& entry, const ServerConnection& connection) {
   entry["database"] = PlistValue{connection.database};
   entry["socket"] = PlistValue{connection.socket};
   entry["port"] = PlistValue{std::int64_t{connection.port}};
+  if (connection.tls) {
+    entry["tls"] = PlistValue{std::string(tlsName(*connection.tls))};
+    entry["tlsAuthority"] = PlistValue{connection.tlsAuthority};
+  }
 }
 
 /// The index under which the connection of this name stands now; -1 when it has gone.
@@ -90,6 +112,14 @@ PlistValue defaultFont() {
 }
 
 }  // namespace
+
+std::string_view tlsName(TlsMode mode) { return kTlsNames[static_cast<std::size_t>(mode)]; }
+
+std::optional<TlsMode> findTls(std::string_view name) {
+  const auto* const found = std::find(kTlsNames.begin(), kTlsNames.end(), name);
+  if (found == kTlsNames.end()) return std::nullopt;
+  return static_cast<TlsMode>(found - kTlsNames.begin());
+}
 
 Connections::Connections(ServerSession& session, ArchiveDatabase& database, PreferencesFile& prefs,
                          Progress& progress, ProcessState& process)
@@ -172,7 +202,10 @@ void Connections::selectConnection(std::size_t row) {
 }
 
 bool Connections::saveConnection(const ServerConnection& connection) {
-  const bool saved = editPreferences([connection](PlistDict& keys) {
+  ServerConnection entry = connection;
+  // What another machine must prove is settled when it becomes known.
+  if (tlsOf(connection) == TlsMode::verify) entry.tls = TlsMode::verify;
+  const bool saved = editPreferences([connection = std::move(entry)](PlistDict& keys) {
     PlistArray& list = listAt(keys, "connections");
     PlistDict* present = entryNamed(list, "name", connection.name);
     if (present == nullptr) {
@@ -262,6 +295,8 @@ Faults Connections::connect(const ServerConnection& wanted) {
     const Result<void> named = name.empty() ? Result<void>() : checkDatabaseName(name);
     if (!named) return {connectFault(named.error())};
   }
+  const Result<std::vector<HostPlace>> hosts = parseHosts(current_.host, 0);
+  if (!hosts) return {connectFault(hosts.error())};
   const std::vector<std::string>& arguments = process_.launchArguments;
   cnfPath_ = resourceFile(arguments.empty() ? std::string() : arguments.front(), "mymy.cnf");
   session_.init();
@@ -288,22 +323,54 @@ Faults Connections::openNewDatabase(const std::string& name) {
   return faults;
 }
 
+const ServerConnection* Connections::savedAs(const std::string& name) const {
+  const auto found =
+      std::find_if(connectionList_.begin(), connectionList_.end(),
+                   [&name](const ServerConnection& entry) { return entry.name == name; });
+  return found == connectionList_.end() ? nullptr : &*found;
+}
+
+TlsMode Connections::tlsOf(const ServerConnection& connection) const {
+  if (connection.tls) return *connection.tls;
+  if (const ServerConnection* saved = savedAs(connection.name)) {
+    return saved->tls.value_or(TlsMode::prefer);
+  }
+  const std::vector<HostPlace> hosts = hostsOf(connection);
+  const bool leaves = std::any_of(hosts.begin(), hosts.end(), [](const HostPlace& place) {
+    return !isThisMachine(place.host);
+  });
+  return leaves ? TlsMode::verify : TlsMode::prefer;
+}
+
 ServerAddress Connections::address(const std::string& database) const {
+  if (const std::optional<HostPlace> place = session_.place()) {
+    return addressOf({*place}, database);
+  }
+  return addressOf(hostsOf(current_), database);
+}
+
+ServerAddress Connections::addressOf(const std::vector<HostPlace>& places,
+                                     const std::string& database) const {
   ServerAddress address;
-  address.host = asciiText(current_.host);
+  address.host = asciiText(places.front().host);
+  address.port = places.front().port;
+  address.otherHosts.assign(places.begin() + 1, places.end());
   address.user = asciiText(current_.user);
   address.password = asciiText(current_.password);
   if (!database.empty()) address.database = asciiText(database);
   if (!current_.socket.empty()) address.socket = asciiText(current_.socket);
-  address.port = static_cast<unsigned>(current_.port);
+  address.tls = tlsOf(current_);
+  const ServerConnection* saved = savedAs(current_.name);
+  address.tlsAuthority =
+      current_.tls || saved == nullptr ? current_.tlsAuthority : saved->tlsAuthority;
   return address;
 }
 
 bool Connections::openSession(const std::string& database) {
-  if (!session_.connect(address(database))) return false;
+  if (!session_.connect(addressOf(hostsOf(current_), database))) return false;
   // The values of the whole server are left to `doConfigure`: a command that only reads does not
   // change them.
-  return session_.query(kPlainMode);
+  return session_.query(kClusterMode) || session_.query(kPlainMode);
 }
 
 }  // namespace keldane

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "archive/archive_database.h"
@@ -18,12 +20,16 @@ namespace keldane {
 /// One saved server.
 struct ServerConnection {
   std::string name;
-  std::string host;
+  std::string host;  ///< as it was typed; of a cluster, several: "a,b:3307,[::1]:3308"
   std::string user;
   std::string password;
   std::string database;
   std::string socket;
   int port = 0;
+  /// Not said: as the saved connection of this name has it, `prefer` for one from before there was
+  /// a choice; `verify` for a new one to another machine.
+  std::optional<TlsMode> tls = {};
+  std::string tlsAuthority = {};  ///< PEM file of the authorities; empty: those of the system
 
   bool operator==(const ServerConnection&) const = default;
 };
@@ -31,6 +37,10 @@ struct ServerConnection {
 /// What an empty host and user mean.
 inline constexpr const char* kDefaultHost = "localhost";
 inline constexpr const char* kDefaultUser = "root";
+
+/// "off", "prefer", "require", "verify".
+[[nodiscard]] std::string_view tlsName(TlsMode mode);
+[[nodiscard]] std::optional<TlsMode> findTls(std::string_view name);
 
 /// A connect that has failed, in the words of the server, its client library or the system.
 [[nodiscard]] inline Fault connectFault(const std::string& error) {
@@ -79,12 +89,19 @@ class Connections {
   [[nodiscard]] int selectedConnection() const { return selectedConnection_; }
   /// The connection as it was last opened.
   [[nodiscard]] const ServerConnection& current() const { return current_; }
-  /// Where that is, for another session or a tool; with an empty name, without a database.
+  /// Where the session is, for another session or a tool: of several hosts, the one that it stands
+  /// on now. With an empty name, without a database.
   [[nodiscard]] ServerAddress address(const std::string& database) const;
+
+  /// How a session of this connection is encrypted, whether it says so itself or not.
+  [[nodiscard]] TlsMode tlsOf(const ServerConnection& connection) const;
 
   bool firstRun = false;
 
  private:
+  [[nodiscard]] const ServerConnection* savedAs(const std::string& name) const;
+  [[nodiscard]] ServerAddress addressOf(const std::vector<HostPlace>& places,
+                                        const std::string& database) const;
   [[nodiscard]] bool openSession(const std::string& database);
   [[nodiscard]] Faults openNewDatabase(const std::string& name);
   void readConnectionList();

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <optional>
+#include <thread>
 #include <variant>
 
 #include "archive/sql_values.h"
@@ -29,6 +31,20 @@ constexpr std::size_t kLongestLockName = 64;
 constexpr const char* kLockSeconds = "20";
 /// Without a lock each writing is looked at again; so often.
 constexpr int kAttemptsWithoutLock = 3;
+
+/// A row that each writer counts up within its transaction. One server makes the second of two
+/// wait, and the nodes of a cluster, among whom no named lock holds, make it begin again.
+constexpr const char* kTakeTurn =
+    "INSERT INTO keldane_turns (name,turn) VALUES('settings',1) ON DUPLICATE KEY UPDATE "
+    "turn=turn+1";
+constexpr const char* kMakeTurns =
+    "CREATE TABLE IF NOT EXISTS keldane_turns (name VARCHAR(64) PRIMARY KEY NOT NULL,turn BIGINT "
+    "UNSIGNED NOT NULL)";
+constexpr unsigned kNoSuchTable = 1146;
+constexpr unsigned kLockTimeout = 1205;
+constexpr unsigned kDeadlock = 1213;
+constexpr int kMostTurns = 20;
+constexpr std::chrono::milliseconds kBetweenTurns{15};
 
 using Names = std::vector<std::string>;
 using Number = int ArchiveSettings::*;
@@ -235,45 +251,81 @@ Result<void> SettingsStore::save(const StoredSettings* known, const StoredSettin
   if (lock == Lock::busy) {
     return Failure{"another program is saving the settings of this archive; they are as they were"};
   }
-  bool wrote = false;
-  Result<void> saved = saveOnce(known, ours, wrote);
+  Attempt attempt = saveInTurn(known, ours);
   // A server without named locks: somebody else may have come between the reading and the writing.
-  for (int i = 1; i < kAttemptsWithoutLock && lock != Lock::held && saved && wrote; ++i) {
-    saved = saveOnce(known == nullptr ? &ours : known, ours, wrote);
+  for (int i = 1; i < kAttemptsWithoutLock && lock != Lock::held && attempt.saved && attempt.wrote;
+       ++i) {
+    attempt = saveInTurn(known == nullptr ? &ours : known, ours);
   }
   if (lock == Lock::held && session_.query(lockStatement("RELEASE_LOCK", name, ""))) {
     static_cast<void>(session_.storeResult());
   }
-  return saved;
+  return attempt.saved;
 }
 
-Result<void> SettingsStore::saveOnce(const StoredSettings* known, const StoredSettings& ours,
-                                     bool& wrote) {
-  wrote = false;
-  StoredSettings now;
-  now.row = ours.row;
-  if (!read(now)) return Failure{"SQL error: " + session_.error() + "\n"};
-  if (known == nullptr && now.rowCount != 0) {
-    return Failure{"the settings of this archive have not been read, and are left as they are"};
+/// Begins again where the writing of another program came first.
+SettingsStore::Attempt SettingsStore::saveInTurn(const StoredSettings* known,
+                                                 const StoredSettings& ours) {
+  Attempt attempt = saveOnce(known, ours);
+  for (int i = 1; i < kMostTurns && attempt.cameSecond; ++i) {
+    std::this_thread::sleep_for(kBetweenTurns * i);
+    attempt = saveOnce(known, ours);
   }
-  StoredSettings wanted = known == nullptr ? ours : merged(*known, ours, now);
-  wanted.rowCount = 1;
-  if (wanted.sameAs(now)) return {};
-  wrote = true;
-  return replace(now, wanted);
+  return attempt;
 }
 
-Result<void> SettingsStore::replace(const StoredSettings& now, const StoredSettings& wanted) {
+SettingsStore::Attempt SettingsStore::saveOnce(const StoredSettings* known,
+                                               const StoredSettings& ours) {
   // So that nobody sees the tables between a DELETE and its INSERT, and that neither a crash of
   // ours nor one of the server leaves them so.
   static_cast<void>(session_.query("START TRANSACTION"));
-  if (write(now, wanted) && session_.query("COMMIT")) return {};
-  const std::string error = session_.error();
+  if (!takeTurn()) return giveUp(nullptr);
+  StoredSettings now;
+  now.row = ours.row;
+  if (!read(now)) return giveUp(nullptr);
+  if (known == nullptr && now.rowCount != 0) {
+    Attempt attempt = giveUp(nullptr);
+    attempt.cameSecond = false;
+    attempt.saved =
+        Failure{"the settings of this archive have not been read, and are left as they are"};
+    return attempt;
+  }
+  StoredSettings wanted = known == nullptr ? ours : merged(*known, ours, now);
+  wanted.rowCount = 1;
+  if (wanted.sameAs(now)) {
+    static_cast<void>(session_.query("ROLLBACK"));
+    return {};
+  }
+  if (!write(now, wanted) || !session_.query("COMMIT")) return giveUp(&now);
+  return {.wrote = true};
+}
+
+/// False when another program has the turn; true too where there is no such table to be had.
+bool SettingsStore::takeTurn() {
+  if (session_.query(kTakeTurn)) return true;
+  if (session_.errorNumber() == kNoSuchTable) {
+    // Making it ends the transaction.
+    const bool made = session_.query(kMakeTurns);
+    static_cast<void>(session_.query("START TRANSACTION"));
+    if (!made || session_.query(kTakeTurn)) return true;
+  }
+  const unsigned number = session_.errorNumber();
+  return number != kDeadlock && number != kLockTimeout && !isLostConnection(session_.error());
+}
+
+/// Takes back what has been done. `before`: what the tables held, once something was written.
+SettingsStore::Attempt SettingsStore::giveUp(const StoredSettings* before) {
+  const unsigned number = session_.errorNumber();
+  Attempt attempt;
+  attempt.saved = Failure{"SQL error: " + session_.error() + "\n"};
+  attempt.cameSecond = number == kDeadlock || number == kLockTimeout;
+  const bool isLost = isLostConnection(session_.error());
   static_cast<void>(session_.query("ROLLBACK"));
+  if (before == nullptr || attempt.cameSecond || isLost) return attempt;
   // Tables of an old engine know no way back but this one.
-  StoredSettings left = now;
-  if (read(left) && !left.sameAs(now)) static_cast<void>(write(left, now));
-  return Failure{"SQL error: " + error + "\n"};
+  StoredSettings left = *before;
+  if (read(left) && !left.sameAs(*before)) static_cast<void>(write(left, *before));
+  return attempt;
 }
 
 bool SettingsStore::write(const StoredSettings& now, const StoredSettings& wanted) {

@@ -38,7 +38,8 @@ struct StoredSettings {
 
 /// The one place that reads and writes the tables `settings`, `accounts`, `mailboxes` and
 /// `categories`. Other programs use them at the same time: what is written is what the caller has
-/// changed since he read them, over what the tables hold by then, under a named lock of the server.
+/// changed since he read them, over what the tables hold by then, under a named lock of the server
+/// and in the turn that a row of the archive gives, for a cluster has no lock for all its nodes.
 /// The archive must be selected. Not for two threads at once.
 class SettingsStore {
  public:
@@ -61,9 +62,16 @@ class SettingsStore {
 
   [[nodiscard]] bool readNames(const char* sql, std::vector<std::string>& names);
   [[nodiscard]] Lock takeLock(const std::string& name);
-  [[nodiscard]] Result<void> saveOnce(const StoredSettings* known, const StoredSettings& ours,
-                                      bool& wrote);
-  [[nodiscard]] Result<void> replace(const StoredSettings& now, const StoredSettings& wanted);
+  /// One transaction and what came of it.
+  struct Attempt {
+    Result<void> saved = {};
+    bool wrote = false;
+    bool cameSecond = false;  ///< another program was quicker; nothing is written
+  };
+  [[nodiscard]] Attempt saveInTurn(const StoredSettings* known, const StoredSettings& ours);
+  [[nodiscard]] Attempt saveOnce(const StoredSettings* known, const StoredSettings& ours);
+  [[nodiscard]] bool takeTurn();
+  [[nodiscard]] Attempt giveUp(const StoredSettings* before);
   [[nodiscard]] bool write(const StoredSettings& now, const StoredSettings& wanted);
   [[nodiscard]] bool writeNames(const char* deleteSql, std::string_view insertSql,
                                 const std::vector<std::string>& names);

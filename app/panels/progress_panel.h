@@ -25,6 +25,7 @@ class ProgressPanel : public QueuedProgress {
       ui_.progressStarted(title);
     }
   }
+  void notice(std::string_view line) override { ui_.notice(line); }
 
  private:
   void showCount(int count, std::string_view detail) override {

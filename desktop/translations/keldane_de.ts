@@ -362,6 +362,10 @@
         <translation>Rechner:</translation>
     </message>
     <message>
+        <source>Of a cluster several, in the order of their use: a, b:3307, [::1]:3308</source>
+        <translation>Von einem Verbund mehrere, in der Reihenfolge ihrer Nutzung: a, b:3307, [::1]:3308</translation>
+    </message>
+    <message>
         <source>User:</source>
         <translation>Benutzer:</translation>
     </message>

@@ -66,7 +66,20 @@ void CrashRecovery::run() {
   }
 }
 
+CrashRecovery::Arrived CrashRecovery::lookAgain(OpenEntry entry, std::uint32_t& id) {
+  own_.push_back(std::move(entry));
+  const OpenEntry& kept = own_.back();
+  const bool isSettled = look(kept);
+  if (isSettled) ledger_.settle(kept);
+  id = wholeId_;
+  if (isSettled) return id != 0 ? Arrived::whole : Arrived::nothing;
+  const bool isHalf = std::any_of(halves_.begin(), halves_.end(),
+                                  [&kept](const auto& half) { return half.second == &kept; });
+  return isHalf ? Arrived::half : Arrived::refused;
+}
+
 bool CrashRecovery::look(const OpenEntry& entry) {
+  wholeId_ = 0;
   return entry.insertedId ? lookAtKnown(entry, *entry.insertedId) : lookAtUnknown(entry);
 }
 
@@ -91,6 +104,7 @@ bool CrashRecovery::lookAtKnown(const OpenEntry& entry, std::uint32_t id) {
     reportError(entry.path);
     return false;
   }
+  if (*whole) wholeId_ = id;
   return *whole || keepHalf(entry, id);
 }
 
@@ -116,6 +130,7 @@ bool CrashRecovery::lookAtUnknown(const OpenEntry& entry) {
       return false;
     }
     if (matchLevel == MatchLevel::equal) equals.push_back(row.id);
+    if (matchLevel == MatchLevel::equal && *whole) wholeId_ = row.id;
     if (!*whole) (matchLevel == MatchLevel::equal ? equalHalves : otherHalves).push_back(row.id);
   }
   if (equals.size() == 1) return equalHalves.empty() || keepHalf(entry, equals[0]);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -33,6 +34,12 @@ class CrashRecovery {
   /// and keeps the others for the message to come by. To be called before the first message. An
   /// entry stays open when the server refuses a statement.
   void run();
+
+  /// What has arrived of a message in whose middle this run has lost its server.
+  enum class Arrived { refused, nothing, half, whole };
+  /// Looks at the suspended entry of the message at hand, on another host: settles it, unless a
+  /// half is there for the store to complete. `id` gets the row of a whole one.
+  [[nodiscard]] Arrived lookAgain(OpenEntry entry, std::uint32_t& id);
 
   /// Something was left half stored.
   [[nodiscard]] bool hasHalves() const { return !halves_.empty(); }
@@ -83,6 +90,8 @@ class CrashRecovery {
   StoreLog& storeLog_;
   std::string database_;
   std::vector<SuspectRange> suspects_;
+  std::deque<OpenEntry> own_;  ///< of this run; `halves_` points into it
+  std::uint32_t wholeId_ = 0;  ///< of the entry looked at last; 0: no whole row
   std::multimap<std::uint32_t, const OpenEntry*> halves_;  ///< by row
   std::multimap<std::string, std::uint32_t> halfIds_;      ///< by fingerprint
 };

@@ -287,6 +287,8 @@ void RunLedger::beginMessage(const std::string& path, std::optional<std::uint64_
 
 void RunLedger::open(const ExpectedRows& mark) {
   openKey_ = nextKey_++;
+  openMark_ = mark;
+  openRow_.reset();
   if (!file_) return;
   line_.clear();
   ledger::addEntry(line_, ledger::kOpen,
@@ -296,7 +298,17 @@ void RunLedger::open(const ExpectedRows& mark) {
 
 void RunLedger::recordRow(std::uint32_t id) {
   greatestId_ = std::max(greatestId_, id);
-  if (openKey_ != 0) append(rowLine(openKey_, id));
+  if (openKey_ == 0) return;
+  openRow_ = id;
+  append(rowLine(openKey_, id));
+}
+
+std::optional<OpenEntry> RunLedger::suspend() {
+  if (openKey_ == 0) return std::nullopt;
+  append(markLine(ledger::kLeft, openKey_));
+  ++leftToNext_;
+  return OpenEntry{
+      std::exchange(openKey_, 0), database_, messagePath_, messageOffset_, openMark_, openRow_};
 }
 
 void RunLedger::close(LedgerOutcome outcome, std::string_view detail) {

@@ -86,6 +86,9 @@ class RunLedger {
   /// The storing came to no end: the entry stays open for the next run, the outcome is counted as
   /// failed. `refused`: the server is there and did not take a statement.
   void leaveOpen(std::string_view error, bool refused = false);
+  /// The server was lost in the middle of storing the message at hand, which another one is to
+  /// take: its entry, if it is open, is left open until it is settled; there is no outcome yet.
+  [[nodiscard]] std::optional<OpenEntry> suspend();
   /// The message at hand has an open entry.
   [[nodiscard]] bool isOpen() const { return openKey_ != 0; }
   /// Where in its file the message at hand begins; absent when the file is that message.
@@ -132,6 +135,8 @@ class RunLedger {
   std::uint32_t greatestId_ = 0;
   std::uint64_t nextKey_ = 1;
   std::uint64_t openKey_ = 0;
+  ExpectedRows openMark_;  ///< of the open entry, as the next
+  std::optional<std::uint32_t> openRow_;
   std::string messagePath_;
   std::optional<std::uint64_t> messageOffset_;
   bool pending_ = false;

@@ -125,6 +125,51 @@ void MessageStore::beginPass() {
 }
 
 void MessageStore::storeEmail(int partCount) {
+  if (context_.moveOn && context_.repair != nullptr && context_.dry == nullptr) {
+    storeOnHosts(partCount);
+  } else {
+    storeOnce(partCount);
+  }
+}
+
+/// On the next host when one is lost, from the beginning: what of it has arrived by then is looked
+/// for first, as after a run that was cut off.
+void MessageStore::storeOnHosts(int partCount) {
+  const CurrentMessage asRead = context_.message;
+  RunCounters& counters = context_.counters;
+  const int archived = counters.archivedCount;
+  const int processed = counters.processedCount;
+  for (unsigned tries = 1;; ++tries) {
+    mayBegin_ = tries < kMostAttempts;
+    mustBegin_ = false;
+    storeOnce(partCount);
+    if (!mustBegin_) break;
+    if (!context_.moveOn()) {
+      closeFailed(failedRow_);
+      break;
+    }
+    if (context_.serverLost) context_.serverLost({});
+    if (isIn(context_.ledger.suspend())) break;
+    passBegun_ = false;  // what is asked of the server once may have got no answer
+    counters.archivedCount = archived;
+    counters.processedCount = processed;
+    context_.message = asRead;
+  }
+}
+
+/// Whether all of the message has arrived; its outcome is told then.
+bool MessageStore::isIn(const std::optional<OpenEntry>& entry) {
+  std::uint32_t id = 0;
+  if (!entry || context_.repair->lookAgain(*entry, id) != CrashRecovery::Arrived::whole) {
+    return false;
+  }
+  if (!entry->insertedId) countNewRow(id);
+  context_.ledger.close(LedgerOutcome::archived, std::to_string(id));
+  tellFeed(id, true);
+  return true;
+}
+
+void MessageStore::storeOnce(int partCount) {
   CurrentMessage& message = context_.message;
   errors_.begin(message.currentPath);
   attempt_ = 1;
@@ -244,6 +289,7 @@ void MessageStore::storeKnown(std::uint32_t id) {
       return;
     }
     if (message.tags.any()) tagKnown(id);
+    if (mayBegin_ && errors_.lost()) return closeFailed(id);
   }
   context_.duplicateLogText.append(printable(message.msgDate))
       .append(": from ")
@@ -578,6 +624,11 @@ bool MessageStore::staysOpen() const {
 }
 
 void MessageStore::closeFailed(std::optional<std::uint32_t> id) {
+  if (std::exchange(mayBegin_, false) && errors_.lost()) {
+    mustBegin_ = true;
+    failedRow_ = id;
+    return;
+  }
   std::string detail;
   if (id) detail = "row " + std::to_string(*id) + ": ";
   detail += errors_.first();

@@ -43,7 +43,10 @@ class MessageStore {
     SpooledText& duplicateLogText;
     /// The full reconnect, on the main thread. False: there is nobody left to do it.
     std::function<bool()> doConnect;
-    /// Told the client's text when the link turns out to be lost; may be empty.
+    /// Leaves a lost server for another one. False: there is none. Empty: it is not tried.
+    std::function<bool()> moveOn = {};
+    /// Told the client's text when the link turns out to be lost, and an empty one when another
+    /// host has taken its place; may be empty.
     std::function<void(const std::string& error)> serverLost = {};
     /// Knows of messages that an earlier run has left half stored; may be null.
     CrashRecovery* repair = nullptr;
@@ -72,6 +75,9 @@ class MessageStore {
     std::uint32_t differsFrom = 0;  ///< another message, which the duplicate test takes for it
   };
 
+  void storeOnce(int partCount);
+  void storeOnHosts(int partCount);
+  [[nodiscard]] bool isIn(const std::optional<OpenEntry>& entry);
   void beginPass();
   void tellKnown(const std::string& detail);
   void tellNew(Fields& fields, std::uint32_t differsFrom);
@@ -115,6 +121,9 @@ class MessageStore {
   // Of the message at hand.
   unsigned attempt_ = 1;
   bool hasRow_ = false;
+  bool mayBegin_ = false;                   ///< anew, when the server is lost
+  bool mustBegin_ = false;                  ///< it was, and the message has no outcome yet
+  std::optional<std::uint32_t> failedRow_;  ///< its row, as far as it was known then
 };
 
 }  // namespace keldane

@@ -28,7 +28,7 @@ TEST_F(KeldaneControllerTest, AttendedStartWaitsForTheConnectionForm) {
   controller->applicationDidFinishLaunching();
   EXPECT_THAT(ui.calls, Contains("modal connectPanel"));
   EXPECT_THAT(ui.calls, Contains("show storePanel"));
-  EXPECT_THAT(session->statements(), Contains("SET SESSION sql_mode=''"));
+  EXPECT_THAT(session->statements(), Contains("SET SESSION wsrep_sync_wait=1,sql_mode=''"));
   EXPECT_THAT(host.calls, ElementsAre("requestMailAutomation"));
 }
 

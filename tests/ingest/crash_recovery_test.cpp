@@ -138,6 +138,51 @@ TEST_F(CrashRecoveryTest, AMessageIsWholeAfterTheNextRunWhereverTheRunWasCutOff)
   }
 }
 
+TEST_F(CrashRecoveryTest, AMessageIsWholeOnTheNextHostWhereverItsServerWasLost) {
+  begin();
+  step.storeMessage(taggedMessage());
+  step.finishRun();
+  const std::string whole = content();
+  step.moveOn = [this] {
+    session.cutAt(Cut::never, 0);
+    return true;
+  };
+  for (const int copies : {0, 1}) {
+    step.plan.settings.skipDupsState = copies;
+    for (const Cut cut : {Cut::lostBefore, Cut::lostAfter}) {
+      for (int call = 1; call <= kLast + kCallsOfPass; ++call) {
+        SCOPED_TRACE(testing::Message() << "cut " << static_cast<int>(cut) << " at call " << call);
+        clear();
+        begin();
+        step.counters.archivedCount = 0;
+        session.cutAt(cut, call);
+        step.storeMessage(taggedMessage());
+        EXPECT_EQ(content(), whole);
+        EXPECT_EQ(count("email"), "1");
+        EXPECT_EQ(step.counters.archivedCount, 1);
+        EXPECT_EQ(step.ledger->sums().archived, 1);
+        EXPECT_EQ(step.lostServer, "");
+        step.finishRun();
+        EXPECT_EQ(openEntries(), 0U);
+      }
+    }
+  }
+}
+
+TEST_F(CrashRecoveryTest, AMessageThatEachHostIsLostAtIsLeftToTheNextRun) {
+  int hosts = 0;
+  step.moveOn = [&] {
+    ++hosts;
+    session.cutAt(Cut::lostAfter, kCallsOfPass + 1);
+    return true;
+  };
+  begin();
+  session.cutAt(Cut::lostAfter, kInsert);
+  step.storeMessage(taggedMessage());
+  EXPECT_EQ(hosts, 2);
+  EXPECT_EQ(step.ledger->sums().failed, 1);
+}
+
 TEST_F(CrashRecoveryTest, ACompletionThatIsCutOffItselfIsEndedByTheNext) {
   begin();
   step.storeMessage(taggedMessage());

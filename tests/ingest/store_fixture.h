@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -89,6 +90,7 @@ class StoreFixture {
               ++reconnects;
               return true;
             },
+        .moveOn = moveOn,
         .serverLost = [this](const std::string& error) { lostServer = error; },
         .repair = repair.get()});
     return begun;
@@ -113,6 +115,7 @@ class StoreFixture {
   PassPlan plan;
   SpooledText duplicateLogText;
   std::string lostServer;
+  std::function<bool()> moveOn;  ///< of the next run; empty: one host
   int reconnects = 0;
   TemporaryFolder folder;
   std::unique_ptr<RunLedger> ledger;

@@ -190,10 +190,13 @@ TEST_F(DatabaseCopies, ThePasswordGoesByAFileThatOnlyTheUserReads) {
   };
   ToolContext given{recording, {}, folder.path(), progress};
   given.address = {"h", "u", "p\"\\#x", std::nullopt, "/s", 3307};
+  given.address.tls = TlsMode::verify;
+  given.address.tlsAuthority = "/my ca.pem";
   ASSERT_TRUE(backupSQL(given, "mail", folder / "b.sql"));
   EXPECT_EQ(login,
             "[client]\nhost=\"h\"\nuser=\"u\"\npassword=\"p\\\"\\\\#x\"\nsocket=\"/s\"\n"
-            "port=3307\n");
+            "port=3307\nloose-ssl\nloose-ssl-verify-server-cert\n"
+            "loose-ssl-mode=VERIFY_IDENTITY\nssl-ca=\"/my ca.pem\"\n");
   EXPECT_EQ(mode, 0600U);
   const std::string line = recording.lines().back();
   EXPECT_EQ(line.substr(line.find(" --max")), " --max_allowed_packet=500MB --databases mail");

@@ -76,7 +76,8 @@ TEST_F(ConnectionsTest, AConnectionBecomesTheClientsArguments) {
     bench_.database.dbPath.clear();
     EXPECT_THAT(connections_.connect(row.connection), IsEmpty()) << row.name;
     EXPECT_THAT(connects(), ElementsAre(row.line)) << row.name;
-    EXPECT_EQ(session_.statements().front(), "SET SESSION sql_mode=''") << row.name;
+    EXPECT_EQ(session_.statements().front(), "SET SESSION wsrep_sync_wait=1,sql_mode=''")
+        << row.name;
   }
 }
 
@@ -92,7 +93,7 @@ TEST_F(ConnectionsTest, AMissingDatabaseIsMadeAndKept) {
   EXPECT_THAT(connections_.connect({"", "h", "u", "", "mail", "", 0}), IsEmpty());
   EXPECT_TRUE(connections_.isConnected());
   EXPECT_THAT(connects(), ElementsAre("connect h u  mail - 0", "connect h u  - - 0"));
-  EXPECT_EQ(session_.statements().at(1), "CREATE DATABASE IF NOT EXISTS mail");
+  EXPECT_EQ(session_.statements().at(2), "CREATE DATABASE IF NOT EXISTS mail");
   EXPECT_EQ(bench_.progress.stages.front(), "Indexing...");
   EXPECT_EQ(bench_.progress.stages.back(), "end");
   PreferencesFile saved(bench_.folder / "prefs.plist");

@@ -3,8 +3,10 @@
 reported as saved (status 0) is missing afterwards: a setting, a rule, a search or a tag. The table
 `settings` must end with one row.
 
-Usage: side_by_side.py KELDANE [--commands 200]"""
+Usage: side_by_side.py KELDANE [--commands 200] [--cluster [--scripts FOLDER]]
+With --cluster, the archive lies on three nodes, and each program works on another one than the last."""
 import argparse
+import contextlib
 import json
 import os
 import random
@@ -13,6 +15,7 @@ import tempfile
 import threading
 from collections import Counter
 
+import cluster
 from archive_db import Archive, server_socket
 
 MESSAGES = 40
@@ -117,7 +120,7 @@ def steps(home, mail):
             "searches": search, "browse": browse, "read": read}
 
 
-def found(home):
+def found(home, socket):
     """What the archive and the preferences hold, by the same keys."""
     held = {}
     for name, value in json.loads(home.must("settings", "list", "--json")).items():
@@ -129,7 +132,7 @@ def found(home):
     for line in home.must("searches", "list", "--json").splitlines():
         search = json.loads(line)
         held["search", search["name"]] = search["statement"]
-    archive = Archive(server_socket(home.keldane, home.environment), DATABASE)
+    archive = Archive(socket, DATABASE)
     for number, keywords in archive.rows("SELECT id, key_fld FROM tags"):
         held["tag", int(number)] = keywords
     held["browse", ""] = archive.rows("SELECT browseNameString FROM settings")[0][0]
@@ -148,15 +151,31 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("keldane")
     parser.add_argument("--commands", type=int, default=200)
+    parser.add_argument("--cluster", action="store_true")
+    parser.add_argument("--scripts", default="")
     options = parser.parse_args()
-    with tempfile.TemporaryDirectory() as folder:
+    if options.cluster and cluster.missing(options.scripts):
+        print(f"skipped: there is no {cluster.missing(options.scripts)}")
+        raise SystemExit(77)
+    with tempfile.TemporaryDirectory() as folder, contextlib.ExitStack() as stack:
         home = Home(os.path.abspath(options.keldane), folder)
         mail = os.path.join(folder, "mail")
         write_mail(mail, 0, MESSAGES)
-        home.must("server", "start")
         try:
-            socket = server_socket(home.keldane, home.environment)
-            home.must("connections", "add", "Shared", "--socket", socket, "--database", DATABASE)
+            if options.cluster:
+                nodes = stack.enter_context(cluster.Cluster(
+                    stack.enter_context(tempfile.TemporaryDirectory(prefix="kc", dir="/tmp")),
+                    options.scripts))
+                spread = cluster.Spread(nodes.nodes)
+                spread.start()
+                socket = nodes.nodes[0].socket
+                home.environment["KELDANE_PASSWORD"] = cluster.PASSWORD
+                where = ["--host", f"127.0.0.1:{spread.port}", "--user", cluster.USER]
+            else:
+                home.must("server", "start")
+                socket = server_socket(home.keldane, home.environment)
+                where = ["--socket", socket]
+            home.must("connections", "add", "Shared", *where, "--database", DATABASE)
             home.must("connections", "use", "Shared")
             home.must("archive", mail)
             for number in range(2):
@@ -169,7 +188,10 @@ def main():
                 worker.start()
             for worker in workers:
                 worker.join()
-            held = found(home)
+            if options.cluster:
+                for node in nodes.nodes:
+                    node.await_synced()
+            held = found(home, socket)
             missing = []
             wrong = 0
             for worker in sorted(workers, key=lambda each: each.name):
