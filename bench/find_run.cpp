@@ -7,8 +7,9 @@
 // find_run KELDANE MAIL_FOLDER [MESSAGES [WORK_FOLDER]]
 //
 // MAIL_FOLDER holds a message a file. With MESSAGES each is written again with other ids, subjects
-// and years until there are so many. WORK_FOLDER is kept, and where it is there from an earlier run
-// it is only searched; without it all is made and taken away.
+// and years until there are so many. WORK_FOLDER is kept. What an earlier run has finished there is
+// not made again, neither the mail, whose files the others would take for changed, nor the
+// indexes; without it all is made and taken away.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -47,6 +49,8 @@ constexpr int kRounds = 50;
 constexpr std::size_t kLimit = 200;
 constexpr const char* kDatabase = "findbench";
 constexpr std::size_t kSampled = 3000;
+/// Lies in the work folder once all have indexed the mail.
+constexpr const char* kIndexedMark = "/indexed";
 
 struct Outcome {
   double seconds = 0;
@@ -132,7 +136,7 @@ std::string copyOf(std::string source, long copy) {
   return join(lines, "\n") + source.substr(head.size());
 }
 
-/// A Maildir with so many messages, made of those of the folder.
+/// A Maildir with so many messages, made of those of the folder, under its name when it is whole.
 long makeMaildir(const std::string& folder, const std::string& maildir, long wanted) {
   std::vector<fs::path> files;
   for (const auto& entry : fs::recursive_directory_iterator(folder)) {
@@ -141,13 +145,15 @@ long makeMaildir(const std::string& folder, const std::string& maildir, long wan
   std::sort(files.begin(), files.end());
   if (files.empty()) std::exit(1);
   if (wanted == 0) wanted = static_cast<long>(files.size());
-  for (const char* part : {"cur", "new", "tmp"}) fs::create_directories(fs::path(maildir) / part);
+  const fs::path unfinished = maildir + "-unfinished";
+  for (const char* part : {"cur", "new", "tmp"}) fs::create_directories(unfinished / part);
   for (long i = 0; i < wanted; ++i) {
     const auto count = static_cast<long>(files.size());
-    const fs::path target = fs::path(maildir) / "cur" / fmt::format("{:07}.eml", i);
+    const fs::path target = unfinished / "cur" / fmt::format("{:07}.eml", i);
     std::ofstream(target, std::ios::binary)
         << copyOf(readFile(files[static_cast<std::size_t>(i % count)]), i / count);
   }
+  fs::rename(unfinished, maildir);
   return wanted;
 }
 
@@ -402,10 +408,13 @@ int run(int argc, char** argv) {
   ::setenv("TMPDIR", work.c_str(), 1);
   ::setenv("NOTMUCH_CONFIG", (work + "/notmuch-config").c_str(), 1);
   const std::string maildir = work + "/mail";
-  if (!fs::exists(work + "/mu")) {
-    const long messages = makeMaildir(folder, maildir, wanted);
-    fmt::print("{} messages, {:.1f} MB\n", messages, megabytesIn(maildir));
+  if (!fs::exists(work + kIndexedMark)) {
+    const long messages = fs::exists(maildir)
+                              ? std::distance(fs::directory_iterator(maildir + "/cur"), {})
+                              : makeMaildir(folder, maildir, wanted);
+    fmt::print("{} messages, {:.1f} MB\n", messages, megabytesIn(maildir + "/cur"));
     indexAll(keldane, maildir, work, messages);
+    std::ofstream(work + kIndexedMark).put('\n');
   }
   searchAll(keldane, maildir, work, argv);
   std::error_code error;
