@@ -348,7 +348,11 @@ StoredSettings Settings::presentSettings() const {
 
 Faults Settings::getSettings() {
   fillDbPathFromPreference();
-  Faults faults = database_.openDatabase();
+  Faults faults;
+  // A command that only reads has looked at the tables a moment ago.
+  if (!database_.isOpen() || database_.opening == Opening::create) {
+    faults = database_.openDatabase();
+  }
   known_.reset();
   StoredSettings stored;
   stored.row = archive;
