@@ -20,6 +20,7 @@
 #include "base/files.h"
 #include "base/text.h"
 #include "tests/cli/program_rig.h"
+#include "tests/ingest/packed_bytes.h"
 
 namespace keldane {
 namespace {
@@ -563,6 +564,17 @@ TEST_F(TerminalProgram, RulesAreAppliedToWhatIsStoredAndTouchNoTagThatIsThere) {
   EXPECT_TRUE(tags("3").is_null());
   output({"rules", "remove", "A", "B"});
   output({"untag", "1"});
+}
+
+/// By the library that it loads only now.
+TEST_F(TerminalProgram, UnpacksWhatItIsGivenPacked) {
+  home_->write("packed/open.zip", pack("zip", {}, {{"a.eml", kInvoice}, {"b.eml", kThird}}));
+  home_->write("packed/open.gz", pack("raw", {"gzip"}, {{"c", kHostile}}));
+  home_->write("packed/locked.zip", pack("zip", {}, {{"d.eml", kThird}}, "secret"));
+  const ToolOutcome told =
+      run({"archive", "--dry-run", "--list", "--database", "not_there", home() + "/packed"});
+  EXPECT_EQ(told.exitStatus, 1) << "one has a password";
+  EXPECT_THAT(told.output, AllOf(HasSubstr("Would be archived: 3\n"), HasSubstr("locked.zip")));
 }
 
 TEST_F(TerminalProgram, TellsWhatRulesAndARunWouldDoToMessagesOfFiles) {
