@@ -208,6 +208,7 @@ void KeldaneController::makeMessagePanels() {
   attachmentList_ = std::make_unique<AttachmentList>(attachmentContext());
   tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
+  tagPanel_->tagsChanged = [this] { messageViewer_->readTagsAgain(); };
 }
 
 void KeldaneController::makeOutputPanels() {

@@ -95,6 +95,7 @@ void MessageViewer::beginMessage(const Emailrow& message) {
   attachOwnerId = 0;
   inlineImages_.clear();
   inlineImagesOf_ = 0;
+  headOf_ = 0;
   listDate = plainDate(message);
   context_.ui.changed("mySplitView");
 }
@@ -147,7 +148,14 @@ void MessageViewer::fillHead(const Emailrow& message, const MessageContent& cont
   head.subject = message.emailSubject;
   head.date = content.sentDate.empty() ? listDate : content.sentDate;
   head.mailbox = message.emailMailbox;
+  headOf_ = message.emailID;
   if (headIsShown) fillTags(message.emailID);
+  context_.ui.changed("messageHead");
+}
+
+void MessageViewer::readTagsAgain() {
+  if (!headIsShown || headOf_ == 0) return;
+  fillTags(headOf_);
   context_.ui.changed("messageHead");
 }
 

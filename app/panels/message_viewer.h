@@ -99,6 +99,8 @@ class MessageViewer {
   /// Shows the message's HTML in place of an attachment that holds it; the file itself when the
   /// source has none worth the name.
   void showHtmlVersion(const std::string& path);
+  /// Reads the tags above the message anew.
+  void readTagsAgain();
 
   TableSelection selection;
   MessageViews views;
@@ -132,6 +134,7 @@ class MessageViewer {
   MessageWebView* webView_ = nullptr;
   std::vector<InlineImage> inlineImages_;
   std::uint32_t inlineImagesOf_ = 0;  ///< 0: of no message
+  std::uint32_t headOf_ = 0;          ///< the message whose head is shown; 0: of none
 };
 
 }  // namespace keldane

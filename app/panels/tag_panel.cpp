@@ -96,6 +96,7 @@ bool TagPanel::addTags() {
   tagged_ = 0;
   const bool done = tagRows(tags);
   ui_.changed("storeTableView");
+  if (tagsChanged) tagsChanged();
   progress_.close();
   ui_.alert({"Done", "Done tagging email"});
   sqlText = tagged_ == 1 ? std::string("1 email has been tagged.")

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,8 @@ class TagPanel {
   std::vector<std::size_t>& selectedRows;
   /// How many messages the last `addTags` has tagged, as a sentence. No face needs to show it.
   std::string sqlText;
+  /// Called when the tags of the selected rows may have become others. May be empty.
+  std::function<void()> tagsChanged;
 
  private:
   [[nodiscard]] std::string takeCategory();

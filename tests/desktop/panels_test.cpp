@@ -63,6 +63,7 @@ TEST_F(Panels, TagsAreGivenAndTakenFromTheSelectedRows) {
   EXPECT_THAT(rig.alerts, ElementsAre("Done: Done tagging email"));
   EXPECT_EQ(column(0).filter("*").size(), 1);
   EXPECT_TRUE(column(0)[1].endsWith('*'));
+  EXPECT_TRUE(rig.control<QLineEdit>("tagsLine").text().contains("Club")) << "above the message";
 
   // What is shown comes from the archive, for the row that is selected.
   rig.selectRow(0);
