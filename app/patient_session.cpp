@@ -3,6 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "archive/failover_session.h"
+
 namespace keldane {
 namespace {
 
@@ -16,7 +18,7 @@ constexpr std::chrono::milliseconds kBetweenKills{1000};
 }  // namespace
 
 /// A prepared statement whose calls wait as the session's do.
-class PatientStatement : public Statement {
+class PatientStatement : public DirectStatement {
  public:
   PatientStatement(PatientSession& session, std::unique_ptr<Statement> statement)
       : session_(session), statement_(std::move(statement)) {}
@@ -35,6 +37,15 @@ class PatientStatement : public Statement {
   [[nodiscard]] bool execute() override {
     return session_.runChecked([&] { return statement_->execute(); });
   }
+  [[nodiscard]] Ran runAtOnce(std::string_view sql, std::span<const BoundValue> values,
+                              const std::function<void()>& beforeIt) override {
+    Ran ran = Ran::refusedText;
+    static_cast<void>(session_.runChecked([&] {
+      ran = runStatement(*statement_, sql, values, beforeIt);
+      return ran == Ran::done;
+    }));
+    return ran;
+  }
   bool close() override {
     return session_.runChecked([&] { return statement_->close(); });
   }
@@ -47,9 +58,19 @@ class PatientStatement : public Statement {
 PatientSession::PatientSession(MakeSession makeSession, Waiting waiting)
     : makeSession_(std::move(makeSession)),
       waiting_(std::move(waiting)),
-      session_(makeSession_()),
+      session_(makeFailoverSession(makeSession_())),
       mainThread_(std::this_thread::get_id()),
-      worker_([this] { work(); }) {}
+      worker_([this] { work(); }) {
+  session_->notice = [this](const std::string& line) {
+    {
+      // Another host has another number for the session.
+      const std::lock_guard lock(mutex_);
+      connectionId_.clear();
+      hasMoved_ = true;
+    }
+    if (notice) notice(line);
+  };
+}
 
 PatientSession::~PatientSession() {
   {
@@ -77,12 +98,14 @@ void PatientSession::work() {
 bool PatientSession::run(const std::function<void()>& call) {
   if (std::this_thread::get_id() != mainThread_) {
     if (isOthers()) return false;
+    session_->waitsWhenUnsure = waitsWhenUnsure;
     call();
     return true;
   }
   refused_ = waits_ || isOthers();
   if (refused_) return false;
   waits_ = true;
+  session_->waitsWhenUnsure = waitsWhenUnsure;
   {
     std::unique_lock lock(mutex_);
     call_ = &call;
@@ -104,8 +127,9 @@ void PatientSession::wait(std::unique_lock<std::mutex>& lock) {
   bool goesOn = true;
   Clock::time_point killed;
   while (!isOver()) {
+    const bool canEnd = !connectionId_.empty();
     lock.unlock();
-    if (goesOn && waiting_.goesOn) goesOn = waiting_.goesOn(!connectionId_.empty());
+    if (goesOn && waiting_.goesOn) goesOn = waiting_.goesOn(canEnd);
     lock.lock();
     if (!goesOn && !done_ && !killing_ && Clock::now() - killed >= kBetweenKills) {
       killed = Clock::now();
@@ -116,6 +140,20 @@ void PatientSession::wait(std::unique_lock<std::mutex>& lock) {
   lock.unlock();
   if (waiting_.over) waiting_.over();
   lock.lock();
+}
+
+/// Asks by which number, and of which host, the session can be told to end a statement. With a call
+/// of the main thread that has no answer open.
+void PatientSession::identify() {
+  const std::string id =
+      session_->query("SELECT CONNECTION_ID()") ? fetchFirstCell(*session_) : "0";
+  const std::lock_guard lock(mutex_);
+  hasMoved_ = false;
+  connectionId_ = id == "0" ? std::string() : id;
+  if (const std::optional<HostPlace> place = session_->place()) {
+    address_.host = place->host;
+    address_.port = place->port;
+  }
 }
 
 void PatientSession::endStatement() {
@@ -149,7 +187,9 @@ void PatientSession::noteLoss() {
 
 /// There is nothing that could be ended.
 void PatientSession::forgetId() {
-  if (std::this_thread::get_id() == mainThread_ && !waits_ && !isOthers()) connectionId_.clear();
+  if (std::this_thread::get_id() != mainThread_ || waits_ || isOthers()) return;
+  const std::lock_guard lock(mutex_);
+  connectionId_.clear();
 }
 
 void PatientSession::init() {
@@ -159,15 +199,19 @@ void PatientSession::init() {
 
 bool PatientSession::connect(const ServerAddress& address) {
   forgetId();
-  std::string id;
+  const bool isMain = std::this_thread::get_id() == mainThread_;
   const bool connected = runChecked([&] {
     if (!session_->connect(address)) return false;
-    if (session_->query("SELECT CONNECTION_ID()")) id = fetchFirstCell(*session_);
+    if (!isMain) return true;
+    {
+      const std::lock_guard lock(mutex_);
+      address_ = address;
+      address_.otherHosts.clear();
+    }
+    identify();
     return true;
   });
-  if (std::this_thread::get_id() != mainThread_) return connected;
-  address_ = address;
-  if (id != "0") connectionId_ = id;
+  if (!isMain) return connected;
   if (connected && std::exchange(isLost_, false) && waiting_.lostChanged) {
     waiting_.lostChanged(false);
   }
@@ -180,7 +224,23 @@ void PatientSession::close() {
 }
 
 bool PatientSession::query(const std::string& sql) {
-  return runChecked([&] { return session_->query(sql); });
+  const bool isMain = std::this_thread::get_id() == mainThread_;
+  return runChecked([&] {
+    if (isMain && hasMoved_) identify();
+    return session_->query(sql);
+  });
+}
+
+std::string PatientSession::encryption() const {
+  return isRefused() || isOthers() ? std::string() : session_->encryption();
+}
+
+std::optional<HostPlace> PatientSession::place() const {
+  return isRefused() || isOthers() ? std::nullopt : session_->place();
+}
+
+bool PatientSession::moveOn() {
+  return runChecked([&] { return session_->moveOn(); });
 }
 
 std::size_t PatientSession::largestStatementBytes() const {

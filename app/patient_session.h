@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -52,6 +54,9 @@ class PatientSession : public ServerSession {
   [[nodiscard]] std::uint64_t insertId() const override;
   [[nodiscard]] std::unique_ptr<ResultRows> listDatabases() override;
   [[nodiscard]] std::unique_ptr<Statement> makeStatement() override;
+  [[nodiscard]] std::string encryption() const override;
+  [[nodiscard]] std::optional<HostPlace> place() const override;
+  [[nodiscard]] bool moveOn() override;
 
  private:
   friend class PatientStatement;
@@ -64,6 +69,7 @@ class PatientSession : public ServerSession {
       std::unique_ptr<ResultRows> (ServerSession::*call)());
   void work();
   void wait(std::unique_lock<std::mutex>& lock);
+  void identify();
   void endStatement();
   void noteLoss();
   void forgetId();
@@ -78,11 +84,12 @@ class PatientSession : public ServerSession {
   bool waits_ = false;
   bool refused_ = false;  ///< the last call was not made
   bool isLost_ = false;
-  ServerAddress address_;
-  std::string connectionId_;  ///< the server's number of this session; empty: not connected
   std::thread killer_;
 
   std::mutex mutex_;
+  ServerAddress address_;     ///< of the one host that has the session
+  std::string connectionId_;  ///< the server's number of this session; empty: not known
+  std::atomic<bool> hasMoved_ = false;
   std::condition_variable changed_;
   const std::function<void()>* call_ = nullptr;  ///< to be run by the worker
   bool done_ = false;
