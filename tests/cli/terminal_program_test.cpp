@@ -419,10 +419,10 @@ TEST_F(TerminalProgram, ExportsTheMessagesThatAreNamed) {
 TEST_F(TerminalProgram, ABackupComesBackAsAnotherArchive) {
   const std::string file = home() + "/b.sql.zst";
   const std::string into = TestServer::shared().freshDatabase("restored");
-  EXPECT_THAT(output({"backup", file}), HasSubstr("is backed up: 3 messages in 10 tables."));
+  EXPECT_THAT(output({"backup", file}), HasSubstr("is backed up: 3 messages in 11 tables."));
   EXPECT_EQ(run({"restore", file, "--into", into}).exitStatus, 2) << "nobody can be asked";
   EXPECT_THAT(output({"restore", file, "--dry-run"}), HasSubstr("is whole: 3 messages"));
-  EXPECT_THAT(output({"restore", file, "--into", into, "--yes"}), HasSubstr("3 messages in 10"));
+  EXPECT_THAT(output({"restore", file, "--into", into, "--yes"}), HasSubstr("3 messages in 11"));
   EXPECT_EQ(output({"list", "--json", "--database", into}), output({"list", "--json"}));
   EXPECT_THAT(run({"restore", file, "--yes"}).errorText, HasSubstr("is not empty"));
   const std::string before = *readFile(file);
