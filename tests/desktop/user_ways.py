@@ -185,7 +185,7 @@ class WithMail(Way):
             window.press('Keep the email out of the archive')
         window.press('Save Rule')
         window.gone('Tag Rule')
-        window.press('Close', within='Tag Rules')
+        window.press('Cancel', within='Tag Rules')
 
     def test_a_rule_tags_and_another_keeps_out(self):
         window = self.window
