@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,7 +24,7 @@ class FakeEnvironment : public Environment {
   std::map<std::string, std::string, std::less<>> variables;
   /// A test that makes folders names one of its own.
   std::string temporary = "/dev/null/";
-  std::int64_t seconds = 1700000000;  ///< 2023-11-14 22:13:20 UTC
+  std::atomic<std::int64_t> seconds = 1700000000;  ///< 2023-11-14 22:13:20 UTC
   std::string version = "12";
 
  private:
