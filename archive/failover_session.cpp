@@ -25,6 +25,12 @@ constexpr std::chrono::milliseconds kAfterDeadlock{20};
 
 /// What a node answers that has lost the others of its cluster, or has yet to join them.
 constexpr unsigned kNotReady = 1047;
+constexpr const char* kSyncFailedText = "Synchronous wait failed";
+/// What it answers when it loses them while it commits.
+constexpr unsigned kCommitFailed = 1180;
+/// The others of a node that answered so, or with a deadlock, may yet have carried it out.
+constexpr const char* kInDoubtText = "Lost connection to the cluster while it wrote";
+constexpr const char* kNoView = "18446744073709551615";
 constexpr const char* kNotReadyText = "WSREP has not yet prepared node for application use";
 /// Answers of a host that cannot be had, at a connect. Any other is the answer of one that can.
 constexpr std::array<unsigned, 12> kNoAnswer = {1040, 1053, 1129, 1130, 2002, 2003,
@@ -114,8 +120,13 @@ class FailoverSession : public ServerSession {
   template <typename Send>
   [[nodiscard]] bool run(Repeat repeat, Send send);
   template <typename Send>
-  [[nodiscard]] bool sendUntilDone(Send send);
+  [[nodiscard]] bool sendUntilDone(Repeat repeat, Send send);
   [[nodiscard]] bool hasLost() const;
+  [[nodiscard]] std::string secondCell(const char* sql);
+  [[nodiscard]] bool isNode();
+  [[nodiscard]] std::string readView();
+  [[nodiscard]] bool isInDoubt();
+  void putInDoubt();
   /// What came of asking a host for a session.
   enum class Answer { taken, refused, notReady, none };
   [[nodiscard]] Answer open(std::size_t place);
@@ -126,6 +137,7 @@ class FailoverSession : public ServerSession {
   ServerAddress address_;  ///< with the database that is selected now
   std::vector<HostPlace> places_;
   std::size_t at_ = 0;
+  std::string view_;  ///< the number of the host's cluster as it was made up at the connect
   std::vector<std::string> values_;  ///< statements that gave the session its values
   std::string question_;             ///< the last statement that only reads, for its answer
   bool inTransaction_ = false;
@@ -146,6 +158,7 @@ void FailoverSession::reset() {
 }
 
 void FailoverSession::keepError() {
+  if (errorNumber_ != 0) return;
   error_ = inner_->error();
   errorNumber_ = inner_->errorNumber();
   // The end of a prepared statement clears the number.
@@ -224,21 +237,26 @@ FailoverSession::Answer FailoverSession::open(std::size_t place) {
     if (number == kNotReady) return Answer::notReady;
     return isOneOf(number, kNoAnswer) ? Answer::none : Answer::refused;
   }
-  if (places_.size() < 2 || isReady()) return Answer::taken;
+  if (places_.size() < 2) return Answer::taken;
+  view_ = readView();
+  if (isReady()) return Answer::taken;
   error_ = kNotReadyText;
   errorNumber_ = kNotReady;
   return Answer::notReady;
 }
 
+std::string FailoverSession::secondCell(const char* sql) {
+  const auto rows = inner_->query(sql) ? inner_->storeResult() : nullptr;
+  return rows != nullptr && rows->next() ? std::string(rows->cell(1).value_or("")) : std::string();
+}
+
+/// Whether the host is one of a cluster. Of what it says of its state, one that is on its own says
+/// the same as a node without its cluster.
+bool FailoverSession::isNode() { return secondCell("SHOW VARIABLES LIKE 'wsrep_on'") == "ON"; }
+
 /// Whether the host, if it is the node of a cluster, is one that takes statements.
 bool FailoverSession::isReady() {
-  const auto says = [this](const char* sql, std::string_view value) {
-    const auto rows = inner_->query(sql) ? inner_->storeResult() : nullptr;
-    return rows != nullptr && rows->next() && rows->cell(1).value_or("") == value;
-  };
-  // A server that is on its own says the first, too.
-  return !says("SHOW STATUS LIKE 'wsrep_ready'", "OFF") ||
-         !says("SHOW VARIABLES LIKE 'wsrep_on'", "ON");
+  return secondCell("SHOW STATUS LIKE 'wsrep_ready'") != "OFF" || !isNode();
 }
 
 bool FailoverSession::moveOn() {
@@ -265,20 +283,57 @@ bool FailoverSession::moveOn() {
 // Statements.
 
 bool FailoverSession::hasLost() const {
+  if (places_.size() < 2) return false;
+  const std::string text = error();
+  const unsigned number = errorNumber();
+  return number == kNotReady || (number == kCommitFailed && !view_.empty()) ||
+         isLostConnection(text) || text.find(kSyncFailedText) != std::string::npos;
+}
+
+/// The number of the cluster as it is made up now; empty when the host is on its own.
+std::string FailoverSession::readView() {
+  return isNode() ? secondCell("SHOW STATUS LIKE 'wsrep_cluster_conf_id'") : std::string();
+}
+
+/// Whether a writing that the host has just given up may stand all the same, because it was cut
+/// off from its cluster meanwhile: the others then keep what has reached them.
+bool FailoverSession::isInDoubt() {
   const unsigned number = inner_->errorNumber();
-  return places_.size() > 1 && (number == kNotReady || isLostConnection(inner_->error()));
+  if (number != kDeadlock && number != kCommitFailed) return false;
+  keepError();
+  // A reading waits until the node has come to know of such a cut.
+  const bool isAnswered = inner_->query("SELECT 1") && inner_->storeResult() != nullptr;
+  const std::string view = readView();
+  if (view.empty()) return !isAnswered;
+  return !isAnswered || number == kCommitFailed || view == kNoView ||
+         (places_.size() > 1 && view != view_);
+}
+
+/// It counts as lost then, and whoever sent it looks for what has become of it.
+void FailoverSession::putInDoubt() {
+  error_ = std::string(kInDoubtText) + " (" + error_ + ")";
+  errorNumber_ = kLostInStatement;
+  if (places_.size() < 2) inner_->close();
 }
 
 /// Sends a statement again that has had to give way.
 template <typename Send>
-bool FailoverSession::sendUntilDone(Send send) {
+bool FailoverSession::sendUntilDone(Repeat repeat, Send send) {
   for (int i = 1;; ++i) {
+    error_.clear();
+    errorNumber_ = 0;
     if (send()) return true;
     const unsigned number = inner_->errorNumber();
+    if (inTransaction_) return false;
+    if (repeat == Repeat::whenNotBegun && (isInDoubt() || (i > 1 && hasLost()))) {
+      keepError();
+      putInDoubt();
+      return false;
+    }
     const int most = number == kDeadlock      ? kMostAfterDeadlock
                      : number == kLockTimeout ? kMostAfterTimeout
                                               : 0;
-    if (inTransaction_ || i >= most) return false;
+    if (i >= most) return false;
     if (number == kDeadlock) std::this_thread::sleep_for(kAfterDeadlock * i);
   }
 }
@@ -287,7 +342,7 @@ template <typename Send>
 bool FailoverSession::run(Repeat repeat, Send send) {
   if (!begin()) return false;
   for (std::size_t hosts = 0;; ++hosts) {
-    if (sendUntilDone(send)) return true;
+    if (sendUntilDone(repeat, send)) return true;
     if (!hasLost()) return false;
     keepError();
     isLost_ = true;
@@ -358,7 +413,7 @@ class FailoverStatement : public DirectStatement {
     if (generation_ != session_.generation_) renew();
     Ran ran = Ran::refusedText;
     int times = 0;
-    const bool done = session_.sendUntilDone([&] {
+    const bool done = session_.sendUntilDone(FailoverSession::Repeat::whenNotBegun, [&] {
       if (++times > 1) renew();
       if (inner_ == nullptr) return false;
       ran = runStatement(*inner_, sql, values, times > 1 ? std::function<void()>() : beforeIt);
@@ -372,7 +427,10 @@ class FailoverStatement : public DirectStatement {
   }
   [[nodiscard]] bool execute() override {
     if (!isUsable()) return false;
-    if (session_.sendUntilDone([this] { return inner_->execute(); })) return true;
+    if (session_.sendUntilDone(FailoverSession::Repeat::whenNotBegun,
+                               [this] { return inner_->execute(); })) {
+      return true;
+    }
     noteLoss();
     return false;
   }

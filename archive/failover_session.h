@@ -12,8 +12,9 @@ namespace keldane {
 ///
 /// A statement is sent again where that cannot do it twice: when it only reads or deletes, or when
 /// the server has certainly not begun with it. Never within a transaction, which is the caller's to
-/// repeat; never one whose outcome nobody knows: that fails with the words of the lost link, and
-/// whoever sent it finds out (see `ServerSession::waitsWhenUnsure`).
+/// repeat; never one whose outcome nobody knows: that fails with the words of a lost link, and
+/// whoever sent it finds out (see `ServerSession::waitsWhenUnsure`). So it is with the link cut,
+/// and with a node that gives a writing up while it is cut off from its cluster.
 ///
 /// With one host in the address the link is lost as it ever was. One thread at a time.
 [[nodiscard]] std::unique_ptr<ServerSession> makeFailoverSession(

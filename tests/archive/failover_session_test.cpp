@@ -40,6 +40,7 @@ class FailoverSessionTest : public testing::Test {
     std::vector<std::string> found = std::exchange(server_->calls, {});
     std::erase(found, "query SHOW STATUS LIKE 'wsrep_ready'");
     std::erase(found, "query SHOW VARIABLES LIKE 'wsrep_on'");
+    std::erase(found, "query SHOW STATUS LIKE 'wsrep_cluster_conf_id'");
     std::erase(found, "init");
     return found;
   }
@@ -122,14 +123,61 @@ TEST_F(FailoverSessionTest, ATransactionIsNeverGoneOnWith) {
 }
 
 TEST_F(FailoverSessionTest, AStatementThatHadToGiveWayIsSentAgainButNotForEver) {
+  // A server that could be one of a cluster, and is not.
+  server_->answerOn("query SHOW STATUS*", {{"wsrep_cluster_conf_id", "18446744073709551615"}});
+  server_->answerOn("query SHOW VARIABLES LIKE 'wsrep_on'", {{"wsrep_on", "OFF"}});
   server_->failOn("query UPDATE*", "Deadlock found when trying to get lock", 3, kDeadlock);
   EXPECT_TRUE(session_->query("UPDATE email SET mailbox='a'"));
-  EXPECT_EQ(calls().size(), 4U);
+  EXPECT_EQ(calls().size(), 4U + 3U) << "each time it asks whether it stands in a cluster";
   server_->failOn("execute", "Deadlock found when trying to get lock", 2, kDeadlock);
   EXPECT_TRUE(session_->makeStatement()->execute());
   server_->failOn("query UPDATE*", "Lock wait timeout exceeded", -1, 1205);
   EXPECT_FALSE(session_->query("UPDATE email SET mailbox='a'"));
   EXPECT_EQ(session_->errorNumber(), 1205U);
+}
+
+/// The others of its cluster may have what it says it has given up.
+TEST_F(FailoverSessionTest, WhatACutOffNodeGivesUpIsNotWrittenAgain) {
+  constexpr const char* kView = "query SHOW STATUS LIKE 'wsrep_cluster_conf_id'";
+  struct Row {
+    const char* name;
+    unsigned number;
+    const char* view;
+    unsigned onAsking = 0;  ///< what a question after it is refused with
+    unsigned onAgain = 0;
+    int sent = 1;
+  };
+  const Row rows[] = {{"it is back in a cluster made up anew", kDeadlock, "8"},
+                      {"it stands alone", kDeadlock, "18446744073709551615"},
+                      {"it does not know yet", kDeadlock, "7", 1205},
+                      {"it learns it from the second try", kDeadlock, "7", 0, 1047, 2},
+                      {"its commit was not taken", 1180, "7"}};
+  for (const bool prepared : {false, true}) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(testing::Message() << row.name << (prepared ? ", prepared" : ""));
+      server_->answerOn("query SHOW VARIABLES LIKE 'wsrep_on'", {{"wsrep_on", "ON"}});
+      server_->answerOn(kView, {{"wsrep_cluster_conf_id", "7"}});
+      ASSERT_TRUE(session_->connect(address_));
+      calls();
+      server_->answerOn(kView, {{"wsrep_cluster_conf_id", row.view}});
+      const char* writing = prepared ? "execute" : "query INSERT*";
+      if (row.onAgain != 0) server_->failOn(writing, "not ready", 1, row.onAgain);
+      server_->failOn(writing, "given up", 1, row.number);
+      if (row.onAsking != 0) server_->failOn("query SELECT 1", "no", 1, row.onAsking);
+      session_->waitsWhenUnsure = true;
+      EXPECT_FALSE(prepared ? session_->makeStatement()->execute()
+                            : session_->query("INSERT INTO email VALUES(1)"));
+      EXPECT_TRUE(isLostConnection(session_->error())) << session_->error();
+      EXPECT_FALSE(session_->query("SELECT 2")) << "until it has moved on";
+      EXPECT_TRUE(session_->moveOn());
+      const std::vector<std::string> made = calls();
+      const auto isWriting = [prepared](const std::string& call) {
+        return call.starts_with(prepared ? "execute" : "query INSERT");
+      };
+      EXPECT_EQ(std::count_if(made.begin(), made.end(), isWriting), row.sent);
+      session_->waitsWhenUnsure = false;
+    }
+  }
 }
 
 TEST_F(FailoverSessionTest, WithOneHostALostServerIsLost) {

@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
 """Archives a folder through one connection with the three nodes of a cluster, while one of them is
-killed every ten seconds and started again, never two at once. Afterwards every node must hold the
-same, and every message of the folder once and whole: each file by the digest of its bytes, each row
-by `keldane verify`.
+killed every ten seconds and started again, never two at once: half of the time the one that the run
+stands on. Afterwards every node must hold the same, and every message of the folder once and whole:
+each file by the digest of its bytes, each row by `keldane verify`. Each file must have come to what
+it comes to on a private server that nobody disturbs.
 
-Usage: cluster_run.py KELDANE FOLDER [--kills 10] [--every 10] [--files N] [--scripts FOLDER]
+Usage: cluster_run.py KELDANE FOLDER [--kills 10] [--every 10] [--files N] [--cut]
+                      [--scripts FOLDER]
   FOLDER     "-" stands for mail that the check makes itself
   --files    only so many files of the folder
+  --cut      every other time the node is not killed but cut off from its cluster: the other two are
+             halted until it has given them up
   --scripts  where the state-transfer scripts of the server lie when they are not on the PATH
 Without the packages for a cluster it says so, and ends with status 77."""
 import argparse
@@ -30,9 +34,9 @@ TABLES = ("email", "origemail", "attachments", "tags", "keldane_fingerprints")
 class Killer(threading.Thread):
     """Kills one node after the other while there is work, and waits for each to be back."""
 
-    def __init__(self, nodes, every):
+    def __init__(self, nodes, every, cuts):
         super().__init__(daemon=True)
-        self.nodes, self.every = nodes, every
+        self.nodes, self.every, self.cuts = nodes, every, cuts
         self.kills = 0
         self.stopped = threading.Event()
         self.failure = None
@@ -41,17 +45,33 @@ class Killer(threading.Thread):
     def run(self):
         chance = random.Random()
         while not self.stopped.wait(chance.uniform(0.7, 1.3) * self.every):
-            node = chance.choice(self.nodes.nodes)
+            serving = [node for node in self.nodes.nodes if node.serves()]
+            node = chance.choice(serving if serving and chance.random() < 0.5
+                                 else self.nodes.nodes)
             with self.away:
                 try:
-                    node.kill()
                     self.kills += 1
+                    if self.cuts and self.kills % 2 == 0:
+                        self.cut_off(node, chance.uniform(5, 15))
+                        continue
+                    node.kill()
                     time.sleep(chance.uniform(0, 2))
                     node.start(self.nodes.addresses())
                     node.await_synced()
                 except SystemExit as failure:
                     self.failure = str(failure)
                     return
+
+
+    def cut_off(self, node, seconds):
+        others = [other for other in self.nodes.nodes if other is not node]
+        for other in others:
+            other.halt()
+        time.sleep(seconds)
+        for other in others:
+            other.halt(False)
+        for each in self.nodes.nodes:
+            each.await_synced()
 
 
 def make_folder(source, count, folder):
@@ -82,7 +102,15 @@ def sums(node, database):
     return rows and [row[1] for row in rows]
 
 
-def faults(nodes, database, folder, ledger):
+def outcomes_of(ledger):
+    """What became of each file: outcome and detail, as often as it is named."""
+    outcomes = {}
+    for outcome, detail, _, path in ledger_lines(ledger):
+        outcomes.setdefault(path, []).append((outcome, detail))
+    return outcomes
+
+
+def faults(nodes, database, folder, ledger, undisturbed):
     """What is amiss, in words."""
     found = []
     for node in nodes:
@@ -90,9 +118,7 @@ def faults(nodes, database, folder, ledger):
     per_node = [sums(node, database) for node in nodes]
     if any(each != per_node[0] or each is None or "NULL" in each for each in per_node):
         found.append(f"the nodes differ: {per_node}")
-    outcomes = {}
-    for outcome, detail, offset, path in ledger_lines(ledger):
-        outcomes.setdefault(path, []).append((outcome, detail))
+    outcomes = outcomes_of(ledger)
     stored = {}
     for digest, number in nodes[0].ask(
             "SELECT LOWER(HEX(source_sha256)),COUNT(*) FROM keldane_fingerprints f JOIN email e ON"
@@ -104,8 +130,8 @@ def faults(nodes, database, folder, ledger):
         with open(path, "rb") as file:
             digest = hashlib.sha256(file.read()).hexdigest()
         words = [outcome for outcome, _ in outcomes.get(path, [])]
-        if words not in (["archived"], ["duplicate"], ["dropped"], ["not-mail"]):
-            found.append(f"{path}: {outcomes.get(path)}")
+        if words != [outcome for outcome, _ in undisturbed.get(path, [])]:
+            found.append(f"{path}: {outcomes.get(path)}, undisturbed {undisturbed.get(path)}")
         if words == ["archived"]:
             archived += 1
             if stored.get(digest) != 1:
@@ -122,6 +148,7 @@ def main():
     parser.add_argument("--kills", type=int, default=10)
     parser.add_argument("--every", type=float, default=10)
     parser.add_argument("--files", type=int, default=0)
+    parser.add_argument("--cut", action="store_true")
     parser.add_argument("--scripts", default="")
     options = parser.parse_args()
     lacking = cluster.missing(options.scripts)
@@ -143,11 +170,17 @@ def rounds(keldane, mail, nodes, home, options):
         return subprocess.run([keldane, *words], env=environment, capture_output=True, text=True,
                               errors="replace")
 
+    quiet = os.path.join(home, "quiet.ledger")
+    alone = run("archive", "--no-index", "--ledger", quiet, mail)
+    run("server", "stop")
+    if alone.returncode != 0:
+        sys.exit(f"the run that nobody disturbs failed: {alone.stderr}")
+    undisturbed = outcomes_of(quiet)
     added = run("connections", "add", "Cluster", "--host", nodes.hosts, "--user", cluster.USER,
                 "--tls", "off")
     if added.returncode != 0 or run("connections", "use", "Cluster").returncode != 0:
         sys.exit(f"the connection could not be added: {added.stderr}")
-    killer = Killer(nodes, options.every)
+    killer = Killer(nodes, options.every, options.cut)
     killer.start()
     bad = number = 0
     while killer.kills < options.kills and not killer.failure:
@@ -162,7 +195,7 @@ def rounds(keldane, mail, nodes, home, options):
         found, messages = [done.stdout + done.stderr], 0
         if done.returncode == 0:
             with killer.away:
-                found, messages = faults(nodes.nodes, database, mail, ledger)
+                found, messages = faults(nodes.nodes, database, mail, ledger, undisturbed)
         checked = run("verify", "--database", database) if not found else None
         if checked and checked.returncode != 0:
             found.append("verify: " + checked.stdout + checked.stderr)
