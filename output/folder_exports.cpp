@@ -1,7 +1,10 @@
 #include "output/folder_exports.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
+#include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -13,6 +16,7 @@
 #include "base/text.h"
 #include "output/exact_sources.h"
 #include "output/mail_dates.h"
+#include "output/write_behind.h"
 
 namespace keldane {
 namespace {
@@ -81,17 +85,32 @@ std::string maildirName(const Labels& labels, std::uint32_t id, const std::strin
 }
 
 /// Puts on disk what has been written, in one go: waiting for each of many small files would take
-/// hours.
-void syncDisk(const std::string& folder) {
-  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
+/// hours. Made before the first is written, so that it hears of what goes wrong from then on.
+class DiskSync {
+ public:
+  explicit DiskSync(const std::string& folder)
+      : folder_(folder), fd_(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  ~DiskSync() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  DiskSync(const DiskSync&) = delete;
+  DiskSync& operator=(const DiskSync&) = delete;
+
+  [[nodiscard]] Result<void> run() const {
 #ifdef __linux__
-  static_cast<void>(::syncfs(fd));
-#else
-  ::sync();
+    if (fd_ >= 0) {
+      if (::syncfs(fd_) == 0) return {};
+      return Failure{folder_ + ": " + std::generic_category().message(errno)};
+    }
 #endif
-  ::close(fd);
-}
+    ::sync();
+    return {};
+  }
+
+ private:
+  const std::string folder_;
+  const int fd_;  ///< -1: a folder that may only be written to
+};
 
 struct FolderForm {
   std::string folder;           ///< where the files come to lie
@@ -101,11 +120,10 @@ struct FolderForm {
 };
 
 Result<void> writeOne(const OutputContext& context, const FolderForm& form, std::uint32_t id,
-                      ExactSources& sources, OutputReport& report) {
-  const auto source = sources.read(id);
+                      ExactSources& sources, WriteBehind& files, OutputReport& report) {
+  auto source = sources.read(id);
   if (!source) return Failure{source.error()};
   if (!*source) return {};
-  const std::string& bytes = (*source)->bytes;
   SourceCounts counts = report.sources;
   if (Result<void> counted = countSource(id, (*source)->state, form.requireExact, counts);
       !counted) {
@@ -114,12 +132,10 @@ Result<void> writeOne(const OutputContext& context, const FolderForm& form, std:
   const Result<Labels> labels = labelsOf(context.session, id);
   if (!labels) return Failure{labels.error()};
   const std::string name =
-      form.isMaildir ? maildirName(*labels, id, bytes) : nameOf(*labels, id, "eml");
-  OutputFile file(form.folder + "/" + name, form.temporaryFolder);
-  if (Result<void> opened = file.open(); !opened) return opened;
-  if (labels->date) file.setTime(epochSeconds(*labels->date));
-  file.write(bytes);
-  if (Result<void> written = file.commit(); !written) return written;
+      form.isMaildir ? maildirName(*labels, id, (*source)->bytes) : nameOf(*labels, id, "eml");
+  const long long time = labels->date ? epochSeconds(*labels->date) : 0;
+  Result<void> put = files.put({form.folder + "/" + name, std::move((*source)->bytes), time});
+  if (!put) return put;
   report.sources = counts;
   ++report.messages;
   return {};
@@ -131,12 +147,17 @@ Result<OutputReport> exportFolder(const OutputContext& context, const MessageLis
     if (const Result<void> made = makeFolders(folder); !made) return Failure{made.error()};
   }
   ExactSources sources(context);
+  const DiskSync disk(form.folder);
+  WriteBehind files(form.temporaryFolder);
   Result<OutputReport> report =
       carryEach(context, list, [&](std::size_t index, OutputReport& counts) {
-        return writeOne(context, form, list.id(index), sources, counts);
+        return writeOne(context, form, list.id(index), sources, files, counts);
       });
-  syncDisk(form.folder);
-  if (report) report->isFolder = true;
+  Result<void> written = files.finish();
+  if (const Result<void> synced = disk.run(); written && !synced) written = synced;
+  if (!report) return report;
+  if (!written) return Failure{written.error()};
+  report->isFolder = true;
   return report;
 }
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <thread>
 
+#include "base/ahead_queue.h"
 #include "base/result.h"
-#include "ingest/reading/ahead_queue.h"
 #include "ingest/reading/mbox_reader.h"
 #include "ingest/reading/message_preparer.h"
 #include "ingest/reading/resting_file.h"

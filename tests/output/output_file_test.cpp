@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "output/write_behind.h"
 #include "tests/support/temporary_folder.h"
 
 namespace keldane {
@@ -113,6 +114,27 @@ TEST(OutputFile, AFullDiskLeavesNothingBehind) {
   EXPECT_EQ(written.error().find(path + ": "), 0U);
   EXPECT_EQ(folder.read("out"), "old");
   EXPECT_EQ(filesIn(folder), 1U);
+}
+
+TEST(WriteBehind, WritesInOrderAndEndsAtTheFirstFailure) {
+  const TemporaryFolder folder;
+  const std::string large(3000000, 'x');
+  WriteBehind files(folder.path());
+  for (const std::string& bytes : {std::string("first"), large, std::string("last")}) {
+    ASSERT_TRUE(files.put({folder / "one", bytes, 1000000000}));
+    ASSERT_TRUE(files.put({folder / std::to_string(bytes.size()), bytes}));
+  }
+  ASSERT_TRUE(files.put({folder / "missing/out", "x"}));
+  static_cast<void>(files.put({folder / "behind", "x"}));
+  const Result<void> put = files.put({folder / "large behind", large});
+  const Result<void> finished = files.finish();
+  for (const Result<void>& failed : {put, finished, files.put({folder / "late", large})}) {
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error().find(folder / "missing/out: "), 0U) << failed.error();
+  }
+  EXPECT_EQ(folder.read("one"), "last");
+  EXPECT_TRUE(folder.read("3000000") == large);
+  EXPECT_EQ(filesIn(folder), 4U) << "those before it, and nothing beside them";
 }
 
 }  // namespace
