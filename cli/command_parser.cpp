@@ -75,6 +75,7 @@ class Walk {
   [[nodiscard]] bool names(const Command& command) const {
     return std::count(named_.begin(), named_.end(), &command) != 0;
   }
+  [[nodiscard]] bool asksForHelp() const { return asksForHelp_; }
 
  private:
   [[nodiscard]] std::vector<std::string> commandNames() const {
@@ -133,7 +134,8 @@ class Walk {
 };
 
 /// The description as the parser's own objects. Of commands that the line does not name only what
-/// help shows of them: to make all of them takes longer than a short command.
+/// help shows of them, and nothing where no help is wanted: to make all of them takes longer than a
+/// short command.
 class Parser {
  public:
   Parser(const Command& root, const std::string& version, const Walk& walk)
@@ -173,6 +175,7 @@ class Parser {
     }
     if (!command.commands.empty()) app.require_subcommand(1);
     for (const Command& below : command.commands) {
+      if (!walk_.asksForHelp() && !walk_.names(below)) continue;
       fill(*app.add_subcommand(below.name, ""), below);
     }
     if (command.run) {
