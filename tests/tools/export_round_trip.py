@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Archives folders of mail, exports every message in every format, and reads the exports back: eml, maildir
 and mboxrd give each source to the byte, and archived into a second database the same messages; tab, comma,
-csv, json, mbox and sql are read by Python and by the `mysql` tool and compared with the rows.
+csv, json, mbox and sql are read by Python and by the `mysql` tool and compared with the rows. Some of the
+messages have tags.
 
 Usage: export_round_trip.py KELDANE FOLDER..."""
+import base64
 import csv
 import email
 import hashlib
@@ -19,6 +21,7 @@ from archive_db import Archive, check, faults, server_socket
 
 DATABASE = "myemaildb"
 COLUMNS = "id,date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach"
+TAGS = "id,cat_fld,key_fld,priority_fld,notes_fld"
 
 
 class Rig:
@@ -201,11 +204,12 @@ def check_tables(rig, archive):
     lines = list(csv.reader(iter_lines(utf16_pieces(path))))[1:]
     compare_table("comma", {line[0]: line[1:] for line in lines}, rows)
     every = "id,date_fld,from_fld,to_fld,subj_fld,mailto,mailbox,body_fld,numAttach,attachNames,attachText,headings"
-    rows = rows_of(archive, every)
+    rows, tags = rows_of(archive, every), rows_of(archive, TAGS, "tags")
     path, _ = rig.export("csv", "rfc.csv")
     with open(path, encoding="utf-8", newline="") as file:
         lines = list(csv.reader(file))[1:]
-    compare_table("csv", {line[0]: line[1:12] for line in lines}, rows)
+    wanted = {number: row + tags.get(number, [""] * 4) for number, row in rows.items()}
+    compare_table("csv", {line[0]: line[1:16] for line in lines}, wanted)
     path, _ = rig.export("json", "all.json")
     got = {}
     attachments = {}
@@ -213,12 +217,18 @@ def check_tables(rig, archive):
         for line in file:
             one = json.loads(line)
             number = str(one["id"])
-            attachments[number] = len(one["attachments"])
+            attachments[number] = sorted(hashlib.sha256(base64.b64decode(part["base64"])).hexdigest()
+                                         for part in one["attachments"])
             got[number] = [str(one[key]) for key in ("date", "from", "to", "subject", "mailto", "mailbox", "body",
                                                      "numattach", "attachnames", "attachtext", "headings")]
-    compare_table("json", got, rows)
-    count = {row[0]: int(row[1]) for row in archive.rows("SELECT id,COUNT(*) FROM attachments GROUP BY id")}
-    check(all(attachments[number] == count.get(number, 0) for number in rows), "json: attachments are missing")
+            tagged = one["tags"] or dict.fromkeys(("category", "keywords", "priority", "notes"), "")
+            got[number] += [str(tagged[key]) for key in ("category", "keywords", "priority", "notes")]
+    compare_table("json", got, wanted)
+    stored = {}
+    for number, digest in archive.rows("SELECT id,SHA2(attach_fld,256) FROM attachments"):
+        stored.setdefault(number, []).append(digest)
+    same = sum(attachments[number] == sorted(stored.get(number, [])) for number in rows)
+    check(same == len(rows), f"json: the attachments of {same} of {len(rows)} messages are the same")
 
 
 def iter_lines(text):
@@ -258,7 +268,7 @@ def check_sql(rig, archive):
     ids = list(rows_of(archive, "id"))
     new = {number: str(1001 + place) for place, number in enumerate(listed(rig))}
     check(sorted(new) == sorted(ids), "sql: another list")
-    for table, names_of in (("email", columns), ("tags", "id,cat_fld,key_fld,priority_fld,notes_fld")):
+    for table, names_of in (("email", columns), ("tags", TAGS)):
         wanted = {new[number]: row for number, row in rows_of(archive, names_of, table).items()}
         compare_table(f"sql, {table}", rows_of(copy, names_of, table), wanted)
     parts = "SELECT id,HEX(type_fld),HEX(filename_fld),SHA2(attach_fld,256) FROM attachments"
@@ -300,6 +310,8 @@ def main():
             rig.archive(DATABASE, *[os.path.abspath(folder) for folder in sys.argv[2:]])
             archive = rig.open(DATABASE)
             ids = listed(rig)
+            rig.run("tag", *ids[::7], "--category", 'Käse, "alt"', "--keywords", "one two's", "--notes",
+                    "a\ttab\nand\\n", "--priority", "high")
             names.update({number: path for number, (_, _, path) in origins(archive).items()})
             wanted, by_digest = wanted_sources(archive)
             print(f"{len(ids)} messages; the bytes of {len(wanted)} lie in files, of {len(by_digest)} in others")

@@ -66,7 +66,7 @@ walk '🌻' find sunflowers
 walk '2' find --count -- 'invoice -seeds'
 walk '"plants"' find --json tag:plants
 walk 'text/plain' parts 1
-walk 'All is well' verify
+walk 'All is whole' verify
 walk '3 messages in the word index' index rebuild
 walk '' search --and subject=invoice --save 'my "search"'
 walk '😀 invoice' search --saved 'my "search"'
