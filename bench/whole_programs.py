@@ -45,11 +45,15 @@ def megabytes(folder, without=()):
 
 
 class Home:
-    """A user of a keldane of his own, with his private server, for as long as it is used."""
+    """A user of a keldane of his own, with his private server, for as long as it is used; a folder
+    that is named stays."""
 
-    def __init__(self, keldane):
+    def __init__(self, keldane, folder=None):
         self.keldane = keldane
-        self.path = tempfile.mkdtemp(prefix="keldane-bench-")
+        self.stays = folder is not None
+        if self.stays:
+            os.makedirs(folder, exist_ok=True)
+        self.path = folder or tempfile.mkdtemp(prefix="keldane-bench-")
         self.environment = dict(os.environ, HOME=self.path, TMPDIR=self.path, TZ="UTC")
         self.support = os.path.join(self.path, "Library", "Application Support", "Keldane")
 
@@ -60,7 +64,8 @@ class Home:
 
     def __exit__(self, *_):
         self.call("server", "stop")
-        shutil.rmtree(self.path, ignore_errors=True)
+        if not self.stays:
+            shutil.rmtree(self.path, ignore_errors=True)
 
     def call(self, *arguments):
         return run([self.keldane, "--quiet", *arguments], self.environment)
