@@ -14,7 +14,11 @@ namespace {
 constexpr std::uint64_t kMebibyte = 1024 * 1024;
 constexpr std::uint64_t kLeastPoolBytes = 64 * kMebibyte;
 constexpr std::uint64_t kMostPoolBytes = 1024 * kMebibyte;
-constexpr std::uint64_t kPoolShare = 4;
+constexpr std::uint64_t kMemoryShare = 4;
+/// The server's own value, and the most that it takes.
+constexpr std::uint64_t kLeastWordCacheBytes = 8000000;
+constexpr std::uint64_t kMostWordCacheBytes = 80000000;
+constexpr std::uint64_t kWordCacheShare = 32;
 /// How often the server looks for clients: ten times in the time that it waits for one, but no more
 /// often than its clock of events allows and no more seldom than this: a run may fill the smallest
 /// log in as many seconds.
@@ -40,8 +44,18 @@ std::string socketFor(const std::string& folder) {
   return fmt::format("/tmp/keldane-{}-{:016x}/server.sock", ::geteuid(), fingerprint(folder));
 }
 
+/// The server begins to write the words of new messages out when a tenth of this has come together;
+/// what is more, it needs only while the writing lasts. Each word costs a row, however many
+/// messages have it, so that few and large portions take less time, and less disk.
+std::uint64_t wordCacheBytes(std::uint64_t memoryBytes) {
+  return std::clamp(memoryBytes / kWordCacheShare, kLeastWordCacheBytes, kMostWordCacheBytes);
+}
+
+/// Together with the words a quarter of the memory, on a machine that has any to speak of.
 std::uint64_t poolBytes(std::uint64_t memoryBytes) {
-  return std::clamp(memoryBytes / kPoolShare, kLeastPoolBytes, kMostPoolBytes);
+  const std::uint64_t share = memoryBytes / kMemoryShare;
+  const std::uint64_t words = wordCacheBytes(memoryBytes);
+  return std::clamp(share - std::min(share, words), kLeastPoolBytes, kMostPoolBytes);
 }
 
 /// Bytes of data to one of redo log.
@@ -138,6 +152,7 @@ std::string localServerConfig(const LocalServerPaths& paths, const ServerNeeds& 
   // A statement made of a message's text must not be able to read the user's files.
   text += fmt::format("secure_file_priv = {}\n", configValue(paths.files));
   text += fmt::format("innodb_buffer_pool_size = {}\n", poolBytes(needs.memoryBytes));
+  text += fmt::format("innodb_ft_cache_size = {}\n", wordCacheBytes(needs.memoryBytes));
   text += kCommonSettings;
   const bool mariadb = needs.make == ServerMake::mariadb;
   text += fmt::format("loose_innodb_{} = {}\n", mariadb ? "log_file_size" : "redo_log_capacity",

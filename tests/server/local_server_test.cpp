@@ -362,6 +362,19 @@ TEST(ServerConfig, TheLogGrowsWithTheDataWhereItCanGrowAtAll) {
   EXPECT_EQ(logBytesFor(0, false), kMostLogBytes);
 }
 
+TEST(ServerConfig, TheServerTakesAQuarterOfTheMemoryAtMost) {
+  constexpr std::uint64_t kMegabytes = 1000000;
+  const auto bytesOf = [](const std::string& text, const std::string& name) {
+    return std::stoull(text.substr(text.find("\n" + name + " = ") + name.size() + 4));
+  };
+  for (const std::uint64_t memory : {400 * kMegabytes, 2000 * kMegabytes, 64000 * kMegabytes}) {
+    const std::string text = localServerConfig({}, {ServerMake::mariadb, memory, 1}, {});
+    const std::uint64_t words = bytesOf(text, "innodb_ft_cache_size");
+    EXPECT_LE(words + bytesOf(text, "innodb_buffer_pool_size"), memory / 4) << memory;
+    EXPECT_GE(words, memory < 1000 * kMegabytes ? 8 * kMegabytes : 60 * kMegabytes) << memory;
+  }
+}
+
 TEST_F(LocalServerTest, ALogThatFillsIsEnlarged) {
   options_.idleSeconds = 10;
   options_.extraSettings.emplace_back("innodb_log_file_size = 4M");
