@@ -51,6 +51,16 @@ std::uint64_t shortKey(std::string_view digest) {
   return key;
 }
 
+/// Of a file's state, for millions of them to fit into memory.
+std::uint64_t printOf(std::uint64_t sizeBytes, std::int64_t modifiedNs, std::int64_t changedNs,
+                      std::uint64_t inode) {
+  return shortKey(sha256(fmt::format("{} {} {} {}", sizeBytes, modifiedNs, changedNs, inode)));
+}
+
+std::int64_t nsOf(std::int64_t seconds, std::int64_t nanoseconds) {
+  return seconds * kNsPerSecond + nanoseconds;
+}
+
 std::uint64_t numberOf(std::optional<std::string_view> cell) {
   return cell ? std::strtoull(std::string(*cell).c_str(), nullptr, 10) : 0;
 }
@@ -107,12 +117,26 @@ std::size_t separatorIn(std::string_view bytes, std::size_t begin) {
 // What is known.
 
 void KnownFiles::load(bool readsAll) {
-  if (!readRows() || readsAll) known_.clear();
+  if (!readRows() || readsAll) clear();
+}
+
+void KnownFiles::clear() {
+  whole_ = {};
+  growing_.clear();
+}
+
+void KnownFiles::note(std::string_view key, Known known) {
+  if (!known.endSha256.empty()) {
+    growing_.emplace(shortKey(key), std::move(known));
+  } else {
+    whole_.emplace_back(shortKey(key),
+                        printOf(known.sizeBytes, known.modifiedNs, known.changedNs, known.inode));
+  }
 }
 
 /// False: no row is to be believed.
 bool KnownFiles::readRows() {
-  known_.clear();
+  clear();
   std::optional<Known> archive;
   std::string last;  // key of the row read last
   std::size_t rowsRead = kRowsAtOnce;
@@ -133,10 +157,11 @@ bool KnownFiles::readRows() {
       if (last == archiveKey()) {
         archive = std::move(known);
       } else {
-        known_.emplace(shortKey(last), std::move(known));
+        note(last, std::move(known));
       }
     }
   }
+  std::sort(whole_.begin(), whole_.end());
   if (archive && isBelieved(archive->sizeBytes, archive->inode, archive->endSha256)) return true;
   forget();
   return false;
@@ -157,30 +182,33 @@ void KnownFiles::forget() {
   if (!readsOnly_) isWritten_ = session_.query("DELETE FROM keldane_files");
 }
 
-const KnownFiles::Known* KnownFiles::find(const std::string& path) const {
-  if (known_.empty()) return nullptr;
-  const auto found = known_.find(shortKey(sha256(path)));
-  return found == known_.end() ? nullptr : &found->second;
-}
-
 bool KnownFiles::isUnchanged(const std::string& path, const FileState& state) const {
-  const Known* known = find(path);
-  return known != nullptr && known->sizeBytes == state.sizeBytes && known->inode == state.inode &&
-         known->modifiedNs == state.modifiedSeconds * kNsPerSecond + state.modifiedNanoseconds &&
-         known->changedNs == state.changedSeconds * kNsPerSecond + state.changedNanoseconds;
+  if (whole_.empty() && growing_.empty()) return false;
+  const std::uint64_t key = shortKey(sha256(path));
+  const std::int64_t modifiedNs = nsOf(state.modifiedSeconds, state.modifiedNanoseconds);
+  const std::int64_t changedNs = nsOf(state.changedSeconds, state.changedNanoseconds);
+  if (const auto found = growing_.find(key); found != growing_.end()) {
+    const Known& known = found->second;
+    return known.sizeBytes == state.sizeBytes && known.inode == state.inode &&
+           known.modifiedNs == modifiedNs && known.changedNs == changedNs;
+  }
+  const Whole whole{key, printOf(state.sizeBytes, modifiedNs, changedNs, state.inode)};
+  return std::binary_search(whole_.begin(), whole_.end(), whole);
 }
 
 std::uint64_t KnownFiles::grownFrom(const std::string& path, const FileState& state) const {
-  const Known* known = find(path);
-  if (known == nullptr || known->endSha256.empty() || known->inode != state.inode ||
-      state.sizeBytes <= known->sizeBytes) {
+  if (growing_.empty()) return 0;
+  const auto found = growing_.find(shortKey(sha256(path)));
+  if (found == growing_.end() || found->second.inode != state.inode ||
+      state.sizeBytes <= found->second.sizeBytes) {
     return 0;
   }
-  const std::uint64_t endBytes = endBytesOf(known->sizeBytes);
-  const std::uint64_t begin = known->sizeBytes - endBytes;
+  const Known& known = found->second;
+  const std::uint64_t endBytes = endBytesOf(known.sizeBytes);
+  const std::uint64_t begin = known.sizeBytes - endBytes;
   const std::string bytes = bytesAt(path, begin, endBytes + 2 * kSeparatorAheadBytes);
   if (bytes.size() <= endBytes ||
-      sha256(std::string_view(bytes).substr(0, endBytes)) != known->endSha256) {
+      sha256(std::string_view(bytes).substr(0, endBytes)) != known.endSha256) {
     return 0;
   }
   const std::size_t at = separatorIn(bytes, endBytes);
@@ -210,8 +238,8 @@ void KnownFiles::take(LedgerOutcome outcome) {
 
 void KnownFiles::readToEnd(const FileState& state, bool canGrow) {
   Known known{state.sizeBytes,
-              state.modifiedSeconds * kNsPerSecond + state.modifiedNanoseconds,
-              state.changedSeconds * kNsPerSecond + state.changedNanoseconds,
+              nsOf(state.modifiedSeconds, state.modifiedNanoseconds),
+              nsOf(state.changedSeconds, state.changedNanoseconds),
               state.inode,
               {}};
   if (canGrow) {

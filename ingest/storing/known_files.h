@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -24,7 +25,8 @@ namespace keldane {
 /// before; behind the messages, several at once, so that a run that is cut off reads some files
 /// again. No row is believed once the archive has lost messages: when it has fewer than it had when
 /// rows were written last, or its newest one of then is another, as after a deletion, or when an
-/// older state of it has been put back. Of a path its digest alone is kept. Worker thread only.
+/// older state of it has been put back. Of a path its digest alone is kept; in memory, sixteen
+/// bytes for each file that cannot grow. Worker thread only.
 class KnownFiles {
  public:
   /// `readsOnly`: nothing is written.
@@ -58,7 +60,11 @@ class KnownFiles {
     bool operator==(const Known&) const = default;
   };
 
-  [[nodiscard]] const Known* find(const std::string& path) const;
+  /// Of what cannot grow: key and print of the state.
+  using Whole = std::pair<std::uint64_t, std::uint64_t>;
+
+  void clear();
+  void note(std::string_view key, Known known);
   [[nodiscard]] bool readRows();
   [[nodiscard]] bool isBelieved(std::uint64_t count, std::uint64_t newestId,
                                 const std::string& newestSha256);
@@ -69,8 +75,10 @@ class KnownFiles {
   const RunCounters& counters_;
   bool readsOnly_;
   bool hasTable_ = false;
-  bool isWritten_ = true;                           ///< false: the server has refused to
-  std::unordered_map<std::uint64_t, Known> known_;  ///< by the beginning of the path's digest
+  bool isWritten_ = true;  ///< false: the server has refused to
+  // By the beginning of the path's digest.
+  std::vector<Whole> whole_;  ///< sorted
+  std::unordered_map<std::uint64_t, Known> growing_;
   std::vector<std::pair<std::string, Known>> unwritten_;
   std::chrono::steady_clock::time_point lastFlush_ = std::chrono::steady_clock::now();
   std::optional<std::uint64_t> countBefore_;  ///< messages in the archive, less those of this run
