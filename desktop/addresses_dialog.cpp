@@ -3,7 +3,6 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QLabel>
-#include <QPushButton>
 
 #include "app/panels/export_panel.h"
 
@@ -16,26 +15,17 @@ AddressesDialog::AddressesDialog(ExportPanel& panel, QWidget* parent)
   auto* to = new QCheckBox(tr("To"), this);
   form_.bind(*from, "fromAddsCheck", panel.form.fromAddsCheck);
   form_.bind(*to, "toAddsCheck", panel.form.toAddsCheck);
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* save = new QPushButton(tr("Export..."), this);
-  nameControl(*cancelButton, "cancelAddressesButton");
-  nameControl(*save, "saveAddressesButton");
-  save->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(save);
+  const auto save = [this, &panel] {
+    form_.take();
+    panel.saveAddresses();
+  };
   auto* column = new QVBoxLayout(this);
   column->addWidget(about);
   column->addWidget(from);
   column->addWidget(to);
   column->addStretch();
-  column->addLayout(buttons);
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(save, &QPushButton::clicked, this, [this, &panel] {
-    form_.take();
-    panel.saveAddresses();
-  });
+  column->addLayout(makeFoot({}, {{"cancelAddressesButton", tr("Cancel")},
+                                  {"saveAddressesButton", tr("Export..."), save}}));
 }
 
 }  // namespace keldane

@@ -3,7 +3,6 @@
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QCoreApplication>
-#include <QPushButton>
 
 #include "app/panels/retrieve_sheet.h"
 #include "desktop/qt_text.h"
@@ -29,23 +28,14 @@ AttachTypeSheet::AttachTypeSheet(RetrieveSheet& sheet, QWidget* parent)
     form_.bind(*check, kChecks[i], sheet.form.typeCheck[i]);
     column->addWidget(check);
   }
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* choose = new QPushButton(tr("OK"), this);
-  nameControl(*cancelButton, "cancelAttchTypesButton");
-  nameControl(*choose, "setAttchTypesButton");
-  choose->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(choose);
-  column->addSpacing(6);
-  column->addLayout(buttons);
-  setMinimumWidth(420);
-  connect(choose, &QPushButton::clicked, this, [this, &sheet] {
+  const auto choose = [this, &sheet] {
     form_.take();
     sheet.setAttchTypes();
-  });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
+  };
+  column->addSpacing(6);
+  column->addLayout(makeFoot(
+      {}, {{"cancelAttchTypesButton", tr("Cancel")}, {"setAttchTypesButton", tr("OK"), choose}}));
+  setMinimumWidth(420);
   cancelled = [&sheet] { sheet.cancelAttchTypes(); };
 }
 

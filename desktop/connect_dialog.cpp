@@ -78,33 +78,20 @@ QLayout* ConnectDialog::makeForm() {
 }
 
 QLayout* ConnectDialog::makeButtons() {
-  auto* save = new QPushButton(tr("Save"), this);
-  remove_ = new QPushButton(tr("Delete"), this);
-  auto* quit = new QPushButton(tr("Quit"), this);
-  auto* connectButton = new QPushButton(tr("Connect"), this);
-  nameControl(*save, "saveConnectionButton");
-  nameControl(*remove_, "deleteConnectionButton");
-  nameControl(*quit, "quitButton");
-  nameControl(*connectButton, "connectButton");
-  connectButton->setDefault(true);
   ConnectPanel& panel = controller_.connectPanel();
-  connect(save, &QPushButton::clicked, this, [this, &panel] {
+  const auto save = [this, &panel] {
     form_.take();
     panel.saveConnection();
-  });
-  connect(remove_, &QPushButton::clicked, this, [&panel] { panel.deleteConnection(); });
-  connect(quit, &QPushButton::clicked, this, [this] { controller_.quitKeldane(); });
-  connect(connectButton, &QPushButton::clicked, this, [this, &panel] {
+  };
+  const auto connects = [this, &panel] {
     form_.take();
     panel.doConnect();
-  });
-  auto* row = new QHBoxLayout;
-  row->addWidget(save);
-  row->addWidget(remove_);
-  row->addStretch();
-  row->addWidget(quit);
-  row->addWidget(connectButton);
-  return row;
+  };
+  return makeFoot(
+      {{"saveConnectionButton", tr("Save"), save},
+       {"deleteConnectionButton", tr("Delete"), [&panel] { panel.deleteConnection(); }}},
+      {{"quitButton", tr("Quit"), [this] { controller_.quitKeldane(); }},
+       {"connectButton", tr("Connect"), connects}});
 }
 
 void ConnectDialog::refresh() {
@@ -113,7 +100,7 @@ void ConnectDialog::refresh() {
   list_->clear();
   for (const std::string& name : connections.connectionNames()) list_->addItem(messageLine(name));
   list_->setCurrentRow(static_cast<int>(connections.selectedConnection()));
-  remove_->setEnabled(list_->count() > 0);
+  footButton("deleteConnectionButton").setEnabled(list_->count() > 0);
   form_.show();
 }
 

@@ -26,7 +26,6 @@ class ConnectDialog : public PanelDialog {
   KeldaneController& controller_;
   FormBinding form_;
   QListWidget* list_;
-  QPushButton* remove_ = nullptr;
 };
 
 }  // namespace keldane

@@ -3,7 +3,6 @@
 #include <QBoxLayout>
 #include <QButtonGroup>
 #include <QLabel>
-#include <QPushButton>
 #include <QRadioButton>
 
 #include "app/panels/duplicates_panel.h"
@@ -30,26 +29,17 @@ DuplicatesDialog::DuplicatesDialog(DuplicatesPanel& panel, QWidget* parent)
               &panel] { (panel.deleteDupsMatrix == 0 ? deletes : lists)->setChecked(true); },
              [deletes, &panel] { panel.deleteDupsMatrix = deletes->isChecked() ? 0 : 1; });
 
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* start = new QPushButton(tr("Start"), this);
-  nameControl(*cancelButton, "cancelDupsButton");
-  nameControl(*start, "checkDupsButton");
-  start->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(start);
+  const auto check = [this, &panel] {
+    form_.take();
+    panel.checkDups();
+  };
   auto* column = new QVBoxLayout(this);
   column->addWidget(about);
   column->addWidget(choice);
   column->addStretch();
-  column->addLayout(buttons);
+  column->addLayout(
+      makeFoot({}, {{"cancelDupsButton", tr("Cancel")}, {"checkDupsButton", tr("Start"), check}}));
   resize(420, heightForWidth(420));
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(start, &QPushButton::clicked, this, [this, &panel] {
-    form_.take();
-    panel.checkDups();
-  });
 }
 
 }  // namespace keldane

@@ -57,26 +57,18 @@ FoundMailDialog::FoundMailDialog(FoundMailPanel& panel, QWidget* parent)
     : PanelDialog("foundMailPanel", tr("Archive My Mail"), parent),
       panel_(panel),
       words_(new QLabel(this)),
-      table_(new QTreeWidget(this)),
-      archive_(new QPushButton(tr("Archive"), this)) {
+      table_(new QTreeWidget(this)) {
   words_->setWordWrap(true);
   nameControl(*table_, "foundMailTableView", tr("Mail on this machine"));
   setColumns(*table_);
-  auto* files = new QPushButton(tr("Open a Folder or File..."), this);
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  nameControl(*files, "otherFilesButton");
-  nameControl(*cancelButton, "cancelFoundMailButton");
-  nameControl(*archive_, "archiveFoundMailButton");
-  archive_->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(files);
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(archive_);
   auto* column = new QVBoxLayout(this);
   column->addWidget(words_);
   column->addWidget(table_, 1);
-  column->addLayout(buttons);
+  column->addLayout(makeFoot(
+      {{"otherFilesButton", tr("Open a Folder or File..."), [this] { panel_.openOther(); }}},
+      {{"cancelFoundMailButton", tr("Cancel")},
+       {"archiveFoundMailButton", tr("Archive"), [this] { panel_.archive(); }}}));
+  archive_ = &footButton("archiveFoundMailButton");
   resize(820, 380);
   connect(table_, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item, int column_) {
     if (column_ != 0) return;
@@ -84,9 +76,6 @@ FoundMailDialog::FoundMailDialog(FoundMailPanel& panel, QWidget* parent)
                   item->checkState(0) == Qt::Checked);
     archive_->setEnabled(panel_.isAnyChosen());
   });
-  connect(files, &QPushButton::clicked, this, [this] { panel_.openOther(); });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(archive_, &QPushButton::clicked, this, [this] { panel_.archive(); });
 }
 
 void FoundMailDialog::refresh() {
@@ -106,26 +95,19 @@ void FoundMailDialog::refresh() {
 FoundFoldersDialog::FoundFoldersDialog(FolderTable& folders, QWidget* parent)
     : PanelDialog("foundMailSheet", tr("Mail on This Computer"), parent),
       folders_(folders),
-      table_(new QTreeWidget(this)),
-      add_(new QPushButton(tr("Add"), this)) {
+      table_(new QTreeWidget(this)) {
   auto* words = new QLabel(tr("Every run archives the folders that you add. They are read, never "
                               "changed."),
                            this);
   words->setWordWrap(true);
   nameControl(*table_, "foundTableView", tr("Mail on this machine"));
   setColumns(*table_);
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  nameControl(*cancelButton, "cancelFoundButton");
-  nameControl(*add_, "addFoundButton");
-  add_->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(add_);
   auto* column = new QVBoxLayout(this);
   column->addWidget(words);
   column->addWidget(table_, 1);
-  column->addLayout(buttons);
+  column->addLayout(makeFoot({}, {{"cancelFoundButton", tr("Cancel")},
+                                  {"addFoundButton", tr("Add"), [this] { folders_.addFound(); }}}));
+  add_ = &footButton("addFoundButton");
   resize(820, 380);
   connect(table_, &QTreeWidget::itemChanged, this, [this](QTreeWidgetItem* item, int changed) {
     if (filling_ || changed != 0) return;
@@ -133,8 +115,6 @@ FoundFoldersDialog::FoundFoldersDialog(FolderTable& folders, QWidget* parent)
     const auto row = static_cast<std::size_t>(table_->indexOfTopLevelItem(item));
     QTimer::singleShot(0, this, [this, row] { folders_.didClickFoundCheck(row); });
   });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(add_, &QPushButton::clicked, this, [this] { folders_.addFound(); });
   cancelled = [this] { folders_.cancelFound(); };
 }
 

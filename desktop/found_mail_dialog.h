@@ -23,7 +23,7 @@ class FoundMailDialog : public PanelDialog {
   FoundMailPanel& panel_;
   QLabel* words_;
   QTreeWidget* table_;
-  QPushButton* archive_;
+  QPushButton* archive_ = nullptr;
 };
 
 /// `foundMailSheet`: the same, to be kept among the folders that every run archives.
@@ -37,7 +37,7 @@ class FoundFoldersDialog : public PanelDialog {
  private:
   FolderTable& folders_;
   QTreeWidget* table_;
-  QPushButton* add_;
+  QPushButton* add_ = nullptr;
   bool filling_ = false;
 };
 

@@ -28,30 +28,22 @@ IdDialog::IdDialog(SqlFiles& panel, QWidget* parent)
   fields->addRow(tr("Database name:"), name);
   fields->addRow(tr("First ID:"), id);
 
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* go = new QPushButton(tr("Export"), this);
-  nameControl(*cancelButton, "cancelIDButton");
-  nameControl(*go, "gotIDButton");
-  go->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(go);
+  const auto got = [this] {
+    form_.take();
+    panel_.gotID();
+  };
   auto* column = new QVBoxLayout(this);
   column->addWidget(about);
   column->addLayout(fields);
   column->addStretch();
-  column->addLayout(buttons);
+  column->addLayout(
+      makeFoot({}, {{"cancelIDButton", tr("Cancel")}, {"gotIDButton", tr("Export"), got}}));
   resize(420, heightForWidth(420));
 
+  QPushButton* go = &footButton("gotIDButton");
   connect(name, &QLineEdit::textChanged, this,
           [go](const QString& text) { go->setEnabled(!text.trimmed().isEmpty()); });
   go->setEnabled(!name->text().trimmed().isEmpty());
-  connect(go, &QPushButton::clicked, this, [this] {
-    form_.take();
-    panel_.gotID();
-  });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
   cancelled = [this] { panel_.cancelID(); };
 }
 

@@ -1,5 +1,10 @@
 #include "desktop/panel_view.h"
 
+#include <QBoxLayout>
+#include <QPushButton>
+
+#include "desktop/form_binding.h"
+
 namespace keldane {
 
 void PanelView::controlChanged(const QString& control) {
@@ -24,6 +29,27 @@ void PanelDialog::reject() {
   } else {
     QDialog::reject();
   }
+}
+
+QLayout* PanelDialog::makeFoot(const std::vector<FootButton>& left,
+                               const std::vector<FootButton>& right) {
+  auto* row = new QHBoxLayout;
+  const auto add = [this, row](const FootButton& button) {
+    auto* made = new QPushButton(button.words, this);
+    nameControl(*made, button.name);
+    connect(made, &QPushButton::clicked, this,
+            [this, run = button.run] { run ? run() : reject(); });
+    row->addWidget(made);
+  };
+  for (const FootButton& button : left) add(button);
+  row->addStretch();
+  for (const FootButton& button : right) add(button);
+  footButton(right.back().name).setDefault(true);
+  return row;
+}
+
+QPushButton& PanelDialog::footButton(const char* name) const {
+  return *findChild<QPushButton*>(QLatin1String(name));
 }
 
 }  // namespace keldane

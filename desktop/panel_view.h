@@ -2,8 +2,12 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <QDialog>
+
+class QLayout;
+class QPushButton;
 
 namespace keldane {
 
@@ -22,6 +26,13 @@ class PanelView {
   virtual void controlChanged(const QString& control);
 };
 
+/// A button at the foot of a panel.
+struct FootButton {
+  const char* name;  ///< given name
+  QString words;
+  std::function<void()> run = {};  ///< empty: closes the panel, as the user does
+};
+
 /// A panel in a window of its own, which runs as a sheet or modally where it is asked to.
 class PanelDialog : public QDialog, public PanelView {
  public:
@@ -35,6 +46,13 @@ class PanelDialog : public QDialog, public PanelView {
   std::function<void()> cancelled;
 
   void reject() override;
+
+ protected:
+  /// The row of buttons at the foot: those on the left, a gap, and those on the right, of which
+  /// Enter presses the last.
+  QLayout* makeFoot(const std::vector<FootButton>& left, const std::vector<FootButton>& right);
+  /// One of them.
+  [[nodiscard]] QPushButton& footButton(const char* name) const;
 };
 
 }  // namespace keldane

@@ -5,7 +5,6 @@
 #include <QFontDatabase>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QPushButton>
 
 #include "app/keldane_controller.h"
 
@@ -33,29 +32,18 @@ SqlDialog::SqlDialog(KeldaneController& controller, QWidget* parent)
   begin->setFixedHeight(70);
   add(tr("What it asks for; this can be edited:"), "whereTextField", values.whereTextField);
 
-  auto* save = new QPushButton(tr("Saved Searches..."), this);
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* run = new QPushButton(tr("Search"), this);
-  nameControl(*save, "savedEditedSearchesButton");
-  nameControl(*cancelButton, "cancelSqlButton");
-  nameControl(*run, "makeSQLStringButton");
-  run->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(save);
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(run);
-  column->addLayout(buttons);
-  resize(620, 360);
-  connect(save, &QPushButton::clicked, this, [this, &controller] {
+  const auto saved = [this, &controller] {
     form_.take();
     controller.savedSearchesPanel().savedEditedSearches();
-  });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(run, &QPushButton::clicked, this, [this, &controller] {
+  };
+  const auto search = [this, &controller] {
     form_.take();
     controller.sqlEditor().makeSQLString();
-  });
+  };
+  column->addLayout(
+      makeFoot({{"savedEditedSearchesButton", tr("Saved Searches..."), saved}},
+               {{"cancelSqlButton", tr("Cancel")}, {"makeSQLStringButton", tr("Search"), search}}));
+  resize(620, 360);
 }
 
 }  // namespace keldane

@@ -56,29 +56,20 @@ TagDialog::TagDialog(TagPanel& panel, QWidget* parent)
 }
 
 QLayout* TagDialog::makeButtons() {
-  auto* close = new QPushButton(tr("Close"), this);
-  auto* replace = new QPushButton(tr("Replace Tags"), this);
-  auto* add = new QPushButton(tr("Add Tags"), this);
-  nameControl(*close, "closeTagsButton");
-  nameControl(*replace, "replaceTagsButton");
-  nameControl(*add, "addTagsButton");
-  replace->setToolTip(tr("The same, with blanks in front of a text kept"));
-  add->setToolTip(tr("Gives these tags, and no others, to the selected emails"));
-  add->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(close);
-  buttons->addStretch();
-  buttons->addWidget(replace);
-  buttons->addWidget(add);
-  connect(close, &QPushButton::clicked, this, [this] { reject(); });
-  connect(replace, &QPushButton::clicked, this, [this] {
+  const auto replace = [this] {
     form_.take();
     static_cast<void>(panel_.replaceTags());
-  });
-  connect(add, &QPushButton::clicked, this, [this] {
+  };
+  const auto add = [this] {
     form_.take();
     static_cast<void>(panel_.addTags());
-  });
+  };
+  QLayout* buttons = makeFoot(
+      {{"closeTagsButton", tr("Close")}},
+      {{"replaceTagsButton", tr("Replace Tags"), replace}, {"addTagsButton", tr("Add Tags"), add}});
+  footButton("replaceTagsButton").setToolTip(tr("The same, with blanks in front of a text kept"));
+  footButton("addTagsButton")
+      .setToolTip(tr("Gives these tags, and no others, to the selected emails"));
   return buttons;
 }
 

@@ -211,21 +211,12 @@ QWidget* TagRuleSheetDialog::makeTags() {
 }
 
 QLayout* TagRuleSheetDialog::makeButtons() {
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* save = new QPushButton(tr("Save Rule"), this);
-  nameControl(*cancelButton, "cancelRuleButton");
-  nameControl(*save, "doAddRuleButton");
-  save->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(save);
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(save, &QPushButton::clicked, this, [this] {
+  const auto save = [this] {
     form_.take();
     editor_.doAddRule();
-  });
-  return buttons;
+  };
+  return makeFoot({},
+                  {{"cancelRuleButton", tr("Cancel")}, {"doAddRuleButton", tr("Save Rule"), save}});
 }
 
 }  // namespace keldane
