@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include <QApplication>
 #include <QBoxLayout>
-#include <QCoreApplication>
 #include <QLabel>
 #include <QLocale>
 #include <QProgressBar>
@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kAppearsAfter{300};
 constexpr std::chrono::milliseconds kBetweenShows{50};
+constexpr std::chrono::milliseconds kLeftOverAfter{500};
 constexpr double kLeastShare = 0.01;  ///< before that much is done, the rest cannot be guessed
 constexpr double kLeastSeconds = 2;
 constexpr int kBarSteps = 1000;
@@ -60,7 +61,8 @@ ProgressWindow::ProgressWindow(QWidget* parent)
       count_(new QLabel(this)),
       detail_(new QLabel(this)),
       cancelButton_(new QPushButton(tr("Cancel"), this)),
-      appearance_(new QTimer(this)) {
+      appearance_(new QTimer(this)),
+      watch_(new QTimer(this)) {
   nameControl(*title_, "progressTitle");
   nameControl(*indicator_, "indicator", tr("Progress"));
   nameControl(*count_, "progressTextField");
@@ -90,7 +92,11 @@ ProgressWindow::ProgressWindow(QWidget* parent)
     refresh();
     show();
   });
+  watch_->setSingleShot(true);
+  watch_->setInterval(kLeftOverAfter);
+  connect(watch_, &QTimer::timeout, this, [this] { letClose(); });
   const auto stop = [this] {
+    if (leftOver_) return end();
     if (busy_) {
       stopped_ = true;
       cancelButton_->setEnabled(false);
@@ -105,6 +111,23 @@ ProgressWindow::ProgressWindow(QWidget* parent)
   cancelled = stop;
 }
 
+/// The timer comes when the event loop runs: within a task that is at work, in a run, or when a
+/// task is over that has not closed the panel.
+void ProgressWindow::letClose() {
+  if (letsRun_ > 0 || !runs_ || (canCancel && canCancel())) return;
+  const QWidget* above = QApplication::activeModalWidget();
+  if (above != nullptr && above != this) return watch_->start();
+  leftOver_ = true;
+  busy_ = stopped_ = false;
+  indicator_->setRange(0, 1);
+  const bool shown = isVisible();
+  // A window takes another modality when it is shown.
+  if (shown) hide();
+  setWindowModality(Qt::NonModal);
+  refresh();
+  if (shown) show();
+}
+
 double ProgressWindow::seconds() const {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - started_).count();
 }
@@ -113,6 +136,8 @@ void ProgressWindow::start(const QString& title) {
   started_ = std::chrono::steady_clock::now();
   reading_ = busy_ = stopped_ = waitsAlone_ = false;
   runs_ = canEnd_ = true;
+  leftOver_ = false;
+  watch_->start();
   title_->setText(title);
   count_->clear();
   detail_->clear();
@@ -145,18 +170,23 @@ bool ProgressWindow::goesOn() {
   if (!isVisible() && now - started_ < kAppearsAfter) return !stopped_;
   if (now - shown_ < kBetweenShows) return !stopped_;
   shown_ = now;
+  leftOver_ = false;
   if (!std::exchange(busy_, true)) {
     // Nothing else is to be clicked on while the task is at work.
     setWindowModality(Qt::ApplicationModal);
     refresh();
     show();
   }
+  ++letsRun_;
   QCoreApplication::processEvents();
+  --letsRun_;
+  watch_->start();
   return !stopped_;
 }
 
 void ProgressWindow::refresh() {
-  const bool can = busy_ ? canEnd_ && !stopped_ : canCancel && canCancel();
+  const bool can = leftOver_ || (busy_ ? canEnd_ && !stopped_ : canCancel && canCancel());
+  cancelButton_->setText(leftOver_ ? tr("Close") : tr("Cancel"));
   cancelButton_->setVisible(can);
   cancelButton_->setEnabled(can);
 }
@@ -180,6 +210,8 @@ void ProgressWindow::showReading(const ReadingProgress& progress, const QString&
 
 void ProgressWindow::end() {
   appearance_->stop();
+  watch_->stop();
+  leftOver_ = false;
   runs_ = busy_ = stopped_ = waitsAlone_ = false;
   hide();
 }

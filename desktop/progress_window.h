@@ -14,7 +14,8 @@ namespace keldane {
 
 /// `ProgressPanel`: what is being done, how far it has come and how fast, what is left, and the
 /// button that ends it. A task that is over within 300 ms shows no panel. As a sheet it stands over
-/// the main window until a run is over.
+/// the main window until a run is over. A task that has failed may leave it standing; it can be
+/// closed then.
 class ProgressWindow : public PanelDialog {
   Q_DECLARE_TR_FUNCTIONS(ProgressWindow)
 
@@ -43,6 +44,7 @@ class ProgressWindow : public PanelDialog {
 
  private:
   [[nodiscard]] double seconds() const;
+  void letClose();
 
   std::chrono::steady_clock::time_point started_;
   std::chrono::steady_clock::time_point shown_;
@@ -52,12 +54,15 @@ class ProgressWindow : public PanelDialog {
   QLabel* detail_;
   QPushButton* cancelButton_;
   QTimer* appearance_;
+  QTimer* watch_;            ///< finds the panel still there when nobody is at work
   bool runs_ = false;        ///< between `start` and `end`
   bool waitsAlone_ = false;  ///< for a statement outside of a task
   bool canEnd_ = true;
   bool reading_ = false;
   bool busy_ = false;     ///< a task of the main thread is under way, and asks `goesOn`
   bool stopped_ = false;  ///< the user wants that to end
+  int letsRun_ = 0;       ///< the event loop runs within the task
+  bool leftOver_ = false;
 };
 
 /// "1,200 of 3,250 files, 380 messages a second, about 12 s left".

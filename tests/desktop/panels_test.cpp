@@ -5,8 +5,10 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimeEdit>
@@ -157,6 +159,95 @@ TEST_F(Panels, FoldersAreFoundKeptAndRemoved) {
   EXPECT_EQ(rig.control<QLineEdit>("importFolderTextField").text(), "/typed");
 }
 
+TEST_F(Panels, ARunReadsTheChosenFileWithinTheChosenDays) {
+  const std::string path = rig.folder.write(
+      "late/one.eml", "From: a@b.c\nSubject: Late\nDate: Thu, 20 Jan 2022 09:30:00 +0000\n\nx\n");
+  const auto choose = [&] {
+    rig.answers = {"Files..."};
+    rig.files = {path};
+    rig.click("importItem");
+    EXPECT_THAT(rig.control<QLabel>("chosenFilesLabel").text().toStdString(), HasSubstr(path));
+  };
+  const auto archive = [this] {
+    rig.click("parseEmailButton");
+    ASSERT_TRUE(WindowRig::waitFor([this] { return !rig.controller().archiveRun().isRunning(); }));
+  };
+  choose();
+  auto& year = rig.control<QComboBox>("endStoreYr");
+  year.setCurrentIndex(year.findData("2021"));
+  archive();
+  EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "3 emails in the database.");
+  choose();
+  rig.click("allDaysButton");
+  EXPECT_EQ(year.currentData(), "All");
+  archive();
+  EXPECT_EQ(subjects(), QStringList{"Late"});
+}
+
+/// A form whose connect fails comes back, and only a connect closes it.
+TEST_F(Panels, AConnectionIsSavedTriedAndDeleted) {
+  auto& list = rig.control<QListWidget>("connectionTableView");
+  auto& panel = rig.control<QDialog>("connectPanel");
+  const auto rowOf = [&list](const QString& name) {
+    const auto found = list.findItems(name, Qt::MatchExactly);
+    return found.isEmpty() ? -1 : list.row(found.front());
+  };
+  int known = -1;
+  const auto cameBack = [&] {
+    panel.reject();
+    EXPECT_TRUE(panel.isVisible());
+    list.setCurrentRow(rowOf("Club"));
+    EXPECT_EQ(rig.control<QLineEdit>("portTextField").text(), "1");
+    rig.click("deleteConnectionButton");
+    EXPECT_EQ(rowOf("Club"), -1);
+    list.setCurrentRow(known);
+    rig.click("connectButton");
+  };
+  QTimer::singleShot(0, [&] {
+    known = list.currentRow();
+    EXPECT_GE(known, 0);
+    for (const auto& [field, text] : {std::pair("connectNameTextField", "Club"),
+                                      {"hostTextField", "127.0.0.1"},
+                                      {"portTextField", "1"},
+                                      {"socketTextField", ""}}) {
+      rig.control<QLineEdit>(field).setText(text);
+    }
+    rig.click("saveConnectionButton");
+    EXPECT_EQ(list.currentRow(), rowOf("Club"));
+    QTimer waiting;
+    QObject::connect(&waiting, &QTimer::timeout, [&] {
+      if (rig.alerts.empty() || !panel.isVisible()) return;
+      waiting.stop();
+      QTimer::singleShot(0, cameBack);
+    });
+    waiting.start(10);
+    rig.click("connectButton");
+  });
+  rig.click("connectItem");
+  ASSERT_EQ(rig.alerts.size(), 1U);
+  EXPECT_TRUE(rig.alerts[0].startsWith("SQL Error: Failed to connect to server: Error: "));
+  EXPECT_FALSE(panel.isVisible());
+  EXPECT_TRUE(rig.controller().connections().isConnected());
+  EXPECT_EQ(subjects().size(), 3);
+}
+
+TEST_F(Panels, TheTextWindowShowsSourceOrLogAndKeepsIt) {
+  rig.selectRow(0);
+  rig.click("viewRawItem");
+  auto& text = rig.control<QPlainTextEdit>("origTextView");
+  EXPECT_TRUE(text.toPlainText().contains("Subject: Budget"));
+  EXPECT_EQ(text.window()->windowTitle(), "Original Raw Source");
+  rig.selectRow(1);
+  EXPECT_TRUE(text.toPlainText().contains("Subject: Agenda"));
+  rig.click("logItem");
+  const QString log = text.toPlainText();
+  EXPECT_TRUE(log.contains("Archived: 3"));
+  EXPECT_EQ(text.window()->windowTitle(), "Archive Log");
+  rig.click("settingsItem");
+  rig.click("savePrefButton");
+  EXPECT_EQ(text.toPlainText(), log);
+}
+
 TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
   rig.selectRow(0);
   rig.answers = {"Cancel"};
@@ -174,6 +265,21 @@ TEST_F(Panels, DeletionAsksAndGoesOnToTheNextRow) {
   EXPECT_TRUE(subjects().isEmpty());
   EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "2 emails in the database.");
   EXPECT_EQ(rig.control<QLineEdit>("dateLine").text(), "");
+}
+
+/// What failed leaves the panel of its progress standing, which must not stand for ever.
+TEST_F(Panels, APanelThatAFailureHasLeftOpenCanBeClosed) {
+  ASSERT_TRUE(rig.controller().session().query("ALTER TABLE tags RENAME TO elsewhere"));
+  rig.selectRow(0);
+  rig.answers = {"Delete"};
+  rig.click("deleteSelectedItem");
+  EXPECT_THAT(rig.alerts.back().toStdString(), ::testing::StartsWith("SQL Error: SQL error: "));
+  auto& close = rig.control<QPushButton>("parseCancelButton");
+  ASSERT_TRUE(WindowRig::waitFor([&close] { return close.isVisible(); }));
+  EXPECT_EQ(close.text(), "Close");
+  close.click();
+  EXPECT_FALSE(rig.control<QWidget>("ProgressPanel").isVisible());
+  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
 TEST_F(Panels, DuplicatesAreListedAndDeleted) {
