@@ -99,6 +99,8 @@ void KeldaneController::makeWindowPanels() {
   };
   schedulePanel_ = std::make_unique<SchedulePanel>(archiver_, *settingsPanel_, ports_.ui);
   databasePanel_ = std::make_unique<DatabasePanel>(archiver_, *settingsPanel_, ports_.ui);
+  updatePanel_ = std::make_unique<UpdatePanel>(UpdatePanel::Context{
+      ports_.mainQueue, ports_.ui, archiver_.process().appVersion, options_.newerVersion});
 }
 
 void KeldaneController::afterConnect() {
@@ -186,9 +188,13 @@ MessageViewer::Context KeldaneController::viewerContext(ResultTable& table) {
 }
 
 AttachmentList::Context KeldaneController::attachmentContext() {
-  return {archiver_.session(), archiver_.process(),
-          progress_,           ports_.ui,
-          ports_.host,         [this] { return archiver_.archiveRun().isRunning(); }};
+  return {archiver_.session(),
+          archiver_.process(),
+          archiver_.settings().user,
+          progress_,
+          ports_.ui,
+          ports_.host,
+          [this] { return archiver_.archiveRun().isRunning(); }};
 }
 
 std::unique_ptr<OpenMessage> KeldaneController::openMessage() {
@@ -200,12 +206,10 @@ std::unique_ptr<OpenMessage> KeldaneController::openMessage() {
 void KeldaneController::makeMessagePanels() {
   Archiver& core = archiver_;
   messageViewer_ = std::make_unique<MessageViewer>(viewerContext(*resultTable_));
-  attachmentLinks_ = std::make_unique<AttachmentLinks>(AttachmentLinks::Context{
-      core.session(), core.settings().user, progress_, ports_.ui, ports_.host, *messageViewer_,
-      [this](const std::string& title, const std::string& name) {
-        return ports_.ui.chooseSaveFile({.title = title, .prompt = "Save", .name = name});
-      }});
   attachmentList_ = std::make_unique<AttachmentList>(attachmentContext());
+  attachmentList_->showHtmlVersion = [this](const std::string& path) {
+    messageViewer_->showHtmlVersion(path);
+  };
   tagPanel_ = std::make_unique<TagPanel>(core.session(), *resultTable_, core.settings(), progress_,
                                          ports_.ui);
   tagPanel_->tagsChanged = [this] { messageViewer_->readTagsAgain(); };
@@ -264,6 +268,7 @@ void KeldaneController::applicationDidFinishLaunching() {
     archivePanel_->setStoreDate();
     return;
   }
+  if (archiver_.settings().archive.updatesState != 0) updatePanel_->checkForUpdatesInBackground();
   if (options_.connectsByItself) {
     (void)connectPanel_->connectSaved();
   } else {

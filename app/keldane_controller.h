@@ -8,7 +8,6 @@
 
 #include "app/archiver.h"
 #include "app/panels/archive_panel.h"
-#include "app/panels/attachment_links.h"
 #include "app/panels/attachment_list.h"
 #include "app/panels/connect_panel.h"
 #include "app/panels/database_panel.h"
@@ -39,6 +38,7 @@
 #include "app/panels/statistics_panel.h"
 #include "app/panels/tag_panel.h"
 #include "app/panels/tag_rule_editor.h"
+#include "app/panels/update_panel.h"
 #include "app/user_interface.h"
 #include "platform/environment.h"
 #include "platform/host_services.h"
@@ -71,6 +71,9 @@ class KeldaneController {
     /// Connects with the saved connection, or the private server when none is saved, and asks only
     /// when that fails.
     bool connectsByItself = false;
+    /// The version of this program that can be had in place of the given one, if any is newer.
+    /// Called on a thread of its own, too. Empty: nobody can be asked.
+    std::function<Result<std::string>(const std::string& version)> newerVersion;
   };
 
   KeldaneController(Ports ports, Options options);
@@ -124,7 +127,6 @@ class KeldaneController {
   MessageViewer& messageViewer() { return *messageViewer_; }
   /// For a message in a window of its own. Must not outlive this.
   [[nodiscard]] std::unique_ptr<OpenMessage> openMessage();
-  AttachmentLinks& attachmentLinks() { return *attachmentLinks_; }
   FindField& findField() { return *findField_; }
   FoundMailPanel& foundMailPanel() { return *foundMailPanel_; }
   AttachmentList& attachmentList() { return *attachmentList_; }
@@ -141,6 +143,7 @@ class KeldaneController {
   SettingsPanel& settingsPanel() { return *settingsPanel_; }
   SchedulePanel& schedulePanel() { return *schedulePanel_; }
   DatabasePanel& databasePanel() { return *databasePanel_; }
+  UpdatePanel& updatePanel() { return *updatePanel_; }
   [[nodiscard]] bool terminated() const { return terminated_; }
 
  private:
@@ -177,7 +180,6 @@ class KeldaneController {
   std::unique_ptr<TagPanel> tagPanel_;
   std::unique_ptr<DuplicatesPanel> duplicatesPanel_;
   std::unique_ptr<MessageViewer> messageViewer_;
-  std::unique_ptr<AttachmentLinks> attachmentLinks_;
   std::unique_ptr<AttachmentList> attachmentList_;
   std::unique_ptr<FindField> findField_;
   std::unique_ptr<FoundMailPanel> foundMailPanel_;
@@ -194,6 +196,7 @@ class KeldaneController {
   std::unique_ptr<SettingsPanel> settingsPanel_;
   std::unique_ptr<SchedulePanel> schedulePanel_;
   std::unique_ptr<DatabasePanel> databasePanel_;
+  std::unique_ptr<UpdatePanel> updatePanel_;
   bool terminated_ = false;
 };
 

@@ -74,7 +74,8 @@ AttachmentTable::AttachmentTable(AttachmentList& list, QWidget* parent)
   row->addLayout(buttons);
 
   connect(table_, &QTreeWidget::itemSelectionChanged, this, [this] { enableButtons(); });
-  connect(table_, &QTreeWidget::itemActivated, this, [this] { list_.open(currentRow()); });
+  connect(table_, &QTreeWidget::itemActivated, this,
+          [this] { list_.textViewClickedOnLink(currentRow()); });
   connect(open_, &QPushButton::clicked, this, [this] { list_.open(currentRow()); });
   connect(save_, &QPushButton::clicked, this, [this] { list_.save(currentRow()); });
   connect(saveAll_, &QPushButton::clicked, this, [this] { list_.saveAll(); });

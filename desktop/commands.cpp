@@ -231,15 +231,24 @@ void addHelpCommands(std::vector<Command>& list, KeldaneController& controller,
                   .title = Words::tr("Keyboard Shortcuts"),
                   .run = [&window] { window.showShortcuts(); },
                   .shortcut = QKeySequence("F1")});
-  list.push_back({.name = "aboutItem",
+  list.push_back({.name = "updatesItem",
                   .menu = Menu::help,
-                  .title = Words::tr("About Keldane Pro"),
-                  .run = [&window] {
-                    QMessageBox::about(&window, Words::tr("About Keldane Pro"),
-                                       QStringLiteral("Keldane Pro 8.0.1\n\n") +
-                                           Words::tr("Keeps your e-mail, for good, in a database "
-                                                     "that you own."));
-                  }});
+                  .title = Words::tr("Check for Updates..."),
+                  .run = [&controller] { controller.updatePanel().checkVersion(); },
+                  .beginsGroup = true});
+  list.push_back(
+      {.name = "aboutItem",
+       .menu = Menu::help,
+       .title = Words::tr("About Keldane Pro"),
+       .run = [&window] {
+         QMessageBox::about(
+             &window, Words::tr("About Keldane Pro"),
+             QStringLiteral("Keldane Pro %1\n\n").arg(QApplication::applicationVersion()) +
+                 Words::tr("Keeps your e-mail, for good, in a database "
+                           "that you own.") +
+                 QStringLiteral("\n\n") +
+                 Words::tr("Copyright %1 2026 the makers of Keldane Pro").arg(QChar(0xa9)));
+       }});
 }
 
 }  // namespace

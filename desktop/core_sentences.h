@@ -8,6 +8,72 @@ namespace keldane {
 /// be translated; a sentence that is missing shows as the core has it. The more definite ones stand
 /// first.
 inline constexpr const char* kCoreSentences[] = {
+    QT_TRANSLATE_NOOP("Core",
+                      "Keldane was unable to open the Mail application in order to retrieve the "
+                      "email account names to be listed in the Accounts tab of the Settings."),
+    QT_TRANSLATE_NOOP("Core",
+                      "Searching will still work, but updating the list of accounts or mailboxes "
+                      "will not be possible."),
+    QT_TRANSLATE_NOOP("Core",
+                      "Make sure you have granted Full Disk Access to Keldane Pro in the Security "
+                      "and Privacy system preferences panel."),
+    QT_TRANSLATE_NOOP(
+        "Core",
+        "The disk is too full for a new archive: %1 MB are free where \"%2\" is, and %3 MB are "
+        "needed to begin with. Make room, or connect to a server of your own."),
+    QT_TRANSLATE_NOOP("Core",
+                      "The archive of this computer was made by a MySQL server, which is not "
+                      "installed. Install the package \"mysql-server\" (Homebrew: \"mysql\")."),
+    QT_TRANSLATE_NOOP("Core",
+                      "No database server is installed. Install the package \"mariadb-server\" "
+                      "(Homebrew: \"mariadb\"), or connect to a server of your own."),
+    QT_TRANSLATE_NOOP(
+        "Core", "The private server does not answer after %1 seconds. The end of its log:\n%2"),
+    QT_TRANSLATE_NOOP("Core", "The private server did not start. The end of its log:\n%1"),
+    QT_TRANSLATE_NOOP("Core",
+                      "The settings file %1 is damaged, and the settings of a first start are "
+                      "used. The damaged file will be kept as %2."),
+    QT_TRANSLATE_NOOP("Core",
+                      "It cannot be told whether there is a newer version than %1. The package "
+                      "sources of this system do not offer Keldane Pro."),
+    QT_TRANSLATE_NOOP("Core", "It cannot be told whether there is a newer version than %1. %2"),
+    QT_TRANSLATE_NOOP("Core", "Keldane Pro %1 can be installed with the updates of this system."),
+    QT_TRANSLATE_NOOP(
+        "Core", "another program is saving the settings of this archive; they are as they were"),
+    QT_TRANSLATE_NOOP("Core", "Keldane Pro %1 is the newest version."),
+    QT_TRANSLATE_NOOP("Core", "Check for Updates"),
+    QT_TRANSLATE_NOOP(
+        "Core", "The saved connections are not kept: the settings file %1 cannot be written."),
+    QT_TRANSLATE_NOOP("Core", "The connection is busy with another statement."),
+    QT_TRANSLATE_NOOP("Core", "The archive run is using the connection."),
+    QT_TRANSLATE_NOOP("Core", "Going on with the unfinished run of %1."),
+    QT_TRANSLATE_NOOP("Core", "Could not load saved plist: %1"),
+    QT_TRANSLATE_NOOP("Core", "The settings could not be replaced: %1"),
+    QT_TRANSLATE_NOOP("Core", "The settings could not be saved: %1"),
+    QT_TRANSLATE_NOOP("Core", "The schedule could not be saved: %1"),
+    QT_TRANSLATE_NOOP("Core", "The schedule could not be removed: %1"),
+    QT_TRANSLATE_NOOP("Core", "The settings cannot be read: %1"),
+    QT_TRANSLATE_NOOP("Core", "This email is no longer in the archive."),
+    QT_TRANSLATE_NOOP("Core", "This email cannot be shown: %1"),
+    QT_TRANSLATE_NOOP("Core", "This is not a Keldane SQL file."),
+    QT_TRANSLATE_NOOP("Core", "Import failed.  Couldn't find the mysql utility.  %1\n"),
+    QT_TRANSLATE_NOOP("Core", "Export failed.  Couldn't find the mysqldump utility.  %1\n"),
+    QT_TRANSLATE_NOOP("Core", "no mail program could be opened: %1"),
+    QT_TRANSLATE_NOOP("Core", "the query is too long"),
+    QT_TRANSLATE_NOOP("Core", "there is no \"(\" for this \")\""),
+    QT_TRANSLATE_NOOP("Core", "there is no word to look for"),
+    QT_TRANSLATE_NOOP("Core", "there are too many brackets within each other"),
+    QT_TRANSLATE_NOOP("Core", "a word is missing beside OR"),
+    QT_TRANSLATE_NOOP("Core", "a word is missing beside AND"),
+    QT_TRANSLATE_NOOP("Core", "a word is missing behind NOT"),
+    QT_TRANSLATE_NOOP(
+        "Core", "there is no field \"%1\": known are %2; put a text with a colon into quotes"),
+    QT_TRANSLATE_NOOP("Core", "a word is missing behind \"%1:\""),
+    QT_TRANSLATE_NOOP("Core", "this \"(\" is not closed"),
+    QT_TRANSLATE_NOOP("Core", "this quote is not closed"),
+    QT_TRANSLATE_NOOP("Core", "at least two letters or two digits must stand before \"*\""),
+    QT_TRANSLATE_NOOP("Core", "there are too many words"),
+    QT_TRANSLATE_NOOP("Core", "\"%1\" is no size: write 300, 20K, 1.5M or 2G"),
     QT_TRANSLATE_NOOP(
         "Core",
         "This search will retrieve email sorted by size in descending order.  It may take awhile.  "
@@ -193,7 +259,9 @@ inline constexpr const char* kCoreSentences[] = {
     QT_TRANSLATE_NOOP("Core", "Browse Default"),
     QT_TRANSLATE_NOOP("Core", "Settings Saved"),
     QT_TRANSLATE_NOOP("Core", "Done Importing"),
+    QT_TRANSLATE_NOOP("Core", "Failed to connect to server: Error: %1"),
     QT_TRANSLATE_NOOP("Core", "SQL error: %1"),
+    QT_TRANSLATE_NOOP("Core", "SQL Error: %1"),
     QT_TRANSLATE_NOOP("Core", "No Raw Source"),
     QT_TRANSLATE_NOOP("Core", "No raw source"),
     QT_TRANSLATE_NOOP("Core", "Retrieving..."),
@@ -213,6 +281,12 @@ inline constexpr const char* kCoreSentences[] = {
     QT_TRANSLATE_NOOP("Core", "Settings"),
     QT_TRANSLATE_NOOP("Core", "Schedule"),
     QT_TRANSLATE_NOOP("Core", "Folders"),
+    QT_TRANSLATE_NOOP("Core", "General"),
+    QT_TRANSLATE_NOOP("Core", "Accounts"),
+    QT_TRANSLATE_NOOP("Core", "Viewing"),
+    QT_TRANSLATE_NOOP("Core", "Tag Rules"),
+    QT_TRANSLATE_NOOP("Core", "Filename:"),
+    QT_TRANSLATE_NOOP("Core", "Backup"),
     QT_TRANSLATE_NOOP("Core", "Export"),
     QT_TRANSLATE_NOOP("Core", "Choose"),
     QT_TRANSLATE_NOOP("Core", "Import"),

@@ -9,9 +9,11 @@
 
 namespace keldane {
 
-QFont fontOf(const FontSetting& setting) {
+QFont fontOf(const FontSetting& setting) { return fontOf(setting, QApplication::font()); }
+
+QFont fontOf(const FontSetting& setting, const QFont& otherwise) {
   const QString family = qtText(setting.name);
-  if (!QFontDatabase::hasFamily(family)) return QApplication::font();
+  if (!QFontDatabase::hasFamily(family)) return otherwise;
   QFont font(family);
   if (setting.size > 0) font.setPointSizeF(setting.size);
   return font;

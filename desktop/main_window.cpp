@@ -20,6 +20,7 @@
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QStyledItemDelegate>
 #include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
@@ -78,6 +79,17 @@ QMenu& placeOf(QMenu& menu, const Command& command) {
   if (!command.submenu.isEmpty() && place == &menu) place = menu.addMenu(command.submenu);
   return *place;
 }
+
+/// Rows with a little room between their lines.
+class RoomyRows : public QStyledItemDelegate {
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+  [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option,
+                               const QModelIndex& index) const override {
+    constexpr int kRoom = 2;
+    return QStyledItemDelegate::sizeHint(option, index) + QSize(0, kRoom);
+  }
+};
 
 std::vector<std::string> localPaths(const QMimeData* data) {
   std::vector<std::string> paths;
@@ -175,6 +187,7 @@ void MainWindow::makeList() {
   list_->setRootIsDecorated(false);
   list_->setItemsExpandable(false);
   list_->setUniformRowHeights(true);
+  list_->setItemDelegate(new RoomyRows(list_));
   list_->setAllColumnsShowFocus(true);
   list_->setAlternatingRowColors(true);
   list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -324,6 +337,9 @@ void MainWindow::showFonts() {
   const UserSettings& user = controller_.settings().user;
   list_->setFont(fontOf(user.listFont));
   pane_->setTextFont(fontOf(user.bodyFont));
+  for (const QPointer<MessageWindow>& window : windows_) {
+    if (window) window->pane().setTextFont(fontOf(user.bodyFont));
+  }
 }
 
 void MainWindow::enableCommands() {
@@ -387,6 +403,9 @@ void MainWindow::refresh() {
 void MainWindow::showLook() {
   applyLook(static_cast<Look>(controller_.settings().archive.appearanceState));
   pane_->setDark(isDark());
+  for (const QPointer<MessageWindow>& window : windows_) {
+    if (window) window->pane().setDark(isDark());
+  }
 }
 
 void MainWindow::controlChanged(const QString& control) {

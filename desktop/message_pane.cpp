@@ -22,9 +22,12 @@
 #include "desktop/form_binding.h"
 #include "desktop/html_view.h"
 #include "desktop/qt_text.h"
+#include "desktop/translation.h"
 
 namespace keldane {
 namespace {
+
+constexpr std::size_t kLongestReason = 1000;
 
 /// A line of the head: a field that is read, selected and scrolled, and takes nothing for markup.
 QLineEdit* makeLine(QWidget* parent, const char* name, const QString& words) {
@@ -210,7 +213,10 @@ void MessagePane::refresh() {
   showHead();
   showMode();
   const MessageViews& views = shown_.viewer.views;
-  const QString text = qtText(views.bodyTextView);
+  // In place of a message a short reason may stand.
+  const bool isReason =
+      shown_.viewer.messageText.empty() && views.bodyTextView.size() < kLongestReason;
+  const QString text = isReason ? coreWords(views.bodyTextView) : qtText(views.bodyTextView);
   if (text_->toPlainText() != text) {
     text_->setPlainText(text);
     showMarks();

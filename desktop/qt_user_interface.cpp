@@ -4,6 +4,7 @@
 
 #include <QEventLoop>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
@@ -22,6 +23,17 @@ namespace {
 /// What an alert says may come out of a message or from a server: never markup.
 void setPlain(QMessageBox& box) {
   for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
+}
+
+/// What is about to be written, below the files. A desktop's own chooser has no place for it.
+void addMessage(QFileDialog& dialog, const QString& message) {
+  auto* rows = qobject_cast<QGridLayout*>(dialog.layout());
+  if (message.isEmpty() || rows == nullptr) return;
+  auto* label = new QLabel(message, &dialog);
+  label->setObjectName("chooserMessage");
+  label->setTextFormat(Qt::PlainText);
+  label->setWordWrap(true);
+  rows->addWidget(label, rows->rowCount(), 0, 1, -1);
 }
 
 }  // namespace
@@ -143,6 +155,7 @@ std::string QtUserInterface::chooseSaveFile(const SaveChooser& chooser) {
     dialog.setLabelText(QFileDialog::FileName, coreWords(chooser.fieldLabel));
   }
   if (!chooser.prompt.empty()) dialog.setLabelText(QFileDialog::Accept, coreWords(chooser.prompt));
+  addMessage(dialog, coreWords(chooser.message));
   dialog.selectFile(qtText(safeFileName(chooser.name)));
   if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) return {};
   return systemPath(dialog.selectedFiles().front());
@@ -179,7 +192,7 @@ void QtUserInterface::progressEnded() {
 void QtUserInterface::notice(std::string_view line) {
   constexpr int kShownMs = 30000;
   auto* window = qobject_cast<QMainWindow*>(mainWindow_);
-  if (window != nullptr) window->statusBar()->showMessage(messageLine(line), kShownMs);
+  if (window != nullptr) window->statusBar()->showMessage(coreWords(shownLine(line)), kShownMs);
 }
 
 void QtUserInterface::showText(std::string_view title, std::string_view text) {

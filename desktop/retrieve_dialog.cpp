@@ -259,7 +259,7 @@ void RetrieveDialog::refresh() {
   const std::string chosen = controller_.retrieveSheet().form.searchCatButton;
   category_->clear();
   for (const std::string& title : controller_.tagPanel().setCatButton.titles) {
-    category_->addItem(messageLine(title), qtText(title));
+    category_->addItem(title == kNoCategoryTitle ? tr("None") : messageLine(title), qtText(title));
   }
   controller_.retrieveSheet().form.searchCatButton = chosen;
   const RetrievePanel& panel = controller_.retrieveSheet().panel;

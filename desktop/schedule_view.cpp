@@ -86,6 +86,13 @@ QWidget* ScheduleView::makeTimes() {
   auto* hours = new QSpinBox(part);
   nameControl(*hours, "hoursStepper", tr("Hours between two times"));
   hours->setRange(1, 23);
+  // Such a schedule begins at midnight.
+  const auto enable = [time, hours](bool again) {
+    time->setEnabled(!again);
+    hours->setEnabled(again);
+  };
+  connect(hourly, &QCheckBox::toggled, this, enable);
+  enable(hourly->isChecked());
   form_.bind(
       [time, hours, &values] {
         const QDateTime chosen = QDateTime::fromString(qtText(values.schedTime), kTimeForm);

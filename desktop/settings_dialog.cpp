@@ -40,6 +40,20 @@ constexpr SortField kSortFields[] = {{1, 0, QT_TRANSLATE_NOOP("SettingsDialog", 
                                      {0, 0, QT_TRANSLATE_NOOP("SettingsDialog", "ID")},
                                      {0, 1, QT_TRANSLATE_NOOP("SettingsDialog", "From")}};
 
+/// A check box and the field behind it, which takes something while the box is on.
+QLayout* withField(QCheckBox& box, QLineEdit& field, const QString& words) {
+  constexpr int kFieldWidth = 90;
+  field.setAccessibleName(words);
+  field.setMaximumWidth(kFieldWidth);
+  field.setEnabled(box.isChecked());
+  QObject::connect(&box, &QCheckBox::toggled, &field, &QWidget::setEnabled);
+  auto* row = new QHBoxLayout;
+  row->addWidget(&box);
+  row->addWidget(&field);
+  row->addStretch();
+  return row;
+}
+
 }  // namespace
 
 SettingsDialog::SettingsDialog(KeldaneController& controller, QWidget* parent)
@@ -126,7 +140,7 @@ QWidget* SettingsDialog::makeGeneral() {
   databases_ = new QComboBox(view);
   nameControl(*databases_, "databasesPullDown", tr("Databases used before"));
   connect(databases_, &QComboBox::activated, this, [this](int row) {
-    const QString title = databases_->itemText(row);
+    const QString title = databases_->itemData(row).toString();
     if (row > 0) controller_.settingsPanel().chooseDatabase(plainText(title));
   });
   form->addRow(tr("Database:"), database_);
@@ -136,7 +150,6 @@ QWidget* SettingsDialog::makeGeneral() {
     auto* box = new QCheckBox(words, view);
     form_.bind(*box, name, value);
     form->addRow(QString(), box);
-    return box;
   };
   check(tr("Skip messages that are stored already, without noting where they were seen last"),
         "skipDupsCheck", values.skipDupsCheck);
@@ -144,8 +157,8 @@ QWidget* SettingsDialog::makeGeneral() {
         values.keepDifferingCheck);
   check(tr("Read each part in the charset that it declares"), "declaredCharsetsCheck",
         values.declaredCharsetsCheck);
-  QCheckBox* large = check(tr("Leave out large attachments, above this many MB:"),
-                           "largeAttachCheck", values.largeAttachCheck);
+  auto* large = new QCheckBox(tr("Leave out large attachments, above this many MB:"), view);
+  form_.bind(*large, "largeAttachCheck", values.largeAttachCheck);
   auto* size = new QLineEdit(view);
   form_.bind(*size, "attachSizeTextField", values.attachSizeTextField);
   auto* megabytes = new QDoubleValidator(0, 1e6, 3, size);
@@ -153,10 +166,13 @@ QWidget* SettingsDialog::makeGeneral() {
   megabytes->setLocale(QLocale::c());
   size->setValidator(megabytes);
   form_.bind([large, &values] { large->setEnabled(values.largeAttachCheckEnabled); }, {});
-  connect(large, &QCheckBox::toggled, size, &QWidget::setEnabled);
-  size->setAccessibleName(tr("Largest attachment in MB"));
-  size->setMaximumWidth(80);
-  form->addRow(QString(), size);
+  form->addRow(QString(), withField(*large, *size, tr("Largest attachment in MB")));
+  auto* limited = new QCheckBox(tr("At most this many emails:"), view);
+  form_.bind(*limited, "limitSearchCheck", values.limitSearchCheck);
+  auto* most = new QLineEdit(view);
+  form_.bind(*most, "limitSearchTextField", values.limitSearchTextField);
+  most->setValidator(new QIntValidator(1, 1000000000, most));
+  form->addRow(tr("Searches:"), withField(*limited, *most, tr("Most emails of a search")));
   form->addRow(tr("Appearance:"), makeChoice("selectAppearanceMatrix", tr("Appearance"),
                                              {tr("As the system"), tr("Light"), tr("Dark")},
                                              values.selectAppearanceMatrix));
@@ -282,19 +298,6 @@ QWidget* SettingsDialog::makeViewing() {
   form->addRow(tr("Order:"),
                makeChoice("sortOrderMatrix", tr("Order"), {tr("Ascending"), tr("Descending")},
                           values.sortOrderMatrix));
-  auto* limit = new QHBoxLayout;
-  auto* limited = new QCheckBox(tr("At most this many emails:"), view);
-  form_.bind(*limited, "limitSearchCheck", values.limitSearchCheck);
-  auto* size = new QLineEdit(view);
-  form_.bind(*size, "limitSearchTextField", values.limitSearchTextField);
-  size->setAccessibleName(tr("Most emails of a search"));
-  size->setValidator(new QIntValidator(1, 1000000000, size));
-  connect(limited, &QCheckBox::toggled, size, &QWidget::setEnabled);
-  size->setMaximumWidth(100);
-  limit->addWidget(limited);
-  limit->addWidget(size);
-  limit->addStretch();
-  form->addRow(tr("Searches:"), limit);
   auto* launch = new QCheckBox(tr("Open attachments at a click, without asking"), view);
   form_.bind(*launch, "launchAttachCheck", values.launchAttachCheck);
   form->addRow(tr("Attachments:"), launch);
@@ -323,27 +326,19 @@ void SettingsDialog::chooseFont(bool ofList) {
 }
 
 QLayout* SettingsDialog::makeButtons() {
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* save = new QPushButton(tr("Save"), this);
-  nameControl(*cancelButton, "cancelPrefsButton");
-  nameControl(*save, "savePrefButton");
-  save->setDefault(true);
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(save, &QPushButton::clicked, this, [this] {
+  const auto save = [this] {
     form_.take();
     controller_.settingsPanel().savePrefButton();
-  });
-  auto* row = new QHBoxLayout;
-  row->addStretch();
-  row->addWidget(cancelButton);
-  row->addWidget(save);
-  return row;
+  };
+  return makeFoot({}, {{"cancelPrefsButton", tr("Cancel")}, {"savePrefButton", tr("Save"), save}});
 }
 
 void SettingsDialog::fillDatabases() {
   databases_->clear();
   for (const std::string& title : controller_.settingsPanel().form.databasesPullDown) {
-    databases_->addItem(qtText(title));
+    const bool none = title == kChooseDatabaseTitle;
+    databases_->addItem(none ? tr("Choose database...") : messageLine(title));
+    databases_->setItemData(databases_->count() - 1, qtText(title));
   }
 }
 
@@ -361,6 +356,9 @@ void SettingsDialog::refresh() {
   fillAccounts();
   form_.show();
   tabs_->setCurrentIndex(controller_.settingsPanel().form.settingsToolbar);
+  const SettingsWindow& shape = controller_.settingsPanel().window;
+  const QSize least(shape.minimumWidth, shape.minimumHeight);
+  setMinimumSize(least.isEmpty() ? QSize(0, 0) : least.expandedTo(minimumSizeHint()));
   filling_ = false;
 }
 

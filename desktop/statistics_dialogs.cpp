@@ -8,7 +8,6 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QPrinter>
-#include <QPushButton>
 #include <QRegularExpressionValidator>
 #include <QScrollArea>
 #include <QSplitter>
@@ -21,6 +20,10 @@
 
 namespace keldane {
 namespace {
+
+// A line of the report holds a name and an address.
+constexpr int kReportWidth = 680;
+constexpr int kPicturesWidth = 520;
 
 std::vector<Bar> barsOf(const std::vector<StatsFigures::Count>& counts) {
   std::vector<Bar> bars;
@@ -56,25 +59,16 @@ StatisticsRequestDialog::StatisticsRequestDialog(StatisticsPanel& panel, QWidget
   form_.bind(*mailboxes, "statsByMailboxCheck", values.statsByMailboxCheck);
   fields->addRow(mailboxes);
 
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* start = new QPushButton(tr("Make Report"), this);
-  nameControl(*cancelButton, "cancelStatsButton");
-  nameControl(*start, "doStatsReportButton");
-  start->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(start);
-  auto* column = new QVBoxLayout(this);
-  column->addLayout(fields);
-  column->addStretch();
-  column->addLayout(buttons);
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(start, &QPushButton::clicked, this, [this, &panel] {
+  const auto report = [this, &panel] {
     form_.take();
     panel.doStatsReport();
     hide();
-  });
+  };
+  auto* column = new QVBoxLayout(this);
+  column->addLayout(fields);
+  column->addStretch();
+  column->addLayout(makeFoot({}, {{"cancelStatsButton", tr("Cancel")},
+                                  {"doStatsReportButton", tr("Make Report"), report}}));
 }
 
 StatisticsWindow::StatisticsWindow(StatisticsPanel& panel, std::function<void()> print,
@@ -99,24 +93,15 @@ StatisticsWindow::StatisticsWindow(StatisticsPanel& panel, std::function<void()>
   sides->addWidget(scroll);
   sides->setStretchFactor(0, 1);
   sides->setStretchFactor(1, 1);
+  sides->setSizes({kReportWidth, kPicturesWidth});
   sides->setChildrenCollapsible(false);
 
-  auto* printButton = new QPushButton(tr("Print..."), this);
-  auto* close = new QPushButton(tr("Close"), this);
-  nameControl(*printButton, "printStatsButton");
-  nameControl(*close, "closeStatsButton");
-  close->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(printButton);
-  buttons->addStretch();
-  buttons->addWidget(close);
   auto* column = new QVBoxLayout(this);
   column->addWidget(sides, 1);
-  column->addLayout(buttons);
+  column->addLayout(makeFoot({{"printStatsButton", tr("Print..."), std::move(print)}},
+                             {{"closeStatsButton", tr("Close")}}));
   setWindowFlag(Qt::WindowMinMaxButtonsHint);
-  resize(1080, 700);
-  connect(printButton, &QPushButton::clicked, this, print);
-  connect(close, &QPushButton::clicked, this, [this] { reject(); });
+  resize(kReportWidth + kPicturesWidth, 700);
 }
 
 QWidget* StatisticsWindow::makePictures() {

@@ -1,27 +1,38 @@
 #include "desktop/store_date_sheet.h"
 
+#include <algorithm>
+
 #include <QBoxLayout>
 #include <QCoreApplication>
 #include <QFormLayout>
 #include <QLabel>
-#include <QPushButton>
 
 #include "app/panels/archive_panel.h"
 #include "desktop/date_menus.h"
 #include "desktop/qt_text.h"
+#include "desktop/translation.h"
 
 namespace keldane {
+namespace {
+
+constexpr std::size_t kMostPaths = 5;  ///< that are named
+
+}  // namespace
 
 StoreDateSheet::StoreDateSheet(ArchivePanel& panel, QWidget* parent)
     : PanelDialog("storeDatePanel", tr("Archive Email"), parent),
       panel_(panel),
+      chosen_(new QLabel(this)),
       goingOn_(new QLabel(this)) {
   StoreDateForm& values = panel.form;
   auto* what = new QLabel(
       tr("Which days are to be archived? What is in the archive already is only noticed."), this);
   what->setWordWrap(true);
-  goingOn_->setTextFormat(Qt::PlainText);
-  goingOn_->setWordWrap(true);
+  for (QLabel* label : {chosen_, goingOn_}) {
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+  }
+  nameControl(*chosen_, "chosenFilesLabel");
   nameControl(*goingOn_, "goingOnLabel");
 
   auto* dates = new QFormLayout;
@@ -36,42 +47,38 @@ StoreDateSheet::StoreDateSheet(ArchivePanel& panel, QWidget* parent)
                                            {"endStoreYr", values.endStoreYr}}},
                                          this));
 
-  auto* all = new QPushButton(tr("All Days"), this);
-  auto* cancelButton = new QPushButton(tr("Cancel"), this);
-  auto* start = new QPushButton(tr("Archive"), this);
-  nameControl(*all, "allDaysButton");
-  nameControl(*cancelButton, "cancelStoreButton");
-  nameControl(*start, "parseEmailButton");
-  start->setDefault(true);
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(all);
-  buttons->addStretch();
-  buttons->addWidget(cancelButton);
-  buttons->addWidget(start);
-
+  const auto allDays = [this] {
+    resetAll(panel_.form);
+    form_.show();
+  };
+  const auto archive = [this] {
+    form_.take();
+    panel_.parseEmail();
+  };
   auto* column = new QVBoxLayout(this);
   column->addWidget(what);
+  column->addWidget(chosen_);
   column->addWidget(goingOn_);
   column->addLayout(dates);
   column->addSpacing(8);
-  column->addLayout(buttons);
-
-  connect(all, &QPushButton::clicked, this, [this] {
-    resetAll(panel_.form);
-    form_.show();
-  });
-  connect(cancelButton, &QPushButton::clicked, this, [this] { reject(); });
-  connect(start, &QPushButton::clicked, this, [this] {
-    form_.take();
-    panel_.parseEmail();
-  });
+  column->addLayout(makeFoot(
+      {{"allDaysButton", tr("All Days"), allDays}},
+      {{"cancelStoreButton", tr("Cancel")}, {"parseEmailButton", tr("Archive"), archive}}));
   cancelled = [this] { panel_.cancelStore(); };
 }
 
 void StoreDateSheet::refresh() {
   form_.show();
-  goingOn_->setText(qtText(panel_.goingOn()));
-  goingOn_->setVisible(!panel_.goingOn().empty());
+  const std::vector<std::string> paths = panel_.chosenPaths();
+  QString chosen;
+  for (std::size_t i = 0; i < std::min(paths.size(), kMostPaths); ++i) {
+    chosen += "\n" + messageLine(userPath(paths[i]).toStdString());
+  }
+  if (paths.size() > kMostPaths) chosen += "\n\u2026";
+  chosen_->setText(tr("%n chosen files or folders:", "", static_cast<int>(paths.size())) + chosen);
+  chosen_->setVisible(!paths.empty());
+  goingOn_->setText(coreWords(shownLine(panel_.goingOn())));
+  goingOn_->setVisible(!panel_.goingOn().empty() && paths.empty());
 }
 
 }  // namespace keldane

@@ -20,6 +20,7 @@ class StoreDateSheet : public PanelDialog {
  private:
   ArchivePanel& panel_;
   FormBinding form_;
+  QLabel* chosen_;
   QLabel* goingOn_;
 };
 

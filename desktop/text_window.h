@@ -18,9 +18,14 @@ class TextWindow : public PanelDialog {
 
   /// The text that stands in it while a message is shown; empty: what was shown last stays.
   std::function<QString()> source;
+  /// The font of the setting, in which the text stands; empty: the fixed one.
+  std::function<QFont(const QFont& fixed)> textFont;
 
  private:
+  void setFixedFont();
+
   QPlainTextEdit* view_;
+  QString ownTitle_;  ///< of a text that is no message's
 };
 
 }  // namespace keldane

@@ -18,7 +18,8 @@ constexpr const char* kContext = "Core";
 /// As it is installed, and as it is built.
 QStringList folders() {
   const QString program = QCoreApplication::applicationDirPath();
-  return {program + "/../share/keldanepro/translations", program + "/translations"};
+  return {program + "/../share/keldanepro/translations", program + "/translations",
+          program + "/../../desktop/translations"};
 }
 
 void install(const QLocale& locale, const QString& name, const QStringList& places) {

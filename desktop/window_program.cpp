@@ -1,5 +1,7 @@
 #include "desktop/window_program.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <QApplication>
@@ -33,11 +35,23 @@
 #include "desktop/tag_dialog.h"
 #include "desktop/tag_rule_dialogs.h"
 #include "desktop/text_window.h"
+#include "platform/package_version.h"
 
 namespace keldane {
 namespace {
 
 constexpr const char* kStateFile = "/Library/Application Support/Keldane/Window.ini";
+/// Panels that open where they were and as large as they were; `storePanel` keeps more than that.
+constexpr const char* kPlacedPanels[] = {"settingsPanel", "connectPanel", "ProgressPanel",
+                                         "SQLPanel",      "IdPanel",      "tagPanel",
+                                         "statsWindow",   "origWindow",   "savedSearchesPanel"};
+
+bool isPlaced(const QString& panel) {
+  return std::any_of(std::begin(kPlacedPanels), std::end(kPlacedPanels),
+                     [&panel](const char* one) { return panel == QLatin1String(one); });
+}
+
+QString geometryKey(const QWidget& window) { return window.objectName() + "/geometry"; }
 
 }  // namespace
 
@@ -45,6 +59,10 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
   KeldaneController::Options options;
   options.connectsByItself = true;
   options.makeSession = [this] { return makeSession(); };
+  options.newerVersion = [](const std::string& version) {
+    ProcessToolRunner tools;
+    return newerPackage(tools, version);
+  };
   controller_ = std::make_unique<KeldaneController>(
       KeldaneController::Ports{ui_, queue_, tools_, environment_, host_,
                                [] { QCoreApplication::quit(); }},
@@ -67,7 +85,10 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
 }
 
 WindowProgram::~WindowProgram() {
-  if (controller_->process().unattendedRun == 0) mainWindow_->saveState();
+  if (controller_->process().unattendedRun == 0) {
+    mainWindow_->saveState();
+    savePlaces();
+  }
   controller_->applicationWillTerminate();
 }
 
@@ -85,7 +106,22 @@ std::unique_ptr<ServerSession> WindowProgram::makeSession() {
   return session;
 }
 
+void WindowProgram::savePlaces() {
+  for (const std::unique_ptr<PanelView>& panel : panels_) {
+    const QWidget& window = panel->window();
+    // One that was never shown has no place of its own.
+    const bool wasShown = window.testAttribute(Qt::WA_WState_Created);
+    if (wasShown && isPlaced(window.objectName())) {
+      state_->setValue(geometryKey(window), window.saveGeometry());
+    }
+  }
+}
+
 void WindowProgram::add(std::unique_ptr<PanelView> panel) {
+  QWidget& window = panel->window();
+  if (isPlaced(window.objectName())) {
+    window.restoreGeometry(state_->value(geometryKey(window)).toByteArray());
+  }
   ui_.addPanel(*panel);
   panels_.push_back(std::move(panel));
 }
@@ -101,6 +137,9 @@ void WindowProgram::makePanels() {
 
   auto text = std::make_unique<TextWindow>(over);
   text->source = [this] { return qtText(controller_->messageViewer().views.origTextView); };
+  text->textFont = [this](const QFont& fixed) {
+    return fontOf(controller_->settings().user.bodyFont, fixed);
+  };
   ui_.setTextWindow(*text);
   add(std::move(text));
 

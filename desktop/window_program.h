@@ -48,6 +48,7 @@ class WindowProgram {
   void makePanels();
   void makePrinter();
   [[nodiscard]] std::unique_ptr<ServerSession> makeSession();
+  void savePlaces();
   /// Adds a panel that the program owns from now on.
   void add(std::unique_ptr<PanelView> panel);
 

@@ -31,7 +31,10 @@ void ArchivePanel::setStoreDate() {
   const Result<RunBeginning> beginning =
       context_.archiver.archiveRun().findBeginning(request, *this);
   if (!beginning && !beginning.error().empty()) {
-    std::fprintf(stderr, "SQL error: %s\n", printable(beginning.error()).c_str());
+    // Kept: the panel stays.
+    const std::string text = "SQL error: " + printable(beginning.error());
+    std::fprintf(stderr, "%s\n", text.c_str());
+    context_.ui.notice(text);
     return;
   }
   context_.progress.close();
@@ -44,6 +47,14 @@ void ArchivePanel::setStoreDate() {
   } else {
     context_.ui.openSheet("storeDatePanel");
   }
+}
+
+std::vector<std::string> ArchivePanel::chosenPaths() const {
+  std::vector<std::string> paths;
+  const MailSources& sources = context_.archiver.sources();
+  if (!sources.importMode) return paths;
+  for (const AcctsRow& row : sources.acctRows) paths.push_back(row.acctDesc);
+  return paths;
 }
 
 void ArchivePanel::archivePaths(const std::vector<std::string>& paths) {
@@ -68,12 +79,13 @@ void ArchivePanel::parseEmail() {
   if (request.range.rangeStartText == proposedStart_) {
     request.foldersRange.rangeStartText = RunRange().rangeStartText;
   }
-  if (sources.importMode) {
-    for (const AcctsRow& row : sources.acctRows) request.paths.push_back(row.acctDesc);
-  } else if (!sources.choosesMailboxes()) {
-    context_.chooser.loadAccountRows();
-  } else if (!sources.mailboxNamesLoaded) {
-    context_.chooser.getMailboxNames();
+  request.paths = chosenPaths();
+  if (!sources.importMode) {
+    if (!sources.choosesMailboxes()) {
+      context_.chooser.loadAccountRows();
+    } else if (!sources.mailboxNamesLoaded) {
+      context_.chooser.getMailboxNames();
+    }
   }
   if (!isUnattended()) composeConfirmation();
   const std::optional<NotStarted> failure = run.start(std::move(request), *this);

@@ -48,6 +48,9 @@ class ArchivePanel : public RunObserver {
   /// "Going on with the unfinished run of ...", when `setStoreDate` has made the range begin where
   /// that run began; else empty.
   [[nodiscard]] const std::string& goingOn() const { return goingOn_; }
+  /// The files and folders that have been chosen for the next run; empty: it reads the accounts or
+  /// mailboxes of the settings.
+  [[nodiscard]] std::vector<std::string> chosenPaths() const;
   /// What the run is about to do, in a sentence or two. Composed at its start and shown nowhere.
   [[nodiscard]] const std::string& confirmationText() const { return confirmationText_; }
 

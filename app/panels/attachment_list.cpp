@@ -27,6 +27,12 @@ constexpr std::string_view kProgramEndings[] = {
 
 bool isHtmlName(std::string_view name) { return name.ends_with(".html"); }
 
+/// The message's own HTML, as an archive run or an older one names it.
+bool isHtmlVersion(std::string_view name) {
+  return (name.ends_with(".html") || name.ends_with(".htm")) &&
+         (name.starts_with("htmlversion") || name.starts_with("attachment0"));
+}
+
 }  // namespace
 
 bool isProgramName(std::string_view name) {
@@ -70,6 +76,22 @@ std::string AttachmentList::writeForUse(std::size_t row) {
   return {};
 }
 
+void AttachmentList::textViewClickedOnLink(std::size_t row) {
+  if (row >= rows.size()) return;
+  if (isHtmlVersion(rows[row].name)) {
+    const std::string path = writeForUse(row);
+    if (!path.empty() && showHtmlVersion) showHtmlVersion(path);
+    return;
+  }
+  if (context_.settings.launchAttachments != 0) return open(row);
+  const int answer = context_.ui.alert({"What do you want to do with this attachment?",
+                                        "Do you want to launch it or save it to a file?",
+                                        AlertStyle::informational,
+                                        {"Launch", "Save", "Cancel"}});
+  if (answer == kFirstButton) open(row);
+  if (answer == kSecondButton) save(row);
+}
+
 void AttachmentList::open(std::size_t row) {
   if (row >= rows.size()) return;
   const std::string name = shownLine(rows[row].name);
@@ -85,9 +107,12 @@ void AttachmentList::open(std::size_t row) {
   }
   const std::string path = writeForUse(row);
   if (path.empty()) return;
-  if (const Result<void> opened = context_.host.openFile(path); !opened) {
-    tell("Unable to launch this attachment.", "Try saving it instead. " + opened.error());
-  }
+  if (context_.host.openFile(path)) return;
+  const int answer = context_.ui.alert({"Unable to launch this attachment.",
+                                        "Try saving it instead.",
+                                        AlertStyle::informational,
+                                        {"Save", "Cancel"}});
+  if (answer == kFirstButton) save(row);
 }
 
 void AttachmentList::save(std::size_t row) {

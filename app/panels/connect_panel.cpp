@@ -33,6 +33,8 @@ void ConnectPanel::doConnect() {
   if (ui_.isPanelVisible(kPanel)) {
     archiver_.database().dbPath = form.dbPathTextField;
     ui_.closePanel(kPanel);
+    // That was the close that the mark is for.
+    mayClose_ = false;
   }
   finish(archiver_.connect(formConnection()));
 }
@@ -78,20 +80,27 @@ void ConnectPanel::selectConnection(std::size_t row) {
 }
 
 void ConnectPanel::saveConnection() {
-  // Standard error has told of a failure.
-  static_cast<void>(archiver_.connections().saveConnection(formConnection()));
+  tellOf(archiver_.connections().saveConnection(formConnection()));
   setConnection();
   ui_.changed(kTable);
   if (archiver_.process().unattendedRun != 0 && setStoreDate) setStoreDate();
 }
 
 void ConnectPanel::deleteConnection() {
-  static_cast<void>(archiver_.connections().deleteConnection());
+  tellOf(archiver_.connections().deleteConnection());
   ui_.changed(kTable);
   selectConnection(0);
   // It has nothing to do with connections, and has always gone with this.
   storePanelWhite = kStorePanelWhite;
   ui_.changed("storePanel");
+}
+
+void ConnectPanel::tellOf(bool saved) {
+  if (saved) return;
+  const std::string& file = archiver_.process().prefsFilePath;
+  showFaults({{Fault::About::settings, "The saved connections are not kept: the settings file " +
+                                           file + " cannot be written."}},
+             archiver_.process(), ui_);
 }
 
 bool ConnectPanel::takeMayClose() { return std::exchange(mayClose_, false); }

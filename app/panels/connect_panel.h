@@ -58,6 +58,8 @@ class ConnectPanel {
  private:
   [[nodiscard]] ServerConnection formConnection() const;
   void finish(const Faults& faults);
+  /// A change of the list that could not be saved.
+  void tellOf(bool saved);
 
   Archiver& archiver_;
   UserInterface& ui_;

@@ -15,7 +15,9 @@ struct OpenMessage {
   OpenMessage(ResultTable::Context list,
               const std::function<MessageViewer::Context(ResultTable& table)>& reading,
               AttachmentList::Context files)
-      : table(std::move(list)), viewer(reading(table)), attachments(std::move(files)) {}
+      : table(std::move(list)), viewer(reading(table)), attachments(std::move(files)) {
+    attachments.showHtmlVersion = [this](const std::string& path) { viewer.showHtmlVersion(path); };
+  }
   OpenMessage(const OpenMessage&) = delete;
   OpenMessage& operator=(const OpenMessage&) = delete;
 

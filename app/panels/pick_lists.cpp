@@ -18,7 +18,10 @@ bool PickLists::fill(const char* text, const char* title, ReadTexts read,
   ui_.progressChanged(0, text);
   Result<std::vector<std::string>> found = read(session_);
   if (!found) {
-    std::fputs(fmt::format("SQL error: {}\n", found.error()).c_str(), stderr);
+    // Kept: the panel stays.
+    const std::string line = "SQL error: " + found.error();
+    std::fputs((line + "\n").c_str(), stderr);
+    ui_.notice(line);
     return false;
   }
   items = std::move(*found);

@@ -171,6 +171,7 @@ void SettingsPanel::replaceSettingsCopy() {
   const Result<PlistDict> copy = Settings::readCopy(chosen.front());
   if (!copy) {
     std::fprintf(stderr, "ERROR: %s\n", copy.error().c_str());
+    ui_.notice(copy.error());
     return;
   }
   if (const Result<void> adopted = settings_.replaceSettings(*copy); !adopted) {

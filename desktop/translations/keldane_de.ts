@@ -338,6 +338,14 @@
         <source>Open in a Window</source>
         <translation>In eigenem Fenster öffnen</translation>
     </message>
+    <message>
+        <source>Check for Updates...</source>
+        <translation>Nach Aktualisierungen suchen ...</translation>
+    </message>
+    <message>
+        <source>Copyright %1 2026 the makers of Keldane Pro</source>
+        <translation>Copyright %1 2026 die Macher von Keldane Pro</translation>
+    </message>
 </context>
 <context>
     <name>ConnectDialog</name>
@@ -1144,6 +1152,226 @@
         <source>Duplicate emails found in %1</source>
         <translation>Doppelte E-Mails in %1</translation>
     </message>
+    <message>
+        <source>Keldane was unable to open the Mail application in order to retrieve the email account names to be listed in the Accounts tab of the Settings.</source>
+        <translation>Keldane konnte das Programm Mail nicht öffnen, um die Namen der Konten für den Reiter „Konten“ der Einstellungen zu erfahren.</translation>
+    </message>
+    <message>
+        <source>Searching will still work, but updating the list of accounts or mailboxes will not be possible.</source>
+        <translation>Gesucht werden kann weiterhin, doch die Liste der Konten oder Postfächer lässt sich nicht erneuern.</translation>
+    </message>
+    <message>
+        <source>Make sure you have granted Full Disk Access to Keldane Pro in the Security and Privacy system preferences panel.</source>
+        <translation>Gewähren Sie Keldane Pro in den Systemeinstellungen unter „Sicherheit &amp; Datenschutz“ den Festplattenvollzugriff.</translation>
+    </message>
+    <message>
+        <source>The disk is too full for a new archive: %1 MB are free where &quot;%2&quot; is, and %3 MB are needed to begin with. Make room, or connect to a server of your own.</source>
+        <translation>Für ein neues Archiv ist zu wenig Platz: Wo „%2“ liegt, sind %1 MB frei, und %3 MB sind für den Anfang nötig. Schaffen Sie Platz, oder verbinden Sie sich mit einem eigenen Server.</translation>
+    </message>
+    <message>
+        <source>The archive of this computer was made by a MySQL server, which is not installed. Install the package &quot;mysql-server&quot; (Homebrew: &quot;mysql&quot;).</source>
+        <translation>Das Archiv dieses Computers stammt von einem MySQL-Server, der nicht installiert ist. Installieren Sie das Paket „mysql-server“ (Homebrew: „mysql“).</translation>
+    </message>
+    <message>
+        <source>No database server is installed. Install the package &quot;mariadb-server&quot; (Homebrew: &quot;mariadb&quot;), or connect to a server of your own.</source>
+        <translation>Es ist kein Datenbankserver installiert. Installieren Sie das Paket „mariadb-server“ (Homebrew: „mariadb“), oder verbinden Sie sich mit einem eigenen Server.</translation>
+    </message>
+    <message>
+        <source>The private server does not answer after %1 seconds. The end of its log:
+%2</source>
+        <translation>Der eigene Server dieses Programms antwortet nach %1 Sekunden nicht. Das Ende seines Protokolls:
+%2</translation>
+    </message>
+    <message>
+        <source>The private server did not start. The end of its log:
+%1</source>
+        <translation>Der eigene Server dieses Programms ist nicht gestartet. Das Ende seines Protokolls:
+%1</translation>
+    </message>
+    <message>
+        <source>The settings file %1 is damaged, and the settings of a first start are used. The damaged file will be kept as %2.</source>
+        <translation>Die Datei %1 mit den Einstellungen ist beschädigt; es gelten die eines ersten Starts. Die beschädigte Datei bleibt als %2 erhalten.</translation>
+    </message>
+    <message>
+        <source>It cannot be told whether there is a newer version than %1. The package sources of this system do not offer Keldane Pro.</source>
+        <translation>Ob es eine neuere Version als %1 gibt, lässt sich nicht sagen. Die Paketquellen dieses Systems bieten Keldane Pro nicht an.</translation>
+    </message>
+    <message>
+        <source>It cannot be told whether there is a newer version than %1. %2</source>
+        <translation>Ob es eine neuere Version als %1 gibt, lässt sich nicht sagen. %2</translation>
+    </message>
+    <message>
+        <source>Keldane Pro %1 can be installed with the updates of this system.</source>
+        <translation>Keldane Pro %1 lässt sich mit den Aktualisierungen dieses Systems installieren.</translation>
+    </message>
+    <message>
+        <source>another program is saving the settings of this archive; they are as they were</source>
+        <translation>Ein anderes Programm sichert gerade die Einstellungen dieses Archivs; sie sind unverändert</translation>
+    </message>
+    <message>
+        <source>Keldane Pro %1 is the newest version.</source>
+        <translation>Keldane Pro %1 ist die neueste Version.</translation>
+    </message>
+    <message>
+        <source>Check for Updates</source>
+        <translation>Nach Aktualisierungen suchen</translation>
+    </message>
+    <message>
+        <source>The saved connections are not kept: the settings file %1 cannot be written.</source>
+        <translation>Die gesicherten Verbindungen werden nicht behalten: Die Datei %1 mit den Einstellungen lässt sich nicht schreiben.</translation>
+    </message>
+    <message>
+        <source>The connection is busy with another statement.</source>
+        <translation>Die Verbindung führt gerade eine andere Anweisung aus.</translation>
+    </message>
+    <message>
+        <source>The archive run is using the connection.</source>
+        <translation>Die Archivierung benutzt gerade die Verbindung.</translation>
+    </message>
+    <message>
+        <source>Going on with the unfinished run of %1.</source>
+        <translation>Der unvollendete Lauf vom %1 wird fortgesetzt.</translation>
+    </message>
+    <message>
+        <source>Could not load saved plist: %1</source>
+        <translation>Die gesicherte Kopie konnte nicht geladen werden: %1</translation>
+    </message>
+    <message>
+        <source>The settings could not be replaced: %1</source>
+        <translation>Die Einstellungen konnten nicht ersetzt werden: %1</translation>
+    </message>
+    <message>
+        <source>The settings could not be saved: %1</source>
+        <translation>Die Einstellungen konnten nicht gesichert werden: %1</translation>
+    </message>
+    <message>
+        <source>The schedule could not be saved: %1</source>
+        <translation>Der Zeitplan konnte nicht gesichert werden: %1</translation>
+    </message>
+    <message>
+        <source>The schedule could not be removed: %1</source>
+        <translation>Der Zeitplan konnte nicht entfernt werden: %1</translation>
+    </message>
+    <message>
+        <source>The settings cannot be read: %1</source>
+        <translation>Die Einstellungen können nicht gelesen werden: %1</translation>
+    </message>
+    <message>
+        <source>This email is no longer in the archive.</source>
+        <translation>Diese E-Mail ist nicht mehr im Archiv.</translation>
+    </message>
+    <message>
+        <source>This email cannot be shown: %1</source>
+        <translation>Diese E-Mail kann nicht gezeigt werden: %1</translation>
+    </message>
+    <message>
+        <source>This is not a Keldane SQL file.</source>
+        <translation>Das ist keine SQL-Datei von Keldane.</translation>
+    </message>
+    <message>
+        <source>Import failed.  Couldn&apos;t find the mysql utility.  %1
+</source>
+        <translation>Der Import ist fehlgeschlagen.  Das Werkzeug mysql wurde nicht gefunden.  %1
+</translation>
+    </message>
+    <message>
+        <source>Export failed.  Couldn&apos;t find the mysqldump utility.  %1
+</source>
+        <translation>Der Export ist fehlgeschlagen.  Das Werkzeug mysqldump wurde nicht gefunden.  %1
+</translation>
+    </message>
+    <message>
+        <source>no mail program could be opened: %1</source>
+        <translation>Es ließ sich kein E-Mail-Programm öffnen: %1</translation>
+    </message>
+    <message>
+        <source>the query is too long</source>
+        <translation>Die Suche ist zu lang</translation>
+    </message>
+    <message>
+        <source>there is no &quot;(&quot; for this &quot;)&quot;</source>
+        <translation>Zu dieser „)“ fehlt eine „(“</translation>
+    </message>
+    <message>
+        <source>there is no word to look for</source>
+        <translation>Es fehlt ein Wort, nach dem gesucht wird</translation>
+    </message>
+    <message>
+        <source>there are too many brackets within each other</source>
+        <translation>Zu viele Klammern stehen ineinander</translation>
+    </message>
+    <message>
+        <source>a word is missing beside OR</source>
+        <translation>Neben OR fehlt ein Wort</translation>
+    </message>
+    <message>
+        <source>a word is missing beside AND</source>
+        <translation>Neben AND fehlt ein Wort</translation>
+    </message>
+    <message>
+        <source>a word is missing behind NOT</source>
+        <translation>Hinter NOT fehlt ein Wort</translation>
+    </message>
+    <message>
+        <source>there is no field &quot;%1&quot;: known are %2; put a text with a colon into quotes</source>
+        <translation>Ein Feld „%1“ gibt es nicht; bekannt sind %2. Setzen Sie einen Text mit Doppelpunkt in Anführungszeichen</translation>
+    </message>
+    <message>
+        <source>a word is missing behind &quot;%1:&quot;</source>
+        <translation>Hinter „%1:“ fehlt ein Wort</translation>
+    </message>
+    <message>
+        <source>this &quot;(&quot; is not closed</source>
+        <translation>Diese „(“ ist nicht geschlossen</translation>
+    </message>
+    <message>
+        <source>this quote is not closed</source>
+        <translation>Diese Anführungszeichen sind nicht geschlossen</translation>
+    </message>
+    <message>
+        <source>at least two letters or two digits must stand before &quot;*&quot;</source>
+        <translation>Vor „*“ müssen mindestens zwei Buchstaben oder Ziffern stehen</translation>
+    </message>
+    <message>
+        <source>there are too many words</source>
+        <translation>Es sind zu viele Wörter</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is no size: write 300, 20K, 1.5M or 2G</source>
+        <translation>„%1“ ist keine Größe: schreiben Sie 300, 20K, 1.5M oder 2G</translation>
+    </message>
+    <message>
+        <source>Failed to connect to server: Error: %1</source>
+        <translation>Keine Verbindung zum Server. Fehler: %1</translation>
+    </message>
+    <message>
+        <source>SQL Error: %1</source>
+        <translation>SQL-Fehler: %1</translation>
+    </message>
+    <message>
+        <source>General</source>
+        <translation>Allgemein</translation>
+    </message>
+    <message>
+        <source>Accounts</source>
+        <translation>Konten</translation>
+    </message>
+    <message>
+        <source>Viewing</source>
+        <translation>Anzeige</translation>
+    </message>
+    <message>
+        <source>Tag Rules</source>
+        <translation>Kennzeichnungsregeln</translation>
+    </message>
+    <message>
+        <source>Filename:</source>
+        <translation>Dateiname:</translation>
+    </message>
+    <message>
+        <source>Backup</source>
+        <translation>Sichern</translation>
+    </message>
 </context>
 <context>
     <name>DateMenus</name>
@@ -1841,6 +2069,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
         <source>Waiting for the server...</source>
         <translation>Warten auf den Server …</translation>
     </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
 </context>
 <context>
     <name>QtPagePrinter</name>
@@ -2471,6 +2703,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
         <source>Only files whose messages are all safely in the archive</source>
         <translation>Nur Dateien, deren Nachrichten alle sicher im Archiv sind</translation>
     </message>
+    <message>
+        <source>Choose database...</source>
+        <translation>Datenbank wählen ...</translation>
+    </message>
 </context>
 <context>
     <name>SqlDialog</name>
@@ -2610,6 +2846,13 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Archive</source>
         <translation>Archivieren</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n chosen files or folders:</source>
+        <translation>
+            <numerusform>%n gewählte Datei oder Ordner:</numerusform>
+            <numerusform>%n gewählte Dateien oder Ordner:</numerusform>
+        </translation>
     </message>
 </context>
 <context>

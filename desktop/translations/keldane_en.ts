@@ -12,6 +12,16 @@
     </message>
 </context>
 <context>
+    <name>StoreDateSheet</name>
+    <message numerus="yes">
+        <source>%n chosen files or folders:</source>
+        <translation>
+            <numerusform>%n chosen file or folder:</numerusform>
+            <numerusform>%n chosen files or folders:</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>WindowProgram</name>
     <message numerus="yes">
         <source>%n files and folders</source>

@@ -105,8 +105,11 @@ TEST_F(KeldaneControllerTest, OnlyAConnectClosesTheConnectionForm) {
   start();
   EXPECT_TRUE(controller->windowShouldClose("settingsPanel"));
   EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
+  ui.visiblePanels.emplace("connectPanel");
   controller->connectPanel().doConnect();
-  EXPECT_TRUE(controller->windowShouldClose("connectPanel"));
+  EXPECT_FALSE(controller->windowShouldClose("connectPanel")) << "a form that is back stays";
+  controller->connectPanel().doConnect();
+  EXPECT_TRUE(controller->windowShouldClose("connectPanel")) << "a connect without the form";
   EXPECT_FALSE(controller->windowShouldClose("connectPanel"));
 }
 

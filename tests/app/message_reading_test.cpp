@@ -2,7 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "app/panels/attachment_links.h"
+#include "app/panels/attachment_list.h"
+#include "app/panels/message_viewer.h"
 #include "tests/app/panels_rig.h"
 
 namespace keldane {
@@ -38,7 +39,8 @@ class MessageReadingTest : public ::testing::Test, protected ServerPanels {
 
   MessageViewer viewer{
       {session, list, settings.user, process, environment, ui, {}, [] { return false; }, {}}};
-  AttachmentLinks extraction{{session, settings.user, progress, ui, host, viewer, {}}};
+  AttachmentList attachments{
+      {session, process, settings.user, progress, ui, host, [] { return false; }}};
 };
 
 TEST_F(MessageReadingTest, ShowsAFileOfTheMailClient) {
@@ -73,11 +75,14 @@ TEST_F(MessageReadingTest, TakesHostileAttachmentsOutToTheByte) {
   show(3, "");
   const std::vector<AttachmentStrip::Link> links = viewer.views.attachmentView.links;
   ASSERT_EQ(links.size(), names.size());
+  attachments.load(viewer.attachOwnerId, false);
   for (std::size_t i = 0; i < links.size(); ++i) {
-    ASSERT_TRUE(extraction.textViewClickedOnLink(viewer.attachOwnerId, links[i].path));
     const std::string file = links[i].path.substr((folder / "").size());
     EXPECT_TRUE(file.starts_with("work/" + std::to_string(i) + "-KD-")) << file;
-    EXPECT_EQ(folder.read(file), i == 1 ? large : all.substr(0, 250 + i));
+    const std::string written = attachments.writeForUse(i);
+    ASSERT_TRUE(written.starts_with(folder / "work/")) << written;
+    EXPECT_EQ(folder.read(written.substr((folder / "").size())),
+              i == 1 ? large : all.substr(0, 250 + i));
   }
   const auto one = saveAttachments(session, 3, folder / "one", 1);
   ASSERT_TRUE(one && one->size() == 1);

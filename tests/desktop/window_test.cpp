@@ -1,8 +1,10 @@
+#include <set>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <QAccessible>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
 #include <QHeaderView>
@@ -137,6 +139,24 @@ TEST_F(WindowWithMail, SearchesByFormInsideTheListAndBySavedStatement) {
   EXPECT_EQ(subjects(), QStringList{"Invoice"});
 }
 
+TEST_F(WindowWithMail, SearchesByTheTypeOfAttachments) {
+  rig.folder.write("more/4.eml",
+                   "From: a@b.c\nSubject: Report\nDate: Fri, 21 Jan 2022 09:30:00 +0000\n"
+                   "MIME-Version: 1.0\nContent-Type: application/pdf; name=report.pdf\n\n%PDF\n");
+  rig.archive(rig.folder / "more");
+  rig.click("searchItem");
+  rig.click("attchTypesButton");
+  rig.click("videoTypeCheck");
+  rig.click("cancelAttchTypesButton");
+  EXPECT_FALSE(rig.control<QCheckBox>("onlyAttachCheck").isChecked());
+  rig.click("attchTypesButton");
+  rig.click("docsTypeCheck");
+  rig.click("setAttchTypesButton");
+  EXPECT_TRUE(rig.control<QCheckBox>("onlyAttachCheck").isChecked());
+  rig.click("retrieveEmailsButton");
+  EXPECT_EQ(subjects(), QStringList{"Report"});
+}
+
 TEST_F(WindowWithMail, FindsWhileOneTypesAndGivesTheFormerListBack) {
   const QStringList before = subjects();
   find("agr");
@@ -191,16 +211,21 @@ TEST_F(WindowWithMail, KeepsSettingsAndItsOwnState) {
   EXPECT_TRUE(isDark());
   auto& head = *rig.control<QTreeView>("storeTableView").header();
   head.resizeSection(1, 333);
+  rig.control<QWidget>("settingsPanel").resize(777, 666);
   rig.restart();
   EXPECT_EQ(column(rig.control<QTreeView>("storeTableView"), 0).back().left(11), "13.01.2022 ");
   EXPECT_EQ(rig.control<QTreeView>("storeTableView").header()->sectionSize(1), 333);
+  EXPECT_EQ(rig.control<QWidget>("settingsPanel").size(), QSize(777, 666));
   EXPECT_TRUE(isDark());
   applyLook(Look::light);
 }
 
 TEST_F(WindowWithMail, NamesEveryControlForThoseWhoHearIt) {
   rig.selectRow(0);
+  rig.click("openMessageItem");
+  std::set<std::string> heardIn;
   for (const QWidget* top : QApplication::topLevelWidgets()) {
+    heardIn.insert(top->objectName().toStdString());
     for (QWidget* control : top->findChildren<QWidget*>()) {
       const bool isControl = control->focusPolicy() != Qt::NoFocus &&
                              !control->objectName().startsWith("qt_") &&
@@ -213,6 +238,7 @@ TEST_F(WindowWithMail, NamesEveryControlForThoseWhoHearIt) {
           << top->objectName().toStdString() << " " << control->objectName().toStdString();
     }
   }
+  EXPECT_EQ(heardIn.count("messageWindow") + heardIn.count("foundMailSheet"), 2U);
 }
 
 }  // namespace
