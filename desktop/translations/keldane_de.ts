@@ -1162,7 +1162,7 @@
     </message>
     <message>
         <source>Make sure you have granted Full Disk Access to Keldane Pro in the Security and Privacy system preferences panel.</source>
-        <translation>Gewähren Sie Keldane Pro in den Systemeinstellungen unter „Sicherheit &amp; Datenschutz“ den Festplattenvollzugriff.</translation>
+        <translation>Gewähren Sie Keldane Pro in den Systemeinstellungen unter „Sicherheit und Datenschutz“ den Festplattenvollzugriff.</translation>
     </message>
     <message>
         <source>The disk is too full for a new archive: %1 MB are free where &quot;%2&quot; is, and %3 MB are needed to begin with. Make room, or connect to a server of your own.</source>
