@@ -20,6 +20,15 @@ constexpr int kMostCandidates = 1000;
 /// may have lost what came in during the last one, though their lines were closed.
 constexpr std::uint64_t kMayBeLost = 5000;
 
+/// What a lost node of a cluster has sent last may still be on its way. A writing gets its place
+/// behind it, and a reading waits for both.
+constexpr const char* kComeBehind =
+    "INSERT INTO keldane_turns (name,turn) VALUES('hosts',1) ON DUPLICATE KEY UPDATE turn=turn+1";
+constexpr const char* kMakeTurns =
+    "CREATE TABLE IF NOT EXISTS keldane_turns (name VARCHAR(64) PRIMARY KEY NOT NULL,turn BIGINT "
+    "UNSIGNED NOT NULL)";
+constexpr unsigned kNoSuchTable = 1146;
+
 std::uint64_t number(std::optional<std::string_view> cell) {
   return cell ? std::strtoull(std::string(*cell).c_str(), nullptr, 10) : 0;
 }
@@ -67,6 +76,10 @@ void CrashRecovery::run() {
 }
 
 CrashRecovery::Arrived CrashRecovery::lookAgain(OpenEntry entry, std::uint32_t& id) {
+  if (!comeBehind()) {
+    reportError(entry.path);
+    return Arrived::refused;
+  }
   own_.push_back(std::move(entry));
   const OpenEntry& kept = own_.back();
   const bool isSettled = look(kept);
@@ -76,6 +89,12 @@ CrashRecovery::Arrived CrashRecovery::lookAgain(OpenEntry entry, std::uint32_t& 
   const bool isHalf = std::any_of(halves_.begin(), halves_.end(),
                                   [&kept](const auto& half) { return half.second == &kept; });
   return isHalf ? Arrived::half : Arrived::refused;
+}
+
+bool CrashRecovery::comeBehind() {
+  if (session_.query(kComeBehind)) return true;
+  return session_.errorNumber() == kNoSuchTable && session_.query(kMakeTurns) &&
+         session_.query(kComeBehind);
 }
 
 bool CrashRecovery::look(const OpenEntry& entry) {

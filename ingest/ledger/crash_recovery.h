@@ -71,6 +71,7 @@ class CrashRecovery {
     std::set<std::uint32_t> withoutSource;
   };
 
+  [[nodiscard]] bool comeBehind();
   /// Each of these answers whether the entry has been dealt with.
   bool look(const OpenEntry& entry);
   bool lookAtKnown(const OpenEntry& entry, std::uint32_t id);

@@ -10,7 +10,6 @@
 #include "archive/sql_values.h"
 #include "archive/tag_row.h"
 #include "base/text.h"
-#include "ingest/ledger/crash_recovery.h"
 #include "ingest/reading/strip_plist.h"
 #include "ingest/storing/attachment_rows.h"
 #include "ingest/storing/duplicate_check.h"
@@ -27,6 +26,10 @@ constexpr bool kTagKnownMessages = true;
 /// A message at which the server was lost in so many runs in a row is what the server is lost at:
 /// it is too big for it. What is stored of it then stays, or no run would ever come past it.
 constexpr unsigned kMostAttempts = 3;
+/// For what of a message has arrived, when one host after the other does not tell.
+constexpr int kMostLooks = 6;
+
+using Arrived = CrashRecovery::Arrived;
 
 constexpr int kStored = 1;
 constexpr int kKnown = 2;
@@ -149,7 +152,13 @@ void MessageStore::storeOnHosts(int partCount) {
       break;
     }
     if (context_.serverLost) context_.serverLost({});
-    if (isIn(context_.ledger.suspend())) break;
+    const Arrived arrived = lookOnHosts(context_.ledger.suspend());
+    if (arrived == Arrived::whole) break;
+    if (arrived == Arrived::refused) {
+      // Stored again unseen, it might be there twice, or pass for known while it is a half.
+      context_.ledger.leaveOpen(errors_.first(), false);
+      break;
+    }
     passBegun_ = false;  // what is asked of the server once may have got no answer
     counters.archivedCount = archived;
     counters.processedCount = processed;
@@ -157,16 +166,20 @@ void MessageStore::storeOnHosts(int partCount) {
   }
 }
 
-/// Whether all of the message has arrived; its outcome is told then.
-bool MessageStore::isIn(const std::optional<OpenEntry>& entry) {
+/// What of the message has arrived, on the first host that tells; of a whole one its outcome is
+/// told then.
+CrashRecovery::Arrived MessageStore::lookOnHosts(const std::optional<OpenEntry>& entry) {
+  if (!entry) return Arrived::nothing;
   std::uint32_t id = 0;
-  if (!entry || context_.repair->lookAgain(*entry, id) != CrashRecovery::Arrived::whole) {
-    return false;
+  Arrived arrived = context_.repair->lookAgain(*entry, id);
+  for (int i = 1; i < kMostLooks && arrived == Arrived::refused && context_.moveOn(); ++i) {
+    arrived = context_.repair->lookAgain(*entry, id);
   }
+  if (arrived != Arrived::whole) return arrived;
   if (!entry->insertedId) countNewRow(id);
   context_.ledger.close(LedgerOutcome::archived, std::to_string(id));
   tellFeed(id, true);
-  return true;
+  return arrived;
 }
 
 void MessageStore::storeOnce(int partCount) {

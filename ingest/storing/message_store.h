@@ -9,6 +9,7 @@
 #include "archive/fingerprints.h"
 #include "archive/server_session.h"
 #include "base/spooled_text.h"
+#include "ingest/ledger/crash_recovery.h"
 #include "ingest/ledger/run_ledger.h"
 #include "ingest/message_feed.h"
 #include "ingest/pass_plan.h"
@@ -22,8 +23,6 @@
 #include "ingest/storing/tag_rules.h"
 
 namespace keldane {
-
-class CrashRecovery;
 
 /// Settles the fate of the message at hand: excluded by a rule, known already, or new. The one
 /// place that writes `email`, `origemail`, `attachments` and, during a run, `tags`. Each statement
@@ -77,7 +76,7 @@ class MessageStore {
 
   void storeOnce(int partCount);
   void storeOnHosts(int partCount);
-  [[nodiscard]] bool isIn(const std::optional<OpenEntry>& entry);
+  [[nodiscard]] CrashRecovery::Arrived lookOnHosts(const std::optional<OpenEntry>& entry);
   void beginPass();
   void tellKnown(const std::string& detail);
   void tellNew(Fields& fields, std::uint32_t differsFrom);

@@ -169,11 +169,36 @@ TEST_F(CrashRecoveryTest, AMessageIsWholeOnTheNextHostWhereverItsServerWasLost) 
   }
 }
 
+TEST_F(CrashRecoveryTest, WhatOneHostDoesNotTellIsAskedOfTheNext) {
+  begin();
+  step.storeMessage(taggedMessage());
+  step.finishRun();
+  const std::string whole = content();
+  int hosts = 0;
+  for (int call = 1; call <= 3; ++call) {
+    SCOPED_TRACE(call);
+    step.moveOn = [&, call] {
+      session.cutAt(++hosts == 1 ? Cut::lostBefore : Cut::never, call);
+      return true;
+    };
+    hosts = 0;
+    clear();
+    begin();
+    session.cutAt(Cut::lostAfter, kEndOfInsert);
+    step.storeMessage(taggedMessage());
+    EXPECT_EQ(hosts, 2);
+    EXPECT_EQ(content(), whole);
+    EXPECT_EQ(step.ledger->sums().archived, 1) << "its own half is no other message";
+    step.finishRun();
+    EXPECT_EQ(openEntries(), 0U);
+  }
+}
+
 TEST_F(CrashRecoveryTest, AMessageThatEachHostIsLostAtIsLeftToTheNextRun) {
   int hosts = 0;
   step.moveOn = [&] {
     ++hosts;
-    session.cutAt(Cut::lostAfter, kCallsOfPass + 1);
+    session.cutAt(Cut::lostAfter, kLast);  // behind the look for what has arrived
     return true;
   };
   begin();
