@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "archive/sql_values.h"
+#include "archive/turns.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -37,9 +38,6 @@ constexpr int kAttemptsWithoutLock = 3;
 constexpr const char* kTakeTurn =
     "INSERT INTO keldane_turns (name,turn) VALUES('settings',1) ON DUPLICATE KEY UPDATE "
     "turn=turn+1";
-constexpr const char* kMakeTurns =
-    "CREATE TABLE IF NOT EXISTS keldane_turns (name VARCHAR(64) PRIMARY KEY NOT NULL,turn BIGINT "
-    "UNSIGNED NOT NULL)";
 constexpr unsigned kNoSuchTable = 1146;
 constexpr unsigned kLockTimeout = 1205;
 constexpr unsigned kDeadlock = 1213;

@@ -7,6 +7,7 @@
 
 #include "archive/message_rows.h"
 #include "archive/sql_values.h"
+#include "archive/turns.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -24,9 +25,6 @@ constexpr std::uint64_t kMayBeLost = 5000;
 /// behind it, and a reading waits for both.
 constexpr const char* kComeBehind =
     "INSERT INTO keldane_turns (name,turn) VALUES('hosts',1) ON DUPLICATE KEY UPDATE turn=turn+1";
-constexpr const char* kMakeTurns =
-    "CREATE TABLE IF NOT EXISTS keldane_turns (name VARCHAR(64) PRIMARY KEY NOT NULL,turn BIGINT "
-    "UNSIGNED NOT NULL)";
 constexpr unsigned kNoSuchTable = 1146;
 
 std::uint64_t number(std::optional<std::string_view> cell) {
