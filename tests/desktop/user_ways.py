@@ -238,7 +238,7 @@ class WithMail(Way):
 
         window.select('Invoice')
         note(window.windows()[0])
-        for item in (('Message', 'Tag...'), ('Message', 'View Raw Source'), ('Archive', 'Archive Email...'), ('Archive', 'Archive My Mail...'),
+        for item in (('Message', 'Tag...'), ('Message', 'View Raw Source'), ('Message', 'Open in a Window'), ('Archive', 'Archive Email...'), ('Archive', 'Archive My Mail...'),
                      ('Archive', 'Find Duplicates...'), ('Archive', 'Tag Rules...'), ('Archive', 'Statistics...'),
                      ('Archive', 'Export List', 'Email Addresses...'), ('Edit', 'Settings...'),
                      ('Search', 'Search Database...'), ('Search', 'Edit SQL...'), ('Search', 'Saved Searches...')):
@@ -248,6 +248,14 @@ class WithMail(Way):
                 note(window.windows()[0])
                 window.keys('Esc')
                 wait_for(lambda: len(window.windows()) == 1, f'the end of the window for {item}')
+        window.choose('Edit', 'Settings...')
+        window.press('Accounts', role='page tab')
+        window.press('Find...')
+        note(window.window('Mail on This Computer'))
+        for _ in range(2):
+            before = len(window.windows())
+            window.keys('Esc')
+            wait_for(lambda: len(window.windows()) < before, 'the end of a window')
         self.assertEqual(nameless, [])
 
 
