@@ -16,6 +16,8 @@ namespace {
 constexpr std::chrono::nanoseconds kSingleInstanceDelay{500000000};
 constexpr std::chrono::nanoseconds kRelaunchDelay{500000000};
 constexpr std::string_view kWindowProgram = "KeldanePro";
+/// The terminal program has the window program make pages, which is no window.
+constexpr std::string_view kPdfOption = "--export-pdf";
 
 /// What starts another copy of the program at this path: of a bundle, the system's own opener.
 ToolCall launchOf(const std::string& program) {
@@ -250,7 +252,8 @@ void KeldaneController::applicationDidFinishLaunching() {
   ports_.mainQueue.postAfter(kSingleInstanceDelay, [this] {
     int copies = 0;
     for (const RunningApplication& application : ports_.host.runningApplications()) {
-      if (application.executableName == kWindowProgram) ++copies;
+      const bool makesPdf = application.firstArgument.starts_with(kPdfOption);
+      if (application.executableName == kWindowProgram && !makesPdf) ++copies;
     }
     if (copies > 1) terminate();
   });

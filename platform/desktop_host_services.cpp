@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/files.h"
 #include "base/text.h"
 
 namespace keldane {
@@ -70,6 +71,14 @@ std::string executableOf(const std::string& processFolder) {
   constexpr std::string_view kDeleted = " (deleted)";
   if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
   return path;
+}
+
+/// What stands behind the program's own name.
+std::string firstArgumentOf(const std::string& processFolder) {
+  const Result<std::string> line = readFile(processFolder + "/cmdline");
+  const std::vector<std::string> words =
+      line ? split(*line, std::string_view("\0", 1)) : std::vector<std::string>();
+  return words.size() < 2 ? std::string() : words[1];
 }
 
 bool isOurs(const std::string& path) {
@@ -155,7 +164,8 @@ std::vector<RunningApplication> DesktopHostServices::applicationsInFolder() cons
     if (!isNumber(name) || !isOurs(folder)) continue;
     const std::string executable = executableOf(folder);
     if (executable.empty()) continue;
-    found.push_back({std::string(lastPathComponent(executable)), "", leadingInt(name)});
+    found.push_back({std::string(lastPathComponent(executable)), "", leadingInt(name),
+                     firstArgumentOf(folder)});
   }
   std::sort(found.begin(), found.end(),
             [](const auto& a, const auto& b) { return a.processId < b.processId; });

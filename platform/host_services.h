@@ -17,6 +17,7 @@ struct RunningApplication {
   std::string executableName;
   std::string bundleIdentifier;
   int processId = 0;
+  std::string firstArgument = {};  ///< where the system tells it
 };
 
 /// Services of the user's desktop. Every one may be missing on a machine; the calls say so.

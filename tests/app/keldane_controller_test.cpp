@@ -50,7 +50,7 @@ TEST_F(KeldaneControllerTest, OnlyAWholeStartTouchesTheCrontab) {
 
 TEST_F(KeldaneControllerTest, ASecondCopyEndsItself) {
   start();
-  host.running = {{"KeldanePro", "", 1}, {"Mail", "", 2}};
+  host.running = {{"KeldanePro", "", 1}, {"Mail", "", 2}, {"KeldanePro", "", 4, "--export-pdf=a"}};
   controller->applicationDidFinishLaunching();
   queue.runLater();
   EXPECT_EQ(terminated, 0);

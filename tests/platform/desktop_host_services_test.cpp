@@ -58,6 +58,7 @@ TEST(DesktopHostServices, ListsProgramsByTheirExecutable) {
   };
   process("310", "/opt/keldane/KeldanePro");
   process("42", "/usr/bin/KeldanePro (deleted)");
+  folder.write("42/cmdline", std::string("KeldanePro\0--export-pdf=a\0", 26));
   process("self", "/usr/bin/other");
   std::filesystem::create_directories(folder / "77");  // ended, or not ours to see
   RecordingToolRunner tools;
@@ -66,7 +67,9 @@ TEST(DesktopHostServices, ListsProgramsByTheirExecutable) {
   ASSERT_EQ(found.size(), 2U);
   EXPECT_EQ(found[0].processId, 42);
   EXPECT_EQ(found[0].executableName, "KeldanePro");
+  EXPECT_EQ(found[0].firstArgument, "--export-pdf=a");
   EXPECT_EQ(found[1].processId, 310);
+  EXPECT_EQ(found[1].firstArgument, "");
 }
 
 TEST(DesktopHostServices, ListsItsOwnProgram) {
