@@ -120,6 +120,8 @@ void ResultTable::getResults(const SearchOptions& filter) {
 
   ++listViewCount;
   listSearchButtonEnabled = true;
+  viewIds_.clear();
+  for (const Emailrow& row : emailRows) viewIds_.push_back(row.emailID);
   // An empty list has raised the number all the same: a search inside it fails at the server.
   if (!emailIds.empty()) makeListView();
   if (context_.process.unattendedRun == 0) context_.ui.changed("storePanel");
@@ -178,6 +180,13 @@ void ResultTable::makeListView() {
     --listViewCount;
     listSearchButtonEnabled = false;
   }
+}
+
+void ResultTable::renewListView() {
+  if (listViewCount == 0 || !dropListView(context_.session, listViewCount)) return;
+  std::vector<std::string> ids;
+  for (const std::uint32_t id : viewIds_) ids.push_back(fmt::format("{}", id));
+  if (!ids.empty()) (void)createListView(context_.session, listViewCount, ids);
 }
 
 void ResultTable::get500emails() {

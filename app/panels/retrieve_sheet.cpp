@@ -83,6 +83,7 @@ void RetrieveSheet::retrieveEmails() {
 
 void RetrieveSheet::run(std::string sql) {
   if (isArchiving()) return;
+  if (listMode != 0) context_.table.renewListView();
   context_.table.currentSql = std::move(sql);
   context_.table.withTagsCheck = form.withTagsCheck;
   context_.table.withoutTagsCheck = form.withoutTagsCheck;
