@@ -65,6 +65,10 @@ void addArchiveCommands(std::vector<Command>& list, KeldaneController& controlle
                   .menu = Menu::archive,
                   .title = Words::tr("View Duplicates Log"),
                   .run = [&controller] { controller.archivePanel().viewDuplicateLog(); }});
+}
+
+/// Last of its menu.
+void addQuitCommand(std::vector<Command>& list, KeldaneController& controller) {
   list.push_back({.name = "quitItem",
                   .menu = Menu::archive,
                   .title = Words::tr("Quit"),
@@ -266,6 +270,7 @@ std::vector<Command> windowCommands(KeldaneController& controller, MainWindow& w
   addViewCommands(list, window);
   addMessageCommands(list, controller, window, isValid);
   addOutputCommands(list, controller, window);
+  addQuitCommand(list, controller);
   addWindowCommands(list, window);
   addHelpCommands(list, controller, window);
   return list;
