@@ -7,7 +7,6 @@
 #include <utility>
 
 #include <QAction>
-#include <QApplication>
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QDropEvent>
@@ -611,20 +610,18 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
   // What comes out of the archive does not go in again.
   if (event->source() != nullptr) return;
-  // Behind a question or a run nothing is dropped.
-  if (QApplication::activeModalWidget() != nullptr) return;
   if (localPaths(event->mimeData()).empty()) return;
   event->setDropAction(Qt::CopyAction);
   event->accept();
 }
 
-/// The files stay where they are, whatever the other program would rather have; and it does not wait
-/// for what is asked then.
+/// The files stay where they are, whatever the other program would rather have; and it does not
+/// wait for what is asked then.
 void MainWindow::dropEvent(QDropEvent* event) {
   event->setDropAction(Qt::CopyAction);
   event->accept();
   QTimer::singleShot(0, this, [this, paths = localPaths(event->mimeData())] {
-    if (dropped && QApplication::activeModalWidget() == nullptr) dropped(paths);
+    if (dropped) dropped(paths);
   });
 }
 

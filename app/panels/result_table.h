@@ -63,8 +63,8 @@ class ResultTable {
   /// server and without a word in between. A statement that is refused leaves an empty list and a
   /// line on standard error.
   void showFound(const std::vector<std::uint32_t>& ids, bool more);
-  /// Makes the newest list view anew. Another window may have put a list of its own in its place, or
-  /// dropped it: the names are those of the database. A failure is the search's to meet.
+  /// Makes the newest list view anew. Another window may have put a list of its own in its place,
+  /// or dropped it: the names are those of the database. A failure is the search's to meet.
   void renewListView();
   /// Empties rows, ids and the two count labels.
   void clear();

@@ -146,6 +146,11 @@ class HeardWindow:
     def field(self, name, within=None):
         return self.control(name, 'text', within)
 
+    def focused(self):
+        """The control that the keys go to, or what in it they go to."""
+        found = [one for one in self.walk(self.windows()[0]) if one.getState().contains(self.bus.STATE_FOCUSED)]
+        return found[-1] if found else None
+
     # Reading
 
     @staticmethod
@@ -232,15 +237,28 @@ class HeardWindow:
             self.keys('Down')
         raise AssertionError(f'{name!r} has no {title!r}')
 
+    def choose_row(self, name, title):
+        """A row of a list, by the keys."""
+        rows = self.control(name, 'list')
+        self.focus(rows)
+        self.keys('Home')
+        for _ in range(20):
+            row = wait_for(self.focused, f'a row of {name!r}')
+            if row.name == title:
+                return
+            self.keys('Down')
+        raise AssertionError(f'{name!r} has no {title!r}')
+
     def chosen(self, box):
         return box.queryText().getText(0, -1) if 'Text' in self.bus.listInterfaces(box) else ''
 
     def focus(self, control):
-        self._act(control, ('SetFocus',))
+        control.queryComponent().grabFocus()
         wait_for(lambda: control.getState().contains(self.bus.STATE_FOCUSED), f'the focus on {control.name!r}')
 
     def keys(self, *chords):
-        """Keys as they are pressed: "Ctrl+f", "Tab"."""
+        """Keys as they are pressed: "Ctrl+f", "Tab". What is typed before the window has them is lost."""
+        wait_for(lambda: self.windows()[0].getState().contains(self.bus.STATE_ACTIVE), 'the window to take keys')
         for chord in chords:
             *held, key = chord.split('+')
             for one in held:
@@ -267,6 +285,16 @@ class HeardWindow:
             heads = [one for one in self.walk(self.windows()[0]) if one.name == 'Subject' and one.getRoleName() == 'text']
             return heads and self.text(heads[0]) == subject
         wait_for(is_shown, f'{subject!r} to be shown')
+
+    def go_to(self, name, key='Tab', most=40):
+        """Presses the key until the keys go to the control of this name."""
+        for _ in range(most):
+            at = wait_for(self.focused, f'the focus, on the way to {name!r}')
+            if at.name == name:
+                return
+            self.keys(key)
+            wait_for(lambda: self.focused() not in (None, at), f'the focus to leave {at.name!r}')
+        raise AssertionError(f'{key} does not lead to {name!r}')
 
     def click(self, control):
         """In its middle."""

@@ -1,91 +1,10 @@
 """Whole ways of a user through the window, by what is heard of it: user_ways.py KELDANEPRO KELDANE [WAY...]."""
-import email.message
 import os
-import shutil
-import subprocess
-import sys
-import tempfile
-import time
-import unittest
-import warnings
 
-from heard_window import HeardWindow, in_own_session, wait_for
-
-WINDOW = TERMINAL = ''
-
-
-def mail(subject, day, text='', sender='Ann <ann@club.example>', html='', attachment=''):
-    message = email.message.EmailMessage()
-    message['From'] = sender
-    message['To'] = 'Bo <bo@club.example>'
-    message['Subject'] = subject
-    message['Date'] = f'Fri, {day:02} Jan 2022 09:30:00 +0100'
-    message['Message-ID'] = f'<{day}.{len(subject)}@club.example>'
-    message.set_content(text or f'Text of {subject}.')
-    if html:
-        message.set_content(html, subtype='html')
-    if attachment:
-        message.add_attachment(attachment.encode(), maintype='application', subtype='pdf', filename='bill.pdf')
-    return message.as_bytes()
-
+from heard_window import wait_for
+from way import OneWindow, Way, mail, main, write
 
 REMOTE = '<p>News</p><img src="http://127.0.0.1:9/a.png"><img src="http://127.0.0.1:9/b.png">'
-
-
-def write(path, data):
-    os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, 'wb') as file:
-        file.write(data)
-
-
-def read(path):
-    with open(path, 'rb') as file:
-        return file.read()
-
-
-def terminal(home, *arguments):
-    return subprocess.run([TERMINAL, *arguments], env=dict(os.environ, HOME=home), check=True,
-                          capture_output=True, text=True).stdout
-
-
-class Way(unittest.TestCase):
-    """Ways that share a home folder with a private server and mail in it, and most of them a window."""
-    mails = ()
-    opens = True
-
-    @classmethod
-    def setUpClass(cls):
-        cls.window = None
-        cls.home = tempfile.mkdtemp(prefix='kw', dir='/tmp')
-        cls.addClassCleanup(cls.clear)
-        for number, one in enumerate(cls.mails):
-            write(cls.path(f'mail/{number}.eml'), one)
-        if cls.mails:
-            terminal(cls.home, 'archive', cls.path('mail'))
-        if cls.opens:
-            cls.open()
-
-    @classmethod
-    def clear(cls):
-        if cls.window:
-            cls.window.quit()
-        subprocess.run([TERMINAL, 'server', 'stop'], env=dict(os.environ, HOME=cls.home), check=False,
-                       capture_output=True)
-        shutil.rmtree(cls.home, ignore_errors=True)
-
-    @classmethod
-    def path(cls, name):
-        return f'{cls.home}/{name}'
-
-    @classmethod
-    def open(cls, **how):
-        cls.window = HeardWindow(WINDOW, cls.home, **how)
-        cls.window.control('This Computer \u25b8 myemaildb', 'label')
-
-    def setUp(self):
-        self.start = time.monotonic()
-        self.addCleanup(lambda: print(f'  {self.id().split(".")[-1]}: {time.monotonic() - self.start:.1f} s',
-                                      flush=True))
 
 
 class FirstStart(Way):
@@ -104,20 +23,10 @@ class FirstStart(Way):
         self.assertIn('Text of Agenda.', window.text(window.field('Message')))
 
 
-class WithMail(Way):
+class WithMail(OneWindow):
     mails = (mail('Minutes', 10), mail('Agenda', 11), mail('Budget', 12, sender='Carl <carl@club.example>'),
              mail('News', 13, html=REMOTE), mail('Report', 14),
              mail('Invoice', 15, text='Rhubarb, please pay.', attachment='%PDF paid'))
-
-    def setUp(self):
-        super().setUp()
-        # What a way before has left open is closed.
-        while len(self.window.windows()) > 1:
-            before = len(self.window.windows())
-            self.window.keys('Esc')
-            wait_for(lambda: len(self.window.windows()) < before, 'a panel to close')
-        self.window.press('Browse', role='push button')
-        wait_for(lambda: len(self.window.subjects()) >= 6, 'all emails')
 
     def test_search_by_form_and_inside_the_list(self):
         window = self.window
@@ -257,14 +166,6 @@ class WithMail(Way):
             window.keys('Esc')
             wait_for(lambda: len(window.windows()) < before, 'the end of a window')
         self.assertEqual(nameless, [])
-
-
-def main():
-    global WINDOW, TERMINAL
-    in_own_session()
-    warnings.simplefilter("ignore")
-    WINDOW, TERMINAL = (os.path.abspath(one) for one in sys.argv[1:3])
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=0)
 
 
 if __name__ == '__main__':
