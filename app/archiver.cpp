@@ -41,6 +41,7 @@ LocalServer::Options serverOptions(const ProcessState& state) {
 
 Archiver::Archiver(Ports ports, const Options& options)
     : ports_(ports),
+      startServer_(options.startServer),
       session_(options.makeSession ? options.makeSession()
                                    : makeFailoverSession(makeMysqlSession())),
       prefs_(findPreferences(ports.environment, process_)),
@@ -253,7 +254,8 @@ bool Archiver::connectOwnServer(ServerConnection wanted, Faults& faults) {
 
 Result<void> Archiver::prepareServer(ServerConnection& wanted) {
   if (wanted.name != kLocalConnectionName) return {};
-  const Result<LocalServer::Status> started = localServer_.start();
+  const Result<LocalServer::Status> started =
+      startServer_ ? startServer_(localServer_) : localServer_.start();
   if (!started) return Failure{started.error()};
   wanted.host = kDefaultHost;
   wanted.user = started->user;

@@ -51,6 +51,8 @@ class Archiver {
     bool cleansCrontab = true;
     /// Makes the session; empty: one over the MySQL client.
     std::function<std::unique_ptr<ServerSession>()> makeSession;
+    /// Starts the private server, which takes seconds; empty: by its `start`.
+    std::function<Result<LocalServer::Status>(LocalServer& server)> startServer;
     /// Makes the way to the system's scheduler; empty: that of this system.
     std::function<std::unique_ptr<ScheduleAgent>()> makeScheduleAgent;
   };
@@ -117,6 +119,7 @@ class Archiver {
   void removeWorkFiles(const std::array<std::string, 3>& files);
 
   Ports ports_;
+  const std::function<Result<LocalServer::Status>(LocalServer& server)> startServer_;
   ProcessState process_;
   std::unique_ptr<ServerSession> session_;
   PreferencesFile prefs_;

@@ -38,9 +38,10 @@ KeldaneController::KeldaneController(Ports ports, Options options)
     : ports_(std::move(ports)),
       options_(std::move(options)),
       progress_(ports_.ui, ports_.mainQueue),
-      archiver_(
-          {progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
-          {.makeSession = options_.makeSession, .makeScheduleAgent = options_.makeScheduleAgent}) {
+      archiver_({progress_, ports_.mainQueue, ports_.tools, ports_.environment, ports_.host},
+                {.makeSession = options_.makeSession,
+                 .startServer = options_.startServer,
+                 .makeScheduleAgent = options_.makeScheduleAgent}) {
   makeParts();
 }
 

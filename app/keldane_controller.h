@@ -66,6 +66,8 @@ class KeldaneController {
   struct Options {
     /// Makes the session; empty: one over the MySQL client.
     std::function<std::unique_ptr<ServerSession>()> makeSession;
+    /// As in `Archiver::Options`.
+    std::function<Result<LocalServer::Status>(LocalServer& server)> startServer;
     /// Makes the way to the system's scheduler; empty: that of this system.
     std::function<std::unique_ptr<ScheduleAgent>()> makeScheduleAgent;
     /// Connects with the saved connection, or the private server when none is saved, and asks only

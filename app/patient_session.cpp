@@ -1,6 +1,8 @@
 #include "app/patient_session.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <future>
 #include <utility>
 
 #include "archive/failover_session.h"
@@ -10,12 +12,30 @@ namespace {
 
 constexpr const char* kTakenByRun = "The archive run is using the connection.";
 constexpr const char* kTakenByStatement = "The connection is busy with another statement.";
+constexpr const char* kLeft = "Connecting was cancelled.";
+constexpr unsigned kNoConnection = 2003;  ///< as the client numbers it
 constexpr std::chrono::milliseconds kPatience{300};
 constexpr std::chrono::milliseconds kBetweenQuestions{20};
 /// Between two attempts to end a statement, which may come before the server has begun with it.
 constexpr std::chrono::milliseconds kBetweenKills{1000};
 
 }  // namespace
+
+/// Kept by its thread too, and by whoever is about to end one of its statements.
+struct PatientSession::Line {
+  explicit Line(std::unique_ptr<ServerSession> made) : session(std::move(made)) {}
+  const std::unique_ptr<ServerSession> session;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::function<void()> call;  ///< to be run by the thread
+  unsigned number = 0;         ///< of the call
+  bool done = true;
+  bool killing = false;     ///< the call at hand is just being ended
+  bool killerRuns = false;  ///< somebody is on the way to do so
+  bool ends = false;
+  bool isLeft = false;  ///< nobody waits for its call any more
+  std::thread thread;
+};
 
 /// A prepared statement whose calls wait as the session's do.
 class PatientStatement : public DirectStatement {
@@ -58,118 +78,142 @@ class PatientStatement : public DirectStatement {
 PatientSession::PatientSession(MakeSession makeSession, Waiting waiting)
     : makeSession_(std::move(makeSession)),
       waiting_(std::move(waiting)),
-      session_(makeFailoverSession(makeSession_())),
       mainThread_(std::this_thread::get_id()),
-      worker_([this] { work(); }) {
-  session_->notice = [this](const std::string& line) {
-    {
-      // Another host has another number for the session.
-      const std::lock_guard lock(mutex_);
-      connectionId_.clear();
-      hasMoved_ = true;
-    }
-    if (notice) notice(line);
-  };
-}
+      line_(makeLine()) {}
 
 PatientSession::~PatientSession() {
   {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
+    const std::lock_guard lock(line_->mutex);
+    line_->ends = true;
   }
-  changed_.notify_all();
-  worker_.join();
+  line_->changed.notify_all();
+  line_->thread.join();
 }
 
-void PatientSession::work() {
-  std::unique_lock lock(mutex_);
+std::shared_ptr<PatientSession::Line> PatientSession::makeLine() {
+  auto line = std::make_shared<Line>(makeFailoverSession(makeSession_()));
+  line->session->notice = [this, own = line.get()](const std::string& text) {
+    // Held throughout, so that a session which is left alone tells nobody who may be gone.
+    const std::lock_guard lock(own->mutex);
+    if (own->isLeft) return;
+    // Another host has another number for the session.
+    connectionId_.clear();
+    hasMoved_ = true;
+    if (notice) notice(text);
+  };
+  line->thread = std::thread([line] { work(line); });
+  return line;
+}
+
+void PatientSession::work(const std::shared_ptr<Line>& line) {
+  std::unique_lock lock(line->mutex);
   while (true) {
-    changed_.wait(lock, [this] { return ends_ || call_ != nullptr; });
-    if (call_ == nullptr) return;
-    const auto* call = std::exchange(call_, nullptr);
+    line->changed.wait(lock, [&line] { return line->ends || line->call; });
+    if (!line->call) return;
+    const std::function<void()> call = std::exchange(line->call, nullptr);
     lock.unlock();
-    (*call)();
+    call();
     lock.lock();
-    done_ = true;
-    changed_.notify_all();
+    line->done = true;
+    line->changed.notify_all();
   }
 }
 
-bool PatientSession::run(const std::function<void()>& call) {
+/// With `canLeave` the call may outlive this one, and must refer to nothing but its line.
+bool PatientSession::send(std::function<void()> call, bool canLeave) {
   if (std::this_thread::get_id() != mainThread_) {
     if (isOthers()) return false;
-    session_->waitsWhenUnsure = waitsWhenUnsure;
+    line_->session->waitsWhenUnsure = waitsWhenUnsure;
     call();
     return true;
   }
   refused_ = waits_ || isOthers();
   if (refused_) return false;
   waits_ = true;
-  session_->waitsWhenUnsure = waitsWhenUnsure;
+  left_ = false;
+  line_->session->waitsWhenUnsure = waitsWhenUnsure;
+  bool isLeft = false;
   {
-    std::unique_lock lock(mutex_);
-    call_ = &call;
-    done_ = false;
-    changed_.notify_all();
-    wait(lock);
+    std::unique_lock lock(line_->mutex);
+    line_->call = std::move(call);
+    line_->done = false;
+    ++line_->number;
+    line_->changed.notify_all();
+    isLeft = !wait(lock, canLeave);
   }
-  if (killer_.joinable()) killer_.join();
+  if (isLeft) {
+    line_->thread.detach();
+    line_ = makeLine();
+  }
   // Also when an event has made a call meanwhile.
   waits_ = refused_ = false;
-  return true;
+  left_ = isLeft;
+  return !isLeft;
 }
 
-/// Until the call is done, and whoever was to end it.
-void PatientSession::wait(std::unique_lock<std::mutex>& lock) {
+/// Until the call is done. False: it has been left alone.
+bool PatientSession::wait(std::unique_lock<std::mutex>& lock, bool canLeave) {
   using Clock = std::chrono::steady_clock;
-  const auto isOver = [this] { return done_ && !killing_; };
-  if (changed_.wait_for(lock, kPatience, isOver)) return;
+  Line& line = *line_;
+  const auto isOver = [&line] { return line.done && !line.killing; };
+  if (line.changed.wait_for(lock, kPatience, isOver)) return true;
   bool goesOn = true;
   Clock::time_point killed;
-  while (!isOver()) {
-    const bool canEnd = !connectionId_.empty();
+  while (!isOver() && !line.isLeft) {
+    const bool canEnd = canLeave || !connectionId_.empty();
     lock.unlock();
     if (goesOn && waiting_.goesOn) goesOn = waiting_.goesOn(canEnd);
     lock.lock();
-    if (!goesOn && !done_ && !killing_ && Clock::now() - killed >= kBetweenKills) {
+    if (!goesOn && canLeave && !line.done) {
+      line.isLeft = line.ends = true;
+    } else if (!goesOn && !line.done && !line.killerRuns &&
+               Clock::now() - killed >= kBetweenKills) {
       killed = Clock::now();
       endStatement();
     }
-    changed_.wait_for(lock, kBetweenQuestions, isOver);
+    if (!line.isLeft) line.changed.wait_for(lock, kBetweenQuestions, isOver);
   }
+  const bool isLeft = line.isLeft;
   lock.unlock();
   if (waiting_.over) waiting_.over();
   lock.lock();
+  return !isLeft;
 }
 
 /// Asks by which number, and of which host, the session can be told to end a statement. With a call
 /// of the main thread that has no answer open.
 void PatientSession::identify() {
-  const std::string id =
-      session_->query("SELECT CONNECTION_ID()") ? fetchFirstCell(*session_) : "0";
-  const std::lock_guard lock(mutex_);
+  ServerSession& session = *line_->session;
+  const std::string id = session.query("SELECT CONNECTION_ID()") ? fetchFirstCell(session) : "0";
+  const std::lock_guard lock(line_->mutex);
   hasMoved_ = false;
   connectionId_ = id == "0" ? std::string() : id;
-  if (const std::optional<HostPlace> place = session_->place()) {
+  if (const std::optional<HostPlace> place = session.place()) {
     address_.host = place->host;
     address_.port = place->port;
   }
 }
 
+/// The second session may wait for its server as long as the first; it ends that call or none.
 void PatientSession::endStatement() {
   if (connectionId_.empty()) return;
-  if (killer_.joinable()) killer_.join();
-  killing_ = true;
-  killer_ = std::thread([this, address = address_, sql = "KILL QUERY " + connectionId_] {
-    const std::unique_ptr<ServerSession> other = makeSession_();
+  line_->killerRuns = true;
+  std::thread([line = line_, number = line_->number, makeSession = makeSession_, address = address_,
+               sql = "KILL QUERY " + connectionId_] {
+    const std::unique_ptr<ServerSession> other = makeSession();
     other->init();
+    const bool connected = other->connect(address);
+    {
+      const std::lock_guard lock(line->mutex);
+      line->killing = connected && !line->done && line->number == number;
+    }
     // What it is refused, the next attempt is perhaps given.
-    if (other->connect(address)) static_cast<void>(other->query(sql));
+    if (line->killing) static_cast<void>(other->query(sql));
     other->close();
-    const std::lock_guard lock(mutex_);
-    killing_ = false;
-    changed_.notify_all();
-  });
+    const std::lock_guard lock(line->mutex);
+    line->killing = line->killerRuns = false;
+    line->changed.notify_all();
+  }).detach();
 }
 
 bool PatientSession::runChecked(const std::function<bool()>& call) {
@@ -181,70 +225,68 @@ bool PatientSession::runChecked(const std::function<bool()>& call) {
 
 void PatientSession::noteLoss() {
   if (std::this_thread::get_id() != mainThread_ || isLost_) return;
-  isLost_ = isLostConnection(session_->error());
+  isLost_ = isLostConnection(line_->session->error());
   if (isLost_ && waiting_.lostChanged) waiting_.lostChanged(true);
 }
 
 /// There is nothing that could be ended.
 void PatientSession::forgetId() {
   if (std::this_thread::get_id() != mainThread_ || waits_ || isOthers()) return;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(line_->mutex);
   connectionId_.clear();
 }
 
 void PatientSession::init() {
   forgetId();
-  static_cast<void>(run([this] { session_->init(); }));
+  static_cast<void>(run([this] { line_->session->init(); }));
 }
 
 bool PatientSession::connect(const ServerAddress& address) {
   forgetId();
-  const bool isMain = std::this_thread::get_id() == mainThread_;
-  const bool connected = runChecked([&] {
-    if (!session_->connect(address)) return false;
-    if (!isMain) return true;
-    {
-      const std::lock_guard lock(mutex_);
-      address_ = address;
-      address_.otherHosts.clear();
-    }
-    identify();
-    return true;
-  });
-  if (!isMain) return connected;
-  if (connected && std::exchange(isLost_, false) && waiting_.lostChanged) {
-    waiting_.lostChanged(false);
+  const auto connected = std::make_shared<bool>(false);
+  const bool came = send([session = line_->session.get(), connected,
+                          address] { *connected = session->connect(address); },
+                         true);
+  if (!came) return false;
+  if (!*connected) noteLoss();
+  if (!*connected || std::this_thread::get_id() != mainThread_) return *connected;
+  {
+    const std::lock_guard lock(line_->mutex);
+    address_ = address;
+    address_.otherHosts.clear();
   }
-  return connected;
+  if (!run([this] { identify(); })) return false;
+  if (std::exchange(isLost_, false) && waiting_.lostChanged) waiting_.lostChanged(false);
+  return true;
 }
 
 void PatientSession::close() {
   forgetId();
-  static_cast<void>(run([this] { session_->close(); }));
+  static_cast<void>(run([this] { line_->session->close(); }));
 }
 
 bool PatientSession::query(const std::string& sql) {
   const bool isMain = std::this_thread::get_id() == mainThread_;
   return runChecked([&] {
     if (isMain && hasMoved_) identify();
-    return session_->query(sql);
+    return line_->session->query(sql);
   });
 }
 
 std::string PatientSession::encryption() const {
-  return isRefused() || isOthers() ? std::string() : session_->encryption();
+  return isRefused() || isOthers() ? std::string() : line_->session->encryption();
 }
 
 std::optional<HostPlace> PatientSession::place() const {
-  return isRefused() || isOthers() ? std::nullopt : session_->place();
+  return isRefused() || isOthers() ? std::nullopt : line_->session->place();
 }
 
 bool PatientSession::moveOn() {
-  return runChecked([&] { return session_->moveOn(); });
+  return runChecked([&] { return line_->session->moveOn(); });
 }
 
 std::size_t PatientSession::largestStatementBytes() const {
-  return session_->largestStatementBytes();
+  return line_->session->largestStatementBytes();
 }
 
 bool PatientSession::isRefused() const {
@@ -253,19 +295,23 @@ bool PatientSession::isRefused() const {
 
 std::string PatientSession::error() const {
   if (isOthers()) return kTakenByRun;
-  return isRefused() ? kTakenByStatement : session_->error();
+  if (std::this_thread::get_id() == mainThread_ && left_) return kLeft;
+  return isRefused() ? kTakenByStatement : line_->session->error();
 }
 
-unsigned PatientSession::errorNumber() const { return isRefused() ? 0 : session_->errorNumber(); }
+unsigned PatientSession::errorNumber() const {
+  if (std::this_thread::get_id() == mainThread_ && left_) return kNoConnection;
+  return isRefused() ? 0 : line_->session->errorNumber();
+}
 
 bool PatientSession::selectDatabase(const std::string& name) {
-  return runChecked([&] { return session_->selectDatabase(name); });
+  return runChecked([&] { return line_->session->selectDatabase(name); });
 }
 
 std::unique_ptr<ResultRows> PatientSession::rowsOf(
     std::unique_ptr<ResultRows> (ServerSession::*call)()) {
   std::unique_ptr<ResultRows> rows;
-  if (run([&] { rows = (*session_.*call)(); }) && !rows) noteLoss();
+  if (run([&] { rows = (*line_->session.*call)(); }) && !rows) noteLoss();
   return rows;
 }
 
@@ -277,7 +323,9 @@ std::unique_ptr<ResultRows> PatientSession::useResult() {
   return rowsOf(&ServerSession::useResult);
 }
 
-std::uint64_t PatientSession::insertId() const { return isOthers() ? 0 : session_->insertId(); }
+std::uint64_t PatientSession::insertId() const {
+  return isOthers() ? 0 : line_->session->insertId();
+}
 
 std::unique_ptr<ResultRows> PatientSession::listDatabases() {
   return rowsOf(&ServerSession::listDatabases);
@@ -285,9 +333,23 @@ std::unique_ptr<ResultRows> PatientSession::listDatabases() {
 
 std::unique_ptr<Statement> PatientSession::makeStatement() {
   std::unique_ptr<Statement> statement;
-  static_cast<void>(run([&] { statement = session_->makeStatement(); }));
+  static_cast<void>(run([&] { statement = line_->session->makeStatement(); }));
   if (!statement) return nullptr;
   return std::make_unique<PatientStatement>(*this, std::move(statement));
+}
+
+void runPatiently(const PatientSession::Waiting& waiting,
+                  const std::function<void(const std::function<bool()>& cancelled)>& task) {
+  std::atomic<bool> ends = false;
+  std::future<void> done =
+      std::async(std::launch::async, [&] { task([&ends] { return ends.load(); }); });
+  if (done.wait_for(kPatience) != std::future_status::ready) {
+    while (done.wait_for(kBetweenQuestions) != std::future_status::ready) {
+      if (waiting.goesOn && !waiting.goesOn(true)) ends = true;
+    }
+    if (waiting.over) waiting.over();
+  }
+  done.get();
 }
 
 }  // namespace keldane

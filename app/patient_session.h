@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,7 +15,8 @@ namespace keldane {
 /// A session that keeps a window alive: what the main thread asks of the server is sent by a thread
 /// of its own, and the main thread, once that has lasted 300 ms, asks `goesOn` again and again,
 /// which may run the event loop. When the user wants it to end, a second session ends the statement
-/// on the server; it then fails with the server's words.
+/// on the server; it then fails with the server's words. A connect, which no server may ever
+/// answer, is left alone instead: it goes on by itself on its thread, and ends there.
 ///
 /// Only one call at a time: one that an event makes meanwhile fails at once, with an error that
 /// says so. Calls of other threads (an archive run) go straight to the session below. Made and
@@ -62,13 +62,17 @@ class PatientSession : public ServerSession {
   friend class PatientStatement;
 
   /// Runs the call, on the worker if this is the main thread. False: refused, nothing was called.
-  bool run(const std::function<void()>& call);
+  bool run(const std::function<void()>& call) { return send(call, false); }
+  bool send(std::function<void()> call, bool canLeave);
   /// The same of a call that tells whether it went well.
   bool runChecked(const std::function<bool()>& call);
   [[nodiscard]] std::unique_ptr<ResultRows> rowsOf(
       std::unique_ptr<ResultRows> (ServerSession::*call)());
-  void work();
-  void wait(std::unique_lock<std::mutex>& lock);
+  /// A session with the thread that sends its statements.
+  struct Line;
+  [[nodiscard]] std::shared_ptr<Line> makeLine();
+  static void work(const std::shared_ptr<Line>& line);
+  [[nodiscard]] bool wait(std::unique_lock<std::mutex>& lock, bool canLeave);
   void identify();
   void endStatement();
   void noteLoss();
@@ -77,25 +81,24 @@ class PatientSession : public ServerSession {
 
   const MakeSession makeSession_;
   const Waiting waiting_;
-  const std::unique_ptr<ServerSession> session_;
   const std::thread::id mainThread_;
 
   // The main thread's.
   bool waits_ = false;
   bool refused_ = false;  ///< the last call was not made
+  bool left_ = false;     ///< the last call was left alone
   bool isLost_ = false;
-  std::thread killer_;
 
-  std::mutex mutex_;
+  // Under the line's mutex, which is another one only after a call was left alone.
   ServerAddress address_;     ///< of the one host that has the session
   std::string connectionId_;  ///< the server's number of this session; empty: not known
   std::atomic<bool> hasMoved_ = false;
-  std::condition_variable changed_;
-  const std::function<void()>* call_ = nullptr;  ///< to be run by the worker
-  bool done_ = false;
-  bool killing_ = false;
-  bool ends_ = false;
-  std::thread worker_;
+  std::shared_ptr<Line> line_;
 };
+
+/// Runs a task that is no statement on a thread of its own, while the main thread asks `goesOn` as
+/// in a session's call. `cancelled`, for the task, is true once the user wants it to end.
+void runPatiently(const PatientSession::Waiting& waiting,
+                  const std::function<void(const std::function<bool()>& cancelled)>& task);
 
 }  // namespace keldane

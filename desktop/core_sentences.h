@@ -294,6 +294,8 @@ inline constexpr const char* kCoreSentences[] = {
     QT_TRANSLATE_NOOP("Core", "Done"),
     QT_TRANSLATE_NOOP("Core", "Open"),
     QT_TRANSLATE_NOOP("Core", "Save"),
+    QT_TRANSLATE_NOOP("Core", "Connecting was cancelled."),
+    QT_TRANSLATE_NOOP("Core", "Starting the private server was cancelled."),
     QT_TRANSLATE_NOOP("Core", "Add"),
 };
 

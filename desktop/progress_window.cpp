@@ -146,9 +146,9 @@ void ProgressWindow::start(const QString& title) {
   if (!isVisible()) appearance_->start(kAppearsAfter);
 }
 
-bool ProgressWindow::waits(bool canEnd) {
+bool ProgressWindow::waits(bool canEnd, const QString& title) {
   if (!runs_) {
-    start(tr("Waiting for the server..."));
+    start(title);
     // The wait has lasted that long already.
     started_ -= kAppearsAfter;
     waitsAlone_ = true;

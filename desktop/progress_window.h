@@ -31,7 +31,7 @@ class ProgressWindow : public PanelDialog {
   [[nodiscard]] bool goesOn();
   /// The same while a statement is at the server, with a title of its own when no task has begun.
   /// `canEnd`: the statement can be ended.
-  [[nodiscard]] bool waits(bool canEnd);
+  [[nodiscard]] bool waits(bool canEnd, const QString& title);
   /// The statement is over.
   void waited();
 

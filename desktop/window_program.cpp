@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QTimer>
 
-#include "app/patient_session.h"
 #include "base/files.h"
 #include "desktop/addresses_dialog.h"
 #include "desktop/attach_type_sheet.h"
@@ -63,6 +62,12 @@ WindowProgram::WindowProgram(int argc, char** argv) : environment_(argc, argv), 
     ProcessToolRunner tools;
     return newerPackage(tools, version);
   };
+  options.startServer = [this](LocalServer& server) {
+    Result<LocalServer::Status> started = Failure{""};
+    runPatiently(waiting(ProgressWindow::tr("Starting the private server...")),
+                 [&](const auto& cancelled) { started = server.start(cancelled); });
+    return started;
+  };
   controller_ = std::make_unique<KeldaneController>(
       KeldaneController::Ports{ui_, queue_, tools_, environment_, host_,
                                [] { QCoreApplication::quit(); }},
@@ -92,12 +97,19 @@ WindowProgram::~WindowProgram() {
   controller_->applicationWillTerminate();
 }
 
-std::unique_ptr<ServerSession> WindowProgram::makeSession() {
+PatientSession::Waiting WindowProgram::waiting(const QString& title) {
   PatientSession::Waiting waiting;
-  waiting.goesOn = [this](bool canEnd) { return progress_ == nullptr || progress_->waits(canEnd); };
+  waiting.goesOn = [this, title](bool canEnd) {
+    return progress_ == nullptr || progress_->waits(canEnd, title);
+  };
   waiting.over = [this] {
     if (progress_ != nullptr) progress_->waited();
   };
+  return waiting;
+}
+
+std::unique_ptr<ServerSession> WindowProgram::makeSession() {
+  PatientSession::Waiting waiting = this->waiting(ProgressWindow::tr("Waiting for the server..."));
   waiting.lostChanged = [this](bool isLost) {
     if (mainWindow_) mainWindow_->showLoss(isLost);
   };

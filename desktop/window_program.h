@@ -8,6 +8,7 @@
 #include <QSettings>
 
 #include "app/keldane_controller.h"
+#include "app/patient_session.h"
 #include "desktop/qt_main_queue.h"
 #include "desktop/qt_user_interface.h"
 #include "platform/desktop_host_services.h"
@@ -20,7 +21,6 @@ namespace keldane {
 
 class MainWindow;
 class PanelView;
-class PatientSession;
 class ProgressWindow;
 class QtPagePrinter;
 class TextWindow;
@@ -49,6 +49,9 @@ class WindowProgram {
   void makePrinter();
   [[nodiscard]] std::unique_ptr<ServerSession> makeSession();
   void savePlaces();
+  /// What a call does that lasts: it shows the progress panel, with this title if nothing else is
+  /// under way.
+  [[nodiscard]] PatientSession::Waiting waiting(const QString& title);
   /// Adds a panel that the program owns from now on.
   void add(std::unique_ptr<PanelView> panel);
 

@@ -37,6 +37,9 @@ constexpr std::array<const char*, 4> kConfiguration = {
     kPlainMode,
 };
 
+/// An error that no server has answered: there is none, or it cannot be reached.
+bool isOfClient(unsigned number) { return number >= 2000 && number < 3000; }
+
 bool isAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
@@ -303,7 +306,9 @@ Faults Connections::connect(const ServerConnection& wanted) {
   Faults faults;
   if (!openSession(wanted.database)) {
     // The server may be there and only the database missing.
-    if (wanted.database.empty() || !openSession("")) return {connectFault(session_.error())};
+    if (wanted.database.empty() || isOfClient(session_.errorNumber()) || !openSession("")) {
+      return {connectFault(session_.error())};
+    }
     if (database_.opening == Opening::create) faults = openNewDatabase(wanted.database);
   }
   if (!wanted.database.empty()) {

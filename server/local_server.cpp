@@ -32,6 +32,10 @@ constexpr std::uintmax_t kLongLogBytes = 1024 * 1024;
 constexpr const char* kServerUser = "root";
 constexpr std::uint64_t kMegabyte = 1000000;
 
+constexpr const char* kCancelled = "Starting the private server was cancelled.";
+
+bool isCancelled(const std::function<bool()>& cancelled) { return cancelled && cancelled(); }
+
 ServerAddress addressOf(const std::string& socket, const char* user) {
   ServerAddress address;
   address.host = "localhost";
@@ -150,7 +154,8 @@ Result<void> LocalServer::checkSpace() const {
                   (options_.leastFreeBytes + kMegabyte - 1) / kMegabyte)};
 }
 
-Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
+Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs,
+                                         const std::function<bool()>& cancelled) {
   if (isDirectory(paths_.data)) return {};
   if (Result<void> enough = checkSpace(); !enough) return enough;
   // Made beside its place and then moved, so that a half-made one is never taken for an archive.
@@ -181,7 +186,12 @@ Result<void> LocalServer::makeDataFolder(const ServerPrograms& programs) {
     allowAdministrator(call.arguments);
   }
   if (call.program.empty()) return Failure{missingServerText(programs.make)};
+  call.cancelled = cancelled;
   const Result<ToolOutcome> outcome = tools_.run(call);
+  if (isCancelled(cancelled)) {
+    std::filesystem::remove_all(fresh, ignored);
+    return Failure{kCancelled};
+  }
   if (!outcome) return Failure{outcome.error()};
   if (outcome->exitStatus != 0) {
     return Failure{fmt::format("{} could not make the folder \"{}\":\n{}", call.program, fresh,
@@ -216,8 +226,10 @@ Result<int> LocalServer::launch(const ServerPrograms& programs) {
   return tools_.startDetached(call, paths_.log);
 }
 
-Result<bool> LocalServer::waitForAnswer(int processId, Deadline deadline) {
+Result<bool> LocalServer::waitForAnswer(int processId, Deadline deadline,
+                                        const std::function<bool()>& cancelled) {
   while (!answers()) {
+    if (isCancelled(cancelled)) return Failure{kCancelled};
     const bool gone = processId > 0 ? hasEnded(processId) : !dataFolderHolder(paths_.data).held;
     if (gone) return false;
     if (Clock::now() >= deadline) {
@@ -231,29 +243,43 @@ Result<bool> LocalServer::waitForAnswer(int processId, Deadline deadline) {
   return true;
 }
 
-Result<LocalServer::Status> LocalServer::start() {
+Result<FileLock> LocalServer::takeLock(const std::function<bool()>& cancelled) const {
+  for (int second = 1;; ++second) {
+    Result<FileLock> lock = FileLock::take(paths_.lock, 1);
+    if (lock || second >= options_.startSeconds) return lock;
+    if (isCancelled(cancelled)) return Failure{kCancelled};
+  }
+}
+
+Result<LocalServer::Status> LocalServer::start(const std::function<bool()>& cancelled) {
   // With a server that runs, no programs are needed and nobody need wait for the lock.
-  if (answers()) return runningStatus(findPrograms());
+  if (answers(kLocalUser)) return runningStatus(findPrograms());
   const ServerPrograms programs = findPrograms();
   if (programs.server.empty()) return Failure{missingServerText(dataFolderMake(paths_.data))};
   if (const Result<void> made = prepareFolders(); !made) return Failure{made.error()};
   const std::chrono::seconds patience(options_.startSeconds);
-  const Result<FileLock> lock = FileLock::take(paths_.lock, options_.startSeconds);
+  const Result<FileLock> lock = takeLock(cancelled);
   if (!lock) return Failure{lock.error()};
   // Another program has started it meanwhile; or one started before is still at its beginning, or
   // already at its end.
-  const Result<bool> joined = waitForAnswer(0, Clock::now() + patience);
-  if (!joined) return Failure{joined.error()};
-  if (*joined) return runningStatus(programs);
-  if (const Result<void> made = makeDataFolder(programs); !made) return Failure{made.error()};
-  const Result<int> launched = launch(programs);
-  if (!launched) return Failure{launched.error()};
-  const Result<bool> answered = waitForAnswer(*launched, Clock::now() + patience);
+  Result<bool> answered = waitForAnswer(0, Clock::now() + patience, cancelled);
   if (!answered) return Failure{answered.error()};
   if (!*answered) {
-    return Failure{"The private server did not start. The end of its log:\n" + logTail()};
+    if (const Result<void> made = makeDataFolder(programs, cancelled); !made) {
+      return Failure{made.error()};
+    }
+    const Result<int> launched = launch(programs);
+    if (!launched) return Failure{launched.error()};
+    answered = waitForAnswer(*launched, Clock::now() + patience, cancelled);
+    if (!answered) return Failure{answered.error()};
+    if (!*answered) {
+      return Failure{"The private server did not start. The end of its log:\n" + logTail()};
+    }
+    arrange(programs);
+  } else if (!answers(kLocalUser)) {
+    // Whoever has started it did not wait for it.
+    arrange(programs);
   }
-  arrange(programs);
   return runningStatus(programs);
 }
 

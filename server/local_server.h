@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "base/private_files.h"
 #include "base/result.h"
 #include "platform/environment.h"
 #include "platform/tool_runner.h"
@@ -47,8 +49,10 @@ class LocalServer {
   /// until it answers. The error names the package to install when the programs are missing, and
   /// ends with the last lines of the server's log when it died. A server that is only slow (it may
   /// have to mend its data after a crash) is left to go on after a failure, for the next call to
-  /// join.
-  [[nodiscard]] Result<Status> start();
+  /// join. `cancelled` is asked many times a second: true makes it fail soon, with nothing half
+  /// made left behind; a server that has been started by then goes on in the same way. May be
+  /// empty.
+  [[nodiscard]] Result<Status> start(const std::function<bool()>& cancelled = {});
   /// Stops it at once and waits until it is gone. Not running: a success.
   [[nodiscard]] Result<void> stop();
   [[nodiscard]] Status status() const;
@@ -72,10 +76,13 @@ class LocalServer {
   [[nodiscard]] std::string socketFolder() const;
   [[nodiscard]] Result<void> checkSpace() const;
   [[nodiscard]] Result<void> prepareFolders();
-  [[nodiscard]] Result<void> makeDataFolder(const ServerPrograms& programs);
+  [[nodiscard]] Result<void> makeDataFolder(const ServerPrograms& programs,
+                                            const std::function<bool()>& cancelled);
+  [[nodiscard]] Result<FileLock> takeLock(const std::function<bool()>& cancelled) const;
   [[nodiscard]] Result<int> launch(const ServerPrograms& programs);
   /// True once it answers, false when its process has ended before.
-  [[nodiscard]] Result<bool> waitForAnswer(int processId, Deadline deadline);
+  [[nodiscard]] Result<bool> waitForAnswer(int processId, Deadline deadline,
+                                           const std::function<bool()>& cancelled);
   void arrange(const ServerPrograms& programs);
   void noteInLog(const std::string& text) const;
 

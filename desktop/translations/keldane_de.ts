@@ -1372,6 +1372,14 @@
         <source>Backup</source>
         <translation>Sichern</translation>
     </message>
+    <message>
+        <source>Connecting was cancelled.</source>
+        <translation>Das Verbinden wurde abgebrochen.</translation>
+    </message>
+    <message>
+        <source>Starting the private server was cancelled.</source>
+        <translation>Das Starten des privaten Servers wurde abgebrochen.</translation>
+    </message>
 </context>
 <context>
     <name>DateMenus</name>
@@ -2072,6 +2080,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Close</source>
         <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Starting the private server...</source>
+        <translation>Der private Server wird gestartet …</translation>
     </message>
 </context>
 <context>

@@ -3,6 +3,10 @@
 #include <future>
 #include <thread>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 
 #include "tests/support/test_server.h"
@@ -71,6 +75,31 @@ TEST_F(PatientSessionTest, TellsOnceThatTheServerIsGoneAndThatItIsBack) {
   session.init();
   EXPECT_TRUE(session.connect(TestServer::shared().address())) << session.error();
   EXPECT_THAT(lost, ElementsAre(true, false));
+}
+
+TEST_F(PatientSessionTest, AHostThatNeverAnswersIsGivenUp) {
+  // It takes the link and says nothing.
+  const int host = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in place = {};
+  place.sin_family = AF_INET;
+  place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof place;
+  ASSERT_EQ(::bind(host, reinterpret_cast<sockaddr*>(&place), size), 0);
+  ASSERT_TRUE(::listen(host, 1) == 0 &&
+              ::getsockname(host, reinterpret_cast<sockaddr*>(&place), &size) == 0);
+  ServerAddress address;
+  address.host = "127.0.0.1";
+  address.port = ntohs(place.sin_port);
+  session.init();
+  EXPECT_FALSE(session.connect(address));
+  EXPECT_EQ(session.error(), "Connecting was cancelled.");
+  EXPECT_EQ(asked, 3);
+  EXPECT_EQ(over, 1);
+  // What is still waiting for that host is nobody's business.
+  session.init();
+  EXPECT_TRUE(session.connect(TestServer::shared().address())) << session.error();
+  EXPECT_TRUE(session.query("SELECT 1"));
+  ::close(host);
 }
 
 TEST_F(PatientSessionTest, LeavesTheSessionToARun) {

@@ -280,6 +280,28 @@ TEST(LocalServerData, AFirstStartMakesItAndNothingHalfMadeIsTaken) {
   EXPECT_TRUE(program.server.stop());
 }
 
+TEST(LocalServerData, ACancelledStartLeavesNothingHalfMade) {
+  TemporaryFolder folder;
+  LocalServer::Options options;
+  options.folder = folder / "Server";
+  Program program(options);
+  const auto isBeingMade = [&] { return fs::exists(options.folder + "/data.new/mysql"); };
+  const auto begun = program.server.start(isBeingMade);
+  ASSERT_FALSE(begun);
+  EXPECT_EQ(begun.error(), "Starting the private server was cancelled.");
+  EXPECT_FALSE(fs::exists(options.folder + "/data.new"));
+  EXPECT_FALSE(fs::exists(options.folder + "/data"));
+
+  // One that nobody waited for is joined, and arranged then.
+  const auto launched =
+      program.server.start([&] { return dataFolderHolder(options.folder + "/data").held; });
+  ASSERT_FALSE(launched);
+  const auto joined = program.server.start();
+  ASSERT_TRUE(joined) << joined.error();
+  EXPECT_EQ(joined->user, kLocalUser);
+  EXPECT_TRUE(program.server.stop());
+}
+
 TEST(LocalServerData, AFailedInstallationIsToldAndLeavesNoData) {
   TemporaryFolder folder;
   folder.writeScript("bin/mariadbd", "exit 1");
