@@ -10,6 +10,8 @@
 
 #include <unicode/uchar.h>
 
+#include "base/folded_key.h"
+
 namespace keldane {
 namespace {
 
@@ -267,6 +269,24 @@ int compareNoCase(std::string_view a, std::string_view b) {
   }
   if (atA < a.size()) return 1;
   return atB < b.size() ? -1 : 0;
+}
+
+std::string foldedKey(std::string_view text) {
+  constexpr char kBehindCharacters = '\xF5';
+  std::string key;
+  key.reserve(text.size());
+  for (std::size_t at = 0, bytes = 0; at < text.size(); at += bytes) {
+    const char32_t character = foldedAt(text, at, bytes);
+    if (character < 0x80) {
+      key += static_cast<char>(character);
+    } else if (character < kBadByte) {
+      appendUtf8(key, character);
+    } else {
+      key += kBehindCharacters;
+      key += static_cast<char>(character - kBadByte);
+    }
+  }
+  return key;
 }
 
 std::optional<std::size_t> findNoCase(std::string_view text, std::string_view needle) {

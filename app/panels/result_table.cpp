@@ -9,6 +9,7 @@
 
 #include "app/panels/panel_progress.h"
 #include "app/query_settings.h"
+#include "base/folded_key.h"
 #include "base/text.h"
 #include "query/search_builder.h"
 
@@ -26,23 +27,43 @@ constexpr TextColumn kTextColumns[] = {{"emailDate", &Emailrow::emailDate},
                                        {"emailSubject", &Emailrow::emailSubject},
                                        {"emailMailbox", &Emailrow::emailMailbox}};
 
-using Comparison = std::function<int(const Emailrow&, const Emailrow&)>;
+/// The rows by their keys; equal ones stay as they are. Each row's key is made once, and each row
+/// is moved once.
+template <typename KeyOf>
+void sortRows(std::vector<Emailrow>& rows, const KeyOf& keyOf) {
+  using Key = decltype(keyOf(rows.front()));
+  std::vector<std::pair<Key, std::uint32_t>> order;
+  order.reserve(rows.size());
+  for (const Emailrow& row : rows) {
+    order.emplace_back(keyOf(row), static_cast<std::uint32_t>(order.size()));
+  }
+  std::sort(order.begin(), order.end());
+  std::vector<Emailrow> sorted;
+  sorted.reserve(rows.size());
+  for (const auto& [key, row] : order) sorted.push_back(std::move(rows[row]));
+  rows = std::move(sorted);
+}
 
-Comparison comparisonFor(std::string_view identifier, int dateFormat) {
-  if (identifier == "emailID") return emailIDComparison;
-  if (identifier == "emailAtch") return emailAtchComparison;
+/// False: there is no such column.
+bool sortByColumn(std::vector<Emailrow>& rows, std::string_view identifier, int dateFormat) {
+  if (identifier == "emailID") {
+    sortRows(rows, [](const Emailrow& row) { return row.emailID; });
+    return true;
+  }
+  if (identifier == "emailAtch") {
+    sortRows(rows, [](const Emailrow& row) { return row.emailAtch; });
+    return true;
+  }
   if (identifier == "emailDate") {
-    return [dateFormat](const Emailrow& a, const Emailrow& b) {
-      return emailDateComparison(a, b, dateFormat);
-    };
+    sortRows(rows, [&](const Emailrow& row) { return reorderDate(row.emailDate, dateFormat); });
+    return true;
   }
   for (const TextColumn& column : kTextColumns) {
     if (column.identifier != identifier) continue;
-    return [field = column.field](const Emailrow& a, const Emailrow& b) {
-      return compareNoCase(a.*field, b.*field);
-    };
+    sortRows(rows, [&](const Emailrow& row) { return foldedKey(row.*column.field); });
+    return true;
   }
-  return nullptr;
+  return false;
 }
 
 }  // namespace
@@ -221,12 +242,8 @@ void ResultTable::didClickTableColumn(const std::string& identifier) {
   if (identifier == sortColumn) {
     reverseList = !reverseList;
   } else {
-    const Comparison compare = comparisonFor(identifier, context_.settings.dateFormat);
-    if (!compare) return;
+    if (!sortByColumn(emailRows, identifier, context_.settings.dateFormat)) return;
     sortColumn = identifier;
-    std::stable_sort(
-        emailRows.begin(), emailRows.end(),
-        [&compare](const Emailrow& a, const Emailrow& b) { return compare(a, b) < 0; });
   }
   context_.ui.changed("storeTableView");
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "base/folded_key.h"
+
 namespace keldane {
 namespace {
 
@@ -90,6 +92,23 @@ TEST(Text, ComparesWithoutCase) {
   EXPECT_GT(compareNoCase("ab", "A"), 0);
   EXPECT_LT(compareNoCase("", "a"), 0);
   EXPECT_NE(compareNoCase("\xFC", "\xC3\xBC"), 0);
+  const char* const texts[] = {"",
+                               "a",
+                               "AB",
+                               "ab",
+                               "abc",
+                               "z",
+                               "\xC3\x84pfel",
+                               "\xC3\xA4P",
+                               "\xFC",
+                               "\xC3\xBC",
+                               "\xF0\x9F\x98\x80",
+                               "\xFFz"};
+  for (const std::string_view a : texts) {
+    for (const std::string_view b : texts) {
+      EXPECT_EQ(foldedKey(a) < foldedKey(b), compareNoCase(a, b) < 0) << a << " " << b;
+    }
+  }
 }
 
 TEST(Text, FindsWithoutCaseAtTheByteWhereItStands) {
