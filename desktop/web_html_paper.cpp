@@ -1,5 +1,6 @@
 // HTML on paper by the web engine.
 #include <QColor>
+#include <QWebEnginePage>
 
 #include "desktop/closed_page.h"
 #include "desktop/html_paper.h"
@@ -10,6 +11,8 @@ namespace {
 class WebHtmlPaper : public HtmlPaper {
  public:
   WebHtmlPaper() : closed_(nullptr) {
+    // What a page wants that nobody sees, the engine does once a second.
+    closed_.page().setVisible(true);
     closed_.findPicture = [this](const QString& contentId) {
       return findPicture ? findPicture(contentId) : std::nullopt;
     };
