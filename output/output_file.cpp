@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -18,9 +19,10 @@ namespace {
 constexpr std::size_t kBufferBytes = 256 * 1024;
 constexpr const char* kOpenFiles = "/proc/self/fd";
 
-/// A file without a name, which takes one when it is whole: in a folder of very many files a name
-/// that is changed costs five times as much as one that is given. -1: not to be had here.
-int openNameless(const std::string& folder) {
+/// A file without a name, which takes one when it is whole: nothing stays of it when the program is
+/// killed, and in a folder of very many files a name that is changed costs five times as much as
+/// one that is given. -1: not to be had here.
+int openNameless(const std::filesystem::path& folder) {
 #ifdef O_TMPFILE
   if (::access(kOpenFiles, X_OK) != 0) return -1;
   return ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
@@ -70,13 +72,34 @@ Result<void> OutputFile::open() {
 }
 
 void OutputFile::openTemporary() {
-  if (!temporaryFolder_.empty()) fd_ = openNameless(temporaryFolder_);
+  fd_ = openNameless(temporaryFolder_.empty() ? std::filesystem::path(target_).replace_filename(".")
+                                              : std::filesystem::path(temporaryFolder_));
   isNameless_ = fd_ >= 0;
-  if (isNameless_) return;
+  if (!isNameless_) fd_ = makeTemporary();
+}
+
+/// Makes the file that is renamed to the target later. -1: errno tells why not.
+int OutputFile::makeTemporary() {
   temporary_ = temporaryFolder_.empty() ? target_ : temporaryFolder_ + "/keldane";
   temporary_ += ".XXXXXX";
-  fd_ = ::mkstemp(temporary_.data());
-  if (fd_ < 0) temporary_.clear();
+  const int fd = ::mkstemp(temporary_.data());
+  if (fd < 0) temporary_.clear();
+  return fd;
+}
+
+/// The file without a name gets the target's, in place of another that lies there.
+void OutputFile::takeName() {
+  if (giveName(fd_, target_)) return;
+  int code = errno;
+  if (code == EEXIST) {
+    const int other = makeTemporary();
+    if (other >= 0 && ::close(other) == 0 && ::unlink(temporary_.c_str()) == 0 &&
+        giveName(fd_, temporary_)) {
+      return;
+    }
+    code = errno;
+  }
+  fail(code);
 }
 
 void OutputFile::write(std::string_view bytes) {
@@ -92,22 +115,15 @@ void OutputFile::write(std::string_view bytes) {
 Result<void> OutputFile::commit() {
   if (fd_ < 0 && !hasFailed()) fail(EBADF);
   flush();
-  if (!hasFailed() && (isNameless_ || !temporary_.empty())) {
+  const bool isNew = isNameless_ || !temporary_.empty();
+  if (!hasFailed() && isNew) {
     if (time_ != 0) {
       const timespec times[2] = {{static_cast<time_t>(time_), 0}, {static_cast<time_t>(time_), 0}};
       static_cast<void>(::futimens(fd_, times));
     }
     if (temporaryFolder_.empty() && ::fsync(fd_) != 0) fail(errno);
   }
-  if (!hasFailed() && isNameless_ && !giveName(fd_, target_)) {
-    // Another lies there: this one takes its place in one step.
-    temporary_ = temporaryFolder_ + "/keldane.new";
-    if (errno != EEXIST || (::unlink(temporary_.c_str()) != 0 && errno != ENOENT) ||
-        !giveName(fd_, temporary_)) {
-      fail(errno);
-      temporary_.clear();
-    }
-  }
+  if (!hasFailed() && isNameless_) takeName();
   if (fd_ >= 0 && ::close(std::exchange(fd_, -1)) != 0) {
     fail(errno);
     if (isNameless_ && temporary_.empty()) ::unlink(target_.c_str());
@@ -115,12 +131,14 @@ Result<void> OutputFile::commit() {
   if (!hasFailed() && !temporary_.empty()) {
     if (::rename(temporary_.c_str(), target_.c_str()) == 0) {
       temporary_.clear();
-      if (temporaryFolder_.empty()) syncFolderOf(target_);
     } else {
       fail(errno);
     }
   }
-  if (!hasFailed()) return {};
+  if (!hasFailed()) {
+    if (isNew && temporaryFolder_.empty()) syncFolderOf(target_);
+    return {};
+  }
   discard();
   return Failure{failure_};
 }

@@ -9,9 +9,10 @@
 
 namespace keldane {
 
-/// The one way by which a file leaves the archive. The bytes go to a private file beside the
-/// target, which takes the target's name only when all of them are on disk: a full disk, a lost
-/// folder or a crash leaves whatever lay there before. Mode 0600; a symbolic link is followed.
+/// The one way by which a file leaves the archive. The bytes go to a private file, without a name
+/// where the system has such, else beside the target, which takes the target's name only when all
+/// of them are on disk: a full disk, a lost folder or a crash leaves whatever lay there before.
+/// Mode 0600; a symbolic link is followed.
 ///
 /// "-" stands for standard output. That, and a target that is no regular file (a pipe, /dev/null),
 /// is written to at once. One thread at a time.
@@ -41,6 +42,8 @@ class OutputFile {
 
  private:
   void openTemporary();
+  [[nodiscard]] int makeTemporary();
+  void takeName();
   void flush();
   void fail(int code);
   void discard();

@@ -31,6 +31,7 @@ TEST(OutputFile, StandsUnderItsNameOnlyWhenItIsWhole) {
     ASSERT_TRUE(dropped.open());
     dropped.write(large);
     EXPECT_EQ(folder.read("out"), "old");
+    EXPECT_EQ(filesIn(folder), 1U) << "a program that is killed now leaves nothing";
   }
   EXPECT_EQ(folder.read("out"), "old");
   OutputFile file(path);
