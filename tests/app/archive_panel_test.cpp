@@ -58,7 +58,9 @@ class ArchivePanelTest : public ::testing::Test {
   RecordingHostServices host;
   ProgressPanel progress{ui, queue};
   Archiver archiver{{progress, queue, tools, at(environment, folder.path()), host},
-                    {true, [] { return TestServer::shared().connect(); }, {}}};
+                    {.makeSession = [] { return TestServer::shared().connect(); },
+                     .startServer = {},
+                     .makeScheduleAgent = {}}};
   ResultTable list{{archiver.session(),
                     archiver.database(),
                     archiver.settings().user,
