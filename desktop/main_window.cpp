@@ -608,8 +608,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-  // What comes out of the archive does not go in again.
-  if (event->source() != nullptr) return;
+  // What comes out of the archive does not go in again, and one run goes at a time.
+  if (event->source() != nullptr || controller_.archiveRun().isRunning()) return;
   if (localPaths(event->mimeData()).empty()) return;
   event->setDropAction(Qt::CopyAction);
   event->accept();

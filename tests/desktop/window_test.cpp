@@ -6,16 +6,19 @@
 #include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDropEvent>
 #include <QFile>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QTest>
 #include <QTreeView>
+#include <QUrl>
 
 #include "desktop/appearance.h"
 #include "desktop/qt_text.h"
@@ -102,6 +105,34 @@ class WindowWithMail : public ::testing::Test {
 
   WindowRig rig;
 };
+
+TEST_F(WindowWithMail, TakesInWhatIsDroppedOnceThatIsConfirmed) {
+  rig.folder.write("more/4.eml",
+                   "From: dora@club.example\nSubject: Dropped\nDate: Sun, 16 Jan 2022 09:30:00 "
+                   "+0000\n\nBeets\n");
+  const auto drop = [this](const QList<QUrl>& urls) {
+    QMimeData data;
+    data.setUrls(urls);
+    const Qt::DropActions offered = Qt::MoveAction | Qt::CopyAction;
+    QDragEnterEvent enter(QPoint(9, 9), offered, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&rig.window(), &enter);
+    if (!enter.isAccepted()) return Qt::IgnoreAction;
+    QDropEvent dropped(QPointF(9, 9), offered, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&rig.window(), &dropped);
+    return dropped.dropAction();
+  };
+  const std::size_t before = rig.alerts.size();
+  EXPECT_EQ(drop({QUrl("https://club.example/4.eml")}), Qt::IgnoreAction);
+  const QList<QUrl> folder{QUrl::fromLocalFile(qtText(rig.folder / "more"))};
+  rig.answers = {"Cancel"};
+  EXPECT_EQ(drop(folder), Qt::CopyAction) << "the other program keeps its files";
+  ASSERT_TRUE(rig.waitFor([&] { return rig.alerts.size() > before; }));
+  const auto& count = rig.control<QLabel>("dbCountTextField");
+  EXPECT_EQ(count.text(), "3 emails in the database.");
+  rig.answers = {"Archive"};
+  EXPECT_EQ(drop(folder), Qt::CopyAction);
+  EXPECT_TRUE(rig.waitFor([&] { return count.text() == "4 emails in the database."; }));
+}
 
 TEST_F(WindowWithMail, SearchesByFormInsideTheListAndBySavedStatement) {
   rig.click("searchItem");
