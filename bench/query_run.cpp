@@ -280,7 +280,7 @@ int run(int argc, char** argv) {
       if (!replayed.good) return 1;
       bare.push_back(replayed.seconds);
       spent += ours.back() + bare.back();
-      statements = replayed.statements;
+      statements = replayed.statements();
     }
     printRow(work.name, rows, statements, ours, bare);
   }

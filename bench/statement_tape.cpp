@@ -140,6 +140,12 @@ void ReplayResult::add(std::string_view sql, double took) {
   kind.seconds += took;
 }
 
+std::uint64_t ReplayResult::statements() const {
+  std::uint64_t count = 0;
+  for (const auto& [words, kind] : kinds) count += kind.count;
+  return count;
+}
+
 ReplayResult replayTape(const std::string& path, ServerSession& session) {
   ReplayResult result;
   std::FILE* file = std::fopen(path.c_str(), "rb");

@@ -43,6 +43,8 @@ struct ReplayResult {
     double seconds = 0;
   };
   void add(std::string_view sql, double took);
+  /// How many were sent.
+  [[nodiscard]] std::uint64_t statements() const;
 
   double seconds = 0;
   std::map<std::string, Kind> kinds;  ///< by the statement's first words
