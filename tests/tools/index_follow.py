@@ -127,13 +127,13 @@ def random_query(mail, chance):
     return chance.choice(kinds)
 
 
-def differing(program, archive, mail, chance, count):
+def differing(program, archive, mail, chance, count, but=frozenset()):
     rows = plain_rows(archive)
     bad = found = 0
     for _ in range(count):
         query, holds = random_query(mail, chance)
-        wanted = {number for number, row in rows.items() if holds(row)}
-        got = program.find(query)
+        wanted = {number for number, row in rows.items() if holds(row)} - but
+        got = program.find(query) - but
         found += len(wanted)
         if got != wanted:
             bad += 1
@@ -169,17 +169,23 @@ def kill_while_indexing(program, archive, mail, chance, kills, folder):
     program.run("index", "rebuild", "--database", DATABASE)
     length = time.monotonic() - begin
     for number in range(kills):
-        if number % 2 == 0:
-            process = program.start("index", "rebuild", "--database", DATABASE)
-        else:
+        archives = number % 2 == 1
+        work = ["archive", "--database", DATABASE, f"{folder}{number}"]
+        if archives:
             mail.write(f"{folder}{number}", 60)
-            process = program.start("archive", "--database", DATABASE, f"{folder}{number}")
+        process = program.start(*(work if archives else ["index", "rebuild", "--database", DATABASE]))
         time.sleep(chance.uniform(0.05, 1) * length)
         if process.poll() is None:
             process.send_signal(signal.SIGKILL)
             cut += 1
         process.communicate()
-        wrong, _ = differing(program, archive, mail, chance, 10)
+        # Of the message at hand the source may be there, which the index goes by, and the texts of
+        # its attachments not yet in its row: the next run over its file sees to that.
+        half = {int(archive.rows("SELECT MAX(id) FROM email")[0][0])} if archives else set()
+        wrong, _ = differing(program, archive, mail, chance, 10, half)
+        if archives:
+            program.run(*work)
+            wrong += differing(program, archive, mail, chance, 10)[0]
         bad += wrong > 0
     return bad, cut
 
