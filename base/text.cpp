@@ -10,8 +10,6 @@
 
 #include <unicode/uchar.h>
 
-#include "base/folded_key.h"
-
 namespace keldane {
 namespace {
 

@@ -49,6 +49,9 @@ void repairUtf8(std::string& text);
 /// Case-insensitive order of two texts by Unicode simple case folding: negative, 0 or positive.
 [[nodiscard]] int compareNoCase(std::string_view a, std::string_view b);
 
+/// A text whose bytes compare as `compareNoCase` compares the text: for sorting many of them.
+[[nodiscard]] std::string foldedKey(std::string_view text);
+
 /// Position of `needle` in `text`, ignoring case as above; empty needles are not found.
 [[nodiscard]] std::optional<std::size_t> findNoCase(std::string_view text, std::string_view needle);
 

@@ -9,7 +9,6 @@
 
 #include "app/panels/panel_progress.h"
 #include "app/query_settings.h"
-#include "base/folded_key.h"
 #include "base/text.h"
 #include "query/search_builder.h"
 

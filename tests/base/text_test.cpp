@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/folded_key.h"
-
 namespace keldane {
 namespace {
 
