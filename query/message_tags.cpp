@@ -1,7 +1,9 @@
 #include "query/message_tags.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 #include <unordered_set>
 #include <utility>
 
@@ -16,6 +18,11 @@ namespace {
 constexpr std::size_t kMostIdsInOneStatement = 10000;
 /// Most characters of a category, and of all keywords together: what their columns hold.
 constexpr std::size_t kLongestTag = 127;
+
+constexpr unsigned kLockTimeout = 1205;
+constexpr unsigned kDeadlock = 1213;
+constexpr int kMostAttempts = 4;
+constexpr std::chrono::milliseconds kBetweenAttempts{20};
 
 }  // namespace
 
@@ -66,11 +73,25 @@ TagRow storedForm(TagRow tags) {
 }
 
 Result<void> writeTags(ServerSession& session, const TagRow& tags) {
-  if (!session.query(fmt::format("DELETE FROM tags WHERE id={}", tags.id))) {
-    return Failure{session.error()};
+  const std::string deletion = fmt::format("DELETE FROM tags WHERE id={}", tags.id);
+  if (!hasTags(tags)) {
+    return session.query(deletion) ? Result<void>() : Result<void>(Failure{session.error()});
   }
-  if (hasTags(tags) && !session.query(insertTagSql(tags))) return Failure{session.error()};
-  return {};
+  // As one: a server that ends between the two leaves the message the tags that it had. And again
+  // where another program came first, or another host takes over: it is the same, however often.
+  for (int attempt = 1;; ++attempt) {
+    if (session.query("START TRANSACTION") && session.query(deletion) &&
+        session.query(insertTagSql(tags)) && session.query("COMMIT")) {
+      return {};
+    }
+    const unsigned number = session.errorNumber();
+    Failure failure{session.error()};
+    const bool mayPass =
+        number == kLockTimeout || number == kDeadlock || isLostConnection(failure.message);
+    static_cast<void>(session.query("ROLLBACK"));
+    if (!mayPass || attempt == kMostAttempts) return failure;
+    std::this_thread::sleep_for(kBetweenAttempts * attempt);
+  }
 }
 
 namespace {
