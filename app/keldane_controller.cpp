@@ -108,10 +108,26 @@ void KeldaneController::makeWindowPanels() {
 
 void KeldaneController::afterConnect() {
   findField_->forgetIndex();
+  if (keptList_ == placeOfArchive()) return;
   sourceChooser_->forgetPostboxFolder();
   settingsPanel_->showPrefs();
   settingsPanel_->refresh();
   resultTable_->get500emails();
+}
+
+std::string KeldaneController::placeOfArchive() {
+  const ServerConnection& server = archiver_.connections().current();
+  return join({server.name, server.host, std::to_string(server.port), server.socket,
+               archiver_.database().dbPath},
+              "\n");
+}
+
+/// For the message at hand, whose list stays if the same archive answers again.
+void KeldaneController::openAgain() {
+  keptList_ = placeOfArchive();
+  archiver_.connections().doConfigure();
+  tell(archiver_.database().openDatabase());
+  keptList_.clear();
 }
 
 bool KeldaneController::reconnect() {
@@ -182,10 +198,7 @@ MessageViewer::Context KeldaneController::viewerContext(ResultTable& table) {
           archiver_.process(),
           ports_.environment,
           ports_.ui,
-          [this] {
-            archiver_.connections().doConfigure();
-            tell(archiver_.database().openDatabase());
-          },
+          [this] { openAgain(); },
           [this] { return archiver_.archiveRun().isRunning(); },
           [this] { tagPanel_->setTags(); }};
 }

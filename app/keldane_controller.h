@@ -152,6 +152,8 @@ class KeldaneController {
   void makeParts();
   void makeWindowPanels();
   void afterConnect();
+  void openAgain();
+  [[nodiscard]] std::string placeOfArchive();
   [[nodiscard]] bool reconnect();
   void tell(const Faults& faults);
   void wireSettings();
@@ -169,6 +171,7 @@ class KeldaneController {
   Options options_;
   ProgressPanel progress_;
   Archiver archiver_;
+  std::string keptList_;  ///< where the list was read that is to be kept; empty: none
   SettingsForm settingsForm_;
   std::unique_ptr<SourceChooser> sourceChooser_;
   std::unique_ptr<FolderTable> folderTable_;

@@ -104,7 +104,8 @@ void MessageViewer::refreshTags() {
   if (context_.ui.isPanelVisible("tagPanel") && context_.setTags) context_.setTags();
 }
 
-void MessageViewer::showMessage(const Emailrow& message) {
+/// By value: a link that is lost meanwhile may bring another list.
+void MessageViewer::showMessage(Emailrow message) {
   const std::uint32_t id = message.emailID;
   beginMessage(message);
   views.htmlText.clear();
@@ -248,22 +249,23 @@ void MessageViewer::showOrig(const Result<std::string>& raw, std::string_view al
 
 void MessageViewer::viewText() {
   if (views.textButtonTitle == "HTML") return tableViewSelectionDidChange();
-  const Emailrow* message = selectedMessage();
-  if (message == nullptr) return;
+  const Emailrow* selected = selectedMessage();
+  if (selected == nullptr) return;
+  const Emailrow message = *selected;
   views.textButtonTitle = "HTML";
   context_.ui.changed("textButton");
   context_.ui.changed("viewRawItem");
   // The strip stays as it was: beside the text it still leaves the HTML versions out.
-  beginMessage(*message);
+  beginMessage(message);
   if (!context_.isSessionTaken()) {
-    Result<std::string> text = sources().textForReader(message->emailID, listDate, false);
+    Result<std::string> text = sources().textForReader(message.emailID, listDate, false);
     if (!text && isLostConnection(text.error())) {
       context_.openDatabase();
-      text = sources().textForReader(message->emailID, listDate, false);
+      text = sources().textForReader(message.emailID, listDate, false);
     }
     if (text) {
       messageText = *text;
-      attachOwnerId = message->emailID;
+      attachOwnerId = message.emailID;
       showText(messageText);
     } else {
       printSqlError(text.error());

@@ -120,7 +120,7 @@ class MessageViewer {
   [[nodiscard]] Result<std::string> fetchSource(std::uint32_t id);
   void showButtons();
   void beginMessage(const Emailrow& message);
-  void showMessage(const Emailrow& message);
+  void showMessage(Emailrow message);
   void fillHead(const Emailrow& message, const MessageContent& content);
   void fillTags(std::uint32_t id);
   void showText(std::string_view text);

@@ -182,6 +182,18 @@ TEST_F(Reading, WhatAnotherProgramDoesIsSeenAtTheNextAction) {
   EXPECT_EQ(rig.control<QLabel>("dbCountTextField").text(), "2 emails in the database.");
 }
 
+/// It comes back for the message that is asked for, and takes no list away.
+TEST_F(Reading, TheListOutlivesAServerThatHasDied) {
+  rig.selectRow(0);
+  rig.click("deleteFromListItem");
+  ::kill(rig.controller().localServer().status().processId, SIGKILL);
+  rig.selectRow(1);
+  EXPECT_EQ(shown(), "Minutes");
+  EXPECT_FALSE(rig.control<QWidget>("connectionBar").isVisible());
+  EXPECT_EQ(list().model()->rowCount(), 2);
+  EXPECT_EQ(list().currentIndex().row(), 1);
+}
+
 TEST_F(Reading, ALostServerIsToldAndOneClickConnectsAgain) {
   rig.selectRow(0);
   auto& bar = rig.control<QWidget>("connectionBar");
