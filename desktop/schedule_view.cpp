@@ -4,7 +4,9 @@
 #include <QCheckBox>
 #include <QDateTime>
 #include <QGridLayout>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTimeEdit>
@@ -23,6 +25,25 @@ const QTime kProposedTime(12, 0);
 std::string today(QTime time) {
   return plainText(QDateTime(QDate::currentDate(), time).toString(kTimeForm));
 }
+
+/// Takes digits wherever a click, an arrow or "select all" has left the cursor. Qt's own takes them
+/// only for a selected hour or minute, and refuses what would make the text longer.
+class TimeField : public QTimeEdit {
+ public:
+  using QTimeEdit::QTimeEdit;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override {
+    const QLineEdit& line = *lineEdit();
+    const bool isWhole = line.text().size() == displayFormat().size();
+    const bool all = line.selectedText() == line.text();
+    const QString typed = event->text();
+    if (isWhole && !typed.isEmpty() && typed[0].isDigit() && (all || !line.hasSelectedText())) {
+      setSelectedSection(!all && currentSection() == MinuteSection ? MinuteSection : HourSection);
+    }
+    QTimeEdit::keyPressEvent(event);
+  }
+};
 
 }  // namespace
 
@@ -77,7 +98,7 @@ QWidget* ScheduleView::makeTimes() {
   SettingsForm& values = controller_.settingsPanel().form;
   auto* part = new QWidget(this);
   auto* at = new QLabel(tr("At:"), part);
-  auto* time = new QTimeEdit(part);
+  auto* time = new TimeField(part);
   nameControl(*time, "schedTime");
   time->setDisplayFormat("HH:mm");
   at->setBuddy(time);

@@ -11,6 +11,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTest>
 #include <QTimeEdit>
 #include <QTimer>
 #include <QTreeView>
@@ -133,6 +134,35 @@ TEST_F(Panels, TheBoxForEveryDayAndThoseForOneGoTogether) {
   rig.click("savePrefButton");
   EXPECT_THAT(rig.controller().preferences().text("schedDateValue").value_or(""),
               HasSubstr(" 07:15:00"));
+}
+
+TEST_F(Panels, ATimeIsTakenAsItIsTyped) {
+  rig.controller().settingsPanel().form.settingsToolbar = 3;
+  rig.click("settingsItem");
+  auto& time = rig.control<QTimeEdit>("schedTime");
+  auto& line = *time.findChild<QLineEdit*>();
+  const auto click = [&line](int x) {
+    QTest::mouseClick(&line, Qt::LeftButton, {}, QPoint(x, line.height() / 2));
+  };
+  const std::pair<const char*, std::function<void()>> ways[] = {
+      {"by Tab", [&] { time.setFocus(Qt::TabFocusReason); }},
+      {"clicked on the hours", [&] { click(1); }},
+      {"clicked on the minutes, and all selected", [&] {
+         click(line.width() - 2);
+         QTest::keyClick(&time, Qt::Key_A, Qt::ControlModifier);
+       }}};
+  for (const auto& [way, enter] : ways) {
+    for (const char* keys : {"0730", "7:30", "07:30", "730"}) {
+      time.clearFocus();
+      time.setTime(QTime(12, 0));
+      enter();
+      QTest::keyClicks(QApplication::focusWidget(), keys);
+      EXPECT_EQ(time.time(), QTime(7, 30)) << way << " " << keys;
+    }
+  }
+  click(line.width() - 2);
+  QTest::keyClicks(&time, "45");
+  EXPECT_EQ(time.time(), QTime(7, 45));
 }
 
 TEST_F(Panels, FoldersAreFoundKeptAndRemoved) {
