@@ -43,14 +43,7 @@ ConnectDialog::ConnectDialog(KeldaneController& controller, QWidget* parent)
   connect(list_, &QListWidget::currentRowChanged, this, [this](int row) {
     if (row >= 0) controller_.connectPanel().selectConnection(static_cast<std::size_t>(row));
   });
-  // With a session there is something to go back to.
-  mayClose = [this] {
-    return controller_.connections().isConnected() || controller_.windowShouldClose("connectPanel");
-  };
-  cancelled = [this] {
-    controller_.userInterface().endModal();
-    hide();
-  };
+  cancelled = [this] { controller_.connectPanel().cancelConnect(); };
 }
 
 QLayout* ConnectDialog::makeForm() {
@@ -91,6 +84,7 @@ QLayout* ConnectDialog::makeButtons() {
       {{"saveConnectionButton", tr("Save"), save},
        {"deleteConnectionButton", tr("Delete"), [&panel] { panel.deleteConnection(); }}},
       {{"quitButton", tr("Quit"), [this] { controller_.quitKeldane(); }},
+       {"cancelConnectButton", tr("Cancel")},
        {"connectButton", tr("Connect"), connects}});
 }
 
@@ -101,6 +95,9 @@ void ConnectDialog::refresh() {
   for (const std::string& name : connections.connectionNames()) list_->addItem(messageLine(name));
   list_->setCurrentRow(static_cast<int>(connections.selectedConnection()));
   footButton("deleteConnectionButton").setEnabled(list_->count() > 0);
+  // With a session there is something to go back to.
+  footButton("cancelConnectButton").setVisible(connections.isConnected());
+  footButton("quitButton").setVisible(!connections.isConnected());
   form_.show();
 }
 

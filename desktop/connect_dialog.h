@@ -10,8 +10,9 @@ namespace keldane {
 
 class KeldaneController;
 
-/// `connectPanel`: the saved connections, the form that edits one, and the connect. Only a connect
-/// closes it while it runs modally; quitting is a button of its own.
+/// `connectPanel`: the saved connections, the form that edits one, and the connect. Over a
+/// session it can be cancelled; without one only a connect closes it, and quitting is a button of
+/// its own.
 class ConnectDialog : public PanelDialog {
   Q_DECLARE_TR_FUNCTIONS(ConnectDialog)
 

@@ -23,7 +23,6 @@ PanelDialog::PanelDialog(const char* name, const QString& title, QWidget* parent
 }
 
 void PanelDialog::reject() {
-  if (mayClose && !mayClose()) return;
   if (cancelled) {
     cancelled();
   } else {

@@ -40,9 +40,7 @@ class PanelDialog : public QDialog, public PanelView {
   PanelDialog(const char* name, const QString& title, QWidget* parent);
 
   QWidget& window() override { return *this; }
-  /// Asked before the user closes the window or presses Esc; empty: he may.
-  std::function<bool()> mayClose;
-  /// What the user's closing of the window does; empty: it is hidden.
+  /// What the user's closing of the window does, or Esc; empty: it is hidden.
   std::function<void()> cancelled;
 
   void reject() override;

@@ -204,6 +204,11 @@ void Connections::selectConnection(std::size_t row) {
   current_ = connectionList_[row];
 }
 
+void Connections::selectAgain(const ServerConnection& opened) {
+  selectNamed(opened.name);
+  current_ = opened;
+}
+
 bool Connections::saveConnection(const ServerConnection& connection) {
   ServerConnection entry = connection;
   // What another machine must prove is settled when it becomes known.

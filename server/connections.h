@@ -69,6 +69,8 @@ class Connections {
   bool useConnection(std::size_t row);
   /// Makes this row the selected entry and the current one.
   void selectConnection(std::size_t row);
+  /// Makes this one, as it was opened, the current one again, and its entry the selected one.
+  void selectAgain(const ServerConnection& opened);
 
   /// Closes the session and opens another: with the database that `wanted` names, or the one in
   /// `ArchiveDatabase::dbPath` when it names none. A missing one is made, where the database is

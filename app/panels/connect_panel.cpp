@@ -15,8 +15,20 @@ constexpr double kStorePanelWhite = 0.6;
 }  // namespace
 
 void ConnectPanel::newConnect() {
+  Connections& connections = archiver_.connections();
+  inUse_.reset();
+  if (connections.isConnected()) inUse_ = connections.current();
   ui_.changed(kTable);
   ui_.runModal(kPanel);
+}
+
+bool ConnectPanel::cancelConnect() {
+  if (!inUse_ || !archiver_.connections().isConnected()) return false;
+  archiver_.connections().selectAgain(*inUse_);
+  setConnection();
+  ui_.endModal();
+  ui_.closePanel(kPanel);
+  return true;
 }
 
 ServerConnection ConnectPanel::formConnection() const {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "app/archiver.h"
@@ -27,6 +28,10 @@ class ConnectPanel {
 
   /// Runs the panel modally.
   void newConnect();
+  /// Gives the panel up and goes on with the session that stands: whatever row was selected
+  /// meanwhile, the form and all that follows it are the session's again. False: there is none to
+  /// go back to, and the panel stays.
+  bool cancelConnect();
   /// Connects by the form. The panel comes back until that works.
   void doConnect();
   /// The same without the form, with the saved connection; true when the session stands.
@@ -64,6 +69,7 @@ class ConnectPanel {
   Archiver& archiver_;
   UserInterface& ui_;
   bool mayClose_ = false;
+  std::optional<ServerConnection> inUse_;  ///< of the session, when the panel came up
 };
 
 }  // namespace keldane

@@ -413,6 +413,10 @@
         <source>Connect</source>
         <translation>Verbinden</translation>
     </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
 </context>
 <context>
     <name>Core</name>

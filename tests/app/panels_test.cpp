@@ -64,6 +64,26 @@ TEST_F(ConnectPanelTest, ALostSessionBringsTheFormToo) {
   EXPECT_THAT(ui.alertLines(), ElementsAre(HasSubstr("not yet")));
 }
 
+/// A form that stayed with another row would have the next lost link mended on the other server.
+TEST_F(ConnectPanelTest, ACancelGoesBackToTheSessionThatStands) {
+  EXPECT_FALSE(panel().cancelConnect()) << "there is none";
+  panel().form = {"first", "a", "", "", "", "", ""};
+  panel().saveConnection();
+  panel().doConnect();
+  ui.onModal = [&](std::string_view) {
+    panel().form = {"second", "b", "", "", "", "", ""};
+    panel().saveConnection();
+    EXPECT_EQ(archiver().connections().current().name, "second");
+    EXPECT_TRUE(panel().cancelConnect());
+  };
+  panel().newConnect();
+  EXPECT_THAT(ui.calls, Contains("close connectPanel"));
+  EXPECT_EQ(archiver().connections().selectedConnection(), 0);
+  EXPECT_EQ(archiver().connections().current().name, "first");
+  panel().doConnect();
+  EXPECT_THAT(connects().back(), HasSubstr("connect a "));
+}
+
 TEST_F(ConnectPanelTest, ShowsTheSelectedConnection) {
   panel().form = {"plain", "h", "", "", "", "", ""};
   panel().saveConnection();

@@ -259,6 +259,17 @@ TEST_F(Panels, AConnectionIsSavedTriedAndDeleted) {
   EXPECT_FALSE(panel.isVisible());
   EXPECT_TRUE(rig.controller().connections().isConnected());
   EXPECT_EQ(subjects().size(), 3);
+
+  // With the session back, Esc leaves it as it is, whatever was looked at.
+  QTimer::singleShot(0, [&] {
+    EXPECT_FALSE(rig.control<QWidget>("quitButton").isVisible());
+    rig.control<QLineEdit>("connectNameTextField").setText("Club");
+    rig.click("saveConnectionButton");
+    QTest::keyClick(&panel, Qt::Key_Escape);
+  });
+  rig.click("connectItem");
+  EXPECT_FALSE(panel.isVisible());
+  EXPECT_TRUE(rig.control<QLabel>("connectionLabel").text().startsWith("This Computer"));
 }
 
 TEST_F(Panels, TheTextWindowShowsSourceOrLogAndKeepsIt) {
