@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <QAction>
+#include <QApplication>
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QDropEvent>
@@ -607,21 +608,36 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   controller_.quitKeldane();
 }
 
+/// Whether files cannot be taken in just now, which a line at the foot explains.
+bool MainWindow::refusesDrop() {
+  QString reason;
+  if (controller_.archiveRun().isRunning()) {
+    reason = tr("Nothing was taken: a run is going on. Drop the files when it is over.");
+  } else if (!controller_.connections().isConnected()) {
+    reason = tr("Nothing was taken: there is no connection to an archive.");
+  } else if (QApplication::activeModalWidget() != nullptr || (isBusy && isBusy())) {
+    reason = tr("Nothing was taken: finish what is open, then drop the files again.");
+  }
+  constexpr int kShownMs = 15000;
+  if (!reason.isEmpty()) statusBar()->showMessage(reason, kShownMs);
+  return !reason.isEmpty();
+}
+
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-  // What comes out of the archive does not go in again, and one run goes at a time.
-  if (event->source() != nullptr || controller_.archiveRun().isRunning()) return;
-  if (localPaths(event->mimeData()).empty()) return;
+  // What comes out of the archive does not go in again.
+  if (event->source() != nullptr || localPaths(event->mimeData()).empty() || refusesDrop()) return;
   event->setDropAction(Qt::CopyAction);
   event->accept();
 }
 
 /// The files stay where they are, whatever the other program would rather have; and it does not
-/// wait for what is asked then.
+/// wait for what is asked then. A question may have come up since the files entered the window.
 void MainWindow::dropEvent(QDropEvent* event) {
+  if (refusesDrop()) return event->ignore();
   event->setDropAction(Qt::CopyAction);
   event->accept();
   QTimer::singleShot(0, this, [this, paths = localPaths(event->mimeData())] {
-    if (dropped) dropped(paths);
+    if (dropped && !refusesDrop()) dropped(paths);
   });
 }
 

@@ -80,6 +80,7 @@ class MainWindow : public QMainWindow, public PanelView {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  [[nodiscard]] bool refusesDrop();
   void makeList();
   void makeHead();
   void makeKeys();

@@ -1744,6 +1744,18 @@ Esc	Im Suchfeld: die vorige Liste; sonst: schließt das Fenster
 Eingabe	Im Suchfeld: behält das Gefundene als Liste
 </translation>
     </message>
+    <message>
+        <source>Nothing was taken: a run is going on. Drop the files when it is over.</source>
+        <translation>Nichts übernommen: Es wird gerade archiviert. Legen Sie die Dateien danach hier ab.</translation>
+    </message>
+    <message>
+        <source>Nothing was taken: there is no connection to an archive.</source>
+        <translation>Nichts übernommen: Es besteht keine Verbindung zu einem Archiv.</translation>
+    </message>
+    <message>
+        <source>Nothing was taken: finish what is open, then drop the files again.</source>
+        <translation>Nichts übernommen: Schließen Sie erst ab, was offen ist, und legen Sie die Dateien dann erneut ab.</translation>
+    </message>
 </context>
 <context>
     <name>MessageCommands</name>

@@ -15,8 +15,11 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QRadioButton>
+#include <QRegularExpression>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTest>
+#include <QTimer>
 #include <QTreeView>
 #include <QUrl>
 
@@ -129,6 +132,38 @@ TEST_F(WindowWithMail, TakesInWhatIsDroppedOnceThatIsConfirmed) {
   ASSERT_TRUE(rig.waitFor([&] { return rig.alerts.size() > before; }));
   const auto& count = rig.control<QLabel>("dbCountTextField");
   EXPECT_EQ(count.text(), "3 emails in the database.");
+
+  // A window that cannot take them in says so, also when that has changed above the window.
+  const auto refuses = [&](const char* why) {
+    rig.window().statusBar()->clearMessage();
+    EXPECT_EQ(drop(folder), Qt::IgnoreAction) << why;
+    EXPECT_TRUE(rig.window().statusBar()->currentMessage().contains(why)) << why;
+    QMimeData data;
+    data.setUrls(folder);
+    QDropEvent late(QPointF(9, 9), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&rig.window(), &late);
+    EXPECT_FALSE(late.isAccepted()) << why;
+  };
+  int questions = 0;
+  QTimer asked;
+  QObject::connect(&asked, &QTimer::timeout, [&] {
+    asked.stop();
+    refuses("finish what is open");
+    ++questions;
+  });
+  asked.start(0);
+  rig.click("aboutItem");
+  rig.click("archiveItem");
+  refuses("finish what is open");
+  rig.click("cancelStoreButton");
+  rig.controller().archivePanel().archivePaths({rig.folder / "mail"});
+  refuses("a run is going on");
+  ASSERT_TRUE(rig.waitFor([this] { return !rig.controller().archiveRun().isRunning(); }));
+  rig.controller().connections().disconnect();
+  refuses("there is no connection");
+  rig.click("reconnectButton");
+  EXPECT_EQ(questions, 1);
+
   rig.answers = {"Archive"};
   EXPECT_EQ(drop(folder), Qt::CopyAction);
   EXPECT_TRUE(rig.waitFor([&] { return count.text() == "4 emails in the database."; }));
@@ -254,22 +289,37 @@ TEST_F(WindowWithMail, KeepsSettingsAndItsOwnState) {
 TEST_F(WindowWithMail, NamesEveryControlForThoseWhoHearIt) {
   rig.selectRow(0);
   rig.click("openMessageItem");
-  std::set<std::string> heardIn;
+  std::set<QString> heardIn;
   for (const QWidget* top : QApplication::topLevelWidgets()) {
-    heardIn.insert(top->objectName().toStdString());
+    heardIn.insert(top->objectName());
     for (QWidget* control : top->findChildren<QWidget*>()) {
+      heardIn.insert(control->objectName());
+      // Parts that the toolkit makes for a control of its own are heard as that.
       const bool isControl = control->focusPolicy() != Qt::NoFocus &&
                              !control->objectName().startsWith("qt_") &&
-                             control->parentWidget() != nullptr &&
+                             !control->inherits("QComboBoxListView") &&
                              qobject_cast<QComboBox*>(control->parentWidget()) == nullptr;
-      if (!isControl || control->objectName().isEmpty()) continue;
+      if (!isControl) continue;
       QAccessibleInterface* heard = QAccessible::queryAccessibleInterface(control);
       ASSERT_NE(heard, nullptr) << control->objectName().toStdString();
-      EXPECT_FALSE(heard->text(QAccessible::Name).isEmpty())
-          << top->objectName().toStdString() << " " << control->objectName().toStdString();
+      EXPECT_FALSE(heard->text(QAccessible::Name).trimmed().isEmpty())
+          << top->objectName().toStdString() << " " << control->metaObject()->className() << " "
+          << control->objectName().toStdString();
     }
   }
-  EXPECT_EQ(heardIn.count("messageWindow") + heardIn.count("foundMailSheet"), 2U);
+  // The table of panels is whole: what it names has been gone over.
+  QFile table(KELDANE_PANELS);
+  ASSERT_TRUE(table.open(QIODevice::ReadOnly));
+  const QStringList lines = QString::fromUtf8(table.readAll()).split('\n');
+  int panels = 0;
+  for (const QString& row : lines.filter(QRegularExpression("^\\| .*`"))) {
+    auto names = QRegularExpression("`(\\w+)`").globalMatch(row.section('|', 1, 1));
+    for (; names.hasNext(); ++panels) {
+      const QString name = names.next().captured(1);
+      EXPECT_EQ(heardIn.count(name), 1U) << name.toStdString();
+    }
+  }
+  EXPECT_GE(panels, 25);
 }
 
 }  // namespace
