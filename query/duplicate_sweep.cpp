@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -22,6 +23,10 @@ namespace {
 /// that does not know the variable is only slower.
 constexpr const char* kChooseByAverage = "SET SESSION eq_range_index_dive_limit=1";
 constexpr const char* kChooseAsBefore = "SET SESSION eq_range_index_dive_limit=DEFAULT";
+
+/// No other row can have the day and the time of one whose date is not among these.
+constexpr const char* kRepeatedDates =
+    "SELECT date_fld FROM email GROUP BY date_fld HAVING COUNT(id)>1";
 
 std::uint32_t idOf(std::string_view cell) {
   return static_cast<std::uint32_t>(std::strtoul(std::string(cell).c_str(), nullptr, 10));
@@ -60,6 +65,7 @@ class Sweep {
     Relation relation = Relation::kept;
   };
 
+  bool findRepeatedDates();
   void sweepRows();
   bool sweepRow(const Row& row);
   bool takeMatch(const Row& row, std::uint32_t match, std::uint32_t group);
@@ -78,6 +84,7 @@ class Sweep {
   const bool deletes_;
   Progress& progress_;
   Fingerprints fingerprints_;
+  std::unordered_set<std::string> repeatedDates_;
   std::unordered_map<std::uint32_t, Handled> handled_;
   /// For each group, those of its messages that say something different.
   std::unordered_map<std::uint32_t, std::vector<Fingerprints::Stored>> distinct_;
@@ -88,7 +95,7 @@ Result<SweepResult> Sweep::run() {
   static_cast<void>(session_.query(kChooseByAverage));
   static_cast<void>(fingerprints_.open());
   std::optional<Failure> refused;
-  if (session_.query(selectListColumns("id") + "email")) {
+  if (findRepeatedDates() && session_.query(selectListColumns("id") + "email")) {
     sweepRows();
   } else {
     refused = Failure{session_.error()};
@@ -101,6 +108,13 @@ Result<SweepResult> Sweep::run() {
 std::uint32_t Sweep::groupOf(std::uint32_t id) const {
   const auto found = handled_.find(id);
   return found == handled_.end() ? 0 : found->second.group;
+}
+
+bool Sweep::findRepeatedDates() {
+  if (!session_.query(kRepeatedDates)) return false;
+  const auto dates = session_.storeResult();
+  while (dates && dates->next()) repeatedDates_.emplace(dates->cell(0).value_or(""));
+  return dates != nullptr;
 }
 
 void Sweep::sweepRows() {
@@ -119,6 +133,7 @@ void Sweep::sweepRows() {
     Row row;
     row.id = idOf(rows->cell(0).value_or("0"));
     row.date = text(1);
+    if (repeatedDates_.count(row.date) == 0) continue;
     row.from = text(2);
     row.to = text(3);
     row.subject = text(4);

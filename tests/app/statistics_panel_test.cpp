@@ -39,10 +39,6 @@ struct StatisticsReportScript : ::testing::Test {
   void answer(const std::string& sql, std::vector<ScriptedSession::Row> rows) {
     session.answerOn("query " + sql, std::move(rows));
   }
-  void answerYears(const char* first, const char* last) {
-    answer("SELECT min(date_fld) FROM email*", {{first}});
-    answer("SELECT max(date_fld) FROM email*", {{last}});
-  }
 
   ScriptedSession session;
   ReportRig rig{session};
@@ -69,16 +65,6 @@ TEST_F(StatisticsReportScript, KeepsOnlyNamesThatAreText) {
                                     "\t1,234,567,890\te@x\n"
                                     "\t1,234,567\tf@x\n"
                                     "\n"));
-}
-
-TEST_F(StatisticsReportScript, AFarYearCostsNoSearchForEachYearBeforeIt) {
-  answerYears("2020-01-02 03:04:05", "9999-12-31 00:00:00");
-  answer("SELECT min(date_fld) FROM email WHERE date_fld >= *", {{"9999-12-31 00:00:00"}});
-  for (const char* year : {"2020", "9999"}) {
-    answer(std::string("SELECT COUNT(id) FROM email WHERE date_fld LIKE '") + year + "%'", {{"1"}});
-  }
-  EXPECT_THAT(rig.text(), HasSubstr("By Year:\n\t2020:  1\n\t9999:  1\n\nTop"));
-  EXPECT_LT(session.statements().size(), 40U);
 }
 
 TEST(GroupedNumber, PartsThousands) {
