@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "find/beginning_source.h"
 #include "find/index_guard.h"
 
 namespace keldane {
@@ -13,7 +14,7 @@ namespace {
 
 using Kind = QueryNode::Kind;
 
-/// Words that one `wor*` may stand for, in one field.
+/// Words that one `wor*` may stand for, in one field, when each has its weight.
 constexpr Xapian::termcount kMaxExpansion = 20000;
 constexpr std::size_t kIdsAtOnce = 1000;
 constexpr int kMostTries = 5;
@@ -46,7 +47,24 @@ Xapian::Query beginningIn(Field field, const std::string& word, const WordIndex&
   return Xapian::Query(Xapian::Query::OP_OR, beginning, Xapian::Query(term(field, stem)));
 }
 
-Xapian::Query inFields(const QueryNode& node, const WordIndex& index) {
+/// The same in all fields of the node, without weights.
+Xapian::Query plainBeginnings(const QueryNode& node, const WordIndex& index) {
+  const std::string& word = node.words[0];
+  std::vector<std::string> beginnings;
+  std::vector<Xapian::Query> queries;
+  for (const Field field : node.fields) {
+    beginnings.push_back(term(field, word));
+    const std::string stem = index.stemmed(field, word);
+    if (stem != word) queries.emplace_back(term(field, stem));
+  }
+  queries.emplace_back((new BeginningSource(std::move(beginnings)))->release());
+  return Xapian::Query(Xapian::Query::OP_OR, queries.begin(), queries.end());
+}
+
+Xapian::Query inFields(const QueryNode& node, const WordIndex& index, HitOrder order) {
+  if (node.kind == Kind::beginning && order == HitOrder::newestFirst) {
+    return plainBeginnings(node, index);
+  }
   std::vector<Xapian::Query> queries;
   for (const Field field : node.fields) {
     queries.push_back(node.kind == Kind::words ? wordsIn(field, node, index)
@@ -62,11 +80,11 @@ Xapian::Query dateRange(const QueryNode& node) {
   return Xapian::Query(Xapian::Query::OP_VALUE_RANGE, dates, node.from, node.to);
 }
 
-Xapian::Query indexQuery(const QueryNode& node, const WordIndex& index) {
+Xapian::Query indexQuery(const QueryNode& node, const WordIndex& index, HitOrder order) {
   switch (node.kind) {
     case Kind::words:
     case Kind::beginning:
-      return inFields(node, index);
+      return inFields(node, index, order);
     case Kind::date:
       return dateRange(node);
     case Kind::size:
@@ -79,7 +97,7 @@ Xapian::Query indexQuery(const QueryNode& node, const WordIndex& index) {
       return Xapian::Query(std::string(kAttachmentTerm));
     case Kind::noneOf:
       return Xapian::Query(Xapian::Query::OP_AND_NOT, Xapian::Query::MatchAll,
-                           indexQuery(node.parts[0], index));
+                           indexQuery(node.parts[0], index, order));
     case Kind::anyOf:
     case Kind::bothOf:
       break;
@@ -88,7 +106,8 @@ Xapian::Query indexQuery(const QueryNode& node, const WordIndex& index) {
   std::vector<Xapian::Query> unwanted;
   for (const QueryNode& part : node.parts) {
     const bool isLeftOut = node.kind == Kind::bothOf && part.kind == Kind::noneOf;
-    (isLeftOut ? unwanted : wanted).push_back(indexQuery(isLeftOut ? part.parts[0] : part, index));
+    (isLeftOut ? unwanted : wanted)
+        .push_back(indexQuery(isLeftOut ? part.parts[0] : part, index, order));
   }
   const auto join = node.kind == Kind::bothOf ? Xapian::Query::OP_AND : Xapian::Query::OP_OR;
   Xapian::Query query = wanted.empty() ? Xapian::Query(Xapian::Query::MatchAll)
@@ -126,7 +145,7 @@ Result<std::vector<std::uint32_t>> WordSearch::ask(const QueryNode& query, HitOr
                                                    std::size_t from, std::size_t count) {
   return again([&]() -> Result<std::vector<std::uint32_t>> {
     Xapian::Enquire enquire(index_.database());
-    enquire.set_query(indexQuery(query, index_));
+    enquire.set_query(indexQuery(query, index_, order));
     if (order == HitOrder::newestFirst) {
       enquire.set_weighting_scheme(Xapian::BoolWeight());
       enquire.set_docid_order(Xapian::Enquire::DESCENDING);
@@ -148,7 +167,7 @@ Result<std::size_t> WordSearch::count(const QueryNode& query) {
   }
   return again([&]() -> Result<std::size_t> {
     Xapian::Enquire enquire(index_.database());
-    enquire.set_query(indexQuery(query, index_));
+    enquire.set_query(indexQuery(query, index_, HitOrder::newestFirst));
     enquire.set_weighting_scheme(Xapian::BoolWeight());
     // Looked at to the last one, so that this is no estimate.
     return enquire.get_mset(0, 0, index_.database().get_doccount()).get_matches_estimated();

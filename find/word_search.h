@@ -42,7 +42,7 @@ class WordSearch {
       : session_(session), index_(index), inStep_(inStep) {}
 
   /// The first hits, `limit` at most, behind the `skip` first. Fails with the words of the index or
-  /// of the server, also for a `wor*` that stands for too many words.
+  /// of the server, by relevance also for a `wor*` that stands for too many words.
   [[nodiscard]] Result<std::vector<WordHit>> find(const QueryNode& query, HitOrder order,
                                                   std::size_t limit, std::size_t skip = 0);
   /// The ids of the first hits, in order.

@@ -146,21 +146,19 @@ void FindField::type(const std::string& typed) {
   }
   QueryNode& query = std::get<QueryNode>(read);
   // One more than is shown tells whether there are more.
-  const Result<std::vector<WordHit>> hits =
-      index_->search.find(query, HitOrder::newestFirst, kMostShown + 1);
-  if (!hits) {
-    tell(hits.error());
+  Result<std::vector<std::uint32_t>> ids =
+      index_->search.ids(query, HitOrder::newestFirst, kMostShown + 1);
+  if (!ids) {
+    tell(ids.error());
     return;
   }
   collectWords(query, words_);
   query_ = std::move(query);
   tell("");
-  std::vector<std::uint32_t> ids;
-  for (const WordHit& hit : *hits) ids.push_back(hit.id);
-  const bool more = ids.size() > kMostShown;
-  if (more) ids.pop_back();
+  const bool more = ids->size() > kMostShown;
+  if (more) ids->pop_back();
   if (!former_) former_ = context_.table.takeList();
-  context_.table.showFound(ids, more);
+  context_.table.showFound(*ids, more);
 }
 
 void FindField::keep() {

@@ -187,6 +187,11 @@ TEST_F(WordIndexTest, FollowsWhatOthersDoAndNeverShowsWhatIsGone) {
     };
     EXPECT_EQ(find("common"), expected("SELECT id FROM email"));
     EXPECT_EQ(find("word3"), expected("SELECT id FROM email WHERE subj_fld LIKE 'word3%'"));
+    EXPECT_EQ(find("wor*"), expected("SELECT id FROM email"));
+    EXPECT_EQ(find("com* word3"), expected("SELECT id FROM email WHERE subj_fld LIKE 'word3%'"));
+    EXPECT_EQ(find("common -rou*"),
+              expected("SELECT email.id FROM email LEFT JOIN tags ON tags.id=email.id "
+                       "WHERE tags.id IS NULL"));
     for (int tag = 0; tag <= round; ++tag) {
       EXPECT_EQ(find(fmt::format("tag:round{}", tag)),
                 expected(fmt::format("SELECT email.id FROM email JOIN tags ON tags.id=email.id "
