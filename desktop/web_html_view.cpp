@@ -4,6 +4,7 @@
 #include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QPrinter>
+#include <QQuickWindow>
 #include <QWebEnginePage>
 #include <QWebEngineUrlScheme>
 #include <QWebEngineView>
@@ -151,6 +152,9 @@ void prepareHtmlViews() {
     scheme.setSyntax(QWebEngineUrlScheme::Syntax::Path);
     QWebEngineUrlScheme::registerScheme(scheme);
   }
+  // Drawn by the processor: for the first page that the graphics card draws, the window that gets
+  // it is made anew, and keys that are typed meanwhile are lost.
+  QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 

@@ -274,14 +274,9 @@ class HeardWindow:
     def select(self, subject):
         """Goes to this message in the list, by the keys."""
         wait_for(lambda: subject in self.subjects(), f'{subject!r} in the list')
-        pressed = 0.0
+        self.keys('Ctrl+f', 'Down', 'Home', *['Down'] * self.subjects().index(subject))
 
         def is_shown():
-            nonlocal pressed
-            # What is typed while the web engine starts for the first page is lost.
-            if time.monotonic() - pressed > 5:
-                self.keys('Ctrl+f', 'Down', 'Home', *['Down'] * self.subjects().index(subject))
-                pressed = time.monotonic()
             heads = [one for one in self.walk(self.windows()[0]) if one.name == 'Subject' and one.getRoleName() == 'text']
             return heads and self.text(heads[0]) == subject
         wait_for(is_shown, f'{subject!r} to be shown')
