@@ -91,6 +91,52 @@ document.write('SCRIPT RAN')</script><image href="http://HOST/svg.png"/><use hre
 <image href='http://HOST/data.png'/></svg>"><math><mi xlink:href="javascript:alert(1)">m</mi></math>
 <img src="cid:drawing"><img src="cid:page"><img src="cid:none">
 <iframe src="cid:page"></iframe><link rel=stylesheet href="cid:page"><img src="CID:../../etc/passwd">)p"},
+      {"what reaches out by rarer ways",
+       R"p(<?xml-stylesheet type="text/xsl" href="http://HOST/xsl"?>
+<!DOCTYPE html [<!ENTITY x SYSTEM "file:///etc/passwd">]>&x;<html manifest="http://HOST/cache">
+<body background="http://HOST/body.png" onpageshow="document.body.innerHTML='SCRIPT RAN'">
+<script type=speculationrules>{"prefetch":[{"source":"list","urls":["http://HOST/rules"]}]}</script>
+<script>const peer=new RTCPeerConnection({iceServers:[{urls:'turn:HOST?transport=tcp',username:'a',
+credential:'b'}]});peer.createDataChannel('a');peer.createOffer().then(o=>peer.setLocalDescription(o));
+new EventSource('http://HOST/events');import('http://HOST/import.js');new Worker('http://HOST/work');
+document.forms[0].submit()</script><noscript><img src="http://HOST/noscript.png">
+<iframe src="http://HOST/noscript"></iframe><style>@import url(http://HOST/noscript.css);</style>
+<link rel=stylesheet href="http://HOST/noscript"></noscript><template shadowrootmode=open>
+<img src="http://HOST/shadow.png"></template><img loading=lazy src="http://a:b@HOST/user.png">
+<img attributionsrc="http://HOST/source" src="http://HOST/crossed.png" crossorigin=use-credentials>
+<meta http-equiv=Link content="<http://HOST/hint>; rel=preload; as=image"><meta
+http-equiv=Content-Security-Policy content="default-src * 'unsafe-inline'; report-uri http://HOST/r">
+<meta http-equiv=x-dns-prefetch-control content=on><meta http-equiv=refresh content="0;mailto:a@b">
+<link rel=modulepreload href="http://HOST/module"><link rel="alternate stylesheet" title=a
+href="http://HOST/other.css"><link rel=preload as=font crossorigin href="http://HOST/preload.woff">
+<link rel=preload as=fetch href="http://HOST/preload"><link rel=import href="http://HOST/import">
+<link rel=stylesheet href="data:text/css,@import url(http://HOST/data.css);">
+<svg><style>rect{fill:url(http://HOST/fill.svg#a);filter:url(http://HOST/filter.svg#a)}</style>
+<rect width=9 height=9 mask="url(http://HOST/mask.svg#a)" clip-path="url(http://HOST/clip.svg#a)"/>
+<filter id=f><feImage href="http://HOST/fe.png"/></filter><rect filter="url(#f)" width=9 height=9 />
+<linearGradient href="http://HOST/gradient.svg#a"/><textPath href="http://HOST/path.svg#a">t</textPath>
+<script href="http://HOST/svg.js"/><image xlink:href="http://HOST/linked.png"/></svg>
+<style>@\69mport 'http://HOST/escaped.css';@import 'cid:page';@font-face{font-family:y;
+src:local(none),u\72l(http://HOST/escaped) format('woff')}@namespace url(http://HOST/names);
+q{font-family:y;mask-image:url(http://HOST/masks);border-image:url(http://HOST/border) 9;
+shape-outside:url(http://HOST/shape);offset-path:url(http://HOST/offset.svg#a);
+-webkit-box-reflect:below 1px url(http://HOST/reflect)}</style><q
+style="@font-face{font-family:z;src:url(http://HOST/inline)};backdrop-filter:url(http://HOST/b.svg#a)">q</q>
+<object type="text/html" data="data:text/html,<script src=http://HOST/object.js></script>"></object>
+<object type="image/svg+xml" data="cid:drawing"></object><embed type="application/pdf"
+src="http://HOST/embed.pdf"><embed src="data:application/pdf,%25PDF"><object
+classid="http://HOST/class" codebase="http://HOST/base"></object><object data="cid:page"></object>
+<iframe src="javascript:document.write('SCRIPT RAN')"></iframe><iframe src="mailto:a@b"></iframe>
+<iframe src="keldane-mail:message/1"></iframe><img src="keldane-mail:message/1"><iframe
+src="view-source:file:///etc/passwd"></iframe><iframe src="chrome://gpu"></iframe>
+<iframe src="qrc:/a"></iframe><iframe src="tel:1"></iframe><fencedframe src="http://HOST/fenced">
+</fencedframe><video><source src="http://HOST/source.mp4"><track default src="http://HOST/track.vtt">
+</video><audio controls src="data:audio/wav,"></audio><bgsound src="http://HOST/sound">
+<form action="http://HOST/auto"><input type=image src="http://HOST/input.png"
+formaction="http://HOST/other"><input type=file><keygen><isindex action="http://HOST/index"></form>
+<xi:include xmlns:xi="http://www.w3.org/2001/XInclude" href="file:///etc/passwd" parse=text />
+<math href="http://HOST/math"><maction actiontype="statusline#a" href="http://HOST/action">m</maction>
+</math><xml src="http://HOST/island"></xml><img dynsrc="http://HOST/dynamic">)p"},
       {"deep nesting", repeated("<div><table><tr><td>", 20'000)},
       {"a huge table", "<table>" + repeated("<tr><td colspan=65534 rowspan=65534>x", 3'000) +
                            "<tr>" + repeated("<td>", 20'000) + "</table>"},
