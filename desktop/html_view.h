@@ -60,6 +60,7 @@ void prepareHtmlViews();
 /// Makes the view of this build: over the web engine, or as text where it is not, or will not
 /// start.
 [[nodiscard]] std::unique_ptr<HtmlView> makeHtmlView(QWidget* parent);
-[[nodiscard]] std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent);
+/// `reason`: why there is no page, as a sentence that stands above the text.
+[[nodiscard]] std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent, const QString& reason);
 
 }  // namespace keldane

@@ -1,5 +1,6 @@
 // The view of HTML where there is no web engine: the text of the page, without any of its marks.
 #include <QBoxLayout>
+#include <QLabel>
 #include <QPlainTextEdit>
 #include <QPrinter>
 #include <QScrollBar>
@@ -17,12 +18,17 @@ namespace {
 
 class TextHtmlView : public HtmlView {
  public:
-  explicit TextHtmlView(QWidget* parent) : HtmlView(parent), text_(new QPlainTextEdit(this)) {
+  TextHtmlView(QWidget* parent, const QString& reason)
+      : HtmlView(parent), text_(new QPlainTextEdit(this)) {
+    auto* reasonLabel = new QLabel(reason, this);
+    nameControl(*reasonLabel, "textOnlyReason");
+    reasonLabel->setWordWrap(true);
     nameControl(*text_, "myHtmlWebView", QStringLiteral("HTML"));
     text_->setReadOnly(true);
     text_->setFrameShape(QFrame::NoFrame);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(reasonLabel);
     column->addWidget(text_);
   }
 
@@ -65,8 +71,8 @@ class TextHtmlView : public HtmlView {
 
 }  // namespace
 
-std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent) {
-  return std::make_unique<TextHtmlView>(parent);
+std::unique_ptr<HtmlView> makeTextHtmlView(QWidget* parent, const QString& reason) {
+  return std::make_unique<TextHtmlView>(parent, reason);
 }
 
 }  // namespace keldane

@@ -159,7 +159,11 @@ void prepareHtmlViews() {
 }
 
 std::unique_ptr<HtmlView> makeHtmlView(QWidget* parent) {
-  if (!canStartWebEngine()) return makeTextHtmlView(parent);
+  if (!canStartWebEngine()) {
+    return makeTextHtmlView(
+        parent, WebHtmlView::tr("The web engine does not start for the user root. Only the text of "
+                                "the page is shown."));
+  }
   return std::make_unique<WebHtmlView>(parent);
 }
 

@@ -1634,6 +1634,13 @@
     </message>
 </context>
 <context>
+    <name>HtmlView</name>
+    <message>
+        <source>This program was built without a web engine. Only the text of the page is shown.</source>
+        <translation>Dieses Programm wurde ohne Web-Engine gebaut. Gezeigt wird nur der Text der Seite.</translation>
+    </message>
+</context>
+<context>
     <name>IdDialog</name>
     <message>
         <source>Export SQL</source>
@@ -3084,6 +3091,10 @@ Eingabe	Im Suchfeld: behält das Gefundene als Liste
     <message>
         <source>Message</source>
         <translation>Nachricht</translation>
+    </message>
+    <message>
+        <source>The web engine does not start for the user root. Only the text of the page is shown.</source>
+        <translation>Die Web-Engine startet nicht für den Benutzer root. Gezeigt wird nur der Text der Seite.</translation>
     </message>
 </context>
 <context>
