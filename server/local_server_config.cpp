@@ -13,9 +13,9 @@ namespace {
 
 constexpr std::uint64_t kMebibyte = 1024 * 1024;
 constexpr std::uint64_t kLeastPoolBytes = 64 * kMebibyte;
-/// The indexes of some million messages. Taken as the archive grows, and given back with the end
+/// The indexes of two million messages. Taken as the archive grows, and given back with the end
 /// of the server.
-constexpr std::uint64_t kMostPoolBytes = 4096 * kMebibyte;
+constexpr std::uint64_t kMostPoolBytes = 8192 * kMebibyte;
 constexpr std::uint64_t kMemoryShare = 4;
 /// The server's own value, and the most that it takes.
 constexpr std::uint64_t kLeastWordCacheBytes = 8000000;

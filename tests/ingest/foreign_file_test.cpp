@@ -34,6 +34,7 @@ TEST(ForeignFile, IsNamedByItsFirstBytes) {
       {"// <!-- <mdb:mork:z", "/m/Inbox.msf", "index of a mail program"},
       {"unseen: 1-3\n", "/m/inbox/.mh_sequences", "sequences of an MH folder"},
       {"", "/m/Maildir/.Sent/maildirfolder", "mark of a Maildir folder"},
+      {"\0\0\0\1"s, "/m/.index/position.glass", "index of a mail program"},
       {"3 V1 N3\n", "/m/Maildir/dovecot-uidlist", "index of a mail server"},
   };
   for (const auto& row : cases) EXPECT_EQ(foreignKind(row.bytes, row.path), row.kind) << row.path;
