@@ -1,5 +1,9 @@
 #include "app/panels/result_table.h"
 
+#include <algorithm>
+#include <random>
+
+#include "base/text.h"
 #include "tests/app/search_panels_rig.h"
 
 namespace keldane {
@@ -137,6 +141,31 @@ TEST_F(ResultTableTest, ColumnsSortReverseAndKeepTheReversal) {
   EXPECT_EQ(list.sortIndicator("emailSubject"), "NSDescendingSortIndicator");
   EXPECT_EQ(list.objectValueForTableColumn("emailID", 3), std::nullopt);
   EXPECT_THAT(list.emailIds, ElementsAre("3", "1", "2"));
+}
+
+TEST_F(ResultTableTest, SortsManyRowsAsTheirComparisonsDoAndKeepsEqualOnesInOrder) {
+  const std::string head = "twenty-four bytes a head";
+  const std::string texts[] = {"",         "Ann",         "ann",      std::string("Ann\0", 4),
+                               head,       head + "\xFF", head + "Z", head + "\u00FC",
+                               "\u00DCber"};
+  std::minstd_rand random(5);
+  for (std::uint32_t id = 1; id <= 20001; ++id) {
+    const auto attachments = static_cast<std::int32_t>(random() % 5) - 2;
+    list.emailRows.push_back({id, attachments, "", "", "", texts[random() % 9], ""});
+  }
+  const auto isSortedBy = [this](const char* column, const auto& comparison) {
+    std::vector<Emailrow> expected = list.emailRows;
+    std::stable_sort(expected.begin(), expected.end(),
+                     [&](const auto& a, const auto& b) { return comparison(a, b) < 0; });
+    list.didClickTableColumn(column);
+    return std::equal(expected.begin(), expected.end(), list.emailRows.begin(),
+                      [](const auto& a, const auto& b) { return a.emailID == b.emailID; });
+  };
+  EXPECT_TRUE(isSortedBy("emailSubject", [](const Emailrow& a, const Emailrow& b) {
+    return compareNoCase(a.emailSubject, b.emailSubject);
+  }));
+  EXPECT_TRUE(isSortedBy("emailAtch", emailAtchComparison));
+  EXPECT_TRUE(isSortedBy("emailID", emailIDComparison));
 }
 
 TEST_F(ResultTableTest, FirstListIsTheTwoHundredNewest) {
