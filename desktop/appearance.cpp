@@ -1,9 +1,12 @@
 #include "desktop/appearance.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QPalette>
+#include <QProxyStyle>
 #include <QStyle>
 #include <QStyleFactory>
+#include <QStyleOption>
 
 namespace keldane {
 namespace {
@@ -34,6 +37,28 @@ QPalette darkPalette() {
   return palette;
 }
 
+/// An empty box of a table would be dark on dark: its edge comes from the palette's window, which
+/// is lighter than the table in light looks alone.
+class DarkStyle : public QProxyStyle {
+ public:
+  DarkStyle() : QProxyStyle("Fusion") {}
+  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+    QProxyStyle::drawPrimitive(element, option, painter, widget);
+    const bool isRound = element == PE_IndicatorRadioButton;
+    if (!isRound && element != PE_IndicatorCheckBox) return;
+    constexpr qreal kToTheMiddle = 0.5;  // of the pixels at the edge
+    const QRectF edge =
+        QRectF(option->rect).adjusted(kToTheMiddle, kToTheMiddle, -kToTheMiddle, -kToTheMiddle);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing, isRound);
+    painter->setPen(option->palette.color(QPalette::Disabled, QPalette::Text));
+    painter->setBrush(Qt::NoBrush);
+    isRound ? painter->drawEllipse(edge) : painter->drawRect(edge);
+    painter->restore();
+  }
+};
+
 QPalette lightPalette() {
   QPalette palette(QColor(0xf0, 0xf0, 0xf0));
   palette.setColor(QPalette::Base, Qt::white);
@@ -55,7 +80,7 @@ void applyLook(Look look) {
     QApplication::setPalette(QPalette());
     return;
   }
-  QApplication::setStyle(QStyleFactory::create("Fusion"));
+  QApplication::setStyle(look == Look::dark ? new DarkStyle : QStyleFactory::create("Fusion"));
   QApplication::setPalette(look == Look::dark ? darkPalette() : lightPalette());
 }
 

@@ -13,6 +13,7 @@
 #include "app/panels/found_mail_panel.h"
 #include "desktop/form_binding.h"
 #include "desktop/qt_text.h"
+#include "desktop/translation.h"
 
 namespace keldane {
 namespace {
@@ -32,7 +33,7 @@ QTreeWidgetItem& addRow(QTreeWidget& table, const FoundMail& mail, bool checked)
                                    : locale.toString(static_cast<qulonglong>(mail.messages));
   if (mail.isEstimate) count = FoundMailDialog::tr("about %1").arg(count);
   auto* item = new QTreeWidgetItem(
-      &table, {messageLine(mail.folder.name), qtText(mailKindName(mail.kind)), count,
+      &table, {messageLine(mail.folder.name), coreWords(mailKindName(mail.kind)), count,
                locale.formattedDataSize(static_cast<qint64>(mail.sizeBytes), 1,
                                         QLocale::DataSizeTraditionalFormat),
                messageLine(mail.folder.path)});

@@ -387,7 +387,7 @@ void MainWindow::refresh() {
   const ResultTable& table = controller_.resultTable();
   dbCount_->setText(coreWords(table.dbCountTextField));
   listCount_->setText(coreWords(table.listCountTextField));
-  size_->setText(qtText(controller_.messageViewer().views.sizeTextField));
+  size_->setText(coreWords(controller_.messageViewer().views.sizeTextField));
   const bool connected = controller_.connections().isConnected();
   const std::string database = connected ? controller_.database().dbPath : std::string();
   const std::string name = controller_.connections().current().name;

@@ -1384,6 +1384,30 @@
         <source>Starting the private server was cancelled.</source>
         <translation>Das Starten des privaten Servers wurde abgebrochen.</translation>
     </message>
+    <message>
+        <source>size: %1</source>
+        <translation>Größe: %1</translation>
+    </message>
+    <message>
+        <source>MH folders</source>
+        <translation>MH-Ordner</translation>
+    </message>
+    <message>
+        <source>mbox files</source>
+        <translation>mbox-Dateien</translation>
+    </message>
+    <message>
+        <source>system mailbox</source>
+        <translation>Postfach des Systems</translation>
+    </message>
+    <message>
+        <source>exported mail</source>
+        <translation>exportierte E-Mails</translation>
+    </message>
+    <message>
+        <source>Outlook file</source>
+        <translation>Outlook-Datei</translation>
+    </message>
 </context>
 <context>
     <name>DateMenus</name>
