@@ -1,6 +1,8 @@
 #include "desktop/closed_page.h"
 
 #include <QColor>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QPageLayout>
 #include <QTimer>
@@ -46,7 +48,9 @@ class MailPage : public QWebEnginePage {
 namespace {
 
 constexpr std::chrono::seconds kLongestLayout(60);
+constexpr std::chrono::seconds kLastMoment{2};       ///< for an answer that nobody waits for
 constexpr std::chrono::seconds kLongestSilence{20};  ///< of a page that loads
+constexpr std::chrono::milliseconds kBetweenLooks{20};
 
 /// Everything that a page could do beside standing there is off.
 void forbid(QWebEngineSettings& settings) {
@@ -77,6 +81,19 @@ void forbid(QWebEngineSettings& settings) {
   for (const Attribute attribute : kOff) settings.setAttribute(attribute, false);
   settings.setAttribute(Attribute::PlaybackRequiresUserGesture, true);
   settings.setUnknownUrlSchemePolicy(QWebEngineSettings::DisallowUnknownUrlSchemes);
+}
+
+/// Lets the event loop run, also while the program ends, until this holds. False when the time is
+/// up.
+bool waitUntil(const std::function<bool()>& holds, std::chrono::seconds longest) {
+  const QDeadlineTimer end(longest);
+  QTimer alarm;
+  alarm.start(kBetweenLooks);
+  while (!holds() && !end.hasExpired()) {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                    QEventLoop::WaitForMoreEvents);
+  }
+  return holds();
 }
 
 }  // namespace
@@ -132,13 +149,13 @@ void ClosedPage::watchForHang() {
   });
   connect(page_, &QWebEnginePage::loadFinished, &hang_, &QTimer::stop);
   connect(&hang_, &QTimer::timeout, this, [this] {
-    const qint64 process = page_->renderProcessPid();
-    if (process > 0) {
-      ::kill(static_cast<pid_t>(process), SIGKILL);
-    } else if (crashed) {
-      crashed();
-    }
+    if (!endProcess() && crashed) crashed();
   });
+}
+
+bool ClosedPage::endProcess() {
+  const qint64 process = page_->renderProcessPid();
+  return process > 0 && ::kill(static_cast<pid_t>(process), SIGKILL) == 0;
 }
 
 QWebEnginePage& ClosedPage::page() { return *page_; }
@@ -158,32 +175,53 @@ void ClosedPage::load(std::string_view html, std::string_view style, const QColo
   page_->setUrl(scheme_.address);
 }
 
-QByteArray ClosedPage::layOut(const QPageLayout& layout) {
-  // Shared with an answer that comes after the time is up.
-  struct Wait {
-    QEventLoop loop;
-    QByteArray pdf;
-  };
-  const auto wait = std::make_shared<Wait>();
-  QTimer::singleShot(kLongestLayout, &wait->loop, [&loop = wait->loop] { loop.quit(); });
-  connect(page_, &QWebEnginePage::renderProcessTerminated, &wait->loop,
-          [&loop = wait->loop] { loop.quit(); });
-  const auto print = [this, wait, layout] {
-    page_->printToPdf(
-        [wait](const QByteArray& pdf) {
-          wait->pdf = pdf;
-          wait->loop.quit();
-        },
-        layout);
-  };
+/// What has been asked of the engine, shared with its answer.
+struct ClosedPage::Layout {
+  QEventLoop loop;
+  bool isOver = false;
+  bool isOwed = false;  ///< the engine is about to answer
+  QByteArray pdf;
+};
+
+QByteArray ClosedPage::layOut(const QPageLayout& paper) {
+  const auto layout = std::make_shared<Layout>();
+  QEventLoop& loop = layout->loop;
+  QTimer::singleShot(kLongestLayout, &loop, [&loop] { loop.quit(); });
+  connect(page_, &QWebEnginePage::renderProcessTerminated, &loop, [&loop] { loop.quit(); });
   if (isLoading_) {
-    connect(page_, &QWebEnginePage::loadFinished, &wait->loop, print);
+    connect(page_, &QWebEnginePage::loadFinished, &loop, [&] { askForPdf(layout, paper); });
   } else {
-    print();
+    askForPdf(layout, paper);
   }
-  wait->loop.exec();
-  disconnect(page_, nullptr, &wait->loop, nullptr);
-  return wait->pdf;
+  loop.exec();
+  disconnect(page_, nullptr, &loop, nullptr);
+  layout->isOver = true;
+  if (layout->isOwed) takeLastAnswer(*layout);
+  return layout->pdf;
+}
+
+/// The engine ends the program when the process of a page ends before it has begun to lay the page
+/// out. So it is asked when the page answers at all, and not while it is busy with its own.
+void ClosedPage::askForPdf(const std::shared_ptr<Layout>& layout, const QPageLayout& paper) {
+  page_->toPlainText([this, layout, paper](const QString&) {
+    if (layout->isOver || layout->isOwed) return;
+    layout->isOwed = true;
+    page_->printToPdf(
+        [layout](const QByteArray& pdf) {
+          layout->pdf = pdf;
+          layout->isOwed = false;
+          layout->loop.quit();
+        },
+        paper);
+  });
+}
+
+/// The time is up, the process is gone, or the program ends. The engine would give what it has made
+/// to a page that is no more, so that the page stays until there is nothing to come.
+void ClosedPage::takeLastAnswer(const Layout& layout) {
+  if (waitUntil([&layout] { return !layout.isOwed; }, kLastMoment)) return;
+  if (!endProcess()) return;
+  static_cast<void>(waitUntil([&layout] { return !layout.isOwed; }, kLastMoment));
 }
 
 bool canStartWebEngine() {

@@ -2,6 +2,7 @@
 
 #include <QTimer>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -28,9 +29,9 @@ class ClosedPage : public QObject {
   /// Loads HTML, with `style` ahead of its own. `remotePictures`: those elsewhere are fetched.
   void load(std::string_view html, std::string_view style, const QColor& background,
             bool remotePictures);
-  /// The page that is loaded, as a PDF, once it is whole; empty when that fails or takes beyond a
-  /// minute. Lets the event loop run.
-  QByteArray layOut(const QPageLayout& layout);
+  /// The page that is loaded, as a PDF, once it is whole; empty when that fails, takes beyond a
+  /// minute, or the program ends. Lets the event loop run.
+  QByteArray layOut(const QPageLayout& paper);
   [[nodiscard]] int heldBack() const { return guard_.heldBack(); }
   QWebEnginePage& page();
 
@@ -42,8 +43,14 @@ class ClosedPage : public QObject {
   std::function<void()> crashed;
 
  private:
+  struct Layout;
+
   void connectPage();
   void watchForHang();
+  void askForPdf(const std::shared_ptr<Layout>& layout, const QPageLayout& paper);
+  void takeLastAnswer(const Layout& layout);
+  /// Ends the process that draws the page. False when there is none.
+  bool endProcess();
 
   WebGuard guard_;
   MailScheme scheme_;

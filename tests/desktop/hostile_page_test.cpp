@@ -9,15 +9,19 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <QColor>
 #include <QLabel>
+#include <QPageLayout>
 #include <QPushButton>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QTreeView>
 #include <QWebEnginePage>
 #include <QWebEngineView>
 
 #include "base/text.h"
+#include "desktop/closed_page.h"
 #include "tests/desktop/window_rig.h"
 
 namespace keldane {
@@ -294,6 +298,30 @@ TEST_F(HtmlOfAMessage, ReachesNobodyRunsNothingAndWritesNoFile) {
   EXPECT_EQ(listener.connections, 0);
   rig.click("loadRemotePicturesButton");
   EXPECT_TRUE(WindowRig::waitFor([&] { return listener.connections > 0; }));
+}
+
+TEST(ClosedPage, StaysUntilTheEngineHasNothingToGiveItWhenTheProgramEnds) {
+  for (const bool isBegun : {false, true}) {
+    SCOPED_TRACE(isBegun ? "while the page is laid out" : "when the page has come");
+    auto closed = std::make_unique<ClosedPage>(nullptr);
+    QWebEnginePage& page = closed->page();
+    page.setVisible(true);
+    closed->load("<p>Words", {}, Qt::white, false);
+    QByteArray pdf;
+    QTimer::singleShot(0, [&] {
+      QTimer::singleShot(0, [&] {
+        QObject::connect(&page, &QWebEnginePage::loadFinished, [&] {
+          if (!isBegun) return QCoreApplication::exit();
+          page.toPlainText([](const QString&) { QCoreApplication::exit(); });
+        });
+      });
+      pdf = closed->layOut({QPageSize(QPageSize::A4), QPageLayout::Portrait, {}});
+      closed.reset();
+    });
+    QCoreApplication::exec();
+    EXPECT_EQ(pdf.startsWith("%PDF"), isBegun);
+    EXPECT_EQ(closed, nullptr);
+  }
 }
 
 TEST_F(HtmlOfAMessage, HasThePicturesThatCameWithIt) {
