@@ -14,6 +14,7 @@ struct DuplicatesPanelTest : testing::Test, SearchPanels {
   DuplicatesPanelTest() {
     list.clearMessageViews = [this] { ++cleared; };
     // Two rows without a source, alike.
+    answerOn("SELECT date_fld FROM email GROUP BY*", {{"2023-01-02 03:04:05"}});
     answerOn(kScan, {{"4", "2023-01-02 03:04:05", "a", "b", "s", "IN", "2"}});
     answerOn("SELECT id FROM email*AND NOT id = 4", {{"7"}});
     answerOn("SELECT id FROM email*AND NOT id = 7", {});
