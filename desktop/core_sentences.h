@@ -42,6 +42,13 @@ inline constexpr const char* kCoreSentences[] = {
         "Core", "another program is saving the settings of this archive; they are as they were"),
     QT_TRANSLATE_NOOP("Core", "Keldane Pro %1 is the newest version."),
     QT_TRANSLATE_NOOP("Core", "Check for Updates"),
+    QT_TRANSLATE_NOOP("Core", "Not all has been archived"),
+    QT_TRANSLATE_NOOP("Core",
+                      "The server went away during the run: %1\nWhat was stored before is safe. "
+                      "Archive once more: that run goes on where this one was cut off."),
+    QT_TRANSLATE_NOOP("Core",
+                      "The run has been stopped: %1\nWhat was stored before is safe. Archive once "
+                      "more: that run goes on where this one was cut off."),
     QT_TRANSLATE_NOOP(
         "Core", "The saved connections are not kept: the settings file %1 cannot be written."),
     QT_TRANSLATE_NOOP("Core", "The connection is busy with another statement."),

@@ -199,10 +199,24 @@ void ArchivePanel::stored(const RunReport& report) {
   context_.resultTable.retrieve();
 }
 
-void ArchivePanel::logged(const RunReport&) {
+/// A run that has not come to its end says so, before it says that it is over.
+void ArchivePanel::tellWhatIsLeft(const RunReport& report) {
+  const bool isLost = !report.lostServer.empty();
+  if (!isLost && report.stoppedBy.empty()) return;
+  const std::string text =
+      isLost ? "The server went away during the run: " + printable(report.lostServer)
+             : "The run has been stopped: " + printable(report.stoppedBy);
+  context_.ui.alert({"Not all has been archived",
+                     text + "\nWhat was stored before is safe. Archive once more: that run goes on "
+                            "where this one was cut off.",
+                     AlertStyle::critical});
+}
+
+void ArchivePanel::logged(const RunReport& report) {
   context_.ui.setWindowTitle("storePanel",
                              "done storing email in " + context_.archiver.database().dbPath);
   if (isUnattended()) return;
+  tellWhatIsLeft(report);
   const int button = context_.ui.alert(
       {"Archive Log", "Done Archiving Email", AlertStyle::informational, {"OK", "View Log File"}});
   if (button == kSecondButton) {

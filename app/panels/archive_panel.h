@@ -68,6 +68,7 @@ class ArchivePanel : public RunObserver {
   void composeConfirmation();
   void clearResults();
   void tell(const NotStarted& failure);
+  void tellWhatIsLeft(const RunReport& report);
 
   Context context_;
   std::string goingOn_;

@@ -1408,6 +1408,22 @@
         <source>Outlook file</source>
         <translation>Outlook-Datei</translation>
     </message>
+    <message>
+        <source>Not all has been archived</source>
+        <translation>Es ist nicht alles archiviert</translation>
+    </message>
+    <message>
+        <source>The server went away during the run: %1
+What was stored before is safe. Archive once more: that run goes on where this one was cut off.</source>
+        <translation>Der Server ist während des Laufs verschwunden: %1
+Was bis dahin gesichert wurde, ist sicher. Archivieren Sie noch einmal: Jener Lauf macht dort weiter, wo dieser abbrach.</translation>
+    </message>
+    <message>
+        <source>The run has been stopped: %1
+What was stored before is safe. Archive once more: that run goes on where this one was cut off.</source>
+        <translation>Der Lauf wurde angehalten: %1
+Was bis dahin gesichert wurde, ist sicher. Archivieren Sie noch einmal: Jener Lauf macht dort weiter, wo dieser abbrach.</translation>
+    </message>
 </context>
 <context>
     <name>DateMenus</name>

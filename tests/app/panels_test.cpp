@@ -104,6 +104,16 @@ TEST_F(ConnectPanelTest, ShowsTheSelectedConnection) {
   EXPECT_EQ(panel().form.connectNameTextField, "plain") << "the form stays as it is";
 }
 
+TEST_F(ConnectPanelTest, ARunThatLostItsServerIsNotSimplyDone) {
+  RunReport report;
+  controller->archivePanel().logged(report);
+  EXPECT_EQ(ui.alertLines().size(), 1U);
+  report.lostServer = "Lost connection";
+  controller->archivePanel().logged(report);
+  ASSERT_EQ(ui.alertLines().size(), 3U);
+  EXPECT_THAT(ui.alertLines()[1], HasSubstr("The server went away during the run: Lost"));
+}
+
 class DatabasePanelTest : public ControllerRig {
  protected:
   DatabasePanelTest() {
