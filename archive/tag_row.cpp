@@ -34,13 +34,21 @@ std::string withPlainQuotes(std::string text) {
   return text;
 }
 
-std::string insertTagSql(const TagRow& row) {
-  std::string sql = fmt::format(
-      "INSERT INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) VALUES({},{},{},{},{})", row.id,
-      quotedInline(row.category), quotedInline(row.keywords), row.priority,
-      quotedInline(row.notes));
+namespace {
+
+std::string tagSql(std::string_view verb, const TagRow& row) {
+  std::string sql =
+      fmt::format("{} INTO tags (id,cat_fld,key_fld,priority_fld,notes_fld) VALUES({},{},{},{},{})",
+                  verb, row.id, quotedInline(row.category), quotedInline(row.keywords),
+                  row.priority, quotedInline(row.notes));
   removeAll(sql, "\n");
   return sql;
 }
+
+}  // namespace
+
+std::string insertTagSql(const TagRow& row) { return tagSql("INSERT", row); }
+
+std::string replaceTagSql(const TagRow& row) { return tagSql("REPLACE", row); }
 
 }  // namespace keldane

@@ -32,5 +32,7 @@ inline constexpr std::array<std::string_view, 6> kPriorityTitles = {"None",   "L
 
 /// The statement that adds the row, in one line whatever the values hold.
 [[nodiscard]] std::string insertTagSql(const TagRow& row);
+/// The same for a row that takes the place of one of the same message, if there is any.
+[[nodiscard]] std::string replaceTagSql(const TagRow& row);
 
 }  // namespace keldane

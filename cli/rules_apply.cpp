@@ -148,7 +148,6 @@ class RulePass {
     const Result<void> written = writeTags(session_, after);
     if (written) return true;
     --tagged_;
-    static_cast<void>(writeTags(session_, before));
     return refused(written.error());
   }
 

@@ -1,9 +1,7 @@
 #include "query/message_tags.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 #include <unordered_set>
 #include <utility>
 
@@ -18,11 +16,6 @@ namespace {
 constexpr std::size_t kMostIdsInOneStatement = 10000;
 /// Most characters of a category, and of all keywords together: what their columns hold.
 constexpr std::size_t kLongestTag = 127;
-
-constexpr unsigned kLockTimeout = 1205;
-constexpr unsigned kDeadlock = 1213;
-constexpr int kMostAttempts = 4;
-constexpr std::chrono::milliseconds kBetweenAttempts{20};
 
 }  // namespace
 
@@ -73,25 +66,11 @@ TagRow storedForm(TagRow tags) {
 }
 
 Result<void> writeTags(ServerSession& session, const TagRow& tags) {
-  const std::string deletion = fmt::format("DELETE FROM tags WHERE id={}", tags.id);
-  if (!hasTags(tags)) {
-    return session.query(deletion) ? Result<void>() : Result<void>(Failure{session.error()});
-  }
-  // As one: a server that ends between the two leaves the message the tags that it had. And again
-  // where another program came first, or another host takes over: it is the same, however often.
-  for (int attempt = 1;; ++attempt) {
-    if (session.query("START TRANSACTION") && session.query(deletion) &&
-        session.query(insertTagSql(tags)) && session.query("COMMIT")) {
-      return {};
-    }
-    const unsigned number = session.errorNumber();
-    Failure failure{session.error()};
-    const bool mayPass =
-        number == kLockTimeout || number == kDeadlock || isLostConnection(failure.message);
-    static_cast<void>(session.query("ROLLBACK"));
-    if (!mayPass || attempt == kMostAttempts) return failure;
-    std::this_thread::sleep_for(kBetweenAttempts * attempt);
-  }
+  // One statement: a server that ends meanwhile leaves the message the tags that it had.
+  const std::string sql =
+      hasTags(tags) ? replaceTagSql(tags) : fmt::format("DELETE FROM tags WHERE id={}", tags.id);
+  if (!session.query(sql)) return Failure{session.error()};
+  return {};
 }
 
 namespace {
@@ -192,7 +171,6 @@ TagResult tagMessages(ServerSession& session, const std::vector<std::uint32_t>& 
   for (TaggedMessage& message : messages) {
     const Result<void> written = writeTags(session, message.after);
     if (!written) {
-      static_cast<void>(writeTags(session, message.before));
       result.serverError = written.error();
       result.problem = fmt::format("{} of {} tagged; message {} and those behind it are not",
                                    result.tagged.size(), messages.size(), message.after.id);

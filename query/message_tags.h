@@ -28,8 +28,7 @@ namespace keldane {
 [[nodiscard]] std::string tooLong(const TagRow& tags);
 
 /// Makes these, in the form in which they are stored, the tags of their message in place of all it
-/// had; without any tag its row goes. Fails with the server's words, and the tags as they were
-/// (of an old archive whose tables know no way back, perhaps gone).
+/// had; without any tag its row goes. Fails with the server's words, and the tags as they were.
 [[nodiscard]] Result<void> writeTags(ServerSession& session, const TagRow& tags);
 
 /// How the tags of messages are to change. What is absent stays.

@@ -91,7 +91,7 @@ TEST_F(TagPanelTest, ShowsTheTagsOfTheRowSelectedLast) {
 }
 
 TEST(TagPanel, StopsAtTheFirstRefusedStatement) {
-  for (const char* refused : {"query SELECT*id=12", "query DELETE*id=12", "query INSERT*12,*"}) {
+  for (const char* refused : {"query SELECT*id=12", "query REPLACE*12,*"}) {
     SCOPED_TRACE(refused);
     ScriptedSession session;
     TagRig rig(session);
