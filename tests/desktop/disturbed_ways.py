@@ -18,6 +18,7 @@ class Server:
     """The private server, asked as its own program asks it."""
 
     def __init__(self, home):
+        self.home = home
         self.state = json.loads(terminal(home, 'server', 'status', '--json'))
         self.client = ['mariadb', '--no-defaults', '--user=keldane', f'--socket={self.state["socket"]}',
                        '--skip-column-names', '--unbuffered', 'myemaildb']
@@ -32,6 +33,18 @@ class Server:
             print(f"LOCK TABLES {table} WRITE; SELECT 'locked';", file=client.stdin, flush=True)
             client.stdout.readline()
             yield
+
+    @contextlib.contextmanager
+    def slow(self, change):
+        """Such a change ("INSERT ON tags") takes as long as it takes."""
+        self.ask(f'CREATE TRIGGER slow BEFORE {change} FOR EACH ROW DO SLEEP(600)')
+        yield
+        # By now another server may have the data.
+        terminal(self.home, 'find', 'minutes')
+        self.ask('DROP TRIGGER slow')
+
+    def sleeps(self):
+        return 'User sleep' in self.ask('SHOW PROCESSLIST')
 
     def waits(self):
         """Whether a statement of somebody's waits for a lock."""
@@ -79,6 +92,39 @@ class Beside(OneWindow):
         first.enter('Text 3', 'Agenda')
         first.press('Search', within=first.windows()[0].name)
         wait_for(lambda: first.subjects() == ['Agenda'], 'the one row')
+
+
+    def test_two_windows_archive_and_settle(self):
+        """What one stores the other has at its next action; of the settings that both change, each keeps its own."""
+        first, second = self.window, self.another()
+        self.addCleanup(second.quit)
+        second.control(CONNECTED, 'label')
+        write(self.path('two/1.eml'), mail('Harvest', 25))
+        first.choose('Archive', 'Import MBOX Files...')
+        first.press('Files...')
+        first.choose_file(self.path('two/1.eml'), 'Open')
+        first.press('Archive', within='Archive Email')
+        first.answer('Archive Log')
+        second.press('Browse', role='push button')
+        second.status('4 emails in this list.')
+        second.select('Harvest')
+        def settings():
+            return [terminal(self.home, 'settings', 'get', name).strip() for name in ('dateFormat', 'updatesState')]
+
+        dates, updates = settings()
+        other = 'Day first' if dates == 'year-first' else 'Year first'
+        for window, tab, box in ((first, 'Viewing', other), (second, 'General', 'Check for updates at start')):
+            window.choose('Edit', 'Settings...')
+            window.press(tab, role='page tab')
+            window.press(box, within=tab)
+        for window, tab in ((second, 'General'), (first, 'Viewing')):
+            window.press('Save', within=tab)
+            window.answer('Settings Saved')
+            window.press('Cancel', within=tab)
+        self.assertTrue(all(now != before for now, before in zip(settings(), (dates, updates))), settings())
+        second.quit()
+        first.select('Harvest')
+        terminal(self.home, 'delete', '--yes', self.id_of('Harvest'))
 
 
 class Unattended(OneWindow):
@@ -153,10 +199,74 @@ class Lost(Way):
         window = self.window
         window.select('Minutes')
         Server(self.home).kill()
-        window.select('Agenda')
-        self.assertIn('Text of Agenda.', window.text(window.field('Message')))
+        # One key: what is typed while the server starts goes to the panel that says so.
+        window.keys('Home')
+        wait_for(lambda: 'Text of Budget.' in window.text(window.field('Message')), 'the first message')
         window.press('Browse', role='push button')
         window.status('3 emails in this list.')
+
+
+    def import_more(self):
+        write(self.path('more.mbox'), b''.join(b'From - Mon Jan  3 10:00:00 2022\n' + mail(f'More {i}', 20 + i) + b'\n'
+                                               for i in range(5)))
+        self.window.choose('Archive', 'Import MBOX Files...')
+        self.window.press('Files...')
+        self.window.choose_file(self.path('more.mbox'), 'Open')
+        self.window.press('Archive', within='Archive Email')
+
+    def test_it_dies_in_a_change_of_tags(self):
+        """Told, and the message has the tags that it had; the same once more goes well."""
+        window, server = self.window, Server(self.home)
+        server.ask("INSERT INTO tags SELECT id,'Club','',0,'' FROM email WHERE subj_fld='Minutes'")
+        window.press('Browse', role='push button')
+        window.select('Minutes')
+        window.press('Tag', role='push button')
+        with server.slow('INSERT ON tags'):
+            window.enter('Category', 'Money', within='Tags')
+            window.press('Replace Tags', within='Tags')
+            wait_for(server.sleeps, 'the change to have begun')
+            server.kill()
+            for alert in ('SQL Error', 'Done', 'SQL Error'):
+                window.answer(alert)
+        self.assertEqual(server.ask('SELECT cat_fld FROM tags'), 'Club')
+        window.press('Connect Again')
+        window.enter('Category', 'Money', within='Tags')
+        window.press('Replace Tags', within='Tags')
+        window.answer('Done')
+        self.assertEqual(server.ask('SELECT cat_fld FROM tags'), 'Money')
+        window.press('Close', within='Tags')
+        window.gone('Tags')
+
+    def test_it_dies_in_a_deletion(self):
+        """Told; the same once more leaves nothing of the message."""
+        window, server = self.window, Server(self.home)
+        window.select('Agenda')
+        with server.slow('DELETE ON origemail'):
+            window.choose('Message', 'Delete', 'this email from database...')
+            window.answer('Delete this email from database', 'Delete')
+            wait_for(server.sleeps, 'the deletion to have begun')
+            server.kill()
+            window.answer('SQL Error')
+        window.press('Connect Again')
+        window.choose('Message', 'Delete', 'this email from database...')
+        window.answer('Delete this email from database', 'Delete')
+        window.status('2 emails in the database.')
+        self.assertEqual(server.ask('SELECT count(*) FROM origemail'), '2')
+
+    def test_it_dies_in_a_run(self):
+        """Told; the next run stores what this one had not, and each message is there once."""
+        server = Server(self.home)
+        with server.locked('origemail'):
+            self.import_more()
+            wait_for(server.waits, 'the run to have begun a message')
+            server.kill()
+        self.window.answer('Not all has been archived')
+        self.window.answer('Archive Log')
+        self.import_more()
+        self.window.answer('Archive Log')
+        self.window.status('7 emails in the database.')
+        self.assertEqual(server.ask('SELECT count(*),count(DISTINCT subj_fld) FROM email'), '7\t7')
+        terminal(self.home, 'verify')
 
 
 class Hosts(Way):
