@@ -11,6 +11,7 @@ namespace keldane {
 namespace {
 
 constexpr std::size_t kCountWidth = 9;
+
 void appendCounts(std::string& report, const std::vector<StatsFigures::Count>& counts) {
   for (const StatsFigures::Count& entry : counts) {
     std::string padded = groupedNumber(entry.count);
