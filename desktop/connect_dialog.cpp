@@ -1,6 +1,7 @@
 #include "desktop/connect_dialog.h"
 
 #include <QBoxLayout>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFormLayout>
 #include <QIntValidator>
@@ -44,6 +45,11 @@ ConnectDialog::ConnectDialog(KeldaneController& controller, QWidget* parent)
     if (row >= 0) controller_.connectPanel().selectConnection(static_cast<std::size_t>(row));
   });
   cancelled = [this] { controller_.connectPanel().cancelConnect(); };
+}
+
+void ConnectDialog::closeEvent(QCloseEvent* event) {
+  if (!controller_.windowShouldClose("connectPanel")) return event->ignore();
+  PanelDialog::closeEvent(event);
 }
 
 QLayout* ConnectDialog::makeForm() {

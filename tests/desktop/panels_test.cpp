@@ -265,6 +265,7 @@ TEST_F(Panels, AConnectionIsSavedTriedAndDeleted) {
     EXPECT_FALSE(rig.control<QWidget>("quitButton").isVisible());
     rig.control<QLineEdit>("connectNameTextField").setText("Club");
     rig.click("saveConnectionButton");
+    EXPECT_FALSE(panel.close()) << "its close control is no answer";
     QTest::keyClick(&panel, Qt::Key_Escape);
   });
   rig.click("connectItem");
