@@ -122,6 +122,17 @@ void runStatus(bool json, Program& program) {
   const std::string encryption = session.encryption();
   const std::optional<HostPlace> place = session.place();
   const std::string where = place ? " (" + printable(hostText(*place)) + ")" : std::string();
+  if (!json) {
+    std::fputs(
+        fmt::format("Connection: {}{}\nServer:     {}\nEncryption: {}\nDatabase:   {}\n"
+                    "Messages:   {}\nNewest:     {}\nSize:       {:.1f} MB\n",
+                    connection.name, where, server, encryption.empty() ? "none" : encryption,
+                    database, messages, newest == "0" ? "none" : newest, leadingDouble(bytes) / 1e6)
+            .c_str(),
+        stdout);
+    // What follows reads the table of sources: of a large archive that takes its time.
+    std::fflush(stdout);
+  }
   const std::optional<Proof> proof = readProof(*archiver, program);
   if (!proof) return;
   if (json) {
@@ -144,14 +155,9 @@ void runStatus(bool json, Program& program) {
                {"verifying", checkJson(proof->checks.going)}});
     return;
   }
-  std::fputs(fmt::format("Connection: {}{}\nServer:     {}\nEncryption: {}\nDatabase:   {}\n"
-                         "Messages:   {}\n"
-                         "Newest:     {}\nSize:       {:.1f} MB\nExact:      {} sources to the "
-                         "byte\nWord index: {}\nVerified:   {}\n",
-                         connection.name, where, server, encryption.empty() ? "none" : encryption,
-                         database, messages, newest == "0" ? "none" : newest,
-                         leadingDouble(bytes) / 1e6, proof->exactSources,
-                         printable(indexWords(proof->index)), checkWords(proof->checks))
+  std::fputs(fmt::format("Exact:      {} sources to the byte\nWord index: {}\nVerified:   {}\n",
+                         proof->exactSources, printable(indexWords(proof->index)),
+                         checkWords(proof->checks))
                  .c_str(),
              stdout);
 }

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "find/stored_ids.h"
 
 namespace keldane {
 namespace {
@@ -340,20 +341,15 @@ Result<void> IndexCatchUp::commitWhenDue(bool now) {
 
 /// Deleted rows, and rows that have come below the highest id.
 Result<void> IndexCatchUp::mendRows(CatchUpOutcome& outcome, Progress& progress) {
-  if (!session_.query("SELECT id FROM email ORDER BY id")) return Failure{session_.error()};
-  std::vector<std::uint32_t> stored;
-  {
-    const auto rows = session_.useResult();
-    while (rows && rows->next()) stored.push_back(idOf(*rows, 0));
-    if (session_.errorNumber() != 0) return Failure{session_.error()};
-  }
+  const Result<std::vector<std::uint32_t>> stored = storedIds(session_);
+  if (!stored) return Failure{stored.error()};
   const Result<std::vector<std::uint32_t>> indexed = index_.ids();
   if (!indexed) return Failure{indexed.error()};
   std::vector<std::uint32_t> gone;
   std::vector<std::uint32_t> missing;
-  std::set_difference(indexed->begin(), indexed->end(), stored.begin(), stored.end(),
+  std::set_difference(indexed->begin(), indexed->end(), stored->begin(), stored->end(),
                       std::back_inserter(gone));
-  std::set_difference(stored.begin(), stored.end(), indexed->begin(), indexed->end(),
+  std::set_difference(stored->begin(), stored->end(), indexed->begin(), indexed->end(),
                       std::back_inserter(missing));
   for (const std::uint32_t id : gone) {
     const Result<void> removed = index_.remove(id);

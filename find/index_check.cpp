@@ -1,30 +1,16 @@
 #include "find/index_check.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <vector>
 
 #include <xapian.h>
 
 #include "base/files.h"
+#include "find/stored_ids.h"
 
 namespace keldane {
 namespace {
-
-Result<std::vector<std::uint32_t>> storedIds(ServerSession& session) {
-  const bool sent = session.query("SELECT id FROM email ORDER BY id");
-  const auto rows = sent ? session.useResult() : nullptr;
-  if (!rows) return Failure{session.error()};
-  std::vector<std::uint32_t> ids;
-  while (rows->next()) {
-    const std::string cell(rows->cell(0).value_or("0"));
-    ids.push_back(static_cast<std::uint32_t>(std::strtoul(cell.c_str(), nullptr, 10)));
-  }
-  // A link that is cut ends the rows as the last one does.
-  if (session.errorNumber() != 0) return Failure{session.error()};
-  return ids;
-}
 
 std::string damageOfFiles(const std::string& folder) {
   try {
