@@ -17,10 +17,6 @@ constexpr std::uint64_t kLeastPoolBytes = 64 * kMebibyte;
 /// of the server.
 constexpr std::uint64_t kMostPoolBytes = 8192 * kMebibyte;
 constexpr std::uint64_t kMemoryShare = 4;
-/// The server's own value, and the most that it takes.
-constexpr std::uint64_t kLeastWordCacheBytes = 8000000;
-constexpr std::uint64_t kMostWordCacheBytes = 80000000;
-constexpr std::uint64_t kWordCacheShare = 32;
 /// How often the server looks for clients: ten times in the time that it waits for one, but no more
 /// often than its clock of events allows and no more seldom than this: a run may fill the smallest
 /// log in as many seconds.
@@ -46,18 +42,8 @@ std::string socketFor(const std::string& folder) {
   return fmt::format("/tmp/keldane-{}-{:016x}/server.sock", ::geteuid(), fingerprint(folder));
 }
 
-/// The server begins to write the words of new messages out when a tenth of this has come together;
-/// what is more, it needs only while the writing lasts. Each word costs a row, however many
-/// messages have it, so that few and large portions take less time, and less disk.
-std::uint64_t wordCacheBytes(std::uint64_t memoryBytes) {
-  return std::clamp(memoryBytes / kWordCacheShare, kLeastWordCacheBytes, kMostWordCacheBytes);
-}
-
-/// Together with the words a quarter of the memory, on a machine that has any to speak of.
 std::uint64_t poolBytes(std::uint64_t memoryBytes) {
-  const std::uint64_t share = memoryBytes / kMemoryShare;
-  const std::uint64_t words = wordCacheBytes(memoryBytes);
-  return std::clamp(share - std::min(share, words), kLeastPoolBytes, kMostPoolBytes);
+  return std::clamp(memoryBytes / kMemoryShare, kLeastPoolBytes, kMostPoolBytes);
 }
 
 /// Bytes of data to one of redo log.
@@ -80,6 +66,9 @@ max_allowed_packet = 1G
 innodb_flush_log_at_trx_commit = 2
 innodb_file_per_table = ON
 innodb_autoextend_increment = 8
+
+# One purges behind one user; four take the processors from the run whose leavings they clear up.
+innodb_purge_threads = 1
 
 # Words of two letters count, and words that are common in English may be looked for.
 innodb_ft_min_token_size = 2
@@ -154,7 +143,6 @@ std::string localServerConfig(const LocalServerPaths& paths, const ServerNeeds& 
   // A statement made of a message's text must not be able to read the user's files.
   text += fmt::format("secure_file_priv = {}\n", configValue(paths.files));
   text += fmt::format("innodb_buffer_pool_size = {}\n", poolBytes(needs.memoryBytes));
-  text += fmt::format("innodb_ft_cache_size = {}\n", wordCacheBytes(needs.memoryBytes));
   text += kCommonSettings;
   const bool mariadb = needs.make == ServerMake::mariadb;
   text += fmt::format("loose_innodb_{} = {}\n", mariadb ? "log_file_size" : "redo_log_capacity",
