@@ -17,6 +17,10 @@ constexpr std::uint64_t kLeastPoolBytes = 64 * kMebibyte;
 /// of the server.
 constexpr std::uint64_t kMostPoolBytes = 8192 * kMebibyte;
 constexpr std::uint64_t kMemoryShare = 4;
+/// For the words of new messages: the server's own value. While a run goes on, the thread that
+/// writes them out goes through all that is there again and again until it is full, so that with
+/// more of it the thread never rests.
+constexpr std::uint64_t kWordCacheBytes = 8000000;
 /// How often the server looks for clients: ten times in the time that it waits for one, but no more
 /// often than its clock of events allows and no more seldom than this: a run may fill the smallest
 /// log in as many seconds.
@@ -42,8 +46,10 @@ std::string socketFor(const std::string& folder) {
   return fmt::format("/tmp/keldane-{}-{:016x}/server.sock", ::geteuid(), fingerprint(folder));
 }
 
+/// Together with the words a quarter of the memory, on a machine that has any to speak of.
 std::uint64_t poolBytes(std::uint64_t memoryBytes) {
-  return std::clamp(memoryBytes / kMemoryShare, kLeastPoolBytes, kMostPoolBytes);
+  const std::uint64_t share = memoryBytes / kMemoryShare;
+  return std::clamp(share - std::min(share, kWordCacheBytes), kLeastPoolBytes, kMostPoolBytes);
 }
 
 /// Bytes of data to one of redo log.
@@ -143,6 +149,7 @@ std::string localServerConfig(const LocalServerPaths& paths, const ServerNeeds& 
   // A statement made of a message's text must not be able to read the user's files.
   text += fmt::format("secure_file_priv = {}\n", configValue(paths.files));
   text += fmt::format("innodb_buffer_pool_size = {}\n", poolBytes(needs.memoryBytes));
+  text += fmt::format("innodb_ft_cache_size = {}\n", kWordCacheBytes);
   text += kCommonSettings;
   const bool mariadb = needs.make == ServerMake::mariadb;
   text += fmt::format("loose_innodb_{} = {}\n", mariadb ? "log_file_size" : "redo_log_capacity",
